@@ -1,0 +1,11 @@
+option(MORVU_BUILD_TESTS "Build the tests" ON)
+set(MORVU_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
+
+add_library(morvu_options INTERFACE)
+target_compile_options(morvu_options INTERFACE
+  -Wall -Wextra -Werror -Wshadow=local -Wnon-virtual-dtor -Woverloaded-virtual
+  -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
+if(MORVU_SANITIZE)
+  target_compile_options(morvu_options INTERFACE -fsanitize=${MORVU_SANITIZE} -fno-omit-frame-pointer)
+  target_link_options(morvu_options INTERFACE -fsanitize=${MORVU_SANITIZE})
+endif()
