@@ -1,0 +1,43 @@
+// Finds what storage is on the host and keeps the list of drives.
+#pragma once
+
+#include <memory>
+#include <vector>
+
+#include "devices/Adapter.h"
+#include "devices/DeviceList.h"
+
+namespace Morvu::DeviceManagement {
+
+// What two scans differ in. All drives are clones, owned by this record.
+struct ScanDifference {
+  struct PartitionChange {
+    std::unique_ptr<Device> drive;
+    std::vector<Partition> partitions;
+  };
+  std::vector<std::unique_ptr<Device>> addedDrives;
+  std::vector<std::unique_ptr<Device>> removedDrives;
+  std::vector<PartitionChange> addedPartitions;
+  std::vector<PartitionChange> removedPartitions;
+};
+
+// Has no lock; one scan at a time. A scan may destroy the drives that GetDrives
+// gave before, unless it keeps objects.
+class AdapterManager {
+ public:
+  explicit AdapterManager(const ScanOptions& options = {});
+  ~AdapterManager();
+
+  void Scan(const ScanOptions& options);
+  void Rescan(const ScanOptions& options, ScanDifference& difference);
+  const std::vector<Device*>& GetDrives() const { return driveList_.GetDrives(); }
+  const DeviceList& GetDeviceList() const { return driveList_; }
+
+ private:
+  std::vector<std::unique_ptr<Adapter>> adapters_;  // without the generic one
+  ScanOptions options_;
+  DeviceList driveList_;
+  std::unique_ptr<Adapter> generic_;
+};
+
+}  // namespace Morvu::DeviceManagement

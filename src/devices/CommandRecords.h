@@ -1,0 +1,73 @@
+// The records in which commands travel: the ATA registers, the flag byte, the NVMe
+// admin and I/O records, the made-up NVMe completion.
+#pragma once
+
+#include <array>
+#include <cstdint>
+
+#include "frame/Bytes.h"
+
+namespace Morvu::DeviceManagement {
+
+// ATA registers of one command (ACS-3, 48-bit feature set: the "current" bytes).
+// After the command byte 0 is Error and byte 6 is Status.
+using TaskFile = std::array<std::uint8_t, 8>;
+// The "previous" bytes: the upper halves of Features, Count and LBA; bytes 5 to 7 unused.
+using TaskFilePrevious = std::array<std::uint8_t, 8>;
+
+namespace TaskFileByte {
+inline constexpr std::size_t Features = 0;
+inline constexpr std::size_t Error = 0;
+inline constexpr std::size_t Count = 1;
+inline constexpr std::size_t LbaLow = 2;
+inline constexpr std::size_t LbaMid = 3;
+inline constexpr std::size_t LbaHigh = 4;
+inline constexpr std::size_t Device = 5;
+inline constexpr std::size_t Command = 6;
+inline constexpr std::size_t Status = 6;
+inline constexpr std::size_t Control = 7;
+}  // namespace TaskFileByte
+
+// How a command moves its data; the bits combine.
+enum CommandFlags : std::uint8_t {
+  kRead = 0x02,        // from the device
+  kWrite = 0x04,       // to the device
+  kNoData = 0x08,      // no data phase
+  kDma = 0x10,         // ATA protocol DMA
+  kExt48 = 0x20,       // 48-bit ATA command
+  kDiagnostic = 0x80,  // ATA protocol device diagnostic
+};
+
+using SenseBuffer = std::array<std::uint8_t, 32>;
+
+// The kernel's struct nvme_admin_cmd, little-endian (<linux/nvme_ioctl.h>).
+struct NvmeAdminCommand {
+  std::uint8_t opcode = 0;
+  std::uint8_t flags = 0;  // FUSE in bits 1:0
+  std::uint16_t reserved = 0;
+  std::uint32_t nsid = 0;
+  std::uint32_t cdw2 = 0;
+  std::uint32_t cdw3 = 0;
+  std::uint64_t metadata = 0;
+  std::uint64_t address = 0;
+  std::uint32_t metadataLength = 0;
+  std::uint32_t dataLength = 0;
+  std::uint32_t cdw10 = 0;
+  std::uint32_t cdw11 = 0;
+  std::uint32_t cdw12 = 0;
+  std::uint32_t cdw13 = 0;
+  std::uint32_t cdw14 = 0;
+  std::uint32_t cdw15 = 0;
+  std::uint32_t timeoutMs = 0;  // 0: the kernel's default
+  std::uint32_t result = 0;     // dword 0 of the completion
+};
+static_assert(sizeof(NvmeAdminCommand) == 72);
+
+// What a path makes of the kernel's answer, in the shape of a completion queue
+// entry: dword 0 the result, dword 3 the status code in bits 27:17.
+struct NvmeCompletion {
+  std::array<std::uint32_t, 4> dwords{};
+};
+static_assert(sizeof(NvmeCompletion) == 16);
+
+}  // namespace Morvu::DeviceManagement

@@ -1,0 +1,28 @@
+// Whole files, read and written within one call.
+#pragma once
+
+#include <cstdint>
+#include <optional>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "frame/Bytes.h"
+
+namespace Morvu {
+
+// Writes the text and a line feed, behind what the file holds or in its place.
+[[nodiscard]] bool SaveFile(const std::string& path, std::string_view text, bool append);
+// Writes exactly these bytes.
+[[nodiscard]] bool SaveBinary(const std::string& path, ByteView bytes, bool append);
+
+// The whole file; empty if it cannot be read.
+std::string ReadFileText(const std::string& path);
+// The whole file, or nothing if it cannot be read.
+std::optional<std::vector<std::uint8_t>> ReadFileBytes(const std::string& path);
+
+std::optional<std::uint64_t> GetFileSize(const std::string& path);
+// True for size 0, and for a file that cannot be opened.
+bool IsFileEmpty(const std::string& path);
+
+}  // namespace Morvu

@@ -1,0 +1,42 @@
+// The operating system's services: shell commands, shared objects, places.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Morvu {
+
+// Where a partition is mounted to be read, and where operations keep test files.
+inline constexpr std::string_view kTestFolder = "/mnt/MorvuTestFolder";
+
+// The name of the running system: "Linux".
+std::string GetOsName();
+
+// Runs a shell command line and appends its output lines, without their line
+// feeds. False if it could not be started; its exit status is not examined.
+bool RunCommand(const std::string& command, std::vector<std::string>& lines);
+
+// Runs a shell command line for its effect; its result is not examined.
+void RunSystem(const std::string& command);
+
+// The directory of the running program with its last "/"; empty on failure.
+std::string GetExecutableDirectory();
+
+// Removes the test files whose names begin with `prefix`. A prefix with a
+// character that a shell or `find` would read otherwise removes nothing.
+void RemoveTestFiles(std::string_view prefix);
+
+// A value of [low, high], from five calls of the C library's rand.
+std::uint64_t RandomInRange(std::uint64_t low, std::uint64_t high);
+
+// A loaded shared object; it is unloaded with its last owner.
+using Library = std::shared_ptr<void>;
+// Null when the object cannot be loaded.
+Library LoadLibrary(const std::string& path);
+// Null when there is no such symbol.
+void* GetSymbol(const Library& library, const char* name);
+
+}  // namespace Morvu

@@ -1,0 +1,53 @@
+// Texts: colour mark-up, numbers and comparisons.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+#include <iosfwd>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace Morvu {
+
+// Colour mark-up is <c:NAME>text</c>, several times in a text; "TRANS_" stands
+// before a word that a translation could replace.
+
+// Writes the text without marks and without "TRANS_".
+void WriteMarkedUp(std::ostream& out, std::string_view text);
+// The same, with the terminal's colour sequences in place of the marks.
+void WriteColoured(std::ostream& out, std::string_view text);
+// The text without colour marks. A text without a complete mark stays as it is.
+std::string StripMarkup(std::string_view text);
+// The NAME of the first mark, or empty.
+std::string GetColourName(std::string_view text);
+
+// Comparisons that ignore the case of ASCII letters.
+bool IEquals(std::string_view left, std::string_view right);
+bool IContains(std::string_view text, std::string_view part);
+
+std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to);
+std::string Trim(std::string_view text);
+std::string ToUpper(std::string_view text);
+// The pieces between separators; always at least one.
+std::vector<std::string> Split(std::string_view text, char separator);
+std::string Join(std::span<const std::string> pieces, std::string_view separator);
+
+// Two upper-case hexadecimal digits a byte.
+std::string ToHex(std::span<const std::uint8_t> bytes);
+// Upper-case hexadecimal with leading zeros up to `width`.
+std::string ToHexNumber(std::uint64_t value, int width = 0);
+// Decimal with leading zeros up to `width` digits; a minus sign comes before them.
+std::string ToDecimalText(std::int64_t value, int width = 0);
+std::string ToDecimalText(std::uint64_t value, int width = 0);
+
+// The number at the front of the text, 0 for a text that is no number.
+std::uint64_t ParseDecimal(std::string_view text);
+std::uint64_t ParseHex(std::string_view text);
+// All characters are digits; true for an empty text.
+bool IsDecimal(std::string_view text);
+
+inline std::string BoolText(bool value) { return value ? "True" : "False"; }
+
+}  // namespace Morvu
