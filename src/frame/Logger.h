@@ -5,6 +5,8 @@
 #include <string>
 #include <string_view>
 
+#include "frame/StatusCode.h"
+
 namespace Morvu {
 
 enum LogLevel : std::uint32_t {
@@ -55,6 +57,11 @@ void Log(std::string_view file, std::string_view function, std::int32_t line, st
 
 // A line with the level name "TEST" and no source position.
 void LogTest(Logger& logger, std::string_view message);
+
+// The host's log: replaces the one logger. 9, with the old one going on, when the
+// path cannot be used: its directory must exist, and it must name a file.
+StatusCode EnableLog(std::string_view path, std::uint32_t level, bool restart);
+void DisableLog();
 
 // "src/devices/Adapter_LSI.linux.cpp" -> "Adapter_LSI".
 constexpr std::string_view SourceBaseName(std::string_view path) {

@@ -55,7 +55,7 @@ class Feature {
   // state 1. False when the run ends here.
   [[nodiscard]] bool BeginExecute();
   // The end of a run: code, and the state that goes with it.
-  void Finish(StatusCode code);
+  void End(StatusCode code);
   // The end of every Initialize: sets the code and logs it.
   void EndInitialize(StatusCode code);
 

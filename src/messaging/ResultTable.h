@@ -60,6 +60,9 @@ class ResultTable {
                                             std::string_view serialNumber) const;
 
  private:
+  // The width that each column's cells are laid out in.
+  std::vector<std::int64_t> GetCellWidths() const;
+
   std::vector<Row> rows_;
   std::map<std::size_t, std::int64_t> widths_;
   std::size_t columnCount_ = 0;

@@ -41,7 +41,7 @@ class Element {
                              std::string_view attributeValue, int depth);
 
   // A deep copy by way of the wire form.
-  std::unique_ptr<Element> Clone() const;
+  virtual std::unique_ptr<Element> Clone() const = 0;
 
  protected:
   explicit Element(std::string_view name) : name_(name) {}
@@ -62,6 +62,7 @@ class Element {
 class Property : public Element {
  public:
   Property() : Element("Property") {}
+  std::unique_ptr<Element> Clone() const override;
   Property(std::string_view name, std::string_view text) : Property() {
     SetAttribute("name", name);
     value = text;
@@ -78,6 +79,7 @@ class Property : public Element {
 class List : public Element {
  public:
   List() : Element("List") {}
+  std::unique_ptr<Element> Clone() const override;
   std::vector<std::unique_ptr<Object>> objects;
 
  private:
@@ -87,6 +89,11 @@ class List : public Element {
 class Object : public Element {
  public:
   Object() : Element("Object") {}
+  std::unique_ptr<Element> Clone() const override;
+  // A document whose first top-level element is an Object; null if there is none.
+  static std::unique_ptr<Object> Parse(std::string_view text);
+  std::string ToText() const;
+
   Property& AddProperty(std::unique_ptr<Property> property);
   // Adds a property with this name and text.
   Property& AddProperty(std::string_view name, std::string_view text);
@@ -102,6 +109,7 @@ class Object : public Element {
 class Subject : public Element {
  public:
   Subject() : Element("Subject") {}
+  std::unique_ptr<Element> Clone() const override;
   std::vector<std::unique_ptr<Object>> objects;
   std::vector<std::unique_ptr<List>> lists;
   std::vector<std::unique_ptr<Property>> properties;
@@ -113,6 +121,7 @@ class Subject : public Element {
 class Message : public Element {
  public:
   Message() : Element("Message") {}
+  std::unique_ptr<Element> Clone() const override;
 
   // The message in `text`, or null for a text that does not parse, has no Message
   // root, or nests deeper than any message does.

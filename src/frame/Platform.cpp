@@ -1,0 +1,80 @@
+#include "frame/Platform.h"
+
+#include <dlfcn.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstdio>
+#include <cstdlib>
+
+namespace Morvu {
+
+std::string GetOsName() { return "Linux"; }
+
+bool RunCommand(const std::string& command, std::vector<std::string>& lines) {
+  // "e": the pipe is not handed on to commands that other threads start.
+  FILE* pipe = popen(command.c_str(), "re");
+  if (pipe == nullptr) return false;
+  std::string output;
+  char block[1024];
+  for (std::size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) {
+    output.append(block, count);
+  }
+  pclose(pipe);
+
+  for (std::size_t at = 0; at < output.size();) {
+    const auto end = std::min(output.find('\n', at), output.size());
+    lines.push_back(output.substr(at, end - at));
+    at = end + 1;
+  }
+  return true;
+}
+
+void RunSystem(const std::string& command) {
+  [[maybe_unused]] const int unexamined = system(command.c_str());
+}
+
+std::string GetExecutableDirectory() {
+  std::string path(1024, '\0');
+  for (;;) {
+    const auto length = readlink("/proc/self/exe", path.data(), path.size());
+    if (length < 0) return {};
+    if (static_cast<std::size_t>(length) < path.size()) {
+      path.resize(static_cast<std::size_t>(length));
+      break;
+    }
+    path.resize(path.size() * 2);
+  }
+  const auto slash = path.rfind('/');
+  return slash == path.npos ? std::string() : path.substr(0, slash + 1);
+}
+
+void RemoveTestFiles(std::string_view prefix) {
+  const bool plain = std::ranges::all_of(prefix, [](char c) {
+    return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') ||
+           c == '_' || c == '-' || c == '.';
+  });
+  if (!plain || prefix.empty()) return;
+  RunSystem("find " + std::string(kTestFolder) + " -maxdepth 1 -name '" + std::string(prefix) +
+            "*' -delete");
+}
+
+std::uint64_t RandomInRange(std::uint64_t low, std::uint64_t high) {
+  std::uint64_t value = 0;
+  for (int i = 0; i < 5; ++i) value = value << 15 ^ static_cast<std::uint64_t>(rand());
+  if (low >= high) return low;
+  const auto count = high - low + 1;  // 0 for the whole range of 64 bits
+  return count == 0 ? value : low + value % count;
+}
+
+Library LoadLibrary(const std::string& path) {
+  void* handle = dlopen(path.c_str(), RTLD_LAZY);
+  if (handle == nullptr) return nullptr;
+  return Library(handle, [](void* loaded) { dlclose(loaded); });
+}
+
+void* GetSymbol(const Library& library, const char* name) {
+  return library ? dlsym(library.get(), name) : nullptr;
+}
+
+}  // namespace Morvu
