@@ -1,0 +1,117 @@
+// QRKCLI: the entry of a command-line host. It finds the drives, selects what the
+// line names, and runs the Feature that the line asks for.
+#pragma once
+
+#include <map>
+#include <memory>
+#include <span>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "cli/CLIParser.h"
+#include "devices/ScanOptions.h"
+
+namespace Morvu {
+
+namespace DeviceManagement {
+class AdapterManager;
+class Device;
+}  // namespace DeviceManagement
+
+class QRKCLI;
+
+// The drives that a command line selected. The front end owns them; they live as
+// long as the call. Empty when the host has no drive.
+using SelectedDrives = std::span<DeviceManagement::Device* const>;
+
+// A family's road from the command line. It runs its operation on the drives (the
+// first, if it works on one), and ends with `return cli.Finish(code)`.
+using RunCLIFunction = StatusCode (*)(QRKCLI& cli, SelectedDrives devices);
+
+// One Feature family of a host: one line of its feature map.
+struct FeatureEntry {
+  std::string_view name;
+  CLICommand (*getFeatureDefinition)();
+  RunCLIFunction runCLI;
+};
+
+// What a host tells about itself.
+struct ToolConfig {
+  std::string_view toolName;     // the program, as it is typed
+  std::string_view productName;  // its name for a person
+  std::string_view version;
+  std::span<const std::string_view> legalLines;
+  std::string_view closingNote;
+  std::string_view description;  // rows, with ";" between them
+  std::string_view license;
+  std::string_view defaultOption;  // run when the line asks for nothing
+  std::string_view driveListTitle = "Drive List";
+  std::string_view driveInformationTitle = "Drive Information";
+  DeviceManagement::ScanOptions scanOptions;
+};
+
+class QRKCLI : public CLIParser {
+ public:
+  // The map and the configuration are not owned and outlive the object.
+  QRKCLI(std::span<const FeatureEntry> featureMap, const ToolConfig& toolConfig,
+         const CLIStreams& streams);
+  ~QRKCLI() override;
+
+  // Carries out one command line; the final status. It is called once.
+  StatusCode runCLI(int argc, const char* const* argv);
+
+  // Prints the text of the status, and returns it.
+  StatusCode Finish(StatusCode code);
+
+  // A drive was selected on the command line.
+  bool IsDrivePicked() const { return drivePicked_; }
+  // What was wrong with the argument line itself; 0 for nothing.
+  StatusCode GetParseResult() const { return parseResult_; }
+  const ToolConfig& GetToolConfig() const { return toolConfig_; }
+
+ private:
+  using Device = DeviceManagement::Device;
+  struct OptionHandler;
+
+  void RegisterOptions(std::span<const FeatureEntry> featureMap);
+  void PrintBanner();
+  void Scan();
+
+  // Carries out an option that is no feature: 1 when the run goes on, else the
+  // status that it ends with.
+  StatusCode Handle(const CLIParameter& parameter);
+  StatusCode ShowHelp(const CLIParameter& parameter);
+  StatusCode ShowDriveList(const CLIParameter& parameter);
+  StatusCode ShowLicense(const CLIParameter& parameter);
+  StatusCode StartLog(const CLIParameter& parameter);
+  StatusCode PickByIndex(const CLIParameter& parameter);
+  StatusCode PickByLetter(const CLIParameter& parameter);
+  StatusCode PickBySerial(const CLIParameter& parameter);
+  StatusCode PickByPath(const CLIParameter& parameter);
+  StatusCode PickByIdentifier(const CLIParameter& parameter);
+  StatusCode PickByAddress(const CLIParameter& parameter);
+  StatusCode Pick(Device* drive, StatusCode notFound);
+  // The first drive found that the test holds for, or null.
+  template <typename Test>
+  Device* FindDrive(Test test) const;
+
+  // Handles every given option but the features, in registration order; 1 when the
+  // run goes on.
+  StatusCode HandleOptions();
+  CLIParameter* FindGivenFeature() const;
+  StatusCode RunFeature(const CLIParameter& parameter);
+  StatusCode RunWithoutFeature(int argc);
+  StatusCode RunDefaultOption();
+
+  const ToolConfig& toolConfig_;
+  std::unique_ptr<DeviceManagement::AdapterManager> adapterManager_;
+  std::map<const CLIParameter*, RunCLIFunction> handlers_;
+  std::vector<Device*> devices_;
+  bool drivePicked_ = false;
+  bool onlyModifiers_ = true;
+  bool logRequested_ = false;
+  StatusCode parseResult_ = Status::Completed;
+};
+
+}  // namespace Morvu
