@@ -1,0 +1,47 @@
+#include "cli/CLIParameter.h"
+
+#include <algorithm>
+
+namespace Morvu {
+
+CLIParameter::CLIParameter(std::string_view name, OptionKind kind, OptionCategory category,
+                           std::string_view description, std::string_view example)
+    : name_(name), kind_(kind), category_(category) {
+  AddDescription(description);
+  AddExample(example);
+}
+
+CLIParameter::CLIParameter(const OptionDeclaration& declaration)
+    : CLIParameter(declaration.name, declaration.kind, declaration.category, {}, {}) {
+  for (const auto text : declaration.descriptions) AddDescription(text);
+  for (const auto& argument : declaration.arguments) AddArgument(argument.text, argument.name);
+  for (const auto text : declaration.examples) AddExample(text);
+}
+
+void CLIParameter::AddDescription(std::string_view text) {
+  if (!text.empty()) descriptions_.emplace_back(text);
+}
+
+void CLIParameter::AddExample(std::string_view text) {
+  if (!text.empty()) examples_.emplace_back(text);
+}
+
+void CLIParameter::AddArgument(std::string_view text, std::string_view argumentName) {
+  const auto known = std::ranges::find(argumentNames_, argumentName);
+  const auto index = static_cast<std::size_t>(known - argumentNames_.begin());
+  if (known == argumentNames_.end()) {
+    argumentNames_.emplace_back(argumentName);
+    argumentTexts_.emplace_back();
+  }
+  argumentTexts_[index].emplace_back(text);
+}
+
+CLICommand::CLICommand(std::span<const OptionDeclaration> options) {
+  for (const auto& option : options) AddParameter(std::make_unique<CLIParameter>(option));
+}
+
+void CLICommand::AddParameter(std::unique_ptr<CLIParameter> parameter) {
+  if (parameter) parameters_.push_back(std::move(parameter));
+}
+
+}  // namespace Morvu
