@@ -1,0 +1,376 @@
+#include "Drive.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/mman.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cstring>
+#include <filesystem>
+
+#include "Bytes.h"
+#include "Devices.h"
+#include "Real.h"
+
+namespace Simulator {
+
+namespace {
+
+constexpr std::uint16_t kHostTimedOut = 0x03;
+constexpr std::uint16_t kDriverTimedOut = 0x06;
+constexpr std::uint32_t kDefaultTimeoutMs = 60000;
+
+int OpenFile(const std::string& path, int flags) {
+  return Libc().open64(path.c_str(), flags | O_CLOEXEC, 0666);
+}
+
+void Sleep(std::uint32_t milliseconds) {
+  timespec left{static_cast<time_t>(milliseconds / 1000),
+                static_cast<long>(milliseconds % 1000) * 1000000};
+  while (nanosleep(&left, &left) != 0 && errno == EINTR) {
+  }
+}
+
+void Fill(std::uint8_t* data, std::size_t size, Garbage garbage, std::uint64_t seed) {
+  if (garbage != Garbage::Random) {
+    std::memset(data, garbage == Garbage::Ones ? 0xFF : 0x00, size);
+    return;
+  }
+  for (std::size_t i = 0; i < size; ++i) {
+    seed = seed * 6364136223846793005u + 1442695040888963407u;
+    data[i] = static_cast<std::uint8_t>(seed >> 56);
+  }
+}
+
+}  // namespace
+
+void Transaction::Reply(const void* from, std::size_t size) {
+  const auto moved = std::min<std::size_t>(size, length);
+  if (moved != 0 && data != nullptr) std::memcpy(data, from, moved);
+  transferred = static_cast<std::uint32_t>(moved);
+}
+
+void Transaction::SetSense(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq, bool descriptor) {
+  scsiStatus = 0x02;
+  std::memset(sense, 0, sizeof sense);
+  sense[0] = descriptor ? 0x72 : 0x70;
+  sense[descriptor ? 1 : 2] = key;
+  sense[descriptor ? 2 : 12] = asc;
+  sense[descriptor ? 3 : 13] = ascq;
+  if (!descriptor) sense[7] = 10;
+  senseLength = descriptor ? 8 : 18;
+}
+
+// Held while a command is executed. The lock on the state file is the
+// process's own and falls with it, however the process ends.
+class Drive::Lock {
+ public:
+  explicit Lock(Drive& drive) : drive_(drive), threads_(drive.executing_) { Set(F_WRLCK); }
+  ~Lock() { Set(F_UNLCK); }
+  Lock(const Lock&) = delete;
+  Lock& operator=(const Lock&) = delete;
+
+ private:
+  void Set(short type) {
+    struct flock range {};
+    range.l_type = type;
+    range.l_whence = SEEK_SET;
+    while (fcntl(drive_.stateFile_, F_SETLKW, &range) != 0 && errno == EINTR) {
+    }
+  }
+  Drive& drive_;
+  std::lock_guard<std::mutex> threads_;
+};
+
+Drive::Drive(Fleet& fleet, std::string name) : fleet_(fleet), name_(std::move(name)) {
+  std::fill(std::begin(media_), std::end(media_), -1);
+  const auto path = fleet_.Root() + "/drives/" + name_ + ".state";
+  stateFile_ = OpenFile(path, O_RDWR);
+  if (stateFile_ < 0) return;
+  struct stat64 file {};
+  if (Libc().fstat64(stateFile_, &file) != 0 || file.st_size != sizeof(DriveState)) return;
+  void* mapped =
+      mmap(nullptr, sizeof(DriveState), PROT_READ | PROT_WRITE, MAP_SHARED, stateFile_, 0);
+  if (mapped == MAP_FAILED) return;
+  auto* state = static_cast<DriveState*>(mapped);
+  if (state->magic != kStateMagic || state->version != kStateVersion) {
+    munmap(mapped, sizeof(DriveState));
+    return;
+  }
+  state_ = state;
+  journalFile_ = OpenFile(JournalPath(), O_WRONLY | O_APPEND | O_CREAT);
+}
+
+Drive::~Drive() {
+  if (state_ != nullptr) munmap(state_, sizeof(DriveState));
+  for (const int file : media_) {
+    if (file >= 0) Libc().close(file);
+  }
+  if (journalFile_ >= 0) Libc().close(journalFile_);
+  if (stateFile_ >= 0) Libc().close(stateFile_);
+}
+
+std::uint64_t Drive::Now() const { return fleet_.Now(); }
+
+void Drive::Spend(std::uint32_t milliseconds) { fleet_.AdvanceClock(milliseconds); }
+
+void Drive::Execute(Transaction& transaction) {
+  const bool journal = state_->journalOff == 0;
+  std::uint64_t digest = 0;
+  if (journal && transaction.direction == Direction::ToDevice && transaction.data != nullptr) {
+    digest = Digest(transaction.data, transaction.length);
+  }
+  const Lock lock(*this);
+  ++state_->commands;
+  const FaultSlot* fault = state_->faultCount != 0 ? FindFault(transaction) : nullptr;
+  if (state_->vanished) {
+    transaction.errorNumber = ENODEV;
+  } else if (fault != nullptr) {
+    const FaultSlot copy = *fault;
+    ExecuteFaulty(transaction, copy);
+    if (copy.action == FaultAction::Kill) {
+      if (journal) Append(transaction, digest);
+      kill(getpid(), SIGKILL);
+    }
+  } else {
+    Dispatch(transaction);
+  }
+  if (journal) Append(transaction, digest);
+}
+
+void Drive::Dispatch(Transaction& transaction) {
+  switch (state_->kind) {
+    case Kind::Ata: ExecuteAtaDrive(*this, transaction); break;
+    case Kind::Nvme: ExecuteNvmeDrive(*this, transaction); break;
+    case Kind::Scsi: ExecuteScsiDrive(*this, transaction); break;
+  }
+  if (!state_->staleData || transaction.direction != Direction::FromDevice) return;
+  if (transaction.transferred != 0) {
+    std::memcpy(state_->lastData, transaction.data,
+                std::min<std::size_t>(transaction.transferred, sizeof state_->lastData));
+  } else if (transaction.scsiStatus != 0 && transaction.data != nullptr) {
+    std::memcpy(transaction.data, state_->lastData,
+                std::min<std::size_t>(transaction.length, sizeof state_->lastData));
+  }
+}
+
+FaultSlot* Drive::FindFault(const Transaction& transaction) {
+  const auto identity = Identify(transaction);
+  FaultSlot* found = nullptr;
+  for (auto& slot : state_->faults) {
+    if (slot.action == FaultAction::None) continue;
+    if (slot.commandClass != CommandClass::Any && slot.commandClass != identity.commandClass) continue;
+    if (!slot.anyOpcode && slot.opcode != identity.opcode) continue;
+    if (!slot.anyFeature && slot.feature != identity.feature) continue;
+    if (slot.skip > 0) {
+      --slot.skip;
+    } else if (found == nullptr) {
+      found = &slot;
+    }
+  }
+  if (found == nullptr || found->times == 0) return found;
+  if (--found->times == 0) {
+    static thread_local FaultSlot last;
+    last = *found;
+    *found = FaultSlot{};
+    --state_->faultCount;
+    return &last;
+  }
+  return found;
+}
+
+void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
+  switch (fault.action) {
+    case FaultAction::None:
+      Dispatch(transaction);
+      break;
+    case FaultAction::AtaError:
+      RefuseAta(*this, transaction, static_cast<std::uint8_t>(fault.status), fault.error, fault.lba);
+      break;
+    case FaultAction::ScsiError:
+      if (fault.status == 0x02) transaction.SetSense(fault.key, fault.asc, fault.ascq);
+      transaction.scsiStatus = static_cast<std::uint8_t>(fault.status);
+      break;
+    case FaultAction::NvmeStatus:
+      transaction.nvmeStatus = fault.status;
+      break;
+    case FaultAction::IoctlError:
+      transaction.errorNumber = static_cast<int>(fault.value);
+      break;
+    case FaultAction::HostError:
+      transaction.hostStatus = fault.hostStatus;
+      transaction.driverStatus = fault.driverStatus;
+      break;
+    case FaultAction::Vanish:
+      state_->vanished = 1;
+      transaction.errorNumber = ENODEV;
+      break;
+    case FaultAction::Delay:
+      Sleep(fault.value);
+      Dispatch(transaction);
+      break;
+    case FaultAction::ShortData: {
+      std::vector<std::uint8_t> kept;
+      const bool cuts = transaction.direction == Direction::FromDevice && transaction.data != nullptr &&
+                        fault.value < transaction.length;
+      if (cuts) kept.assign(transaction.data + fault.value, transaction.data + transaction.length);
+      Dispatch(transaction);
+      if (cuts) std::copy(kept.begin(), kept.end(), transaction.data + fault.value);
+      transaction.transferred = std::min(transaction.transferred, fault.value);
+      break;
+    }
+    case FaultAction::Garbage:
+      Dispatch(transaction);
+      if (transaction.direction == Direction::FromDevice && transaction.data != nullptr) {
+        Fill(transaction.data, transaction.transferred, fault.garbage, state_->commands);
+      }
+      break;
+    case FaultAction::Hang:
+      fleet_.AdvanceClock(transaction.timeoutMs != 0 ? transaction.timeoutMs : kDefaultTimeoutMs);
+      if (transaction.ioctl == Ioctl::SgIo) {
+        transaction.hostStatus = kHostTimedOut;
+        transaction.driverStatus = kDriverTimedOut;
+      } else {
+        transaction.errorNumber = EINTR;  // as the kernel ends a request that it had to abort
+      }
+      break;
+    case FaultAction::Kill:
+      if (fault.afterwards) Dispatch(transaction);
+      break;
+  }
+}
+
+bool Drive::Inject(const FaultSlot& fault) {
+  const Lock lock(*this);
+  for (auto& slot : state_->faults) {
+    if (slot.action != FaultAction::None) continue;
+    slot = fault;
+    ++state_->faultCount;
+    return true;
+  }
+  return false;
+}
+
+void Drive::ClearFaults() {
+  const Lock lock(*this);
+  for (auto& slot : state_->faults) slot = FaultSlot{};
+  state_->faultCount = 0;
+  state_->vanished = 0;
+}
+
+void Drive::PowerCycle() {
+  const Lock lock(*this);
+  ++state_->powerCycles;
+  state_->vanished = 0;
+  switch (state_->kind) {
+    case Kind::Ata: PowerCycleAta(*this); break;
+    case Kind::Nvme: PowerCycleNvme(*this); break;
+    case Kind::Scsi: PowerCycleScsi(*this); break;
+  }
+}
+
+void Drive::Append(const Transaction& transaction, std::uint64_t digest) {
+  if (journalFile_ < 0) return;
+  JournalRecord record{};
+  record.ioctl = transaction.ioctl;
+  record.commandLength =
+      static_cast<std::uint8_t>(std::min(transaction.commandLength, sizeof record.command));
+  std::memcpy(record.command, transaction.command, record.commandLength);
+  record.direction = transaction.direction;
+  record.transferLength = transaction.length;
+  record.timeoutMs = transaction.timeoutMs;
+  record.transferred = transaction.transferred;
+  record.dataDigest = digest;
+  if (transaction.direction == Direction::ToDevice && transaction.data != nullptr) {
+    std::memcpy(record.data, transaction.data,
+                std::min<std::size_t>(transaction.length, sizeof record.data));
+  }
+  record.errorNumber = transaction.errorNumber;
+  record.nvmeStatus = transaction.nvmeStatus;
+  record.nvmeResult = transaction.nvmeResult;
+  record.hostStatus = transaction.hostStatus;
+  record.driverStatus = transaction.driverStatus;
+  record.scsiStatus = transaction.scsiStatus;
+  record.ataStatus = transaction.ataStatus;
+  record.ataError = transaction.ataError;
+  record.senseLength = transaction.senseLength;
+  std::memcpy(record.sense, transaction.sense, sizeof record.sense);
+  [[maybe_unused]] const auto written = Libc().write(journalFile_, &record, sizeof record);
+}
+
+std::string Drive::JournalPath() const { return fleet_.Root() + "/drives/" + name_ + ".journal"; }
+
+void Drive::ClearJournal() {
+  if (journalFile_ >= 0) [[maybe_unused]] const int cut = ftruncate(journalFile_, 0);
+}
+
+std::string Drive::MediumPath(std::uint32_t nsid) const {
+  auto path = fleet_.Root() + "/dev/" + name_;
+  if (state_->kind == Kind::Nvme && nsid != 0) path += "n" + std::to_string(nsid);
+  return path;
+}
+
+int Drive::Medium(std::uint32_t nsid) {
+  if (nsid > kMaxNamespaces) return -1;
+  if (media_[nsid] < 0) media_[nsid] = OpenFile(MediumPath(nsid), O_RDWR);
+  return media_[nsid];
+}
+
+bool Drive::ReadMedium(std::uint32_t nsid, std::uint64_t offset, void* data, std::size_t size) {
+  const auto got = pread64(Medium(nsid), data, size, static_cast<off64_t>(offset));
+  if (got < 0) return false;
+  std::memset(static_cast<std::uint8_t*>(data) + got, 0, size - static_cast<std::size_t>(got));
+  return true;
+}
+
+bool Drive::WriteMedium(std::uint32_t nsid, std::uint64_t offset, const void* data,
+                        std::size_t size) {
+  return pwrite64(Medium(nsid), data, size, static_cast<off64_t>(offset)) ==
+         static_cast<ssize_t>(size);
+}
+
+bool Drive::DiscardMedium(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size) {
+  return fallocate64(Medium(nsid), FALLOC_FL_PUNCH_HOLE | FALLOC_FL_KEEP_SIZE,
+                     static_cast<off64_t>(offset), static_cast<off64_t>(size)) == 0;
+}
+
+bool Drive::EraseMedium(std::uint32_t nsid) {
+  const int file = Medium(nsid);
+  struct stat64 medium {};
+  if (file < 0 || Libc().fstat64(file, &medium) != 0) return false;
+  return ftruncate64(file, 0) == 0 && ftruncate64(file, medium.st_size) == 0;
+}
+
+std::string Drive::LogPath(const std::string& log) const {
+  return fleet_.Root() + "/drives/" + name_ + ".logs/" + log;
+}
+
+bool Drive::HasLog(const std::string& log, std::uint64_t* size) const {
+  struct stat64 file {};
+  if (Libc().stat64(LogPath(log).c_str(), &file) != 0) return false;
+  if (size != nullptr) *size = static_cast<std::uint64_t>(file.st_size);
+  return true;
+}
+
+bool Drive::ReadLog(const std::string& log, std::uint64_t offset, void* data,
+                    std::size_t size) const {
+  const int file = OpenFile(LogPath(log), O_RDONLY);
+  if (file < 0) return false;
+  std::memset(data, 0, size);
+  const auto got = pread64(file, data, size, static_cast<off64_t>(offset));
+  Libc().close(file);
+  return got >= 0;
+}
+
+void Drive::WriteLog(const std::string& log, const void* data, std::size_t size) const {
+  std::filesystem::create_directories(fleet_.Root() + "/drives/" + name_ + ".logs");
+  const int file = OpenFile(LogPath(log), O_WRONLY | O_CREAT | O_TRUNC);
+  if (file < 0) return;
+  [[maybe_unused]] const auto written = Libc().write(file, data, size);
+  Libc().close(file);
+}
+
+}  // namespace Simulator

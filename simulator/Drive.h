@@ -1,0 +1,99 @@
+// One simulated drive: its record, its media, its journal and its lock, and
+// the way every command takes: lock, faults, the drive's own work, journal.
+#pragma once
+
+#include <mutex>
+#include <string>
+#include <vector>
+
+#include "DriveState.h"
+#include "Journal.h"
+
+namespace Simulator {
+
+class Fleet;
+
+// A command on its way through the drive.
+struct Transaction {
+  Ioctl ioctl = Ioctl::SgIo;
+  const std::uint8_t* command = nullptr;
+  std::size_t commandLength = 0;
+  Direction direction = Direction::None;
+  std::uint8_t* data = nullptr;
+  std::uint32_t length = 0;
+  std::uint32_t timeoutMs = 0;
+  std::uint32_t nsid = 0;  // of the node that the ioctl went to, 0 for a controller
+
+  // The answer.
+  std::uint32_t transferred = 0;
+  int errorNumber = 0;
+  std::uint16_t hostStatus = 0, driverStatus = 0;
+  std::uint8_t scsiStatus = 0;
+  std::uint8_t sense[32] = {};
+  std::uint8_t senseLength = 0;
+  std::uint8_t ataStatus = 0, ataError = 0;
+  std::uint16_t nvmeStatus = 0;
+  std::uint32_t nvmeResult = 0;
+
+  // Gives the host at most what it asked for and has room for.
+  void Reply(const void* from, std::size_t size);
+  void SetSense(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq, bool descriptor = false);
+  void Refuse(std::uint8_t asc, std::uint8_t ascq) { SetSense(0x05, asc, ascq); }
+};
+
+class Drive {
+ public:
+  // Maps the drive `name` ("sg0", "nvme0") of the fleet; a drive that is not
+  // there gives an object that is not Valid.
+  Drive(Fleet& fleet, std::string name);
+  ~Drive();
+  Drive(const Drive&) = delete;
+  Drive& operator=(const Drive&) = delete;
+
+  bool Valid() const { return state_ != nullptr; }
+  DriveState& State() { return *state_; }
+  const std::string& Name() const { return name_; }
+
+  void Execute(Transaction& transaction);
+
+  void PowerCycle();
+  bool Inject(const FaultSlot& fault);
+  void ClearFaults();
+
+  std::uint64_t Now() const;  // milliseconds of the fleet's clock
+  void Spend(std::uint32_t milliseconds);  // time that a command takes passes on the fleet's clock
+
+  // Media, by byte; nsid 0 is the only medium of a drive that is not NVMe.
+  bool ReadMedium(std::uint32_t nsid, std::uint64_t offset, void* data, std::size_t size);
+  bool WriteMedium(std::uint32_t nsid, std::uint64_t offset, const void* data, std::size_t size);
+  bool DiscardMedium(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size);
+  bool EraseMedium(std::uint32_t nsid);
+  std::string MediumPath(std::uint32_t nsid) const;
+
+  // Logs that are files of the fleet: "ata-DE", "nvme-CA". Empty when there is none.
+  std::string LogPath(const std::string& log) const;
+  bool HasLog(const std::string& log, std::uint64_t* size = nullptr) const;
+  bool ReadLog(const std::string& log, std::uint64_t offset, void* data, std::size_t size) const;
+  void WriteLog(const std::string& log, const void* data, std::size_t size) const;
+
+  std::string JournalPath() const;
+  void ClearJournal();
+
+ private:
+  class Lock;
+  int Medium(std::uint32_t nsid);
+  FaultSlot* FindFault(const Transaction& transaction);
+  void Dispatch(Transaction& transaction);
+  void ExecuteFaulty(Transaction& transaction, const FaultSlot& fault);
+  void Append(const Transaction& transaction, std::uint64_t digest);
+
+  Fleet& fleet_;
+  std::string name_;
+  DriveState* state_ = nullptr;
+  int stateFile_ = -1;
+  int journalFile_ = -1;
+  int media_[kMaxNamespaces + 1];
+  std::mutex executing_;  // between threads; processes are kept apart by the lock on the state file
+};
+
+}  // namespace Simulator

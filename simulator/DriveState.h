@@ -1,0 +1,214 @@
+// The record of one simulated drive: all that the drive remembers.
+//
+// It is a file of the fleet, mapped by every process that uses the drive, so
+// its layout is the same in 32 and in 64 bits: fixed widths, 8-byte numbers
+// aligned to 8 bytes, no pointers, sizes asserted below. A test may read and
+// write any field; the drive looks at them anew with each command.
+#pragma once
+
+#include <cstddef>
+#include <cstdint>
+
+namespace Simulator {
+
+// i386 aligns a plain 64-bit member to 4 bytes.
+using Wide = std::uint64_t __attribute__((aligned(8)));
+
+enum class Kind : std::uint8_t { Ata, Nvme, Scsi };
+
+// How the registers of an ATA drive come back in the sense data.
+enum class SenseFormat : std::uint8_t {
+  Descriptor,      // always the ATA Status Return descriptor
+  FixedSat3,       // always fixed format, with SAT-3's places
+  FixedOldKernel,  // as Linux before 6.11: descriptor on success; a refusal and
+                   // each PIO data-in command in fixed format at the wrong places
+};
+
+// CHECK POWER MODE's count register, ACS-3.
+enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
+
+inline constexpr std::uint32_t kStateMagic = 0x4D525653;
+inline constexpr std::uint32_t kStateVersion = 3;
+
+inline constexpr std::size_t kFaultSlots = 32;
+inline constexpr std::size_t kSmartAttributes = 30;
+inline constexpr std::size_t kMaxNamespaces = 16;
+inline constexpr std::size_t kFirmwareSlots = 7;
+
+enum class FaultAction : std::uint8_t {
+  None,
+  AtaError,     // status, error
+  ScsiError,    // status, key, asc, ascq
+  NvmeStatus,   // status (status code type in bits 10:8)
+  IoctlError,   // error: an errno
+  HostError,    // hostStatus, driverStatus
+  Vanish,       // the node is gone until the fault is cleared
+  Delay,        // milliseconds
+  ShortData,    // bytes: only so many of the data are given
+  Garbage,      // pattern: see Garbage below
+  Hang,         // ends at the command's time-out, which passes on the fleet's clock
+  Kill,         // the process dies; afterwards says whether the drive did its work first
+};
+
+enum class Garbage : std::uint8_t { Zeros, Ones, Random };
+
+enum class CommandClass : std::uint8_t { Any, Ata, Scsi, NvmeAdmin, NvmeIo };
+
+struct FaultSlot {
+  FaultAction action;
+  CommandClass commandClass;
+  std::uint8_t anyOpcode;
+  std::uint8_t opcode;
+  std::uint8_t anyFeature;   // ATA: the Features register; NVMe: cdw10 7:0
+  std::uint8_t feature;
+  std::uint8_t afterwards;
+  std::uint8_t error;        // ATA error register
+  std::uint16_t status;      // ATA status, SCSI status or NVMe status
+  std::uint8_t key, asc, ascq;
+  Garbage garbage;
+  std::uint16_t hostStatus, driverStatus;
+  std::uint32_t skip;        // matching commands that still pass
+  std::uint32_t times;       // matching commands that it then meets; 0: all
+  std::uint32_t value;       // errno, milliseconds or bytes
+  std::uint32_t lba;         // LBA register 31:0 of an ATA error
+};
+static_assert(sizeof(FaultSlot) == 36);
+
+struct SmartAttribute {
+  std::uint8_t id, value, worst, threshold;
+  std::uint16_t flags;  // bit 0: pre-failure
+  std::uint16_t reserved;
+  Wide raw;             // 48 bits
+};
+static_assert(sizeof(SmartAttribute) == 16);
+
+struct SecurityState {
+  std::uint8_t supported, enabled, locked, frozen;
+  std::uint8_t countExpired, prepared, maximumLevel, attemptsLeft;
+  std::uint8_t frozenAtPowerOn, reserved[5];
+  std::uint16_t masterIdentifier;
+  std::uint8_t userPassword[32];
+  std::uint8_t masterPassword[32];
+};
+static_assert(sizeof(SecurityState) == 80);
+
+struct SanitizeState {
+  std::uint8_t cryptoScramble, blockErase, overwrite;  // supported
+  std::uint8_t frozen, antifreeze;
+  std::uint8_t running, failed, completed;
+  std::uint32_t durationMs;
+  std::uint32_t willFail;  // the next one ends in failure
+  Wide startedMs;
+};
+static_assert(sizeof(SanitizeState) == 24);
+
+struct SelfTestState {
+  std::uint8_t supported, type, running, status;  // status: byte 363 of the last one that ended
+  std::uint32_t shortMs, extendedMs, conveyanceMs;
+  std::uint32_t nextResult;  // status nibble with which the next test ends
+  std::uint32_t reserved;
+  Wide startedMs;
+};
+static_assert(sizeof(SelfTestState) == 32);
+
+struct FirmwareState {
+  char next[24];              // revision that an image without our mark brings; empty: made of its digest
+  char pending[24];           // revision waiting for its activation
+  std::uint32_t nextBlock;    // where the next segment must begin (ATA blocks, NVMe dwords, SCSI bytes)
+  std::uint32_t imageBlocks;  // the image's own word for its size, 0 when it has none
+  std::uint32_t transfers, activations;
+  std::uint8_t running, deferred, refuseImages, reserved[5];
+  Wide digest;
+};
+static_assert(sizeof(FirmwareState) == 80);
+
+struct SctState {
+  std::uint16_t lastAction, lastFunction, lastStatus, reserved;
+  std::uint16_t transferValue;  // what the registers give back after a get
+  std::uint16_t readTimer, writeTimer;
+  std::uint16_t featureState[8], featureOptions[8], featureCode[8];
+  std::uint16_t tableIdentifier;
+  std::uint32_t savesUsed;
+};
+static_assert(sizeof(SctState) == 68);
+
+struct AtaState {
+  // IDENTIFY DEVICE as made from the drive's description. Words that commands
+  // change (capacity, enabled features, security, texts) are put in with each answer.
+  std::uint16_t identify[256];
+  SmartAttribute attributes[kSmartAttributes];
+  SecurityState security;
+  SanitizeState sanitize;
+  SelfTestState selfTest;
+  FirmwareState firmware;
+  SctState sct;
+  std::uint32_t smartFailing;  // SMART RETURN STATUS says "threshold exceeded"
+  Wide maxLba, nativeMaxLba;
+  Wide maxLbaAtPowerOn;
+  PowerMode powerMode;
+  std::uint8_t sleeping;
+  std::uint8_t smartEnabled, autosave, writeCache, lookAhead, dipm, multiple;
+  std::uint8_t previousCommand, previousFeature;
+  std::uint8_t refusesTrusted, supports48Bit;
+  std::uint8_t refusesDiagnosticProtocol;  // as Linux's SATA layer does with protocol 8
+  std::uint8_t standbyStaysActive;         // STANDBY ends well and the drive stays awake
+  std::uint8_t reserved[2];
+  std::uint8_t buffer[512];
+};
+
+struct NvmeNamespace {
+  Wide bytes;                // capacity, whatever the format
+  std::uint8_t exists, format, metadata, protection, endToEnd, reserved[3];
+  std::uint8_t eui64[8];
+};
+static_assert(sizeof(NvmeNamespace) == 24);
+
+struct NvmeFeature {
+  std::uint8_t supported, changeable, reserved[2];
+  std::uint32_t value, value12;
+};
+static_assert(sizeof(NvmeFeature) == 12);
+
+struct NvmeState {
+  std::uint8_t controller[4096];  // IDENTIFY CNS 1; the firmware text is put in with each answer
+  std::uint8_t health[512];       // log 02h, as the standard lays it out
+  NvmeNamespace namespaces[kMaxNamespaces];
+  NvmeFeature features[256];
+  SmartAttribute attributes[kSmartAttributes];  // vendor log CAh
+  char slots[kFirmwareSlots][24];
+  FirmwareState firmware;
+  SanitizeState sanitize;
+  std::uint8_t activeSlot, nextSlot, supportsSanitize, refusesIdentify;
+  std::uint32_t resets;
+};
+
+struct ScsiState {
+  FirmwareState firmware;
+  std::uint8_t stopped, reserved[7];
+};
+
+struct DriveState {
+  std::uint32_t magic, version;
+  Kind kind;
+  SenseFormat senseFormat;
+  std::uint8_t journalOff, vanished;
+  std::uint8_t staleData;  // a refused read hands back the data of the one before
+  std::uint8_t deviceType, usb, faultCount;
+  char vendor[16], model[48], serial[24], firmware[24];
+  std::uint32_t sectorSize, powerCycles;
+  Wide sectors;
+  Wide commands;  // executed since the drive was made
+  FaultSlot faults[kFaultSlots];
+  AtaState ata;
+  NvmeState nvme;
+  ScsiState scsi;
+  std::uint8_t lastData[512];  // see staleData
+};
+
+// One process of each width must agree on these.
+static_assert(sizeof(AtaState) == 1832);
+static_assert(sizeof(NvmeState) == 8824);
+static_assert(sizeof(DriveState) == 12560);
+static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
+
+}  // namespace Simulator

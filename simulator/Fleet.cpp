@@ -1,0 +1,267 @@
+#include "Fleet.h"
+
+#include <errno.h>
+#include <fcntl.h>
+#include <string.h>
+#include <sys/mman.h>
+#include <time.h>
+#include <unistd.h>
+
+#include <atomic>
+#include <cstdlib>
+#include <filesystem>
+#include <fstream>
+
+#include "Bytes.h"
+#include "Devices.h"
+#include "FleetFiles.h"
+#include "Real.h"
+
+namespace Simulator {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr std::uint32_t kFleetMagic = 0x4D525646;
+
+bool WriteFile(const std::string& path, const void* data, std::size_t size) {
+  const int file = Libc().open64(path.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (file < 0) return false;
+  const bool whole = Libc().write(file, data, size) == static_cast<ssize_t>(size);
+  Libc().close(file);
+  return whole;
+}
+
+bool MakeMedium(const std::string& path, std::uint64_t bytes) {
+  const int file = Libc().open64(path.c_str(), O_RDWR | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+  if (file < 0) return false;
+  const bool sized = ftruncate64(file, static_cast<off64_t>(bytes)) == 0;
+  Libc().close(file);
+  return sized;
+}
+
+std::string Fail(std::string& error, std::string text) {
+  error = std::move(text);
+  return {};
+}
+
+std::string Check(const DriveSpec& spec) {
+  if (spec.model.empty() || spec.model.size() > 40) return "a model has 1 to 40 characters";
+  if (spec.serial.empty() || spec.serial.size() > 20) return "a serial number has 1 to 20 characters";
+  if (spec.firmware.empty() || spec.firmware.size() > 8) return "a firmware revision has 1 to 8 characters";
+  if (spec.vendor.empty() || spec.vendor.size() > 8) return "a vendor has 1 to 8 characters";
+  if (spec.sectorSize != 512 && spec.sectorSize != 4096) return "a sector has 512 or 4096 bytes";
+  if (spec.sectors == 0 || spec.sectors > std::uint64_t{1} << 40) return "a drive has 1 to 2^40 sectors";
+  if (spec.namespaces > kMaxNamespaces) return "a controller has at most 16 namespaces";
+  if (spec.deviceType < 0 || spec.deviceType > 0x1F) return "a device type is a number from 0 to 31";
+  return {};
+}
+
+void Fill(DriveState& state, const DriveSpec& spec) {
+  state.magic = kStateMagic;
+  state.version = kStateVersion;
+  state.kind = spec.kind;
+  state.senseFormat = spec.senseFormat;
+  state.journalOff = spec.journal ? 0 : 1;
+  state.deviceType = static_cast<std::uint8_t>(spec.deviceType);
+  state.usb = spec.usb ? 1 : 0;
+  SetText(state.vendor, spec.vendor);
+  SetText(state.model, spec.model);
+  SetText(state.serial, spec.serial);
+  SetText(state.firmware, spec.firmware);
+  state.sectorSize = spec.sectorSize;
+  state.sectors = spec.sectors;
+  switch (spec.kind) {
+    case Kind::Ata: MakeAta(state, spec); break;
+    case Kind::Nvme: MakeNvme(state, spec); break;
+    case Kind::Scsi: MakeScsi(state, spec); break;
+  }
+}
+
+std::mutex& ActiveMutex() {
+  static std::mutex mutex;
+  return mutex;
+}
+
+// Never destroyed: calls come in until the process is gone.
+std::shared_ptr<Fleet>& ActiveSlot() {
+  static auto& slot = *new std::shared_ptr<Fleet>;
+  return slot;
+}
+
+std::atomic<bool> active{false};
+std::once_flag environmentRead;
+
+void ReadEnvironment() {
+  const char* root = std::getenv("MORVU_SIMULATOR_FLEET");
+  if (root == nullptr || *root == '\0') return;
+  auto fleet = Fleet::Open(root);
+  if (!fleet) {
+    const std::string text = std::string("morvu simulator: no fleet in ") + root + "\n";
+    [[maybe_unused]] const auto written = Libc().write(2, text.data(), text.size());
+    return;
+  }
+  const std::lock_guard lock(ActiveMutex());
+  if (ActiveSlot() == nullptr) ActiveSlot() = std::move(fleet);
+  active = true;
+}
+
+}  // namespace
+
+bool HasActiveFleet() {
+  std::call_once(environmentRead, ReadEnvironment);
+  return active.load(std::memory_order_relaxed);
+}
+
+std::shared_ptr<Fleet> ActiveFleet() {
+  if (!HasActiveFleet()) return nullptr;
+  const std::lock_guard lock(ActiveMutex());
+  return ActiveSlot();
+}
+
+void SetActiveFleet(std::shared_ptr<Fleet> fleet) {
+  std::call_once(environmentRead, ReadEnvironment);
+  const std::lock_guard lock(ActiveMutex());
+  ActiveSlot() = std::move(fleet);
+  active = ActiveSlot() != nullptr;
+}
+
+bool Fleet::Make(const std::string& root, std::string& error) {
+  std::error_code failure;
+  const auto full = fs::absolute(root, failure).lexically_normal().string();
+  if (const auto reason = CheckFleetPath(full); !reason.empty()) {
+    error = full + ": " + reason;
+    return false;
+  }
+  if (fs::exists(full + "/fleet.state", failure)) {
+    error = full + " holds a fleet already";
+    return false;
+  }
+  fs::create_directories(full, failure);
+  FleetState state{kFleetMagic, kStateVersion, 0};
+  if (failure || !MakeFleetFolders(full) || !WriteFile(full + "/fleet.state", &state, sizeof state)) {
+    error = "cannot write into " + full + ": " + strerror(errno);
+    return false;
+  }
+  return true;
+}
+
+std::shared_ptr<Fleet> Fleet::Open(const std::string& root) {
+  std::error_code failure;
+  auto full = fs::absolute(root, failure).lexically_normal().string();
+  while (full.size() > 1 && full.back() == '/') full.pop_back();
+  auto fleet = std::shared_ptr<Fleet>(new Fleet(full));
+  return fleet->state_ != nullptr ? fleet : nullptr;
+}
+
+Fleet::Fleet(std::string root) : root_(std::move(root)) {
+  const int file = Libc().open64((root_ + "/fleet.state").c_str(), O_RDWR | O_CLOEXEC);
+  if (file < 0) return;
+  struct stat64 size {};
+  if (Libc().fstat64(file, &size) == 0 && size.st_size == sizeof(FleetState)) {
+    void* mapped = mmap(nullptr, sizeof(FleetState), PROT_READ | PROT_WRITE, MAP_SHARED, file, 0);
+    if (mapped != MAP_FAILED) state_ = static_cast<FleetState*>(mapped);
+  }
+  Libc().close(file);
+  if (state_ != nullptr && (state_->magic != kFleetMagic || state_->version != kStateVersion)) {
+    munmap(state_, sizeof(FleetState));
+    state_ = nullptr;
+  }
+}
+
+Fleet::~Fleet() {
+  if (state_ != nullptr) munmap(state_, sizeof(FleetState));
+}
+
+std::uint64_t Fleet::Now() const {
+  timespec now{};
+  clock_gettime(CLOCK_REALTIME, &now);
+  const auto offset = std::atomic_ref(state_->clockOffsetMs).load();
+  return static_cast<std::uint64_t>(static_cast<std::int64_t>(now.tv_sec) * 1000 +
+                                    now.tv_nsec / 1000000 + offset);
+}
+
+void Fleet::AdvanceClock(std::int64_t milliseconds) {
+  std::atomic_ref(state_->clockOffsetMs).fetch_add(milliseconds);
+}
+
+std::string Fleet::Add(const DriveSpec& spec, std::string& error) {
+  if (const auto reason = Check(spec); !reason.empty()) return Fail(error, reason);
+  const bool nvme = spec.kind == Kind::Nvme;
+  int number = 0;
+  const auto taken = [&](int n) {
+    return fs::exists(root_ + "/drives/" + (nvme ? "nvme" : "sg") + std::to_string(n) + ".state");
+  };
+  while (taken(number)) ++number;
+  const auto name = (nvme ? "nvme" : "sg") + std::to_string(number);
+
+  const auto state = std::make_unique<DriveState>();
+  Fill(*state, spec);
+  const auto node = root_ + "/dev/" + name;
+  const auto bytes = spec.sectors * spec.sectorSize;
+  bool made = MakeMedium(node, nvme ? 0 : bytes);
+  for (unsigned i = 1; nvme && i <= spec.namespaces; ++i) {
+    made = made && MakeMedium(node + "n" + std::to_string(i), bytes);
+  }
+  made = made && MakeSysfs(root_, name, *state);
+  // The state comes last: a drive that has one is whole.
+  made = made && WriteFile(root_ + "/drives/" + name + ".state", state.get(), sizeof(DriveState));
+  if (!made) return Fail(error, "cannot write the drive's files into " + root_ + ": " + strerror(errno));
+  return "/dev/" + name + (nvme && spec.namespaces > 0 ? "n1" : "");
+}
+
+std::shared_ptr<Drive> Fleet::FindDrive(const std::string& name) {
+  const std::lock_guard lock(drivesMutex_);
+  if (const auto found = drives_.find(name); found != drives_.end()) return found->second;
+  auto drive = std::make_shared<Drive>(*this, name);
+  if (!drive->Valid()) return nullptr;
+  drives_.emplace(name, drive);
+  return drive;
+}
+
+Node Fleet::Find(std::string_view node) {
+  const auto name = NodeName(node);
+  if (name.empty() || name.find('/') != name.npos) return {};
+  if (name.starts_with("sd")) {
+    const auto generic = GenericName(root_, name);
+    return generic.empty() ? Node{} : Node{FindDrive(generic), 0, true};
+  }
+  if (!name.starts_with("nvme")) return {FindDrive(name), 0, false};
+  const auto split = name.find('n', 4);
+  const auto drive = FindDrive(name.substr(0, split));
+  if (drive == nullptr || split == name.npos) return {drive, 0, false};
+  const auto nsid = static_cast<std::uint32_t>(std::strtoul(name.c_str() + split + 1, nullptr, 10));
+  if (nsid == 0 || nsid > kMaxNamespaces || !drive->State().nvme.namespaces[nsid - 1].exists) return {};
+  if (name.find('p', split) != name.npos) return {};
+  return {drive, nsid, true};
+}
+
+std::vector<std::string> Fleet::DriveNames() const {
+  std::vector<std::string> names;
+  for (const auto& entry : fs::directory_iterator(root_ + "/drives")) {
+    if (entry.path().extension() == ".state") names.push_back(entry.path().stem().string());
+  }
+  std::sort(names.begin(), names.end());
+  return names;
+}
+
+std::string Fleet::AddPartition(std::string_view node, std::uint64_t bytes,
+                                std::string_view fileSystem, std::string_view mountPoint,
+                                std::string_view volumeGroup) {
+  const auto name = NodeName(node);
+  const auto block = name.starts_with("sg") ? BlockNameOf(root_, name) : name;
+  if (block.empty() || !Find(node)) return {};
+  return MakePartition(root_, block, {bytes, std::string(fileSystem), std::string(mountPoint),
+                                      std::string(volumeGroup)});
+}
+
+void Fleet::SetRootMount(std::string_view device) { WriteRootMount(root_, device); }
+
+void Fleet::Unmap(std::string& text) const {
+  for (auto at = text.find(root_); at != text.npos; at = text.find(root_, at)) {
+    text.erase(at, root_.size());
+  }
+}
+
+}  // namespace Simulator

@@ -1,0 +1,100 @@
+// A fleet: a folder with simulated drives, and what the system shows of them.
+//
+//   dev/sg0, dev/sda, dev/nvme0, dev/nvme0n1   nodes; those with data are the media
+//   sys/class/..., sys/devices/...             the links and files of sysfs
+//   drives/sg0.state, .journal, .logs/         what the drive remembers and has seen
+//   bin/, tables/                              df, mount, umount, pvdisplay and what they print
+//   fleet.state                                the clock
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Drive.h"
+
+namespace Simulator {
+
+struct DriveSpec {
+  Kind kind = Kind::Ata;
+  std::string model = "MORVU SIMULATED DRIVE";
+  std::string serial = "SIM000001";
+  std::string firmware = "SIM10001";
+  std::string vendor = "MORVU";          // SCSI only
+  std::uint64_t sectors = 2 * 1024 * 1024 * 4;  // of sectorSize bytes; the medium is sparse
+  std::uint32_t sectorSize = 512;
+  bool usb = false;                      // the device path goes by a USB port
+  int deviceType = 0;                    // SCSI peripheral device type; 0 is a disk
+  SenseFormat senseFormat = SenseFormat::Descriptor;
+  unsigned namespaces = 1;               // NVMe; 0 is a controller with nothing on it
+  bool refusesIdentify = false;          // NVMe: the controller fails IDENTIFY
+  bool journal = true;
+};
+
+struct FleetState {
+  std::uint32_t magic, version;
+  std::int64_t clockOffsetMs __attribute__((aligned(8)));
+};
+static_assert(sizeof(FleetState) == 16);
+
+// Where a node leads.
+struct Node {
+  std::shared_ptr<Drive> drive;
+  std::uint32_t nsid = 0;
+  bool block = false;  // a block device, not a character device
+  explicit operator bool() const { return drive != nullptr; }
+};
+
+class Fleet {
+ public:
+  // Makes the folder and an empty fleet in it. False with `error` set when it cannot.
+  static bool Make(const std::string& root, std::string& error);
+
+  // The fleet in a folder; null when there is none.
+  static std::shared_ptr<Fleet> Open(const std::string& root);
+  ~Fleet();
+
+  const std::string& Root() const { return root_; }
+
+  // Returns the new drive's node, "/dev/sg0" or "/dev/nvme0n1" ("/dev/nvme0"
+  // without namespaces); empty with `error` set when it cannot.
+  std::string Add(const DriveSpec& spec, std::string& error);
+  Node Find(std::string_view node);  // "/dev/sg0", "/dev/sda", "sg0", "/dev/nvme0n1"
+  std::vector<std::string> DriveNames() const;  // "nvme0", "sg0", in order
+
+  // The partition's node, such as "/dev/sda1".
+  std::string AddPartition(std::string_view node, std::uint64_t bytes, std::string_view fileSystem,
+                           std::string_view mountPoint, std::string_view volumeGroup);
+  void SetRootMount(std::string_view device);  // what `mount` shows on /
+
+  std::uint64_t Now() const;
+  void AdvanceClock(std::int64_t milliseconds);
+
+  // A path of the system's as the fleet has it; empty when the system itself
+  // answers for it.
+  std::string Map(std::string_view path) const;
+  // The other way: what the fleet's folder adds to a text is taken out of it.
+  void Unmap(std::string& text) const;
+  // A shell line with its paths led into the fleet.
+  std::string MapCommand(std::string_view command) const;
+
+ private:
+  explicit Fleet(std::string root);
+  std::shared_ptr<Drive> FindDrive(const std::string& name);
+
+  std::string root_;
+  FleetState* state_ = nullptr;
+  std::mutex drivesMutex_;
+  std::map<std::string, std::shared_ptr<Drive>> drives_;
+};
+
+// This process's fleet: set by a test, or named by MORVU_SIMULATOR_FLEET.
+std::shared_ptr<Fleet> ActiveFleet();
+void SetActiveFleet(std::shared_ptr<Fleet> fleet);
+bool HasActiveFleet();
+
+}  // namespace Simulator

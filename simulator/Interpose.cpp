@@ -1,0 +1,323 @@
+// The system's functions, before libc's own. Paths of the active fleet and
+// descriptors of its nodes are answered here; all else goes on to libc.
+//
+// Names are defined as they stand in the library, so this file must not be
+// compiled with a wider off_t than the platform's own (_FILE_OFFSET_BITS).
+#undef _FILE_OFFSET_BITS
+#undef _FORTIFY_SOURCE
+
+#include <dirent.h>
+#include <errno.h>
+#include <fcntl.h>
+#include <stdarg.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cstring>
+
+#include "Nodes.h"
+#include "Real.h"
+#include "Shell.h"
+
+#define MORVU_VISIBLE __attribute__((visibility("default")))
+
+namespace {
+
+using namespace Simulator;
+
+constexpr unsigned kSgMajor = 21, kSdMajor = 8, kNvmeMajor = 242, kBlockMajor = 259;
+
+// A path as the fleet has it, or as it came.
+class FleetPath {
+ public:
+  explicit FleetPath(const char* path) : path_(path) {
+    if (path == nullptr || *path != '/' || !HasActiveFleet()) return;
+    fleet_ = ActiveFleet();
+    if (fleet_ == nullptr) return;
+    mapped_ = fleet_->Map(path);
+    if (mapped_.empty()) return;
+    path_ = mapped_.c_str();
+    const std::string_view rest = std::string_view(mapped_).substr(fleet_->Root().size());
+    if (rest.starts_with("/dev/")) node_ = fleet_->Find(rest);
+  }
+  const char* Get() const { return path_; }
+  bool IsMapped() const { return !mapped_.empty(); }
+  const Node& TheNode() const { return node_; }
+  const std::shared_ptr<Fleet>& TheFleet() const { return fleet_; }
+
+ private:
+  std::shared_ptr<Fleet> fleet_;
+  std::string mapped_;
+  const char* path_;
+  Node node_;
+};
+
+int Remember(int descriptor, const Node& node) {
+  if (descriptor >= 0) Simulator::Register(descriptor, node);
+  return descriptor;
+}
+
+// A medium is larger than what a 32-bit off_t counts, and the folder's file
+// system may know no direct reads.
+int OpenNodeFile(const FleetPath& path, int flags) {
+  if (path.TheNode().drive->State().vanished) {
+    errno = ENODEV;
+    return -1;
+  }
+  flags = (flags & ~(O_CREAT | O_EXCL | O_TRUNC)) | O_LARGEFILE;
+  int descriptor = Libc().open64(path.Get(), flags);
+  if (descriptor < 0 && errno == EINVAL && (flags & O_DIRECT) != 0) {
+    descriptor = Libc().open64(path.Get(), flags & ~O_DIRECT);
+  }
+  return Remember(descriptor, path.TheNode());
+}
+
+mode_t ModeArgument(int flags, va_list arguments) {
+  return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
+}
+
+int Open(int (*real)(const char*, int, ...), const char* name, int flags, mode_t mode) {
+  const FleetPath path(name);
+  return path.TheNode() ? OpenNodeFile(path, flags) : real(path.Get(), flags, mode);
+}
+
+int OpenAt(int (*real)(int, const char*, int, ...), int folder, const char* name, int flags,
+           mode_t mode) {
+  const FleetPath path(name);
+  return path.TheNode() ? OpenNodeFile(path, flags) : real(folder, path.Get(), flags, mode);
+}
+
+// What a kernel says of a device node.
+template <typename Stat>
+void ShowNode(const Node& node, Stat& result) {
+  const auto& name = node.drive->Name();
+  const bool nvme = name.starts_with("nvme");
+  const auto digits = name.find_first_of("0123456789");
+  const auto number = static_cast<unsigned>(std::strtoul(name.c_str() + digits, nullptr, 10));
+  result.st_mode = (node.block ? S_IFBLK : S_IFCHR) | 0660;
+  result.st_size = 0;
+  result.st_blocks = 0;
+  if (nvme) {
+    result.st_rdev = node.block ? makedev(kBlockMajor, number * 16 + node.nsid) : makedev(kNvmeMajor, number);
+  } else {
+    result.st_rdev = node.block ? makedev(kSdMajor, number * 16) : makedev(kSgMajor, number);
+  }
+}
+
+// The narrow forms fail on a large medium, so nodes are always asked widely.
+template <typename Stat>
+bool StatNode(const FleetPath& path, Stat& result, int& answer) {
+  if (!path.TheNode()) return false;
+  struct stat64 wide {};
+  answer = Libc().stat64(path.Get(), &wide);
+  if (answer != 0) return true;
+  std::memset(&result, 0, sizeof result);
+  result.st_ino = static_cast<decltype(result.st_ino)>(wide.st_ino);
+  result.st_dev = wide.st_dev;
+  result.st_nlink = 1;
+  result.st_blksize = 4096;
+  ShowNode(path.TheNode(), result);
+  return true;
+}
+
+template <typename Stat, typename Function>
+int StatPath(Function real, const char* name, Stat* result) {
+  const FleetPath path(name);
+  int answer = 0;
+  return StatNode(path, *result, answer) ? answer : real(path.Get(), result);
+}
+
+template <typename Stat, typename Function>
+int StatAt(Function real, int folder, const char* name, Stat* result, int flags) {
+  const FleetPath path(name);
+  int answer = 0;
+  return StatNode(path, *result, answer) ? answer : real(folder, path.Get(), result, flags);
+}
+
+template <typename Stat, typename Function>
+int StatOpen(Function real, int descriptor, Stat* result) {
+  const auto* open = FindOpen(descriptor);
+  if (open == nullptr) return real(descriptor, result);
+  std::memset(result, 0, sizeof *result);
+  result->st_nlink = 1;
+  result->st_blksize = 4096;
+  ShowNode(open->node, *result);
+  return 0;
+}
+
+}  // namespace
+
+extern "C" {
+
+MORVU_VISIBLE int open(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const auto mode = ModeArgument(flags, arguments);
+  va_end(arguments);
+  return Open(Libc().open, path, flags, mode);
+}
+
+MORVU_VISIBLE int open64(const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const auto mode = ModeArgument(flags, arguments);
+  va_end(arguments);
+  return Open(Libc().open64, path, flags, mode);
+}
+
+MORVU_VISIBLE int openat(int folder, const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const auto mode = ModeArgument(flags, arguments);
+  va_end(arguments);
+  return OpenAt(Libc().openat, folder, path, flags, mode);
+}
+
+MORVU_VISIBLE int openat64(int folder, const char* path, int flags, ...) {
+  va_list arguments;
+  va_start(arguments, flags);
+  const auto mode = ModeArgument(flags, arguments);
+  va_end(arguments);
+  return OpenAt(Libc().openat64, folder, path, flags, mode);
+}
+
+// What a fortified build calls in place of the four above.
+MORVU_VISIBLE int __open_2(const char* path, int flags) { return Open(Libc().open, path, flags, 0); }
+MORVU_VISIBLE int __open64_2(const char* path, int flags) {
+  return Open(Libc().open64, path, flags, 0);
+}
+
+MORVU_VISIBLE int close(int descriptor) {
+  Forget(descriptor);
+  return Libc().close(descriptor);
+}
+
+MORVU_VISIBLE int dup(int descriptor) noexcept {
+  const int copy = Libc().dup(descriptor);
+  if (copy >= 0) Duplicate(descriptor, copy);
+  return copy;
+}
+
+MORVU_VISIBLE int ioctl(int descriptor, unsigned long request, ...) noexcept {
+  va_list arguments;
+  va_start(arguments, request);
+  void* argument = va_arg(arguments, void*);
+  va_end(arguments);
+  auto* open = FindOpen(descriptor);
+  return open != nullptr ? NodeIoctl(*open, request, argument)
+                         : Libc().ioctl(descriptor, request, argument);
+}
+
+MORVU_VISIBLE ssize_t write(int descriptor, const void* data, size_t size) {
+  auto* open = FindOpen(descriptor);
+  const bool generic = open != nullptr && !open->node.block;
+  return generic ? NodeWrite(*open, data, size) : Libc().write(descriptor, data, size);
+}
+
+MORVU_VISIBLE ssize_t read(int descriptor, void* data, size_t size) {
+  auto* open = FindOpen(descriptor);
+  const bool waits = open != nullptr && !open->reply.empty();
+  return waits ? NodeRead(*open, data, size) : Libc().read(descriptor, data, size);
+}
+
+MORVU_VISIBLE int stat(const char* path, struct stat* result) noexcept {
+  return StatPath(Libc().stat, path, result);
+}
+MORVU_VISIBLE int stat64(const char* path, struct stat64* result) noexcept {
+  return StatPath(Libc().stat64, path, result);
+}
+MORVU_VISIBLE int lstat(const char* path, struct stat* result) noexcept {
+  return StatPath(Libc().lstat, path, result);
+}
+MORVU_VISIBLE int lstat64(const char* path, struct stat64* result) noexcept {
+  return StatPath(Libc().lstat64, path, result);
+}
+MORVU_VISIBLE int fstat(int descriptor, struct stat* result) noexcept {
+  return StatOpen(Libc().fstat, descriptor, result);
+}
+MORVU_VISIBLE int fstat64(int descriptor, struct stat64* result) noexcept {
+  return StatOpen(Libc().fstat64, descriptor, result);
+}
+MORVU_VISIBLE int fstatat(int folder, const char* path, struct stat* result, int flags) noexcept {
+  return StatAt(Libc().fstatat, folder, path, result, flags);
+}
+MORVU_VISIBLE int fstatat64(int folder, const char* path, struct stat64* result, int flags) noexcept {
+  return StatAt(Libc().fstatat64, folder, path, result, flags);
+}
+MORVU_VISIBLE int statx(int folder, const char* path, int flags, unsigned mask,
+                        struct statx* result) noexcept {
+  const FleetPath mapped(path);
+  return Libc().statx(folder, mapped.Get(), flags, mask, result);
+}
+
+MORVU_VISIBLE int access(const char* path, int mode) noexcept {
+  const FleetPath mapped(path);
+  return Libc().access(mapped.Get(), mode);
+}
+MORVU_VISIBLE int faccessat(int folder, const char* path, int mode, int flags) noexcept {
+  const FleetPath mapped(path);
+  return Libc().faccessat(folder, mapped.Get(), mode, flags);
+}
+MORVU_VISIBLE ssize_t readlink(const char* path, char* buffer, size_t size) noexcept {
+  const FleetPath mapped(path);
+  return Libc().readlink(mapped.Get(), buffer, size);
+}
+MORVU_VISIBLE ssize_t readlinkat(int folder, const char* path, char* buffer, size_t size) noexcept {
+  const FleetPath mapped(path);
+  return Libc().readlinkat(folder, mapped.Get(), buffer, size);
+}
+
+MORVU_VISIBLE char* realpath(const char* path, char* resolved) noexcept {
+  const FleetPath mapped(path);
+  char* full = Libc().realpath(mapped.Get(), resolved);
+  if (full != nullptr && mapped.IsMapped()) {
+    std::string text(full);
+    mapped.TheFleet()->Unmap(text);
+    std::strcpy(full, text.c_str());  // shorter than what stood there
+  }
+  return full;
+}
+
+MORVU_VISIBLE DIR* opendir(const char* path) {
+  const FleetPath mapped(path);
+  return Libc().opendir(mapped.Get());
+}
+MORVU_VISIBLE int scandir(const char* path, struct dirent*** list,
+                          int (*filter)(const struct dirent*),
+                          int (*compare)(const struct dirent**, const struct dirent**)) {
+  const FleetPath mapped(path);
+  return Libc().scandir(mapped.Get(), list, filter, compare);
+}
+MORVU_VISIBLE int scandir64(const char* path, struct dirent64*** list,
+                            int (*filter)(const struct dirent64*),
+                            int (*compare)(const struct dirent64**, const struct dirent64**)) {
+  const FleetPath mapped(path);
+  return Libc().scandir64(mapped.Get(), list, filter, compare);
+}
+
+MORVU_VISIBLE FILE* fopen(const char* path, const char* mode) {
+  const FleetPath mapped(path);
+  return Libc().fopen(mapped.Get(), mode);
+}
+MORVU_VISIBLE FILE* fopen64(const char* path, const char* mode) {
+  const FleetPath mapped(path);
+  return Libc().fopen64(mapped.Get(), mode);
+}
+
+MORVU_VISIBLE FILE* popen(const char* command, const char* mode) {
+  const auto fleet = ActiveFleet();
+  return fleet != nullptr && command != nullptr && mode != nullptr
+             ? OpenShell(*fleet, command, mode)
+             : Libc().popen(command, mode);
+}
+MORVU_VISIBLE int pclose(FILE* stream) {
+  int status = 0;
+  return CloseShell(stream, status) ? status : Libc().pclose(stream);
+}
+MORVU_VISIBLE int system(const char* command) {
+  const auto fleet = ActiveFleet();
+  return fleet != nullptr && command != nullptr ? RunShell(*fleet, command) : Libc().system(command);
+}
+
+}  // extern "C"

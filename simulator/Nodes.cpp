@@ -1,0 +1,253 @@
+#include "Nodes.h"
+
+#include <errno.h>
+#include <linux/fs.h>
+#include <linux/nvme_ioctl.h>
+#include <scsi/scsi_ioctl.h>
+#include <scsi/sg.h>
+#include <sys/ioctl.h>
+
+#include <array>
+#include <atomic>
+#include <cstring>
+
+#ifdef __x86_64__
+static_assert(sizeof(sg_io_hdr) == 88 && sizeof(nvme_user_io) == 48);
+#else
+static_assert(sizeof(sg_io_hdr) == 64 && sizeof(nvme_user_io) == 44);
+#endif
+static_assert(sizeof(nvme_admin_cmd) == 72);
+
+namespace Simulator {
+
+namespace {
+
+constexpr std::size_t kMaxDescriptors = 65536;
+constexpr int kSgVersion = 30536;
+constexpr std::uint32_t kMaxTransfer = 64u << 20;
+
+std::array<std::atomic<OpenNode*>, kMaxDescriptors> openNodes;
+
+bool InRange(int descriptor) {
+  return descriptor >= 0 && static_cast<std::size_t>(descriptor) < kMaxDescriptors;
+}
+
+int Fail(int errorNumber) {
+  errno = errorNumber;
+  return -1;
+}
+
+Direction DirectionOf(int sg) {
+  if (sg == SG_DXFER_TO_DEV) return Direction::ToDevice;
+  if (sg == SG_DXFER_FROM_DEV || sg == SG_DXFER_TO_FROM_DEV) return Direction::FromDevice;
+  return Direction::None;
+}
+
+template <typename Record>
+auto* Pointer(Record address) {
+  return reinterpret_cast<std::uint8_t*>(static_cast<std::uintptr_t>(address));
+}
+
+int SgIo(OpenNode& open, sg_io_hdr& header) {
+  if (open.node.drive->State().kind == Kind::Nvme) return Fail(ENOTTY);
+  if (header.interface_id != 'S') return Fail(ENOSYS);
+  if (header.cmdp == nullptr || header.cmd_len < 6) return Fail(EMSGSIZE);
+  if (header.iovec_count != 0) return Fail(EINVAL);
+  if (header.dxfer_len > kMaxTransfer) return Fail(ENOMEM);
+  const auto direction = DirectionOf(header.dxfer_direction);
+  const bool moves = direction != Direction::None && header.dxfer_len != 0;
+  if (moves && header.dxferp == nullptr) return Fail(EFAULT);
+
+  Transaction transaction;
+  transaction.ioctl = Ioctl::SgIo;
+  transaction.command = header.cmdp;
+  transaction.commandLength = header.cmd_len;
+  transaction.direction = direction;
+  transaction.data = moves ? static_cast<std::uint8_t*>(header.dxferp) : nullptr;
+  transaction.length = moves ? header.dxfer_len : 0;
+  transaction.timeoutMs = header.timeout;
+  open.node.drive->Execute(transaction);
+  if (transaction.errorNumber != 0) return Fail(transaction.errorNumber);
+
+  header.status = transaction.scsiStatus;
+  header.masked_status = static_cast<unsigned char>(transaction.scsiStatus >> 1 & 0x1F);
+  header.msg_status = 0;
+  header.host_status = transaction.hostStatus;
+  header.driver_status = transaction.driverStatus;
+  const auto sense = std::min<unsigned>(transaction.senseLength, header.mx_sb_len);
+  if (sense != 0 && header.sbp != nullptr) std::memcpy(header.sbp, transaction.sense, sense);
+  header.sb_len_wr = static_cast<unsigned char>(header.sbp != nullptr ? sense : 0);
+  if (transaction.senseLength != 0) header.driver_status |= 0x08;
+  header.resid = static_cast<int>(transaction.length - transaction.transferred);
+  header.duration = 0;
+  const bool troubled = header.status != 0 || header.host_status != 0 || header.driver_status != 0;
+  header.info = troubled ? SG_INFO_CHECK : SG_INFO_OK;
+  return 0;
+}
+
+Direction NvmeDirection(std::uint8_t opcode, std::uint32_t length) {
+  if (length == 0 || (opcode & 3) == 0) return Direction::None;
+  return (opcode & 1) != 0 ? Direction::ToDevice : Direction::FromDevice;
+}
+
+template <typename Record>
+int NvmePassThrough(OpenNode& open, Record& record, Ioctl ioctl) {
+  if (record.data_len > kMaxTransfer) return Fail(ENOMEM);
+  if (record.data_len != 0 && record.addr == 0) return Fail(EFAULT);
+  Transaction transaction;
+  transaction.ioctl = ioctl;
+  transaction.command = reinterpret_cast<const std::uint8_t*>(&record);
+  transaction.commandLength = sizeof record;
+  transaction.direction = NvmeDirection(record.opcode, record.data_len);
+  transaction.data = Pointer(record.addr);
+  transaction.length = record.data_len;
+  transaction.timeoutMs = record.timeout_ms;
+  transaction.nsid = open.node.nsid;
+  open.node.drive->Execute(transaction);
+  if (transaction.errorNumber != 0) return Fail(transaction.errorNumber);
+  record.result = transaction.nvmeResult;
+  return transaction.nvmeStatus;
+}
+
+// The I/O record is handed on in the form of the pass-through record, which
+// is the same in both widths and holds all that the drive reads.
+int NvmeSubmit(OpenNode& open, const nvme_user_io& io) {
+  if (open.node.nsid == 0) return Fail(ENOTTY);
+  if (io.opcode != 0x01 && io.opcode != 0x02 && io.opcode != 0x05) return Fail(EINVAL);
+  const auto& state = open.node.drive->State();
+  nvme_passthru_cmd record{};
+  record.opcode = io.opcode;
+  record.flags = io.flags;
+  record.nsid = open.node.nsid;
+  record.addr = io.addr;
+  const auto format = state.nvme.namespaces[open.node.nsid - 1].format;
+  record.data_len = (io.nblocks + 1u) * (format >= 2 ? 4096u : 512u);
+  record.cdw10 = static_cast<std::uint32_t>(io.slba);
+  record.cdw11 = static_cast<std::uint32_t>(io.slba >> 32);
+  record.cdw12 = io.nblocks | static_cast<std::uint32_t>(io.control) << 16;
+  record.cdw13 = io.dsmgmt;
+  record.cdw14 = io.reftag;
+  record.cdw15 = io.apptag | static_cast<std::uint32_t>(io.appmask) << 16;
+  return NvmePassThrough(open, record, Ioctl::NvmeIo);
+}
+
+int NvmeIoctl(OpenNode& open, unsigned long request, void* argument) {
+  switch (request) {
+    case NVME_IOCTL_ID:
+      return open.node.nsid != 0 ? static_cast<int>(open.node.nsid) : Fail(ENOTTY);
+    case NVME_IOCTL_ADMIN_CMD:
+      return NvmePassThrough(open, *static_cast<nvme_passthru_cmd*>(argument), Ioctl::NvmeAdmin);
+    case NVME_IOCTL_ADMIN64_CMD:
+      return NvmePassThrough(open, *static_cast<nvme_passthru_cmd64*>(argument), Ioctl::NvmeAdmin);
+    case NVME_IOCTL_IO_CMD:
+      return NvmePassThrough(open, *static_cast<nvme_passthru_cmd*>(argument), Ioctl::NvmeIo);
+    case NVME_IOCTL_IO64_CMD:
+      return NvmePassThrough(open, *static_cast<nvme_passthru_cmd64*>(argument), Ioctl::NvmeIo);
+    case NVME_IOCTL_SUBMIT_IO:
+      return NvmeSubmit(open, *static_cast<const nvme_user_io*>(argument));
+    case NVME_IOCTL_RESET:
+      open.node.drive->PowerCycle();
+      return 0;
+    case NVME_IOCTL_RESCAN:
+      return 0;
+    default:
+      return Fail(ENOTTY);
+  }
+}
+
+int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
+  const auto& state = open.node.drive->State();
+  auto bytes = state.sectors * state.sectorSize;
+  int sector = static_cast<int>(state.sectorSize);
+  if (state.kind == Kind::Nvme) {
+    const auto& space = state.nvme.namespaces[open.node.nsid - 1];
+    bytes = space.bytes;
+    sector = space.format >= 2 ? 4096 : 512;
+  }
+  switch (request) {
+    case BLKGETSIZE64: *static_cast<std::uint64_t*>(argument) = bytes; return 0;
+    case BLKSSZGET: *static_cast<int*>(argument) = sector; return 0;
+    case BLKFLSBUF:
+    case BLKRRPART: return 0;
+    default: return Fail(ENOTTY);
+  }
+}
+
+}  // namespace
+
+void Register(int descriptor, Node node) {
+  if (!InRange(descriptor)) return;
+  delete openNodes[static_cast<std::size_t>(descriptor)].exchange(new OpenNode{std::move(node), {}});
+}
+
+void Forget(int descriptor) {
+  if (!InRange(descriptor)) return;
+  auto& slot = openNodes[static_cast<std::size_t>(descriptor)];
+  if (slot.load(std::memory_order_relaxed) != nullptr) delete slot.exchange(nullptr);
+}
+
+OpenNode* FindOpen(int descriptor) {
+  if (!InRange(descriptor)) return nullptr;
+  return openNodes[static_cast<std::size_t>(descriptor)].load(std::memory_order_acquire);
+}
+
+void Duplicate(int from, int to) {
+  if (const auto* open = FindOpen(from)) Register(to, open->node);
+}
+
+int NodeIoctl(OpenNode& open, unsigned long request, void* argument) {
+  if (request == NVME_IOCTL_ID) return NvmeIoctl(open, request, argument);
+  if (argument == nullptr && request != BLKFLSBUF && request != BLKRRPART &&
+      request != NVME_IOCTL_RESET && request != NVME_IOCTL_RESCAN) {
+    return Fail(EFAULT);
+  }
+  switch (request) {
+    case SG_IO:
+      return SgIo(open, *static_cast<sg_io_hdr*>(argument));
+    case SG_GET_VERSION_NUM:
+      if (open.node.drive->State().kind == Kind::Nvme) return Fail(ENOTTY);
+      *static_cast<int*>(argument) = kSgVersion;
+      return 0;
+    case SG_GET_TIMEOUT:
+      return 6000;
+    case SG_SET_TIMEOUT:
+    case SG_SET_RESERVED_SIZE:
+    case SG_SET_FORCE_PACK_ID:
+      return 0;
+    case SG_GET_RESERVED_SIZE:
+      *static_cast<int*>(argument) = 32768;
+      return 0;
+    case SG_EMULATED_HOST:
+      *static_cast<int*>(argument) = open.node.drive->State().kind == Kind::Ata ? 1 : 0;
+      return 0;
+    default:
+      break;
+  }
+  if (open.node.block) {
+    const int result = BlockIoctl(open, request, argument);
+    if (result == 0 || open.node.drive->State().kind != Kind::Nvme) return result;
+  }
+  return open.node.drive->State().kind == Kind::Nvme ? NvmeIoctl(open, request, argument)
+                                                     : Fail(ENOTTY);
+}
+
+ssize_t NodeWrite(OpenNode& open, const void* header, size_t size) {
+  if (size < sizeof(sg_io_hdr)) return Fail(EINVAL);
+  sg_io_hdr copy;
+  std::memcpy(&copy, header, sizeof copy);
+  if (SgIo(open, copy) != 0) return -1;
+  const auto* bytes = reinterpret_cast<const std::uint8_t*>(&copy);
+  open.reply.assign(bytes, bytes + sizeof copy);
+  return static_cast<ssize_t>(sizeof copy);
+}
+
+ssize_t NodeRead(OpenNode& open, void* header, size_t size) {
+  if (open.reply.empty()) return Fail(EAGAIN);
+  if (size < open.reply.size()) return Fail(EINVAL);
+  std::memcpy(header, open.reply.data(), open.reply.size());
+  const auto read = static_cast<ssize_t>(open.reply.size());
+  open.reply.clear();
+  return read;
+}
+
+}  // namespace Simulator

@@ -1,0 +1,27 @@
+// The open nodes of this process: which descriptor leads to which drive, and
+// what an ioctl on it does.
+#pragma once
+
+#include <sys/types.h>
+
+#include "Fleet.h"
+
+namespace Simulator {
+
+struct OpenNode {
+  Node node;
+  std::vector<std::uint8_t> reply;  // of a command that was written, until it is read
+};
+
+void Register(int descriptor, Node node);
+void Forget(int descriptor);
+OpenNode* FindOpen(int descriptor);  // null for a descriptor of the system's own
+void Duplicate(int from, int to);
+
+// As ioctl(2): -1 with errno, or the result.
+int NodeIoctl(OpenNode& open, unsigned long request, void* argument);
+// The older SG interface: the header goes out by write and comes back by read.
+ssize_t NodeWrite(OpenNode& open, const void* header, size_t size);
+ssize_t NodeRead(OpenNode& open, void* header, size_t size);
+
+}  // namespace Simulator

@@ -1,0 +1,271 @@
+// Admin commands of a simulated NVMe controller.
+#include <cstdio>
+#include <cstring>
+
+#include "Bytes.h"
+#include "Firmware.h"
+#include "Nvme.h"
+
+namespace Simulator {
+
+namespace {
+
+constexpr std::uint32_t kPage = 4096, kBroadcast = 0xFFFFFFFF;
+
+void IdentifyController(NvmeCommand& command) {
+  std::uint8_t page[kPage];
+  std::memcpy(page, command.Nvme().controller, sizeof page);
+  PutText(page + 64, 8, GetText(command.TheDrive().State().firmware));
+  PutLittle<std::uint32_t>(page + 328, command.Nvme().supportsSanitize ? 0x00000003u : 0u);
+  command.Data().Reply(page, sizeof page);
+}
+
+void IdentifyNamespace(NvmeCommand& command) {
+  std::uint8_t page[kPage] = {};
+  const auto nsid = command.Nsid();
+  if (nsid == 0 || (nsid > kMaxNamespaces && nsid != kBroadcast)) return command.Fail(kNvmeInvalidNamespace);
+  if (const auto* space = command.Namespace()) {
+    const std::uint64_t sectors = space->bytes / NvmeSectorSize(*space);
+    PutLittle(page, sectors);
+    PutLittle(page + 8, sectors);
+    PutLittle(page + 16, sectors);
+    page[25] = static_cast<std::uint8_t>(std::size(kLbaFormats) - 1);
+    page[26] = static_cast<std::uint8_t>(space->format | space->metadata << 4);
+    page[27] = 0x03;             // metadata in either place
+    page[28] = space->endToEnd;  // what protection it can do
+    page[29] = space->protection;
+    std::memcpy(page + 120, space->eui64, 8);
+  } else if (nsid != kBroadcast) {
+    // An inactive namespace is all zeros.
+    return command.Data().Reply(page, sizeof page);
+  }
+  page[25] = static_cast<std::uint8_t>(std::size(kLbaFormats) - 1);
+  for (std::size_t i = 0; i < std::size(kLbaFormats); ++i) {
+    page[128 + 4 * i] = kLbaFormats[i].metadata;
+    page[130 + 4 * i] = kLbaFormats[i].dataSize;
+  }
+  command.Data().Reply(page, sizeof page);
+}
+
+// Identifiers above nsid of the namespaces that are there.
+void IdentifyList(NvmeCommand& command) {
+  std::uint8_t page[kPage] = {};
+  auto* at = page;
+  for (std::uint32_t nsid = command.Nsid() + 1; nsid <= kMaxNamespaces && nsid != 0; ++nsid) {
+    if (!command.Nvme().namespaces[nsid - 1].exists) continue;
+    PutLittle(at, nsid);
+    at += 4;
+  }
+  command.Data().Reply(page, sizeof page);
+}
+
+void IdentifyDescriptors(NvmeCommand& command) {
+  const auto* space = command.Namespace();
+  if (space == nullptr) return command.Fail(kNvmeInvalidNamespace);
+  std::uint8_t page[kPage] = {};
+  page[0] = 1;  // EUI-64
+  page[1] = 8;
+  std::memcpy(page + 4, space->eui64, 8);
+  command.Data().Reply(page, sizeof page);
+}
+
+void PutSlots(NvmeCommand& command, std::uint8_t* log) {
+  const auto& nvme = command.Nvme();
+  log[0] = static_cast<std::uint8_t>(nvme.activeSlot | nvme.nextSlot << 4);
+  for (std::size_t i = 0; i < kFirmwareSlots; ++i) {
+    const auto revision = GetText(nvme.slots[i]);
+    if (!revision.empty()) PutText(log + 8 + 8 * i, 8, revision);
+  }
+}
+
+void PutAttributes(const NvmeState& nvme, std::uint8_t* log) {
+  for (const auto& attribute : nvme.attributes) {
+    if (attribute.id == 0) return;
+    log[0] = attribute.id;
+    log[3] = attribute.value;
+    for (int i = 0; i < 6; ++i) log[5 + i] = static_cast<std::uint8_t>(attribute.raw >> (8 * i));
+    log += 12;
+  }
+}
+
+std::string FileName(std::uint8_t log) {
+  char name[16];
+  std::snprintf(name, sizeof name, "nvme-%02X", log);
+  return name;
+}
+
+// The vendor logs that are there without a file: statistics, all zero, and
+// the attributes.
+bool IsBuiltIn(std::uint8_t log) {
+  return (log >= 0x01 && log <= 0x03) || log == 0xC4 || log == 0xC5 || log == 0xCA;
+}
+
+}  // namespace
+
+void NvmeIdentify(NvmeCommand& command) {
+  if (command.Nvme().refusesIdentify) return command.Fail(kNvmeInvalidField);
+  if (command.Data().length < kPage) return command.Fail(kNvmeDataTransfer);
+  switch (command.Cdw(10) & 0xFF) {
+    case 0x00: return IdentifyNamespace(command);
+    case 0x01: return IdentifyController(command);
+    case 0x02: return IdentifyList(command);
+    case 0x03: return IdentifyDescriptors(command);
+    default: return command.Fail(kNvmeInvalidField);
+  }
+}
+
+// The length asked for is NUMD + 1 dwords; a log ends in zeros.
+void NvmeGetLog(NvmeCommand& command) {
+  const auto log = static_cast<std::uint8_t>(command.Cdw(10));
+  const std::size_t numd = (command.Cdw(10) >> 16 & 0xFFFF) | static_cast<std::size_t>(command.Cdw(11) & 0xFFFF) << 16;
+  const auto offset = command.Cdw(12) | static_cast<std::uint64_t>(command.Cdw(13)) << 32;
+  const std::size_t size = (numd + 1) * 4;
+  if (size > command.Data().length) return command.Fail(kNvmeDataTransfer);
+  std::vector<std::uint8_t> page(size);
+  if (command.TheDrive().HasLog(FileName(log))) {
+    if (!command.TheDrive().ReadLog(FileName(log), offset, page.data(), size)) return command.Fail(kNvmeInvalidLogPage);
+    return command.Data().Reply(page.data(), size);
+  }
+  if (!IsBuiltIn(log)) return command.Fail(kNvmeInvalidLogPage);
+  std::vector<std::uint8_t> whole(std::max<std::size_t>(offset < 65536 ? offset + size : 0, 512));
+  if (log == 0x02) std::memcpy(whole.data(), command.Nvme().health, 512);
+  if (log == 0x03) PutSlots(command, whole.data());
+  if (log == 0xCA) PutAttributes(command.Nvme(), whole.data());
+  if (offset + size > whole.size()) return command.Fail(kNvmeInvalidField);
+  command.Data().Reply(whole.data() + offset, size);
+}
+
+// A vendor log in pieces: cdw10 dwords from the dword cdw13 of log cdw12.
+void NvmeVendorLog(NvmeCommand& command) {
+  char name[24];
+  std::snprintf(name, sizeof name, "nvme-D2-%u", command.Cdw(12));
+  const auto size = static_cast<std::size_t>(command.Cdw(10)) * 4;
+  if (size == 0 || size > command.Data().length) return command.Fail(kNvmeInvalidField);
+  if (!command.TheDrive().HasLog(name)) return command.Fail(kNvmeInvalidField);
+  std::vector<std::uint8_t> piece(size);
+  const auto offset = static_cast<std::uint64_t>(command.Cdw(13)) * 4;
+  if (!command.TheDrive().ReadLog(name, offset, piece.data(), size)) return command.Fail(kNvmeInvalidField);
+  command.Data().Reply(piece.data(), size);
+}
+
+void NvmeGetFeatures(NvmeCommand& command) {
+  const auto id = static_cast<std::uint8_t>(command.Cdw(10));
+  const auto& feature = command.Nvme().features[id];
+  if (!feature.supported) return command.Fail(kNvmeInvalidField);
+  command.Result(feature.value);
+  if (id != 0xC2 || command.Data().length < 8) return;
+  // The native maximum, in 512-byte sectors whatever the format.
+  std::uint8_t last[8];
+  PutLittle<std::uint64_t>(last, command.TheDrive().State().sectors * command.TheDrive().State().sectorSize / 512 - 1);
+  command.Data().Reply(last, sizeof last);
+}
+
+namespace {
+
+// The capacity of every namespace follows the vendor's maximum LBA.
+void SetMaximum(NvmeCommand& command) {
+  const auto last = command.Cdw(11) | static_cast<std::uint64_t>(command.Cdw(12)) << 32;
+  const auto& state = command.TheDrive().State();
+  auto& space = command.Nvme().namespaces[0];
+  const std::uint64_t sector = NvmeSectorSize(space);
+  if (!space.exists || last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0) return command.Fail(kNvmeInvalidField);
+  space.bytes = (last + 1) * sector;
+}
+
+}  // namespace
+
+void NvmeSetFeatures(NvmeCommand& command) {
+  const auto id = static_cast<std::uint8_t>(command.Cdw(10));
+  auto& feature = command.Nvme().features[id];
+  if (!feature.supported) return command.Fail(kNvmeInvalidField);
+  if (!feature.changeable) return command.Fail(kNvmeFeatureNotChangeable);
+  if ((command.Cdw(10) >> 31) != 0) return command.Fail(kNvmeFeatureNotSaveable);
+  if (id == 0xC1) SetMaximum(command);
+  if (command.Data().nvmeStatus != 0) return;
+  feature.value = command.Cdw(11);
+  feature.value12 = command.Cdw(12);
+}
+
+void NvmeFirmwareDownload(NvmeCommand& command) {
+  auto& firmware = command.Nvme().firmware;
+  const auto dwords = command.Cdw(10) + 1;
+  const auto size = static_cast<std::uint64_t>(dwords) * 4;
+  auto& data = command.Data();
+  if (dwords == 0 || size > data.length) return command.Fail(kNvmeDataTransfer);
+  if (!TakePiece(firmware, command.Cdw(11), dwords, 4, {data.data, static_cast<std::size_t>(size)})) {
+    return command.Fail(kNvmeOverlappingRange);
+  }
+  ++firmware.transfers;
+  data.transferred = static_cast<std::uint32_t>(size);
+}
+
+// Actions: 0 store, 1 store and activate at the next reset, 2 activate a slot
+// at the next reset, 3 store and activate at once.
+void NvmeFirmwareCommit(NvmeCommand& command) {
+  auto& nvme = command.Nvme();
+  auto& firmware = nvme.firmware;
+  const auto action = command.Cdw(10) >> 3 & 7;
+  auto slot = command.Cdw(10) & 7;
+  if (action > 3) return command.Fail(kNvmeInvalidField);
+  if (slot == 0) slot = nvme.activeSlot;
+  if (slot > kFirmwareSlots) return command.Fail(kNvmeInvalidFirmwareSlot);
+  auto& revision = nvme.slots[slot - 1];
+  if (action != 2) {
+    if (!IsWhole(firmware)) return command.Fail(kNvmeInvalidFirmwareImage);
+    SetText(revision, Revision(firmware));
+    firmware.running = 0;
+  }
+  if (revision[0] == '\0') return command.Fail(kNvmeInvalidFirmwareImage);
+  if (action == 0) return;
+  if (action == 3) {
+    nvme.activeSlot = static_cast<std::uint8_t>(slot);
+    SetText(command.TheDrive().State().firmware, GetText(revision));
+    ++firmware.activations;
+    return;
+  }
+  nvme.nextSlot = static_cast<std::uint8_t>(slot);
+}
+
+void NvmeFormat(NvmeCommand& command) {
+  const auto cdw = command.Cdw(10);
+  const auto format = cdw & 0x0F, erase = cdw >> 9 & 7, protection = cdw >> 5 & 7;
+  if (format >= std::size(kLbaFormats)) return command.Fail(kNvmeInvalidFormat);
+  if (erase > 2) return command.Fail(kNvmeInvalidField);
+  const bool all = command.Nsid() == kBroadcast;
+  if (!all && command.Namespace() == nullptr) return command.Fail(kNvmeInvalidNamespace);
+  if (protection > 3 || (protection != 0 && kLbaFormats[format].metadata < 8)) return command.Fail(kNvmeInvalidFormat);
+  for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
+    auto& space = command.Nvme().namespaces[nsid - 1];
+    if (!space.exists || (!all && nsid != command.Nsid())) continue;
+    space.format = static_cast<std::uint8_t>(format);
+    space.metadata = static_cast<std::uint8_t>(cdw >> 4 & 1);
+    space.protection = static_cast<std::uint8_t>(protection | (cdw >> 8 & 1) << 3);
+    command.TheDrive().EraseMedium(nsid);
+  }
+}
+
+bool NvmeIsSanitizing(Drive& drive) {
+  auto& sanitize = drive.State().nvme.sanitize;
+  if (!sanitize.running) return false;
+  const auto now = drive.Now();
+  if (now < sanitize.startedMs + sanitize.durationMs) return true;
+  sanitize.running = 0;
+  sanitize.completed = sanitize.willFail ? 0 : 1;
+  sanitize.failed = sanitize.willFail ? 1 : 0;
+  for (std::uint32_t nsid = 1; sanitize.completed && nsid <= kMaxNamespaces; ++nsid) {
+    if (drive.State().nvme.namespaces[nsid - 1].exists) drive.EraseMedium(nsid);
+  }
+  return false;
+}
+
+void NvmeSanitize(NvmeCommand& command) {
+  if (!command.Nvme().supportsSanitize) return command.Fail(kNvmeInvalidOpcode);
+  const auto action = command.Cdw(10) & 7;
+  if (action < 2 || action > 4) return command.Fail(kNvmeInvalidField);
+  auto& sanitize = command.Nvme().sanitize;
+  sanitize.running = 1;
+  sanitize.completed = sanitize.failed = 0;
+  sanitize.startedMs = command.TheDrive().Now();
+}
+
+}  // namespace Simulator

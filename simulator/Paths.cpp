@@ -1,0 +1,80 @@
+// Which of the system's paths a fleet answers for.
+#include <algorithm>
+#include <cctype>
+#include <iterator>
+
+#include "Fleet.h"
+
+namespace Simulator {
+
+namespace {
+
+// Nodes of storage are the fleet's even where it has none of that name: a
+// program under test never meets the machine's own drives.
+constexpr std::string_view kDevicePrefixes[] = {"sg", "sd", "nvme", "ng", "megaraid"};
+
+constexpr std::string_view kSysPrefixes[] = {
+    "class/scsi_generic", "class/scsi_device",  "class/scsi_disk", "class/scsi_host",
+    "class/block",        "class/nvme",         "class/ata_port",  "block",
+    "devices/pci",        "bus/scsi",           "bus/pci/devices",
+};
+
+// Words behind /dev/ that stay the system's own in a shell line, where a
+// pattern such as /dev/n* is the fleet's.
+constexpr std::string_view kSystemNodes[] = {
+    "null", "zero", "full", "random", "urandom", "stdin", "stdout", "stderr",
+    "tty",  "fd",   "shm",  "pts",    "ptmx",    "mapper",
+};
+
+bool IsFleetNode(std::string_view name) {
+  return std::ranges::any_of(kDevicePrefixes, [&](auto prefix) {
+    if (!name.starts_with(prefix)) return false;
+    // "sdt" could be anybody's; a node's name has a digit or a disk's letters behind it.
+    return name.size() > prefix.size() || prefix == "megaraid";
+  });
+}
+
+bool IsFleetSys(std::string_view rest) {
+  return rest.empty() || std::ranges::any_of(kSysPrefixes, [&](auto prefix) {
+    return rest.starts_with(prefix);
+  });
+}
+
+bool IsSystemNode(std::string_view rest) {
+  return std::ranges::any_of(kSystemNodes, [&](auto name) {
+    if (!rest.starts_with(name)) return false;
+    const auto next = rest.substr(name.size());
+    return next.empty() || !(std::isalnum(static_cast<unsigned char>(next[0])) || next[0] == '*' ||
+                             next[0] == '_');
+  });
+}
+
+}  // namespace
+
+std::string Fleet::Map(std::string_view path) const {
+  if (path.starts_with("/dev/")) {
+    return IsFleetNode(path.substr(5)) ? root_ + std::string(path) : std::string();
+  }
+  if (path.starts_with("/sys/")) {
+    return IsFleetSys(path.substr(5)) ? root_ + std::string(path) : std::string();
+  }
+  if (path.starts_with(root_)) return std::string(path);
+  return {};
+}
+
+std::string Fleet::MapCommand(std::string_view command) const {
+  std::string mapped;
+  for (std::size_t at = 0; at < command.size();) {
+    const auto rest = command.substr(at);
+    const bool folder = rest.starts_with("/dev/") || rest.starts_with("/sys/");
+    // In the middle of a longer path ("/mnt/dev/") the words mean something else.
+    const auto before = at == 0 ? ' ' : command[at - 1];
+    const bool starts = !(std::isalnum(static_cast<unsigned char>(before)) || before == '/' ||
+                          before == '.' || before == '_' || before == '-');
+    if (folder && starts && !(rest[1] == 'd' && IsSystemNode(rest.substr(5)))) mapped += root_;
+    mapped += command[at++];
+  }
+  return mapped;
+}
+
+}  // namespace Simulator

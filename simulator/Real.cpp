@@ -1,0 +1,57 @@
+#include "Real.h"
+
+#include <dlfcn.h>
+
+namespace Simulator {
+
+namespace {
+
+template <typename Function>
+void Find(Function& function, const char* name) {
+  function = reinterpret_cast<Function>(dlsym(RTLD_NEXT, name));
+}
+
+Real FindAll() {
+  Real real{};
+  Find(real.open, "open");
+  Find(real.open64, "open64");
+  Find(real.openat, "openat");
+  Find(real.openat64, "openat64");
+  Find(real.close, "close");
+  Find(real.ioctl, "ioctl");
+  Find(real.read, "read");
+  Find(real.write, "write");
+  Find(real.dup, "dup");
+  Find(real.stat, "stat");
+  Find(real.stat64, "stat64");
+  Find(real.lstat, "lstat");
+  Find(real.lstat64, "lstat64");
+  Find(real.fstat, "fstat");
+  Find(real.fstat64, "fstat64");
+  Find(real.fstatat, "fstatat");
+  Find(real.fstatat64, "fstatat64");
+  Find(real.statx, "statx");
+  Find(real.access, "access");
+  Find(real.faccessat, "faccessat");
+  Find(real.readlink, "readlink");
+  Find(real.readlinkat, "readlinkat");
+  Find(real.realpath, "realpath");
+  Find(real.opendir, "opendir");
+  Find(real.scandir, "scandir");
+  Find(real.scandir64, "scandir64");
+  Find(real.fopen, "fopen");
+  Find(real.fopen64, "fopen64");
+  Find(real.popen, "popen");
+  Find(real.pclose, "pclose");
+  Find(real.system, "system");
+  return real;
+}
+
+}  // namespace
+
+const Real& Libc() {
+  static const Real real = FindAll();
+  return real;
+}
+
+}  // namespace Simulator

@@ -1,0 +1,53 @@
+// The system's own functions, below the ones that the simulator puts before
+// them. All of the simulator's files are reached through these.
+#pragma once
+
+#include <dirent.h>
+#include <sys/stat.h>
+#include <sys/types.h>
+
+#include <cstdio>
+
+struct statx;
+
+namespace Simulator {
+
+struct Real {
+  int (*open)(const char*, int, ...);
+  int (*open64)(const char*, int, ...);
+  int (*openat)(int, const char*, int, ...);
+  int (*openat64)(int, const char*, int, ...);
+  int (*close)(int);
+  int (*ioctl)(int, unsigned long, ...);
+  ssize_t (*read)(int, void*, size_t);
+  ssize_t (*write)(int, const void*, size_t);
+  int (*dup)(int);
+  int (*stat)(const char*, struct stat*);
+  int (*stat64)(const char*, struct stat64*);
+  int (*lstat)(const char*, struct stat*);
+  int (*lstat64)(const char*, struct stat64*);
+  int (*fstat)(int, struct stat*);
+  int (*fstat64)(int, struct stat64*);
+  int (*fstatat)(int, const char*, struct stat*, int);
+  int (*fstatat64)(int, const char*, struct stat64*, int);
+  int (*statx)(int, const char*, int, unsigned, struct statx*);
+  int (*access)(const char*, int);
+  int (*faccessat)(int, const char*, int, int);
+  ssize_t (*readlink)(const char*, char*, size_t);
+  ssize_t (*readlinkat)(int, const char*, char*, size_t);
+  char* (*realpath)(const char*, char*);
+  DIR* (*opendir)(const char*);
+  int (*scandir)(const char*, struct dirent***, int (*)(const struct dirent*),
+                 int (*)(const struct dirent**, const struct dirent**));
+  int (*scandir64)(const char*, struct dirent64***, int (*)(const struct dirent64*),
+                   int (*)(const struct dirent64**, const struct dirent64**));
+  FILE* (*fopen)(const char*, const char*);
+  FILE* (*fopen64)(const char*, const char*);
+  FILE* (*popen)(const char*, const char*);
+  int (*pclose)(FILE*);
+  int (*system)(const char*);
+};
+
+const Real& Libc();
+
+}  // namespace Simulator

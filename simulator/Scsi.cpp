@@ -1,0 +1,165 @@
+// A SCSI disk (SPC-4, SBC-3).
+#include <cstring>
+
+#include "Bytes.h"
+#include "Devices.h"
+#include "Firmware.h"
+#include "ScsiReplies.h"
+
+namespace Simulator {
+
+namespace {
+
+constexpr std::uint8_t kWriteBufferFamily = 0x1F;
+
+void TestUnitReady(Drive& drive, Transaction& transaction) {
+  if (drive.State().scsi.stopped) transaction.SetSense(0x02, 0x04, 0x02);
+}
+
+void RequestSense(Drive&, Transaction& transaction) { ReplyRequestSense(transaction); }
+
+void StartStop(Drive& drive, Transaction& transaction) {
+  drive.State().scsi.stopped = (transaction.command[4] & 1) == 0;
+}
+
+void Nothing(Drive&, Transaction&) {}
+
+struct Span {
+  std::uint64_t lba, blocks;
+};
+
+Span DecodeSpan(const std::uint8_t* cdb) {
+  switch (cdb[0] >> 5) {
+    case 0: return {GetBig(cdb + 1, 3) & 0x1FFFFF, cdb[4] != 0 ? cdb[4] : 256u};
+    case 4: return {GetBig(cdb + 2, 8), GetBig(cdb + 10, 4)};
+    case 5: return {GetBig(cdb + 2, 4), GetBig(cdb + 6, 4)};
+    default: return {GetBig(cdb + 2, 4), GetBig(cdb + 7, 2)};
+  }
+}
+
+bool InMedium(Drive& drive, Transaction& transaction, const Span& span) {
+  const auto sectors = drive.State().sectors;
+  if (drive.State().scsi.stopped) {
+    transaction.SetSense(0x02, 0x04, 0x02);
+    return false;
+  }
+  if (span.lba < sectors && span.blocks <= sectors - span.lba) return true;
+  if (span.lba == sectors && span.blocks == 0) return true;
+  transaction.SetSense(0x05, 0x21, 0x00);
+  return false;
+}
+
+void ReadWrite(Drive& drive, Transaction& transaction) {
+  const auto span = DecodeSpan(transaction.command);
+  if (!InMedium(drive, transaction, span)) return;
+  const auto size = span.blocks * drive.State().sectorSize;
+  const auto offset = span.lba * drive.State().sectorSize;
+  const bool write = (transaction.command[0] & 0x0F) == 0x0A;
+  const auto wanted = write ? Direction::ToDevice : Direction::FromDevice;
+  if (size == 0) return;
+  if (transaction.direction != wanted || transaction.length < size) return transaction.Refuse(0x24, 0x00);
+  const bool done = write ? drive.WriteMedium(0, offset, transaction.data, size)
+                          : drive.ReadMedium(0, offset, transaction.data, size);
+  if (!done) return transaction.SetSense(0x03, 0x11, 0x00);
+  transaction.transferred = static_cast<std::uint32_t>(size);
+}
+
+void Verify(Drive& drive, Transaction& transaction) {
+  InMedium(drive, transaction, DecodeSpan(transaction.command));
+}
+
+// DOWNLOAD MICROCODE: modes 04h and 05h take a whole image, 06h and 07h pieces.
+// A piece whose offset field is 0 behind another one of the same image is taken
+// to follow it, unless it begins an image of our own.
+void WriteBuffer(Drive& drive, Transaction& transaction) {
+  const auto* cdb = transaction.command;
+  auto& firmware = drive.State().scsi.firmware;
+  const std::uint8_t mode = cdb[1] & kWriteBufferFamily;
+  const auto size = static_cast<std::uint32_t>(GetBig(cdb + 6, 3));
+  auto offset = static_cast<std::uint32_t>(GetBig(cdb + 3, 3));
+  if (mode < 0x04 || mode > 0x07) return transaction.Refuse(0x24, 0x00);
+  if (size == 0) return;
+  if (transaction.direction != Direction::ToDevice || transaction.length < size) return transaction.Refuse(0x24, 0x00);
+  const bool begins = size >= sizeof kImageMark - 1 &&
+                      std::memcmp(transaction.data, kImageMark, sizeof kImageMark - 1) == 0;
+  const bool pieces = mode >= 0x06;
+  if (pieces && offset == 0 && firmware.running && !begins) offset = firmware.nextBlock;
+  if (!TakePiece(firmware, offset, size, 1, {transaction.data, size})) {
+    firmware.running = 0;
+    return transaction.Refuse(0x26, 0x00);
+  }
+  ++firmware.transfers;
+  transaction.transferred = size;
+  if (firmware.imageBlocks == 0 && pieces) return;  // ends where another command begins
+  if (!IsWhole(firmware)) return;
+  SetText(drive.State().firmware, Revision(firmware).substr(0, 4));
+  firmware.running = 0;
+  ++firmware.activations;
+}
+
+void FinishDownload(Drive& drive) {
+  auto& firmware = drive.State().scsi.firmware;
+  if (!firmware.running) return;
+  firmware.running = 0;
+  if (!IsWhole(firmware) && firmware.imageBlocks != 0) return;
+  SetText(drive.State().firmware, Revision(firmware).substr(0, 4));
+  ++firmware.activations;
+}
+
+// Supported pages, and the temperature page.
+void LogSense(Drive&, Transaction& transaction) {
+  const auto* cdb = transaction.command;
+  std::uint8_t reply[16] = {};
+  std::size_t size = 0;
+  switch (cdb[2] & 0x3F) {
+    case 0x00: {
+      const std::uint8_t pages[] = {0x00, 0x00, 0x00, 0x02, 0x00, 0x0D};
+      std::memcpy(reply, pages, size = sizeof pages);
+      break;
+    }
+    case 0x0D: {
+      const std::uint8_t page[] = {0x0D, 0x00, 0x00, 0x0C, 0, 0, 0x03, 2, 0, 28, 0, 1, 0x03, 2, 0, 70};
+      std::memcpy(reply, page, size = sizeof page);
+      break;
+    }
+    default: return transaction.Refuse(0x24, 0x00);
+  }
+  transaction.Reply(reply, std::min<std::size_t>(size, GetBig(cdb + 7, 2)));
+}
+
+struct ScsiRow {
+  std::uint8_t opcode;
+  std::uint8_t length;
+  void (*handler)(Drive&, Transaction&);
+};
+
+constexpr ScsiRow kRows[] = {
+    {0x00, 6, TestUnitReady},     {0x03, 6, RequestSense},      {0x08, 6, ReadWrite},
+    {0x0A, 6, ReadWrite},         {0x12, 6, ReplyScsiInquiry},  {0x1A, 6, ReplyModeSense},
+    {0x1B, 6, StartStop},         {0x1D, 6, Nothing},           {0x25, 10, ReplyReadCapacity},
+    {0x28, 10, ReadWrite},        {0x2A, 10, ReadWrite},        {0x2F, 10, Verify},
+    {0x35, 10, Nothing},          {0x3B, 10, WriteBuffer},      {0x4D, 10, LogSense},
+    {0x5A, 10, ReplyModeSense},   {0x88, 16, ReadWrite},        {0x8A, 16, ReadWrite},
+    {0x91, 16, Nothing},          {0x9E, 16, ReplyReadCapacity}, {0xA8, 12, ReadWrite},
+    {0xAA, 12, ReadWrite},
+};
+
+}  // namespace
+
+void ExecuteScsiDrive(Drive& drive, Transaction& transaction) {
+  if (transaction.command[0] != 0x3B) FinishDownload(drive);
+  for (const auto& row : kRows) {
+    if (row.opcode != transaction.command[0] || transaction.commandLength < row.length) continue;
+    return row.handler(drive, transaction);
+  }
+  transaction.Refuse(0x20, 0x00);
+}
+
+void MakeScsi(DriveState&, const DriveSpec&) {}
+
+void PowerCycleScsi(Drive& drive) {
+  drive.State().scsi.stopped = 0;
+  drive.State().scsi.firmware.running = 0;
+}
+
+}  // namespace Simulator

@@ -1,0 +1,92 @@
+#include "TestFleet.h"
+
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <filesystem>
+#include <stdexcept>
+
+namespace Simulator {
+
+namespace {
+
+// The name holds decimal digits behind "fleet-" only: shell pipelines look for
+// words such as "sg1" and "usb" in lines that carry the folder's path.
+std::string NewFolder() {
+  static int serial = 0;
+  const char* base = std::getenv("TMPDIR");
+  char name[64];
+  std::snprintf(name, sizeof name, "/fleet-%d-%d", static_cast<int>(getpid()), ++serial);
+  return std::string(base != nullptr && *base == '/' ? base : "/tmp") + name;
+}
+
+}  // namespace
+
+SimulatedDrive::SimulatedDrive(std::shared_ptr<Fleet> fleet, std::string node)
+    : fleet_(std::move(fleet)), node_(std::move(node)) {
+  const auto found = fleet_->Find(node_);
+  if (!found) throw std::runtime_error("no simulated drive " + node_);
+  drive_ = found.drive;
+  nsid_ = found.nsid;
+}
+
+std::vector<std::uint8_t> SimulatedDrive::Opcodes() const {
+  std::vector<std::uint8_t> opcodes;
+  for (const auto& entry : Journal()) opcodes.push_back(entry.Opcode());
+  return opcodes;
+}
+
+std::string SimulatedDrive::AddPartition(std::uint64_t bytes, std::string_view mountPoint,
+                                         std::string_view fileSystem,
+                                         std::string_view volumeGroup) {
+  return fleet_->AddPartition(node_, bytes, fileSystem, mountPoint, volumeGroup);
+}
+
+void SimulatedDrive::SetLog(std::uint8_t address, const std::vector<std::uint8_t>& content) {
+  char name[16];
+  std::snprintf(name, sizeof name, "%s-%02X", State().kind == Kind::Nvme ? "nvme" : "ata", address);
+  drive_->WriteLog(name, content.data(), content.size());
+}
+
+void SimulatedDrive::WriteMedium(std::uint64_t offset, const std::vector<std::uint8_t>& bytes) {
+  if (!drive_->WriteMedium(nsid_, offset, bytes.data(), bytes.size())) {
+    throw std::runtime_error("cannot write the medium of " + node_);
+  }
+}
+
+std::vector<std::uint8_t> SimulatedDrive::ReadMedium(std::uint64_t offset, std::size_t size) {
+  std::vector<std::uint8_t> bytes(size);
+  if (!drive_->ReadMedium(nsid_, offset, bytes.data(), size)) {
+    throw std::runtime_error("cannot read the medium of " + node_);
+  }
+  return bytes;
+}
+
+TestFleet::TestFleet() {
+  const auto folder = NewFolder();
+  std::string error;
+  if (!Fleet::Make(folder, error)) throw std::runtime_error(error);
+  fleet_ = Fleet::Open(folder);
+  if (!fleet_) throw std::runtime_error("cannot open the fleet " + folder);
+  SetActiveFleet(fleet_);
+}
+
+TestFleet::~TestFleet() {
+  SetActiveFleet(nullptr);
+  std::error_code ignored;
+  std::filesystem::remove_all(fleet_->Root(), ignored);
+}
+
+SimulatedDrive TestFleet::Add(const DriveSpec& spec) {
+  std::string error;
+  const auto node = fleet_->Add(spec, error);
+  if (node.empty()) throw std::runtime_error(error);
+  return SimulatedDrive(fleet_, node);
+}
+
+SimulatedDrive TestFleet::Drive(std::string_view node) {
+  return SimulatedDrive(fleet_, std::string(node));
+}
+
+}  // namespace Simulator

@@ -1,0 +1,73 @@
+// Simulated drives for a test, in a fleet of the test's own.
+//
+//   TestFleet fleet;
+//   auto drive = fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1"});
+//   drive.State().ata.security.frozen = 1;        shape the drive
+//   ... let the product act ...
+//   EXPECT_EQ(0xF4, drive.Journal().back().AtaOpcode());
+//
+// One TestFleet at a time may live in a process: it stands for the machine.
+#pragma once
+
+#include <chrono>
+
+#include "Fault.h"
+#include "Fleet.h"
+
+namespace Simulator {
+
+// A handle; copies lead to the same drive. The fleet must outlive it.
+class SimulatedDrive {
+ public:
+  SimulatedDrive() = default;
+  SimulatedDrive(std::shared_ptr<Fleet> fleet, std::string node);
+
+  const std::string& Node() const { return node_; }  // "/dev/sg0", "/dev/nvme0n1"
+  DriveState& State() { return drive_->State(); }
+
+  std::vector<JournalEntry> Journal() const { return ReadJournal(drive_->JournalPath()); }
+  void ClearJournal() { drive_->ClearJournal(); }
+  std::vector<std::uint8_t> Opcodes() const;  // of the journal, in order
+
+  void Inject(const Fault& fault) { drive_->Inject(fault.Slot()); }
+  void ClearFaults() { drive_->ClearFaults(); }
+  void PowerCycle() { drive_->PowerCycle(); }
+
+  // A partition as the kernel and df show it. Returns its node, "/dev/sda1".
+  std::string AddPartition(std::uint64_t bytes = 1 << 20, std::string_view mountPoint = {},
+                           std::string_view fileSystem = "ext4", std::string_view volumeGroup = {});
+
+  // The content of a log: ATA general purpose and SMART logs by address, NVMe
+  // log pages by identifier.
+  void SetLog(std::uint8_t address, const std::vector<std::uint8_t>& content);
+
+  std::string MediumPath() const { return drive_->MediumPath(nsid_); }
+  void WriteMedium(std::uint64_t offset, const std::vector<std::uint8_t>& bytes);
+  std::vector<std::uint8_t> ReadMedium(std::uint64_t offset, std::size_t size);
+
+ private:
+  std::shared_ptr<Fleet> fleet_;
+  std::shared_ptr<Drive> drive_;
+  std::string node_;
+  std::uint32_t nsid_ = 0;
+};
+
+class TestFleet {
+ public:
+  TestFleet();   // a temporary folder, made this process's fleet
+  ~TestFleet();  // removed with all that is in it
+  TestFleet(const TestFleet&) = delete;
+  TestFleet& operator=(const TestFleet&) = delete;
+
+  SimulatedDrive Add(const DriveSpec& spec);
+  SimulatedDrive Drive(std::string_view node);
+  void AdvanceClock(std::chrono::milliseconds time) { fleet_->AdvanceClock(time.count()); }
+  // What is mounted on /: a partition of the fleet, or "/dev/mapper/vg0-root".
+  void SetRoot(std::string_view device) { fleet_->SetRootMount(device); }
+  const std::string& Folder() const { return fleet_->Root(); }
+
+ private:
+  std::shared_ptr<Fleet> fleet_;
+};
+
+}  // namespace Simulator
