@@ -74,7 +74,6 @@ class QRKCLI : public CLIParser {
   using Device = DeviceManagement::Device;
   struct OptionHandler;
 
-  void RegisterOptions(std::span<const FeatureEntry> featureMap);
   void PrintBanner();
   void Scan();
 
@@ -99,10 +98,11 @@ class QRKCLI : public CLIParser {
   // Handles every given option but the features, in registration order; 1 when the
   // run goes on.
   StatusCode HandleOptions();
-  CLIParameter* FindGivenFeature() const;
+  const CLIParameter* FindGivenFeature() const;
   StatusCode RunFeature(const CLIParameter& parameter);
   StatusCode RunWithoutFeature(int argc);
   StatusCode RunDefaultOption();
+  void PrintDriveInformation();
 
   const ToolConfig& toolConfig_;
   std::unique_ptr<DeviceManagement::AdapterManager> adapterManager_;
@@ -110,7 +110,7 @@ class QRKCLI : public CLIParser {
   std::vector<Device*> devices_;
   bool drivePicked_ = false;
   bool onlyModifiers_ = true;
-  bool logRequested_ = false;
+  bool isLogging_ = false;
   StatusCode parseResult_ = Status::Completed;
 };
 

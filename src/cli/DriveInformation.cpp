@@ -1,0 +1,226 @@
+#include "cli/DriveInformation.h"
+
+#include <algorithm>
+#include <array>
+#include <cstdio>
+#include <optional>
+
+#include "devices/CommandSet_ATA.h"
+#include "devices/CommandSet_NVME.h"
+#include "devices/ProductDetection.h"
+#include "devices/ProductFamilies.h"
+#include "frame/Bytes.h"
+#include "frame/Text.h"
+
+namespace Morvu {
+namespace {
+
+using DeviceManagement::CommandSet_ATA;
+using DeviceManagement::CommandSet_NVME;
+using DeviceManagement::Device;
+using DeviceManagement::Partition;
+namespace Products = DeviceManagement::Products;
+namespace Properties = DeviceManagement::Properties;
+namespace Protocol = DeviceManagement::Protocol;
+
+constexpr std::string_view kUnreachable =
+    "\nUnable to communicate with the drive. Only basic information was queried.\n\n";
+
+// A vendor feature of Morvu drives.
+constexpr std::uint8_t kNativeMaxFeature = 0xC2;
+
+struct PhyConfigText {
+  std::uint64_t value;
+  std::string_view text;
+};
+constexpr PhyConfigText kPhyConfigs[] = {
+    {0, "0 (Default Enterprise Settings)"},
+    {1, "1 (Client Settings)"},
+    {2, "2 (Alternate Enterprise Settings)"},
+    {6, "6 (Custom Settings)"},
+};
+
+// The drive's own words, which may hold anything, on one line.
+std::string Printable(std::string text) {
+  std::ranges::replace_if(
+      text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
+  return text;
+}
+
+std::string GetText(const Device& drive, const PropertyEntry& entry) {
+  return Printable(drive.GetString(entry));
+}
+
+std::string OnOff(bool value) { return value ? "ON" : "OFF"; }
+
+std::string TwoPlaces(double value) {
+  std::array<char, 64> text{};
+  std::snprintf(text.data(), text.size(), "%.2f", value);
+  return text.data();
+}
+
+std::string ReadableSize(std::int64_t bytes) {
+  if (bytes < 0) return "Unknown";
+  constexpr std::string_view kUnits[] = {"B", "KB", "MB", "GB", "TB"};
+  auto value = static_cast<double>(bytes);
+  std::size_t unit = 0;
+  for (; value >= 1000 && unit + 1 < std::size(kUnits); ++unit) value /= 1000;
+  const auto number = unit == 0 ? std::to_string(bytes) : TwoPlaces(value);
+  return number + " " + std::string(kUnits[unit]);
+}
+
+// READ NATIVE MAX ADDRESS EXT, or its 28-bit form (ACS-2, 7.33 and 7.32), answers
+// in the LBA registers.
+std::optional<std::uint64_t> ReadNativeMax(CommandSet_ATA& ata, const Device& drive) {
+  std::array<std::uint8_t, 512> data{};
+  const auto& registers = drive.GetPath().GetReceivedBuffer();
+  if (ata.ataReadNativeMaxAddressExt(data) == Status::Completed) {
+    return ReadLittle(registers, 2, 3) | ReadLittle(registers, 10, 3) << 24;
+  }
+  if (ata.ataReadNativeMaxAddress(data) == Status::Completed) {
+    return ReadLittle(registers, 2, 3) | std::uint64_t{registers[5] & 0x0Fu} << 24;
+  }
+  // A drive may take the next SET MAX for the second half of the pair; any other
+  // command ends that.
+  [[maybe_unused]] const auto unexamined = ata.ataReadDma(data, 0, 1);
+  return std::nullopt;
+}
+
+std::optional<std::uint64_t> ReadNativeMax(CommandSet_NVME& nvme, const Device& drive) {
+  std::array<std::uint8_t, 64> data{};
+  DeviceManagement::NvmeCompletion completion;
+  const auto result =
+      nvme.nvmeGetFeatures(kNativeMaxFeature, 0, 0, data.size() / 4, completion, data);
+  const auto value = ReadLittle64(data, 0);
+  if (result != Status::Completed || value == 0) return std::nullopt;
+  // The value counts blocks of 512 bytes.
+  return drive.GetUInt(Properties::SectorSize) == 4096 ? value >> 3 : value;
+}
+
+std::optional<std::uint64_t> ReadNativeMax(const Device& drive) {
+  if (auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata)) {
+    return ReadNativeMax(*ata, drive);
+  }
+  if (auto* nvme = drive.GetCommandSetAs<CommandSet_NVME>(Protocol::Nvme)) {
+    return ReadNativeMax(*nvme, drive);
+  }
+  return std::nullopt;
+}
+
+bool IsReachable(Device& drive) {
+  return drive.GetUInt(Properties::DriverCommunicationError) == 0 && drive.TestConnection();
+}
+
+bool ShowsSpreadSpectrumClocking(const Device& drive) {
+  const auto product = drive.GetString(Properties::Product);
+  return DeviceManagement::OemAttributeFamily(product) ||
+         (product == Products::Fennimoor &&
+          drive.GetString(Properties::Firmware).substr(0, 3) >= "LCW");
+}
+
+void AppendCapacity(ResultTable& table, const Device& drive) {
+  const auto maximum = drive.GetUInt(Properties::MaximumLBA);
+  const auto native = ReadNativeMax(drive);
+  table.AppendRow({"Current MAX LBA:", "0x" + ToHexNumber(maximum)});
+  table.AppendRow({"Drive Status:", GetText(drive, Properties::DeviceStatus)});
+  table.AppendRow({"Native MAX LBA:",
+                   native ? "0x" + ToHexNumber(*native)
+                          : "<c:LIGHTRED>Failed to read native max.</c>"});
+  if (native && *native != 0) {
+    table.AppendRow({"Current Percent:", TwoPlaces(100.0 * static_cast<double>(maximum) /
+                                                   static_cast<double>(*native))});
+  }
+  const auto bytes = drive.GetUInt(Properties::PhysicalSize);
+  table.AppendRow({"Current Capacity:", TwoPlaces(static_cast<double>(bytes) / 1e9) + " GB"});
+}
+
+void AppendSettings(ResultTable& table, const Device& drive) {
+  if (!drive.HasCommandSet(Protocol::Nvme)) {
+    table.AppendRow({"SMART:", OnOff(drive.GetBool(Properties::SMARTEnabled))});
+    table.AppendRow({"DIPM:", OnOff(drive.GetBool(Properties::DIPMEnabled))});
+    table.AppendRow({"Write Cache:", OnOff(drive.GetBool(Properties::WriteCacheEnabled))});
+  }
+  if (ShowsSpreadSpectrumClocking(drive)) {
+    table.AppendRow({"SSC:", OnOff(drive.GetBool(Properties::SSCEnabled))});
+  }
+  if (!DeviceManagement::OemAttributeFamily(drive.GetString(Properties::Product))) return;
+  const auto speed = GetText(drive, Properties::SataNegotiatedSpeed);
+  table.AppendRow({"Negotiated SATA Speed:", speed.empty() ? "Unknown" : speed});
+  const auto config =
+      std::ranges::find(kPhyConfigs, drive.GetUInt(Properties::PhyConfig), &PhyConfigText::value);
+  if (config != std::end(kPhyConfigs)) {
+    table.AppendRow({"PHY Config:", std::string(config->text)});
+  }
+}
+
+std::string DescribePartition(const Partition& partition, std::size_t number) {
+  ResultTable table;
+  table.AppendRow({"Partition", std::to_string(number)});
+  table.AppendRow({"Path:", Printable(partition.GetName())});
+  table.AppendRow({"Operating System:", partition.IsOsPartition() ? "YES" : "NO"});
+  table.AppendRow({"Free Space:", ReadableSize(partition.GetFreeSpace()) + " / " +
+                                      ReadableSize(partition.GetSize())});
+  table.AppendRow({"Type:", Printable(partition.GetType())});
+  return "\n" + table.ToText() + "\n";
+}
+
+std::string DescribeDrive(Device& drive, DriveDetail detail) {
+  const bool inform = detail == DriveDetail::Information;
+  auto index = drive.GetProperties().Has(Properties::Index)
+                   ? std::to_string(drive.GetProperties().GetSigned(Properties::Index))
+                   : std::string();
+  if (drive.GetBool(Properties::RAID)) index += " (RAID Volume)";
+  if (drive.GetBool(Properties::RAIDMember)) index += " (RAID Member)";
+
+  ResultTable table;
+  const auto append = [&](const char* label, const PropertyEntry& entry, bool evenEmpty) {
+    const auto text = GetText(drive, entry);
+    if (evenEmpty || !text.empty()) table.AppendRow({label, text});
+  };
+  table.AppendRow({"Drive Index:", index});
+  if (inform) append("Drive Series:", Properties::ProductFamily, false);
+  append("Model Number:", Properties::ModelNumber, true);
+  append("Serial Number:", Properties::SerialNumber, true);
+  append("Firmware:", Properties::Firmware, true);
+  append("Bootloader:", Properties::Bootloader, false);
+  append("Device Path:", Properties::DevicePath, true);
+  if (!inform) return table.ToText() + "\n";
+
+  const bool reachable = IsReachable(drive);
+  if (reachable) {
+    AppendCapacity(table, drive);
+    AppendSettings(table, drive);
+  }
+  auto text = table.ToText() + (reachable ? "\n" : std::string(kUnreachable));
+  std::size_t number = 0;
+  for (const auto& partition : drive.GetPartitions()) {
+    text += DescribePartition(partition, number++);
+  }
+  return text;
+}
+
+}  // namespace
+
+std::string DescribeDrives(std::span<Device* const> drives, std::string_view title,
+                           DriveDetail detail) {
+  auto text = std::string(title) + "\n\n";
+  if (drives.empty()) return text + "No supported devices found.\n";
+  std::vector<std::string> blocks;
+  for (auto* drive : drives) blocks.push_back(DescribeDrive(*drive, detail));
+  return text + Join(blocks, "\n");
+}
+
+ResultTable TabulateDrives(std::span<Device* const> drives) {
+  ResultTable table;
+  table.AppendRow({"Index", "Model", "Serial", "Firmware", "Device Path"}, true);
+  for (const auto* drive : drives) {
+    table.AppendRow({std::to_string(drive->GetProperties().GetSigned(Properties::Index)),
+                     GetText(*drive, Properties::ModelNumber),
+                     GetText(*drive, Properties::SerialNumber),
+                     GetText(*drive, Properties::Firmware),
+                     GetText(*drive, Properties::DevicePath)});
+  }
+  return table;
+}
+
+}  // namespace Morvu

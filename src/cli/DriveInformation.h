@@ -1,0 +1,23 @@
+// The texts that tell a person about drives.
+#pragma once
+
+#include <span>
+#include <string>
+#include <string_view>
+
+#include "devices/Device.h"
+#include "messaging/ResultTable.h"
+
+namespace Morvu {
+
+enum class DriveDetail { List, Information };
+
+// A table a drive under the title; with `Information` also the drive's state, which
+// is asked of the drive, and its partitions.
+std::string DescribeDrives(std::span<DeviceManagement::Device* const> drives,
+                           std::string_view title, DriveDetail detail);
+
+// One row a drive, for a file.
+ResultTable TabulateDrives(std::span<DeviceManagement::Device* const> drives);
+
+}  // namespace Morvu

@@ -1,0 +1,142 @@
+#include "cli/QRKCLI.h"
+
+#include <algorithm>
+
+#include "cli/AccessRights.h"
+#include "cli/DriveInformation.h"
+#include "cli/ToolOptions.h"
+#include "devices/AdapterManager.h"
+#include "frame/Logger.h"
+
+namespace Morvu {
+namespace {
+
+constexpr std::size_t kBannerWidth = 76;
+
+// A status that tells of a good end.
+bool IsGood(StatusCode code) {
+  return code == Status::Completed || code == Status::FirmwareCurrent;
+}
+
+std::string JoinArguments(int argc, const char* const* argv) {
+  std::string text;
+  for (int i = 1; i < argc; ++i) {
+    if (i > 1) text += ' ';
+    if (argv[i] != nullptr) text += argv[i];
+  }
+  return text;
+}
+
+}  // namespace
+
+QRKCLI::QRKCLI(std::span<const FeatureEntry> featureMap, const ToolConfig& toolConfig,
+               const CLIStreams& streams)
+    : CLIParser(streams, toolConfig.toolName),
+      toolConfig_(toolConfig),
+      adapterManager_(std::make_unique<DeviceManagement::AdapterManager>(toolConfig.scanOptions)) {
+  for (const auto& option : GetToolOptions()) {
+    AddParameter(std::make_unique<CLIParameter>(option));
+  }
+  for (const auto& entry : featureMap) {
+    for (auto& parameter : entry.getFeatureDefinition().TakeParameters()) {
+      handlers_[parameter.get()] = entry.runCLI;
+      AddParameter(std::move(parameter));
+    }
+  }
+}
+
+QRKCLI::~QRKCLI() {
+  if (isLogging_) DisableLog();
+}
+
+StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
+  PrintBanner();
+  parseResult_ = ParseArguments(argc, argv);
+
+  // The log begins before anything worth logging happens.
+  if (auto* log = FindParameter("-log"); log != nullptr && log->IsGiven()) {
+    const auto result = Handle(*log);
+    if (result != Status::ReadyToRun) return Finish(result);
+    log->SetGiven(false);
+  }
+  MORVU_LOG(kLogInfo, "runCLI", GetToolName() + " " + JoinArguments(argc, argv));
+
+  // What ends the run without a drive needs no scan.
+  if (!HasOption("-help") && !HasOption("-license")) Scan();
+  if (const auto result = HandleOptions(); result != Status::ReadyToRun) return Finish(result);
+  if (devices_.empty()) devices_ = adapterManager_->GetDrives();
+  if (const auto* feature = FindGivenFeature()) return RunFeature(*feature);
+  return RunWithoutFeature(argc);
+}
+
+StatusCode QRKCLI::Finish(StatusCode code) {
+  const std::string_view colour = IsGood(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
+  PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));
+  return code;
+}
+
+void QRKCLI::PrintBanner() {
+  PrintLine(std::string(kBannerWidth, '='));
+  PrintLine(std::string(toolConfig_.productName) + " (" + GetToolName() + ")");
+  PrintLine("Version " + std::string(toolConfig_.version));
+  for (const auto line : toolConfig_.legalLines) PrintLine(line);
+  PrintLine(std::string(kBannerWidth, '-'));
+  PrintLine(toolConfig_.closingNote);
+  PrintLine();
+}
+
+void QRKCLI::Scan() {
+  adapterManager_->Scan(toolConfig_.scanOptions);
+  Print(DescribeMissingRights(adapterManager_->GetDrives()));
+}
+
+StatusCode QRKCLI::HandleOptions() {
+  for (const auto& parameter : GetParameters()) {
+    if (!parameter->IsGiven() || parameter->GetCategory() == OptionCategory::Feature) continue;
+    const auto result = Handle(*parameter);
+    if (result != Status::ReadyToRun) return result;
+    onlyModifiers_ = onlyModifiers_ && parameter->GetCategory() == OptionCategory::Modifier;
+  }
+  return Status::ReadyToRun;
+}
+
+const CLIParameter* QRKCLI::FindGivenFeature() const {
+  const auto found = std::ranges::find_if(GetParameters(), [](const auto& parameter) {
+    return parameter->IsGiven() && parameter->GetCategory() == OptionCategory::Feature;
+  });
+  return found == GetParameters().end() ? nullptr : found->get();
+}
+
+StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
+  if (drivePicked_) PrintDriveInformation();
+  const auto handler = handlers_.find(&parameter);
+  if (handler == handlers_.end() || handler->second == nullptr) {
+    return Finish(Status::InvalidArguments);
+  }
+  return handler->second(*this, devices_);
+}
+
+StatusCode QRKCLI::RunWithoutFeature(int argc) {
+  if (drivePicked_) {
+    PrintDriveInformation();
+    return Finish(Status::Completed);
+  }
+  const bool asksNothing = argc < 2 || (onlyModifiers_ && parseResult_ == Status::Completed);
+  return asksNothing ? RunDefaultOption() : Finish(Status::InvalidArguments);
+}
+
+StatusCode QRKCLI::RunDefaultOption() {
+  auto* parameter = FindParameter(toolConfig_.defaultOption);
+  if (parameter == nullptr) return Finish(Status::InvalidArguments);
+  parameter->SetGiven(true);
+  if (parameter->GetCategory() == OptionCategory::Feature) return RunFeature(*parameter);
+  return Finish(Handle(*parameter));
+}
+
+void QRKCLI::PrintDriveInformation() {
+  PrintLine();
+  Print(DescribeDrives(devices_, toolConfig_.driveInformationTitle, DriveDetail::Information));
+  Print("\n\n");
+}
+
+}  // namespace Morvu

@@ -1,0 +1,205 @@
+// What QRKCLI does for each option that is no feature.
+#include <charconv>
+#include <ctime>
+#include <optional>
+
+#include "cli/DriveInformation.h"
+#include "cli/QRKCLI.h"
+#include "devices/AdapterManager.h"
+#include "frame/Logger.h"
+#include "frame/Text.h"
+
+namespace Morvu {
+namespace {
+
+using DeviceManagement::Device;
+namespace Properties = DeviceManagement::Properties;
+
+constexpr std::int64_t kDescriptionWidth = 70;
+
+// The whole text as a number; none when it holds anything else or is out of range.
+std::optional<std::uint64_t> ParseNumber(std::string_view text) {
+  std::uint64_t value = 0;
+  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
+  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
+  return value;
+}
+
+std::string MakeLogName() {
+  const auto now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char text[64] = "";
+  std::strftime(text, sizeof text, "LOG_%Y-%m-%d_%H-%M-%S.txt", &local);
+  return text;
+}
+
+bool Matches(const CLIParameter& parameter, std::string_view keyword) {
+  if (parameter.IsHidden()) return false;
+  if (IContains(parameter.GetName(), keyword)) return true;
+  for (const auto& text : parameter.GetDescriptions()) {
+    if (IContains(text, keyword)) return true;
+  }
+  return false;
+}
+
+std::string FirstValue(const CLIParameter& parameter) {
+  return parameter.GetValues().empty() ? std::string() : parameter.GetValues().front();
+}
+
+}  // namespace
+
+struct QRKCLI::OptionHandler {
+  std::string_view name;
+  StatusCode (QRKCLI::*handle)(const CLIParameter& parameter);
+};
+
+StatusCode QRKCLI::Handle(const CLIParameter& parameter) {
+  static constexpr OptionHandler kHandlers[] = {
+      {"-help", &QRKCLI::ShowHelp},
+      {"-license", &QRKCLI::ShowLicense},
+      {"-log", &QRKCLI::StartLog},
+      {"-drive_list", &QRKCLI::ShowDriveList},
+      {"-drive_index", &QRKCLI::PickByIndex},
+      {"-drive_letter", &QRKCLI::PickByLetter},
+      {"-drive_serial", &QRKCLI::PickBySerial},
+      {"-drive_path", &QRKCLI::PickByPath},
+      {"-drive_id", &QRKCLI::PickByIdentifier},
+      {"-drive_csmi", &QRKCLI::PickByAddress},
+  };
+  for (const auto& handler : kHandlers) {
+    if (handler.name == parameter.GetName()) return (this->*handler.handle)(parameter);
+  }
+  return Status::ReadyToRun;
+}
+
+StatusCode QRKCLI::ShowHelp(const CLIParameter& parameter) {
+  const auto keyword = Join(parameter.GetValues(), " ");
+  if (keyword.empty()) {
+    ResultTable table;
+    table.AppendRow({GetToolName() + " Description"}, true);
+    for (const auto& row : Split(toolConfig_.description, ';')) table.AppendRow({row});
+    table.SetColumnWidth(0, kDescriptionWidth);
+    Print(table.ToText(false, false) + "\n\n");
+  }
+  bool found = keyword.empty();
+  for (const auto& candidate : GetParameters()) {
+    if (!Matches(*candidate, keyword)) continue;
+    found = true;
+    Print(GetParameterHelp(*candidate));
+  }
+  if (!found) PrintLine("No matches found for: " + keyword);
+  return Status::Completed;
+}
+
+StatusCode QRKCLI::ShowLicense(const CLIParameter&) {
+  PrintLine(std::string(toolConfig_.productName) + ", Version " + std::string(toolConfig_.version));
+  Print(toolConfig_.license.empty() ? "UNDEFINED LICENSE!!!\n" : toolConfig_.license);
+  return Status::Completed;
+}
+
+StatusCode QRKCLI::StartLog(const CLIParameter& parameter) {
+  const auto path = parameter.GetValues().empty() ? MakeLogName() : FirstValue(parameter);
+  // Whoever asks for a log does not want the run without one.
+  if (EnableLog(path, kLogAll, false) != Status::Completed) {
+    PrintLine("Failed to save data to: " + path);
+    return Status::FileNotWritten;
+  }
+  isLogging_ = true;
+  return Status::ReadyToRun;
+}
+
+StatusCode QRKCLI::ShowDriveList(const CLIParameter& parameter) {
+  const auto& drives = adapterManager_->GetDrives();
+  const auto& values = parameter.GetValues();
+  if (values.size() > 1) {
+    PrintLine(
+        "Error: Too many arguments given for -drive_list. See -help for proper usage.");
+    return Status::InvalidArguments;
+  }
+  if (values.empty()) {
+    PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List));
+    return Status::Completed;
+  }
+  if (!TabulateDrives(drives).SaveSeparated(values.front())) {
+    PrintLine("Failed to save data to: " + values.front());
+    return Status::FileNotWritten;
+  }
+  PrintLine("Successfully saved data to: " + values.front());
+  return Status::Completed;
+}
+
+StatusCode QRKCLI::Pick(Device* drive, StatusCode notFound) {
+  if (drive == nullptr) return notFound;
+  devices_.push_back(drive);
+  drivePicked_ = true;
+  return Status::ReadyToRun;
+}
+
+template <typename Test>
+Device* QRKCLI::FindDrive(Test test) const {
+  for (auto* drive : adapterManager_->GetDrives()) {
+    if (test(*drive)) return drive;
+  }
+  return nullptr;
+}
+
+StatusCode QRKCLI::PickByIndex(const CLIParameter& parameter) {
+  // Two numbers name no drive: guessing which one is meant could cost a drive's data.
+  if (parameter.GetValues().size() > 1) return Status::InvalidArguments;
+  const auto index = ParseNumber(FirstValue(parameter));
+  const auto& drives = adapterManager_->GetDrives();
+  const bool exists = index && *index < drives.size();
+  return Pick(exists ? drives[static_cast<std::size_t>(*index)] : nullptr,
+              Status::InvalidDriveIndex);
+}
+
+StatusCode QRKCLI::PickByLetter(const CLIParameter& parameter) {
+  const auto name = FirstValue(parameter);
+  const auto hasPartition = [&](const Device& drive) {
+    for (const auto& partition : drive.GetPartitions()) {
+      if (partition.GetName() == name || partition.GetName() == "/dev/" + name) return true;
+    }
+    return false;
+  };
+  return Pick(name.empty() ? nullptr : FindDrive(hasPartition), Status::InvalidDriveLetter);
+}
+
+StatusCode QRKCLI::PickBySerial(const CLIParameter& parameter) {
+  const auto serial = FirstValue(parameter);
+  auto* drive = FindDrive(
+      [&](const Device& each) { return each.GetString(Properties::SerialNumber) == serial; });
+  return Pick(serial.empty() ? nullptr : drive, Status::InvalidDriveSerial);
+}
+
+StatusCode QRKCLI::PickByPath(const CLIParameter& parameter) {
+  const auto path = FirstValue(parameter);
+  auto* drive = FindDrive(
+      [&](const Device& each) { return each.GetString(Properties::DevicePath) == path; });
+  return Pick(path.empty() ? nullptr : drive, Status::InvalidDrivePath);
+}
+
+StatusCode QRKCLI::PickByIdentifier(const CLIParameter& parameter) {
+  // The World Wide Name, sixteen hexadecimal digits.
+  const auto identifier = FirstValue(parameter);
+  auto* drive = FindDrive([&](const Device& each) {
+    const auto name = each.GetUInt(Properties::WWID);
+    return name != 0 && IEquals(ToHexNumber(name, 16), identifier);
+  });
+  return Pick(drive, Status::InvalidDeviceId);
+}
+
+StatusCode QRKCLI::PickByAddress(const CLIParameter& parameter) {
+  const auto& values = parameter.GetValues();
+  if (values.size() != 2) return Status::InvalidArguments;
+  const auto port = ParseNumber(values[0]);
+  const auto number = ParseNumber(values[1]);
+  if (!port || !number) return Status::InvalidArguments;
+  auto* drive = FindDrive([&](const Device& each) {
+    return each.GetBool(Properties::CSMI) && each.GetUInt(Properties::PortNumber) == *port &&
+           each.GetUInt(Properties::PathID) == *number;
+  });
+  return Pick(drive, Status::InvalidDrivePath);
+}
+
+}  // namespace Morvu

@@ -1,0 +1,116 @@
+#include "cli/ToolOptions.h"
+
+namespace Morvu {
+namespace {
+
+using Lines = std::string_view[];
+
+constexpr Lines kHelpText = {
+    "Display the help string and exit.All other arguments will be ignored."};
+constexpr ArgumentDeclaration kHelpArguments[] = {
+    {"[keyword]",
+     "(Optional) Perform a keyword search on each feature name and feature description. Put quotes "
+     "around the keyword when wanting to include spaces."}};
+constexpr Lines kHelpExamples = {"-help drive_index"};
+
+constexpr Lines kLicenseText = {"Display the tool's software license."};
+
+constexpr Lines kLogText = {
+    "Saves a debug log of the execution steps the tool took to run the selected functionality. By "
+    "default the log is saved to a file with the name in the following format: "
+    "'LOG_{date}_{time}.txt'"};
+constexpr ArgumentDeclaration kLogArguments[] = {
+    {"[filename]",
+     "(Optional) Save the log file using the given name instead of the default."}};
+constexpr Lines kLogExamples = {"-log myLog.txt"};
+
+constexpr Lines kListText = {
+    "Display a list of attached drives to the screen. All other arguments besides -help will be "
+    "ignored. For each detected drive, the drive's index, model string, serial number, firmware "
+    "revision, and device path will be displayed."};
+constexpr ArgumentDeclaration kListArguments[] = {
+    {"[filename]",
+     "(Optional) Save the drive list information to the given file. File will be in CSV format."}};
+constexpr Lines kListExamples = {"-drive_list drive_list_output.txt"};
+
+constexpr Lines kIndexText = {
+    "Use to select a specific drive to interact with. Drive selection is made by index value. You "
+    "must specify a drive for most features to work. If no other parameters are specified then "
+    "basic information of the selected drive will be displayed."};
+constexpr ArgumentDeclaration kIndexArguments[] = {
+    {"(index_num)",
+     "(Required) A valid drive index number. See the output of -drive_list for the index value of "
+     "each attached drive."}};
+constexpr Lines kIndexExamples = {"-drive_index 1"};
+
+constexpr Lines kLetterText = {
+    "Use to select a specific drive to interact with. Drive selection is made by drive letter. You "
+    "must specify a drive for most features to work.If no other parameters are specified then "
+    "basic information of the selected drive will be displayed."};
+constexpr ArgumentDeclaration kLetterArguments[] = {
+    {"(partition_string)",
+     "(Required) A valid drive partition string. See the output of -drive_list for the partition "
+     "string of each attached drive."}};
+constexpr Lines kLetterExamples = {"-drive_letter C"};
+
+constexpr Lines kSerialText = {
+    "Use to select a specific drive to interact with. Drive selection is made by drive serial "
+    "number. You must specify a drive for most features to work.If no other parameters are "
+    "specified then basic information of the selected drive will be displayed."};
+constexpr ArgumentDeclaration kSerialArguments[] = {
+    {"(serial_num)",
+     "(Required) A valid serial number of an attached drive. See the output of -drive_list for the "
+     "serial number of each attached drive."}};
+constexpr Lines kSerialExamples = {"-drive_serial BTWL402600K4480QGN"};
+
+constexpr Lines kPathText = {
+    "Use to select a specific drive to interact with. Drive selection is made by drive's path. You "
+    "must specify a drive for most features to work. If no other parameters are specified then "
+    "basic information of the selected drive will be displayed."};
+constexpr ArgumentDeclaration kPathArguments[] = {
+    {"(path)",
+     "(Required) A valid drive path of an attached drive. See the output of -drive_list for the "
+     "drive path of each attached drive."}};
+constexpr Lines kPathExamples = {"-drive_path /dev/sg0"};
+
+constexpr Lines kForceText = {"Use to bypass all the user prompts."};
+constexpr Lines kForceExamples = {"-drive_index 1 -[Feature_with_prompt] -force"};
+
+constexpr Lines kVolatileText = {
+    "Set the volatile option flag for SCT Feature Control. Setting this flag will make the changes "
+    "persist after a power cycle."};
+constexpr Lines kVolatileExamples = {"-drive_index 1 -wc_state 2 -volatile"};
+
+constexpr Lines kControllerText = {
+    "Use to parse NVMe identify controller data. Must be used with -identify option; it is ignored "
+    "with all other options. Selected drive must support NVMe commands"};
+constexpr Lines kControllerExamples = {"-drive_index 2 -identify -controller"};
+
+using enum OptionCategory;
+constexpr auto kFlag = OptionKind::Flag;
+constexpr auto kNumbers = OptionKind::Numbers;
+constexpr auto kText = OptionKind::Text;
+constexpr auto kTexts = OptionKind::Texts;
+
+// clang-format off
+constexpr OptionDeclaration kToolOptions[] = {
+    // name           kind      category        help             arguments         examples
+    {"-help",         kTexts,   Tool,           kHelpText,       kHelpArguments,   kHelpExamples},
+    {"-license",      kFlag,    Tool,           kLicenseText,    {},               {}},
+    {"-log",          kTexts,   Tool,           kLogText,        kLogArguments,    kLogExamples},
+    {"-drive_list",   kTexts,   Tool,           kListText,       kListArguments,   kListExamples},
+    {"-drive_index",  kNumbers, DriveSelection, kIndexText,      kIndexArguments,  kIndexExamples},
+    {"-drive_letter", kText,    DriveSelection, kLetterText,     kLetterArguments, kLetterExamples},
+    {"-drive_serial", kText,    DriveSelection, kSerialText,     kSerialArguments, kSerialExamples},
+    {"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples},
+    {"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples},
+    {"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples},
+    {"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples},
+};
+// clang-format on
+
+}  // namespace
+
+std::span<const OptionDeclaration> GetToolOptions() { return kToolOptions; }
+
+}  // namespace Morvu
