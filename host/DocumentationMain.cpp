@@ -1,0 +1,23 @@
+// morvussd-docs: writes the manual page or the completion to standard output.
+#include <iostream>
+#include <sstream>
+#include <string_view>
+
+#include "Documentation.h"
+#include "Tool.h"
+
+int main(int argc, char** argv) {
+  const std::string_view kind = argc == 2 ? argv[1] : "";
+  std::istringstream noInput;
+  const Morvu::QRKCLI cli(MorvuTool::GetFeatureMap(), MorvuTool::GetToolConfig(),
+                          {noInput, std::cout});
+  if (kind == "man") {
+    std::cout << MorvuTool::MakeManualPage(cli, MorvuTool::GetToolConfig());
+  } else if (kind == "bash-completion") {
+    std::cout << MorvuTool::MakeBashCompletion(cli, MorvuTool::GetToolConfig());
+  } else {
+    std::cerr << "usage: morvussd-docs man|bash-completion\n";
+    return 1;
+  }
+  return std::cout.flush() ? 0 : 1;
+}

@@ -1,0 +1,39 @@
+#include "ExitStatus.h"
+
+namespace MorvuTool {
+namespace {
+
+using Morvu::StatusCode;
+
+struct ExitRange {
+  StatusCode first;
+  StatusCode last;
+  int exitStatus;  // of `first`; the others follow
+};
+
+// clang-format off
+constexpr ExitRange kExitRanges[] = {
+    // codes      exit status
+    {284, 302,    24},  // 24 to 42
+    {273, 282,    46},  // 46 to 55
+    {260, 262,    56},  // 56 to 58
+    {269, 269,    59},
+    {903, 908,    60},  // 60 to 65: the argument line
+};
+// clang-format on
+
+}  // namespace
+
+int ToExitStatus(StatusCode code, StatusCode parseResult) {
+  const bool isGood =
+      code == Morvu::Status::Completed || code == Morvu::Status::FirmwareCurrent;
+  if (isGood) code = parseResult;
+  if (code < 0) return kExitOsError;
+  if (code <= 255) return code;
+  for (const auto& range : kExitRanges) {
+    if (code >= range.first && code <= range.last) return range.exitStatus + (code - range.first);
+  }
+  return kExitUnknown;
+}
+
+}  // namespace MorvuTool
