@@ -156,7 +156,10 @@ void ReadSctStatus(AtaCommand& command, std::span<std::uint8_t> block) {
   PutLittle(at + 16, sct.lastAction);
   PutLittle(at + 18, sct.lastFunction);
   at[200] = 28;                           // temperature, degree C
-  at[202] = 45;                           // highest, lifetime
+  at[201] = 22;                           // lowest and highest since power-on
+  at[202] = 33;
+  at[203] = 18;                           // lowest and highest, lifetime
+  at[204] = 45;
   PutLittle<std::uint16_t>(at + 482, static_cast<std::uint16_t>(sct.savesUsed >= 1000 ? 0 : 1000 - sct.savesUsed));
 }
 

@@ -102,12 +102,12 @@ std::uint8_t JournalEntry::Opcode() const {
 }
 
 std::uint32_t JournalEntry::NvmeNamespace() const {
-  if (ioctl != Ioctl::NvmeAdmin || command.size() < 72) return 0;
+  if (ioctl == Ioctl::SgIo || command.size() < 72) return 0;
   return GetLittle<std::uint32_t>(&command[4]);
 }
 
 std::uint32_t JournalEntry::Cdw(int number) const {
-  if (ioctl != Ioctl::NvmeAdmin || command.size() < 72) return 0;
+  if (ioctl == Ioctl::SgIo || command.size() < 72) return 0;
   if (number == 2 || number == 3) return GetLittle<std::uint32_t>(&command[4 * number]);
   if (number < 10 || number > 15) return 0;
   return GetLittle<std::uint32_t>(&command[static_cast<std::size_t>(number)* 4]);
@@ -128,7 +128,7 @@ std::string JournalEntry::Text() const {
     std::snprintf(line, sizeof line, " %02X features=%04X count=%04X lba=%012llX device=%02X",
                   AtaOpcode(), Features(), Count(), static_cast<unsigned long long>(Lba()),
                   Device());
-  } else if (ioctl == Ioctl::NvmeAdmin) {
+  } else if (ioctl != Ioctl::SgIo && command.size() >= 72) {
     std::snprintf(line, sizeof line,
                   " %02X nsid=%X cdw10=%08X cdw11=%08X cdw12=%08X cdw13=%08X cdw14=%08X cdw15=%08X",
                   Opcode(), NvmeNamespace(), Cdw(10), Cdw(11), Cdw(12), Cdw(13), Cdw(14), Cdw(15));

@@ -35,7 +35,9 @@ static_assert(sizeof(JournalRecord) == 256);
 
 struct JournalEntry {
   Ioctl ioctl;
-  std::vector<std::uint8_t> command;  // the CDB, or the NVMe record as this kernel's width has it
+  // The CDB, or the 72-byte NVMe record. NVME_IOCTL_SUBMIT_IO's own record
+  // stands here as the pass-through record that asks for the same.
+  std::vector<std::uint8_t> command;
   Direction direction;
   std::uint32_t transferLength, timeoutMs;
   std::uint32_t transferred;     // bytes that really moved
@@ -62,7 +64,7 @@ struct JournalEntry {
   // ATA command, SCSI opcode or NVMe opcode: whatever the drive was asked.
   std::uint8_t Opcode() const;
   std::uint32_t NvmeNamespace() const;
-  std::uint32_t Cdw(int number) const;  // 2, 3, 10 to 15 of an admin record
+  std::uint32_t Cdw(int number) const;  // 2, 3, 10 to 15
 
   bool Succeeded() const;  // neither an errno nor an error status
   std::string Text() const;  // one line for a reader

@@ -167,6 +167,7 @@ int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
   switch (request) {
     case BLKGETSIZE64: *static_cast<std::uint64_t*>(argument) = bytes; return 0;
     case BLKSSZGET: *static_cast<int*>(argument) = sector; return 0;
+    case BLKBSZSET:
     case BLKFLSBUF:
     case BLKRRPART: return 0;
     default: return Fail(ENOTTY);

@@ -64,8 +64,6 @@ constexpr FeatureRow kFeatures[] = {
 
 void PutController(NvmeState& nvme, const DriveState& state) {
   auto* id = nvme.controller;
-  PutLittle<std::uint16_t>(id, 0x1B36);
-  PutLittle<std::uint16_t>(id + 2, 0x1AF4);
   PutText(id + 4, 20, GetText(state.serial));
   PutText(id + 24, 40, GetText(state.model));
   id[72] = 3;                                   // arbitration burst
@@ -76,7 +74,7 @@ void PutController(NvmeState& nvme, const DriveState& state) {
   id[258] = 3;
   id[259] = 3;
   id[260] = 0x07 << 1;                          // FRMW: seven slots, all writable
-  id[261] = 0x02;                               // LPA: extended data for Get Log Page
+  id[261] = 0x04;                               // LPA: extended data for Get Log Page
   id[262] = 63;                                 // error log entries - 1
   PutLittle<std::uint16_t>(id + 266, 343);      // WCTEMP
   PutLittle<std::uint16_t>(id + 268, 353);      // CCTEMP

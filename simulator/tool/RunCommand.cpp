@@ -1,0 +1,91 @@
+// morvu-simdrives run: a program with the preload library of its own width.
+#include <elf.h>
+#include <errno.h>
+#include <unistd.h>
+
+#include <cstdio>
+#include <cstdlib>
+#include <cstring>
+#include <filesystem>
+#include <fstream>
+#include <sstream>
+
+#include "Commands.h"
+#include "Fleet.h"
+#include "Options.h"
+
+namespace Simdrives {
+
+namespace {
+
+namespace fs = std::filesystem;
+
+constexpr int kCannotRun = 126, kNotFound = 127;
+
+std::string FindProgram(const std::string& name) {
+  if (name.find('/') != name.npos) return name;
+  const char* path = std::getenv("PATH");
+  std::istringstream folders(path != nullptr ? path : "/usr/bin:/bin");
+  for (std::string folder; std::getline(folders, folder, ':');) {
+    const auto candidate = (folder.empty() ? "." : folder) + "/" + name;
+    if (access(candidate.c_str(), X_OK) == 0) return candidate;
+  }
+  return {};
+}
+
+// ELFCLASS32 or ELFCLASS64; 0 for what is no ELF file, such as a script.
+int ElfClass(const std::string& path) {
+  std::ifstream file(path, std::ios::binary);
+  char head[EI_NIDENT] = {};
+  file.read(head, sizeof head);
+  return file && std::memcmp(head, ELFMAG, SELFMAG) == 0 ? head[EI_CLASS] : 0;
+}
+
+// Beside the tool, or in the library folders of an installation or of the
+// other build beside this one.
+std::string FindPreload(int elfClass) {
+  std::error_code failure;
+  const auto here = fs::read_symlink("/proc/self/exe", failure).parent_path();
+  for (const auto* folder : {".", "../lib", "../lib/x86_64-linux-gnu", "../lib/i386-linux-gnu", "../lib64", "../lib32",
+                             "../../x86_64/simulator", "../../x86/simulator"}) {
+    const auto path = (here / folder / "libmorvu_simulator.so").lexically_normal().string();
+    if (ElfClass(path) == elfClass) return path;
+  }
+  return {};
+}
+
+void PutFirst(const char* name, const std::string& value) {
+  const char* held = std::getenv(name);
+  setenv(name, held != nullptr && *held != '\0' ? (value + ":" + held).c_str() : value.c_str(), 1);
+}
+
+}  // namespace
+
+int Run(const Arguments& arguments) {
+  if (arguments.size() < 3 || arguments[1] != "--") throw UsageError("usage: morvu-simdrives run FLEET -- PROGRAM [arguments]");
+  const auto fleet = Simulator::Fleet::Open(arguments[0]);
+  if (fleet == nullptr) throw Failure("there is no fleet in " + arguments[0]);
+  const auto program = FindProgram(arguments[2]);
+  if (program.empty() || access(program.c_str(), F_OK) != 0) {
+    std::fprintf(stderr, "morvu-simdrives: %s: not found\n", arguments[2].c_str());
+    return kNotFound;
+  }
+  const int own = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
+  const int wanted = ElfClass(program) != 0 ? ElfClass(program) : own;
+  const auto preload = FindPreload(wanted);
+  if (preload.empty()) {
+    throw Failure(std::string("there is no libmorvu_simulator.so of ") + (wanted == ELFCLASS32 ? "32" : "64") +
+                  " bits beside this tool or in ../lib");
+  }
+  setenv("MORVU_SIMULATOR_FLEET", fleet->Root().c_str(), 1);
+  PutFirst("LD_PRELOAD", preload);
+
+  std::vector<char*> words;
+  for (std::size_t i = 2; i < arguments.size(); ++i) words.push_back(const_cast<char*>(arguments[i].c_str()));
+  words.push_back(nullptr);
+  execv(program.c_str(), words.data());
+  std::fprintf(stderr, "morvu-simdrives: %s: %s\n", program.c_str(), std::strerror(errno));
+  return kCannotRun;
+}
+
+}  // namespace Simdrives

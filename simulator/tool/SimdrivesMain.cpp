@@ -1,0 +1,112 @@
+// morvu-simdrives: fleets of simulated drives for the developer of a host.
+#include <cstdio>
+#include <exception>
+
+#include "Commands.h"
+#include "Options.h"
+
+namespace {
+
+using namespace Simdrives;
+
+struct CommandRow {
+  std::string_view name;
+  int (*run)(const Arguments&);
+  const char* help;
+};
+
+constexpr CommandRow kCommands[] = {
+    {"make", Make,
+     "make FLEET [--demo]\n"
+     "  Make an empty fleet in the folder FLEET; with --demo a fleet with two SATA\n"
+     "  drives, an NVMe drive and a SAS drive, and partitions on two of them.\n"},
+    {"add", Add,
+     "add FLEET --kind ata|nvme|scsi [options]\n"
+     "  Add a drive and print its node.\n"
+     "  --model TEXT --serial TEXT --firmware TEXT --vendor TEXT   who it says it is\n"
+     "  --size N[K|M|G|T]    capacity (4G); the medium is a sparse file\n"
+     "  --sector-size N      512 or 4096\n"
+     "  --namespaces N       NVMe: 0 to 16 (1)\n"
+     "  --refuses-identify   NVMe: a controller that fails IDENTIFY\n"
+     "  --usb                the drive hangs on a USB port\n"
+     "  --device-type N      SCSI device type; 0 is a disk, 5 a CD drive\n"
+     "  --sense FORMAT       ATA registers in the sense data: descriptor, sat3, old-kernel\n"
+     "  --no-journal         keep no journal\n"},
+    {"list", List, "list FLEET\n  The drives of the fleet.\n"},
+    {"run", Run,
+     "run FLEET -- PROGRAM [arguments]\n"
+     "  Run a program that meets the fleet's drives in place of the machine's own.\n"
+     "  Ends with the program's exit code; 126 or 127 when it cannot be run.\n"},
+    {"journal", Journal,
+     "journal FLEET NODE [--clear]\n  The commands that the drive was sent, one a line; or empty the journal.\n"},
+    {"fault", SetFault,
+     "fault FLEET NODE ACTION [values] [options]\n"
+     "  Set what goes wrong. Without options it meets every command.\n"
+     "  ata-error STATUS ERROR   refused with these registers, in hexadecimal: ata-error 51 04\n"
+     "  sense KEY ASC ASCQ       CHECK CONDITION, in hexadecimal: sense 05 20 00\n"
+     "  scsi-status STATUS       another SCSI status byte: scsi-status 08\n"
+     "  nvme-status STATUS       status code type and code: nvme-status 0x10A\n"
+     "  errno N                  the ioctl fails\n"
+     "  host STATUS [DRIVER]     the host adapter fails\n"
+     "  vanish                   the node is gone, until \"clear\" or a power cycle\n"
+     "  delay MILLISECONDS       the command takes longer\n"
+     "  short BYTES              fewer data than asked for\n"
+     "  garbage zeros|ones|random  other data than the drive's\n"
+     "  hang                     no answer until the time-out\n"
+     "  kill [--afterwards]      the program dies before (after) the drive has worked\n"
+     "  clear                    take all faults away\n"
+     "  --command N              the N-th command from now that fits; 1 is the next\n"
+     "  --opcode XX [--class ata|scsi|nvme-admin|nvme-io]   only this opcode\n"
+     "  --feature XX             only with this Features register, or cdw10 7:0\n"
+     "  --times N                only N commands\n"},
+    {"partition", AddPartition,
+     "partition FLEET NODE [--size N[K|M|G|T]] [--mount DIRECTORY] [--type ext4] [--volume-group NAME]\n"
+     "  Add a partition as the kernel, df, mount and pvdisplay show it, and print its node.\n"},
+    {"root", SetRoot, "root FLEET DEVICE\n  What is mounted on /: a partition, or /dev/mapper/vg0-root.\n"},
+    {"set", Set,
+     "set FLEET NODE FIELD=VALUE...\n"
+     "  Set what the drive remembers: frozen=1, next-firmware=NEW00002, error-text=ASSERT,\n"
+     "  self-test-seconds=60, word.138=2 (IDENTIFY DEVICE), attribute.05=3 (SMART, raw), ...\n"
+     "  An unknown field prints them all.\n"},
+    {"log", SetLog,
+     "log FLEET NODE ADDRESS FILE\n  What a log page holds: an ATA log address or an NVMe log identifier, in hexadecimal.\n"},
+    {"power-cycle", PowerCycle, "power-cycle FLEET [NODE]\n  Cut the power of one drive, or of all, and give it again.\n"},
+    {"clock", Clock, "clock FLEET SECONDS\n  Let time pass for the drives: self-tests and sanitizes go on by it.\n"},
+};
+
+void PrintHelp() {
+  std::printf("morvu-simdrives: simulated drives, to test a program without a drive.\n\n");
+  for (const auto& row : kCommands) std::printf("morvu-simdrives %s\n", row.help);
+  std::printf("Exit codes: 0 done, 1 could not be done, 2 not understood; \"run\" has its program's.\n");
+}
+
+bool IsHelp(std::string_view word) { return word == "-help" || word == "--help" || word == "-h" || word == "help"; }
+
+int RunCommand(const CommandRow& row, const Arguments& arguments) {
+  if (!arguments.empty() && IsHelp(arguments[0])) {
+    std::printf("morvu-simdrives %s", row.help);
+    return 0;
+  }
+  return row.run(arguments);
+}
+
+}  // namespace
+
+int main(int count, char** words) {
+  if (count < 2 || IsHelp(words[1])) {
+    PrintHelp();
+    return count < 2 ? 2 : 0;
+  }
+  try {
+    for (const auto& row : kCommands) {
+      if (row.name == words[1]) return RunCommand(row, Arguments(words + 2, words + count));
+    }
+    throw UsageError(std::string("unknown command ") + words[1] + "; \"morvu-simdrives -help\" lists them");
+  } catch (const UsageError& error) {
+    std::fprintf(stderr, "morvu-simdrives: %s\n", error.what());
+    return 2;
+  } catch (const std::exception& error) {
+    std::fprintf(stderr, "morvu-simdrives: %s\n", error.what());
+    return 1;
+  }
+}
