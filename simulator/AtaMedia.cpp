@@ -58,7 +58,12 @@ void AtaWrite(AtaCommand& command) {
   Count(command, 0xF1, range.blocks);
 }
 
-void AtaVerify(AtaCommand& command) { InMedium(command, {command.Address(), command.Blocks()}); }
+void AtaVerify(AtaCommand& command) {
+  const Range range{command.Address(), command.Blocks()};
+  const std::uint64_t size = AtaSectorSize(command.State());
+  if (!InMedium(command, range)) return;
+  if (!command.TheDrive().IsReadable(0, range.lba * size, range.blocks * size)) command.Abort(kAtaUncorrectable);
+}
 
 // TRIM: entries of an LBA in 48 bits and a length in 16.
 void AtaDataSetManagement(AtaCommand& command) {

@@ -257,6 +257,7 @@ bool Drive::Inject(const FaultSlot& fault) {
 void Drive::ClearFaults() {
   const Lock lock(*this);
   for (auto& slot : state_->faults) slot = FaultSlot{};
+  for (auto& range : state_->badRanges) range = BadRange{};
   state_->faultCount = 0;
   state_->vanished = 0;
 }
@@ -319,8 +320,29 @@ int Drive::Medium(std::uint32_t nsid) {
   return media_[nsid];
 }
 
+bool Drive::AddBadRange(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size) {
+  const Lock lock(*this);
+  for (auto& range : state_->badRanges) {
+    if (range.size != 0) continue;
+    range.offset = offset;
+    range.size = size;
+    range.nsid = nsid;
+    return true;
+  }
+  return false;
+}
+
+bool Drive::IsReadable(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size) const {
+  for (const auto& range : state_->badRanges) {
+    if (range.size == 0 || range.nsid != nsid) continue;
+    if (offset < range.offset + range.size && range.offset < offset + size) return false;
+  }
+  return true;
+}
+
 bool Drive::ReadMedium(std::uint32_t nsid, std::uint64_t offset, void* data, std::size_t size) {
-  const auto got = pread64(Medium(nsid), data, size, static_cast<off64_t>(offset));
+  if (!IsReadable(nsid, offset, size)) return false;
+  const auto got = Libc().pread64(Medium(nsid), data, size, static_cast<off64_t>(offset));
   if (got < 0) return false;
   std::memset(static_cast<std::uint8_t*>(data) + got, 0, size - static_cast<std::size_t>(got));
   return true;
@@ -360,7 +382,7 @@ bool Drive::ReadLog(const std::string& log, std::uint64_t offset, void* data,
   const int file = OpenFile(LogPath(log), O_RDONLY);
   if (file < 0) return false;
   std::memset(data, 0, size);
-  const auto got = pread64(file, data, size, static_cast<off64_t>(offset));
+  const auto got = Libc().pread64(file, data, size, static_cast<off64_t>(offset));
   Libc().close(file);
   return got >= 0;
 }

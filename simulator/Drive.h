@@ -58,7 +58,7 @@ class Drive {
 
   void PowerCycle();
   bool Inject(const FaultSlot& fault);
-  void ClearFaults();
+  void ClearFaults();  // and bad ranges; a vanished node comes back
 
   std::uint64_t Now() const;  // milliseconds of the fleet's clock
   void Spend(std::uint32_t milliseconds);  // time that a command takes passes on the fleet's clock
@@ -66,6 +66,9 @@ class Drive {
   // Media, by byte; nsid 0 is the only medium of a drive that is not NVMe.
   bool ReadMedium(std::uint32_t nsid, std::uint64_t offset, void* data, std::size_t size);
   bool WriteMedium(std::uint32_t nsid, std::uint64_t offset, const void* data, std::size_t size);
+  // A range that fails to be read from now on; false when there is no room for more.
+  bool AddBadRange(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size);
+  bool IsReadable(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size) const;
   bool DiscardMedium(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size);
   bool EraseMedium(std::uint32_t nsid);
   std::string MediumPath(std::uint32_t nsid) const;

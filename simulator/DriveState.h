@@ -28,12 +28,13 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 3;
+inline constexpr std::uint32_t kStateVersion = 4;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
 inline constexpr std::size_t kMaxNamespaces = 16;
 inline constexpr std::size_t kFirmwareSlots = 7;
+inline constexpr std::size_t kBadRanges = 8;
 
 enum class FaultAction : std::uint8_t {
   None,
@@ -73,6 +74,13 @@ struct FaultSlot {
   std::uint32_t lba;         // LBA register 31:0 of an ATA error
 };
 static_assert(sizeof(FaultSlot) == 36);
+
+// Sectors that cannot be read, by any way.
+struct BadRange {
+  Wide offset, size;  // bytes of the medium; size 0: an empty slot
+  std::uint32_t nsid, reserved;
+};
+static_assert(sizeof(BadRange) == 24);
 
 struct SmartAttribute {
   std::uint8_t id, value, worst, threshold;
@@ -198,6 +206,9 @@ struct DriveState {
   std::uint32_t sectorSize, powerCycles;
   Wide sectors;
   Wide commands;  // executed since the drive was made
+  // Reads and writes of the node itself, without a command: not in the journal.
+  Wide rawReads, rawWrites, rawBytes;
+  BadRange badRanges[kBadRanges];
   FaultSlot faults[kFaultSlots];
   AtaState ata;
   NvmeState nvme;
@@ -208,7 +219,7 @@ struct DriveState {
 // One process of each width must agree on these.
 static_assert(sizeof(AtaState) == 1832);
 static_assert(sizeof(NvmeState) == 8824);
-static_assert(sizeof(DriveState) == 12560);
+static_assert(sizeof(DriveState) == 12776);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator

@@ -47,7 +47,8 @@ done
 echo "Filesystem Type $unit-blocks Used Available Use% Mounted on"
 awk -v root="$root" -v unit="$unit" '$3 != "-" {
   used = int($4 / 4); free = $4 - used
-  printf "%s%s %s %d %d %d %d%% %s\n", root, $1, $2, $4 / unit, used / unit, free / unit, 25, $3
+  where = ($3 ~ "^/mnt/" ? root : "") $3
+  printf "%s%s %s %d %d %d %d%% %s\n", root, $1, $2, $4 / unit, used / unit, free / unit, 25, where
 }' "$root/tables/partitions"
 )sh";
 
@@ -57,7 +58,7 @@ root=$(cd "$(dirname "$0")/.." && pwd)
 table=$root/tables/partitions
 if [ $# -eq 0 ]; then
   awk -v root="$root" '{ print ($1 ~ "^/dev/(sd|nvme)" ? root : "") $1 " on / type ext4 (rw,relatime)" }' "$root/tables/root"
-  awk -v root="$root" '$3 != "-" { print root $1 " on " $3 " type " $2 " (rw,relatime)" }' "$table"
+  awk -v root="$root" '$3 != "-" { print root $1 " on " ($3 ~ "^/mnt/" ? root : "") $3 " type " $2 " (rw,relatime)" }' "$table"
   exit 0
 fi
 node=${1#"$root"}
@@ -65,7 +66,8 @@ awk -v node="$node" '$1 == node && $2 != "-" { found = 1 } END { exit !found }' 
   echo "mount: $node: can't read superblock." >&2
   exit 32
 }
-awk -v node="$node" -v where="$2" '$1 == node && $3 == "-" { $3 = where } { print }' "$table" > "$table.new" &&
+where=${2#"$root"}
+awk -v node="$node" -v where="$where" '$1 == node && $3 == "-" { $3 = where } { print }' "$table" > "$table.new" &&
   mv "$table.new" "$table"
 )sh";
 
@@ -197,7 +199,7 @@ std::string CheckFleetPath(const std::string& root) {
 bool MakeFleetFolders(const std::string& root) {
   std::error_code failure;
   for (const auto* folder : {"/dev", "/sys/class/scsi_generic", "/sys/class/block", "/sys/class/nvme",
-                             "/sys/class/nvme-subsystem", "/sys/devices", "/drives", "/bin", "/tables"}) {
+                             "/sys/class/nvme-subsystem", "/sys/devices", "/drives", "/bin", "/tables", "/mnt"}) {
     fs::create_directories(root + folder, failure);
     if (failure) return false;
   }

@@ -6,6 +6,7 @@
 #undef _FILE_OFFSET_BITS
 #undef _FORTIFY_SOURCE
 
+#include <aio.h>
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
@@ -146,6 +147,22 @@ int StatOpen(Function real, int descriptor, Stat* result) {
   return 0;
 }
 
+bool Fails(int descriptor, bool write, std::uint64_t offset, std::uint64_t size) {
+  auto* open = FindOpen(descriptor);
+  const int failure = open != nullptr ? RawTransfer(*open, write, offset, size) : 0;
+  if (failure != 0) errno = failure;
+  return failure != 0;
+}
+
+// A transfer of a node that fails is over at once, as the C library marks it.
+template <typename Block, typename Function>
+int Submit(Function real, Block* block, bool write) {
+  if (!Fails(block->aio_fildes, write, static_cast<std::uint64_t>(block->aio_offset), block->aio_nbytes)) return real(block);
+  block->__error_code = errno;
+  block->__return_value = -1;
+  return 0;
+}
+
 }  // namespace
 
 extern "C" {
@@ -217,9 +234,26 @@ MORVU_VISIBLE ssize_t write(int descriptor, const void* data, size_t size) {
 
 MORVU_VISIBLE ssize_t read(int descriptor, void* data, size_t size) {
   auto* open = FindOpen(descriptor);
-  const bool waits = open != nullptr && !open->reply.empty();
-  return waits ? NodeRead(*open, data, size) : Libc().read(descriptor, data, size);
+  if (open == nullptr) return Libc().read(descriptor, data, size);
+  if (!open->reply.empty()) return NodeRead(*open, data, size);
+  const auto offset = lseek64(descriptor, 0, SEEK_CUR);
+  if (offset >= 0 && Fails(descriptor, false, static_cast<std::uint64_t>(offset), size)) return -1;
+  return Libc().read(descriptor, data, size);
 }
+
+MORVU_VISIBLE ssize_t pread(int descriptor, void* data, size_t size, off_t offset) {
+  if (Fails(descriptor, false, static_cast<std::uint64_t>(offset), size)) return -1;
+  return Libc().pread(descriptor, data, size, offset);
+}
+MORVU_VISIBLE ssize_t pread64(int descriptor, void* data, size_t size, off64_t offset) {
+  if (Fails(descriptor, false, static_cast<std::uint64_t>(offset), size)) return -1;
+  return Libc().pread64(descriptor, data, size, offset);
+}
+
+MORVU_VISIBLE int aio_read(struct aiocb* block) noexcept { return Submit(Libc().aio_read, block, false); }
+MORVU_VISIBLE int aio_read64(struct aiocb64* block) noexcept { return Submit(Libc().aio_read64, block, false); }
+MORVU_VISIBLE int aio_write(struct aiocb* block) noexcept { return Submit(Libc().aio_write, block, true); }
+MORVU_VISIBLE int aio_write64(struct aiocb64* block) noexcept { return Submit(Libc().aio_write64, block, true); }
 
 MORVU_VISIBLE int stat(const char* path, struct stat* result) noexcept {
   return StatPath(Libc().stat, path, result);
@@ -266,6 +300,14 @@ MORVU_VISIBLE ssize_t readlink(const char* path, char* buffer, size_t size) noex
 MORVU_VISIBLE ssize_t readlinkat(int folder, const char* path, char* buffer, size_t size) noexcept {
   const FleetPath mapped(path);
   return Libc().readlinkat(folder, mapped.Get(), buffer, size);
+}
+
+MORVU_VISIBLE int mkdir(const char* path, mode_t mode) noexcept { return Libc().mkdir(FleetPath(path).Get(), mode); }
+MORVU_VISIBLE int rmdir(const char* path) noexcept { return Libc().rmdir(FleetPath(path).Get()); }
+MORVU_VISIBLE int unlink(const char* path) noexcept { return Libc().unlink(FleetPath(path).Get()); }
+MORVU_VISIBLE int remove(const char* path) noexcept { return Libc().remove(FleetPath(path).Get()); }
+MORVU_VISIBLE int rename(const char* from, const char* to) noexcept {
+  return Libc().rename(FleetPath(from).Get(), FleetPath(to).Get());
 }
 
 MORVU_VISIBLE char* realpath(const char* path, char* resolved) noexcept {

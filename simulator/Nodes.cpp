@@ -242,6 +242,16 @@ ssize_t NodeWrite(OpenNode& open, const void* header, size_t size) {
   return static_cast<ssize_t>(sizeof copy);
 }
 
+int RawTransfer(OpenNode& open, bool write, std::uint64_t offset, std::uint64_t size) {
+  auto& drive = *open.node.drive;
+  auto& state = drive.State();
+  if (state.vanished) return ENODEV;
+  if (!write && !drive.IsReadable(open.node.nsid, offset, size)) return EIO;
+  std::atomic_ref<std::uint64_t>(write ? state.rawWrites : state.rawReads).fetch_add(1, std::memory_order_relaxed);
+  std::atomic_ref<std::uint64_t>(state.rawBytes).fetch_add(size, std::memory_order_relaxed);
+  return 0;
+}
+
 ssize_t NodeRead(OpenNode& open, void* header, size_t size) {
   if (open.reply.empty()) return Fail(EAGAIN);
   if (size < open.reply.size()) return Fail(EINVAL);

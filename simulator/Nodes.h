@@ -24,4 +24,7 @@ int NodeIoctl(OpenNode& open, unsigned long request, void* argument);
 ssize_t NodeWrite(OpenNode& open, const void* header, size_t size);
 ssize_t NodeRead(OpenNode& open, void* header, size_t size);
 
+// A read or write of the node's bytes: the errno with which it fails, or 0.
+int RawTransfer(OpenNode& open, bool write, std::uint64_t offset, std::uint64_t size);
+
 }  // namespace Simulator

@@ -23,6 +23,8 @@ enum NvmeStatus : std::uint16_t {
   kNvmeFeatureNotSaveable = 0x10D,
   kNvmeFeatureNotChangeable = 0x10E,
   kNvmeOverlappingRange = 0x114,
+  kNvmeUnrecoveredRead = 0x281,
+  kNvmeCompareFailure = 0x285,
 };
 
 // One command, its dwords by name.

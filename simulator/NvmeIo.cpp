@@ -45,7 +45,7 @@ void NvmeRead(NvmeCommand& command) {
   if (!Decode(command, range, true)) return;
   auto& data = command.Data();
   const auto size = static_cast<std::size_t>(range.size);
-  if (!command.TheDrive().ReadMedium(command.Nsid(), range.offset, data.data, size)) return command.Fail(kNvmeDataTransfer);
+  if (!command.TheDrive().ReadMedium(command.Nsid(), range.offset, data.data, size)) return command.Fail(kNvmeUnrecoveredRead);
   data.transferred = static_cast<std::uint32_t>(size);
 }
 
@@ -63,7 +63,7 @@ void NvmeCompare(NvmeCommand& command) {
   if (!Decode(command, range, true)) return;
   std::vector<std::uint8_t> held(static_cast<std::size_t>(range.size));
   if (!command.TheDrive().ReadMedium(command.Nsid(), range.offset, held.data(), held.size())) return command.Fail(kNvmeDataTransfer);
-  if (std::memcmp(held.data(), command.Data().data, held.size()) != 0) command.Data().nvmeStatus = 0x285;
+  if (std::memcmp(held.data(), command.Data().data, held.size()) != 0) command.Fail(kNvmeCompareFailure);
 }
 
 void NvmeWriteZeroes(NvmeCommand& command) {

@@ -58,6 +58,8 @@ std::string Fleet::Map(std::string_view path) const {
   if (path.starts_with("/sys/")) {
     return IsFleetSys(path.substr(5)) ? root_ + std::string(path) : std::string();
   }
+  // Programs mount a fleet's partitions there; their files are the fleet's too.
+  if (path.starts_with("/mnt/")) return root_ + std::string(path);
   if (path.starts_with(root_)) return std::string(path);
   return {};
 }
@@ -66,7 +68,7 @@ std::string Fleet::MapCommand(std::string_view command) const {
   std::string mapped;
   for (std::size_t at = 0; at < command.size();) {
     const auto rest = command.substr(at);
-    const bool folder = rest.starts_with("/dev/") || rest.starts_with("/sys/");
+    const bool folder = rest.starts_with("/dev/") || rest.starts_with("/sys/") || rest.starts_with("/mnt/");
     // In the middle of a longer path ("/mnt/dev/") the words mean something else.
     const auto before = at == 0 ? ' ' : command[at - 1];
     const bool starts = !(std::isalnum(static_cast<unsigned char>(before)) || before == '/' ||

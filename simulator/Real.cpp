@@ -41,6 +41,17 @@ Real FindAll() {
   Find(real.scandir64, "scandir64");
   Find(real.fopen, "fopen");
   Find(real.fopen64, "fopen64");
+  Find(real.mkdir, "mkdir");
+  Find(real.rmdir, "rmdir");
+  Find(real.unlink, "unlink");
+  Find(real.remove, "remove");
+  Find(real.rename, "rename");
+  Find(real.pread, "pread");
+  Find(real.pread64, "pread64");
+  Find(real.aio_read, "aio_read");
+  Find(real.aio_read64, "aio_read64");
+  Find(real.aio_write, "aio_write");
+  Find(real.aio_write64, "aio_write64");
   Find(real.popen, "popen");
   Find(real.pclose, "pclose");
   Find(real.system, "system");

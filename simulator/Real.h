@@ -8,6 +8,8 @@
 
 #include <cstdio>
 
+struct aiocb;
+struct aiocb64;
 struct statx;
 
 namespace Simulator {
@@ -43,6 +45,17 @@ struct Real {
                    int (*)(const struct dirent64**, const struct dirent64**));
   FILE* (*fopen)(const char*, const char*);
   FILE* (*fopen64)(const char*, const char*);
+  int (*mkdir)(const char*, mode_t);
+  int (*rmdir)(const char*);
+  int (*unlink)(const char*);
+  int (*remove)(const char*);
+  int (*rename)(const char*, const char*);
+  ssize_t (*pread)(int, void*, size_t, off_t);
+  ssize_t (*pread64)(int, void*, size_t, off64_t);
+  int (*aio_read)(struct aiocb*);
+  int (*aio_read64)(struct aiocb64*);
+  int (*aio_write)(struct aiocb*);
+  int (*aio_write64)(struct aiocb64*);
   FILE* (*popen)(const char*, const char*);
   int (*pclose)(FILE*);
   int (*system)(const char*);

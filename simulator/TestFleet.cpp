@@ -43,6 +43,11 @@ std::string SimulatedDrive::AddPartition(std::uint64_t bytes, std::string_view m
   return fleet_->AddPartition(node_, bytes, fileSystem, mountPoint, volumeGroup);
 }
 
+void SimulatedDrive::AddBadSectors(std::uint64_t lba, std::uint64_t count) {
+  const std::uint64_t size = State().sectorSize;
+  if (!drive_->AddBadRange(nsid_, lba * size, count * size)) throw std::runtime_error("too many bad ranges");
+}
+
 void SimulatedDrive::SetLog(std::uint8_t address, const std::vector<std::uint8_t>& content) {
   char name[16];
   std::snprintf(name, sizeof name, "%s-%02X", State().kind == Kind::Nvme ? "nvme" : "ata", address);

@@ -33,6 +33,9 @@ class SimulatedDrive {
   void ClearFaults() { drive_->ClearFaults(); }
   void PowerCycle() { drive_->PowerCycle(); }
 
+  // Sectors that no read gets, neither a command nor a read of the node; until ClearFaults.
+  void AddBadSectors(std::uint64_t lba, std::uint64_t count = 1);
+
   // A partition as the kernel and df show it. Returns its node, "/dev/sda1".
   std::string AddPartition(std::uint64_t bytes = 1 << 20, std::string_view mountPoint = {},
                            std::string_view fileSystem = "ext4", std::string_view volumeGroup = {});

@@ -1,6 +1,7 @@
 // The simulated drives, reached as any program reaches them.
 #include "TestFleet.h"
 
+#include <aio.h>
 #include <fcntl.h>
 #include <linux/nvme_ioctl.h>
 #include <scsi/sg.h>
@@ -471,6 +472,60 @@ TEST(Files, MountAndVolumeGroupsFollowTheTables) {
   EXPECT_EQ("", Output("df -T | grep -o " + partition));
   EXPECT_NE(0, system("mount /dev/sda9 /mnt/x 2>/dev/null"));
   EXPECT_EQ("  VG Name               vg0\n", Output("pvdisplay " + volume + " 2>/dev/null | grep \"VG Name\""));
+}
+
+TEST(Faults, BadSectorsMeetEveryWayOfReading) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 1000});
+  drive.AddBadSectors(500, 2);
+  const Handle handle(drive.Node());
+  EXPECT_EQ(0x40, PioIn(handle, {0x24, 0, 8, 494, true}, 8).AtaError());
+  EXPECT_EQ(0x50, PioIn(handle, {0x24, 0, 6, 494, true}, 6).AtaStatus());
+  EXPECT_EQ(0x40, NonData(handle, {0x42, 0, 1, 501, true}).AtaError());
+  Bytes data(1024);
+  aiocb64 block{};
+  block.aio_fildes = handle.Get();
+  block.aio_buf = data.data();
+  block.aio_nbytes = data.size();
+  block.aio_offset = 499 * 512;
+  EXPECT_EQ(0, aio_read64(&block));
+  EXPECT_EQ(EIO, aio_error64(&block));
+  EXPECT_EQ(-1, aio_return64(&block));
+  block.aio_offset = 498 * 512;
+  EXPECT_EQ(0, aio_read64(&block));
+  while (aio_error64(&block) == EINPROGRESS) {
+  }
+  EXPECT_EQ(1024, aio_return64(&block));
+  EXPECT_EQ(1u, drive.State().rawReads);
+}
+
+TEST(Faults, ARefusedReadMayHandBackAnEarlierCommandsData) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 1000});
+  drive.State().staleData = 1;
+  const Handle handle(drive.Node());
+  const auto identify = PioIn(handle, {0xEC, 0, 1});
+  const auto refused = PioIn(handle, {0x24, 0, 1, 1000, true});
+  EXPECT_EQ(0x51, refused.AtaStatus());
+  EXPECT_EQ(identify.data, refused.data);
+}
+
+TEST(Files, FilesOfAMountedPartitionStayInTheFleet) {
+  TestFleet fleet;
+  auto disk = fleet.Add({});
+  const auto partition = disk.AddPartition(1 << 20);
+  EXPECT_EQ(0, system("mkdir '/mnt/MorvuTestFolder' 2>/dev/null"));
+  EXPECT_EQ(0, system(("mount " + partition + " /mnt/MorvuTestFolder > /dev/null 2>&1").c_str()));
+  EXPECT_EQ(partition + " on /mnt/MorvuTestFolder type ext4 (rw,relatime)\n",
+            Output("mount | grep " + partition + " | grep /mnt/MorvuTestFolder"));
+  std::ofstream("/mnt/MorvuTestFolder/a.bin") << "data";
+  struct stat file {};
+  EXPECT_EQ(0, stat("/mnt/MorvuTestFolder/a.bin", &file));
+  EXPECT_EQ(4, file.st_size);
+  EXPECT_EQ(0, system("find /mnt/MorvuTestFolder -maxdepth 1 -name 'a*' -delete"));
+  EXPECT_NE(0, stat("/mnt/MorvuTestFolder/a.bin", &file));
+  EXPECT_EQ(0, system("umount -l /mnt/MorvuTestFolder 2>/dev/null"));
+  EXPECT_EQ(0, system("rmdir /mnt/MorvuTestFolder"));
 }
 
 TEST(Files, NodesLookLikeDevicesAndReadLikeTheMedium) {
