@@ -147,6 +147,28 @@ int StatOpen(Function real, int descriptor, Stat* result) {
   return 0;
 }
 
+// A listing of /dev shows the fleet's nodes.
+std::string FolderPath(const char* path) {
+  if (std::strcmp(path, "/dev") != 0 && std::strcmp(path, "/dev/") != 0) return FleetPath(path).Get();
+  const auto fleet = ActiveFleet();
+  return fleet != nullptr ? fleet->Root() + "/dev" : std::string(path);
+}
+
+// The names that are found are as the caller's pattern has them.
+template <typename Found, typename Function>
+int Glob(Function real, const char* pattern, int flags, int (*failed)(const char*, int), Found* found) {
+  const FleetPath mapped(pattern);
+  const int result = real(mapped.Get(), flags, failed, found);
+  if (result != 0 || !mapped.IsMapped()) return result;
+  const auto first = (flags & GLOB_DOOFFS) != 0 ? found->gl_offs : 0;
+  for (std::size_t i = first; i < first + found->gl_pathc; ++i) {
+    std::string name(found->gl_pathv[i]);
+    mapped.TheFleet()->Unmap(name);
+    std::strcpy(found->gl_pathv[i], name.c_str());  // shorter than what stood there
+  }
+  return result;
+}
+
 bool Fails(int descriptor, bool write, std::uint64_t offset, std::uint64_t size) {
   auto* open = FindOpen(descriptor);
   const int failure = open != nullptr ? RawTransfer(*open, write, offset, size) : 0;
@@ -322,20 +344,24 @@ MORVU_VISIBLE char* realpath(const char* path, char* resolved) noexcept {
 }
 
 MORVU_VISIBLE DIR* opendir(const char* path) {
-  const FleetPath mapped(path);
-  return Libc().opendir(mapped.Get());
+  return Libc().opendir(FolderPath(path).c_str());
 }
 MORVU_VISIBLE int scandir(const char* path, struct dirent*** list,
                           int (*filter)(const struct dirent*),
                           int (*compare)(const struct dirent**, const struct dirent**)) {
-  const FleetPath mapped(path);
-  return Libc().scandir(mapped.Get(), list, filter, compare);
+  return Libc().scandir(FolderPath(path).c_str(), list, filter, compare);
 }
 MORVU_VISIBLE int scandir64(const char* path, struct dirent64*** list,
                             int (*filter)(const struct dirent64*),
                             int (*compare)(const struct dirent64**, const struct dirent64**)) {
-  const FleetPath mapped(path);
-  return Libc().scandir64(mapped.Get(), list, filter, compare);
+  return Libc().scandir64(FolderPath(path).c_str(), list, filter, compare);
+}
+
+MORVU_VISIBLE int glob(const char* pattern, int flags, int (*failed)(const char*, int), glob_t* found) noexcept {
+  return Glob(Libc().glob, pattern, flags, failed, found);
+}
+MORVU_VISIBLE int glob64(const char* pattern, int flags, int (*failed)(const char*, int), glob64_t* found) noexcept {
+  return Glob(Libc().glob64, pattern, flags, failed, found);
 }
 
 MORVU_VISIBLE FILE* fopen(const char* path, const char* mode) {

@@ -9,6 +9,7 @@
 
 #include <array>
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 
 #ifdef __x86_64__
@@ -24,6 +25,8 @@ namespace {
 
 constexpr std::size_t kMaxDescriptors = 65536;
 constexpr int kSgVersion = 30536;
+// The kernel's, which the C library's <scsi/scsi_ioctl.h> leaves out.
+constexpr unsigned long kScsiGetIdLun = 0x5382, kScsiGetBusNumber = 0x5386;
 constexpr std::uint32_t kMaxTransfer = 64u << 20;
 
 std::array<std::atomic<OpenNode*>, kMaxDescriptors> openNodes;
@@ -174,6 +177,27 @@ int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
   }
 }
 
+// Each drive hangs on a host adapter of its own, with the number of its node.
+int HostNumber(const OpenNode& open) { return std::atoi(open.node.drive->Name().c_str() + 2); }
+
+void PutAddress(const OpenNode& open, sg_scsi_id& address) {
+  address = sg_scsi_id{};
+  address.host_no = HostNumber(open);
+  address.scsi_type = open.node.drive->State().deviceType;
+  address.h_cmd_per_lun = 1;
+  address.d_queue_depth = 1;
+}
+
+// What SCSI_IOCTL_GET_IDLUN fills; no header of the kernel's declares it.
+struct IdLun {
+  std::uint32_t address;  // target, LUN, channel and host, a byte each
+  std::uint32_t hostUniqueId;
+};
+
+void PutAddress(const OpenNode& open, IdLun& address) {
+  address = {static_cast<std::uint32_t>(HostNumber(open)) << 24, static_cast<std::uint32_t>(HostNumber(open))};
+}
+
 }  // namespace
 
 void Register(int descriptor, Node node) {
@@ -217,6 +241,15 @@ int NodeIoctl(OpenNode& open, unsigned long request, void* argument) {
       return 0;
     case SG_GET_RESERVED_SIZE:
       *static_cast<int*>(argument) = 32768;
+      return 0;
+    case SG_GET_SCSI_ID:
+      PutAddress(open, *static_cast<sg_scsi_id*>(argument));
+      return 0;
+    case kScsiGetIdLun:
+      PutAddress(open, *static_cast<IdLun*>(argument));
+      return 0;
+    case kScsiGetBusNumber:
+      *static_cast<int*>(argument) = HostNumber(open);
       return 0;
     case SG_EMULATED_HOST:
       *static_cast<int*>(argument) = open.node.drive->State().kind == Kind::Ata ? 1 : 0;

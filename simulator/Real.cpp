@@ -52,6 +52,8 @@ Real FindAll() {
   Find(real.aio_read64, "aio_read64");
   Find(real.aio_write, "aio_write");
   Find(real.aio_write64, "aio_write64");
+  Find(real.glob, "glob");
+  Find(real.glob64, "glob64");
   Find(real.popen, "popen");
   Find(real.pclose, "pclose");
   Find(real.system, "system");

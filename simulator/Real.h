@@ -3,6 +3,7 @@
 #pragma once
 
 #include <dirent.h>
+#include <glob.h>
 #include <sys/stat.h>
 #include <sys/types.h>
 
@@ -56,6 +57,8 @@ struct Real {
   int (*aio_read64)(struct aiocb64*);
   int (*aio_write)(struct aiocb*);
   int (*aio_write64)(struct aiocb64*);
+  int (*glob)(const char*, int, int (*)(const char*, int), glob_t*);
+  int (*glob64)(const char*, int, int (*)(const char*, int), glob64_t*);
   FILE* (*popen)(const char*, const char*);
   int (*pclose)(FILE*);
   int (*system)(const char*);

@@ -1,7 +1,10 @@
 #include "Shell.h"
 
 #include <errno.h>
+#include <fcntl.h>
+#include <spawn.h>
 #include <sys/mman.h>
+#include <sys/wait.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -22,19 +25,64 @@ std::map<FILE*, int>& Statuses() {
   return statuses;
 }
 
-// The line is a child's own: the preload library is not for its tools, whose
-// width may be another.
-std::string Prepare(const Fleet& fleet, const char* command) {
-  return "unset LD_PRELOAD; PATH=\"" + fleet.Root() + "/bin:$PATH\"; export PATH\n" +
-         fleet.MapCommand(command);
+// A shell's environment: the fleet's tools come first, and the preload library
+// is not for it, whose width may be another.
+class Environment {
+ public:
+  explicit Environment(const Fleet& fleet) {
+    std::string path = "PATH=" + fleet.Root() + "/bin";
+    for (char** entry = environ; *entry != nullptr; ++entry) {
+      const std::string_view text(*entry);
+      if (text.starts_with("LD_PRELOAD=")) continue;
+      if (text.starts_with("PATH=")) {
+        path += ":" + std::string(text.substr(5));
+      } else {
+        texts_.emplace_back(text);
+      }
+    }
+    texts_.push_back(path);
+    for (auto& text : texts_) pointers_.push_back(text.data());
+    pointers_.push_back(nullptr);
+  }
+  char** Get() { return pointers_.data(); }
+
+ private:
+  std::vector<std::string> texts_;
+  std::vector<char*> pointers_;
+};
+
+void ReadAll(int pipe, std::string& output) {
+  char block[4096];
+  for (;;) {
+    const auto count = Libc().read(pipe, block, sizeof block);
+    if (count > 0) output.append(block, static_cast<std::size_t>(count));
+    if (count == 0 || (count < 0 && errno != EINTR)) return;
+  }
 }
 
-bool ReadAll(FILE* pipe, std::string& output) {
-  char block[4096];
-  for (std::size_t count; (count = std::fread(block, 1, sizeof block, pipe)) > 0;) {
-    output.append(block, count);
+// The shell on a command, with one end of a pipe in the place of `stream`.
+pid_t Spawn(const Fleet& fleet, const char* command, int pipe, int stream) {
+  posix_spawn_file_actions_t actions;
+  posix_spawn_file_actions_init(&actions);
+  posix_spawn_file_actions_adddup2(&actions, pipe, stream);
+  Environment environment(fleet);
+  std::string line = fleet.MapCommand(command);
+  char shell[] = "sh", option[] = "-c";
+  char* arguments[] = {shell, option, line.data(), nullptr};
+  pid_t child = -1;
+  const int failure = posix_spawn(&child, "/bin/sh", &actions, nullptr, arguments, environment.Get());
+  posix_spawn_file_actions_destroy(&actions);
+  if (failure == 0) return child;
+  errno = failure;
+  return -1;
+}
+
+int Wait(pid_t child) {
+  int status = 0;
+  while (waitpid(child, &status, 0) < 0) {
+    if (errno != EINTR) return -1;
   }
-  return std::ferror(pipe) == 0;
+  return status;
 }
 
 // A stream that yields a text.
@@ -57,18 +105,23 @@ FILE* StreamOf(const std::string& text) {
 
 // The whole output of a command, as it would read on a machine with these drives.
 bool Collect(const Fleet& fleet, const char* command, std::string& output, int& status) {
-  FILE* pipe = Libc().popen(Prepare(fleet, command).c_str(), "re");
-  if (pipe == nullptr) return false;
-  ReadAll(pipe, output);
-  status = Libc().pclose(pipe);
-  fleet.Unmap(output);
-  return true;
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return false;
+  const auto child = Spawn(fleet, command, ends[1], STDOUT_FILENO);
+  Libc().close(ends[1]);
+  if (child > 0) {
+    ReadAll(ends[0], output);
+    status = Wait(child);
+    fleet.Unmap(output);
+  }
+  Libc().close(ends[0]);
+  return child > 0;
 }
 
 }  // namespace
 
 FILE* OpenShell(const Fleet& fleet, const char* command, const char* mode) {
-  if (*mode != 'r') return Libc().popen(Prepare(fleet, command).c_str(), mode);
+  if (*mode != 'r') return Libc().popen(fleet.MapCommand(command).c_str(), mode);
   std::string output;
   int status = 0;
   if (!Collect(fleet, command, output, status)) return nullptr;
