@@ -8,10 +8,10 @@
 
 namespace Simulator {
 
-inline constexpr std::uint8_t kAtaReady = 0x50;     // DRDY and the seek-complete bit
-inline constexpr std::uint8_t kAtaRefused = 0x51;   // with ERR
-inline constexpr std::uint8_t kAtaAbort = 0x04;     // ABRT
-inline constexpr std::uint8_t kAtaNotFound = 0x10;  // IDNF
+inline constexpr std::uint8_t kAtaReady = 0x50;          // DRDY and the seek-complete bit
+inline constexpr std::uint8_t kAtaRefused = 0x51;        // with ERR
+inline constexpr std::uint8_t kAtaAbort = 0x04;          // ABRT
+inline constexpr std::uint8_t kAtaNotFound = 0x10;       // IDNF
 inline constexpr std::uint8_t kAtaUncorrectable = 0x40;  // UNC
 inline constexpr std::uint32_t kBlock = 512;
 
@@ -107,7 +107,8 @@ void AtaSmartReturnStatus(AtaCommand& command);
 void AtaReadLogExt(AtaCommand& command);
 void AtaWriteLogExt(AtaCommand& command);
 // A log's content from a page on; false when the drive has no such log or page.
-bool ReadAtaLog(AtaCommand& command, std::uint8_t address, std::uint32_t page, std::span<std::uint8_t> into);
+bool ReadAtaLog(AtaCommand& command, std::uint8_t address, std::uint32_t page,
+                std::span<std::uint8_t> into);
 
 void AtaSecuritySetPassword(AtaCommand& command);
 void AtaSecurityUnlock(AtaCommand& command);

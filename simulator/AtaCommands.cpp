@@ -45,21 +45,31 @@ void SetMultiple(AtaCommand& command) {
 void SetFeatures(AtaCommand& command) {
   auto& ata = command.Ata();
   switch (command.Feature()) {
-    case 0x02: ata.writeCache = 1; return;
-    case 0x82: ata.writeCache = 0; return;
-    case 0xAA: ata.lookAhead = 1; return;
-    case 0x55: ata.lookAhead = 0; return;
+    case 0x02:
+      ata.writeCache = 1;
+      return;
+    case 0x82:
+      ata.writeCache = 0;
+      return;
+    case 0xAA:
+      ata.lookAhead = 1;
+      return;
+    case 0x55:
+      ata.lookAhead = 0;
+      return;
     case 0x03:  // transfer mode
     case 0x05:
     case 0x85:  // power management
     case 0x66:
-    case 0xCC: return;  // defaults at a soft reset
+    case 0xCC:
+      return;  // defaults at a soft reset
     case 0x10:
     case 0x90:  // SATA features: 3 is device-initiated power management
       if (command.In().count != 0x03) return command.Abort();
       ata.dipm = command.Feature() == 0x10 ? 1 : 0;
       return;
-    default: return command.Abort();
+    default:
+      return command.Abort();
   }
 }
 
@@ -75,6 +85,7 @@ constexpr Transfer kNone = Transfer::None, kPioIn = Transfer::PioIn, kPioOut = T
 constexpr std::uint8_t kLocked = kWhenLocked, kSanitizing = kWhenSanitizing, kMedia = kMediaAccess;
 constexpr std::uint8_t kAlways = kWhenLocked | kWhenSanitizing;
 
+// clang-format off
 // opcode, feature, transfer, allowed, handler; first match.
 constexpr AtaRow kRows[] = {
     {0x00, -1, kNone, kAlways, Refused},  // NOP: aborted by every drive
@@ -147,6 +158,7 @@ constexpr AtaRow kRows[] = {
     {0xF8, -1, kNone, kLocked, AtaReadNativeMax},
     {0xF9, -1, kNone, 0, AtaSetMax},
 };
+// clang-format on
 
 const AtaRow* FindRow(const AtaRegisters& in) {
   for (const auto& row : kRows) {
@@ -162,11 +174,16 @@ bool ProtocolFits(const AtaRow& row, const AtaRegisters& in, Direction direction
   const bool pioIn = in.protocol == 4, pioOut = in.protocol == 5;
   const bool dma = in.protocol == 6 || in.protocol == 10 || in.protocol == 11;
   switch (row.transfer) {
-    case Transfer::None: return in.protocol == 3 || in.protocol == 8 || direction == Direction::FromDevice;
-    case Transfer::PioIn: return pioIn;
-    case Transfer::PioOut: return pioOut;
-    case Transfer::DmaIn: return dma && direction == Direction::FromDevice;
-    case Transfer::DmaOut: return dma && direction == Direction::ToDevice;
+    case Transfer::None:
+      return in.protocol == 3 || in.protocol == 8 || direction == Direction::FromDevice;
+    case Transfer::PioIn:
+      return pioIn;
+    case Transfer::PioOut:
+      return pioOut;
+    case Transfer::DmaIn:
+      return dma && direction == Direction::FromDevice;
+    case Transfer::DmaOut:
+      return dma && direction == Direction::ToDevice;
   }
   return false;
 }
@@ -223,7 +240,8 @@ AtaOutput ExecuteAta(Drive& drive, Transaction& transaction, const AtaRegisters&
   AtaFinishDownload(command);
   const auto* row = FindRow(registers);
   if (row != nullptr) command.Out().pioIn = row->transfer == Transfer::PioIn;
-  if (row == nullptr || !ProtocolFits(*row, registers, transaction.direction) || !MayRun(command, *row)) {
+  if (row == nullptr || !ProtocolFits(*row, registers, transaction.direction) ||
+      !MayRun(command, *row)) {
     command.Abort();
   } else {
     if ((row->allowed & kMediaAccess) != 0) ata.powerMode = PowerMode::Active;

@@ -70,9 +70,12 @@ void TakeWhole(AtaCommand& command) {
 
 void AtaDownloadMicrocode(AtaCommand& command) {
   switch (command.Feature()) {
-    case kSegments: return TakeSegment(command, false);
-    case kDeferred: return TakeSegment(command, true);
-    case kWhole: return TakeWhole(command);
+    case kSegments:
+      return TakeSegment(command, false);
+    case kDeferred:
+      return TakeSegment(command, true);
+    case kWhole:
+      return TakeWhole(command);
     case kActivate: {
       auto& firmware = command.Ata().firmware;
       if (!firmware.deferred) return command.Abort();
@@ -80,7 +83,8 @@ void AtaDownloadMicrocode(AtaCommand& command) {
       command.Out().count = kApplied;
       return;
     }
-    default: return command.Abort();
+    default:
+      return command.Abort();
   }
 }
 

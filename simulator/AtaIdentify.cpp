@@ -13,6 +13,7 @@ struct WordRow {
   std::uint16_t word, value;
 };
 
+// clang-format off
 // What every simulated SATA drive says.
 constexpr WordRow kWords[] = {
     {0, 0x0040},
@@ -53,6 +54,7 @@ constexpr WordRow kWords[] = {
     {234, 1},       // DOWNLOAD MICROCODE mode 03h: least blocks
     {235, 0xFFFF},  // and most
 };
+// clang-format on
 
 // ATA texts stand with the bytes of each word exchanged.
 void PutAtaText(std::uint8_t* at, std::size_t width, std::string_view text) {
@@ -114,7 +116,10 @@ void BuildIdentify(Drive& drive, std::uint8_t (&block)[512]) {
   SetBit(block, 85, 6, ata.lookAhead);
   SetBit(block, 84, 1, ata.selfTest.supported);
   SetBit(block, 87, 1, ata.selfTest.supported);
-  if (ata.multiple != 0) PutLittle<std::uint16_t>(block + 2 * 59, static_cast<std::uint16_t>(GetLittle<std::uint16_t>(block + 2 * 59) | 0x0100 | ata.multiple));
+  if (ata.multiple != 0)
+    PutLittle<std::uint16_t>(block + 2 * 59,
+                             static_cast<std::uint16_t>(GetLittle<std::uint16_t>(block + 2 * 59) |
+                                                        0x0100 | ata.multiple));
   PutLittle(block + 2 * 92, ata.security.masterIdentifier);
   PutLittle(block + 2 * 128, SecurityWord(ata.security));
   PutChecksum(block);
@@ -136,7 +141,8 @@ void MakeAta(DriveState& state, const DriveSpec& spec) {
   auto& ata = state.ata;
   for (const auto& row : kWords) ata.identify[row.word] = row.value;
   // A name of its own: NAA 5, and the digest of model and serial number.
-  const auto name = Digest(spec.serial.data(), spec.serial.size()) ^ Digest(spec.model.data(), spec.model.size());
+  const auto name =
+      Digest(spec.serial.data(), spec.serial.size()) ^ Digest(spec.model.data(), spec.model.size());
   ata.identify[108] = static_cast<std::uint16_t>(0x5000 | (name >> 48 & 0x0FFF));
   ata.identify[109] = static_cast<std::uint16_t>(name >> 32);
   ata.identify[110] = static_cast<std::uint16_t>(name >> 16);
@@ -155,7 +161,7 @@ void MakeAta(DriveState& state, const DriveSpec& spec) {
   ata.security.supported = 1;
   ata.security.attemptsLeft = 5;
   ata.security.masterIdentifier = 0xFFFE;
-  ata.identify[89] = 1;   // erase time: 2 minutes
+  ata.identify[89] = 1;  // erase time: 2 minutes
   ata.identify[90] = 1;
 
   ata.sanitize.blockErase = ata.sanitize.cryptoScramble = 1;
@@ -165,6 +171,7 @@ void MakeAta(DriveState& state, const DriveSpec& spec) {
   ata.selfTest.extendedMs = 10000;
   ata.selfTest.conveyanceMs = 3000;
 
+  // clang-format off
   constexpr SmartAttribute kAttributes[] = {
       // id, value, worst, threshold, flags, reserved, raw
       {0x05, 100, 100, 0, 0x0032, 0, 0},          // reallocated sectors
@@ -186,6 +193,7 @@ void MakeAta(DriveState& state, const DriveSpec& spec) {
       {0xF1, 100, 100, 0, 0x0032, 0, 4321},       // LBAs written
       {0xF2, 100, 100, 0, 0x0032, 0, 8765},       // LBAs read
   };
+  // clang-format on
   std::copy(std::begin(kAttributes), std::end(kAttributes), ata.attributes);
 }
 

@@ -53,7 +53,8 @@ void AtaWrite(AtaCommand& command) {
   const std::uint64_t size = AtaSectorSize(command.State());
   if (!InMedium(command, range) || !FitsBuffer(command, range.blocks * size)) return;
   const auto room = command.Room();
-  if (!command.TheDrive().WriteMedium(0, range.lba * size, room.data(), room.size())) return command.Abort();
+  if (!command.TheDrive().WriteMedium(0, range.lba * size, room.data(), room.size()))
+    return command.Abort();
   command.Moved(room.size());
   Count(command, 0xF1, range.blocks);
 }
@@ -62,7 +63,8 @@ void AtaVerify(AtaCommand& command) {
   const Range range{command.Address(), command.Blocks()};
   const std::uint64_t size = AtaSectorSize(command.State());
   if (!InMedium(command, range)) return;
-  if (!command.TheDrive().IsReadable(0, range.lba * size, range.blocks * size)) command.Abort(kAtaUncorrectable);
+  if (!command.TheDrive().IsReadable(0, range.lba * size, range.blocks * size))
+    command.Abort(kAtaUncorrectable);
 }
 
 // TRIM: entries of an LBA in 48 bits and a length in 16.

@@ -15,7 +15,8 @@ struct Key {
 };
 
 // Extended status codes.
-constexpr std::uint16_t kGood = 0x0000, kBadAction = 0x0004, kBadFunction = 0x0001, kBadSelector = 0x0002;
+constexpr std::uint16_t kGood = 0x0000, kBadAction = 0x0004, kBadFunction = 0x0001,
+                        kBadSelector = 0x0002;
 
 // What a get hands back goes into count 7:0 and LBA 7:0.
 void Return(AtaCommand& command, std::uint16_t value) {
@@ -43,6 +44,7 @@ struct FeatureRow {
   std::uint16_t code, state;
 };
 
+// clang-format off
 constexpr FeatureRow kFeatures[] = {
     {0x0001, 1},     // write cache
     {0x0002, 1},     // write cache reordering
@@ -53,6 +55,7 @@ constexpr FeatureRow kFeatures[] = {
     {0xD004, 20000}, // power governor average power, mW
     {0xD801, 1},     // physical sector size: 4096
 };
+// clang-format on
 static_assert(std::size(kFeatures) == std::size(SctState{}.featureState));
 
 std::uint16_t FeatureControl(AtaCommand& command, const Key& key) {
@@ -119,10 +122,12 @@ struct ActionRow {
   std::uint16_t (*run)(AtaCommand&, const Key&);
 };
 
+// clang-format off
 constexpr ActionRow kActions[] = {
     {0x0003, ErrorRecovery}, {0x0004, FeatureControl}, {0x0005, DataTable}, {0xC002, PhyConfig},
     {0xC003, SpreadSpectrum}, {0xC004, PhySpeed},      {0xC100, Cominit},   {0xC60E, SpreadSpectrum},
 };
+// clang-format on
 
 }  // namespace
 
@@ -148,19 +153,20 @@ void WriteSctKey(AtaCommand& command, std::span<const std::uint8_t> data) {
 void ReadSctStatus(AtaCommand& command, std::span<std::uint8_t> block) {
   const auto& sct = command.Ata().sct;
   auto* at = block.data();
-  PutLittle<std::uint16_t>(at, 3);        // format version
-  PutLittle<std::uint16_t>(at + 2, 1);    // SCT version
-  PutLittle<std::uint16_t>(at + 4, 1);    // SCT specification
-  at[10] = 0;                             // active
+  PutLittle<std::uint16_t>(at, 3);      // format version
+  PutLittle<std::uint16_t>(at + 2, 1);  // SCT version
+  PutLittle<std::uint16_t>(at + 4, 1);  // SCT specification
+  at[10] = 0;                           // active
   PutLittle(at + 14, sct.lastStatus);
   PutLittle(at + 16, sct.lastAction);
   PutLittle(at + 18, sct.lastFunction);
-  at[200] = 28;                           // temperature, degree C
-  at[201] = 22;                           // lowest and highest since power-on
+  at[200] = 28;  // temperature, degree C
+  at[201] = 22;  // lowest and highest since power-on
   at[202] = 33;
-  at[203] = 18;                           // lowest and highest, lifetime
+  at[203] = 18;  // lowest and highest, lifetime
   at[204] = 45;
-  PutLittle<std::uint16_t>(at + 482, static_cast<std::uint16_t>(sct.savesUsed >= 1000 ? 0 : 1000 - sct.savesUsed));
+  PutLittle<std::uint16_t>(
+      at + 482, static_cast<std::uint16_t>(sct.savesUsed >= 1000 ? 0 : 1000 - sct.savesUsed));
 }
 
 // The temperature history, of four samples.
@@ -168,15 +174,15 @@ bool ReadSctData(AtaCommand& command, std::span<std::uint8_t> into) {
   if (command.Ata().sct.tableIdentifier != 2 || into.size() != kBlock) return false;
   auto* at = into.data();
   PutLittle<std::uint16_t>(at, 2);
-  PutLittle<std::uint16_t>(at + 2, 1);   // sampled each minute
-  PutLittle<std::uint16_t>(at + 4, 1);   // logged each minute
-  at[6] = 70;                            // operation limits, degree C
+  PutLittle<std::uint16_t>(at + 2, 1);  // sampled each minute
+  PutLittle<std::uint16_t>(at + 4, 1);  // logged each minute
+  at[6] = 70;                           // operation limits, degree C
   at[7] = 75;
   at[8] = 0;
   at[9] = static_cast<std::uint8_t>(-5);
   PutLittle<std::uint16_t>(at + 30, 478);
   PutLittle<std::uint16_t>(at + 32, 3);
-  std::memset(at + 34, 0x80, 478);       // no sample
+  std::memset(at + 34, 0x80, 478);  // no sample
   for (int i = 0; i < 4; ++i) at[34 + i] = static_cast<std::uint8_t>(25 + i);
   command.Ata().sct.tableIdentifier = 0;
   return true;

@@ -99,7 +99,10 @@ void AtaSecurityDisablePassword(AtaCommand& command) {
 namespace {
 
 enum SanitizeReason : std::uint8_t {
-  kNotReported = 0, kUnsuccessful = 1, kUnsupported = 2, kFrozen = 3
+  kNotReported = 0,
+  kUnsuccessful = 1,
+  kUnsupported = 2,
+  kFrozen = 3
 };
 
 // A refused SANITIZE command says why in LBA 7:0.
@@ -152,6 +155,7 @@ struct SanitizeRow {
 constexpr std::uint8_t kStatus = 0x00, kCrypto = 0x11, kBlockErase = 0x12, kOverwrite = 0x14,
                        kFreeze = 0x20, kAntifreeze = 0x40;
 
+// clang-format off
 constexpr SanitizeRow kSanitizeRows[] = {
     {kStatus, 0},
     {kCrypto, 0x43727970},      // "Cryp"
@@ -160,14 +164,19 @@ constexpr SanitizeRow kSanitizeRows[] = {
     {kFreeze, 0x46724C6B},      // "FrLk"
     {kAntifreeze, 0x416E7469},  // "Anti"
 };
+// clang-format on
 
 bool IsSupported(const SanitizeState& sanitize, std::uint8_t feature) {
   const bool any = sanitize.cryptoScramble || sanitize.blockErase || sanitize.overwrite;
   switch (feature) {
-    case kCrypto: return sanitize.cryptoScramble;
-    case kBlockErase: return sanitize.blockErase;
-    case kOverwrite: return sanitize.overwrite;
-    default: return any;
+    case kCrypto:
+      return sanitize.cryptoScramble;
+    case kBlockErase:
+      return sanitize.blockErase;
+    case kOverwrite:
+      return sanitize.overwrite;
+    default:
+      return any;
   }
 }
 
@@ -191,7 +200,8 @@ void AtaSanitize(AtaCommand& command) {
   auto& sanitize = command.Ata().sanitize;
   const auto feature = command.Feature();
   if (!IsSupported(sanitize, feature)) return RefuseSanitize(command, kUnsupported);
-  if (!command.In().extended || !HasKey(command.In(), feature)) return RefuseSanitize(command, kNotReported);
+  if (!command.In().extended || !HasKey(command.In(), feature))
+    return RefuseSanitize(command, kNotReported);
   if (feature == kStatus) {
     GiveStatus(command);
     if (!sanitize.failed) return;

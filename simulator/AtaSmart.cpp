@@ -22,15 +22,19 @@ bool MayRun(AtaCommand& command) {
 
 void PutChecksum(std::span<std::uint8_t> block) {
   std::uint8_t sum = 0;
-  for (std::size_t i = 0; i + 1 < block.size(); ++i) sum = static_cast<std::uint8_t>(sum + block[i]);
+  for (std::size_t i = 0; i + 1 < block.size(); ++i)
+    sum = static_cast<std::uint8_t>(sum + block[i]);
   block.back() = static_cast<std::uint8_t>(-sum);
 }
 
 std::uint32_t Duration(const SelfTestState& test) {
   switch (test.type & 0x7F) {
-    case 1: return test.shortMs;
-    case 3: return test.conveyanceMs;
-    default: return test.extendedMs;
+    case 1:
+      return test.shortMs;
+    case 3:
+      return test.conveyanceMs;
+    default:
+      return test.extendedMs;
   }
 }
 
@@ -59,7 +63,8 @@ void PutAttributes(const AtaState& ata, std::uint8_t* block) {
     PutLittle(entry + 1, attribute.flags);
     entry[3] = attribute.value;
     entry[4] = attribute.worst;
-    for (int byte = 0; byte < 6; ++byte) entry[5 + byte] = static_cast<std::uint8_t>(attribute.raw >> (8 * byte));
+    for (int byte = 0; byte < 6; ++byte)
+      entry[5 + byte] = static_cast<std::uint8_t>(attribute.raw >> (8 * byte));
   }
 }
 
@@ -80,6 +85,7 @@ struct BuiltInLog {
   bool smart, general;
 };
 
+// clang-format off
 constexpr BuiltInLog kLogs[] = {
     {0x01, 1, true, false},   // summary error log
     {0x03, 1, false, true},   // extended comprehensive error log
@@ -91,6 +97,7 @@ constexpr BuiltInLog kLogs[] = {
     {0xE0, 1, true, true},    // SCT command and status
     {0xE1, 1, true, true},    // SCT data transfer
 };
+// clang-format on
 
 const BuiltInLog* FindLog(std::uint8_t address) {
   for (const auto& log : kLogs) {
@@ -111,7 +118,8 @@ void PutDirectory(Drive& drive, std::uint8_t* block) {
   for (int address = 1; address < 256; ++address) {
     std::uint64_t size = 0;
     if (!drive.HasLog(FileName(static_cast<std::uint8_t>(address)), &size)) continue;
-    PutLittle(block + 2 * address, static_cast<std::uint16_t>(std::min<std::uint64_t>((size + kBlock - 1) / kBlock, 0xFFFF)));
+    PutLittle(block + 2 * address, static_cast<std::uint16_t>(std::min<std::uint64_t>(
+                                       (size + kBlock - 1) / kBlock, 0xFFFF)));
   }
 }
 
@@ -120,6 +128,7 @@ struct PhyCounter {
   std::uint16_t value;
 };
 
+// clang-format off
 constexpr PhyCounter kPhyCounters[] = {
     {0x1001, 0},  // command failed by ICRC
     {0x1002, 0},  // R_ERR, data FIS
@@ -132,6 +141,7 @@ constexpr PhyCounter kPhyCounters[] = {
     {0x100B, 0},  // CRC, host to device
     {0x100D, 0},  // non-CRC, host to device
 };
+// clang-format on
 
 void PutPhyCounters(std::uint8_t* block) {
   auto* at = block + 4;
@@ -155,16 +165,30 @@ void PutIdentifyLog(AtaCommand& command, std::uint32_t page, std::uint8_t* block
   std::memcpy(block, identify, sizeof identify);
 }
 
-void PutBuiltIn(AtaCommand& command, std::uint8_t address, std::uint32_t page, std::uint8_t* block) {
+void PutBuiltIn(AtaCommand& command, std::uint8_t address, std::uint32_t page,
+                std::uint8_t* block) {
   switch (address) {
-    case 0x01: block[0] = 1; break;
-    case 0x03: block[0] = 1; break;
-    case 0x06: PutSelfTestLog(command, block); break;
-    case 0x07: block[0] = 1; break;
-    case 0x11: PutPhyCounters(block); break;
-    case 0x30: return PutIdentifyLog(command, page, block);
-    case 0xE0: return ReadSctStatus(command, {block, kBlock});
-    default: break;
+    case 0x01:
+      block[0] = 1;
+      break;
+    case 0x03:
+      block[0] = 1;
+      break;
+    case 0x06:
+      PutSelfTestLog(command, block);
+      break;
+    case 0x07:
+      block[0] = 1;
+      break;
+    case 0x11:
+      PutPhyCounters(block);
+      break;
+    case 0x30:
+      return PutIdentifyLog(command, page, block);
+    case 0xE0:
+      return ReadSctStatus(command, {block, kBlock});
+    default:
+      break;
   }
   PutChecksum({block, kBlock});
 }
@@ -177,12 +201,14 @@ bool IsThere(AtaCommand& command, std::uint8_t address, bool smart) {
 
 }  // namespace
 
-bool ReadAtaLog(AtaCommand& command, std::uint8_t address, std::uint32_t page, std::span<std::uint8_t> into) {
+bool ReadAtaLog(AtaCommand& command, std::uint8_t address, std::uint32_t page,
+                std::span<std::uint8_t> into) {
   std::memset(into.data(), 0, into.size());
   std::uint64_t size = 0;
   if (command.TheDrive().HasLog(FileName(address), &size)) {
     const std::uint64_t offset = static_cast<std::uint64_t>(page) * kBlock;
-    return offset < size && command.TheDrive().ReadLog(FileName(address), offset, into.data(), into.size());
+    return offset < size &&
+           command.TheDrive().ReadLog(FileName(address), offset, into.data(), into.size());
   }
   if (address == 0xE1) return ReadSctData(command, into);
   const auto* log = FindLog(address);
@@ -265,7 +291,8 @@ void AtaSmartReadLog(AtaCommand& command) {
   if (!MayRun(command)) return;
   const auto address = static_cast<std::uint8_t>(command.In().lba);
   const auto size = (command.In().count & 0xFFu) * kBlock;
-  if (size == 0 || command.Room().size() < size || !IsThere(command, address, true)) return command.Abort();
+  if (size == 0 || command.Room().size() < size || !IsThere(command, address, true))
+    return command.Abort();
   if (!ReadAtaLog(command, address, 0, command.Room().first(size))) return command.Abort();
   command.Moved(size);
 }
@@ -301,7 +328,8 @@ void AtaReadLogExt(AtaCommand& command) {
   const auto address = static_cast<std::uint8_t>(lba);
   const auto page = static_cast<std::uint32_t>((lba >> 8 & 0xFF) | (lba >> 32 & 0xFF) << 8);
   const std::size_t size = command.In().count * static_cast<std::size_t>(kBlock);
-  if (size == 0 || command.Room().size() < size || !IsThere(command, address, false)) return command.Abort();
+  if (size == 0 || command.Room().size() < size || !IsThere(command, address, false))
+    return command.Abort();
   if (!ReadAtaLog(command, address, page, command.Room().first(size))) return command.Abort();
   command.Moved(size);
 }

@@ -17,7 +17,8 @@ void PowerCycleNvme(Drive& drive);
 void PowerCycleScsi(Drive& drive);
 
 // Execute one command; the drive is locked.
-void ExecuteAtaDrive(Drive& drive, Transaction& transaction);   // SAT: ATA pass-through and plain SCSI
+void ExecuteAtaDrive(Drive& drive,
+                     Transaction& transaction);  // SAT: ATA pass-through and plain SCSI
 void ExecuteScsiDrive(Drive& drive, Transaction& transaction);
 void ExecuteNvmeDrive(Drive& drive, Transaction& transaction);
 

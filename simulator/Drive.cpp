@@ -143,9 +143,15 @@ void Drive::Execute(Transaction& transaction) {
 
 void Drive::Dispatch(Transaction& transaction) {
   switch (state_->kind) {
-    case Kind::Ata: ExecuteAtaDrive(*this, transaction); break;
-    case Kind::Nvme: ExecuteNvmeDrive(*this, transaction); break;
-    case Kind::Scsi: ExecuteScsiDrive(*this, transaction); break;
+    case Kind::Ata:
+      ExecuteAtaDrive(*this, transaction);
+      break;
+    case Kind::Nvme:
+      ExecuteNvmeDrive(*this, transaction);
+      break;
+    case Kind::Scsi:
+      ExecuteScsiDrive(*this, transaction);
+      break;
   }
   if (!state_->staleData || transaction.direction != Direction::FromDevice) return;
   if (transaction.transferred != 0) {
@@ -162,7 +168,8 @@ FaultSlot* Drive::FindFault(const Transaction& transaction) {
   FaultSlot* found = nullptr;
   for (auto& slot : state_->faults) {
     if (slot.action == FaultAction::None) continue;
-    if (slot.commandClass != CommandClass::Any && slot.commandClass != identity.commandClass) continue;
+    if (slot.commandClass != CommandClass::Any && slot.commandClass != identity.commandClass)
+      continue;
     if (!slot.anyOpcode && slot.opcode != identity.opcode) continue;
     if (!slot.anyFeature && slot.feature != identity.feature) continue;
     if (slot.skip > 0) {
@@ -188,7 +195,8 @@ void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
       Dispatch(transaction);
       break;
     case FaultAction::AtaError:
-      RefuseAta(*this, transaction, static_cast<std::uint8_t>(fault.status), fault.error, fault.lba);
+      RefuseAta(*this, transaction, static_cast<std::uint8_t>(fault.status), fault.error,
+                fault.lba);
       break;
     case FaultAction::ScsiError:
       if (fault.status == 0x02) transaction.SetSense(fault.key, fault.asc, fault.ascq);
@@ -214,8 +222,8 @@ void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
       break;
     case FaultAction::ShortData: {
       std::vector<std::uint8_t> kept;
-      const bool cuts = transaction.direction == Direction::FromDevice && transaction.data != nullptr &&
-                        fault.value < transaction.length;
+      const bool cuts = transaction.direction == Direction::FromDevice &&
+                        transaction.data != nullptr && fault.value < transaction.length;
       if (cuts) kept.assign(transaction.data + fault.value, transaction.data + transaction.length);
       Dispatch(transaction);
       if (cuts) std::copy(kept.begin(), kept.end(), transaction.data + fault.value);
@@ -267,9 +275,15 @@ void Drive::PowerCycle() {
   ++state_->powerCycles;
   state_->vanished = 0;
   switch (state_->kind) {
-    case Kind::Ata: PowerCycleAta(*this); break;
-    case Kind::Nvme: PowerCycleNvme(*this); break;
-    case Kind::Scsi: PowerCycleScsi(*this); break;
+    case Kind::Ata:
+      PowerCycleAta(*this);
+      break;
+    case Kind::Nvme:
+      PowerCycleNvme(*this);
+      break;
+    case Kind::Scsi:
+      PowerCycleScsi(*this);
+      break;
   }
 }
 
@@ -305,7 +319,8 @@ void Drive::Append(const Transaction& transaction, std::uint64_t digest) {
 std::string Drive::JournalPath() const { return fleet_.Root() + "/drives/" + name_ + ".journal"; }
 
 void Drive::ClearJournal() {
-  if (journalFile_ >= 0) [[maybe_unused]] const int cut = ftruncate(journalFile_, 0);
+  if (journalFile_ >= 0) [[maybe_unused]]
+    const int cut = ftruncate(journalFile_, 0);
 }
 
 std::string Drive::MediumPath(std::uint32_t nsid) const {

@@ -60,7 +60,7 @@ class Drive {
   bool Inject(const FaultSlot& fault);
   void ClearFaults();  // and bad ranges; a vanished node comes back
 
-  std::uint64_t Now() const;  // milliseconds of the fleet's clock
+  std::uint64_t Now() const;               // milliseconds of the fleet's clock
   void Spend(std::uint32_t milliseconds);  // time that a command takes passes on the fleet's clock
 
   // Media, by byte; nsid 0 is the only medium of a drive that is not NVMe.

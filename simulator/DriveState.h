@@ -38,17 +38,17 @@ inline constexpr std::size_t kBadRanges = 8;
 
 enum class FaultAction : std::uint8_t {
   None,
-  AtaError,     // status, error
-  ScsiError,    // status, key, asc, ascq
-  NvmeStatus,   // status (status code type in bits 10:8)
-  IoctlError,   // error: an errno
-  HostError,    // hostStatus, driverStatus
-  Vanish,       // the node is gone until the fault is cleared
-  Delay,        // milliseconds
-  ShortData,    // bytes: only so many of the data are given
-  Garbage,      // pattern: see Garbage below
-  Hang,         // ends at the command's time-out, which passes on the fleet's clock
-  Kill,         // the process dies; afterwards says whether the drive did its work first
+  AtaError,    // status, error
+  ScsiError,   // status, key, asc, ascq
+  NvmeStatus,  // status (status code type in bits 10:8)
+  IoctlError,  // error: an errno
+  HostError,   // hostStatus, driverStatus
+  Vanish,      // the node is gone until the fault is cleared
+  Delay,       // milliseconds
+  ShortData,   // bytes: only so many of the data are given
+  Garbage,     // pattern: see Garbage below
+  Hang,        // ends at the command's time-out, which passes on the fleet's clock
+  Kill,        // the process dies; afterwards says whether the drive did its work first
 };
 
 enum class Garbage : std::uint8_t { Zeros, Ones, Random };
@@ -60,18 +60,18 @@ struct FaultSlot {
   CommandClass commandClass;
   std::uint8_t anyOpcode;
   std::uint8_t opcode;
-  std::uint8_t anyFeature;   // ATA: the Features register; NVMe: cdw10 7:0
+  std::uint8_t anyFeature;  // ATA: the Features register; NVMe: cdw10 7:0
   std::uint8_t feature;
   std::uint8_t afterwards;
-  std::uint8_t error;        // ATA error register
-  std::uint16_t status;      // ATA status, SCSI status or NVMe status
+  std::uint8_t error;    // ATA error register
+  std::uint16_t status;  // ATA status, SCSI status or NVMe status
   std::uint8_t key, asc, ascq;
   Garbage garbage;
   std::uint16_t hostStatus, driverStatus;
-  std::uint32_t skip;        // matching commands that still pass
-  std::uint32_t times;       // matching commands that it then meets; 0: all
-  std::uint32_t value;       // errno, milliseconds or bytes
-  std::uint32_t lba;         // LBA register 31:0 of an ATA error
+  std::uint32_t skip;   // matching commands that still pass
+  std::uint32_t times;  // matching commands that it then meets; 0: all
+  std::uint32_t value;  // errno, milliseconds or bytes
+  std::uint32_t lba;    // LBA register 31:0 of an ATA error
 };
 static_assert(sizeof(FaultSlot) == 36);
 
@@ -86,7 +86,7 @@ struct SmartAttribute {
   std::uint8_t id, value, worst, threshold;
   std::uint16_t flags;  // bit 0: pre-failure
   std::uint16_t reserved;
-  Wide raw;             // 48 bits
+  Wide raw;  // 48 bits
 };
 static_assert(sizeof(SmartAttribute) == 16);
 
@@ -120,9 +120,10 @@ struct SelfTestState {
 static_assert(sizeof(SelfTestState) == 32);
 
 struct FirmwareState {
-  char next[24];              // revision that an image without our mark brings; empty: made of its digest
-  char pending[24];           // revision waiting for its activation
-  std::uint32_t nextBlock;    // where the next segment must begin (ATA blocks, NVMe dwords, SCSI bytes)
+  char next[24];     // revision that an image without our mark brings; empty: made of its digest
+  char pending[24];  // revision waiting for its activation
+  // Where the next piece must begin: ATA blocks, NVMe dwords, SCSI bytes.
+  std::uint32_t nextBlock;
   std::uint32_t imageBlocks;  // the image's own word for its size, 0 when it has none
   std::uint32_t transfers, activations;
   std::uint8_t running, deferred, refuseImages, reserved[5];
@@ -165,7 +166,7 @@ struct AtaState {
 };
 
 struct NvmeNamespace {
-  Wide bytes;                // capacity, whatever the format
+  Wide bytes;  // capacity, whatever the format
   std::uint8_t exists, format, metadata, protection, endToEnd, reserved[3];
   std::uint8_t eui64[8];
 };

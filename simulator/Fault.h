@@ -14,7 +14,8 @@ namespace Simulator {
 
 class Fault {
  public:
-  static Fault AtaError(std::uint8_t status = 0x51, std::uint8_t error = 0x04, std::uint32_t lba = 0);
+  static Fault AtaError(std::uint8_t status = 0x51, std::uint8_t error = 0x04,
+                        std::uint32_t lba = 0);
   // SCSI status byte (02h is CHECK CONDITION) with fixed or descriptor sense of key, asc, ascq.
   static Fault ScsiError(std::uint8_t status, std::uint8_t key = 0, std::uint8_t asc = 0,
                          std::uint8_t ascq = 0);

@@ -48,13 +48,17 @@ std::string Fail(std::string& error, std::string text) {
 
 std::string Check(const DriveSpec& spec) {
   if (spec.model.empty() || spec.model.size() > 40) return "a model has 1 to 40 characters";
-  if (spec.serial.empty() || spec.serial.size() > 20) return "a serial number has 1 to 20 characters";
-  if (spec.firmware.empty() || spec.firmware.size() > 8) return "a firmware revision has 1 to 8 characters";
+  if (spec.serial.empty() || spec.serial.size() > 20)
+    return "a serial number has 1 to 20 characters";
+  if (spec.firmware.empty() || spec.firmware.size() > 8)
+    return "a firmware revision has 1 to 8 characters";
   if (spec.vendor.empty() || spec.vendor.size() > 8) return "a vendor has 1 to 8 characters";
   if (spec.sectorSize != 512 && spec.sectorSize != 4096) return "a sector has 512 or 4096 bytes";
-  if (spec.sectors == 0 || spec.sectors > std::uint64_t{1} << 40) return "a drive has 1 to 2^40 sectors";
+  if (spec.sectors == 0 || spec.sectors > std::uint64_t{1} << 40)
+    return "a drive has 1 to 2^40 sectors";
   if (spec.namespaces > kMaxNamespaces) return "a controller has at most 16 namespaces";
-  if (spec.deviceType < 0 || spec.deviceType > 0x1F) return "a device type is a number from 0 to 31";
+  if (spec.deviceType < 0 || spec.deviceType > 0x1F)
+    return "a device type is a number from 0 to 31";
   return {};
 }
 
@@ -73,9 +77,15 @@ void Fill(DriveState& state, const DriveSpec& spec) {
   state.sectorSize = spec.sectorSize;
   state.sectors = spec.sectors;
   switch (spec.kind) {
-    case Kind::Ata: MakeAta(state, spec); break;
-    case Kind::Nvme: MakeNvme(state, spec); break;
-    case Kind::Scsi: MakeScsi(state, spec); break;
+    case Kind::Ata:
+      MakeAta(state, spec);
+      break;
+    case Kind::Nvme:
+      MakeNvme(state, spec);
+      break;
+    case Kind::Scsi:
+      MakeScsi(state, spec);
+      break;
   }
 }
 
@@ -140,7 +150,8 @@ bool Fleet::Make(const std::string& root, std::string& error) {
   }
   fs::create_directories(full, failure);
   FleetState state{kFleetMagic, kStateVersion, 0};
-  if (failure || !MakeFleetFolders(full) || !WriteFile(full + "/fleet.state", &state, sizeof state)) {
+  if (failure || !MakeFleetFolders(full) ||
+      !WriteFile(full + "/fleet.state", &state, sizeof state)) {
     error = "cannot write into " + full + ": " + strerror(errno);
     return false;
   }
@@ -207,7 +218,8 @@ std::string Fleet::Add(const DriveSpec& spec, std::string& error) {
   made = made && MakeSysfs(root_, name, *state);
   // The state comes last: a drive that has one is whole.
   made = made && WriteFile(root_ + "/drives/" + name + ".state", state.get(), sizeof(DriveState));
-  if (!made) return Fail(error, "cannot write the drive's files into " + root_ + ": " + strerror(errno));
+  if (!made)
+    return Fail(error, "cannot write the drive's files into " + root_ + ": " + strerror(errno));
   return "/dev/" + name + (nvme && spec.namespaces > 0 ? "n1" : "");
 }
 
@@ -232,7 +244,8 @@ Node Fleet::Find(std::string_view node) {
   const auto drive = FindDrive(name.substr(0, split));
   if (drive == nullptr || split == name.npos) return {drive, 0, false};
   const auto nsid = static_cast<std::uint32_t>(std::strtoul(name.c_str() + split + 1, nullptr, 10));
-  if (nsid == 0 || nsid > kMaxNamespaces || !drive->State().nvme.namespaces[nsid - 1].exists) return {};
+  if (nsid == 0 || nsid > kMaxNamespaces || !drive->State().nvme.namespaces[nsid - 1].exists)
+    return {};
   if (name.find('p', split) != name.npos) return {};
   return {drive, nsid, true};
 }
@@ -252,8 +265,9 @@ std::string Fleet::AddPartition(std::string_view node, std::uint64_t bytes,
   const auto name = NodeName(node);
   const auto block = name.starts_with("sg") ? BlockNameOf(root_, name) : name;
   if (block.empty() || !Find(node)) return {};
-  return MakePartition(root_, block, {bytes, std::string(fileSystem), std::string(mountPoint),
-                                      std::string(volumeGroup)});
+  return MakePartition(
+      root_, block,
+      {bytes, std::string(fileSystem), std::string(mountPoint), std::string(volumeGroup)});
 }
 
 void Fleet::SetRootMount(std::string_view device) { WriteRootMount(root_, device); }

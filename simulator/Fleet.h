@@ -24,14 +24,14 @@ struct DriveSpec {
   std::string model = "MORVU SIMULATED DRIVE";
   std::string serial = "SIM000001";
   std::string firmware = "SIM10001";
-  std::string vendor = "MORVU";          // SCSI only
+  std::string vendor = "MORVU";                 // SCSI only
   std::uint64_t sectors = 2 * 1024 * 1024 * 4;  // of sectorSize bytes; the medium is sparse
   std::uint32_t sectorSize = 512;
-  bool usb = false;                      // the device path goes by a USB port
-  int deviceType = 0;                    // SCSI peripheral device type; 0 is a disk
+  bool usb = false;    // the device path goes by a USB port
+  int deviceType = 0;  // SCSI peripheral device type; 0 is a disk
   SenseFormat senseFormat = SenseFormat::Descriptor;
-  unsigned namespaces = 1;               // NVMe; 0 is a controller with nothing on it
-  bool refusesIdentify = false;          // NVMe: the controller fails IDENTIFY
+  unsigned namespaces = 1;       // NVMe; 0 is a controller with nothing on it
+  bool refusesIdentify = false;  // NVMe: the controller fails IDENTIFY
   bool journal = true;
 };
 
@@ -63,7 +63,7 @@ class Fleet {
   // Returns the new drive's node, "/dev/sg0" or "/dev/nvme0n1" ("/dev/nvme0"
   // without namespaces); empty with `error` set when it cannot.
   std::string Add(const DriveSpec& spec, std::string& error);
-  Node Find(std::string_view node);  // "/dev/sg0", "/dev/sda", "sg0", "/dev/nvme0n1"
+  Node Find(std::string_view node);             // "/dev/sg0", "/dev/sda", "sg0", "/dev/nvme0n1"
   std::vector<std::string> DriveNames() const;  // "nvme0", "sg0", in order
 
   // The partition's node, such as "/dev/sda1".

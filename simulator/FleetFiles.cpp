@@ -101,8 +101,10 @@ awk -v node="$node" '$1 == node && $5 != "-" {
 bool Script(const std::string& path, std::string_view text) {
   if (!Write(path, text)) return false;
   std::error_code failure;
-  fs::permissions(path, fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
-                            fs::perms::others_read | fs::perms::others_exec, failure);
+  fs::permissions(path,
+                  fs::perms::owner_all | fs::perms::group_read | fs::perms::group_exec |
+                      fs::perms::others_read | fs::perms::others_exec,
+                  failure);
   return !failure;
 }
 
@@ -121,7 +123,8 @@ bool MakeScsiSysfs(const std::string& root, const std::string& name, const Drive
   const auto host = "host" + number;
   const auto address = number + ":0:0:0";
   const auto port = state.usb ? std::string("pci0000:00/0000:00:14.0/usb2/2-1/2-1:1.0/")
-                    : state.kind == Kind::Ata ? "pci0000:00/0000:00:17.0/ata" + std::to_string(std::stoi(number) + 1) + "/"
+                    : state.kind == Kind::Ata ? "pci0000:00/0000:00:17.0/ata" +
+                                                    std::to_string(std::stoi(number) + 1) + "/"
                                               : std::string("pci0000:00/0000:03:00.0/");
   const auto device = "devices/" + port + host + "/target" + number + ":0:0/" + address;
   const auto folder = root + "/sys/" + device;
@@ -131,13 +134,15 @@ bool MakeScsiSysfs(const std::string& root, const std::string& name, const Drive
 
   const bool ata = state.kind == Kind::Ata;
   const auto firmware = GetText(state.firmware);
-  const auto revision = ata && firmware.size() > 4 ? firmware.substr(firmware.size() - 4) : firmware;
-  bool made = Write(folder + "/type", std::to_string(state.deviceType) + "\n") &&
-              Write(folder + "/vendor", Padded(ata ? "ATA" : GetText(state.vendor), 8)) &&
-              Write(folder + "/model", Padded(GetText(state.model), 16)) &&
-              Write(folder + "/rev", Padded(revision, 4)) &&
-              Link("../../../" + address, folder + "/scsi_generic/" + name + "/device") &&
-              Link("../../" + device + "/scsi_generic/" + name, root + "/sys/class/scsi_generic/" + name);
+  const auto revision =
+      ata && firmware.size() > 4 ? firmware.substr(firmware.size() - 4) : firmware;
+  bool made =
+      Write(folder + "/type", std::to_string(state.deviceType) + "\n") &&
+      Write(folder + "/vendor", Padded(ata ? "ATA" : GetText(state.vendor), 8)) &&
+      Write(folder + "/model", Padded(GetText(state.model), 16)) &&
+      Write(folder + "/rev", Padded(revision, 4)) &&
+      Link("../../../" + address, folder + "/scsi_generic/" + name + "/device") &&
+      Link("../../" + device + "/scsi_generic/" + name, root + "/sys/class/scsi_generic/" + name);
   if (!made || state.deviceType != 0) return made;
 
   const auto disk = NextDisk(root);
@@ -178,12 +183,14 @@ bool MakeNvmeSysfs(const std::string& root, const std::string& name, const Drive
 std::string CheckFleetPath(const std::string& root) {
   if (root.size() < 2 || root[0] != '/') return "the root folder cannot hold a fleet";
   for (const char c : root) {
-    if (!std::isalnum(static_cast<unsigned char>(c)) && std::string_view("/._-+").find(c) == std::string_view::npos) {
+    if (!std::isalnum(static_cast<unsigned char>(c)) &&
+        std::string_view("/._-+").find(c) == std::string_view::npos) {
       return "a fleet's path may hold letters, digits and / . _ - + only";
     }
   }
   for (const std::string_view word : {"nvme", "usb", "/dev/", "/sys/"}) {
-    if (root.find(word) != root.npos) return "a fleet's path may not hold \"" + std::string(word) + "\"";
+    if (root.find(word) != root.npos)
+      return "a fleet's path may not hold \"" + std::string(word) + "\"";
   }
   for (const std::string_view word : {"sg", "sd"}) {
     for (auto at = root.find(word); at != root.npos; at = root.find(word, at + 1)) {
@@ -198,8 +205,9 @@ std::string CheckFleetPath(const std::string& root) {
 
 bool MakeFleetFolders(const std::string& root) {
   std::error_code failure;
-  for (const auto* folder : {"/dev", "/sys/class/scsi_generic", "/sys/class/block", "/sys/class/nvme",
-                             "/sys/class/nvme-subsystem", "/sys/devices", "/drives", "/bin", "/tables", "/mnt"}) {
+  for (const auto* folder :
+       {"/dev", "/sys/class/scsi_generic", "/sys/class/block", "/sys/class/nvme",
+        "/sys/class/nvme-subsystem", "/sys/devices", "/drives", "/bin", "/tables", "/mnt"}) {
     fs::create_directories(root + folder, failure);
     if (failure) return false;
   }

@@ -20,11 +20,12 @@ std::string CheckFleetPath(const std::string& root);
 
 bool MakeFleetFolders(const std::string& root);
 bool MakeSysfs(const std::string& root, const std::string& name, const DriveState& state);
-std::string MakePartition(const std::string& root, const std::string& block, const PartitionSpec& spec);
+std::string MakePartition(const std::string& root, const std::string& block,
+                          const PartitionSpec& spec);
 void WriteRootMount(const std::string& root, std::string_view device);
 
-std::string NodeName(std::string_view node);  // "/dev/sg0" to "sg0"
-std::string GenericName(const std::string& root, const std::string& block);   // "sda" to "sg0"
+std::string NodeName(std::string_view node);                                 // "/dev/sg0" to "sg0"
+std::string GenericName(const std::string& root, const std::string& block);  // "sda" to "sg0"
 std::string BlockNameOf(const std::string& root, const std::string& generic);  // "sg0" to "sda"
 
 }  // namespace Simulator

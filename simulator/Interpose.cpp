@@ -100,7 +100,8 @@ void ShowNode(const Node& node, Stat& result) {
   result.st_size = 0;
   result.st_blocks = 0;
   if (nvme) {
-    result.st_rdev = node.block ? makedev(kBlockMajor, number * 16 + node.nsid) : makedev(kNvmeMajor, number);
+    result.st_rdev =
+        node.block ? makedev(kBlockMajor, number * 16 + node.nsid) : makedev(kNvmeMajor, number);
   } else {
     result.st_rdev = node.block ? makedev(kSdMajor, number * 16) : makedev(kSgMajor, number);
   }
@@ -149,14 +150,16 @@ int StatOpen(Function real, int descriptor, Stat* result) {
 
 // A listing of /dev shows the fleet's nodes.
 std::string FolderPath(const char* path) {
-  if (std::strcmp(path, "/dev") != 0 && std::strcmp(path, "/dev/") != 0) return FleetPath(path).Get();
+  if (std::strcmp(path, "/dev") != 0 && std::strcmp(path, "/dev/") != 0)
+    return FleetPath(path).Get();
   const auto fleet = ActiveFleet();
   return fleet != nullptr ? fleet->Root() + "/dev" : std::string(path);
 }
 
 // The names that are found are as the caller's pattern has them.
 template <typename Found, typename Function>
-int Glob(Function real, const char* pattern, int flags, int (*failed)(const char*, int), Found* found) {
+int Glob(Function real, const char* pattern, int flags, int (*failed)(const char*, int),
+         Found* found) {
   const FleetPath mapped(pattern);
   const int result = real(mapped.Get(), flags, failed, found);
   if (result != 0 || !mapped.IsMapped()) return result;
@@ -179,7 +182,9 @@ bool Fails(int descriptor, bool write, std::uint64_t offset, std::uint64_t size)
 // A transfer of a node that fails is over at once, as the C library marks it.
 template <typename Block, typename Function>
 int Submit(Function real, Block* block, bool write) {
-  if (!Fails(block->aio_fildes, write, static_cast<std::uint64_t>(block->aio_offset), block->aio_nbytes)) return real(block);
+  if (!Fails(block->aio_fildes, write, static_cast<std::uint64_t>(block->aio_offset),
+             block->aio_nbytes))
+    return real(block);
   block->__error_code = errno;
   block->__return_value = -1;
   return 0;
@@ -222,7 +227,9 @@ MORVU_VISIBLE int openat64(int folder, const char* path, int flags, ...) {
 }
 
 // What a fortified build calls in place of the four above.
-MORVU_VISIBLE int __open_2(const char* path, int flags) { return Open(Libc().open, path, flags, 0); }
+MORVU_VISIBLE int __open_2(const char* path, int flags) {
+  return Open(Libc().open, path, flags, 0);
+}
 MORVU_VISIBLE int __open64_2(const char* path, int flags) {
   return Open(Libc().open64, path, flags, 0);
 }
@@ -272,10 +279,18 @@ MORVU_VISIBLE ssize_t pread64(int descriptor, void* data, size_t size, off64_t o
   return Libc().pread64(descriptor, data, size, offset);
 }
 
-MORVU_VISIBLE int aio_read(struct aiocb* block) noexcept { return Submit(Libc().aio_read, block, false); }
-MORVU_VISIBLE int aio_read64(struct aiocb64* block) noexcept { return Submit(Libc().aio_read64, block, false); }
-MORVU_VISIBLE int aio_write(struct aiocb* block) noexcept { return Submit(Libc().aio_write, block, true); }
-MORVU_VISIBLE int aio_write64(struct aiocb64* block) noexcept { return Submit(Libc().aio_write64, block, true); }
+MORVU_VISIBLE int aio_read(struct aiocb* block) noexcept {
+  return Submit(Libc().aio_read, block, false);
+}
+MORVU_VISIBLE int aio_read64(struct aiocb64* block) noexcept {
+  return Submit(Libc().aio_read64, block, false);
+}
+MORVU_VISIBLE int aio_write(struct aiocb* block) noexcept {
+  return Submit(Libc().aio_write, block, true);
+}
+MORVU_VISIBLE int aio_write64(struct aiocb64* block) noexcept {
+  return Submit(Libc().aio_write64, block, true);
+}
 
 MORVU_VISIBLE int stat(const char* path, struct stat* result) noexcept {
   return StatPath(Libc().stat, path, result);
@@ -298,7 +313,8 @@ MORVU_VISIBLE int fstat64(int descriptor, struct stat64* result) noexcept {
 MORVU_VISIBLE int fstatat(int folder, const char* path, struct stat* result, int flags) noexcept {
   return StatAt(Libc().fstatat, folder, path, result, flags);
 }
-MORVU_VISIBLE int fstatat64(int folder, const char* path, struct stat64* result, int flags) noexcept {
+MORVU_VISIBLE int fstatat64(int folder, const char* path, struct stat64* result,
+                            int flags) noexcept {
   return StatAt(Libc().fstatat64, folder, path, result, flags);
 }
 MORVU_VISIBLE int statx(int folder, const char* path, int flags, unsigned mask,
@@ -324,7 +340,9 @@ MORVU_VISIBLE ssize_t readlinkat(int folder, const char* path, char* buffer, siz
   return Libc().readlinkat(folder, mapped.Get(), buffer, size);
 }
 
-MORVU_VISIBLE int mkdir(const char* path, mode_t mode) noexcept { return Libc().mkdir(FleetPath(path).Get(), mode); }
+MORVU_VISIBLE int mkdir(const char* path, mode_t mode) noexcept {
+  return Libc().mkdir(FleetPath(path).Get(), mode);
+}
 MORVU_VISIBLE int rmdir(const char* path) noexcept { return Libc().rmdir(FleetPath(path).Get()); }
 MORVU_VISIBLE int unlink(const char* path) noexcept { return Libc().unlink(FleetPath(path).Get()); }
 MORVU_VISIBLE int remove(const char* path) noexcept { return Libc().remove(FleetPath(path).Get()); }
@@ -343,9 +361,7 @@ MORVU_VISIBLE char* realpath(const char* path, char* resolved) noexcept {
   return full;
 }
 
-MORVU_VISIBLE DIR* opendir(const char* path) {
-  return Libc().opendir(FolderPath(path).c_str());
-}
+MORVU_VISIBLE DIR* opendir(const char* path) { return Libc().opendir(FolderPath(path).c_str()); }
 MORVU_VISIBLE int scandir(const char* path, struct dirent*** list,
                           int (*filter)(const struct dirent*),
                           int (*compare)(const struct dirent**, const struct dirent**)) {
@@ -357,10 +373,12 @@ MORVU_VISIBLE int scandir64(const char* path, struct dirent64*** list,
   return Libc().scandir64(FolderPath(path).c_str(), list, filter, compare);
 }
 
-MORVU_VISIBLE int glob(const char* pattern, int flags, int (*failed)(const char*, int), glob_t* found) noexcept {
+MORVU_VISIBLE int glob(const char* pattern, int flags, int (*failed)(const char*, int),
+                       glob_t* found) noexcept {
   return Glob(Libc().glob, pattern, flags, failed, found);
 }
-MORVU_VISIBLE int glob64(const char* pattern, int flags, int (*failed)(const char*, int), glob64_t* found) noexcept {
+MORVU_VISIBLE int glob64(const char* pattern, int flags, int (*failed)(const char*, int),
+                         glob64_t* found) noexcept {
   return Glob(Libc().glob64, pattern, flags, failed, found);
 }
 
@@ -385,7 +403,8 @@ MORVU_VISIBLE int pclose(FILE* stream) {
 }
 MORVU_VISIBLE int system(const char* command) {
   const auto fleet = ActiveFleet();
-  return fleet != nullptr && command != nullptr ? RunShell(*fleet, command) : Libc().system(command);
+  return fleet != nullptr && command != nullptr ? RunShell(*fleet, command)
+                                                : Libc().system(command);
 }
 
 }  // extern "C"

@@ -58,9 +58,8 @@ std::string Hex(const std::vector<std::uint8_t>& bytes) {
 }  // namespace
 
 bool JournalEntry::IsAta() const {
-  return ioctl == Ioctl::SgIo &&
-         ((command.size() >= 16 && command[0] == kAtaPassThrough16) ||
-          (command.size() >= 12 && command[0] == kAtaPassThrough12));
+  return ioctl == Ioctl::SgIo && ((command.size() >= 16 && command[0] == kAtaPassThrough16) ||
+                                  (command.size() >= 12 && command[0] == kAtaPassThrough12));
 }
 
 bool JournalEntry::IsExtended() const { return IsAta() && Is16(*this) && (command[1] & 1) != 0; }
@@ -110,7 +109,7 @@ std::uint32_t JournalEntry::Cdw(int number) const {
   if (ioctl == Ioctl::SgIo || command.size() < 72) return 0;
   if (number == 2 || number == 3) return GetLittle<std::uint32_t>(&command[4 * number]);
   if (number < 10 || number > 15) return 0;
-  return GetLittle<std::uint32_t>(&command[static_cast<std::size_t>(number)* 4]);
+  return GetLittle<std::uint32_t>(&command[static_cast<std::size_t>(number) * 4]);
 }
 
 bool JournalEntry::Succeeded() const {
@@ -146,8 +145,8 @@ std::string JournalEntry::Text() const {
   } else if (IsAta()) {
     std::snprintf(line, sizeof line, " -> status %02X error %02X", ataStatus, ataError);
   } else if (ioctl == Ioctl::SgIo) {
-    std::snprintf(line, sizeof line, " -> status %02X%s%s", scsiStatus, sense.empty() ? "" : " sense ",
-                  Hex(sense).c_str());
+    std::snprintf(line, sizeof line, " -> status %02X%s%s", scsiStatus,
+                  sense.empty() ? "" : " sense ", Hex(sense).c_str());
   } else {
     std::snprintf(line, sizeof line, " -> status %03X result %08X", nvmeStatus, nvmeResult);
   }

@@ -40,12 +40,12 @@ struct JournalEntry {
   std::vector<std::uint8_t> command;
   Direction direction;
   std::uint32_t transferLength, timeoutMs;
-  std::uint32_t transferred;     // bytes that really moved
-  std::uint64_t dataDigest;      // of the data out: Digest()
+  std::uint32_t transferred;           // bytes that really moved
+  std::uint64_t dataDigest;            // of the data out: Digest()
   std::vector<std::uint8_t> dataHead;  // the first 96 bytes of the data out
-  int errorNumber;               // errno of the ioctl, 0 when it returned well
+  int errorNumber;                     // errno of the ioctl, 0 when it returned well
   std::uint16_t hostStatus, driverStatus;
-  std::uint8_t scsiStatus;       // SAM status byte: 02h is CHECK CONDITION
+  std::uint8_t scsiStatus;  // SAM status byte: 02h is CHECK CONDITION
   std::vector<std::uint8_t> sense;
   std::uint8_t ataStatus, ataError;
   std::uint16_t nvmeStatus;
@@ -57,16 +57,16 @@ struct JournalEntry {
   std::uint8_t AtaOpcode() const;  // 0 when there is none
   std::uint16_t Features() const;
   std::uint16_t Count() const;
-  std::uint64_t Lba() const;       // 28-bit commands: Device 3:0 is not in it
+  std::uint64_t Lba() const;  // 28-bit commands: Device 3:0 is not in it
   std::uint8_t Device() const;
-  std::uint8_t Protocol() const;   // the CDB's PROTOCOL field, unshifted
+  std::uint8_t Protocol() const;  // the CDB's PROTOCOL field, unshifted
 
   // ATA command, SCSI opcode or NVMe opcode: whatever the drive was asked.
   std::uint8_t Opcode() const;
   std::uint32_t NvmeNamespace() const;
   std::uint32_t Cdw(int number) const;  // 2, 3, 10 to 15
 
-  bool Succeeded() const;  // neither an errno nor an error status
+  bool Succeeded() const;    // neither an errno nor an error status
   std::string Text() const;  // one line for a reader
 };
 

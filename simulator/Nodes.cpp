@@ -168,12 +168,18 @@ int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
     sector = space.format >= 2 ? 4096 : 512;
   }
   switch (request) {
-    case BLKGETSIZE64: *static_cast<std::uint64_t*>(argument) = bytes; return 0;
-    case BLKSSZGET: *static_cast<int*>(argument) = sector; return 0;
+    case BLKGETSIZE64:
+      *static_cast<std::uint64_t*>(argument) = bytes;
+      return 0;
+    case BLKSSZGET:
+      *static_cast<int*>(argument) = sector;
+      return 0;
     case BLKBSZSET:
     case BLKFLSBUF:
-    case BLKRRPART: return 0;
-    default: return Fail(ENOTTY);
+    case BLKRRPART:
+      return 0;
+    default:
+      return Fail(ENOTTY);
   }
 }
 
@@ -195,14 +201,16 @@ struct IdLun {
 };
 
 void PutAddress(const OpenNode& open, IdLun& address) {
-  address = {static_cast<std::uint32_t>(HostNumber(open)) << 24, static_cast<std::uint32_t>(HostNumber(open))};
+  address = {static_cast<std::uint32_t>(HostNumber(open)) << 24,
+             static_cast<std::uint32_t>(HostNumber(open))};
 }
 
 }  // namespace
 
 void Register(int descriptor, Node node) {
   if (!InRange(descriptor)) return;
-  delete openNodes[static_cast<std::size_t>(descriptor)].exchange(new OpenNode{std::move(node), {}});
+  delete openNodes[static_cast<std::size_t>(descriptor)].exchange(
+      new OpenNode{std::move(node), {}});
 }
 
 void Forget(int descriptor) {
@@ -280,7 +288,8 @@ int RawTransfer(OpenNode& open, bool write, std::uint64_t offset, std::uint64_t 
   auto& state = drive.State();
   if (state.vanished) return ENODEV;
   if (!write && !drive.IsReadable(open.node.nsid, offset, size)) return EIO;
-  std::atomic_ref<std::uint64_t>(write ? state.rawWrites : state.rawReads).fetch_add(1, std::memory_order_relaxed);
+  std::atomic_ref<std::uint64_t>(write ? state.rawWrites : state.rawReads)
+      .fetch_add(1, std::memory_order_relaxed);
   std::atomic_ref<std::uint64_t>(state.rawBytes).fetch_add(size, std::memory_order_relaxed);
   return 0;
 }

@@ -11,6 +11,7 @@ namespace {
 void Security(NvmeCommand& command) { command.Fail(kNvmeInvalidOpcode); }
 void Abort(NvmeCommand& command) { command.Result(1); }  // the command was not aborted
 
+// clang-format off
 constexpr NvmeRow kAdminRows[] = {
     {0x02, true, NvmeGetLog},
     {0x06, true, NvmeIdentify},
@@ -25,12 +26,15 @@ constexpr NvmeRow kAdminRows[] = {
     {0x84, false, NvmeSanitize},
     {0xD2, true, NvmeVendorLog},
 };
+// clang-format on
 
+// clang-format off
 constexpr NvmeRow kIoRows[] = {
     {0x00, true, NvmeFlush},        {0x01, false, NvmeWrite},
     {0x02, false, NvmeRead},        {0x05, false, NvmeCompare},
     {0x08, false, NvmeWriteZeroes}, {0x09, false, NvmeDatasetManagement},
 };
+// clang-format on
 
 template <std::size_t Size>
 const NvmeRow* FindRow(const NvmeRow (&rows)[Size], std::uint8_t opcode) {
@@ -46,6 +50,7 @@ struct FeatureRow {
   std::uint32_t value;
 };
 
+// clang-format off
 constexpr FeatureRow kFeatures[] = {
     {0x01, true, 0x00000003},   // arbitration
     {0x02, true, 0},            // power management
@@ -61,39 +66,40 @@ constexpr FeatureRow kFeatures[] = {
     {0xC2, false, 0},           // vendor: native maximum LBA, as data
     {0xC6, true, 0},            // vendor: power governor
 };
+// clang-format on
 
 void PutController(NvmeState& nvme, const DriveState& state) {
   auto* id = nvme.controller;
   PutText(id + 4, 20, GetText(state.serial));
   PutText(id + 24, 40, GetText(state.model));
-  id[72] = 3;                                   // arbitration burst
-  id[77] = 5;                                   // MDTS
-  PutLittle<std::uint16_t>(id + 78, 1);         // controller identifier
+  id[72] = 3;                                     // arbitration burst
+  id[77] = 5;                                     // MDTS
+  PutLittle<std::uint16_t>(id + 78, 1);           // controller identifier
   PutLittle<std::uint32_t>(id + 80, 0x00010300);  // version 1.3
-  PutLittle<std::uint16_t>(id + 256, 0x0006);   // OACS: format, firmware
+  PutLittle<std::uint16_t>(id + 256, 0x0006);     // OACS: format, firmware
   id[258] = 3;
   id[259] = 3;
-  id[260] = 0x07 << 1;                          // FRMW: seven slots, all writable
-  id[261] = 0x04;                               // LPA: extended data for Get Log Page
-  id[262] = 63;                                 // error log entries - 1
-  PutLittle<std::uint16_t>(id + 266, 343);      // WCTEMP
-  PutLittle<std::uint16_t>(id + 268, 353);      // CCTEMP
-  id[512] = 0x66;                               // SQES, CQES
+  id[260] = 0x07 << 1;                      // FRMW: seven slots, all writable
+  id[261] = 0x04;                           // LPA: extended data for Get Log Page
+  id[262] = 63;                             // error log entries - 1
+  PutLittle<std::uint16_t>(id + 266, 343);  // WCTEMP
+  PutLittle<std::uint16_t>(id + 268, 353);  // CCTEMP
+  id[512] = 0x66;                           // SQES, CQES
   id[513] = 0x44;
-  PutLittle<std::uint16_t>(id + 520, 0x000D);   // ONCS: compare, DSM, write zeroes
-  id[524] = 0x06;                               // FNA: per namespace, crypto erase
-  id[525] = 1;                                  // volatile write cache
-  PutLittle<std::uint16_t>(id + 2048, 2500);    // power state 0: 25 W
-  id[3096] = 3;                                 // vendor: PCI generation and width
+  PutLittle<std::uint16_t>(id + 520, 0x000D);  // ONCS: compare, DSM, write zeroes
+  id[524] = 0x06;                              // FNA: per namespace, crypto erase
+  id[525] = 1;                                 // volatile write cache
+  PutLittle<std::uint16_t>(id + 2048, 2500);   // power state 0: 25 W
+  id[3096] = 3;                                // vendor: PCI generation and width
   id[3097] = 4;
-  PutText(id + 3100, 8, "BL000001");            // vendor: boot loader
+  PutText(id + 3100, 8, "BL000001");  // vendor: boot loader
 }
 
 void PutHealth(std::uint8_t* log) {
   PutLittle<std::uint16_t>(log + 1, 301);  // 28 degree C
   log[3] = 100;                            // available spare
   log[4] = 10;
-  log[5] = 1;                              // percentage used
+  log[5] = 1;  // percentage used
   PutLittle<std::uint64_t>(log + 32, 8765);
   PutLittle<std::uint64_t>(log + 48, 4321);
   PutLittle<std::uint64_t>(log + 64, 100000);
@@ -106,7 +112,9 @@ void PutHealth(std::uint8_t* log) {
 
 }  // namespace
 
-std::uint32_t NvmeCommand::Nsid() const { return GetLittle<std::uint32_t>(transaction_.command + 4); }
+std::uint32_t NvmeCommand::Nsid() const {
+  return GetLittle<std::uint32_t>(transaction_.command + 4);
+}
 
 std::uint32_t NvmeCommand::Cdw(int number) const {
   return GetLittle<std::uint32_t>(transaction_.command + 4 * number);
@@ -131,9 +139,11 @@ std::uint8_t CountNamespaces(const NvmeState& nvme) {
 void ExecuteNvmeDrive(Drive& drive, Transaction& transaction) {
   NvmeCommand command(drive, transaction);
   const bool admin = transaction.ioctl == Ioctl::NvmeAdmin;
-  const auto* row = admin ? FindRow(kAdminRows, command.Opcode()) : FindRow(kIoRows, command.Opcode());
+  const auto* row =
+      admin ? FindRow(kAdminRows, command.Opcode()) : FindRow(kIoRows, command.Opcode());
   if (row == nullptr) return command.Fail(kNvmeInvalidOpcode);
-  if (!row->whileSanitizing && NvmeIsSanitizing(drive)) return command.Fail(kNvmeSanitizeInProgress);
+  if (!row->whileSanitizing && NvmeIsSanitizing(drive))
+    return command.Fail(kNvmeSanitizeInProgress);
   row->handler(command);
 }
 
@@ -150,6 +160,7 @@ void MakeNvme(DriveState& state, const DriveSpec& spec) {
     space.format = spec.sectorSize == 4096 ? 2 : 0;
     PutBig(space.eui64, 8, Digest(spec.serial.data(), spec.serial.size()) + i);
   }
+  // clang-format off
   constexpr SmartAttribute kAttributes[] = {
       // id, normalized, -, -, -, -, raw
       {0xAB, 100, 0, 0, 0, 0, 0},   // program failures
@@ -161,6 +172,7 @@ void MakeNvme(DriveState& state, const DriveSpec& spec) {
       {0xF4, 100, 0, 0, 0, 0, 4321},  // NAND writes
       {0xF5, 100, 0, 0, 0, 0, 8765},  // host writes
   };
+  // clang-format on
   std::copy(std::begin(kAttributes), std::end(kAttributes), nvme.attributes);
   SetText(nvme.slots[0], spec.firmware);
   nvme.activeSlot = 1;

@@ -23,7 +23,8 @@ void IdentifyController(NvmeCommand& command) {
 void IdentifyNamespace(NvmeCommand& command) {
   std::uint8_t page[kPage] = {};
   const auto nsid = command.Nsid();
-  if (nsid == 0 || (nsid > kMaxNamespaces && nsid != kBroadcast)) return command.Fail(kNvmeInvalidNamespace);
+  if (nsid == 0 || (nsid > kMaxNamespaces && nsid != kBroadcast))
+    return command.Fail(kNvmeInvalidNamespace);
   if (const auto* space = command.Namespace()) {
     const std::uint64_t sectors = space->bytes / NvmeSectorSize(*space);
     PutLittle(page, sectors);
@@ -106,24 +107,31 @@ void NvmeIdentify(NvmeCommand& command) {
   if (command.Nvme().refusesIdentify) return command.Fail(kNvmeInvalidField);
   if (command.Data().length < kPage) return command.Fail(kNvmeDataTransfer);
   switch (command.Cdw(10) & 0xFF) {
-    case 0x00: return IdentifyNamespace(command);
-    case 0x01: return IdentifyController(command);
-    case 0x02: return IdentifyList(command);
-    case 0x03: return IdentifyDescriptors(command);
-    default: return command.Fail(kNvmeInvalidField);
+    case 0x00:
+      return IdentifyNamespace(command);
+    case 0x01:
+      return IdentifyController(command);
+    case 0x02:
+      return IdentifyList(command);
+    case 0x03:
+      return IdentifyDescriptors(command);
+    default:
+      return command.Fail(kNvmeInvalidField);
   }
 }
 
 // The length asked for is NUMD + 1 dwords; a log ends in zeros.
 void NvmeGetLog(NvmeCommand& command) {
   const auto log = static_cast<std::uint8_t>(command.Cdw(10));
-  const std::size_t numd = (command.Cdw(10) >> 16 & 0xFFFF) | static_cast<std::size_t>(command.Cdw(11) & 0xFFFF) << 16;
+  const std::size_t numd =
+      (command.Cdw(10) >> 16 & 0xFFFF) | static_cast<std::size_t>(command.Cdw(11) & 0xFFFF) << 16;
   const auto offset = command.Cdw(12) | static_cast<std::uint64_t>(command.Cdw(13)) << 32;
   const std::size_t size = (numd + 1) * 4;
   if (size > command.Data().length) return command.Fail(kNvmeDataTransfer);
   std::vector<std::uint8_t> page(size);
   if (command.TheDrive().HasLog(FileName(log))) {
-    if (!command.TheDrive().ReadLog(FileName(log), offset, page.data(), size)) return command.Fail(kNvmeInvalidLogPage);
+    if (!command.TheDrive().ReadLog(FileName(log), offset, page.data(), size))
+      return command.Fail(kNvmeInvalidLogPage);
     return command.Data().Reply(page.data(), size);
   }
   if (!IsBuiltIn(log)) return command.Fail(kNvmeInvalidLogPage);
@@ -144,7 +152,8 @@ void NvmeVendorLog(NvmeCommand& command) {
   if (!command.TheDrive().HasLog(name)) return command.Fail(kNvmeInvalidField);
   std::vector<std::uint8_t> piece(size);
   const auto offset = static_cast<std::uint64_t>(command.Cdw(13)) * 4;
-  if (!command.TheDrive().ReadLog(name, offset, piece.data(), size)) return command.Fail(kNvmeInvalidField);
+  if (!command.TheDrive().ReadLog(name, offset, piece.data(), size))
+    return command.Fail(kNvmeInvalidField);
   command.Data().Reply(piece.data(), size);
 }
 
@@ -156,7 +165,8 @@ void NvmeGetFeatures(NvmeCommand& command) {
   if (id != 0xC2 || command.Data().length < 8) return;
   // The native maximum, in 512-byte sectors whatever the format.
   std::uint8_t last[8];
-  PutLittle<std::uint64_t>(last, command.TheDrive().State().sectors * command.TheDrive().State().sectorSize / 512 - 1);
+  PutLittle<std::uint64_t>(
+      last, command.TheDrive().State().sectors * command.TheDrive().State().sectorSize / 512 - 1);
   command.Data().Reply(last, sizeof last);
 }
 
@@ -168,7 +178,8 @@ void SetMaximum(NvmeCommand& command) {
   const auto& state = command.TheDrive().State();
   auto& space = command.Nvme().namespaces[0];
   const std::uint64_t sector = NvmeSectorSize(space);
-  if (!space.exists || last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0) return command.Fail(kNvmeInvalidField);
+  if (!space.exists || last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0)
+    return command.Fail(kNvmeInvalidField);
   space.bytes = (last + 1) * sector;
 }
 
@@ -192,7 +203,8 @@ void NvmeFirmwareDownload(NvmeCommand& command) {
   const auto size = static_cast<std::uint64_t>(dwords) * 4;
   auto& data = command.Data();
   if (dwords == 0 || size > data.length) return command.Fail(kNvmeDataTransfer);
-  if (!TakePiece(firmware, command.Cdw(11), dwords, 4, {data.data, static_cast<std::size_t>(size)})) {
+  if (!TakePiece(firmware, command.Cdw(11), dwords, 4,
+                 {data.data, static_cast<std::size_t>(size)})) {
     return command.Fail(kNvmeOverlappingRange);
   }
   ++firmware.transfers;
@@ -233,7 +245,8 @@ void NvmeFormat(NvmeCommand& command) {
   if (erase > 2) return command.Fail(kNvmeInvalidField);
   const bool all = command.Nsid() == kBroadcast;
   if (!all && command.Namespace() == nullptr) return command.Fail(kNvmeInvalidNamespace);
-  if (protection > 3 || (protection != 0 && kLbaFormats[format].metadata < 8)) return command.Fail(kNvmeInvalidFormat);
+  if (protection > 3 || (protection != 0 && kLbaFormats[format].metadata < 8))
+    return command.Fail(kNvmeInvalidFormat);
   for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
     auto& space = command.Nvme().namespaces[nsid - 1];
     if (!space.exists || (!all && nsid != command.Nsid())) continue;

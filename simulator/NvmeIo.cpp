@@ -37,7 +37,8 @@ bool Decode(NvmeCommand& command, Range& range, bool needsData) {
 }  // namespace
 
 void NvmeFlush(NvmeCommand& command) {
-  if (command.Namespace() == nullptr && command.Nsid() != 0xFFFFFFFF) command.Fail(kNvmeInvalidNamespace);
+  if (command.Namespace() == nullptr && command.Nsid() != 0xFFFFFFFF)
+    command.Fail(kNvmeInvalidNamespace);
 }
 
 void NvmeRead(NvmeCommand& command) {
@@ -45,7 +46,8 @@ void NvmeRead(NvmeCommand& command) {
   if (!Decode(command, range, true)) return;
   auto& data = command.Data();
   const auto size = static_cast<std::size_t>(range.size);
-  if (!command.TheDrive().ReadMedium(command.Nsid(), range.offset, data.data, size)) return command.Fail(kNvmeUnrecoveredRead);
+  if (!command.TheDrive().ReadMedium(command.Nsid(), range.offset, data.data, size))
+    return command.Fail(kNvmeUnrecoveredRead);
   data.transferred = static_cast<std::uint32_t>(size);
 }
 
@@ -54,7 +56,8 @@ void NvmeWrite(NvmeCommand& command) {
   if (!Decode(command, range, true)) return;
   auto& data = command.Data();
   const auto size = static_cast<std::size_t>(range.size);
-  if (!command.TheDrive().WriteMedium(command.Nsid(), range.offset, data.data, size)) return command.Fail(kNvmeDataTransfer);
+  if (!command.TheDrive().WriteMedium(command.Nsid(), range.offset, data.data, size))
+    return command.Fail(kNvmeDataTransfer);
   data.transferred = static_cast<std::uint32_t>(size);
 }
 
@@ -62,13 +65,16 @@ void NvmeCompare(NvmeCommand& command) {
   Range range{};
   if (!Decode(command, range, true)) return;
   std::vector<std::uint8_t> held(static_cast<std::size_t>(range.size));
-  if (!command.TheDrive().ReadMedium(command.Nsid(), range.offset, held.data(), held.size())) return command.Fail(kNvmeDataTransfer);
-  if (std::memcmp(held.data(), command.Data().data, held.size()) != 0) command.Fail(kNvmeCompareFailure);
+  if (!command.TheDrive().ReadMedium(command.Nsid(), range.offset, held.data(), held.size()))
+    return command.Fail(kNvmeDataTransfer);
+  if (std::memcmp(held.data(), command.Data().data, held.size()) != 0)
+    command.Fail(kNvmeCompareFailure);
 }
 
 void NvmeWriteZeroes(NvmeCommand& command) {
   Range range{};
-  if (Decode(command, range, false)) command.TheDrive().DiscardMedium(command.Nsid(), range.offset, range.size);
+  if (Decode(command, range, false))
+    command.TheDrive().DiscardMedium(command.Nsid(), range.offset, range.size);
 }
 
 void NvmeDatasetManagement(NvmeCommand& command) {
@@ -82,7 +88,8 @@ void NvmeDatasetManagement(NvmeCommand& command) {
     const auto* entry = command.Data().data + 16 * i;
     const std::uint64_t blocks = GetLittle<std::uint32_t>(entry + 4);
     const auto lba = GetLittle<std::uint64_t>(entry + 8);
-    if (lba > space->bytes / sector || blocks > space->bytes / sector - lba) return command.Fail(kNvmeLbaRange);
+    if (lba > space->bytes / sector || blocks > space->bytes / sector - lba)
+      return command.Fail(kNvmeLbaRange);
     command.TheDrive().DiscardMedium(command.Nsid(), lba * sector, blocks * sector);
   }
 }

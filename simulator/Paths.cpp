@@ -13,18 +13,22 @@ namespace {
 // program under test never meets the machine's own drives.
 constexpr std::string_view kDevicePrefixes[] = {"sg", "sd", "nvme", "ng", "megaraid"};
 
+// clang-format off
 constexpr std::string_view kSysPrefixes[] = {
     "class/scsi_generic", "class/scsi_device",  "class/scsi_disk", "class/scsi_host",
     "class/block",        "class/nvme",         "class/ata_port",  "block",
     "devices/pci",        "bus/scsi",           "bus/pci/devices",
 };
+// clang-format on
 
 // Words behind /dev/ that stay the system's own in a shell line, where a
+// clang-format off
 // pattern such as /dev/n* is the fleet's.
 constexpr std::string_view kSystemNodes[] = {
     "null", "zero", "full", "random", "urandom", "stdin", "stdout", "stderr",
     "tty",  "fd",   "shm",  "pts",    "ptmx",    "mapper",
 };
+// clang-format on
 
 bool IsFleetNode(std::string_view name) {
   return std::ranges::any_of(kDevicePrefixes, [&](auto prefix) {
@@ -35,17 +39,16 @@ bool IsFleetNode(std::string_view name) {
 }
 
 bool IsFleetSys(std::string_view rest) {
-  return rest.empty() || std::ranges::any_of(kSysPrefixes, [&](auto prefix) {
-    return rest.starts_with(prefix);
-  });
+  return rest.empty() ||
+         std::ranges::any_of(kSysPrefixes, [&](auto prefix) { return rest.starts_with(prefix); });
 }
 
 bool IsSystemNode(std::string_view rest) {
   return std::ranges::any_of(kSystemNodes, [&](auto name) {
     if (!rest.starts_with(name)) return false;
     const auto next = rest.substr(name.size());
-    return next.empty() || !(std::isalnum(static_cast<unsigned char>(next[0])) || next[0] == '*' ||
-                             next[0] == '_');
+    return next.empty() ||
+           !(std::isalnum(static_cast<unsigned char>(next[0])) || next[0] == '*' || next[0] == '_');
   });
 }
 
@@ -68,7 +71,8 @@ std::string Fleet::MapCommand(std::string_view command) const {
   std::string mapped;
   for (std::size_t at = 0; at < command.size();) {
     const auto rest = command.substr(at);
-    const bool folder = rest.starts_with("/dev/") || rest.starts_with("/sys/") || rest.starts_with("/mnt/");
+    const bool folder =
+        rest.starts_with("/dev/") || rest.starts_with("/sys/") || rest.starts_with("/mnt/");
     // In the middle of a longer path ("/mnt/dev/") the words mean something else.
     const auto before = at == 0 ? ' ' : command[at - 1];
     const bool starts = !(std::isalnum(static_cast<unsigned char>(before)) || before == '/' ||

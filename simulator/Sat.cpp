@@ -69,7 +69,8 @@ void PutDescriptor(Transaction& transaction, const AtaOutput& out, bool extended
 
 std::uint8_t ExtendedFlags(const AtaOutput& out, bool extended) {
   if (!extended) return 0;
-  return static_cast<std::uint8_t>(0x80 | (out.count >> 8 != 0 ? 0x40 : 0) | (out.lba >> 24 != 0 ? 0x20 : 0));
+  return static_cast<std::uint8_t>(0x80 | (out.count >> 8 != 0 ? 0x40 : 0) |
+                                   (out.lba >> 24 != 0 ? 0x20 : 0));
 }
 
 // SAT-3, "ATA pass-through fixed format sense data".
@@ -133,13 +134,18 @@ void Answer(Drive& drive, Transaction& transaction, AtaOutput out, bool extended
 bool DirectionFits(const Transaction& transaction, const AtaRegisters& in) {
   switch (in.protocol) {
     case 3:
-    case kProtocolDiagnostic: return true;
-    case 4: return transaction.direction == Direction::FromDevice || transaction.length == 0;
-    case 5: return transaction.direction == Direction::ToDevice;
+    case kProtocolDiagnostic:
+      return true;
+    case 4:
+      return transaction.direction == Direction::FromDevice || transaction.length == 0;
+    case 5:
+      return transaction.direction == Direction::ToDevice;
     case 6:
     case 10:
-    case 11: return transaction.length != 0;
-    default: return false;
+    case 11:
+      return transaction.length != 0;
+    default:
+      return false;
   }
 }
 
@@ -190,7 +196,8 @@ void RunSimple(Drive& drive, Transaction& transaction, std::uint8_t command) {
 Identity Identify(const Transaction& transaction) {
   const auto* command = transaction.command;
   if (transaction.ioctl != Ioctl::SgIo) {
-    const auto kind = transaction.ioctl == Ioctl::NvmeAdmin ? CommandClass::NvmeAdmin : CommandClass::NvmeIo;
+    const auto kind =
+        transaction.ioctl == Ioctl::NvmeAdmin ? CommandClass::NvmeAdmin : CommandClass::NvmeIo;
     return {kind, command[0], command[40]};
   }
   if (!IsPassThrough(transaction)) return {CommandClass::Scsi, command[0], command[1]};
@@ -217,14 +224,20 @@ void RefuseAta(Drive& drive, Transaction& transaction, std::uint8_t status, std:
 void ExecuteAtaDrive(Drive& drive, Transaction& transaction) {
   if (IsPassThrough(transaction)) return PassThrough(drive, transaction);
   switch (transaction.command[0]) {
-    case 0x00: return;  // TEST UNIT READY
-    case 0x03: return ReplyRequestSense(transaction);
-    case 0x12: return ReplyAtaInquiry(drive, transaction);
+    case 0x00:
+      return;  // TEST UNIT READY
+    case 0x03:
+      return ReplyRequestSense(transaction);
+    case 0x12:
+      return ReplyAtaInquiry(drive, transaction);
     case 0x1A:
-    case 0x5A: return ReplyModeSense(drive, transaction);
-    case 0x1B: return RunSimple(drive, transaction, (transaction.command[4] & 1) != 0 ? 0xE1 : 0xE0);
+    case 0x5A:
+      return ReplyModeSense(drive, transaction);
+    case 0x1B:
+      return RunSimple(drive, transaction, (transaction.command[4] & 1) != 0 ? 0xE1 : 0xE0);
     case 0x25:
-    case 0x9E: return ReplyReadCapacity(drive, transaction);
+    case 0x9E:
+      return ReplyReadCapacity(drive, transaction);
     case 0x28:
     case 0x2A:
       if (transaction.commandLength >= 10) return ReadWrite(drive, transaction);
@@ -234,8 +247,10 @@ void ExecuteAtaDrive(Drive& drive, Transaction& transaction) {
       if (transaction.commandLength >= 16) return ReadWrite(drive, transaction);
       break;
     case 0x35:
-    case 0x91: return RunSimple(drive, transaction, 0xEA);
-    default: break;
+    case 0x91:
+      return RunSimple(drive, transaction, 0xEA);
+    default:
+      break;
   }
   transaction.Refuse(0x20, 0x00);
 }

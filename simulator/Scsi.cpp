@@ -30,10 +30,14 @@ struct Span {
 
 Span DecodeSpan(const std::uint8_t* cdb) {
   switch (cdb[0] >> 5) {
-    case 0: return {GetBig(cdb + 1, 3) & 0x1FFFFF, cdb[4] != 0 ? cdb[4] : 256u};
-    case 4: return {GetBig(cdb + 2, 8), GetBig(cdb + 10, 4)};
-    case 5: return {GetBig(cdb + 2, 4), GetBig(cdb + 6, 4)};
-    default: return {GetBig(cdb + 2, 4), GetBig(cdb + 7, 2)};
+    case 0:
+      return {GetBig(cdb + 1, 3) & 0x1FFFFF, cdb[4] != 0 ? cdb[4] : 256u};
+    case 4:
+      return {GetBig(cdb + 2, 8), GetBig(cdb + 10, 4)};
+    case 5:
+      return {GetBig(cdb + 2, 4), GetBig(cdb + 6, 4)};
+    default:
+      return {GetBig(cdb + 2, 4), GetBig(cdb + 7, 2)};
   }
 }
 
@@ -57,7 +61,8 @@ void ReadWrite(Drive& drive, Transaction& transaction) {
   const bool write = (transaction.command[0] & 0x0F) == 0x0A;
   const auto wanted = write ? Direction::ToDevice : Direction::FromDevice;
   if (size == 0) return;
-  if (transaction.direction != wanted || transaction.length < size) return transaction.Refuse(0x24, 0x00);
+  if (transaction.direction != wanted || transaction.length < size)
+    return transaction.Refuse(0x24, 0x00);
   const bool done = write ? drive.WriteMedium(0, offset, transaction.data, size)
                           : drive.ReadMedium(0, offset, transaction.data, size);
   if (!done) return transaction.SetSense(0x03, 0x11, 0x00);
@@ -79,7 +84,8 @@ void WriteBuffer(Drive& drive, Transaction& transaction) {
   auto offset = static_cast<std::uint32_t>(GetBig(cdb + 3, 3));
   if (mode < 0x04 || mode > 0x07) return transaction.Refuse(0x24, 0x00);
   if (size == 0) return;
-  if (transaction.direction != Direction::ToDevice || transaction.length < size) return transaction.Refuse(0x24, 0x00);
+  if (transaction.direction != Direction::ToDevice || transaction.length < size)
+    return transaction.Refuse(0x24, 0x00);
   const bool begins = size >= sizeof kImageMark - 1 &&
                       std::memcmp(transaction.data, kImageMark, sizeof kImageMark - 1) == 0;
   const bool pieces = mode >= 0x06;
@@ -118,11 +124,13 @@ void LogSense(Drive&, Transaction& transaction) {
       break;
     }
     case 0x0D: {
-      const std::uint8_t page[] = {0x0D, 0x00, 0x00, 0x0C, 0, 0, 0x03, 2, 0, 28, 0, 1, 0x03, 2, 0, 70};
+      const std::uint8_t page[] = {0x0D, 0x00, 0x00, 0x0C, 0,    0, 0x03, 2,
+                                   0,    28,   0,    1,    0x03, 2, 0,    70};
       std::memcpy(reply, page, size = sizeof page);
       break;
     }
-    default: return transaction.Refuse(0x24, 0x00);
+    default:
+      return transaction.Refuse(0x24, 0x00);
   }
   transaction.Reply(reply, std::min<std::size_t>(size, GetBig(cdb + 7, 2)));
 }
@@ -133,6 +141,7 @@ struct ScsiRow {
   void (*handler)(Drive&, Transaction&);
 };
 
+// clang-format off
 constexpr ScsiRow kRows[] = {
     {0x00, 6, TestUnitReady},     {0x03, 6, RequestSense},      {0x08, 6, ReadWrite},
     {0x0A, 6, ReadWrite},         {0x12, 6, ReplyScsiInquiry},  {0x1A, 6, ReplyModeSense},
@@ -143,6 +152,7 @@ constexpr ScsiRow kRows[] = {
     {0x91, 16, Nothing},          {0x9E, 16, ReplyReadCapacity}, {0xA8, 12, ReadWrite},
     {0xAA, 12, ReadWrite},
 };
+// clang-format on
 
 }  // namespace
 

@@ -39,7 +39,8 @@ struct Pages {
   std::size_t count;
 };
 
-std::size_t PutPage(Drive& drive, std::uint8_t page, const Pages& pages, std::uint8_t (&reply)[600]) {
+std::size_t PutPage(Drive& drive, std::uint8_t page, const Pages& pages,
+                    std::uint8_t (&reply)[600]) {
   auto& state = drive.State();
   const auto serial = GetText(state.serial);
   reply[0] = state.deviceType;
@@ -54,7 +55,9 @@ std::size_t PutPage(Drive& drive, std::uint8_t page, const Pages& pages, std::ui
       PutText(reply + 4, 20, serial);
       return 24;
     case 0x83: {  // T10 vendor identification
-      const std::string text = std::string(pages.vendor) + std::string(8 - pages.vendor.size(), ' ') + std::string(pages.product) + serial;
+      const std::string text = std::string(pages.vendor) +
+                               std::string(8 - pages.vendor.size(), ' ') +
+                               std::string(pages.product) + serial;
       const auto length = std::min<std::size_t>(text.size(), 200);
       reply[3] = static_cast<std::uint8_t>(length + 4);
       reply[4] = 0x02;
@@ -84,12 +87,14 @@ std::size_t PutPage(Drive& drive, std::uint8_t page, const Pages& pages, std::ui
   }
 }
 
-void Inquiry(Drive& drive, Transaction& transaction, const Pages& pages, std::string_view revision) {
+void Inquiry(Drive& drive, Transaction& transaction, const Pages& pages,
+             std::string_view revision) {
   const auto* cdb = transaction.command;
   const auto allocation = GetBig(cdb + 3, 2);
   if ((cdb[1] & 1) != 0) {
     std::uint8_t reply[600] = {};
-    const bool listed = std::find(pages.list, pages.list + pages.count, cdb[2]) != pages.list + pages.count;
+    const bool listed =
+        std::find(pages.list, pages.list + pages.count, cdb[2]) != pages.list + pages.count;
     const auto size = listed ? PutPage(drive, cdb[2], pages, reply) : 0;
     if (size == 0) return transaction.Refuse(0x24, 0x00);
     return ReplyWithin(transaction, reply, size, allocation);
@@ -108,7 +113,8 @@ constexpr std::uint8_t kScsiPages[] = {0x00, 0x80, 0x83, 0xB1};
 
 void ReplyAtaInquiry(Drive& drive, Transaction& transaction) {
   const auto model = GetText(drive.State().model);
-  Inquiry(drive, transaction, {"ATA", model, kAtaPages, std::size(kAtaPages)}, Revision(drive.State()));
+  Inquiry(drive, transaction, {"ATA", model, kAtaPages, std::size(kAtaPages)},
+          Revision(drive.State()));
 }
 
 void ReplyScsiInquiry(Drive& drive, Transaction& transaction) {

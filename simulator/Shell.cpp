@@ -70,7 +70,8 @@ pid_t Spawn(const Fleet& fleet, const char* command, int pipe, int stream) {
   char shell[] = "sh", option[] = "-c";
   char* arguments[] = {shell, option, line.data(), nullptr};
   pid_t child = -1;
-  const int failure = posix_spawn(&child, "/bin/sh", &actions, nullptr, arguments, environment.Get());
+  const int failure =
+      posix_spawn(&child, "/bin/sh", &actions, nullptr, arguments, environment.Get());
   posix_spawn_file_actions_destroy(&actions);
   if (failure == 0) return child;
   errno = failure;

@@ -45,7 +45,8 @@ std::string SimulatedDrive::AddPartition(std::uint64_t bytes, std::string_view m
 
 void SimulatedDrive::AddBadSectors(std::uint64_t lba, std::uint64_t count) {
   const std::uint64_t size = State().sectorSize;
-  if (!drive_->AddBadRange(nsid_, lba * size, count * size)) throw std::runtime_error("too many bad ranges");
+  if (!drive_->AddBadRange(nsid_, lba * size, count * size))
+    throw std::runtime_error("too many bad ranges");
 }
 
 void SimulatedDrive::SetLog(std::uint8_t address, const std::vector<std::uint8_t>& content) {

@@ -18,7 +18,8 @@ using namespace Simulator;
 std::shared_ptr<Fleet> OpenFleet(const std::string& folder) {
   auto fleet = Fleet::Open(folder);
   if (fleet == nullptr) {
-    throw Failure("there is no fleet in " + folder + "; \"morvu-simdrives make " + folder + "\" makes one");
+    throw Failure("there is no fleet in " + folder + "; \"morvu-simdrives make " + folder +
+                  "\" makes one");
   }
   return fleet;
 }
@@ -46,18 +47,20 @@ Value Choose(const Choice<Value> (&choices)[Size], const std::string& name, std:
 }
 
 constexpr Choice<Kind> kKinds[] = {{"ata", Kind::Ata}, {"nvme", Kind::Nvme}, {"scsi", Kind::Scsi}};
+// clang-format off
 constexpr Choice<SenseFormat> kSenseFormats[] = {
     {"descriptor", SenseFormat::Descriptor},
     {"sat3", SenseFormat::FixedSat3},
     {"old-kernel", SenseFormat::FixedOldKernel},
 };
+// clang-format off
+// clang-format on
 constexpr Choice<CommandClass> kClasses[] = {
-    {"any", CommandClass::Any},
-    {"ata", CommandClass::Ata},
-    {"scsi", CommandClass::Scsi},
-    {"nvme-admin", CommandClass::NvmeAdmin},
+    {"any", CommandClass::Any},        {"ata", CommandClass::Ata},
+    {"scsi", CommandClass::Scsi},      {"nvme-admin", CommandClass::NvmeAdmin},
     {"nvme-io", CommandClass::NvmeIo},
 };
+// clang-format on
 constexpr Choice<Garbage> kGarbage[] = {
     {"zeros", Garbage::Zeros}, {"ones", Garbage::Ones}, {"random", Garbage::Random}};
 
@@ -72,16 +75,28 @@ constexpr std::uint64_t kGigabyte = 1000000000;
 
 // A drive of each kind, two of them with something on them.
 void AddDemoDrives(Fleet& fleet) {
-  const auto boot = AddDrive(fleet, {.kind = Kind::Ata, .model = "MORVU SSDSC2BB480G4", .serial = "BTWL407301AB480QGN",
-                                     .firmware = "D2010370", .sectors = 480 * kGigabyte / 512});
+  const auto boot = AddDrive(fleet, {.kind = Kind::Ata,
+                                     .model = "MORVU SSDSC2BB480G4",
+                                     .serial = "BTWL407301AB480QGN",
+                                     .firmware = "D2010370",
+                                     .sectors = 480 * kGigabyte / 512});
   const auto root = fleet.AddPartition(boot, 200 * kGigabyte, "ext4", "/", {});
   fleet.SetRootMount(root);
-  AddDrive(fleet, {.kind = Kind::Ata, .model = "MORVU SSDSC2BA200G3", .serial = "BTTV252600CD200GGN",
-                   .firmware = "5DV10270", .sectors = 200 * kGigabyte / 512});
-  const auto data = AddDrive(fleet, {.kind = Kind::Nvme, .model = "MORVU SSDPEDMD400G4", .serial = "CVFT4174000E400BGN",
-                                     .firmware = "8DV10171", .sectors = 400 * kGigabyte / 512});
+  AddDrive(fleet, {.kind = Kind::Ata,
+                   .model = "MORVU SSDSC2BA200G3",
+                   .serial = "BTTV252600CD200GGN",
+                   .firmware = "5DV10270",
+                   .sectors = 200 * kGigabyte / 512});
+  const auto data = AddDrive(fleet, {.kind = Kind::Nvme,
+                                     .model = "MORVU SSDPEDMD400G4",
+                                     .serial = "CVFT4174000E400BGN",
+                                     .firmware = "8DV10171",
+                                     .sectors = 400 * kGigabyte / 512});
   fleet.AddPartition(data, 100 * kGigabyte, "xfs", "/data", {});
-  AddDrive(fleet, {.kind = Kind::Scsi, .model = "SSD400SAS", .serial = "SAS00012", .firmware = "A001",
+  AddDrive(fleet, {.kind = Kind::Scsi,
+                   .model = "SSD400SAS",
+                   .serial = "SAS00012",
+                   .firmware = "A001",
                    .sectors = 400 * kGigabyte / 512});
 }
 
@@ -97,26 +112,36 @@ Fault MakeFault(const Options& options) {
     return words[at];
   };
   if (action == "ata-error") {
-    return Fault::AtaError(ToHexByte(value(3, "a status and an error register")), ToHexByte(value(4, "an error register")));
+    return Fault::AtaError(ToHexByte(value(3, "a status and an error register")),
+                           ToHexByte(value(4, "an error register")));
   }
   if (action == "sense") {
-    return Fault::ScsiError(0x02, ToHexByte(value(3, "key, ASC and ASCQ")), ToHexByte(value(4, "ASC and ASCQ")), ToHexByte(value(5, "ASCQ")));
+    return Fault::ScsiError(0x02, ToHexByte(value(3, "key, ASC and ASCQ")),
+                            ToHexByte(value(4, "ASC and ASCQ")), ToHexByte(value(5, "ASCQ")));
   }
   if (action == "scsi-status") return Fault::ScsiError(ToHexByte(value(3, "a status byte")));
   if (action == "nvme-status") {
-    return Fault::NvmeStatus(static_cast<std::uint16_t>(ToNumber(value(3, "a status"), 0x7FF, "an NVMe status")));
+    return Fault::NvmeStatus(
+        static_cast<std::uint16_t>(ToNumber(value(3, "a status"), 0x7FF, "an NVMe status")));
   }
-  if (action == "errno") return Fault::IoctlError(static_cast<int>(ToNumber(value(3, "an errno"), 4095, "an errno")));
+  if (action == "errno")
+    return Fault::IoctlError(static_cast<int>(ToNumber(value(3, "an errno"), 4095, "an errno")));
   if (action == "host") {
     const auto host = ToHexByte(value(3, "a host status"));
     return Fault::HostError(host, words.size() > 4 ? ToHexByte(words[4]) : 0);
   }
   if (action == "vanish") return Fault::Vanish();
-  if (action == "delay") return Fault::Delay(static_cast<std::uint32_t>(ToNumber(value(3, "milliseconds"), 3600000, "a delay")));
-  if (action == "short") return Fault::ShortData(static_cast<std::uint32_t>(ToNumber(value(3, "a count of bytes"), UINT32_MAX, "a length")));
-  if (action == "garbage") return Fault::GarbageData(Choose(kGarbage, value(3, "zeros, ones or random"), "garbage"));
+  if (action == "delay")
+    return Fault::Delay(
+        static_cast<std::uint32_t>(ToNumber(value(3, "milliseconds"), 3600000, "a delay")));
+  if (action == "short")
+    return Fault::ShortData(
+        static_cast<std::uint32_t>(ToNumber(value(3, "a count of bytes"), UINT32_MAX, "a length")));
+  if (action == "garbage")
+    return Fault::GarbageData(Choose(kGarbage, value(3, "zeros, ones or random"), "garbage"));
   if (action == "hang") return Fault::Hang();
-  if (action == "kill") return options.Has("--afterwards") ? Fault::KillAfter() : Fault::KillBefore();
+  if (action == "kill")
+    return options.Has("--afterwards") ? Fault::KillAfter() : Fault::KillBefore();
   throw UsageError("unknown fault \"" + action + "\"; \"morvu-simdrives fault --help\" lists them");
 }
 
@@ -133,8 +158,8 @@ int Make(const Arguments& arguments) {
 
 int Add(const Arguments& arguments) {
   const Options options(arguments, {"--usb", "--no-journal", "--refuses-identify"},
-                        {"--kind", "--model", "--serial", "--firmware", "--vendor", "--size", "--sector-size",
-                         "--namespaces", "--device-type", "--sense"});
+                        {"--kind", "--model", "--serial", "--firmware", "--vendor", "--size",
+                         "--sector-size", "--namespaces", "--device-type", "--sense"});
   options.NeedWords(1, 1, "add FLEET --kind ata|nvme|scsi [options]");
   if (!options.Has("--kind")) throw UsageError("add needs --kind ata, nvme or scsi");
   DriveSpec spec;
@@ -144,10 +169,13 @@ int Add(const Arguments& arguments) {
   spec.firmware = options.Text("--firmware", spec.firmware);
   spec.vendor = options.Text("--vendor", spec.vendor);
   spec.sectorSize = static_cast<std::uint32_t>(options.Number("--sector-size", 512));
-  if (spec.sectorSize != 512 && spec.sectorSize != 4096) throw UsageError("--sector-size is 512 or 4096");
+  if (spec.sectorSize != 512 && spec.sectorSize != 4096)
+    throw UsageError("--sector-size is 512 or 4096");
   spec.sectors = ToBytes(options.Text("--size", "4G")) / spec.sectorSize;
-  spec.namespaces = static_cast<unsigned>(ToNumber(options.Text("--namespaces", "1"), 16, "--namespaces"));
-  spec.deviceType = static_cast<int>(ToNumber(options.Text("--device-type", "0"), 31, "--device-type"));
+  spec.namespaces =
+      static_cast<unsigned>(ToNumber(options.Text("--namespaces", "1"), 16, "--namespaces"));
+  spec.deviceType =
+      static_cast<int>(ToNumber(options.Text("--device-type", "0"), 31, "--device-type"));
   spec.senseFormat = Choose(kSenseFormats, options.Text("--sense", "descriptor"), "--sense");
   spec.usb = options.Has("--usb");
   spec.journal = !options.Has("--no-journal");
@@ -160,7 +188,8 @@ int List(const Arguments& arguments) {
   const Options options(arguments, {}, {});
   options.NeedWords(1, 1, "list FLEET");
   const auto fleet = OpenFleet(options.Words()[0]);
-  std::printf("%-14s %-5s %-40s %-20s %-8s %12s %9s\n", "Node", "Kind", "Model", "Serial", "Firmware", "Sectors", "Commands");
+  std::printf("%-14s %-5s %-40s %-20s %-8s %12s %9s\n", "Node", "Kind", "Model", "Serial",
+              "Firmware", "Sectors", "Commands");
   for (const auto& name : fleet->DriveNames()) {
     const auto node = fleet->Find(name);
     if (!node) {
@@ -168,10 +197,12 @@ int List(const Arguments& arguments) {
       continue;
     }
     const auto& state = node.drive->State();
-    std::printf("/dev/%-9s %-5s %-40s %-20s %-8s %12llu %9llu%s%s\n", name.c_str(), KindName(state.kind),
-                GetText(state.model).c_str(), GetText(state.serial).c_str(), GetText(state.firmware).c_str(),
-                static_cast<unsigned long long>(state.sectors), static_cast<unsigned long long>(state.commands),
-                state.faultCount != 0 ? "  (faults set)" : "", state.vanished ? "  (vanished)" : "");
+    std::printf("/dev/%-9s %-5s %-40s %-20s %-8s %12llu %9llu%s%s\n", name.c_str(),
+                KindName(state.kind), GetText(state.model).c_str(), GetText(state.serial).c_str(),
+                GetText(state.firmware).c_str(), static_cast<unsigned long long>(state.sectors),
+                static_cast<unsigned long long>(state.commands),
+                state.faultCount != 0 ? "  (faults set)" : "",
+                state.vanished ? "  (vanished)" : "");
   }
   return 0;
 }
@@ -185,12 +216,14 @@ int Journal(const Arguments& arguments) {
     node.drive->ClearJournal();
     return 0;
   }
-  for (const auto& entry : ReadJournal(node.drive->JournalPath())) std::printf("%s\n", entry.Text().c_str());
+  for (const auto& entry : ReadJournal(node.drive->JournalPath()))
+    std::printf("%s\n", entry.Text().c_str());
   return 0;
 }
 
 int SetFault(const Arguments& arguments) {
-  const Options options(arguments, {"--afterwards"}, {"--command", "--opcode", "--feature", "--class", "--times"});
+  const Options options(arguments, {"--afterwards"},
+                        {"--command", "--opcode", "--feature", "--class", "--times"});
   options.NeedWords(3, 6, "fault FLEET NODE ACTION [values] [options]");
   const auto& words = options.Words();
   if (words[2] == "clear") {
@@ -200,7 +233,8 @@ int SetFault(const Arguments& arguments) {
   auto fault = MakeFault(options);
   if (options.Has("--class") || options.Has("--opcode")) {
     if (!options.Has("--opcode")) throw UsageError("--class needs --opcode");
-    fault.OnOpcode(options.HexByte("--opcode"), Choose(kClasses, options.Text("--class", "any"), "--class"));
+    fault.OnOpcode(options.HexByte("--opcode"),
+                   Choose(kClasses, options.Text("--class", "any"), "--class"));
   }
   if (options.Has("--feature")) fault.OnFeature(options.HexByte("--feature"));
   if (options.Has("--command")) {
@@ -208,10 +242,13 @@ int SetFault(const Arguments& arguments) {
     if (n == 0) throw UsageError("--command counts from 1, the next one");
     fault.OnCommand(static_cast<std::uint32_t>(n));
   }
-  if (options.Has("--times")) fault.Times(static_cast<std::uint32_t>(ToNumber(options.Text("--times"), UINT32_MAX, "--times")));
+  if (options.Has("--times"))
+    fault.Times(
+        static_cast<std::uint32_t>(ToNumber(options.Text("--times"), UINT32_MAX, "--times")));
   const auto fleet = OpenFleet(words[0]);
   if (!FindNode(fleet, words[1]).drive->Inject(fault.Slot())) {
-    throw Failure("the drive holds as many faults as it can; \"fault FLEET NODE clear\" takes them away");
+    throw Failure(
+        "the drive holds as many faults as it can; \"fault FLEET NODE clear\" takes them away");
   }
   return 0;
 }
@@ -222,10 +259,12 @@ int AddPartition(const Arguments& arguments) {
   const auto fleet = OpenFleet(options.Words()[0]);
   FindNode(fleet, options.Words()[1]);
   for (const auto* name : {"--mount", "--type", "--volume-group"}) {
-    if (options.Text(name).find_first_of(" \t\n") != std::string::npos) throw UsageError(std::string(name) + " may hold no blanks");
+    if (options.Text(name).find_first_of(" \t\n") != std::string::npos)
+      throw UsageError(std::string(name) + " may hold no blanks");
   }
   const auto node = fleet->AddPartition(options.Words()[1], ToBytes(options.Text("--size", "1G")),
-                                        options.Text("--type", "ext4"), options.Text("--mount"), options.Text("--volume-group"));
+                                        options.Text("--type", "ext4"), options.Text("--mount"),
+                                        options.Text("--volume-group"));
   if (node.empty()) throw Failure("this drive takes no partition: it is no disk");
   std::printf("%s\n", node.c_str());
   return 0;
@@ -248,7 +287,8 @@ int SetLog(const Arguments& arguments) {
   if (!file) throw Failure("cannot read " + words[3]);
   const std::string content((std::istreambuf_iterator<char>(file)), {});
   char name[16];
-  std::snprintf(name, sizeof name, "%s-%02X", node.drive->State().kind == Kind::Nvme ? "nvme" : "ata", ToHexByte(words[2]));
+  std::snprintf(name, sizeof name, "%s-%02X",
+                node.drive->State().kind == Kind::Nvme ? "nvme" : "ata", ToHexByte(words[2]));
   node.drive->WriteLog(name, content.data(), content.size());
   return 0;
 }
@@ -268,7 +308,9 @@ int PowerCycle(const Arguments& arguments) {
 int Clock(const Arguments& arguments) {
   const Options options(arguments, {}, {});
   options.NeedWords(2, 2, "clock FLEET SECONDS");
-  OpenFleet(options.Words()[0])->AdvanceClock(static_cast<std::int64_t>(ToNumber(options.Words()[1], 1000000000, "SECONDS")) * 1000);
+  OpenFleet(options.Words()[0])
+      ->AdvanceClock(
+          static_cast<std::int64_t>(ToNumber(options.Words()[1], 1000000000, "SECONDS")) * 1000);
   return 0;
 }
 

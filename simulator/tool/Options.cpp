@@ -56,7 +56,8 @@ std::uint8_t Options::HexByte(const std::string& name) const { return ToHexByte(
 std::uint64_t ToNumber(const std::string& text, std::uint64_t most, std::string_view what) {
   std::uint64_t value = 0;
   const bool hex = text.starts_with("0x") || text.starts_with("0X");
-  const bool parsed = hex ? Parse(std::string_view(text).substr(2), 16, value) : Parse(text, 10, value);
+  const bool parsed =
+      hex ? Parse(std::string_view(text).substr(2), 16, value) : Parse(text, 10, value);
   if (!parsed) throw UsageError(std::string(what) + " needs a number, not \"" + text + "\"");
   if (value > most) throw UsageError(std::string(what) + " is at most " + std::to_string(most));
   return value;
@@ -68,7 +69,8 @@ std::uint64_t ToBytes(const std::string& text) {
   const auto digits = unit == kUnits.npos ? text : text.substr(0, text.size() - 1);
   const auto value = ToNumber(digits, std::uint64_t{1} << 52, "a size");
   const auto shift = unit == kUnits.npos ? 0 : 10 * (unit + 1);
-  if (value > (std::uint64_t{1} << 52) >> shift) throw UsageError("the size " + text + " is too large");
+  if (value > (std::uint64_t{1} << 52) >> shift)
+    throw UsageError("the size " + text + " is too large");
   return value << shift;
 }
 

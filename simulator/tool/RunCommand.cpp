@@ -46,8 +46,9 @@ int ElfClass(const std::string& path) {
 std::string FindPreload(int elfClass) {
   std::error_code failure;
   const auto here = fs::read_symlink("/proc/self/exe", failure).parent_path();
-  for (const auto* folder : {".", "../lib", "../lib/x86_64-linux-gnu", "../lib/i386-linux-gnu", "../lib64", "../lib32",
-                             "../../x86_64/simulator", "../../x86/simulator"}) {
+  for (const auto* folder :
+       {".", "../lib", "../lib/x86_64-linux-gnu", "../lib/i386-linux-gnu", "../lib64", "../lib32",
+        "../../x86_64/simulator", "../../x86/simulator"}) {
     const auto path = (here / folder / "libmorvu_simulator.so").lexically_normal().string();
     if (ElfClass(path) == elfClass) return path;
   }
@@ -62,7 +63,8 @@ void PutFirst(const char* name, const std::string& value) {
 }  // namespace
 
 int Run(const Arguments& arguments) {
-  if (arguments.size() < 3 || arguments[1] != "--") throw UsageError("usage: morvu-simdrives run FLEET -- PROGRAM [arguments]");
+  if (arguments.size() < 3 || arguments[1] != "--")
+    throw UsageError("usage: morvu-simdrives run FLEET -- PROGRAM [arguments]");
   const auto fleet = Simulator::Fleet::Open(arguments[0]);
   if (fleet == nullptr) throw Failure("there is no fleet in " + arguments[0]);
   const auto program = FindProgram(arguments[2]);
@@ -74,14 +76,15 @@ int Run(const Arguments& arguments) {
   const int wanted = ElfClass(program) != 0 ? ElfClass(program) : own;
   const auto preload = FindPreload(wanted);
   if (preload.empty()) {
-    throw Failure(std::string("there is no libmorvu_simulator.so of ") + (wanted == ELFCLASS32 ? "32" : "64") +
-                  " bits beside this tool or in ../lib");
+    throw Failure(std::string("there is no libmorvu_simulator.so of ") +
+                  (wanted == ELFCLASS32 ? "32" : "64") + " bits beside this tool or in ../lib");
   }
   setenv("MORVU_SIMULATOR_FLEET", fleet->Root().c_str(), 1);
   PutFirst("LD_PRELOAD", preload);
 
   std::vector<char*> words;
-  for (std::size_t i = 2; i < arguments.size(); ++i) words.push_back(const_cast<char*>(arguments[i].c_str()));
+  for (std::size_t i = 2; i < arguments.size(); ++i)
+    words.push_back(const_cast<char*>(arguments[i].c_str()));
   words.push_back(nullptr);
   execv(program.c_str(), words.data());
   std::fprintf(stderr, "morvu-simdrives: %s: %s\n", program.c_str(), std::strerror(errno));

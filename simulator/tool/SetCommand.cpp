@@ -24,6 +24,7 @@ T As(std::uint64_t value) {
   return static_cast<T>(value);
 }
 
+// clang-format off
 // name, greatest value, what it sets
 constexpr FieldRow kFields[] = {
     {"frozen", 1, [](DriveState& s, std::uint64_t v) { s.ata.security.frozen = As<std::uint8_t>(v); }},
@@ -41,6 +42,7 @@ constexpr FieldRow kFields[] = {
     {"temperature", 200, [](DriveState& s, std::uint64_t v) { PutLittle<std::uint16_t>(s.nvme.health + 1, As<std::uint16_t>(v + 273)); }},
     {"supports-sanitize", 1, [](DriveState& s, std::uint64_t v) { s.nvme.supportsSanitize = As<std::uint8_t>(v); }},
 };
+// clang-format on
 
 bool SetText(DriveState& state, const std::string& name, const std::string& value) {
   if (name != "next-firmware" && name != "error-text") return false;
@@ -53,7 +55,8 @@ bool SetText(DriveState& state, const std::string& name, const std::string& valu
   // The drive's own status text: identify words 140 to 149, bytes exchanged.
   std::uint8_t text[20];
   PutText(text, sizeof text, value);
-  for (int i = 0; i < 10; ++i) state.ata.identify[140 + i] = static_cast<std::uint16_t>(text[2 * i] << 8 | text[2 * i + 1]);
+  for (int i = 0; i < 10; ++i)
+    state.ata.identify[140 + i] = static_cast<std::uint16_t>(text[2 * i] << 8 | text[2 * i + 1]);
   std::memcpy(state.nvme.controller + 3076, text, sizeof text);
   return true;
 }

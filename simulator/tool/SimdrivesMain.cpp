@@ -15,6 +15,7 @@ struct CommandRow {
   const char* help;
 };
 
+// clang-format off
 constexpr CommandRow kCommands[] = {
     {"make", Make,
      "make FLEET [--demo]\n"
@@ -73,14 +74,18 @@ constexpr CommandRow kCommands[] = {
     {"power-cycle", PowerCycle, "power-cycle FLEET [NODE]\n  Cut the power of one drive, or of all, and give it again.\n"},
     {"clock", Clock, "clock FLEET SECONDS\n  Let time pass for the drives: self-tests and sanitizes go on by it.\n"},
 };
+// clang-format on
 
 void PrintHelp() {
   std::printf("morvu-simdrives: simulated drives, to test a program without a drive.\n\n");
   for (const auto& row : kCommands) std::printf("morvu-simdrives %s\n", row.help);
-  std::printf("Exit codes: 0 done, 1 could not be done, 2 not understood; \"run\" has its program's.\n");
+  std::printf(
+      "Exit codes: 0 done, 1 could not be done, 2 not understood; \"run\" has its program's.\n");
 }
 
-bool IsHelp(std::string_view word) { return word == "-help" || word == "--help" || word == "-h" || word == "help"; }
+bool IsHelp(std::string_view word) {
+  return word == "-help" || word == "--help" || word == "-h" || word == "help";
+}
 
 int RunCommand(const CommandRow& row, const Arguments& arguments) {
   if (!arguments.empty() && IsHelp(arguments[0])) {
@@ -101,7 +106,8 @@ int main(int count, char** words) {
     for (const auto& row : kCommands) {
       if (row.name == words[1]) return RunCommand(row, Arguments(words + 2, words + count));
     }
-    throw UsageError(std::string("unknown command ") + words[1] + "; \"morvu-simdrives -help\" lists them");
+    throw UsageError(std::string("unknown command ") + words[1] +
+                     "; \"morvu-simdrives -help\" lists them");
   } catch (const UsageError& error) {
     std::fprintf(stderr, "morvu-simdrives: %s\n", error.what());
     return 2;

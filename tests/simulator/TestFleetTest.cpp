@@ -26,7 +26,9 @@ using Bytes = std::vector<std::uint8_t>;
 class Handle {
  public:
   explicit Handle(const std::string& node) : descriptor_(open(node.c_str(), O_RDWR | O_NONBLOCK)) {}
-  ~Handle() { if (descriptor_ >= 0) close(descriptor_); }
+  ~Handle() {
+    if (descriptor_ >= 0) close(descriptor_);
+  }
   int Get() const { return descriptor_; }
 
  private:
@@ -74,16 +76,33 @@ struct Ata {
 // With CK_COND, so that the registers come back.
 Bytes Cdb(const Ata& ata, int protocol) {
   if (!ata.extended) {
-    return {0xA1, static_cast<std::uint8_t>(protocol << 1), 0x2E, ata.features, ata.count,
-            static_cast<std::uint8_t>(ata.lba), static_cast<std::uint8_t>(ata.lba >> 8),
-            static_cast<std::uint8_t>(ata.lba >> 16), ata.device, ata.command, 0, 0};
+    return {0xA1,
+            static_cast<std::uint8_t>(protocol << 1),
+            0x2E,
+            ata.features,
+            ata.count,
+            static_cast<std::uint8_t>(ata.lba),
+            static_cast<std::uint8_t>(ata.lba >> 8),
+            static_cast<std::uint8_t>(ata.lba >> 16),
+            ata.device,
+            ata.command,
+            0,
+            0};
   }
   const auto at = [&](int shift) { return static_cast<std::uint8_t>(ata.lba >> shift); };
-  return {0x85, static_cast<std::uint8_t>(protocol << 1 | 1), 0x2E, 0, ata.features, 0, ata.count,
-          at(24), at(0), at(32), at(8), at(40), at(16), ata.device, ata.command, 0};
+  return {0x85,         static_cast<std::uint8_t>(protocol << 1 | 1),
+          0x2E,         0,
+          ata.features, 0,
+          ata.count,    at(24),
+          at(0),        at(32),
+          at(8),        at(40),
+          at(16),       ata.device,
+          ata.command,  0};
 }
 
-Answer NonData(const Handle& handle, const Ata& ata) { return Send(handle, Cdb(ata, 3), SG_DXFER_NONE, {}); }
+Answer NonData(const Handle& handle, const Ata& ata) {
+  return Send(handle, Cdb(ata, 3), SG_DXFER_NONE, {});
+}
 Answer PioIn(const Handle& handle, const Ata& ata, std::size_t blocks = 1) {
   return Send(handle, Cdb(ata, 4), SG_DXFER_FROM_DEV, Bytes(blocks * 512));
 }
@@ -105,14 +124,16 @@ std::string Output(const std::string& command) {
   if (pipe == nullptr) return "popen failed";
   std::string text;
   char block[256];
-  for (std::size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) text.append(block, count);
+  for (std::size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;)
+    text.append(block, count);
   pclose(pipe);
   return text;
 }
 
 TEST(AtaDrive, IdentifiesItself) {
   TestFleet fleet;
-  auto drive = fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1", .firmware = "D2010370", .sectors = 5000});
+  auto drive = fleet.Add(
+      {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1", .firmware = "D2010370", .sectors = 5000});
   const Handle handle(drive.Node());
   const auto answer = PioIn(handle, {0xEC, 0, 1});
   ASSERT_EQ(0, answer.result);
@@ -169,7 +190,7 @@ TEST(AtaDrive, GivesRegistersInEachSenseFormat) {
   answer = PioIn(old, {0xEC, 0, 1});
   EXPECT_EQ(0x70, answer.sense[0]);  // PIO data-in looks failed
   EXPECT_EQ(0x58, answer.sense[9]);
-  EXPECT_NE(0, answer.data[54]);     // with its data there
+  EXPECT_NE(0, answer.data[54]);  // with its data there
   answer = PioIn(old, {0x00});
   EXPECT_EQ(0x04, answer.sense[8]);
   EXPECT_EQ(0x51, answer.sense[9]);
@@ -269,7 +290,8 @@ Bytes Image(std::string_view revision, std::uint32_t size) {
   return image;
 }
 
-Answer Download(const Handle& handle, const Bytes& image, std::size_t block, std::uint8_t blocks, std::uint8_t mode) {
+Answer Download(const Handle& handle, const Bytes& image, std::size_t block, std::uint8_t blocks,
+                std::uint8_t mode) {
   const Bytes piece(image.begin() + block * 512, image.begin() + (block + blocks) * 512);
   return PioOut(handle, {0x92, mode, blocks, static_cast<std::uint64_t>(block) << 8}, piece);
 }
@@ -314,7 +336,8 @@ NvmeAnswer Admin(const Handle& handle, std::uint8_t opcode, std::uint32_t nsid, 
 
 TEST(NvmeDrive, IdentifiesFormatsAndRefuses) {
   TestFleet fleet;
-  auto drive = fleet.Add({.kind = Kind::Nvme, .model = "MORVU SSDPEDMD400G4", .serial = "CVFT1", .sectors = 80000});
+  auto drive = fleet.Add(
+      {.kind = Kind::Nvme, .model = "MORVU SSDPEDMD400G4", .serial = "CVFT1", .sectors = 80000});
   ASSERT_EQ("/dev/nvme0n1", drive.Node());
   drive.WriteMedium(0, Bytes(512, 7));
   const Handle controller("/dev/nvme0");
@@ -338,7 +361,7 @@ TEST(NvmeDrive, TakesFirmwareIntoASlotAndRunsItAfterAReset) {
   const auto image = Image("NEW2", 8192);
   const Bytes first(image.begin(), image.begin() + 4096), second(image.begin() + 4096, image.end());
   EXPECT_EQ(0, Admin(controller, 0x11, 0, 1023, 0, first).result);
-  EXPECT_EQ(0x107, Admin(controller, 0x10, 0, 0x09).result);       // half an image
+  EXPECT_EQ(0x107, Admin(controller, 0x10, 0, 0x09).result);                // half an image
   EXPECT_EQ(0x114, Admin(controller, 0x11, 0, 1023, 2048, second).result);  // a gap
   EXPECT_EQ(0, Admin(controller, 0x11, 0, 1023, 1024, second).result);
   EXPECT_EQ(0, Admin(controller, 0x10, 0, 0x09).result);
@@ -365,7 +388,11 @@ TEST(NvmeDrive, ReadsAndWritesByTheIoRecordOfThisWidth) {
 
 TEST(ScsiDrive, AnswersInquiryAndRefusesAtaPassThrough) {
   TestFleet fleet;
-  auto drive = fleet.Add({.kind = Kind::Scsi, .model = "SSD400 SAS", .serial = "SER12345", .firmware = "A001", .sectors = 800});
+  auto drive = fleet.Add({.kind = Kind::Scsi,
+                          .model = "SSD400 SAS",
+                          .serial = "SER12345",
+                          .firmware = "A001",
+                          .sectors = 800});
   const Handle handle(drive.Node());
   const auto inquiry = Send(handle, {0x12, 0, 0, 0, 255, 0}, SG_DXFER_FROM_DEV, Bytes(512));
   EXPECT_EQ(0, inquiry.status);
@@ -373,7 +400,8 @@ TEST(ScsiDrive, AnswersInquiryAndRefusesAtaPassThrough) {
   const auto refused = PioIn(handle, {0xEC, 0, 1});
   EXPECT_EQ(0x05, refused.sense[2]);
   EXPECT_EQ(0x20, refused.sense[12]);
-  const auto capacity = Send(handle, {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, SG_DXFER_FROM_DEV, Bytes(512));
+  const auto capacity =
+      Send(handle, {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, SG_DXFER_FROM_DEV, Bytes(512));
   EXPECT_EQ(799, capacity.data[2] << 8 | capacity.data[3]);
 }
 
@@ -447,11 +475,13 @@ TEST(Files, ShellPipelinesSeeAMachineWithTheseDrives) {
   ASSERT_TRUE(path.ends_with("/scsi_generic/sg0\n")) << path;
   path.resize(path.size() - std::strlen("scsi_generic/sg0\n"));
   EXPECT_EQ("sda1\n", Output("ls -l /sys/class/block | grep -o \"" + path +
-                             "block/sd[[:alpha:]]/sd[[:alpha:]][[:digit:]]\\+\" | grep -o \"sd[[:alpha:]][[:digit:]]\\+\""));
+                             "block/sd[[:alpha:]]/sd[[:alpha:]][[:digit:]]\\+\" | grep -o "
+                             "\"sd[[:alpha:]][[:digit:]]\\+\""));
   EXPECT_EQ("/dev/sda1\n", Output("df -T | grep -o /dev/sda1"));
   EXPECT_EQ("ext4\n", Output("df -T -B 1 | grep /dev/sda1 | awk '{print $2}'"));
   EXPECT_EQ("2048\n", Output("df -T -B 512 | grep /dev/sda1 | awk '{print ($4+$5)}'"));
-  EXPECT_EQ("/dev/mapper/vg0-root on / type ext4 (rw,relatime)\n", Output("mount | grep \" on / \""));
+  EXPECT_EQ("/dev/mapper/vg0-root on / type ext4 (rw,relatime)\n",
+            Output("mount | grep \" on / \""));
   EXPECT_EQ("", Output("cat /dev/null"));
 
   std::ifstream type("/sys/class/scsi_generic/sg2/device/type");
@@ -467,11 +497,13 @@ TEST(Files, MountAndVolumeGroupsFollowTheTables) {
   const auto volume = disk.AddPartition(1 << 20, "", "LVM2_member", "vg0");
   EXPECT_EQ("", Output("df -T | grep -o " + partition));
   EXPECT_EQ(0, system(("mount " + partition + " /mnt/MorvuTestFolder").c_str()));
-  EXPECT_EQ(partition + " on /mnt/MorvuTestFolder type ext4 (rw,relatime)\n", Output("mount | grep " + partition));
+  EXPECT_EQ(partition + " on /mnt/MorvuTestFolder type ext4 (rw,relatime)\n",
+            Output("mount | grep " + partition));
   EXPECT_EQ(0, system("umount -l /mnt/MorvuTestFolder 2>/dev/null"));
   EXPECT_EQ("", Output("df -T | grep -o " + partition));
   EXPECT_NE(0, system("mount /dev/sda9 /mnt/x 2>/dev/null"));
-  EXPECT_EQ("  VG Name               vg0\n", Output("pvdisplay " + volume + " 2>/dev/null | grep \"VG Name\""));
+  EXPECT_EQ("  VG Name               vg0\n",
+            Output("pvdisplay " + volume + " 2>/dev/null | grep \"VG Name\""));
 }
 
 TEST(Faults, BadSectorsMeetEveryWayOfReading) {

@@ -28,7 +28,8 @@ Outcome Shell(const std::string& line) {
   if (pipe == nullptr) return {-1, "popen failed"};
   Outcome outcome{};
   char block[512];
-  for (std::size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) outcome.text.append(block, count);
+  for (std::size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;)
+    outcome.text.append(block, count);
   const int status = pclose(pipe);
   outcome.code = WIFEXITED(status) ? WEXITSTATUS(status) : -1;
   return outcome;
@@ -40,14 +41,24 @@ class Tool : public testing::Test {
     fleet_ = testing::TempDir() + "simdrives-" + std::to_string(getpid());
     std::filesystem::remove_all(fleet_);
     ASSERT_EQ(0, Simdrives("make FLEET").code);
-    ASSERT_EQ("/dev/sg0\n", Simdrives("add FLEET --kind ata --model 'MORVU SATA' --serial ATA1 --firmware AAAA0001 --size 1G").text);
-    ASSERT_EQ("/dev/nvme0n1\n", Simdrives("add FLEET --kind nvme --model 'MORVU NVME' --serial NVME1 --firmware BBBB0001 --size 1G").text);
-    ASSERT_EQ("/dev/sg1\n", Simdrives("add FLEET --kind scsi --model SAS --serial SCSI1 --firmware C001 --size 1G").text);
+    ASSERT_EQ(
+        "/dev/sg0\n",
+        Simdrives(
+            "add FLEET --kind ata --model 'MORVU SATA' --serial ATA1 --firmware AAAA0001 --size 1G")
+            .text);
+    ASSERT_EQ("/dev/nvme0n1\n", Simdrives("add FLEET --kind nvme --model 'MORVU NVME' --serial "
+                                          "NVME1 --firmware BBBB0001 --size 1G")
+                                    .text);
+    ASSERT_EQ(
+        "/dev/sg1\n",
+        Simdrives("add FLEET --kind scsi --model SAS --serial SCSI1 --firmware C001 --size 1G")
+            .text);
   }
   void TearDown() override { std::filesystem::remove_all(fleet_); }
 
   Outcome Simdrives(std::string words) {
-    for (auto at = words.find("FLEET"); at != words.npos; at = words.find("FLEET", at)) words.replace(at, 5, fleet_);
+    for (auto at = words.find("FLEET"); at != words.npos; at = words.find("FLEET", at))
+      words.replace(at, 5, fleet_);
     return Shell(std::string(MORVU_SIMULATOR_TOOL) + " " + words);
   }
 
@@ -63,7 +74,7 @@ class Tool : public testing::Test {
   std::string fleet_;
 };
 
-#define NEED_PROGRAM(name)                                                              \
+#define NEED_PROGRAM(name)                                                                  \
   if (!CanPreload()) GTEST_SKIP() << "a preload library of a sanitizer build is of no use"; \
   if (Shell("command -v " name).code != 0) GTEST_SKIP() << name " is not installed"
 
@@ -121,15 +132,19 @@ TEST_F(Tool, SmartctlRunsASelfTest) {
   Simdrives("set FLEET /dev/sg0 self-test-seconds=100000");
   EXPECT_EQ(0, Simdrives("run FLEET -- smartctl -t short /dev/sg0").code);
   Simdrives("clock FLEET 50000");
-  EXPECT_THAT(Simdrives("run FLEET -- smartctl -c /dev/sg0").text, HasSubstr("Self-test routine in progress"));
+  EXPECT_THAT(Simdrives("run FLEET -- smartctl -c /dev/sg0").text,
+              HasSubstr("Self-test routine in progress"));
   Simdrives("clock FLEET 60000");
-  EXPECT_THAT(Simdrives("run FLEET -- smartctl -l selftest /dev/sg0").text, HasSubstr("Short offline       Completed without error"));
+  EXPECT_THAT(Simdrives("run FLEET -- smartctl -l selftest /dev/sg0").text,
+              HasSubstr("Short offline       Completed without error"));
 }
 
 TEST_F(Tool, HdparmErasesWithAPassword) {
   NEED_PROGRAM("hdparm");
-  EXPECT_THAT(Simdrives("run FLEET -- hdparm -I /dev/sg0").text, HasSubstr("Serial Number:      ATA1"));
-  EXPECT_EQ(0, Simdrives("run FLEET -- hdparm --user-master u --security-set-pass p /dev/sg0").code);
+  EXPECT_THAT(Simdrives("run FLEET -- hdparm -I /dev/sg0").text,
+              HasSubstr("Serial Number:      ATA1"));
+  EXPECT_EQ(0,
+            Simdrives("run FLEET -- hdparm --user-master u --security-set-pass p /dev/sg0").code);
   EXPECT_THAT(Simdrives("run FLEET -- hdparm -I /dev/sg0").text, HasSubstr("\t\tenabled\n"));
   EXPECT_EQ(0, Simdrives("run FLEET -- hdparm --user-master u --security-erase p /dev/sg0").code);
   EXPECT_THAT(Simdrives("run FLEET -- hdparm -I /dev/sg0").text, HasSubstr("\tnot\tenabled\n"));
@@ -149,18 +164,22 @@ TEST_F(Tool, NvmeReadsFormatsAndUpdates) {
   EXPECT_THAT(controller, HasSubstr("sn        : NVME1 "));
   EXPECT_THAT(controller, HasSubstr("mn        : MORVU NVME "));
   EXPECT_THAT(controller, HasSubstr("fr        : BBBB0001"));
-  EXPECT_THAT(Simdrives("run FLEET -- nvme id-ns /dev/nvme0n1").text, HasSubstr("nsze    : 0x200000"));
+  EXPECT_THAT(Simdrives("run FLEET -- nvme id-ns /dev/nvme0n1").text,
+              HasSubstr("nsze    : 0x200000"));
   EXPECT_EQ(0, Simdrives("run FLEET -- nvme format /dev/nvme0n1 -l 2 -s 1 -f").code);
-  EXPECT_THAT(Simdrives("run FLEET -- nvme id-ns /dev/nvme0n1").text, HasSubstr("nsze    : 0x40000"));
+  EXPECT_THAT(Simdrives("run FLEET -- nvme id-ns /dev/nvme0n1").text,
+              HasSubstr("nsze    : 0x40000"));
 
   std::string image = "MorvuSimFirmwareBBBB0002";
   image += std::string("\x00\x20\x00\x00", 4);
   image.resize(0x2000, 'x');
   std::ofstream(fleet_ + "/image.bin", std::ios::binary) << image;
-  EXPECT_EQ(0, Simdrives("run FLEET -- nvme fw-download /dev/nvme0 -f FLEET/image.bin -x 4096").code);
+  EXPECT_EQ(0,
+            Simdrives("run FLEET -- nvme fw-download /dev/nvme0 -f FLEET/image.bin -x 4096").code);
   EXPECT_EQ(0, Simdrives("run FLEET -- nvme fw-commit /dev/nvme0 -s 2 -a 1").code);
   Simdrives("power-cycle FLEET /dev/nvme0");
-  EXPECT_THAT(Simdrives("run FLEET -- nvme id-ctrl /dev/nvme0").text, HasSubstr("fr        : BBBB0002"));
+  EXPECT_THAT(Simdrives("run FLEET -- nvme id-ctrl /dev/nvme0").text,
+              HasSubstr("fr        : BBBB0002"));
 }
 
 TEST_F(Tool, SgUtilsReadAScsiDrive) {
@@ -168,7 +187,8 @@ TEST_F(Tool, SgUtilsReadAScsiDrive) {
   const auto inquiry = Simdrives("run FLEET -- sg_inq /dev/sg1").text;
   EXPECT_THAT(inquiry, HasSubstr("Product identification: SAS "));
   EXPECT_THAT(inquiry, HasSubstr("Unit serial number: SCSI1"));
-  EXPECT_THAT(Simdrives("run FLEET -- sg_readcap /dev/sg1").text, HasSubstr("Number of logical blocks=2097152"));
+  EXPECT_THAT(Simdrives("run FLEET -- sg_readcap /dev/sg1").text,
+              HasSubstr("Number of logical blocks=2097152"));
 }
 
 TEST_F(Tool, AFaultSetByTheToolMeetsAnotherProgram) {
