@@ -1,0 +1,185 @@
+#include "Commands.h"
+#include "Bytes.h"
+#include "gtest/gtest.h"
+
+namespace Simulator {
+namespace {
+
+TEST(AtaDrive, IdentifiesItself) {
+  TestFleet fleet;
+  auto drive = fleet.Add(
+      {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1", .firmware = "D2010370", .sectors = 5000});
+  const Handle handle(drive.Node());
+  const auto answer = PioIn(handle, {0xEC, 0, 1});
+  ASSERT_EQ(0, answer.result);
+  EXPECT_EQ("MORVU SSDSC2BB480G4", Swapped(answer.data, 54, 40));
+  EXPECT_EQ("BTWL1", Swapped(answer.data, 20, 20));
+  EXPECT_EQ("D2010370", Swapped(answer.data, 46, 8));
+  EXPECT_EQ(5000, answer.data[120] | answer.data[121] << 8);
+  std::uint8_t sum = 0;
+  for (const auto byte : answer.data) sum = static_cast<std::uint8_t>(sum + byte);
+  EXPECT_EQ(0, sum);
+  const auto journal = drive.Journal();
+  ASSERT_EQ(1u, journal.size());
+  EXPECT_EQ(0xEC, journal[0].AtaOpcode());
+  EXPECT_EQ(512u, journal[0].transferLength);
+  EXPECT_EQ(5000u, journal[0].timeoutMs);
+}
+
+TEST(AtaDrive, AbortsNopAndUnknownCommands) {
+  TestFleet fleet;
+  const Handle handle(fleet.Add({}).Node());
+  for (const std::uint8_t command : {0x00, 0xFF, 0x60}) {
+    const auto answer = PioIn(handle, {command});
+    EXPECT_EQ(0x51, answer.AtaStatus());
+    EXPECT_EQ(0x04, answer.AtaError());
+  }
+}
+
+TEST(AtaDrive, ReadsBackWhatIsWrittenAndRefusesTheSectorBehindTheLast) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 1000});
+  const Handle handle(drive.Node());
+  Bytes data(512, 0xA5);
+  PioOut(handle, {0x34, 0, 1, 999, true}, data);
+  EXPECT_EQ(data, PioIn(handle, {0x24, 0, 1, 999, true}).data);
+  EXPECT_EQ(data, drive.ReadMedium(999 * 512, 512));
+  const auto beyond = PioIn(handle, {0x24, 0, 1, 1000, true});
+  EXPECT_EQ(0x10, beyond.AtaError());
+  EXPECT_EQ(1000u, beyond.Lba());
+  EXPECT_EQ(512, beyond.resid);
+}
+
+TEST(AtaDrive, GivesRegistersInEachSenseFormat) {
+  TestFleet fleet;
+  const Handle sat3(fleet.Add({.senseFormat = SenseFormat::FixedSat3}).Node());
+  auto answer = NonData(sat3, {0xE5, 0, 1});
+  EXPECT_EQ(0x70, answer.sense[0]);
+  EXPECT_EQ(0x50, answer.sense[4]);
+  EXPECT_EQ(0xFF, answer.sense[6]);
+
+  const Handle old(fleet.Add({.senseFormat = SenseFormat::FixedOldKernel}).Node());
+  answer = NonData(old, {0xE5, 0, 1});
+  EXPECT_EQ(0x72, answer.sense[0]);  // success is as it should be
+  EXPECT_EQ(0xFF, answer.sense[13]);
+  answer = PioIn(old, {0xEC, 0, 1});
+  EXPECT_EQ(0x70, answer.sense[0]);  // PIO data-in looks failed
+  EXPECT_EQ(0x58, answer.sense[9]);
+  EXPECT_NE(0, answer.data[54]);  // with its data there
+  answer = PioIn(old, {0x00});
+  EXPECT_EQ(0x04, answer.sense[8]);
+  EXPECT_EQ(0x51, answer.sense[9]);
+}
+
+TEST(AtaDrive, ErasesOnlyWithThePasswordAndDirectlyBehindPrepare) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 1000});
+  drive.WriteMedium(0, Bytes(512, 1));
+  const Handle handle(drive.Node());
+  Bytes password(512), wrong(512);
+  std::memcpy(&password[2], "secret", 6);
+  std::memcpy(&wrong[2], "guess", 5);
+  EXPECT_EQ(0x50, PioOut(handle, {0xF1}, password).AtaStatus());
+  EXPECT_EQ(0x51, PioOut(handle, {0xF4}, password).AtaStatus());  // not prepared
+  NonData(handle, {0xF3});
+  NonData(handle, {0xE5});
+  EXPECT_EQ(0x51, PioOut(handle, {0xF4}, password).AtaStatus());  // not directly behind
+  NonData(handle, {0xF3});
+  EXPECT_EQ(0x51, PioOut(handle, {0xF4}, wrong).AtaStatus());
+  EXPECT_EQ(1, drive.ReadMedium(0, 1)[0]);
+  NonData(handle, {0xF3});
+  EXPECT_EQ(0x50, PioOut(handle, {0xF4}, password).AtaStatus());
+  EXPECT_EQ(0, drive.ReadMedium(0, 1)[0]);
+  EXPECT_EQ(0, drive.State().ata.security.enabled);
+}
+
+TEST(AtaDrive, LocksAtPowerOnAndCountsWrongPasswords) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  const Handle handle(drive.Node());
+  Bytes password(512), wrong(512);
+  std::memcpy(&password[2], "secret", 6);
+  PioOut(handle, {0xF1}, password);
+  drive.PowerCycle();
+  EXPECT_EQ(0x51, PioIn(handle, {0x24, 0, 1, 0, true}).AtaStatus());
+  EXPECT_EQ(0x51, PioOut(handle, {0xF6}, password).AtaStatus());
+  for (int i = 0; i < 5; ++i) PioOut(handle, {0xF2}, wrong);
+  EXPECT_EQ(0x51, PioOut(handle, {0xF2}, password).AtaStatus());  // the count has expired
+  drive.PowerCycle();
+  EXPECT_EQ(0x50, PioOut(handle, {0xF2}, password).AtaStatus());
+  EXPECT_EQ(0x50, PioOut(handle, {0xF6}, password).AtaStatus());
+  NonData(handle, {0xF5});
+  EXPECT_EQ(0x51, PioOut(handle, {0xF1}, password).AtaStatus());  // frozen
+}
+
+TEST(AtaDrive, SetsItsMaximumOnlyDirectlyBehindReadNativeMax) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 5000});
+  const Handle handle(drive.Node());
+  EXPECT_EQ(0x51, NonData(handle, {0x37, 0, 1, 999, true}).AtaStatus());
+  EXPECT_EQ(4999u, NonData(handle, {0x27, 0, 0, 0, true}).Lba());
+  EXPECT_EQ(0x50, NonData(handle, {0x37, 0, 1, 999, true}).AtaStatus());
+  EXPECT_EQ(0x51, PioIn(handle, {0x24, 0, 1, 1000, true}).AtaStatus());
+}
+
+TEST(AtaDrive, RunsASelfTestOverTheFleetsTime) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  drive.State().ata.selfTest.shortMs = 100000;
+  drive.State().ata.selfTest.nextResult = 7;
+  const Handle handle(drive.Node());
+  NonData(handle, {0xB0, 0xD4, 0, 0xC24F01});
+  fleet.AdvanceClock(std::chrono::seconds(65));
+  EXPECT_EQ(0xF3, PioIn(handle, {0xB0, 0xD0, 1, 0xC24F00}).data[363]);
+  fleet.AdvanceClock(std::chrono::seconds(40));
+  EXPECT_EQ(0x70, PioIn(handle, {0xB0, 0xD0, 1, 0xC24F00}).data[363]);
+}
+
+TEST(AtaDrive, SanitizesOverTimeAndAnswersLittleMeanwhile) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 1000});
+  drive.WriteMedium(0, Bytes(512, 1));
+  drive.State().ata.sanitize.durationMs = 100000;
+  const Handle handle(drive.Node());
+  EXPECT_EQ(0x51, NonData(handle, {0xB4, 0x12, 0, 0x12345678, true}).AtaStatus());
+  EXPECT_EQ(0x50, NonData(handle, {0xB4, 0x12, 0, 0x426B4572, true}).AtaStatus());
+  fleet.AdvanceClock(std::chrono::seconds(50));
+  const auto half = NonData(handle, {0xB4, 0x00, 0, 0, true});
+  EXPECT_EQ(0x40, half.sense[12]);  // in progress
+  EXPECT_NEAR(0x8000, half.Lba(), 0x200);
+  EXPECT_EQ(0x51, PioIn(handle, {0x24, 0, 1, 0, true}).AtaStatus());
+  EXPECT_EQ(0x50, PioIn(handle, {0xEC, 0, 1}).AtaStatus());
+  fleet.AdvanceClock(std::chrono::seconds(60));
+  const auto end = NonData(handle, {0xB4, 0x00, 0, 0, true});
+  EXPECT_EQ(0x80, end.sense[12]);
+  EXPECT_EQ(0xFFFFu, end.Lba());
+  EXPECT_EQ(0, drive.ReadMedium(0, 1)[0]);
+}
+
+Answer Download(const Handle& handle, const Bytes& image, std::size_t block, std::uint8_t blocks,
+                std::uint8_t mode) {
+  const Bytes piece(image.begin() + block * 512, image.begin() + (block + blocks) * 512);
+  return PioOut(handle, {0x92, mode, blocks, static_cast<std::uint64_t>(block) << 8}, piece);
+}
+
+TEST(AtaDrive, TakesFirmwareInSegmentsWithoutAGap) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.firmware = "OLD00001"});
+  const Handle handle(drive.Node());
+  const auto image = Image("NEW00002", 4 * 512);
+  EXPECT_EQ(0x50, Download(handle, image, 0, 2, 3).AtaStatus());
+  EXPECT_EQ(0x51, Download(handle, image, 3, 1, 3).AtaStatus());  // block 2 is left out
+  EXPECT_EQ(0x50, Download(handle, image, 0, 2, 3).AtaStatus());
+  EXPECT_EQ("OLD00001", GetText(drive.State().firmware));
+  EXPECT_EQ(0x50, Download(handle, image, 2, 2, 3).AtaStatus());
+  EXPECT_EQ("NEW00002", Swapped(PioIn(handle, {0xEC, 0, 1}).data, 46, 8));
+
+  const auto later = Image("NEW00003", 2 * 512);
+  EXPECT_EQ(0x50, Download(handle, later, 0, 2, 0x0E).AtaStatus());
+  EXPECT_EQ("NEW00002", GetText(drive.State().firmware));
+  drive.PowerCycle();
+  EXPECT_EQ("NEW00003", GetText(drive.State().firmware));
+}
+
+}  // namespace
+}  // namespace Simulator

@@ -1,0 +1,123 @@
+#include "Commands.h"
+
+#include <aio.h>
+#include <sys/wait.h>
+
+#include <cerrno>
+#include <thread>
+
+#include "gtest/gtest.h"
+
+namespace Simulator {
+namespace {
+
+TEST(Faults, MeetTheCommandThatTheyAreSetFor) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  const Handle handle(drive.Node());
+  drive.Inject(Fault::AtaError(0x51, 0x40).OnOpcode(0xE5).OnCommand(2));
+  EXPECT_EQ(0x50, NonData(handle, {0xE5}).AtaStatus());
+  EXPECT_EQ(0x50, NonData(handle, {0xE0}).AtaStatus());
+  EXPECT_EQ(0x40, NonData(handle, {0xE5}).AtaError());
+  EXPECT_EQ(0x50, NonData(handle, {0xE5}).AtaStatus());
+
+  drive.Inject(Fault::HostError(0x07).OnCommand(1));
+  EXPECT_EQ(7, NonData(handle, {0xE5}).host);
+  drive.Inject(Fault::IoctlError(EIO).OnCommand(1));
+  EXPECT_EQ(-1, NonData(handle, {0xE5}).result);
+  drive.Inject(Fault::Hang().OnCommand(1));
+  EXPECT_EQ(3, NonData(handle, {0xE5}).host);
+  drive.Inject(Fault::ShortData(100).OnCommand(1));
+  EXPECT_EQ(412, PioIn(handle, {0xEC, 0, 1}).resid);
+  drive.Inject(Fault::GarbageData(Garbage::Ones).OnCommand(1));
+  EXPECT_EQ(Bytes(512, 0xFF), PioIn(handle, {0xEC, 0, 1}).data);
+
+  drive.Inject(Fault::Vanish().OnCommand(2));
+  EXPECT_EQ(0, NonData(handle, {0xE5}).result);
+  EXPECT_EQ(-1, NonData(handle, {0xE5}).result);
+  EXPECT_EQ(-1, open(drive.Node().c_str(), O_RDWR));
+  EXPECT_EQ(ENODEV, errno);
+  drive.ClearFaults();
+  EXPECT_EQ(0, NonData(handle, {0xE5}).result);
+}
+
+TEST(Faults, StateAndJournalOutliveAKilledProcess) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  drive.Inject(Fault::KillAfter().OnOpcode(0xF1));
+  const pid_t child = fork();
+  if (child == 0) {
+    const Handle handle(drive.Node());
+    PioOut(handle, {0xF1}, Bytes(512));
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  EXPECT_TRUE(WIFSIGNALED(status));
+  EXPECT_EQ(1, drive.State().ata.security.enabled);
+  EXPECT_EQ(0xF1, drive.Journal().back().AtaOpcode());
+  const Handle handle(drive.Node());
+  drive.ClearFaults();
+  EXPECT_EQ(0x50, NonData(handle, {0xE5}).AtaStatus());  // the lock is free
+}
+
+TEST(Faults, BadSectorsMeetEveryWayOfReading) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 1000});
+  drive.AddBadSectors(500, 2);
+  const Handle handle(drive.Node());
+  EXPECT_EQ(0x40, PioIn(handle, {0x24, 0, 8, 494, true}, 8).AtaError());
+  EXPECT_EQ(0x50, PioIn(handle, {0x24, 0, 6, 494, true}, 6).AtaStatus());
+  EXPECT_EQ(0x40, NonData(handle, {0x42, 0, 1, 501, true}).AtaError());
+  Bytes data(1024);
+  aiocb64 block{};
+  block.aio_fildes = handle.Get();
+  block.aio_buf = data.data();
+  block.aio_nbytes = data.size();
+  block.aio_offset = 499 * 512;
+  EXPECT_EQ(0, aio_read64(&block));
+  EXPECT_EQ(EIO, aio_error64(&block));
+  EXPECT_EQ(-1, aio_return64(&block));
+  block.aio_offset = 498 * 512;
+  EXPECT_EQ(0, aio_read64(&block));
+  while (aio_error64(&block) == EINPROGRESS) {
+  }
+  EXPECT_EQ(1024, aio_return64(&block));
+  EXPECT_EQ(1u, drive.State().rawReads);
+}
+
+TEST(Faults, ARefusedReadMayHandBackAnEarlierCommandsData) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.sectors = 1000});
+  drive.State().staleData = 1;
+  const Handle handle(drive.Node());
+  const auto identify = PioIn(handle, {0xEC, 0, 1});
+  const auto refused = PioIn(handle, {0x24, 0, 1, 1000, true});
+  EXPECT_EQ(0x51, refused.AtaStatus());
+  EXPECT_EQ(identify.data, refused.data);
+}
+
+// Each thread and each process sends its share; none is lost, none is done twice.
+TEST(Faults, ThreadsAndProcessesShareADrive) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  constexpr int kEach = 300;
+  const auto work = [&] {
+    const Handle handle(drive.Node());
+    for (int i = 0; i < kEach; ++i) NonData(handle, {0xE5});
+  };
+  const pid_t child = fork();
+  if (child == 0) {
+    work();
+    _exit(0);
+  }
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) threads.emplace_back(work);
+  for (auto& thread : threads) thread.join();
+  waitpid(child, nullptr, 0);
+  EXPECT_EQ(4u * kEach, drive.State().commands);
+  EXPECT_EQ(4u * kEach, drive.Journal().size());
+}
+
+}  // namespace
+}  // namespace Simulator

@@ -1,0 +1,99 @@
+#include "Commands.h"
+#include "Bytes.h"
+#include "gtest/gtest.h"
+
+namespace Simulator {
+namespace {
+
+struct NvmeAnswer {
+  int result;
+  std::uint32_t value;
+  Bytes data;
+};
+
+NvmeAnswer Admin(const Handle& handle, std::uint8_t opcode, std::uint32_t nsid, std::uint32_t cdw10,
+                 std::uint32_t cdw11 = 0, Bytes data = {}) {
+  nvme_admin_cmd command{};
+  command.opcode = opcode;
+  command.nsid = nsid;
+  command.cdw10 = cdw10;
+  command.cdw11 = cdw11;
+  command.addr = reinterpret_cast<std::uintptr_t>(data.data());
+  command.data_len = static_cast<std::uint32_t>(data.size());
+  const int result = ioctl(handle.Get(), NVME_IOCTL_ADMIN_CMD, &command);
+  return {result, command.result, std::move(data)};
+}
+
+TEST(NvmeDrive, IdentifiesFormatsAndRefuses) {
+  TestFleet fleet;
+  auto drive = fleet.Add(
+      {.kind = Kind::Nvme, .model = "MORVU SSDPEDMD400G4", .serial = "CVFT1", .sectors = 80000});
+  ASSERT_EQ("/dev/nvme0n1", drive.Node());
+  drive.WriteMedium(0, Bytes(512, 7));
+  const Handle controller("/dev/nvme0");
+  const auto id = Admin(controller, 0x06, 0, 1, 0, Bytes(4096));
+  ASSERT_EQ(0, id.result);
+  EXPECT_EQ(0, std::memcmp(&id.data[24], "MORVU SSDPEDMD400G4 ", 20));
+  EXPECT_EQ(0x10A, Admin(controller, 0x80, 1, 0x0F).result);
+  EXPECT_EQ(0, Admin(controller, 0x80, 1, 2 | 1 << 9).result);
+  const auto space = Admin(controller, 0x06, 1, 0, 0, Bytes(4096));
+  EXPECT_EQ(10000, space.data[0] | space.data[1] << 8);
+  EXPECT_EQ(2, space.data[26]);
+  EXPECT_EQ(0, drive.ReadMedium(0, 1)[0]);
+  EXPECT_EQ(0x001, Admin(controller, 0xC1, 0, 0).result);
+  EXPECT_EQ(0x00B, Admin(controller, 0x80, 9, 0).result);
+}
+
+TEST(NvmeDrive, TakesFirmwareIntoASlotAndRunsItAfterAReset) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.kind = Kind::Nvme, .firmware = "OLD1"});
+  const Handle controller("/dev/nvme0");
+  const auto image = Image("NEW2", 8192);
+  const Bytes first(image.begin(), image.begin() + 4096), second(image.begin() + 4096, image.end());
+  EXPECT_EQ(0, Admin(controller, 0x11, 0, 1023, 0, first).result);
+  EXPECT_EQ(0x107, Admin(controller, 0x10, 0, 0x09).result);                // half an image
+  EXPECT_EQ(0x114, Admin(controller, 0x11, 0, 1023, 2048, second).result);  // a gap
+  EXPECT_EQ(0, Admin(controller, 0x11, 0, 1023, 1024, second).result);
+  EXPECT_EQ(0, Admin(controller, 0x10, 0, 0x09).result);
+  EXPECT_EQ("OLD1", GetText(drive.State().firmware));
+  drive.PowerCycle();
+  EXPECT_EQ("NEW2", GetText(drive.State().firmware));
+}
+
+TEST(NvmeDrive, ReadsAndWritesByTheIoRecordOfThisWidth) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.kind = Kind::Nvme, .sectors = 1000});
+  const Handle node(drive.Node());
+  Bytes data(1024, 0x42);
+  nvme_user_io io{};
+  io.opcode = 1;
+  io.nblocks = 1;
+  io.slba = 998;
+  io.addr = reinterpret_cast<std::uintptr_t>(data.data());
+  EXPECT_EQ(0, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
+  EXPECT_EQ(data, drive.ReadMedium(998 * 512, 1024));
+  io.slba = 999;
+  EXPECT_EQ(0x080, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
+}
+
+TEST(ScsiDrive, AnswersInquiryAndRefusesAtaPassThrough) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.kind = Kind::Scsi,
+                          .model = "SSD400 SAS",
+                          .serial = "SER12345",
+                          .firmware = "A001",
+                          .sectors = 800});
+  const Handle handle(drive.Node());
+  const auto inquiry = Send(handle, {0x12, 0, 0, 0, 255, 0}, SG_DXFER_FROM_DEV, Bytes(512));
+  EXPECT_EQ(0, inquiry.status);
+  EXPECT_EQ(0, std::memcmp(&inquiry.data[8], "MORVU   SSD400 SAS      A001SER12345", 36));
+  const auto refused = PioIn(handle, {0xEC, 0, 1});
+  EXPECT_EQ(0x05, refused.sense[2]);
+  EXPECT_EQ(0x20, refused.sense[12]);
+  const auto capacity =
+      Send(handle, {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, SG_DXFER_FROM_DEV, Bytes(512));
+  EXPECT_EQ(799, capacity.data[2] << 8 | capacity.data[3]);
+}
+
+}  // namespace
+}  // namespace Simulator
