@@ -53,9 +53,17 @@ void TakeSegment(AtaCommand& command, bool deferred) {
   }
 }
 
+// Some drives want one more block behind an image, sent in the whole-image
+// mode at an offset that the standard gives no meaning to.
+constexpr Segment kVendorSeal{1, 0x414C};
+
 void TakeWhole(AtaCommand& command) {
   auto& firmware = command.Ata().firmware;
   const auto segment = Decode(command.In());
+  if (segment.offset == kVendorSeal.offset && segment.blocks == kVendorSeal.blocks) {
+    if (firmware.transfers == 0) command.Abort();
+    return;
+  }
   const auto data = command.Take(static_cast<std::size_t>(segment.blocks) * kBlock);
   if (data.empty() || !TakePiece(firmware, 0, segment.blocks, kBlock, data) || !IsWhole(firmware)) {
     firmware.running = 0;

@@ -138,6 +138,7 @@ void Drive::Execute(Transaction& transaction) {
   } else {
     Dispatch(transaction);
   }
+  HandBackStaleData(transaction);
   if (journal) Append(transaction, digest);
 }
 
@@ -153,6 +154,11 @@ void Drive::Dispatch(Transaction& transaction) {
       ExecuteScsiDrive(*this, transaction);
       break;
   }
+}
+
+// A generic node copies its buffer back also when a read was refused: the host
+// finds the data of an earlier command in it.
+void Drive::HandBackStaleData(Transaction& transaction) {
   if (!state_->staleData || transaction.direction != Direction::FromDevice) return;
   if (transaction.transferred != 0) {
     std::memcpy(state_->lastData, transaction.data,

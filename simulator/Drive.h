@@ -87,6 +87,7 @@ class Drive {
   int Medium(std::uint32_t nsid);
   FaultSlot* FindFault(const Transaction& transaction);
   void Dispatch(Transaction& transaction);
+  void HandBackStaleData(Transaction& transaction);
   void ExecuteFaulty(Transaction& transaction, const FaultSlot& fault);
   void Append(const Transaction& transaction, std::uint64_t digest);
 

@@ -193,7 +193,9 @@ struct NvmeState {
 
 struct ScsiState {
   FirmwareState firmware;
-  std::uint8_t stopped, reserved[7];
+  std::uint8_t stopped;
+  std::uint8_t descriptorSense;  // D_SENSE of the control mode page
+  std::uint8_t reserved[6];
 };
 
 struct DriveState {

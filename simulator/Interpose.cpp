@@ -74,19 +74,26 @@ int OpenNodeFile(const FleetPath& path, int flags) {
   return Remember(descriptor, path.TheNode());
 }
 
+// A number that closed by a way unseen here (close_range) leads to no node any more.
+int Fresh(int descriptor) {
+  Forget(descriptor);
+  return descriptor;
+}
+
 mode_t ModeArgument(int flags, va_list arguments) {
   return (flags & (O_CREAT | O_TMPFILE)) != 0 ? va_arg(arguments, mode_t) : 0;
 }
 
 int Open(int (*real)(const char*, int, ...), const char* name, int flags, mode_t mode) {
   const FleetPath path(name);
-  return path.TheNode() ? OpenNodeFile(path, flags) : real(path.Get(), flags, mode);
+  return path.TheNode() ? OpenNodeFile(path, flags) : Fresh(real(path.Get(), flags, mode));
 }
 
 int OpenAt(int (*real)(int, const char*, int, ...), int folder, const char* name, int flags,
            mode_t mode) {
   const FleetPath path(name);
-  return path.TheNode() ? OpenNodeFile(path, flags) : real(folder, path.Get(), flags, mode);
+  return path.TheNode() ? OpenNodeFile(path, flags)
+                        : Fresh(real(folder, path.Get(), flags, mode));
 }
 
 // What a kernel says of a device node.
@@ -111,6 +118,11 @@ void ShowNode(const Node& node, Stat& result) {
 template <typename Stat>
 bool StatNode(const FleetPath& path, Stat& result, int& answer) {
   if (!path.TheNode()) return false;
+  if (path.TheNode().drive->State().vanished) {
+    errno = ENOENT;
+    answer = -1;
+    return true;
+  }
   struct stat64 wide {};
   answer = Libc().stat64(path.Get(), &wide);
   if (answer != 0) return true;
@@ -241,6 +253,17 @@ MORVU_VISIBLE int close(int descriptor) {
 
 MORVU_VISIBLE int dup(int descriptor) noexcept {
   const int copy = Libc().dup(descriptor);
+  if (copy >= 0) Duplicate(descriptor, copy);
+  return copy;
+}
+
+MORVU_VISIBLE int dup2(int descriptor, int to) noexcept {
+  const int copy = Libc().dup2(descriptor, to);
+  if (copy >= 0 && copy != descriptor) Duplicate(descriptor, copy);
+  return copy;
+}
+MORVU_VISIBLE int dup3(int descriptor, int to, int flags) noexcept {
+  const int copy = Libc().dup3(descriptor, to, flags);
   if (copy >= 0) Duplicate(descriptor, copy);
   return copy;
 }

@@ -14,10 +14,12 @@
 
 #ifdef __x86_64__
 static_assert(sizeof(sg_io_hdr) == 88 && sizeof(nvme_user_io) == 48);
+static_assert(NVME_IOCTL_SUBMIT_IO == 0x40304E42);
 #else
 static_assert(sizeof(sg_io_hdr) == 64 && sizeof(nvme_user_io) == 44);
+static_assert(NVME_IOCTL_SUBMIT_IO == 0x402C4E42);
 #endif
-static_assert(sizeof(nvme_admin_cmd) == 72);
+static_assert(sizeof(nvme_admin_cmd) == 72 && NVME_IOCTL_ADMIN_CMD == 0xC0484E41);
 
 namespace Simulator {
 
@@ -225,6 +227,7 @@ OpenNode* FindOpen(int descriptor) {
 }
 
 void Duplicate(int from, int to) {
+  Forget(to);
   if (const auto* open = FindOpen(from)) Register(to, open->node);
 }
 

@@ -162,11 +162,13 @@ void NvmeGetFeatures(NvmeCommand& command) {
   const auto& feature = command.Nvme().features[id];
   if (!feature.supported) return command.Fail(kNvmeInvalidField);
   command.Result(feature.value);
-  if (id != 0xC2 || command.Data().length < 8) return;
-  // The native maximum, in 512-byte sectors whatever the format.
+  if (id != 0xC2) return;
+  // The native maximum, in 512-byte sectors whatever the format: whole in the
+  // data, where the host has asked for any, and its low half in the completion.
   std::uint8_t last[8];
-  PutLittle<std::uint64_t>(
-      last, command.TheDrive().State().sectors * command.TheDrive().State().sectorSize / 512 - 1);
+  const auto& state = command.TheDrive().State();
+  PutLittle<std::uint64_t>(last, state.sectors * state.sectorSize / 512 - 1);
+  command.Result(GetLittle<std::uint32_t>(last));
   command.Data().Reply(last, sizeof last);
 }
 

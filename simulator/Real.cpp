@@ -22,6 +22,8 @@ Real FindAll() {
   Find(real.read, "read");
   Find(real.write, "write");
   Find(real.dup, "dup");
+  Find(real.dup2, "dup2");
+  Find(real.dup3, "dup3");
   Find(real.stat, "stat");
   Find(real.stat64, "stat64");
   Find(real.lstat, "lstat");

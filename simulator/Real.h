@@ -25,6 +25,8 @@ struct Real {
   ssize_t (*read)(int, void*, size_t);
   ssize_t (*write)(int, const void*, size_t);
   int (*dup)(int);
+  int (*dup2)(int, int);
+  int (*dup3)(int, int, int);
   int (*stat)(const char*, struct stat*);
   int (*stat64)(const char*, struct stat64*);
   int (*lstat)(const char*, struct stat*);

@@ -154,15 +154,21 @@ constexpr ScsiRow kRows[] = {
 };
 // clang-format on
 
-}  // namespace
-
-void ExecuteScsiDrive(Drive& drive, Transaction& transaction) {
-  if (transaction.command[0] != 0x3B) FinishDownload(drive);
+void RunRow(Drive& drive, Transaction& transaction) {
   for (const auto& row : kRows) {
     if (row.opcode != transaction.command[0] || transaction.commandLength < row.length) continue;
     return row.handler(drive, transaction);
   }
   transaction.Refuse(0x20, 0x00);
+}
+
+}  // namespace
+
+void ExecuteScsiDrive(Drive& drive, Transaction& transaction) {
+  if (transaction.command[0] != 0x3B) FinishDownload(drive);
+  RunRow(drive, transaction);
+  if (transaction.senseLength == 0 || !drive.State().scsi.descriptorSense) return;
+  transaction.SetSense(transaction.sense[2], transaction.sense[12], transaction.sense[13], true);
 }
 
 void MakeScsi(DriveState&, const DriveSpec&) {}

@@ -55,6 +55,10 @@ void SimulatedDrive::SetLog(std::uint8_t address, const std::vector<std::uint8_t
   drive_->WriteLog(name, content.data(), content.size());
 }
 
+void SimulatedDrive::SetVendorLog(std::uint32_t number, const std::vector<std::uint8_t>& content) {
+  drive_->WriteLog("nvme-D2-" + std::to_string(number), content.data(), content.size());
+}
+
 void SimulatedDrive::WriteMedium(std::uint64_t offset, const std::vector<std::uint8_t>& bytes) {
   if (!drive_->WriteMedium(nsid_, offset, bytes.data(), bytes.size())) {
     throw std::runtime_error("cannot write the medium of " + node_);

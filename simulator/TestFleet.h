@@ -43,6 +43,8 @@ class SimulatedDrive {
   // The content of a log: ATA general purpose and SMART logs by address, NVMe
   // log pages by identifier.
   void SetLog(std::uint8_t address, const std::vector<std::uint8_t>& content);
+  // NVMe: a log read by the vendor's opcode D2h, which names it in cdw12.
+  void SetVendorLog(std::uint32_t number, const std::vector<std::uint8_t>& content);
 
   std::string MediumPath() const { return drive_->MediumPath(nsid_); }
   void WriteMedium(std::uint64_t offset, const std::vector<std::uint8_t>& bytes);

@@ -95,6 +95,8 @@ TEST(Faults, ARefusedReadMayHandBackAnEarlierCommandsData) {
   const auto refused = PioIn(handle, {0x24, 0, 1, 1000, true});
   EXPECT_EQ(0x51, refused.AtaStatus());
   EXPECT_EQ(identify.data, refused.data);
+  drive.Inject(Fault::AtaError().OnOpcode(0x24));
+  EXPECT_EQ(identify.data, PioIn(handle, {0x24, 0, 1, 0, true}).data);
 }
 
 // Each thread and each process sends its share; none is lost, none is done twice.

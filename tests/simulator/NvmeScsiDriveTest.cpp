@@ -90,6 +90,10 @@ TEST(ScsiDrive, AnswersInquiryAndRefusesAtaPassThrough) {
   const auto refused = PioIn(handle, {0xEC, 0, 1});
   EXPECT_EQ(0x05, refused.sense[2]);
   EXPECT_EQ(0x20, refused.sense[12]);
+  drive.State().scsi.descriptorSense = 1;
+  const auto described = PioIn(handle, {0xEC, 0, 1});
+  EXPECT_EQ(0x72, described.sense[0]);
+  EXPECT_EQ(0x20, described.sense[2]);
   const auto capacity =
       Send(handle, {0x25, 0, 0, 0, 0, 0, 0, 0, 0, 0}, SG_DXFER_FROM_DEV, Bytes(512));
   EXPECT_EQ(799, capacity.data[2] << 8 | capacity.data[3]);
