@@ -22,6 +22,8 @@ namespace {
 constexpr std::uint16_t kHostTimedOut = 0x03;
 constexpr std::uint16_t kDriverTimedOut = 0x06;
 constexpr std::uint32_t kDefaultTimeoutMs = 60000;
+constexpr std::uint16_t kNvmeInternalError = 0x006;
+constexpr std::uint8_t kScsiBusy = 0x08;
 
 int OpenFile(const std::string& path, int flags) {
   return Libc().open64(path.c_str(), flags | O_CLOEXEC, 0666);
@@ -43,6 +45,13 @@ void Fill(std::uint8_t* data, std::size_t size, Garbage garbage, std::uint64_t s
     seed = seed * 6364136223846793005u + 1442695040888963407u;
     data[i] = static_cast<std::uint8_t>(seed >> 56);
   }
+}
+
+bool Fits(const FaultSlot& slot, const Identity& identity) {
+  if (slot.action == FaultAction::None) return false;
+  if (slot.commandClass != CommandClass::Any && slot.commandClass != identity.commandClass) return false;
+  if (!slot.anyOpcode && slot.opcode != identity.opcode) return false;
+  return slot.anyFeature || slot.feature == identity.feature;
 }
 
 }  // namespace
@@ -125,14 +134,14 @@ void Drive::Execute(Transaction& transaction) {
   }
   const Lock lock(*this);
   ++state_->commands;
-  const FaultSlot* fault = state_->faultCount != 0 ? FindFault(transaction) : nullptr;
+  FaultSlot fault{};
+  const bool faulty = state_->faultCount != 0 && TakeFault(transaction, fault);
   if (state_->vanished) {
     transaction.errorNumber = ENODEV;
-  } else if (fault != nullptr) {
-    const FaultSlot copy = *fault;
-    ExecuteFaulty(transaction, copy);
-    if (copy.action == FaultAction::Kill) {
-      if (journal) Append(transaction, digest);
+  } else if (faulty) {
+    ExecuteFaulty(transaction, fault);
+    if (fault.action == FaultAction::Kill) {
+      if (journal && fault.afterwards) Append(transaction, digest);
       kill(getpid(), SIGKILL);
     }
   } else {
@@ -169,36 +178,40 @@ void Drive::HandBackStaleData(Transaction& transaction) {
   }
 }
 
-FaultSlot* Drive::FindFault(const Transaction& transaction) {
+// Counts the command for every fault that it fits, and takes the first that is due.
+bool Drive::TakeFault(const Transaction& transaction, FaultSlot& taken) {
   const auto identity = Identify(transaction);
-  FaultSlot* found = nullptr;
+  FaultSlot* due = nullptr;
   for (auto& slot : state_->faults) {
-    if (slot.action == FaultAction::None) continue;
-    if (slot.commandClass != CommandClass::Any && slot.commandClass != identity.commandClass)
-      continue;
-    if (!slot.anyOpcode && slot.opcode != identity.opcode) continue;
-    if (!slot.anyFeature && slot.feature != identity.feature) continue;
+    if (!Fits(slot, identity)) continue;
     if (slot.skip > 0) {
       --slot.skip;
-    } else if (found == nullptr) {
-      found = &slot;
+    } else if (due == nullptr) {
+      due = &slot;
     }
   }
-  if (found == nullptr || found->times == 0) return found;
-  if (--found->times == 0) {
-    static thread_local FaultSlot last;
-    last = *found;
-    *found = FaultSlot{};
+  if (due == nullptr) return false;
+  taken = *due;
+  if (due->times != 0 && --due->times == 0) {
+    *due = FaultSlot{};
     --state_->faultCount;
-    return &last;
   }
-  return found;
+  return true;
 }
 
 void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
   switch (fault.action) {
     case FaultAction::None:
       Dispatch(transaction);
+      break;
+    case FaultAction::Fail:
+      if (transaction.ioctl != Ioctl::SgIo) {
+        transaction.nvmeStatus = kNvmeInternalError;
+      } else if (Identify(transaction).commandClass == CommandClass::Ata) {
+        RefuseAta(*this, transaction, 0x51, 0x04, 0);
+      } else {
+        transaction.scsiStatus = kScsiBusy;
+      }
       break;
     case FaultAction::AtaError:
       RefuseAta(*this, transaction, static_cast<std::uint8_t>(fault.status), fault.error,

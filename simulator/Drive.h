@@ -85,7 +85,7 @@ class Drive {
  private:
   class Lock;
   int Medium(std::uint32_t nsid);
-  FaultSlot* FindFault(const Transaction& transaction);
+  bool TakeFault(const Transaction& transaction, FaultSlot& taken);
   void Dispatch(Transaction& transaction);
   void HandBackStaleData(Transaction& transaction);
   void ExecuteFaulty(Transaction& transaction, const FaultSlot& fault);

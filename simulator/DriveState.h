@@ -28,7 +28,7 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 4;
+inline constexpr std::uint32_t kStateVersion = 5;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
@@ -38,6 +38,7 @@ inline constexpr std::size_t kBadRanges = 8;
 
 enum class FaultAction : std::uint8_t {
   None,
+  Fail,        // as this kind of command fails: see Fault.h
   AtaError,    // status, error
   ScsiError,   // status, key, asc, ascq
   NvmeStatus,  // status (status code type in bits 10:8)

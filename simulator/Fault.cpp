@@ -8,6 +8,8 @@ Fault::Fault(FaultAction action) {
   slot_.anyFeature = 1;
 }
 
+Fault Fault::Fail() { return Fault(FaultAction::Fail); }
+
 Fault Fault::AtaError(std::uint8_t status, std::uint8_t error, std::uint32_t lba) {
   Fault fault(FaultAction::AtaError);
   fault.slot_.status = status;

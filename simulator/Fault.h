@@ -14,6 +14,9 @@ namespace Simulator {
 
 class Fault {
  public:
+  // Whatever the drive: an ATA command is aborted (51h, 04h), an NVMe command
+  // ends in an internal error (006h), a SCSI command finds the drive BUSY.
+  static Fault Fail();
   static Fault AtaError(std::uint8_t status = 0x51, std::uint8_t error = 0x04,
                         std::uint32_t lba = 0);
   // SCSI status byte (02h is CHECK CONDITION) with fixed or descriptor sense of key, asc, ascq.

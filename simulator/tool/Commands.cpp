@@ -111,6 +111,7 @@ Fault MakeFault(const Options& options) {
     if (words.size() <= at) throw UsageError("the fault " + action + " needs " + what);
     return words[at];
   };
+  if (action == "fail") return Fault::Fail();
   if (action == "ata-error") {
     return Fault::AtaError(ToHexByte(value(3, "a status and an error register")),
                            ToHexByte(value(4, "an error register")));

@@ -43,6 +43,7 @@ constexpr CommandRow kCommands[] = {
     {"fault", SetFault,
      "fault FLEET NODE ACTION [values] [options]\n"
      "  Set what goes wrong. Without options it meets every command.\n"
+     "  fail                     the command fails as its kind does: aborted, busy, internal error\n"
      "  ata-error STATUS ERROR   refused with these registers, in hexadecimal: ata-error 51 04\n"
      "  sense KEY ASC ASCQ       CHECK CONDITION, in hexadecimal: sense 05 20 00\n"
      "  scsi-status STATUS       another SCSI status byte: scsi-status 08\n"

@@ -21,6 +21,12 @@ TEST(Faults, MeetTheCommandThatTheyAreSetFor) {
   EXPECT_EQ(0x40, NonData(handle, {0xE5}).AtaError());
   EXPECT_EQ(0x50, NonData(handle, {0xE5}).AtaStatus());
 
+  drive.Inject(Fault::Fail().OnCommand(2));
+  EXPECT_EQ(0x50, NonData(handle, {0xE5}).AtaStatus());
+  EXPECT_EQ(0x51, NonData(handle, {0xE5}).AtaStatus());
+  drive.Inject(Fault::Fail().OnCommand(1));
+  EXPECT_EQ(8, Send(handle, {0, 0, 0, 0, 0, 0}, SG_DXFER_NONE, {}).status);
+
   drive.Inject(Fault::HostError(0x07).OnCommand(1));
   EXPECT_EQ(7, NonData(handle, {0xE5}).host);
   drive.Inject(Fault::IoctlError(EIO).OnCommand(1));
