@@ -49,7 +49,8 @@ void Fill(std::uint8_t* data, std::size_t size, Garbage garbage, std::uint64_t s
 
 bool Fits(const FaultSlot& slot, const Identity& identity) {
   if (slot.action == FaultAction::None) return false;
-  if (slot.commandClass != CommandClass::Any && slot.commandClass != identity.commandClass) return false;
+  if (slot.commandClass != CommandClass::Any && slot.commandClass != identity.commandClass)
+    return false;
   if (!slot.anyOpcode && slot.opcode != identity.opcode) return false;
   return slot.anyFeature || slot.feature == identity.feature;
 }
@@ -314,7 +315,7 @@ void Drive::Append(const Transaction& transaction, std::uint64_t digest) {
       static_cast<std::uint8_t>(std::min(transaction.commandLength, sizeof record.command));
   std::memcpy(record.command, transaction.command, record.commandLength);
   record.direction = transaction.direction;
-  record.transferLength = transaction.length;
+  record.transferLength = transaction.requested;
   record.timeoutMs = transaction.timeoutMs;
   record.transferred = transaction.transferred;
   record.dataDigest = digest;

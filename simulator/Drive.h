@@ -21,6 +21,7 @@ struct Transaction {
   Direction direction = Direction::None;
   std::uint8_t* data = nullptr;
   std::uint32_t length = 0;
+  std::uint32_t requested = 0;  // the length that the host wrote, whatever the direction
   std::uint32_t timeoutMs = 0;
   std::uint32_t nsid = 0;  // of the node that the ioctl went to, 0 for a controller
 

@@ -92,8 +92,7 @@ int Open(int (*real)(const char*, int, ...), const char* name, int flags, mode_t
 int OpenAt(int (*real)(int, const char*, int, ...), int folder, const char* name, int flags,
            mode_t mode) {
   const FleetPath path(name);
-  return path.TheNode() ? OpenNodeFile(path, flags)
-                        : Fresh(real(folder, path.Get(), flags, mode));
+  return path.TheNode() ? OpenNodeFile(path, flags) : Fresh(real(folder, path.Get(), flags, mode));
 }
 
 // What a kernel says of a device node.

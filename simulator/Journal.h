@@ -39,7 +39,8 @@ struct JournalEntry {
   // stands here as the pass-through record that asks for the same.
   std::vector<std::uint8_t> command;
   Direction direction;
-  std::uint32_t transferLength, timeoutMs;
+  std::uint32_t transferLength;  // as the host gave it, also where the direction is none
+  std::uint32_t timeoutMs;
   std::uint32_t transferred;           // bytes that really moved
   std::uint64_t dataDigest;            // of the data out: Digest()
   std::vector<std::uint8_t> dataHead;  // the first 96 bytes of the data out

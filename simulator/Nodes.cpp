@@ -70,6 +70,7 @@ int SgIo(OpenNode& open, sg_io_hdr& header) {
   transaction.direction = direction;
   transaction.data = moves ? static_cast<std::uint8_t*>(header.dxferp) : nullptr;
   transaction.length = moves ? header.dxfer_len : 0;
+  transaction.requested = header.dxfer_len;
   transaction.timeoutMs = header.timeout;
   open.node.drive->Execute(transaction);
   if (transaction.errorNumber != 0) return Fail(transaction.errorNumber);
@@ -106,6 +107,7 @@ int NvmePassThrough(OpenNode& open, Record& record, Ioctl ioctl) {
   transaction.direction = NvmeDirection(record.opcode, record.data_len);
   transaction.data = Pointer(record.addr);
   transaction.length = record.data_len;
+  transaction.requested = record.data_len;
   transaction.timeoutMs = record.timeout_ms;
   transaction.nsid = open.node.nsid;
   open.node.drive->Execute(transaction);

@@ -52,6 +52,13 @@ bool IsSystemNode(std::string_view rest) {
   });
 }
 
+// In a shell line a path may be a pattern.
+bool IsFleetWord(std::string_view rest) {
+  if (rest.starts_with("/dev/")) return !IsSystemNode(rest.substr(5));
+  if (rest.starts_with("/sys/")) return IsFleetSys(rest.substr(5));
+  return rest.starts_with("/mnt/");
+}
+
 }  // namespace
 
 std::string Fleet::Map(std::string_view path) const {
@@ -71,13 +78,11 @@ std::string Fleet::MapCommand(std::string_view command) const {
   std::string mapped;
   for (std::size_t at = 0; at < command.size();) {
     const auto rest = command.substr(at);
-    const bool folder =
-        rest.starts_with("/dev/") || rest.starts_with("/sys/") || rest.starts_with("/mnt/");
     // In the middle of a longer path ("/mnt/dev/") the words mean something else.
     const auto before = at == 0 ? ' ' : command[at - 1];
     const bool starts = !(std::isalnum(static_cast<unsigned char>(before)) || before == '/' ||
                           before == '.' || before == '_' || before == '-');
-    if (folder && starts && !(rest[1] == 'd' && IsSystemNode(rest.substr(5)))) mapped += root_;
+    if (starts && IsFleetWord(rest)) mapped += root_;
     mapped += command[at++];
   }
   return mapped;

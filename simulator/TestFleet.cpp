@@ -75,6 +75,8 @@ std::vector<std::uint8_t> SimulatedDrive::ReadMedium(std::uint64_t offset, std::
 
 TestFleet::TestFleet() {
   const auto folder = NewFolder();
+  std::error_code ignored;
+  std::filesystem::remove_all(folder, ignored);  // of a process with this number that was killed
   std::string error;
   if (!Fleet::Make(folder, error)) throw std::runtime_error(error);
   fleet_ = Fleet::Open(folder);
