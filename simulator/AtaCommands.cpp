@@ -247,6 +247,8 @@ AtaOutput ExecuteAta(Drive& drive, Transaction& transaction, const AtaRegisters&
     if ((row->allowed & kMediaAccess) != 0) ata.powerMode = PowerMode::Active;
     row->handler(command);
   }
+  const bool readsLog = registers.command == 0x2F || registers.command == 0x47;
+  if (!readsLog || (command.Out().status & 1) != 0) ata.streaming = 0;
   if (registers.command != 0xF3) ata.security.prepared = 0;
   ata.previousCommand = (command.Out().status & 1) == 0 ? registers.command : 0;
   return command.Out();

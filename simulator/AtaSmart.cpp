@@ -323,14 +323,38 @@ void AtaSmartReturnStatus(AtaCommand& command) {
   command.Out().lba = static_cast<std::uint64_t>(key) << 8;
 }
 
+namespace {
+
+// Logs A0h to DFh are the vendor's. Such a log comes as a stream: a read with
+// the registers of the read before it goes on where that one ended, and any
+// other command starts it afresh.
+bool IsVendorLog(std::uint8_t address) { return address >= 0xA0 && address <= 0xDF; }
+
+std::uint32_t StreamPosition(AtaState& ata, std::uint8_t address, std::uint32_t page,
+                             std::uint32_t blocks) {
+  const bool goesOn = ata.streaming && ata.streamAddress == address && ata.streamPage == page;
+  const auto position = goesOn ? ata.streamBlock : page;
+  ata.streamAddress = address;
+  ata.streamPage = page;
+  ata.streamBlock = position + blocks;
+  return position;
+}
+
+}  // namespace
+
 void AtaReadLogExt(AtaCommand& command) {
   const auto lba = command.In().lba;
   const auto address = static_cast<std::uint8_t>(lba);
-  const auto page = static_cast<std::uint32_t>((lba >> 8 & 0xFF) | (lba >> 32 & 0xFF) << 8);
-  const std::size_t size = command.In().count * static_cast<std::size_t>(kBlock);
-  if (size == 0 || command.Room().size() < size || !IsThere(command, address, false))
+  auto page = static_cast<std::uint32_t>((lba >> 8 & 0xFF) | (lba >> 32 & 0xFF) << 8);
+  const std::uint32_t blocks = command.In().count;
+  const std::size_t size = static_cast<std::size_t>(blocks) * kBlock;
+  if (size == 0 || command.Room().size() < size || !IsThere(command, address, false)) {
     return command.Abort();
+  }
+  const bool streams = IsVendorLog(address);
+  if (streams) page = StreamPosition(command.Ata(), address, page, blocks);
   if (!ReadAtaLog(command, address, page, command.Room().first(size))) return command.Abort();
+  command.Ata().streaming = streams;
   command.Moved(size);
 }
 

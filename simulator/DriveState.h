@@ -28,7 +28,7 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 5;
+inline constexpr std::uint32_t kStateVersion = 6;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
@@ -162,8 +162,10 @@ struct AtaState {
   std::uint8_t refusesTrusted, supports48Bit;
   std::uint8_t refusesDiagnosticProtocol;  // as Linux's SATA layer does with protocol 8
   std::uint8_t standbyStaysActive;         // STANDBY ends well and the drive stays awake
-  std::uint8_t reserved[2];
+  std::uint8_t streaming;  // the last command read a vendor log, whose next block is streamBlock
+  std::uint8_t streamAddress;
   std::uint8_t buffer[512];
+  std::uint32_t streamPage, streamBlock;
 };
 
 struct NvmeNamespace {
@@ -221,9 +223,9 @@ struct DriveState {
 };
 
 // One process of each width must agree on these.
-static_assert(sizeof(AtaState) == 1832);
+static_assert(sizeof(AtaState) == 1840);
 static_assert(sizeof(NvmeState) == 8824);
-static_assert(sizeof(DriveState) == 12776);
+static_assert(sizeof(DriveState) == 12784);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator

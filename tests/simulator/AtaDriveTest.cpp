@@ -181,5 +181,62 @@ TEST(AtaDrive, TakesFirmwareInSegmentsWithoutAGap) {
   EXPECT_EQ("NEW00003", GetText(drive.State().firmware));
 }
 
+Bytes Key(std::initializer_list<std::uint16_t> words) {
+  Bytes key(512);
+  std::size_t at = 0;
+  for (const auto word : words) {
+    PutLittle(&key[at], word);
+    at += 2;
+  }
+  return key;
+}
+
+constexpr std::uint64_t kSctStatus = 0xC24FE0, kSctData = 0xC24FE1;
+
+TEST(AtaDrive, SetsAndGetsBySct) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  const Handle handle(drive.Node());
+  const auto send = [&](std::initializer_list<std::uint16_t> words) {
+    return PioOut(handle, {0xB0, 0xD6, 1, kSctStatus}, Key(words));
+  };
+  EXPECT_EQ(0x50, send({4, 1, 0x0003, 0x0105, 1}).AtaStatus());  // feature control, set
+  const auto get = send({4, 2, 0x0003});
+  EXPECT_EQ(0x05, get.sense[13]);  // count 7:0, and LBA 7:0
+  EXPECT_EQ(0x01, get.sense[15]);
+  const auto saves = PioIn(handle, {0xB0, 0xD5, 1, kSctStatus}).data;
+  EXPECT_EQ(999, GetLittle<std::uint16_t>(&saves[482]));
+  EXPECT_EQ(0x51, send({4, 2, 0x7777}).AtaStatus());
+  EXPECT_EQ(0x51, send({9, 1}).AtaStatus());
+  EXPECT_EQ(0x51, PioIn(handle, {0xB0, 0xD5, 1, kSctData}).AtaStatus());  // no table was asked for
+  EXPECT_EQ(1, send({5, 1, 2}).sense[13]);
+  EXPECT_EQ(2, PioIn(handle, {0xB0, 0xD5, 1, kSctData}).data[0]);
+  EXPECT_EQ(0x50, send({0xC002, 2}).AtaStatus());
+  EXPECT_EQ(2, PioIn(handle, {0xEC, 0, 1}).data[2 * 138]);
+}
+
+TEST(AtaDrive, ReadsLogsByPageAndVendorLogsAsAStream) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  Bytes content(4 * 512);
+  for (std::size_t i = 0; i < content.size(); ++i)
+    content[i] = static_cast<std::uint8_t>(i / 512 + 1);
+  drive.SetLog(0x80, content);
+  drive.SetLog(0xDE, content);
+  const Handle handle(drive.Node());
+  const auto log = [&](std::uint8_t address, std::uint8_t page, std::uint8_t blocks) {
+    return PioIn(handle, {0x2F, 0, blocks, static_cast<std::uint64_t>(page) << 8 | address, true},
+                 blocks);
+  };
+  EXPECT_EQ(4, log(0x00, 0, 1).data[2 * 0xDE]);
+  EXPECT_EQ(3, log(0x80, 2, 2).data[0]);
+  EXPECT_EQ(0x51, log(0x80, 4, 1).AtaStatus());
+  EXPECT_EQ(0x51, log(0x81, 0, 1).AtaStatus());
+  EXPECT_EQ(1, log(0xDE, 0, 2).data[0]);
+  EXPECT_EQ(3, log(0xDE, 0, 2).data[0]);
+  log(0x00, 0, 1);
+  EXPECT_EQ(1, log(0xDE, 0, 2).data[0]);
+}
+
 }  // namespace
 }  // namespace Simulator
