@@ -25,8 +25,7 @@ constexpr ExitRange kExitRanges[] = {
 }  // namespace
 
 int ToExitStatus(StatusCode code, StatusCode parseResult) {
-  const bool isGood =
-      code == Morvu::Status::Completed || code == Morvu::Status::FirmwareCurrent;
+  const bool isGood = code == Morvu::Status::Completed || code == Morvu::Status::FirmwareCurrent;
   if (isGood) code = parseResult;
   if (code < 0) return kExitOsError;
   if (code <= 255) return code;

@@ -1,9 +1,9 @@
 // morvussd: the command-line host of the Morvu SSD library.
+#include <unistd.h>
+
 #include <cstdio>
 #include <exception>
 #include <iostream>
-
-#include <unistd.h>
 
 #include "ExitStatus.h"
 #include "Tool.h"

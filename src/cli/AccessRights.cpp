@@ -1,12 +1,12 @@
 #include "cli/AccessRights.h"
 
+#include <fcntl.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <cerrno>
 #include <string_view>
 #include <vector>
-
-#include <fcntl.h>
-#include <unistd.h>
 
 #include "devices/PropertyCatalogue.h"
 #include "frame/Platform.h"

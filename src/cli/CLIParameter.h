@@ -71,7 +71,7 @@ class CLIParameter {
   void SetText(std::string_view text) { text_ = text; }
   void SetKind(OptionKind kind) { kind_ = kind; }
   void SetGiven(bool given) { given_ = given; }
-  void SetHidden(bool hidden) { hidden_ = hidden; }        // left out of the help
+  void SetHidden(bool hidden) { hidden_ = hidden; }              // left out of the help
   void SetSupported(bool supported) { supported_ = supported; }  // refused when it is not
   void AddValue(std::string_view value) { values_.emplace_back(value); }
   void ClearValues() { values_.clear(); }

@@ -123,9 +123,8 @@ void AppendCapacity(ResultTable& table, const Device& drive) {
   const auto native = ReadNativeMax(drive);
   table.AppendRow({"Current MAX LBA:", "0x" + ToHexNumber(maximum)});
   table.AppendRow({"Drive Status:", GetText(drive, Properties::DeviceStatus)});
-  table.AppendRow({"Native MAX LBA:",
-                   native ? "0x" + ToHexNumber(*native)
-                          : "<c:LIGHTRED>Failed to read native max.</c>"});
+  table.AppendRow({"Native MAX LBA:", native ? "0x" + ToHexNumber(*native)
+                                             : "<c:LIGHTRED>Failed to read native max.</c>"});
   if (native && *native != 0) {
     table.AppendRow({"Current Percent:", TwoPlaces(100.0 * static_cast<double>(maximum) /
                                                    static_cast<double>(*native))});
@@ -214,11 +213,10 @@ ResultTable TabulateDrives(std::span<Device* const> drives) {
   ResultTable table;
   table.AppendRow({"Index", "Model", "Serial", "Firmware", "Device Path"}, true);
   for (const auto* drive : drives) {
-    table.AppendRow({std::to_string(drive->GetProperties().GetSigned(Properties::Index)),
-                     GetText(*drive, Properties::ModelNumber),
-                     GetText(*drive, Properties::SerialNumber),
-                     GetText(*drive, Properties::Firmware),
-                     GetText(*drive, Properties::DevicePath)});
+    table.AppendRow(
+        {std::to_string(drive->GetProperties().GetSigned(Properties::Index)),
+         GetText(*drive, Properties::ModelNumber), GetText(*drive, Properties::SerialNumber),
+         GetText(*drive, Properties::Firmware), GetText(*drive, Properties::DevicePath)});
   }
   return table;
 }

@@ -113,8 +113,7 @@ StatusCode QRKCLI::ShowDriveList(const CLIParameter& parameter) {
   const auto& drives = adapterManager_->GetDrives();
   const auto& values = parameter.GetValues();
   if (values.size() > 1) {
-    PrintLine(
-        "Error: Too many arguments given for -drive_list. See -help for proper usage.");
+    PrintLine("Error: Too many arguments given for -drive_list. See -help for proper usage.");
     return Status::InvalidArguments;
   }
   if (values.empty()) {
@@ -174,8 +173,8 @@ StatusCode QRKCLI::PickBySerial(const CLIParameter& parameter) {
 
 StatusCode QRKCLI::PickByPath(const CLIParameter& parameter) {
   const auto path = FirstValue(parameter);
-  auto* drive = FindDrive(
-      [&](const Device& each) { return each.GetString(Properties::DevicePath) == path; });
+  auto* drive =
+      FindDrive([&](const Device& each) { return each.GetString(Properties::DevicePath) == path; });
   return Pick(path.empty() ? nullptr : drive, Status::InvalidDrivePath);
 }
 

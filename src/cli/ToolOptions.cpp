@@ -20,8 +20,7 @@ constexpr Lines kLogText = {
     "default the log is saved to a file with the name in the following format: "
     "'LOG_{date}_{time}.txt'"};
 constexpr ArgumentDeclaration kLogArguments[] = {
-    {"[filename]",
-     "(Optional) Save the log file using the given name instead of the default."}};
+    {"[filename]", "(Optional) Save the log file using the given name instead of the default."}};
 constexpr Lines kLogExamples = {"-log myLog.txt"};
 
 constexpr Lines kListText = {

@@ -73,8 +73,7 @@ StatusCode CommandPath::SendOpcode(ByteSpan command, ByteSpan reply, std::uint8_
   return result;
 }
 
-StatusCode CommandPath::SendOpcodeCore(ByteSpan, ByteSpan, std::uint8_t, ByteSpan,
-                                       std::uintptr_t) {
+StatusCode CommandPath::SendOpcodeCore(ByteSpan, ByteSpan, std::uint8_t, ByteSpan, std::uintptr_t) {
   return Status::NotImplemented;
 }
 

@@ -48,36 +48,37 @@ std::uint8_t TransferBits(std::uint8_t flags) {
 }
 
 std::array<std::uint8_t, 12> BuildCdb12(ByteView tf, std::uint8_t flags) {
-  return {kPassThrough12,  ProtocolBits(flags), TransferBits(flags), tf[Byte::Features],
-          tf[Byte::Count],       tf[Byte::LbaLow],          tf[Byte::LbaMid],          tf[Byte::LbaHigh],
-          tf[Byte::Device],      tf[Byte::Command],         0,                   tf[Byte::Control]};
+  return {kPassThrough12,
+          ProtocolBits(flags),
+          TransferBits(flags),
+          tf[Byte::Features],
+          tf[Byte::Count],
+          tf[Byte::LbaLow],
+          tf[Byte::LbaMid],
+          tf[Byte::LbaHigh],
+          tf[Byte::Device],
+          tf[Byte::Command],
+          0,
+          tf[Byte::Control]};
 }
 
 std::array<std::uint8_t, 16> BuildCdb16(ByteView tf, ByteView previous, std::uint8_t flags) {
   const std::uint8_t lbaTop = flags & kNoData ? previous[Byte::LbaHigh] : 0;
-  return {kPassThrough16,
-          static_cast<std::uint8_t>(kExtend | ProtocolBits(flags)),
-          TransferBits(flags),
-          previous[Byte::Features],
-          tf[Byte::Features],
-          previous[Byte::Count],
-          tf[Byte::Count],
-          previous[Byte::LbaLow],
-          tf[Byte::LbaLow],
-          previous[Byte::LbaMid],
-          tf[Byte::LbaMid],
-          lbaTop,
-          tf[Byte::LbaHigh],
-          tf[Byte::Device],
-          tf[Byte::Command],
-          tf[Byte::Control]};
+  return {kPassThrough16,      static_cast<std::uint8_t>(kExtend | ProtocolBits(flags)),
+          TransferBits(flags), previous[Byte::Features],
+          tf[Byte::Features],  previous[Byte::Count],
+          tf[Byte::Count],     previous[Byte::LbaLow],
+          tf[Byte::LbaLow],    previous[Byte::LbaMid],
+          tf[Byte::LbaMid],    lbaTop,
+          tf[Byte::LbaHigh],   tf[Byte::Device],
+          tf[Byte::Command],   tf[Byte::Control]};
 }
 
 // Where one sense format keeps the registers.
 struct RegisterPlaces {
   std::size_t error, count, lbaLow, device, status;
 };
-constexpr RegisterPlaces kFixedPlaces = {3, 6, 9, 5, 4};       // SAT-3, table 150
+constexpr RegisterPlaces kFixedPlaces = {3, 6, 9, 5, 4};         // SAT-3, table 150
 constexpr RegisterPlaces kOldKernelPlaces = {8, 11, 17, 10, 9};  // Linux before 6.11
 
 bool ReadDescriptorRegisters(ByteView sense, ByteSpan tf, ByteSpan previous) {

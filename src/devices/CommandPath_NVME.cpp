@@ -110,8 +110,7 @@ StatusCode CommandPath_NVME::Finish(int result, std::uint32_t dword0, std::uint3
   }
   WriteLittle32(dword0, 0, completion);
   WriteLittle32(dword1, 4, completion);
-  WriteLittle32((static_cast<std::uint32_t>(result) & kStatusMask) << kStatusShift, 12,
-                completion);
+  WriteLittle32((static_cast<std::uint32_t>(result) & kStatusMask) << kStatusShift, 12, completion);
   return result;
 }
 

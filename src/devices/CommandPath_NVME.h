@@ -22,8 +22,7 @@ class CommandPath_NVME : public CommandPath {
   StatusCode SendAdmin(ByteSpan command, ByteSpan data, ByteSpan completion);
   StatusCode SendIo(ByteSpan command, ByteSpan data, ByteSpan completion);
   // The result of the kernel's call, told in `completion` as a queue entry would.
-  StatusCode Finish(int result, std::uint32_t dword0, std::uint32_t dword1,
-                    ByteSpan completion);
+  StatusCode Finish(int result, std::uint32_t dword0, std::uint32_t dword1, ByteSpan completion);
 };
 
 }  // namespace Morvu::DeviceManagement

@@ -92,9 +92,8 @@ StatusCode CommandPath_SCSI::SendCdb(ByteSpan cdb, ByteSpan sense, std::uint8_t 
   if (!sense.empty()) sense[0] = 0;
 
   lastOsError_ = 0;
-  const auto result = asyncMarker != 0
-                          ? static_cast<int>(write(handle_, &header, sizeof header))
-                          : ioctl(handle_, SG_IO, &header);
+  const auto result = asyncMarker != 0 ? static_cast<int>(write(handle_, &header, sizeof header))
+                                       : ioctl(handle_, SG_IO, &header);
   if (result < 0) {
     lastOsError_ = result;
     MORVU_LOG(kLogError, "SendOpcodeCore", "ioctl failed: " + std::to_string(result));

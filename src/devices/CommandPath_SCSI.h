@@ -17,8 +17,7 @@ class CommandPath_SCSI : public CommandPath {
   std::unique_ptr<CommandPath> Clone() const override;
 
  protected:
-  CommandPath_SCSI(std::string devicePath, std::string_view protocol,
-                   std::string_view description);
+  CommandPath_SCSI(std::string devicePath, std::string_view protocol, std::string_view description);
 
   StatusCode SendOpcodeCore(ByteSpan command, ByteSpan reply, std::uint8_t flags, ByteSpan data,
                             std::uintptr_t asyncMarker) override;

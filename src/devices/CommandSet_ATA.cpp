@@ -100,21 +100,17 @@ StatusCode CommandSet_ATA::Transfer28(std::uint8_t command, std::uint8_t flags, 
 StatusCode CommandSet_ATA::Transfer48(std::uint8_t command, std::uint8_t flags, ByteSpan data,
                                       std::uint32_t lbaLow, std::uint32_t lbaHigh,
                                       std::uint16_t count, std::uint16_t features) {
-  return Send({.features = features,
-               .count = count,
-               .lba = Lba48(lbaLow, lbaHigh),
-               .command = command},
-              flags | kExt48, data, CountOf(count));
+  return Send(
+      {.features = features, .count = count, .lba = Lba48(lbaLow, lbaHigh), .command = command},
+      flags | kExt48, data, CountOf(count));
 }
 
 StatusCode CommandSet_ATA::TransferLog(std::uint8_t command, std::uint8_t flags, ByteSpan data,
                                        std::uint32_t lbaLow, std::uint32_t lbaHigh,
                                        std::uint16_t count, std::uint16_t features) {
-  return Send({.features = features,
-               .count = count,
-               .lba = Lba48(lbaLow, lbaHigh),
-               .command = command},
-              flags | kExt48, data, count);
+  return Send(
+      {.features = features, .count = count, .lba = Lba48(lbaLow, lbaHigh), .command = command},
+      flags | kExt48, data, count);
 }
 
 StatusCode CommandSet_ATA::Trusted(std::uint8_t command, std::uint8_t flags, ByteSpan data,
@@ -128,9 +124,8 @@ StatusCode CommandSet_ATA::Trusted(std::uint8_t command, std::uint8_t flags, Byt
 }
 
 StatusCode CommandSet_ATA::Queued(std::uint8_t command, std::uint8_t flags, ByteSpan data,
-                                  std::uint32_t lbaLow, std::uint32_t lbaHigh,
-                                  std::uint16_t count, std::uint8_t tag, std::uint8_t priority,
-                                  std::uint8_t fua) {
+                                  std::uint32_t lbaLow, std::uint32_t lbaHigh, std::uint16_t count,
+                                  std::uint8_t tag, std::uint8_t priority, std::uint8_t fua) {
   const auto tagAndPriority = LowByte(tag << 3) | LowByte(priority << 7) << 8;
   return Send({.features = count,
                .count = static_cast<std::uint16_t>(tagAndPriority),
@@ -151,15 +146,13 @@ StatusCode CommandSet_ATA::NonData(const Registers& registers, std::uint8_t flag
 
 StatusCode CommandSet_ATA::Sanitize(std::uint8_t feature, std::uint8_t count, std::uint64_t lba,
                                     ByteSpan data) {
-  return NonData({.features = feature,
-                  .count = count,
-                  .lba = lba,
-                  .command = AtaOpcode::SanitizeDevice},
-                 kExt48 | kDiagnostic, data);
+  return NonData(
+      {.features = feature, .count = count, .lba = lba, .command = AtaOpcode::SanitizeDevice},
+      kExt48 | kDiagnostic, data);
 }
 
-StatusCode CommandSet_ATA::ataSmart(std::uint8_t features, std::uint8_t lbaLow,
-                                    std::uint8_t count, std::uint8_t flags, ByteSpan data) {
+StatusCode CommandSet_ATA::ataSmart(std::uint8_t features, std::uint8_t lbaLow, std::uint8_t count,
+                                    std::uint8_t flags, ByteSpan data) {
   const bool oneBlock = count == 0 && !UsesNonDataProtocol();
   return Send({.features = features,
                .count = count,
@@ -168,15 +161,12 @@ StatusCode CommandSet_ATA::ataSmart(std::uint8_t features, std::uint8_t lbaLow,
               flags, data, oneBlock ? 1 : count);
 }
 
-StatusCode CommandSet_ATA::SmartNonData(std::uint8_t feature, std::uint8_t lbaLow,
-                                        ByteSpan data) {
+StatusCode CommandSet_ATA::SmartNonData(std::uint8_t feature, std::uint8_t lbaLow, ByteSpan data) {
   // The adapter's read takes its length from the Count register.
   const std::uint16_t count = UsesNonDataProtocol() ? 0 : 1;
-  return NonData({.features = feature,
-                  .count = count,
-                  .lba = kSmartKey | lbaLow,
-                  .command = AtaOpcode::Smart},
-                 0, data);
+  return NonData(
+      {.features = feature, .count = count, .lba = kSmartKey | lbaLow, .command = AtaOpcode::Smart},
+      0, data);
 }
 
 StatusCode CommandSet_ATA::ataTaskFile28(bool write, bool dma, std::uint8_t features,
@@ -195,10 +185,9 @@ StatusCode CommandSet_ATA::ataTaskFile28(bool write, bool dma, std::uint8_t feat
               flags, data, blockCount == 0 ? CountOf(count) : blockCount);
 }
 
-StatusCode CommandSet_ATA::ataTaskFile48(std::uint8_t direction, bool dma,
-                                         const TaskFile& taskFile,
-                                         const TaskFilePrevious& previous,
-                                         std::uint32_t blockCount, ByteSpan data) {
+StatusCode CommandSet_ATA::ataTaskFile48(std::uint8_t direction, bool dma, const TaskFile& taskFile,
+                                         const TaskFilePrevious& previous, std::uint32_t blockCount,
+                                         ByteSpan data) {
   const std::uint8_t way = direction == 0 ? kRead : direction == 1 ? kWrite : kNoData;
   const std::uint8_t flags = way | kExt48 | (dma ? kDma : 0);
   const auto count = taskFile[TaskFileByte::Count];
@@ -223,8 +212,8 @@ StatusCode CommandSet_ATA::ataReadDma(ByteSpan data, std::uint32_t lba, std::uin
   return Transfer28(AtaOpcode::ReadDma, kRead | kDma, data, lba, count);
 }
 
-StatusCode CommandSet_ATA::ataReadDmaExt(ByteSpan data, std::uint32_t lbaLow,
-                                         std::uint32_t lbaHigh, std::uint16_t count) {
+StatusCode CommandSet_ATA::ataReadDmaExt(ByteSpan data, std::uint32_t lbaLow, std::uint32_t lbaHigh,
+                                         std::uint16_t count) {
   return Transfer48(AtaOpcode::ReadDmaExt, kRead | kDma, data, lbaLow, lbaHigh, count);
 }
 
@@ -283,16 +272,16 @@ StatusCode CommandSet_ATA::ataWriteMultipleFuaExt(ByteSpan data, std::uint32_t l
   return Transfer48(AtaOpcode::WriteMultipleFuaExt, kWrite, data, lbaLow, lbaHigh, count);
 }
 
-StatusCode CommandSet_ATA::ataReadLogExt(ByteSpan data, std::uint32_t lbaLow,
-                                         std::uint32_t lbaHigh, std::uint16_t count,
-                                         std::uint16_t features) {
+StatusCode CommandSet_ATA::ataReadLogExt(ByteSpan data, std::uint32_t lbaLow, std::uint32_t lbaHigh,
+                                         std::uint16_t count, std::uint16_t features) {
   return TransferLog(AtaOpcode::ReadLogExt, kRead, data, lbaLow, lbaHigh, count, features);
 }
 
 StatusCode CommandSet_ATA::ataReadLogDmaExt(ByteSpan data, std::uint32_t lbaLow,
                                             std::uint32_t lbaHigh, std::uint16_t count,
                                             std::uint16_t features) {
-  return TransferLog(AtaOpcode::ReadLogDmaExt, kRead | kDma, data, lbaLow, lbaHigh, count, features);
+  return TransferLog(AtaOpcode::ReadLogDmaExt, kRead | kDma, data, lbaLow, lbaHigh, count,
+                     features);
 }
 
 StatusCode CommandSet_ATA::ataWriteLogExt(ByteSpan data, std::uint32_t lbaLow,
@@ -333,10 +322,9 @@ StatusCode CommandSet_ATA::ataDownloadMicrocode(ByteSpan data, std::uint8_t subc
 
 StatusCode CommandSet_ATA::ataInitializeDeviceParameters(ByteSpan data, std::uint8_t count,
                                                          std::uint32_t head) {
-  return Send({.count = count,
-               .device = Device28(head),
-               .command = AtaOpcode::InitializeDeviceParameters},
-              kWrite, data, 1);
+  return Send(
+      {.count = count, .device = Device28(head), .command = AtaOpcode::InitializeDeviceParameters},
+      kWrite, data, 1);
 }
 
 StatusCode CommandSet_ATA::ataDataSetManagementExt(ByteSpan data, std::uint16_t count) {
@@ -373,14 +361,16 @@ StatusCode CommandSet_ATA::ataReadFpdmaQueued(ByteSpan data, std::uint32_t lbaLo
                                               std::uint32_t lbaHigh, std::uint16_t count,
                                               std::uint8_t tag, std::uint8_t priority,
                                               std::uint8_t fua) {
-  return Queued(AtaOpcode::ReadFpdmaQueued, kRead, data, lbaLow, lbaHigh, count, tag, priority, fua);
+  return Queued(AtaOpcode::ReadFpdmaQueued, kRead, data, lbaLow, lbaHigh, count, tag, priority,
+                fua);
 }
 
 StatusCode CommandSet_ATA::ataWriteFpdmaQueued(ByteSpan data, std::uint32_t lbaLow,
                                                std::uint32_t lbaHigh, std::uint16_t count,
                                                std::uint8_t tag, std::uint8_t priority,
                                                std::uint8_t fua) {
-  return Queued(AtaOpcode::WriteFpdmaQueued, kWrite, data, lbaLow, lbaHigh, count, tag, priority, fua);
+  return Queued(AtaOpcode::WriteFpdmaQueued, kWrite, data, lbaLow, lbaHigh, count, tag, priority,
+                fua);
 }
 
 StatusCode CommandSet_ATA::ataSecurityEraseUnit(ByteSpan data) {
@@ -406,13 +396,15 @@ StatusCode CommandSet_ATA::ataSecurityErasePrepare(ByteSpan data) {
 }
 
 StatusCode CommandSet_ATA::ataDcoIdentify(ByteSpan data) {
-  return Send({.features = ConfigurationFeature::DcoIdentify, .command = AtaOpcode::DeviceConfiguration},
-              kRead, data, 1);
+  return Send(
+      {.features = ConfigurationFeature::DcoIdentify, .command = AtaOpcode::DeviceConfiguration},
+      kRead, data, 1);
 }
 
 StatusCode CommandSet_ATA::ataDcoIdentifyDma(ByteSpan data) {
-  return Send({.features = ConfigurationFeature::DcoIdentifyDma, .command = AtaOpcode::DeviceConfiguration},
-              kRead | kDma, data, 1);
+  return Send(
+      {.features = ConfigurationFeature::DcoIdentifyDma, .command = AtaOpcode::DeviceConfiguration},
+      kRead | kDma, data, 1);
 }
 
 StatusCode CommandSet_ATA::ataDcoSet(ByteSpan data) {
@@ -421,8 +413,9 @@ StatusCode CommandSet_ATA::ataDcoSet(ByteSpan data) {
 }
 
 StatusCode CommandSet_ATA::ataDcoSetDma(ByteSpan data) {
-  return Send({.features = ConfigurationFeature::DcoSetDma, .command = AtaOpcode::DeviceConfiguration},
-              kWrite | kDma, data, 1);
+  return Send(
+      {.features = ConfigurationFeature::DcoSetDma, .command = AtaOpcode::DeviceConfiguration},
+      kWrite | kDma, data, 1);
 }
 
 StatusCode CommandSet_ATA::ataSecurityFreezeLock(ByteSpan data) {
@@ -430,14 +423,15 @@ StatusCode CommandSet_ATA::ataSecurityFreezeLock(ByteSpan data) {
 }
 
 StatusCode CommandSet_ATA::ataDcoRestore(ByteSpan data) {
-  return NonData({.features = ConfigurationFeature::DcoRestore, .command = AtaOpcode::DeviceConfiguration},
-                 0, data);
+  return NonData(
+      {.features = ConfigurationFeature::DcoRestore, .command = AtaOpcode::DeviceConfiguration}, 0,
+      data);
 }
 
 StatusCode CommandSet_ATA::ataDcoFreezeLock(ByteSpan data) {
-  return NonData({.features = ConfigurationFeature::DcoFreezeLock,
-                  .command = AtaOpcode::DeviceConfiguration},
-                 0, data);
+  return NonData(
+      {.features = ConfigurationFeature::DcoFreezeLock, .command = AtaOpcode::DeviceConfiguration},
+      0, data);
 }
 
 StatusCode CommandSet_ATA::ataNop(std::uint8_t subcommand, ByteSpan data) {
@@ -478,7 +472,12 @@ StatusCode CommandSet_ATA::ataCheckPowerMode(ByteSpan data) {
 
 StatusCode CommandSet_ATA::ataSetFeatures(std::uint8_t features, std::uint8_t count,
                                           std::uint32_t lba, ByteSpan data) {
-  return NonData({.features = features, .count = count, .lba = Lba28(lba), .device = Device28(lba), .command = AtaOpcode::SetFeatures}, 0, data);
+  return NonData({.features = features,
+                  .count = count,
+                  .lba = Lba28(lba),
+                  .device = Device28(lba),
+                  .command = AtaOpcode::SetFeatures},
+                 0, data);
 }
 
 StatusCode CommandSet_ATA::ataSetMultipleMode(std::uint8_t count, ByteSpan data) {
@@ -486,12 +485,18 @@ StatusCode CommandSet_ATA::ataSetMultipleMode(std::uint8_t count, ByteSpan data)
 }
 
 StatusCode CommandSet_ATA::ataSetMaxAddress(std::uint8_t count, std::uint32_t lba, ByteSpan data) {
-  return NonData({.count = count, .lba = Lba28(lba), .device = Device28(lba), .command = AtaOpcode::SetMaxAddress}, 0, data);
+  return NonData({.count = count,
+                  .lba = Lba28(lba),
+                  .device = Device28(lba),
+                  .command = AtaOpcode::SetMaxAddress},
+                 0, data);
 }
 
 StatusCode CommandSet_ATA::ataSetMaxAddressExt(std::uint16_t count, std::uint32_t lbaLow,
                                                std::uint32_t lbaHigh, ByteSpan data) {
-  return NonData({.count = count, .lba = Lba48(lbaLow, lbaHigh), .command = AtaOpcode::SetMaxAddressExt}, kExt48, data);
+  return NonData(
+      {.count = count, .lba = Lba48(lbaLow, lbaHigh), .command = AtaOpcode::SetMaxAddressExt},
+      kExt48, data);
 }
 
 StatusCode CommandSet_ATA::ataReadNativeMaxAddress(ByteSpan data) {
@@ -503,29 +508,36 @@ StatusCode CommandSet_ATA::ataReadNativeMaxAddressExt(ByteSpan data) {
 }
 
 StatusCode CommandSet_ATA::ataAccessibleMaxGetNative(ByteSpan data) {
-  return NonData({.features = ConfigurationFeature::AccessibleGetNative, .command = AtaOpcode::AccessibleMaxAddress},
+  return NonData({.features = ConfigurationFeature::AccessibleGetNative,
+                  .command = AtaOpcode::AccessibleMaxAddress},
                  kExt48, data);
 }
 
 StatusCode CommandSet_ATA::ataAccessibleMaxSet(std::uint32_t lbaLow, std::uint32_t lbaHigh,
                                                ByteSpan data) {
-  return NonData({.features = ConfigurationFeature::AccessibleSet, .lba = Lba48(lbaLow, lbaHigh), .command = AtaOpcode::AccessibleMaxAddress},
+  return NonData({.features = ConfigurationFeature::AccessibleSet,
+                  .lba = Lba48(lbaLow, lbaHigh),
+                  .command = AtaOpcode::AccessibleMaxAddress},
                  kExt48, data);
 }
 
 StatusCode CommandSet_ATA::ataAccessibleMaxFreeze(ByteSpan data) {
-  return NonData({.features = ConfigurationFeature::AccessibleFreeze, .command = AtaOpcode::AccessibleMaxAddress},
+  return NonData({.features = ConfigurationFeature::AccessibleFreeze,
+                  .command = AtaOpcode::AccessibleMaxAddress},
                  0, data);
 }
 
 StatusCode CommandSet_ATA::ataSetDateTimeExt(std::uint32_t lbaLow, std::uint32_t lbaHigh,
                                              ByteSpan data) {
-  return NonData({.lba = Lba48(lbaLow, lbaHigh), .command = AtaOpcode::SetDateTimeExt}, kExt48, data);
+  return NonData({.lba = Lba48(lbaLow, lbaHigh), .command = AtaOpcode::SetDateTimeExt}, kExt48,
+                 data);
 }
 
 StatusCode CommandSet_ATA::ataConfigureStream(std::uint16_t features, std::uint8_t count,
                                               ByteSpan data) {
-  return NonData({.features = features, .count = count, .device = 0, .command = AtaOpcode::ConfigureStream}, 0, data);
+  return NonData(
+      {.features = features, .count = count, .device = 0, .command = AtaOpcode::ConfigureStream}, 0,
+      data);
 }
 
 StatusCode CommandSet_ATA::ataCfaRequestExtendedError(ByteSpan data) {
@@ -534,7 +546,11 @@ StatusCode CommandSet_ATA::ataCfaRequestExtendedError(ByteSpan data) {
 
 StatusCode CommandSet_ATA::ataCfaEraseSectors(std::uint32_t lba, std::uint8_t count,
                                               ByteSpan data) {
-  return NonData({.count = count, .lba = Lba28(lba), .device = Device28(lba), .command = AtaOpcode::CfaEraseSectors}, 0, data);
+  return NonData({.count = count,
+                  .lba = Lba28(lba),
+                  .device = Device28(lba),
+                  .command = AtaOpcode::CfaEraseSectors},
+                 0, data);
 }
 
 StatusCode CommandSet_ATA::ataRequestSenseDataExt(ByteSpan data) {
@@ -544,7 +560,11 @@ StatusCode CommandSet_ATA::ataRequestSenseDataExt(ByteSpan data) {
 StatusCode CommandSet_ATA::ataWriteUncorrectableExt(std::uint8_t features, std::uint16_t count,
                                                     std::uint32_t lbaLow, std::uint32_t lbaHigh,
                                                     ByteSpan data) {
-  return NonData({.features = features, .count = count, .lba = Lba48(lbaLow, lbaHigh), .command = AtaOpcode::WriteUncorrectableExt}, kExt48, data);
+  return NonData({.features = features,
+                  .count = count,
+                  .lba = Lba48(lbaLow, lbaHigh),
+                  .command = AtaOpcode::WriteUncorrectableExt},
+                 kExt48, data);
 }
 
 StatusCode CommandSet_ATA::ataSeek(std::uint32_t lba, ByteSpan data) {
@@ -570,10 +590,9 @@ StatusCode CommandSet_ATA::ataReadVerifySectors(std::uint32_t lba, std::uint8_t 
 
 StatusCode CommandSet_ATA::ataReadVerifySectorsExt(std::uint32_t lbaLow, std::uint32_t lbaHigh,
                                                    std::uint16_t count, ByteSpan data) {
-  return NonData({.count = count,
-                  .lba = Lba48(lbaLow, lbaHigh),
-                  .command = AtaOpcode::ReadVerifySectorsExt},
-                 kExt48, data, CountOf(count));
+  return NonData(
+      {.count = count, .lba = Lba48(lbaLow, lbaHigh), .command = AtaOpcode::ReadVerifySectorsExt},
+      kExt48, data, CountOf(count));
 }
 
 StatusCode CommandSet_ATA::ataNonData(std::uint8_t features, std::uint8_t count,
@@ -595,20 +614,22 @@ StatusCode CommandSet_ATA::ataSanitizeStatus(std::uint8_t count, ByteSpan data) 
 }
 
 StatusCode CommandSet_ATA::ataSanitizeCryptoScramble(std::uint8_t failureMode, ByteSpan data) {
-  return Sanitize(SanitizeFeature::CryptoScramble, FailureMode(failureMode), SanitizeFeature::CryptoScrambleKey, data);
+  return Sanitize(SanitizeFeature::CryptoScramble, FailureMode(failureMode),
+                  SanitizeFeature::CryptoScrambleKey, data);
 }
 
 StatusCode CommandSet_ATA::ataSanitizeBlockErase(std::uint8_t failureMode, ByteSpan data) {
-  return Sanitize(SanitizeFeature::BlockErase, FailureMode(failureMode), SanitizeFeature::BlockEraseKey, data);
+  return Sanitize(SanitizeFeature::BlockErase, FailureMode(failureMode),
+                  SanitizeFeature::BlockEraseKey, data);
 }
 
 StatusCode CommandSet_ATA::ataSanitizeOverwrite(std::uint32_t pattern, bool invert,
                                                 std::uint8_t passes, std::uint8_t failureMode,
                                                 ByteSpan data) {
-  return Sanitize(SanitizeFeature::Overwrite,
-                  static_cast<std::uint8_t>((passes & 0x0F) | FailureMode(failureMode) |
-                                            (invert ? 0x80 : 0)),
-                  Lba48(pattern, SanitizeFeature::OverwriteKey), data);
+  return Sanitize(
+      SanitizeFeature::Overwrite,
+      static_cast<std::uint8_t>((passes & 0x0F) | FailureMode(failureMode) | (invert ? 0x80 : 0)),
+      Lba48(pattern, SanitizeFeature::OverwriteKey), data);
 }
 
 StatusCode CommandSet_ATA::ataSanitizeFreezeLock(ByteSpan data) {

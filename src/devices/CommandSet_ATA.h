@@ -202,8 +202,8 @@ class CommandSet_ATA : public CommandSet {
   StatusCode TransferLog(std::uint8_t command, std::uint8_t flags, ByteSpan data,
                          std::uint32_t lbaLow, std::uint32_t lbaHigh, std::uint16_t count,
                          std::uint16_t features);
-  StatusCode Trusted(std::uint8_t command, std::uint8_t flags, ByteSpan data,
-                     std::uint8_t protocol, std::uint16_t specific, std::uint16_t count);
+  StatusCode Trusted(std::uint8_t command, std::uint8_t flags, ByteSpan data, std::uint8_t protocol,
+                     std::uint16_t specific, std::uint16_t count);
   StatusCode Queued(std::uint8_t command, std::uint8_t flags, ByteSpan data, std::uint32_t lbaLow,
                     std::uint32_t lbaHigh, std::uint16_t count, std::uint8_t tag,
                     std::uint8_t priority, std::uint8_t fua);

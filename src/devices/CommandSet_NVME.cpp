@@ -63,8 +63,7 @@ std::string ToLogText(const NvmeAdminCommand& command) {
 
 }  // namespace
 
-CommandSet_NVME::CommandSet_NVME(const PropertyList& properties,
-                                 std::unique_ptr<CommandPath> path)
+CommandSet_NVME::CommandSet_NVME(const PropertyList& properties, std::unique_ptr<CommandPath> path)
     : CommandSet(properties, *path, Protocol::Nvme), ownPath_(std::move(path)) {}
 
 CommandSet_NVME::~CommandSet_NVME() = default;
@@ -102,12 +101,10 @@ StatusCode CommandSet_NVME::nvmeVendorSpecific(std::uint8_t opcode, std::uint32_
 }
 
 StatusCode CommandSet_NVME::nvmeDeleteIOSubmissionQueue(std::uint16_t qid,
-                                                        NvmeCompletion& completion,
-                                                        ByteSpan data) {
+                                                        NvmeCompletion& completion, ByteSpan data) {
   return Send("nvmeDeleteIOSubmissionQueue",
-              {.opcode = AdminOpcode::DeleteIOSubmissionQueue,
-               .cdw10 = qid},
-              0, 0, completion, data);
+              {.opcode = AdminOpcode::DeleteIOSubmissionQueue, .cdw10 = qid}, 0, 0, completion,
+              data);
 }
 
 StatusCode CommandSet_NVME::nvmeCreateIOSubmissionQueue(std::uint16_t qsize, std::uint16_t qid,
@@ -115,8 +112,7 @@ StatusCode CommandSet_NVME::nvmeCreateIOSubmissionQueue(std::uint16_t qsize, std
                                                         std::uint8_t contiguous,
                                                         std::uint32_t prp1Low,
                                                         std::uint32_t prp1High,
-                                                        NvmeCompletion& completion,
-                                                        ByteSpan data) {
+                                                        NvmeCompletion& completion, ByteSpan data) {
   return Send("nvmeCreateIOSubmissionQueue",
               {.opcode = AdminOpcode::CreateIOSubmissionQueue,
                .address = Join(prp1Low, prp1High),
@@ -128,30 +124,23 @@ StatusCode CommandSet_NVME::nvmeCreateIOSubmissionQueue(std::uint16_t qsize, std
 StatusCode CommandSet_NVME::nvmeGetLogPage(std::uint8_t logId, std::uint16_t numd,
                                            std::uint32_t nsid, NvmeCompletion& completion,
                                            ByteSpan data) {
-  return Send("nvmeGetLogPage",
-              {.opcode = AdminOpcode::GetLogPage,
-               .nsid = nsid,
-               .cdw10 = Bits(numd, 16, 12) | logId},
-              4, numd * 4u + 4, completion, data);
+  return Send(
+      "nvmeGetLogPage",
+      {.opcode = AdminOpcode::GetLogPage, .nsid = nsid, .cdw10 = Bits(numd, 16, 12) | logId}, 4,
+      numd * 4u + 4, completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeDeleteIOCompletionQueue(std::uint16_t qid,
-                                                        NvmeCompletion& completion,
-                                                        ByteSpan data) {
+                                                        NvmeCompletion& completion, ByteSpan data) {
   return Send("nvmeDeleteIOCompletionQueue",
-              {.opcode = AdminOpcode::DeleteIOCompletionQueue,
-               .cdw10 = qid},
-              0, 0, completion, data);
+              {.opcode = AdminOpcode::DeleteIOCompletionQueue, .cdw10 = qid}, 0, 0, completion,
+              data);
 }
 
-StatusCode CommandSet_NVME::nvmeCreateIOCompletionQueue(std::uint16_t qsize, std::uint16_t qid,
-                                                        std::uint16_t vector,
-                                                        std::uint8_t interruptsEnabled,
-                                                        std::uint8_t contiguous,
-                                                        std::uint32_t prp1Low,
-                                                        std::uint32_t prp1High,
-                                                        NvmeCompletion& completion,
-                                                        ByteSpan data) {
+StatusCode CommandSet_NVME::nvmeCreateIOCompletionQueue(
+    std::uint16_t qsize, std::uint16_t qid, std::uint16_t vector, std::uint8_t interruptsEnabled,
+    std::uint8_t contiguous, std::uint32_t prp1Low, std::uint32_t prp1High,
+    NvmeCompletion& completion, ByteSpan data) {
   return Send("nvmeCreateIOCompletionQueue",
               {.opcode = AdminOpcode::CreateIOCompletionQueue,
                .address = Join(prp1Low, prp1High),
@@ -163,18 +152,14 @@ StatusCode CommandSet_NVME::nvmeCreateIOCompletionQueue(std::uint16_t qsize, std
 StatusCode CommandSet_NVME::nvmeIdentify(std::uint32_t cns, std::uint32_t nsid,
                                          NvmeCompletion& completion, ByteSpan data) {
   return Send("nvmeIdentify",
-              {.opcode = AdminOpcode::Identify,
-               .nsid = nsid,
-               .cdw10 = Bits(cns, 0, 8)},
-              4, 4096, completion, data);
+              {.opcode = AdminOpcode::Identify, .nsid = nsid, .cdw10 = Bits(cns, 0, 8)}, 4, 4096,
+              completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeAbort(std::uint16_t commandId, std::uint16_t sqid,
                                       NvmeCompletion& completion, ByteSpan data) {
-  return Send("nvmeAbort",
-              {.opcode = AdminOpcode::Abort,
-               .cdw10 = High(commandId) | sqid},
-              0, 0, completion, data);
+  return Send("nvmeAbort", {.opcode = AdminOpcode::Abort, .cdw10 = High(commandId) | sqid}, 0, 0,
+              completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeSetFeatures(std::uint8_t featureId, std::uint32_t nsid,
@@ -193,48 +178,43 @@ StatusCode CommandSet_NVME::nvmeSetFeatures(std::uint8_t featureId, std::uint32_
 StatusCode CommandSet_NVME::nvmeGetFeatures(std::uint8_t featureId, std::uint32_t nsid,
                                             std::uint32_t cdw11, std::uint32_t dwords,
                                             NvmeCompletion& completion, ByteSpan data) {
-  return Send("nvmeGetFeatures",
-              {.opcode = AdminOpcode::GetFeatures,
-               .nsid = nsid,
-               .cdw10 = featureId,
-               .cdw11 = cdw11},
-              dwords != 0 ? 4 : 0, dwords * 4, completion, data);
+  return Send(
+      "nvmeGetFeatures",
+      {.opcode = AdminOpcode::GetFeatures, .nsid = nsid, .cdw10 = featureId, .cdw11 = cdw11},
+      dwords != 0 ? 4 : 0, dwords * 4, completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeNamespaceManagement(std::uint32_t nsid, std::uint8_t select,
                                                     NvmeCompletion& completion, ByteSpan data) {
-  return Send("nvmeNamespaceManagement",
-              {.opcode = AdminOpcode::NamespaceManagement,
-               .nsid = nsid,
-               .cdw10 = Bits(select, 0, 4)},
-              2, 4096, completion, data);
+  return Send(
+      "nvmeNamespaceManagement",
+      {.opcode = AdminOpcode::NamespaceManagement, .nsid = nsid, .cdw10 = Bits(select, 0, 4)}, 2,
+      4096, completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeFirmwareActivate(std::uint8_t slot, std::uint8_t action,
                                                  NvmeCompletion& completion, ByteSpan data) {
-  return Send("nvmeFirmwareActivate",
-              {.opcode = AdminOpcode::FirmwareActivate,
-               .cdw10 = Bits(slot, 0, 3) | Bits(action, 3, 2)},
-              0, 0, completion, data);
+  return Send(
+      "nvmeFirmwareActivate",
+      {.opcode = AdminOpcode::FirmwareActivate, .cdw10 = Bits(slot, 0, 3) | Bits(action, 3, 2)}, 0,
+      0, completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeFirmwareImageDownload(std::uint32_t dwords,
                                                       std::uint32_t offsetDwords,
                                                       NvmeCompletion& completion, ByteSpan data) {
-  return Send("nvmeFirmwareImageDownload",
-              {.opcode = AdminOpcode::FirmwareImageDownload,
-               .cdw10 = dwords - 1,
-               .cdw11 = offsetDwords},
-              2, dwords * 4, completion, data);
+  return Send(
+      "nvmeFirmwareImageDownload",
+      {.opcode = AdminOpcode::FirmwareImageDownload, .cdw10 = dwords - 1, .cdw11 = offsetDwords}, 2,
+      dwords * 4, completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeNamespaceAttachment(std::uint32_t nsid, std::uint8_t select,
                                                     NvmeCompletion& completion, ByteSpan data) {
-  return Send("nvmeNamespaceAttachment",
-              {.opcode = AdminOpcode::NamespaceAttachment,
-               .nsid = nsid,
-               .cdw10 = Bits(select, 0, 4)},
-              2, 4096, completion, data);
+  return Send(
+      "nvmeNamespaceAttachment",
+      {.opcode = AdminOpcode::NamespaceAttachment, .nsid = nsid, .cdw10 = Bits(select, 0, 4)}, 2,
+      4096, completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeFormatNVM(std::uint32_t nsid, std::uint8_t lbaf, std::uint8_t ms,
@@ -243,7 +223,8 @@ StatusCode CommandSet_NVME::nvmeFormatNVM(std::uint32_t nsid, std::uint8_t lbaf,
   return Send("nvmeFormatNVM",
               {.opcode = AdminOpcode::FormatNVM,
                .nsid = nsid,
-               .cdw10 = Bits(lbaf, 0, 4) | Bits(ms, 4, 1) | Bits(pi, 5, 3) | Bits(pil, 8, 1) | Bits(ses, 9, 3)},
+               .cdw10 = Bits(lbaf, 0, 4) | Bits(ms, 4, 1) | Bits(pi, 5, 3) | Bits(pil, 8, 1) |
+                        Bits(ses, 9, 3)},
               0, 0, completion, data);
 }
 
@@ -293,11 +274,8 @@ StatusCode CommandSet_NVME::nvmeTestCmdRead(std::uint32_t cdw12, std::uint8_t cd
 
 StatusCode CommandSet_NVME::nvmeFlush(std::uint32_t cdw2, std::uint32_t nsid,
                                       NvmeCompletion& completion, ByteSpan data) {
-  return Send("nvmeFlush",
-              {.opcode = NvmOpcode::Flush,
-               .nsid = nsid,
-               .cdw2 = cdw2},
-              1, 0, completion, data);
+  return Send("nvmeFlush", {.opcode = NvmOpcode::Flush, .nsid = nsid, .cdw2 = cdw2}, 1, 0,
+              completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeWriteUncorrectable(std::uint32_t cdw2, std::uint32_t nsid,
@@ -317,9 +295,9 @@ StatusCode CommandSet_NVME::nvmeWriteUncorrectable(std::uint32_t cdw2, std::uint
 StatusCode CommandSet_NVME::nvmeCompare(std::uint32_t cdw2, std::uint32_t nsid,
                                         std::uint32_t slbaLow, std::uint32_t slbaHigh,
                                         std::uint16_t nlb, std::uint8_t prinfo, std::uint8_t fua,
-                                        std::uint8_t lr, std::uint32_t reftag,
-                                        std::uint16_t apptag, std::uint16_t appmask,
-                                        NvmeCompletion& completion, ByteSpan data) {
+                                        std::uint8_t lr, std::uint32_t reftag, std::uint16_t apptag,
+                                        std::uint16_t appmask, NvmeCompletion& completion,
+                                        ByteSpan data) {
   return Send("nvmeCompare",
               {.opcode = NvmOpcode::Compare,
                .nsid = nsid,
@@ -379,10 +357,7 @@ StatusCode CommandSet_NVME::nvmeReservationReport(std::uint32_t cdw2, std::uint3
                                                   std::uint32_t dwords, NvmeCompletion& completion,
                                                   ByteSpan data) {
   return Send("nvmeReservationReport",
-              {.opcode = NvmOpcode::ReservationReport,
-               .nsid = nsid,
-               .cdw2 = cdw2,
-               .cdw10 = dwords},
+              {.opcode = NvmOpcode::ReservationReport, .nsid = nsid, .cdw2 = cdw2, .cdw10 = dwords},
               4, dwords * 4, completion, data);
 }
 

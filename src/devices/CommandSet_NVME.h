@@ -34,11 +34,10 @@ class CommandSet_NVME : public CommandSet {
   // ---- Admin commands (NVMe 1.0, section 5) ----
   StatusCode nvmeDeleteIOSubmissionQueue(std::uint16_t qid, NvmeCompletion& completion,
                                          ByteSpan data = {});
-  StatusCode nvmeCreateIOSubmissionQueue(std::uint16_t qsize, std::uint16_t qid,
-                                         std::uint16_t cqid, std::uint8_t priority,
-                                         std::uint8_t contiguous, std::uint32_t prp1Low,
-                                         std::uint32_t prp1High, NvmeCompletion& completion,
-                                         ByteSpan data = {});
+  StatusCode nvmeCreateIOSubmissionQueue(std::uint16_t qsize, std::uint16_t qid, std::uint16_t cqid,
+                                         std::uint8_t priority, std::uint8_t contiguous,
+                                         std::uint32_t prp1Low, std::uint32_t prp1High,
+                                         NvmeCompletion& completion, ByteSpan data = {});
   StatusCode nvmeGetLogPage(std::uint8_t logId, std::uint16_t numd, std::uint32_t nsid,
                             NvmeCompletion& completion, ByteSpan data);
   StatusCode nvmeDeleteIOCompletionQueue(std::uint16_t qid, NvmeCompletion& completion,
@@ -73,8 +72,7 @@ class CommandSet_NVME : public CommandSet {
   StatusCode nvmeSecurityReceive(std::uint32_t length, std::uint16_t spsp, std::uint8_t secp,
                                  NvmeCompletion& completion, ByteSpan data);
   StatusCode nvmeTestCmdWrite(std::uint32_t cdw12, std::uint8_t cdw13, std::uint32_t cdw11,
-                              std::uint32_t dwords, NvmeCompletion& completion,
-                              ByteSpan data = {});
+                              std::uint32_t dwords, NvmeCompletion& completion, ByteSpan data = {});
   StatusCode nvmeTestCmdRead(std::uint32_t cdw12, std::uint8_t cdw13, std::uint32_t cdw11,
                              std::uint32_t dwords, NvmeCompletion& completion, ByteSpan data = {});
   // Any admin command; `direction` is 0 for none, 1 to and 2 from the controller.

@@ -178,8 +178,8 @@ StatusCode CommandSet_SCSI::scsiRequestSense(ByteSpan data) {
   return SendCdb(cdb, kRead, data, 1);
 }
 
-StatusCode CommandSet_SCSI::scsiFormatUnit(ByteSpan data, bool fmtData, bool cmpList,
-                                           bool fmtPinfo, bool longList) {
+StatusCode CommandSet_SCSI::scsiFormatUnit(ByteSpan data, bool fmtData, bool cmpList, bool fmtPinfo,
+                                           bool longList) {
   Cdb<6> cdb{ScsiOpcode::FormatUnit};
   cdb[1] = static_cast<std::uint8_t>(Flag(fmtPinfo, 0x80) | Flag(longList, 0x40) |
                                      Flag(fmtData, 0x10) | Flag(cmpList, 0x08));
@@ -255,9 +255,8 @@ StatusCode CommandSet_SCSI::scsiReadBuffer(ByteSpan data, std::uint8_t mode, std
   return SendCdb(cdb, kRead, data, blockCount);
 }
 
-StatusCode CommandSet_SCSI::scsiWriteBuffer(ByteSpan data, std::uint8_t mode,
-                                            std::uint8_t bufferId, std::uint32_t length,
-                                            std::uint32_t blockCount) {
+StatusCode CommandSet_SCSI::scsiWriteBuffer(ByteSpan data, std::uint8_t mode, std::uint8_t bufferId,
+                                            std::uint32_t length, std::uint32_t blockCount) {
   Cdb<10> cdb{ScsiOpcode::WriteBuffer};
   cdb[1] = mode;
   cdb[2] = bufferId;
@@ -299,9 +298,9 @@ StatusCode CommandSet_SCSI::scsiSanitize(ByteSpan data, std::uint8_t action, boo
   return SendCdb(cdb, kWrite, data, blockCount);
 }
 
-StatusCode CommandSet_SCSI::scsiLogSense(ByteSpan data, bool ppc, bool sp,
-                                         std::uint8_t pageControl, std::uint8_t page,
-                                         std::uint16_t length, std::uint32_t blockCount) {
+StatusCode CommandSet_SCSI::scsiLogSense(ByteSpan data, bool ppc, bool sp, std::uint8_t pageControl,
+                                         std::uint8_t page, std::uint16_t length,
+                                         std::uint32_t blockCount) {
   Cdb<10> cdb{ScsiOpcode::LogSense};
   cdb[1] = Flag(ppc, 0x02) | Flag(sp, 0x01);
   cdb[2] = PageByte(pageControl, page);
@@ -398,20 +397,17 @@ StatusCode CommandSet_SCSI::scsiCdb6(ByteSpan data, std::uint8_t opcode, std::ui
 
 StatusCode CommandSet_SCSI::scsiCdb10(ByteSpan data, std::array<std::uint8_t, 10> cdb,
                                       std::uint8_t direction, std::uint32_t blockCount) {
-  return SendRaw(cdb, direction, data, blockCount,
-                 static_cast<std::uint32_t>(ReadBig(cdb, 7, 2)));
+  return SendRaw(cdb, direction, data, blockCount, static_cast<std::uint32_t>(ReadBig(cdb, 7, 2)));
 }
 
 StatusCode CommandSet_SCSI::scsiCdb12(ByteSpan data, std::array<std::uint8_t, 12> cdb,
                                       std::uint8_t direction, std::uint32_t blockCount) {
-  return SendRaw(cdb, direction, data, blockCount,
-                 static_cast<std::uint32_t>(ReadBig(cdb, 6, 4)));
+  return SendRaw(cdb, direction, data, blockCount, static_cast<std::uint32_t>(ReadBig(cdb, 6, 4)));
 }
 
 StatusCode CommandSet_SCSI::scsiCdb16(ByteSpan data, std::array<std::uint8_t, 16> cdb,
                                       std::uint8_t direction, std::uint32_t blockCount) {
-  return SendRaw(cdb, direction, data, blockCount,
-                 static_cast<std::uint32_t>(ReadBig(cdb, 10, 4)));
+  return SendRaw(cdb, direction, data, blockCount, static_cast<std::uint32_t>(ReadBig(cdb, 10, 4)));
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -16,14 +16,14 @@ class CommandSet_SCSI : public CommandSet {
 
   // Reading and writing: `count` blocks from `lba`.
   StatusCode scsiRead6(ByteSpan data, std::uint32_t lba, std::uint8_t count);
-  StatusCode scsiRead10(ByteSpan data, std::uint32_t lba, std::uint16_t count, bool fua,
-                        bool fuaNv, std::uint8_t protect);
-  StatusCode scsiRead12(ByteSpan data, std::uint32_t lba, std::uint32_t count, bool fua,
-                        bool fuaNv, std::uint8_t protect);
-  StatusCode scsiRead16(ByteSpan data, std::uint64_t lba, std::uint32_t count, bool fua,
-                        bool fuaNv, std::uint8_t protect);
-  StatusCode scsiRead32(ByteSpan data, std::uint64_t lba, std::uint32_t count, bool fua,
-                        bool fuaNv, std::uint8_t protect, std::uint32_t referenceTag,
+  StatusCode scsiRead10(ByteSpan data, std::uint32_t lba, std::uint16_t count, bool fua, bool fuaNv,
+                        std::uint8_t protect);
+  StatusCode scsiRead12(ByteSpan data, std::uint32_t lba, std::uint32_t count, bool fua, bool fuaNv,
+                        std::uint8_t protect);
+  StatusCode scsiRead16(ByteSpan data, std::uint64_t lba, std::uint32_t count, bool fua, bool fuaNv,
+                        std::uint8_t protect);
+  StatusCode scsiRead32(ByteSpan data, std::uint64_t lba, std::uint32_t count, bool fua, bool fuaNv,
+                        std::uint8_t protect, std::uint32_t referenceTag,
                         std::uint16_t applicationTag, std::uint16_t tagMask);
   StatusCode scsiWrite6(ByteSpan data, std::uint32_t lba, std::uint8_t count);
   StatusCode scsiWrite10(ByteSpan data, std::uint32_t lba, std::uint16_t count, bool fua,
@@ -105,8 +105,8 @@ class CommandSet_SCSI : public CommandSet {
 
  private:
   StatusCode SendCdb(ByteSpan cdb, std::uint8_t flags, ByteSpan data, std::uint32_t blockCount);
-  StatusCode SendRaw(ByteSpan cdb, std::uint8_t direction, ByteSpan data,
-                     std::uint32_t blockCount, std::uint32_t cdbCount);
+  StatusCode SendRaw(ByteSpan cdb, std::uint8_t direction, ByteSpan data, std::uint32_t blockCount,
+                     std::uint32_t cdbCount);
 };
 
 }  // namespace Morvu::DeviceManagement

@@ -54,9 +54,7 @@ class Device {
   }
   std::string GetString(const PropertyEntry& entry) const { return properties_.GetString(entry); }
   bool GetBool(const PropertyEntry& entry) const { return properties_.GetBool(entry); }
-  std::uint64_t GetUInt(const PropertyEntry& entry) const {
-    return properties_.GetUnsigned(entry);
-  }
+  std::uint64_t GetUInt(const PropertyEntry& entry) const { return properties_.GetUnsigned(entry); }
 
   // Null when the device has no such set.
   CommandSet* GetCommandSet(std::string_view name) const;

@@ -18,15 +18,14 @@ constexpr std::string_view kOemProducts[] = {
 };
 
 constexpr std::string_view kNvmeProducts[] = {
-    Products::Caldrome, Products::Tovarik, Products::Aldwreth, Products::Wyndrake,
-    Products::Ruskaven,
+    Products::Caldrome, Products::Tovarik,  Products::Aldwreth,
+    Products::Wyndrake, Products::Ruskaven,
 };
 
 }  // namespace
 
 bool OemAttributeFamily(std::string_view product) {
-  return std::ranges::any_of(kOemNames,
-                             [&](auto part) { return IContains(product, part); }) ||
+  return std::ranges::any_of(kOemNames, [&](auto part) { return IContains(product, part); }) ||
          std::ranges::find(kOemProducts, product) != std::end(kOemProducts);
 }
 

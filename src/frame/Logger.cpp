@@ -1,10 +1,9 @@
 #include "frame/Logger.h"
 
 #include <atomic>
+#include <boost/filesystem.hpp>
 #include <ctime>
 #include <memory>
-
-#include <boost/filesystem.hpp>
 
 #include "frame/Files.h"
 #include "frame/Text.h"

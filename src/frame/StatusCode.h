@@ -63,7 +63,8 @@ inline constexpr StatusCode ReadNativeMaxFailed = MORVU_STATUS_READ_NATIVE_MAX_F
 inline constexpr StatusCode SetNativeMaxFailed = MORVU_STATUS_SET_NATIVE_MAX_FAILED;
 inline constexpr StatusCode StandbyImmediateFailed = MORVU_STATUS_STANDBY_IMMEDIATE_FAILED;
 inline constexpr StatusCode SavedSmartDataNotRead = MORVU_STATUS_SAVED_SMART_DATA_NOT_READ;
-inline constexpr StatusCode EnduranceGenerationUnsupported = MORVU_STATUS_ENDURANCE_GENERATION_UNSUPPORTED;
+inline constexpr StatusCode EnduranceGenerationUnsupported =
+    MORVU_STATUS_ENDURANCE_GENERATION_UNSUPPORTED;
 inline constexpr StatusCode EnduranceFirmwareTooOld = MORVU_STATUS_ENDURANCE_FIRMWARE_TOO_OLD;
 inline constexpr StatusCode InvalidDriveSerial = MORVU_STATUS_INVALID_DRIVE_SERIAL;
 inline constexpr StatusCode SmartWriteLogFailed = MORVU_STATUS_SMART_WRITE_LOG_FAILED;
@@ -148,7 +149,8 @@ inline constexpr StatusCode OpalActiveOrUnknown = MORVU_STATUS_OPAL_ACTIVE_OR_UN
 inline constexpr StatusCode AtaDriverUnreachable = MORVU_STATUS_ATA_DRIVER_UNREACHABLE;
 inline constexpr StatusCode ScsiDriverUnreachable = MORVU_STATUS_SCSI_DRIVER_UNREACHABLE;
 inline constexpr StatusCode NvmeDriverMissing = MORVU_STATUS_NVME_DRIVER_MISSING;
-inline constexpr StatusCode ConfigurationSecurityEnabled = MORVU_STATUS_CONFIGURATION_SECURITY_ENABLED;
+inline constexpr StatusCode ConfigurationSecurityEnabled =
+    MORVU_STATUS_CONFIGURATION_SECURITY_ENABLED;
 inline constexpr StatusCode ConfigurationFailed = MORVU_STATUS_CONFIGURATION_FAILED;
 inline constexpr StatusCode SanitizeCommandUnsupported = MORVU_STATUS_SANITIZE_COMMAND_UNSUPPORTED;
 inline constexpr StatusCode SanitizeReasonNotReported = MORVU_STATUS_SANITIZE_REASON_NOT_REPORTED;

@@ -2,11 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <boost/algorithm/string.hpp>
 #include <charconv>
 #include <ostream>
 #include <sstream>
-
-#include <boost/algorithm/string.hpp>
 
 namespace Morvu {
 namespace {

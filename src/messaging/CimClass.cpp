@@ -31,8 +31,8 @@ std::unique_ptr<Property> GetGenericProperty(JobContext*, const PropertyEntry& e
   if (property == nullptr) return nullptr;
   // A number that the device has under this name but cannot give.
   const bool isNumber = entry.kind >= PropertyKind::Sint16 && entry.kind <= PropertyKind::Uint64;
-  element->value = isNumber && !property->HasValue() ? std::to_string(~std::uint64_t{0})
-                                                     : property->ToText();
+  element->value =
+      isNumber && !property->HasValue() ? std::to_string(~std::uint64_t{0}) : property->ToText();
   return element;
 }
 

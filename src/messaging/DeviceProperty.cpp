@@ -85,8 +85,7 @@ DeviceProperty::DeviceProperty(const PropertyEntry& entry, std::uint64_t value)
   }
 }
 
-DeviceProperty::DeviceProperty(const PropertyEntry& entry, ByteView bytes)
-    : DeviceProperty(entry) {
+DeviceProperty::DeviceProperty(const PropertyEntry& entry, ByteView bytes) : DeviceProperty(entry) {
   value_ = std::vector<std::uint8_t>(bytes.begin(), bytes.end());
 }
 

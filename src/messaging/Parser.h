@@ -1,10 +1,9 @@
 #pragma once
 
+#include <boost/property_tree/ptree_fwd.hpp>
 #include <memory>
 #include <string>
 #include <string_view>
-
-#include <boost/property_tree/ptree_fwd.hpp>
 
 #include "messaging/Feature.h"
 #include "messaging/ResultTable.h"

@@ -301,8 +301,7 @@ std::string ResultTable::ToSeparated(std::string_view separator, bool includeHea
   return text;
 }
 
-bool ResultTable::SaveText(const std::string& path, bool indented, bool append,
-                           bool framed) const {
+bool ResultTable::SaveText(const std::string& path, bool indented, bool append, bool framed) const {
   return SaveFile(path, ToText(indented, framed), append);
 }
 

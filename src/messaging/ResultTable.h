@@ -56,8 +56,7 @@ class ResultTable {
 
   // The table as a List of type "properties" when asked for and possible, else of
   // type "table". `serialNumber` goes into the rows' keys.
-  std::unique_ptr<XmlMessaging::List> ToXml(bool asProperties,
-                                            std::string_view serialNumber) const;
+  std::unique_ptr<XmlMessaging::List> ToXml(bool asProperties, std::string_view serialNumber) const;
 
  private:
   // The width that each column's cells are laid out in.

@@ -1,10 +1,9 @@
 #include "messaging/XmlMessaging.h"
 
 #include <algorithm>
-#include <sstream>
-
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
+#include <sstream>
 
 namespace Morvu::XmlMessaging {
 namespace {
@@ -64,8 +63,11 @@ std::string WithoutForbiddenBytes(std::string_view text) {
   std::string clean(text);
   for (std::size_t i = 0; i < clean.size();) {
     const auto lead = static_cast<unsigned char>(clean[i]);
-    const std::size_t length = lead < 0x80 ? 1 : lead >> 5 == 6 ? 2 : lead >> 4 == 14 ? 3
-                             : lead >> 3 == 30 ? 4 : 0;
+    const std::size_t length = lead < 0x80       ? 1
+                               : lead >> 5 == 6  ? 2
+                               : lead >> 4 == 14 ? 3
+                               : lead >> 3 == 30 ? 4
+                                                 : 0;
     bool valid = length != 0 && i + length <= clean.size();
     for (std::size_t k = 1; valid && k < length; ++k) {
       valid = (static_cast<unsigned char>(clean[i + k]) & 0xC0) == 0x80;
@@ -318,11 +320,19 @@ Property& Object::AddProperty(std::string_view name, std::string_view text) {
   return AddProperty(std::make_unique<Property>(name, text));
 }
 
-std::unique_ptr<Element> Property::Clone() const { return ParseAs<Property>(GetName(), ToDocument(*this)); }
+std::unique_ptr<Element> Property::Clone() const {
+  return ParseAs<Property>(GetName(), ToDocument(*this));
+}
 std::unique_ptr<Element> List::Clone() const { return ParseAs<List>(GetName(), ToDocument(*this)); }
-std::unique_ptr<Element> Object::Clone() const { return ParseAs<Object>(GetName(), ToDocument(*this)); }
-std::unique_ptr<Element> Subject::Clone() const { return ParseAs<Subject>(GetName(), ToDocument(*this)); }
-std::unique_ptr<Element> Message::Clone() const { return ParseAs<Message>(GetName(), ToDocument(*this)); }
+std::unique_ptr<Element> Object::Clone() const {
+  return ParseAs<Object>(GetName(), ToDocument(*this));
+}
+std::unique_ptr<Element> Subject::Clone() const {
+  return ParseAs<Subject>(GetName(), ToDocument(*this));
+}
+std::unique_ptr<Element> Message::Clone() const {
+  return ParseAs<Message>(GetName(), ToDocument(*this));
+}
 
 std::unique_ptr<Message> Message::Parse(std::string_view text) {
   return ParseAs<Message>("Message", text);

@@ -86,9 +86,9 @@ std::unique_ptr<XmlMessaging::Object> DescribeMethod(std::string_view name,
 
 // The texts of one operation at the prompt.
 struct EraseTexts {
-  std::string_view unable;            // printed when the drive is refused
-  std::string_view warning;           // "WARNING! You have selected to format the drive!"
-  std::string_view prompt;            // "Proceed with the format?"
+  std::string_view unable;   // printed when the drive is refused
+  std::string_view warning;  // "WARNING! You have selected to format the drive!"
+  std::string_view prompt;   // "Proceed with the format?"
 };
 
 // Decides whether a destructive operation, built with force false and left at

@@ -1,10 +1,10 @@
-#include "cli/CLIParser.h"
+#include <gtest/gtest.h>
 
 #include <memory>
 #include <sstream>
 #include <vector>
 
-#include <gtest/gtest.h>
+#include "cli/CLIParser.h"
 
 namespace Morvu {
 namespace {
@@ -20,7 +20,8 @@ constexpr OptionDeclaration kOptions[] = {
 class CLIParserTest : public ::testing::Test {
  protected:
   CLIParserTest() {
-    for (const auto& option : kOptions) parser_.AddParameter(std::make_unique<CLIParameter>(option));
+    for (const auto& option : kOptions)
+      parser_.AddParameter(std::make_unique<CLIParameter>(option));
   }
 
   StatusCode Parse(std::vector<const char*> arguments) {
@@ -130,7 +131,7 @@ TEST_P(CLIParserAnswers, AreYesForTheLetterAlone) {
 }
 
 const Answer kAnswers[] = {
-    {"y\n", true, true}, {"Y\n", true, true},  {"yes\n", true, true}, {"y", true, true},
+    {"y\n", true, true},  {"Y\n", true, true}, {"yes\n", true, true}, {"y", true, true},
     {"n\n", true, false}, {"\n", true, false}, {"", true, false},     {" y\n", true, false},
     {"\n", false, true},  {"", false, true},
 };
@@ -144,8 +145,8 @@ TEST_F(CLIParserTest, ReadsOneLineAQuestion) {
 }
 
 TEST_F(CLIParserTest, HelpsInTheToldShape) {
-  CLIParameter parameter("-scan", OptionKind::Texts, OptionCategory::Feature, "Scan a drive's data.",
-                         "-drive_index 1 -scan");
+  CLIParameter parameter("-scan", OptionKind::Texts, OptionCategory::Feature,
+                         "Scan a drive's data.", "-drive_index 1 -scan");
   parameter.AddDescription("WARNING! This takes long.");
   parameter.AddArgument("(Optional) How to scan. Supported values are:", "[kind]");
   parameter.AddArgument("fast = the first blocks", "[kind]");

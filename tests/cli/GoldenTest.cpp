@@ -2,14 +2,14 @@
 // To write them anew from what the tool prints now, and then read the difference:
 //
 //   MORVU_UPDATE_GOLDEN=1 build/x86_64/tests/cli_tests --gtest_filter='*Golden*'
+#include <gtest/gtest.h>
+
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 #include <sstream>
 #include <string>
 #include <vector>
-
-#include <gtest/gtest.h>
 
 #include "ExitStatus.h"
 #include "TestFleet.h"

@@ -14,8 +14,8 @@ constexpr std::string_view kText[] = {"A feature's text, with enough words to fo
 constexpr Morvu::ArgumentDeclaration kArguments[] = {{"[file]", "A file."}};
 constexpr std::string_view kExamples[] = {"-drive_index 1 -feature"};
 constexpr Morvu::OptionDeclaration kOption = {
-    "-feature", Morvu::OptionKind::Texts, Morvu::OptionCategory::Feature,
-    kText,      kArguments,               kExamples};
+    "-feature", Morvu::OptionKind::Texts, Morvu::OptionCategory::Feature, kText, kArguments,
+    kExamples};
 
 Morvu::CLICommand GetDefinition() { return Morvu::CLICommand(kOption); }
 

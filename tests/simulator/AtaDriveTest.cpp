@@ -1,5 +1,5 @@
-#include "Commands.h"
 #include "Bytes.h"
+#include "Commands.h"
 #include "gtest/gtest.h"
 
 namespace Simulator {

@@ -1,11 +1,10 @@
-#include "Commands.h"
-
 #include <aio.h>
 #include <sys/wait.h>
 
 #include <cerrno>
 #include <thread>
 
+#include "Commands.h"
 #include "gtest/gtest.h"
 
 namespace Simulator {

@@ -1,9 +1,8 @@
-#include "Commands.h"
-
 #include <sys/stat.h>
 
 #include <fstream>
 
+#include "Commands.h"
 #include "gtest/gtest.h"
 
 namespace Simulator {
