@@ -1,9 +1,11 @@
 #include "frame/Platform.h"
 
 #include <dlfcn.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <cerrno>
 #include <cstdio>
 #include <cstdlib>
 
@@ -32,6 +34,14 @@ bool RunCommand(const std::string& command, std::vector<std::string>& lines) {
 
 void RunSystem(const std::string& command) {
   [[maybe_unused]] const int unexamined = system(command.c_str());
+}
+
+void SleepFor(std::chrono::milliseconds time) {
+  timespec rest{};
+  rest.tv_sec = static_cast<time_t>(time.count() / 1000);
+  rest.tv_nsec = static_cast<long>(time.count() % 1000) * 1'000'000;
+  while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
+  }
 }
 
 std::string GetExecutableDirectory() {

@@ -1,6 +1,7 @@
 // The operating system's services: shell commands, shared objects, places.
 #pragma once
 
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
@@ -24,6 +25,9 @@ void RunSystem(const std::string& command);
 
 // The directory of the running program with its last "/"; empty on failure.
 std::string GetExecutableDirectory();
+
+// Lets time pass for the calling thread: the waits of operations on drives.
+void SleepFor(std::chrono::milliseconds time);
 
 // Removes the test files whose names begin with `prefix`. A prefix with a
 // character that a shell or `find` would read otherwise removes nothing.
