@@ -112,6 +112,8 @@ void ReadEnvironment() {
     [[maybe_unused]] const auto written = Libc().write(2, text.data(), text.size());
     return;
   }
+  const char* skip = std::getenv("MORVU_SIMULATOR_SKIP_WAITS");
+  fleet->SkipWaits(skip != nullptr && std::string_view(skip) == "1");
   const std::lock_guard lock(ActiveMutex());
   if (ActiveSlot() == nullptr) ActiveSlot() = std::move(fleet);
   active = true;

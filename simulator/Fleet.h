@@ -7,6 +7,7 @@
 //   fleet.state                                the clock
 #pragma once
 
+#include <atomic>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -74,6 +75,10 @@ class Fleet {
   std::uint64_t Now() const;
   void AdvanceClock(std::int64_t milliseconds);
 
+  // Whether the waits of this process pass on the fleet's clock alone; off at first.
+  bool SkipsWaits() const { return skipsWaits_.load(std::memory_order_relaxed); }
+  void SkipWaits(bool skips) { skipsWaits_.store(skips, std::memory_order_relaxed); }
+
   // A path of the system's as the fleet has it; empty when the system itself
   // answers for it.
   std::string Map(std::string_view path) const;
@@ -88,11 +93,13 @@ class Fleet {
 
   std::string root_;
   FleetState* state_ = nullptr;
+  std::atomic<bool> skipsWaits_{false};
   std::mutex drivesMutex_;
   std::map<std::string, std::shared_ptr<Drive>> drives_;
 };
 
-// This process's fleet: set by a test, or named by MORVU_SIMULATOR_FLEET.
+// This process's fleet: set by a test, or named by MORVU_SIMULATOR_FLEET. With
+// MORVU_SIMULATOR_SKIP_WAITS=1 beside it the fleet skips waits.
 std::shared_ptr<Fleet> ActiveFleet();
 void SetActiveFleet(std::shared_ptr<Fleet> fleet);
 bool HasActiveFleet();

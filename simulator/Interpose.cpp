@@ -10,9 +10,11 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <sched.h>
 #include <stdarg.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
+#include <time.h>
 #include <unistd.h>
 
 #include <cstring>
@@ -199,6 +201,18 @@ int Submit(Function real, Block* block, bool write) {
   block->__error_code = errno;
   block->__return_value = -1;
   return 0;
+}
+
+// A shorter rest is a poller's, not a wait for a drive: skipping it would make the
+// poller spin, and the drives' time fly while it does.
+constexpr std::int64_t kShortestWaitMs = 100;
+
+// The milliseconds of a wait that the fleet's clock takes over; 0 when it is slept.
+std::int64_t SkippedWait(const timespec* time) {
+  if (time == nullptr || time->tv_sec < 0 || time->tv_nsec < 0 || time->tv_nsec >= 1'000'000'000)
+    return 0;
+  const auto wait = static_cast<std::int64_t>(time->tv_sec) * 1000 + time->tv_nsec / 1'000'000;
+  return wait >= kShortestWaitMs ? wait : 0;
 }
 
 }  // namespace
@@ -411,6 +425,15 @@ MORVU_VISIBLE FILE* fopen(const char* path, const char* mode) {
 MORVU_VISIBLE FILE* fopen64(const char* path, const char* mode) {
   const FleetPath mapped(path);
   return Libc().fopen64(mapped.Get(), mode);
+}
+
+MORVU_VISIBLE int nanosleep(const struct timespec* time, struct timespec* left) {
+  const auto fleet = ActiveFleet();
+  const auto wait = fleet != nullptr && fleet->SkipsWaits() ? SkippedWait(time) : 0;
+  if (wait == 0) return Libc().nanosleep(time, left);
+  fleet->AdvanceClock(wait);
+  sched_yield();
+  return 0;
 }
 
 MORVU_VISIBLE FILE* popen(const char* command, const char* mode) {

@@ -6,6 +6,7 @@
 #include <glob.h>
 #include <sys/stat.h>
 #include <sys/types.h>
+#include <time.h>
 
 #include <cstdio>
 
@@ -61,6 +62,7 @@ struct Real {
   int (*aio_write64)(struct aiocb64*);
   int (*glob)(const char*, int, int (*)(const char*, int), glob_t*);
   int (*glob64)(const char*, int, int (*)(const char*, int), glob64_t*);
+  int (*nanosleep)(const struct timespec*, struct timespec*);
   FILE* (*popen)(const char*, const char*);
   int (*pclose)(FILE*);
   int (*system)(const char*);

@@ -81,6 +81,7 @@ TestFleet::TestFleet() {
   if (!Fleet::Make(folder, error)) throw std::runtime_error(error);
   fleet_ = Fleet::Open(folder);
   if (!fleet_) throw std::runtime_error("cannot open the fleet " + folder);
+  fleet_->SkipWaits(true);
   SetActiveFleet(fleet_);
 }
 

@@ -67,6 +67,11 @@ class TestFleet {
   SimulatedDrive Add(const DriveSpec& spec);
   SimulatedDrive Drive(std::string_view node);
   void AdvanceClock(std::chrono::milliseconds time) { fleet_->AdvanceClock(time.count()); }
+  // Waits (nanosleep of a tenth of a second or more) return at once and pass on the
+  // fleet's clock. A test that wants them in real time turns this off.
+  void SkipWaits(bool skips) { fleet_->SkipWaits(skips); }
+  // Milliseconds of the fleet's clock.
+  std::uint64_t Now() const { return fleet_->Now(); }
   // What is mounted on /: a partition of the fleet, or "/dev/mapper/vg0-root".
   void SetRoot(std::string_view device) { fleet_->SetRootMount(device); }
   const std::string& Folder() const { return fleet_->Root(); }

@@ -63,13 +63,15 @@ void PutFirst(const char* name, const std::string& value) {
 }  // namespace
 
 int Run(const Arguments& arguments) {
-  if (arguments.size() < 3 || arguments[1] != "--")
-    throw UsageError("usage: morvu-simdrives run FLEET -- PROGRAM [arguments]");
+  const bool skips = arguments.size() > 1 && arguments[1] == "--skip-waits";
+  const std::size_t first = skips ? 3 : 2;  // the program
+  if (arguments.size() <= first || arguments[first - 1] != "--")
+    throw UsageError("usage: morvu-simdrives run FLEET [--skip-waits] -- PROGRAM [arguments]");
   const auto fleet = Simulator::Fleet::Open(arguments[0]);
   if (fleet == nullptr) throw Failure("there is no fleet in " + arguments[0]);
-  const auto program = FindProgram(arguments[2]);
+  const auto program = FindProgram(arguments[first]);
   if (program.empty() || access(program.c_str(), F_OK) != 0) {
-    std::fprintf(stderr, "morvu-simdrives: %s: not found\n", arguments[2].c_str());
+    std::fprintf(stderr, "morvu-simdrives: %s: not found\n", arguments[first].c_str());
     return kNotFound;
   }
   const int own = sizeof(void*) == 8 ? ELFCLASS64 : ELFCLASS32;
@@ -80,10 +82,11 @@ int Run(const Arguments& arguments) {
                   (wanted == ELFCLASS32 ? "32" : "64") + " bits beside this tool or in ../lib");
   }
   setenv("MORVU_SIMULATOR_FLEET", fleet->Root().c_str(), 1);
+  setenv("MORVU_SIMULATOR_SKIP_WAITS", skips ? "1" : "0", 1);
   PutFirst("LD_PRELOAD", preload);
 
   std::vector<char*> words;
-  for (std::size_t i = 2; i < arguments.size(); ++i)
+  for (std::size_t i = first; i < arguments.size(); ++i)
     words.push_back(const_cast<char*>(arguments[i].c_str()));
   words.push_back(nullptr);
   execv(program.c_str(), words.data());

@@ -35,8 +35,9 @@ constexpr CommandRow kCommands[] = {
      "  --no-journal         keep no journal\n"},
     {"list", List, "list FLEET\n  The drives of the fleet.\n"},
     {"run", Run,
-     "run FLEET -- PROGRAM [arguments]\n"
+     "run FLEET [--skip-waits] -- PROGRAM [arguments]\n"
      "  Run a program that meets the fleet's drives in place of the machine's own.\n"
+     "  With --skip-waits its waits end at once, and their time passes for the drives.\n"
      "  Ends with the program's exit code; 126 or 127 when it cannot be run.\n"},
     {"journal", Journal,
      "journal FLEET NODE [--clear]\n  The commands that the drive was sent, one a line; or empty the journal.\n"},

@@ -111,6 +111,16 @@ TEST_F(Tool, RunsAProgramWithItsExitCode) {
   EXPECT_EQ("2097152\n", Simdrives("run FLEET -- cat /sys/class/block/sda/size").text);
 }
 
+TEST_F(Tool, SkipsTheWaitsOfAProgramWhenAsked) {
+  NEED_PROGRAM("smartctl");
+  Simdrives("set FLEET /dev/sg0 self-test-seconds=100000");
+  EXPECT_EQ(0, Simdrives("run FLEET -- smartctl -t short /dev/sg0").code);
+  EXPECT_EQ(0, Simdrives("run FLEET --skip-waits -- sleep 110000").code);
+  EXPECT_THAT(Simdrives("run FLEET -- smartctl -l selftest /dev/sg0").text,
+              HasSubstr("Short offline       Completed without error"));
+  EXPECT_EQ(2, Simdrives("run FLEET --skip-waits sleep 1").code);
+}
+
 TEST_F(Tool, SmartctlReadsASataDrive) {
   NEED_PROGRAM("smartctl");
   Simdrives("set FLEET /dev/sg0 attribute.05=77");
