@@ -19,7 +19,7 @@ std::unique_ptr<Property> CimProperty::Describe(JobContext* context,
   return property;
 }
 
-StatusCode CimProperty::Apply(const Property& request, DeviceManagement::Device& device) const {
+StatusCode CimProperty::Apply(Property& request, DeviceManagement::Device& device) const {
   return setter == nullptr ? Status::InvalidArguments : setter(request, device);
 }
 
@@ -57,9 +57,9 @@ std::unique_ptr<Object> BuildMethodObject(const MethodDescription& description) 
     property->SetAttribute("direction", "i");
     object->AddProperty(std::move(property));
   }
-  if (!description.table.empty()) {
+  if (description.hasTable) {
     auto list = std::make_unique<XmlMessaging::List>();
-    list->SetAttribute("type", description.table);
+    list->SetAttribute("type", "table");
     list->SetAttribute("direction", "o");
     if (!description.tableName.empty()) list->SetAttribute("name", description.tableName);
     object->lists.push_back(std::move(list));

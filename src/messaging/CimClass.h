@@ -28,9 +28,9 @@ struct CimProperty {
   using Getter = std::unique_ptr<XmlMessaging::Property> (*)(JobContext* context,
                                                              const PropertyEntry& entry,
                                                              DeviceManagement::Device* device);
-  // Writes the element's text to the device.
-  using Setter = StatusCode (*)(const XmlMessaging::Property& request,
-                                DeviceManagement::Device& device);
+  // Writes the element's text to the device. A setter whose value takes effect after a
+  // power cycle gives the element the attribute powercycle="True".
+  using Setter = StatusCode (*)(XmlMessaging::Property& request, DeviceManagement::Device& device);
 
   const PropertyEntry* entry;
   std::string_view direction;  // "o" or "io"
@@ -41,7 +41,7 @@ struct CimProperty {
   std::unique_ptr<XmlMessaging::Property> Describe(JobContext* context,
                                                    DeviceManagement::Device* device) const;
   // The setter's status; 73 without a setter.
-  StatusCode Apply(const XmlMessaging::Property& request, DeviceManagement::Device& device) const;
+  StatusCode Apply(XmlMessaging::Property& request, DeviceManagement::Device& device) const;
 };
 
 // The getter of most rows: the value in the device's property list.
@@ -78,7 +78,8 @@ struct MethodDescription {
   bool prompt = false;          // the host must ask the user first
   bool cancelSupported = true;
   std::span<const MethodParameter> parameters;
-  std::string_view table;  // "table" when the reply holds one
+  bool hasStatus = false;  // a drive's description tells whether the method can run now
+  bool hasTable = false;   // the reply holds a table
   std::string_view tableName;
 };
 

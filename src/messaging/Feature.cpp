@@ -1,5 +1,7 @@
 #include "messaging/Feature.h"
 
+#include <array>
+
 #include "devices/Adapter.h"
 #include "devices/CommandSet_ATA.h"
 #include "devices/CommandSet_NVME.h"
@@ -11,6 +13,11 @@
 namespace Morvu {
 
 using namespace DeviceManagement;
+
+namespace {
+constexpr std::uint32_t kStandbyTimeoutSeconds = 20;
+constexpr std::size_t kSectorSize = 512;
+}  // namespace
 
 Feature::Feature(Device* device, const ProgressReporter* reporter)
     : device_(device), osName_(GetOsName()), reporter_(reporter) {
@@ -73,6 +80,13 @@ void Feature::EndInitialize(StatusCode code) {
   SetErrorCode(code);
   Log(GetLogName(), "Initialize", __LINE__, kLogInfo,
       "Initialized with status: " + std::to_string(GetErrorCode()) + ".");
+}
+
+bool Function::StandbyImmediate() {
+  if (ata_ == nullptr) return false;
+  const TimeoutGuard timeout(device_->GetPath(), kStandbyTimeoutSeconds);
+  std::array<std::uint8_t, kSectorSize> sector{};
+  return ata_->ataStandbyImmediate(sector) == Status::Completed;
 }
 
 }  // namespace Morvu

@@ -46,6 +46,7 @@ class Feature {
   std::int32_t GetState() const { return state_; }
   std::int32_t GetPercent() const { return percent_; }
   bool IsCancelRequested() const;
+  DeviceManagement::Device* GetDevice() const { return device_; }
 
  protected:
   // Either may be null.
@@ -85,6 +86,10 @@ class Feature {
 class Function : public Feature {
  protected:
   using Feature::Feature;
+
+  // ATA standby under a time-out of 20 seconds. False without an ATA command set,
+  // and when the drive refuses.
+  bool StandbyImmediate();
 };
 
 }  // namespace Morvu

@@ -2,7 +2,10 @@
 // method, and the confirm-then-force sequence of the destructive ones.
 #pragma once
 
+#include <concepts>
 #include <cstdint>
+#include <initializer_list>
+#include <limits>
 #include <memory>
 #include <span>
 #include <string>
@@ -11,12 +14,15 @@
 #include "devices/Device.h"
 #include "devices/DeviceList.h"
 #include "frame/StatusCode.h"
+#include "messaging/CimClass.h"
 #include "messaging/JobContext.h"
 #include "messaging/XmlMessaging.h"
 
 namespace Morvu {
 
 class QRKCLI;
+
+// ---- Refusals ----
 
 // One row of an operation's table of refusals. The table is read from the top; the
 // first test that holds gives the code.
@@ -26,7 +32,8 @@ struct Refusal {
   StatusCode code;
 };
 
-// The code of the first row that holds; 1 when none does.
+// The code of the first row that holds; 1 when none does. Ends an Initialize:
+//   EndInitialize(FirstRefusal<Format>(kRefusals, *this));
 template <typename Operation>
 StatusCode FirstRefusal(std::span<const Refusal<std::type_identity_t<Operation>>> table,
                         Operation& operation) {
@@ -36,10 +43,13 @@ StatusCode FirstRefusal(std::span<const Refusal<std::type_identity_t<Operation>>
   return Status::ReadyToRun;
 }
 
-// A row's test that asks the operation's device.
-template <auto Test, typename Operation>
+// A row's test that asks the operation's device:
+//   {OfDevice<Refuse::NotConnected>, Status::NoCommunication},
+// It holds for an operation without a device.
+template <bool (*Test)(DeviceManagement::Device&), typename Operation>
 bool OfDevice(Operation& operation) {
-  return Test(operation.GetDevice());
+  auto* device = operation.GetDevice();
+  return device == nullptr || Test(*device);
 }
 
 // The tests that many tables share. None changes the device.
@@ -52,6 +62,7 @@ bool StorageSpaceMember(DeviceManagement::Device& device);
 bool DeviceFault(DeviceManagement::Device& device);
 bool FailureReported(DeviceManagement::Device& device);  // "ErrorString" is not empty
 bool NoAta(DeviceManagement::Device& device);
+bool NoNvme(DeviceManagement::Device& device);
 // A partition is known from the scan, or the system shows one now.
 bool HasPartition(DeviceManagement::Device& device);
 }  // namespace Refuse
@@ -64,23 +75,38 @@ bool MayErase(DeviceManagement::Device& device, bool force);
 // The one selected device; null when there is not exactly one.
 DeviceManagement::Device* OnlyDevice(DeviceManagement::SelectedDevices& devices);
 
-// A method's parameter: its text, empty when missing; true only for "True"; a
-// decimal number, 0 when missing.
-std::string GetTextParameter(const XmlMessaging::Object& method, std::string_view name,
-                             std::string_view missing = "");
-bool GetBoolParameter(const XmlMessaging::Object& method, std::string_view name);
-std::uint64_t GetNumberParameter(const XmlMessaging::Object& method, std::string_view name);
-
 // The steps that every method's run begins with: progress messages on, exactly one
 // device (else null, and the method's status is 245).
 DeviceManagement::Device* BeginMethod(JobContext& context,
                                       DeviceManagement::SelectedDevices& devices);
 
-// The description of the drive method `name`, with the list of its `status` when
-// that is not null. Null when the status is one of `hidden`.
-std::unique_ptr<XmlMessaging::Object> DescribeMethod(std::string_view name,
-                                                     const StatusCode* status,
-                                                     std::span<const StatusCode> hidden);
+// A method's parameter. A missing text is `missing`; a boolean is true only for
+// "True"; a missing number is 0, and one that is out of the type's range, a negative
+// one too, reads as the type's largest, so that the check of its range refuses it.
+std::string GetTextParameter(const XmlMessaging::Object& method, std::string_view name,
+                             std::string_view missing = "");
+bool GetBoolParameter(const XmlMessaging::Object& method, std::string_view name);
+std::uint64_t GetNumberParameter(const XmlMessaging::Object& method, std::string_view name,
+                                 std::uint64_t largest);
+template <std::unsigned_integral Number>
+Number GetNumberParameter(const XmlMessaging::Object& method, std::string_view name) {
+  return static_cast<Number>(GetNumberParameter(method, name, std::numeric_limits<Number>::max()));
+}
+
+// The description of the drive method `name`, for a class or for a device whose
+// method could not be tested.
+std::unique_ptr<XmlMessaging::Object> DescribeMethod(std::string_view name);
+// The same for a device on which the method's Feature was left at `status`: null
+// when that is one of `hidden`; with the list of the status when the method has one.
+std::unique_ptr<XmlMessaging::Object> DescribeMethod(std::string_view name, StatusCode status,
+                                                     std::initializer_list<StatusCode> hidden = {});
+
+// ---- The command line ----
+
+// The beginning of every RunCLI: logs "Start" under the caller's file, and tells
+// whether the line holds the family's option.
+bool BeginRunCLI(const QRKCLI& cli, std::string_view option, const char* file = __builtin_FILE(),
+                 int line = __builtin_LINE());
 
 // ---- Destructive operations ----
 
@@ -94,7 +120,7 @@ struct EraseTexts {
 // Decides whether a destructive operation, built with force false and left at
 // `code`, may go on: 1 when it may (the caller then forces it), else the result.
 // `cli` is null on the message path, where a partition refuses the run (13); at the
-// prompt the user is asked, unless `force`.
+// prompt the user is asked. `force` answers both.
 StatusCode ConfirmErase(StatusCode code, QRKCLI* cli, bool force, const EraseTexts& texts);
 
 }  // namespace Morvu
