@@ -22,6 +22,10 @@ class Adapter : public Device {
   // own nodes, from which others take theirs; null for that one itself.
   virtual void ScanDrives(const ScanOptions& options, Adapter_Generic_Linux* generic) = 0;
 
+  // Starts the controller anew, so that its drives run the firmware they were given.
+  // An adapter that cannot do so leaves it to the drives' next reset, and gives 0.
+  virtual StatusCode ResetAdapter() { return Status::Completed; }
+
   std::string ToText() const override;
 
   const std::string& GetType() const { return type_; }

@@ -60,6 +60,9 @@ class Feature {
   // The end of every Initialize: sets the code and logs it.
   void EndInitialize(StatusCode code);
 
+  // For a Feature that runs another one.
+  const ProgressReporter* GetReporter() const { return reporter_; }
+
   DeviceManagement::Device* device_;
   DeviceManagement::Drive* drive_ = nullptr;
   DeviceManagement::Adapter* adapter_ = nullptr;

@@ -1,0 +1,36 @@
+// Tagged shared objects: a shared object with a trailer that proves its integrity.
+//
+//   position                 size  content
+//   before the trailer       rest  the shared object as it is, padded with zeros to
+//                                  whole AES blocks
+//   80 bytes from the end      16  initialisation vector
+//   64 bytes from the end      64  SHA3-512 of the part before the trailer as AES-256
+//                                  in CBC mode enciphers it under that vector
+//
+// What is on disk stays in plain: the loader ignores what stands behind the object.
+#pragma once
+
+#include <cstddef>
+#include <span>
+#include <string>
+
+namespace Morvu::DeviceManagement {
+
+inline constexpr std::size_t kVectorSize = 16;
+inline constexpr std::size_t kTagSize = 64;
+inline constexpr std::size_t kTrailerSize = kVectorSize + kTagSize;
+
+// Whether the file is a regular one whose tag is that of its content.
+[[nodiscard]] bool VerifyLibrary(const std::string& path);
+
+// The first path that verifies; empty when none does.
+std::string FindVerified(std::span<const std::string> paths);
+
+// Writes a tagged copy of a plain library beside it, as "modified_" and its name, in
+// place of an earlier one. False, with no copy left, when a read or a write fails.
+[[nodiscard]] bool SignLibrary(const std::string& path);
+
+// The path of the copy that SignLibrary makes.
+std::string GetTaggedPath(const std::string& path);
+
+}  // namespace Morvu::DeviceManagement
