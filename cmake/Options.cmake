@@ -1,4 +1,5 @@
 option(MORVU_BUILD_TESTS "Build the tests" ON)
+option(MORVU_FUZZ "Build the fuzz targets with libFuzzer (clang)" OFF)
 set(MORVU_SANITIZE "" CACHE STRING "Sanitizers to build with, as -fsanitize takes them")
 
 add_library(morvu_options INTERFACE)
@@ -6,8 +7,12 @@ target_compile_options(morvu_options INTERFACE
   -Wall -Wextra -Werror -Wshadow=local -Wnon-virtual-dtor -Woverloaded-virtual
   -ffile-prefix-map=${CMAKE_SOURCE_DIR}/=)
 if(MORVU_SANITIZE)
-  target_compile_options(morvu_options INTERFACE -fsanitize=${MORVU_SANITIZE} -fno-omit-frame-pointer)
-  target_link_options(morvu_options INTERFACE -fsanitize=${MORVU_SANITIZE})
+  set(sanitize -fsanitize=${MORVU_SANITIZE} -fno-sanitize-recover=all)
+  target_compile_options(morvu_options INTERFACE ${sanitize} -fno-omit-frame-pointer)
+  target_link_options(morvu_options INTERFACE ${sanitize})
+endif()
+if(MORVU_FUZZ)
+  target_compile_options(morvu_options INTERFACE -fsanitize=fuzzer-no-link)
 endif()
 
 find_program(CCACHE_PROGRAM ccache)

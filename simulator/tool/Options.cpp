@@ -19,8 +19,9 @@ bool Parse(std::string_view text, int base, std::uint64_t& value) {
 
 }  // namespace
 
-Options::Options(const std::vector<std::string>& arguments, std::vector<std::string_view> flags,
-                 std::vector<std::string_view> values) {
+Options::Options(const std::vector<std::string>& arguments,
+                 const std::vector<std::string_view>& flags,
+                 const std::vector<std::string_view>& values) {
   for (std::size_t i = 0; i < arguments.size(); ++i) {
     const auto& argument = arguments[i];
     if (!argument.starts_with("--")) {

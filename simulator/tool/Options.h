@@ -23,9 +23,9 @@ struct Failure : std::runtime_error {
 class Options {
  public:
   // `flags` take no value; `values` take one; anything else that begins with
-  // "--" is a usage error. Each list ends in a null.
-  Options(const std::vector<std::string>& arguments, std::vector<std::string_view> flags,
-          std::vector<std::string_view> values);
+  // "--" is a usage error.
+  Options(const std::vector<std::string>& arguments, const std::vector<std::string_view>& flags,
+          const std::vector<std::string_view>& values);
 
   const std::vector<std::string>& Words() const { return words_; }
   // The words of a command by position, at least `least` and at most `most`.

@@ -1,0 +1,74 @@
+#!/usr/bin/env python3
+"""Prints what the runs of a results folder passed, failed and skipped, and why.
+
+Reads ctest's JUnit files (NAME.xml) and the file "notes", whose lines begin with "passed",
+"failed" or "skipped". Ends with a failure when a test failed, or when there was none at all.
+"""
+import collections
+import pathlib
+import re
+import sys
+import xml.etree.ElementTree as ElementTree
+
+COLUMNS = ("passed", "failed", "skipped")
+
+
+def skip_reason(case):
+    """GoogleTest prints the reason in a line behind the place of the skip."""
+    output = case.findtext("system-out") or ""
+    found = re.search(r": Skipped\n(.+)", output)
+    if found:
+        return found.group(1).strip()
+    skipped = case.find("skipped")
+    return skipped.get("message", "") if skipped is not None else case.get("status", "")
+
+
+def read_junit(path):
+    for case in ElementTree.parse(path).getroot().iter("testcase"):
+        name = case.get("name")
+        status = case.get("status")
+        if status == "run":
+            yield name, "passed", ""
+        elif status == "fail":
+            failure = case.find("failure")
+            yield name, "failed", failure.get("message", "") if failure is not None else ""
+        else:
+            yield name, "skipped", skip_reason(case)
+
+
+def read_notes(path):
+    for line in path.read_text().splitlines():
+        outcome, name, *reason = line.split(" ", 2)
+        yield name, outcome, "".join(reason)
+
+
+def main(folder):
+    runs = {path.stem: list(read_junit(path)) for path in sorted(folder.glob("*.xml"))
+            if path.stat().st_size}
+    if (folder / "notes").exists():
+        runs["others"] = list(read_notes(folder / "notes"))
+
+    total = collections.Counter()
+    print(f"{'':12}" + "".join(f"{column:>9}" for column in COLUMNS))
+    for run, cases in runs.items():
+        count = collections.Counter(outcome for _, outcome, _ in cases)
+        total += count
+        print(f"{run:12}" + "".join(f"{count[column]:9}" for column in COLUMNS))
+
+    skipped = collections.defaultdict(list)
+    for run, cases in runs.items():
+        for name, outcome, reason in cases:
+            if outcome == "failed":
+                print(f"failed: {run}: {name} {reason}".rstrip())
+            elif outcome == "skipped":
+                skipped[(run, reason)].append(name)
+    for (run, reason), names in skipped.items():
+        what = names[0] if len(names) == 1 else f"{len(names)} tests ({names[0]}, ...)"
+        print(f"skipped: {run}: {what}: {reason}")
+
+    print(f"{total['passed']} passed, {total['failed']} failed, {total['skipped']} skipped")
+    return 1 if total["failed"] or not total["passed"] else 0
+
+
+if __name__ == "__main__":
+    sys.exit(main(pathlib.Path(sys.argv[1])))
