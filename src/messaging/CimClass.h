@@ -38,6 +38,7 @@ struct CimProperty {
   Setter setter;               // null for what cannot be written
   bool isKey = false;
 
+  constexpr std::string_view GetName() const { return entry->name; }
   std::unique_ptr<XmlMessaging::Property> Describe(JobContext* context,
                                                    DeviceManagement::Device* device) const;
   // The setter's status; 73 without a setter.

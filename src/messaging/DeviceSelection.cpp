@@ -1,0 +1,114 @@
+#include "messaging/DeviceSelection.h"
+
+#include <algorithm>
+#include <charconv>
+#include <optional>
+#include <string>
+
+#include "frame/Text.h"
+#include "messaging/MorvuSSD.h"
+#include "messaging/XmlMessaging.h"
+
+namespace Morvu {
+namespace {
+
+using DeviceManagement::Device;
+using DeviceManagement::DeviceKind;
+using DeviceManagement::SelectedDevices;
+using XmlMessaging::Object;
+using XmlMessaging::Property;
+using Drives = std::span<Device* const>;
+namespace Properties = DeviceManagement::Properties;
+
+// The number that the whole text writes, if it writes one. "0" names a drive; a text
+// that merely reads as 0 must not.
+std::optional<std::int64_t> WholeNumber(std::string_view text) {
+  std::int64_t number = 0;
+  const auto* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number);
+  if (error != std::errc() || stop != end || number < 0) return std::nullopt;
+  return number;
+}
+
+bool IsKey(const Property& property) {
+  if (property.GetAttribute("key") != BoolText(true)) return false;
+  return property.GetAttribute("name") != Properties::Index.name || IsDecimal(property.value);
+}
+
+// Null when the Object has no key.
+const Property* FindKey(const Object& object) {
+  const auto key = std::ranges::find_if(object.properties,
+                                        [](const auto& property) { return IsKey(*property); });
+  return key == object.properties.end() ? nullptr : key->get();
+}
+
+bool IsNamedBy(const Device& device, const std::string& key) {
+  if (device.GetString(Properties::SerialNumber) == key) return true;
+  const auto* index = device.GetProperties().Find(Properties::Index);
+  const auto number = WholeNumber(key);
+  return index != nullptr && number && index->AsSigned() == *number;
+}
+
+void SelectByKey(Drives drives, const Object& object, SelectedDevices& selected) {
+  const auto* key = FindKey(object);
+  if (key == nullptr) return;
+  const bool morvuOnly = object.GetAttribute("cimClass") == kMorvuClass;
+  for (auto* drive : drives) {
+    if (drive->GetKind() != DeviceKind::Drive) continue;
+    if (morvuOnly && !drive->GetBool(Properties::Morvu)) continue;
+    if (IsNamedBy(*drive, key->value) && drive->TestConnection()) {
+      selected.devices.push_back(drive->Clone());
+    }
+  }
+}
+
+void SelectPartitions(Drives drives, const Object& object, SelectedDevices& selected) {
+  const auto child = std::ranges::find_if(object.properties, [](const auto& property) {
+    return property->GetAttribute("name") == "Id";
+  });
+  if (child == object.properties.end()) return;
+  const auto id = WholeNumber((*child)->value);
+  if (!id) return;
+  for (const auto* drive : drives) {
+    if (drive->GetKind() != DeviceKind::Drive) continue;
+    const auto& partitions = drive->GetPartitions();
+    const auto found = std::ranges::find_if(partitions, [&](const auto& partition) {
+      return GetPartitionId(*drive, partition) == *id;
+    });
+    if (found != partitions.end()) selected.partitions.push_back(*found);
+  }
+}
+
+}  // namespace
+
+std::uint32_t HashPartitionText(std::string_view text) {
+  std::uint32_t hash = 0;
+  for (const char c : text) {
+    const auto byte = static_cast<std::uint32_t>(static_cast<signed char>(c));
+    hash ^= byte + 0x9E3779B9 + (hash << 6) + (hash >> 2);
+  }
+  return hash;
+}
+
+std::uint32_t GetPartitionId(const Device& drive, const DeviceManagement::Partition& partition) {
+  return HashPartitionText(drive.GetString(Properties::SerialNumber) +
+                           drive.GetString(Properties::ModelNumber) + partition.GetName());
+}
+
+void SelectDevices(Drives drives, const XmlMessaging::Message* request, SelectedDevices& selected) {
+  bool named = false;
+  if (request != nullptr) {
+    for (const auto& object : request->objects) {
+      if (IsDriveClass(object->GetAttribute("cimClass"))) {
+        named = true;
+        SelectByKey(drives, *object, selected);
+      } else if (object->GetAttribute("name") == kPartitionName) {
+        SelectPartitions(drives, *object, selected);
+      }
+    }
+  }
+  if (named) return;
+  for (const auto* drive : drives) selected.devices.push_back(drive->Clone());
+}
+
+}  // namespace Morvu
