@@ -1,13 +1,17 @@
 // The Feature families of morvussd, in the order in which the help shows them.
 #include "Tool.h"
+#include "operations/FirmwareUpdate.h"
 
 namespace MorvuTool {
 
+using Morvu::FirmwareUpdate;
+
 // clang-format off
 std::span<const Morvu::FeatureEntry> GetFeatureMap() {
-  // A family's row:
-  //   {"SMART", &Morvu::Smart::GetFeatureDefinition, &Morvu::Smart::RunCLI},
-  return {};
+  static constexpr Morvu::FeatureEntry kFeatures[] = {
+      {"Firmware update", &FirmwareUpdate::GetFeatureDefinition, &FirmwareUpdate::RunCLI},
+  };
+  return kFeatures;
 }
 // clang-format on
 

@@ -4,6 +4,7 @@
 #include "devices/PropertyCatalogue.h"
 #include "messaging/HostController.h"
 #include "messaging/MorvuSSD.h"
+#include "operations/FirmwareUpdate.h"
 
 namespace Morvu {
 namespace {
