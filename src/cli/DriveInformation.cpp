@@ -59,16 +59,6 @@ std::string TwoPlaces(double value) {
   return text.data();
 }
 
-std::string ReadableSize(std::int64_t bytes) {
-  if (bytes < 0) return "Unknown";
-  constexpr std::string_view kUnits[] = {"B", "KB", "MB", "GB", "TB"};
-  auto value = static_cast<double>(bytes);
-  std::size_t unit = 0;
-  for (; value >= 1000 && unit + 1 < std::size(kUnits); ++unit) value /= 1000;
-  const auto number = unit == 0 ? std::to_string(bytes) : TwoPlaces(value);
-  return number + " " + std::string(kUnits[unit]);
-}
-
 // READ NATIVE MAX ADDRESS EXT, or its 28-bit form (ACS-2, 7.33 and 7.32), answers
 // in the LBA registers.
 std::optional<std::uint64_t> ReadNativeMax(CommandSet_ATA& ata, const Device& drive) {

@@ -26,11 +26,15 @@ class Adapter : public Device {
   // An adapter that cannot do so leaves it to the drives' next reset, and gives 0.
   virtual StatusCode ResetAdapter() { return Status::Completed; }
 
+  void CopyFrom(const Device& other) override;
   std::string ToText() const override;
+  void ToXml(boost::property_tree::ptree& tree) const override;
 
   const std::string& GetType() const { return type_; }
   Devices& GetDrives() { return drives_; }
   const Devices& GetDrives() const { return drives_; }
+  // What the adapter offers: its drives, and with `listChildrenOnly` their members too.
+  std::vector<Device*> ListDrives(const ScanOptions& options) const;
 
  protected:
   explicit Adapter(std::string_view type);
@@ -38,8 +42,11 @@ class Adapter : public Device {
   // or merged into them, as `options.replaceObjects` says.
   void SyncDrives(Devices found, const ScanOptions& options);
 
-  std::string type_;
+  std::string type_;  // "generic", "nvme", "lsi"
   Devices drives_;
 };
+
+// Clones of drives may outlive the manager's hold on an adapter.
+using AdapterList = std::vector<std::shared_ptr<Adapter>>;
 
 }  // namespace Morvu::DeviceManagement

@@ -1,7 +1,9 @@
 // Finds what storage is on the host and keeps the list of drives.
 #pragma once
 
+#include <boost/property_tree/ptree_fwd.hpp>
 #include <memory>
+#include <string>
 #include <vector>
 
 #include "devices/Adapter.h"
@@ -29,15 +31,23 @@ class AdapterManager {
   ~AdapterManager();
 
   void Scan(const ScanOptions& options);
+  // A scan that also tells what it changed. Drives are matched as IsSameDrive says.
   void Rescan(const ScanOptions& options, ScanDifference& difference);
   const std::vector<Device*>& GetDrives() const { return driveList_.GetDrives(); }
   const DeviceList& GetDeviceList() const { return driveList_; }
 
+  // The whole state: all adapters with their drives.
+  std::string ToText() const;
+  void ToXml(boost::property_tree::ptree& tree) const;
+
  private:
-  std::vector<std::unique_ptr<Adapter>> adapters_;  // without the generic one
+  void UpdateAdapters();
+  std::vector<Device*> CollectDrives() const;
+
+  AdapterList adapters_;  // without the generic one
   ScanOptions options_;
   DeviceList driveList_;
-  std::unique_ptr<Adapter> generic_;
+  std::shared_ptr<Adapter_Generic_Linux> generic_;
 };
 
 }  // namespace Morvu::DeviceManagement

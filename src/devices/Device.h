@@ -2,6 +2,7 @@
 // command sets and partitions.
 #pragma once
 
+#include <boost/property_tree/ptree_fwd.hpp>
 #include <cstdint>
 #include <map>
 #include <memory>
@@ -23,7 +24,7 @@ class Drive;
 enum class DeviceKind : std::int32_t { Adapter = 0, Drive = 1, MemoryModule = 2, Plain = 3 };
 
 // Has no lock: it belongs to one thread, and jobs work on clones.
-class Device {
+class Device : public std::enable_shared_from_this<Device> {
  public:
   virtual ~Device();
   Device(const Device&) = delete;
@@ -39,11 +40,15 @@ class Device {
   // A new object of the same class with copied content and an open path of its own.
   virtual std::unique_ptr<Device> Clone() const = 0;
   virtual std::string ToText() const = 0;
+  // Adds this device's element to `tree`.
+  virtual void ToXml(boost::property_tree::ptree& tree) const = 0;
   virtual Drive* AsDrive() { return nullptr; }
 
   DeviceKind GetKind() const { return kind_; }
+  // The adapter; null on an adapter. An adapter owns its drives and is not owned by
+  // them; a clone keeps the adapter alive, as a scan may drop it meanwhile.
   Device* GetParent() const { return parent_; }
-  void SetParent(Device* parent) { parent_ = parent; }  // not owned
+  void SetParent(Device* parent);
 
   // Properties. An absent one reads as empty: "", 0, false.
   PropertyList& GetProperties() { return properties_; }
@@ -70,12 +75,21 @@ class Device {
   // The old path goes; the command sets on it go with it.
   void SetPath(std::unique_ptr<CommandPath> path);
 
-  // The path's time-out, in seconds.
+  // ---- The path's own ----
+  // The time-out, in seconds.
   void SetTimeout(std::uint32_t seconds) { path_->SetTimeout(seconds); }
   std::uint32_t GetTimeout() const { return path_->GetTimeout(); }
+  std::int32_t GetLastOsError() const { return path_->GetLastOsError(); }
+  const CommandPath::Image& GetSentBuffer() const { return path_->GetSentBuffer(); }
+  const CommandPath::Image& GetReceivedBuffer() const { return path_->GetReceivedBuffer(); }
+  std::string GetSentAsText() const { return path_->GetSentAsText(); }
+  std::string GetReceivedAsText() const { return path_->GetReceivedAsText(); }
+  const std::string& GetPathName() const { return path_->GetDescription(); }
 
   std::vector<Partition>& GetPartitions() { return partitions_; }
   const std::vector<Partition>& GetPartitions() const { return partitions_; }
+  // Tells a partition of this drive from all others, and is the same after each scan.
+  std::uint32_t GetPartitionId(const Partition& partition) const;
 
   // Identification, then the values that follow from it. True when the device
   // could be identified.
@@ -92,7 +106,8 @@ class Device {
 
   PropertyList properties_;
   Device* parent_ = nullptr;
-  std::unique_ptr<CommandPath> path_;  // never null
+  std::shared_ptr<Device> keptParent_;  // on a clone
+  std::unique_ptr<CommandPath> path_;   // never null
   std::map<std::string, std::unique_ptr<CommandSet>, std::less<>> commandSets_;
   std::vector<Partition> partitions_;
   DeviceKind kind_;

@@ -17,6 +17,7 @@ class Drive : public Device {
   void CopyFrom(const Device& other) override;
   std::unique_ptr<Device> Clone() const override;
   std::string ToText() const override;
+  void ToXml(boost::property_tree::ptree& tree) const override;
   Drive* AsDrive() override { return this; }
 
   // The member drives of a logical drive.
@@ -26,5 +27,10 @@ class Drive : public Device {
  private:
   std::vector<std::unique_ptr<Device>> children_;
 };
+
+// Whether two devices are one drive: of the same serial number and, as the
+// namespaces of a controller share theirs, of the same logical unit. Drives without
+// a serial number are told apart by their nodes.
+bool IsSameDrive(const Device& left, const Device& right);
 
 }  // namespace Morvu::DeviceManagement

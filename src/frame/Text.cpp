@@ -4,6 +4,7 @@
 #include <array>
 #include <boost/algorithm/string.hpp>
 #include <charconv>
+#include <cstdio>
 #include <ostream>
 #include <sstream>
 
@@ -209,6 +210,17 @@ std::uint64_t ParseHex(std::string_view text) {
 
 bool IsDecimal(std::string_view text) {
   return std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+std::string ReadableSize(std::int64_t bytes) {
+  if (bytes < 0) return "Unknown";
+  constexpr std::string_view kUnits[] = {"B", "KB", "MB", "GB", "TB"};
+  auto value = static_cast<double>(bytes);
+  std::size_t unit = 0;
+  for (; value >= 1000 && unit + 1 < std::size(kUnits); ++unit) value /= 1000;
+  char number[32];
+  std::snprintf(number, sizeof number, "%.*f", unit == 0 ? 0 : 2, value);
+  return std::string(number) + " " + std::string(kUnits[unit]);
 }
 
 }  // namespace Morvu

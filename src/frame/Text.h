@@ -48,6 +48,9 @@ std::uint64_t ParseHex(std::string_view text);
 // All characters are digits; true for an empty text.
 bool IsDecimal(std::string_view text);
 
+// "447.13 GB": decimal units, two places; "Unknown" for a negative size.
+std::string ReadableSize(std::int64_t bytes);
+
 inline std::string BoolText(bool value) { return value ? "True" : "False"; }
 
 }  // namespace Morvu
