@@ -93,17 +93,22 @@ bool SmartParserCore_ATA::ParseSMART() {
   Sector thresholds{};
   if (!ReadSectors(data, thresholds)) return false;
   MORVU_LOG(kLogDebug, "ParseSMART", "Parsing.");
+  ParseSectors(data, thresholds);
+  MORVU_LOG(kLogInfo, "ParseSMART", "Parsing Passed.");
+  return true;
+}
+
+void SmartParserCore_ATA::ParseSectors(ByteView data, ByteView thresholds) {
   hasFailed_ = false;
   isWornOut_ = false;
   for (std::size_t i = 0; i < kEntryCount; ++i) {
-    // The threshold of an attribute is the one in its place, whatever ID stands there.
     const auto offset = kFirstEntry + i * kEntrySize;
-    AddAttribute(ByteView(data).subspan(offset, kEntrySize), thresholds[offset + kThresholdByte]);
+    if (offset + kEntrySize > data.size()) break;
+    // The threshold of an attribute is the one in its place, whatever ID stands there.
+    AddAttribute(data.subspan(offset, kEntrySize), ReadByte(thresholds, offset + kThresholdByte));
   }
   smartHealth_ = isWornOut_ ? 5 : hasFailed_ ? 50 : 100;
   for (const auto& [id, attribute] : attributes_) table_.Append(attribute->ToRows());
-  MORVU_LOG(kLogInfo, "ParseSMART", "Parsing Passed.");
-  return true;
 }
 
 void SmartParserCore_ATA::AddAttribute(ByteView entry, std::uint8_t threshold) {

@@ -12,6 +12,9 @@ class SmartParserCore_ATA : public SmartParserCore {
   explicit SmartParserCore_ATA(DeviceManagement::Device* device);
   void Initialize() override;
 
+  // Takes the attributes from an attribute sector and a threshold sector.
+  void ParseSectors(ByteView data, ByteView thresholds);
+
  protected:
   bool ParseSMART() override;
 

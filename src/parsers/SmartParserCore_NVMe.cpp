@@ -61,7 +61,10 @@ bool SmartParserCore_NVMe::ParseSMART() {
   std::array<std::uint8_t, kTransferSize> data{};
   if (ReadLog(data) != 0) return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
   MORVU_LOG(kLogInfo, "ParseSMART", "Read NVMe SMART Attributes successful.");
-  const auto list = ByteView(data).first(kListSize);
+  return ParseList(ByteView(data).first(kListSize));
+}
+
+bool SmartParserCore_NVMe::ParseList(ByteView list) {
   for (std::size_t offset = 0; offset < list.size(); offset += kEntrySize) {
     if (list[offset + EntryByte::Id] == 0) return true;
     if (list.size() - offset < kEntrySize) break;

@@ -11,8 +11,11 @@ class SmartParserCore_NVMe : public SmartParserCore {
   explicit SmartParserCore_NVMe(DeviceManagement::Device* device);
   void Initialize() override;  // refuses the other products
 
+  // Takes the attributes from a list. False for one that runs into the buffer's end.
+  bool ParseList(ByteView list);
+
  protected:
-  // False with the code untouched for a list that runs into the buffer's end.
+  // A list without an end leaves the code untouched.
   bool ParseSMART() override;
 
  private:
