@@ -120,8 +120,12 @@ StatusCode QRKCLI::ShowDriveList(const CLIParameter& parameter) {
     PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List));
     return Status::Completed;
   }
-  const bool isSaved = SaveTable(TabulateDrives(drives), values.front());
-  return isSaved ? Status::Completed : Status::FileNotWritten;
+  if (!TabulateDrives(drives).SaveSeparated(values.front())) {
+    PrintLine("Failed to save data to: " + values.front());
+    return Status::FileNotWritten;
+  }
+  PrintLine("Successfully saved data to: " + values.front());
+  return Status::Completed;
 }
 
 StatusCode QRKCLI::Pick(Device* drive, StatusCode notFound) {

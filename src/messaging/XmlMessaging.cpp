@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
+#include <cstring>
 #include <sstream>
 
 namespace Morvu::XmlMessaging {
@@ -16,46 +17,95 @@ constexpr std::string_view kAttributes = "<xmlattr>";
 // The deepest message nests six elements; the reader recurses once for each.
 constexpr int kDeepestNesting = 64;
 
-// Whether no element stands deeper than the reader can follow. A scan of the text
-// before it is read: a closing tag ends a level, a self-closing one begins none, and
-// what stands in comments, CDATA, declarations and quotes does not count.
-bool NestsWithinLimit(std::string_view text) {
-  const auto skipPast = [&](std::size_t at, std::string_view end) {
-    const auto found = text.find(end, at);
-    return found == text.npos ? text.size() : found + end.size();
-  };
-  int depth = 0;
-  for (std::size_t at = text.find('<'); at < text.size(); at = text.find('<', at)) {
-    const auto rest = text.substr(at);
-    if (rest.starts_with("<!--")) {
-      at = skipPast(at + 4, "-->");
-    } else if (rest.starts_with("<![CDATA[")) {
-      at = skipPast(at + 9, "]]>");
-    } else if (rest.starts_with("<?")) {
-      at = skipPast(at + 2, "?>");
-    } else if (rest.starts_with("<!")) {
-      return false;  // a document type, whose brackets this scan does not follow
-    } else if (rest.starts_with("</")) {
-      depth = std::max(depth - 1, 0);
-      at += 2;
-    } else {
-      // The end of the tag is the first ">" outside quotes.
-      char quote = 0;
-      std::size_t end = at + 1;
-      for (; end < text.size() && (quote != 0 || text[end] != '>'); ++end) {
-        if (quote != 0) {
-          if (text[end] == quote) quote = 0;
-        } else if (text[end] == '"' || text[end] == '\'') {
-          quote = text[end];
-        }
+// Walks over a text as the reader reads it, without recursion, to learn whether any
+// element stands deeper than the reader can follow. Its idea of names, quotes and
+// closing tags must be the reader's own, or a text could hide its depth: a quote inside
+// a name is a part of the name, and a closing tag closes whatever is open.
+class NestingScan {
+ public:
+  explicit NestingScan(std::string_view text) : text_(text.substr(0, text.find('\0'))) {}
+
+  // False for a text that is too deep, has a document type, or does not parse.
+  bool IsWithinLimit() {
+    while (at_ < text_.size()) {
+      if (!SkipTo("<")) return true;
+      if (text_[at_] == '/') {
+        if (!SkipTo(">")) return false;
+        if (depth_ > 0) --depth_;
+      } else if (text_[at_] == '?') {
+        ++at_;
+        if (!SkipTo("?>")) return false;
+      } else if (text_[at_] == '!') {
+        if (!SkipMarkup()) return false;
+      } else if (!SkipOpeningTag()) {
+        return false;
       }
-      if (end >= text.size() || text[end - 1] != '/') ++depth;
-      if (depth > kDeepestNesting) return false;
-      at = end;
     }
+    return true;
   }
-  return true;
-}
+
+ private:
+  bool Is(char c) const { return at_ < text_.size() && text_[at_] == c; }
+
+  // Goes past the next `end`; always leaves a character to look at behind a "<".
+  bool SkipTo(std::string_view end) {
+    const auto found = text_.find(end, at_);
+    if (found == text_.npos) return false;
+    at_ = found + end.size();
+    return end != "<" || at_ < text_.size();
+  }
+
+  void SkipAll(std::string_view characters) {
+    at_ = std::min(text_.find_first_not_of(characters, at_), text_.size());
+  }
+  void SkipUntilOneOf(std::string_view characters) {
+    at_ = std::min(text_.find_first_of(characters, at_), text_.size());
+  }
+
+  bool SkipMarkup() {
+    for (const auto& [begin, end] : {std::pair{"!--", "-->"}, std::pair{"![CDATA[", "]]>"}}) {
+      if (!text_.substr(at_).starts_with(begin)) continue;
+      at_ += std::strlen(begin);
+      return SkipTo(end);
+    }
+    return false;  // a document type, whose brackets this scan does not follow
+  }
+
+  bool SkipOpeningTag() {
+    SkipUntilOneOf(" \n\r\t/>?");
+    SkipAll(kBlanks);
+    while (at_ < text_.size() && !Is('>') && !Is('/')) {
+      if (!SkipAttribute()) return false;
+    }
+    if (Is('/')) {
+      ++at_;
+      return Is('>');
+    }
+    ++depth_;
+    return Is('>') && depth_ <= kDeepestNesting;
+  }
+
+  bool SkipAttribute() {
+    const auto name = at_;
+    SkipUntilOneOf(" \n\r\t/<>=?!");
+    if (at_ == name) return false;
+    SkipAll(kBlanks);
+    if (!Is('=')) return false;
+    ++at_;
+    SkipAll(kBlanks);
+    if (!Is('"') && !Is('\'')) return false;
+    const char quote = text_[at_++];
+    if (!SkipTo(std::string_view(&quote, 1))) return false;
+    SkipAll(kBlanks);
+    return true;
+  }
+
+  static constexpr std::string_view kBlanks = " \n\r\t";
+
+  std::string_view text_;
+  std::size_t at_ = 0;
+  int depth_ = 0;
+};
 
 // XML 1.0 has no place for control characters, and a text of ours is UTF-8: what a
 // drive put into its strings must not make a reply unreadable.
@@ -220,7 +270,7 @@ void Append(std::vector<Element*>& elements, const std::vector<std::unique_ptr<C
 }
 
 bool ReadTree(std::string_view text, Tree& tree) {
-  if (!NestsWithinLimit(text)) return false;
+  if (!NestingScan(text).IsWithinLimit()) return false;
   try {
     std::istringstream in{std::string(text)};
     xml::read_xml(in, tree, xml::trim_whitespace);

@@ -1,0 +1,38 @@
+// The messages that wait for the host, job by job.
+#pragma once
+
+#include <cstdint>
+#include <deque>
+#include <map>
+#include <memory>
+#include <mutex>
+#include <string>
+
+#include "frame/StatusCode.h"
+#include "messaging/XmlMessaging.h"
+
+namespace Morvu {
+
+// Owns the messages in it. Any thread may call any operation.
+class ReplyQueues {
+ public:
+  // Without `keepAll` a single waiting message gives way to the new one.
+  void Append(std::unique_ptr<XmlMessaging::Message> message, std::uint64_t jobId, bool keepAll);
+  // Whether messages of the job wait.
+  bool Has(std::uint64_t jobId) const;
+  // Copies the front message's text, without colour mark-up and with a NUL behind it,
+  // to `buffer` and takes it off the queue: the contract of ReceiveXMLMessage.
+  StatusCode Receive(std::uint64_t jobId, char* buffer, std::uint32_t* bufferLength);
+  void Clear();
+
+ private:
+  struct Waiting {
+    std::unique_ptr<XmlMessaging::Message> message;
+    std::string text;  // made from the message when it is first asked for
+  };
+
+  mutable std::mutex replyMutex_;  // guards the queues; a queue there is never empty
+  std::map<std::uint64_t, std::deque<Waiting>> queues_;
+};
+
+}  // namespace Morvu

@@ -1,0 +1,82 @@
+// A host program of the built library: loads it by dlopen, as hosts do, and knows
+// nothing of it but its C header.
+#pragma once
+
+#include <morvu/ssd_features.h>
+
+#include <boost/property_tree/ptree.hpp>
+#include <cstdint>
+#include <string>
+#include <string_view>
+#include <vector>
+
+namespace MorvuHost {
+
+// The eleven functions of the library file, which stays loaded from the first use on.
+struct Functions {
+  decltype(&::Load) Load;
+  decltype(&::Unload) Unload;
+  decltype(&::GetVer) GetVer;
+  decltype(&::EnableLSIAdapter) EnableLSIAdapter;
+  decltype(&::DisableLSIAdapter) DisableLSIAdapter;
+  decltype(&::EnableLogger) EnableLogger;
+  decltype(&::DisableLogger) DisableLogger;
+  decltype(&::SendXMLMessage) SendXMLMessage;
+  decltype(&::ReceiveXMLMessage) ReceiveXMLMessage;
+  decltype(&::RegisterEvent) RegisterEvent;
+  decltype(&::UnregisterEvent) UnregisterEvent;
+};
+const Functions& Library();
+
+// One message from the library, read by a reader of its own.
+class Reply {
+ public:
+  Reply() = default;
+  explicit Reply(const std::string& text);
+
+  bool IsEmpty() const { return text_.empty(); }
+  const std::string& Text() const { return text_; }
+  std::string Attribute(std::string_view name) const;  // of the Message
+
+  using Tree = boost::property_tree::ptree;
+  // The Objects that stand directly in the Message's Lists.
+  std::vector<const Tree*> Listed() const;
+  // A property of the job's object: "ErrorCode", "JobState", ...
+  std::string Job(std::string_view property) const;
+  int ErrorCode() const { return std::stoi(Job("ErrorCode")); }
+
+ private:
+  std::string text_;
+  Tree tree_;
+};
+
+// The text of an element's Property of this name; empty without one.
+std::string PropertyText(const Reply::Tree& element, std::string_view name);
+std::string AttributeText(const Reply::Tree& element, std::string_view name);
+
+// A loaded library, unloaded at the end.
+class Host {
+ public:
+  Host() { Library().Load(); }
+  ~Host() { Library().Unload(); }
+  Host(const Host&) = delete;
+  Host& operator=(const Host&) = delete;
+
+  // Starts a job; the request must be accepted.
+  std::uint64_t Send(std::string_view request, bool synchronous = false);
+  // The job's next message; an empty reply when none waits.
+  Reply Receive(std::uint64_t job);
+  // Waits for the job's next message.
+  Reply Await(std::uint64_t job);
+  // Runs a request to its end, and gives its reply.
+  Reply Call(std::string_view request) { return Receive(Send(request, true)); }
+  // The identifiers in the job list.
+  std::vector<std::uint64_t> ListedJobs();
+};
+
+// Adds to what the process's clocks of day say, for this process alone.
+void AdvanceTime(std::int64_t seconds);
+// Lets no thread start, until set back.
+void RefuseThreads(bool refuse);
+
+}  // namespace MorvuHost

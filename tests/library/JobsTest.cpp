@@ -1,0 +1,110 @@
+// Jobs as a host sees them.
+#include <gtest/gtest.h>
+
+#include <mutex>
+#include <thread>
+
+#include "Host.h"
+
+namespace MorvuHost {
+namespace {
+
+constexpr std::string_view kListJobs = "<Message subject='MorvuJob'/>";
+
+TEST(Jobs, DescribeTheClassesInOrder) {
+  Host host;
+  const auto reply = host.Call("<Message subject='supported functionality'/>");
+  EXPECT_EQ("supported functionality", reply.Attribute("subject"));
+  EXPECT_EQ("100", reply.Job("PercentComplete"));
+  EXPECT_EQ("7", reply.Job("JobState"));
+  EXPECT_EQ(0, reply.ErrorCode());
+  std::size_t at = 0;
+  for (const auto* name : {"\"MorvuSSD\"", "\"Device\"", "\"MorvuJob\"", "\"Notification\""}) {
+    at = reply.Text().find("<Subject cimClass=" + std::string(name), at);
+    ASSERT_NE(std::string::npos, at) << name;
+  }
+}
+
+TEST(Jobs, AboutJobsAreNeverListed) {
+  Host host;
+  host.Call("<Message subject='supported functionality'/>");
+  host.Call(kListJobs);
+  EXPECT_TRUE(host.ListedJobs().empty());
+}
+
+TEST(Jobs, AnswerNothingToACancel) {
+  Host host;
+  for (const auto* request : {
+           "<Message subject='MorvuJob' type='cancel'/>",
+           "<Message subject='MorvuJob' type='cancel' identifier='12345'/>",
+           "<Message subject='MorvuJob' type='cancel' identifier='abc'/>",
+       }) {
+    EXPECT_TRUE(host.Call(request).IsEmpty()) << request;
+  }
+}
+
+TEST(Jobs, AreRefusedWhenNoThreadCanBeStarted) {
+  Host host;
+  std::uint64_t job = 5;
+  RefuseThreads(true);
+  const auto status = Library().SendXMLMessage(
+      kListJobs.data(), static_cast<std::uint32_t>(kListJobs.size()), &job, false);
+  RefuseThreads(false);
+  EXPECT_EQ(185, status);
+  EXPECT_EQ(5u, job);
+  EXPECT_FALSE(host.Call(kListJobs).IsEmpty());
+}
+
+TEST(Jobs, WithoutThreadsTheLibraryDoesNotLoad) {
+  RefuseThreads(true);
+  EXPECT_EQ(185, Library().Load());
+  RefuseThreads(false);
+  Host host;
+  EXPECT_FALSE(host.Call(kListJobs).IsEmpty());
+}
+
+TEST(Jobs, LoseNoReplyWhenManyThreadsSend) {
+  constexpr int kThreads = 16, kJobsOfAThread = 63;
+  Host host;
+  std::mutex mutex;
+  std::vector<std::uint64_t> jobs;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < kThreads; ++i) {
+    threads.emplace_back([&] {
+      for (int k = 0; k < kJobsOfAThread; ++k) {
+        const auto job = host.Send(kListJobs);
+        std::lock_guard lock(mutex);
+        jobs.push_back(job);
+      }
+    });
+  }
+  for (auto& thread : threads) thread.join();
+  ASSERT_EQ(kThreads * kJobsOfAThread, static_cast<int>(jobs.size()));
+  for (const auto job : jobs) EXPECT_EQ(0, host.Await(job).ErrorCode());
+  for (const auto job : jobs) EXPECT_TRUE(host.Receive(job).IsEmpty());
+}
+
+// ---- Notifications ----
+
+std::string Enabled(std::string_view value) {
+  return "<Message subject='Notification'><Property name='Enabled'>" + std::string(value) +
+         "</Property></Message>";
+}
+
+TEST(Notifications, HaveOneServiceThatCanBeStoppedAndStartedAgain) {
+  Host host;
+  host.Call(Enabled("False"));
+  for (int i = 0; i < 3; ++i) {
+    const auto service = host.Send("<Message cimMethod='Notification'/>");
+    EXPECT_TRUE(host.Receive(service).IsEmpty());
+    host.Call(Enabled("False"));
+  }
+}
+
+TEST(Notifications, DoNotHoldUpUnload) {
+  Host host;
+  host.Send(Enabled("True"));
+}
+
+}  // namespace
+}  // namespace MorvuHost

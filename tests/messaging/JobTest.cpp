@@ -1,0 +1,369 @@
+// Jobs and their manager, by a clock that the test sets.
+#include <gtest/gtest.h>
+
+#include <atomic>
+#include <condition_variable>
+#include <locale>
+#include <set>
+#include <thread>
+
+#include "messaging/Job.h"
+#include "messaging/JobManager.h"
+#include "messaging/MorvuJob.h"
+#include "messaging/XmlMessaging.h"
+
+namespace Morvu {
+namespace {
+
+using namespace std::chrono_literals;
+using XmlMessaging::Message;
+using XmlMessaging::Object;
+
+std::atomic<JobTime> theTime;
+
+void Advance(JobDuration time) { theTime = theTime.load() + time; }
+
+std::string TextOf(const Object& object, std::string_view name) {
+  for (const auto& property : object.properties) {
+    if (property->GetAttribute("name") == name) return property->value;
+  }
+  return "none";
+}
+
+// ---- Time forms ----
+
+JobTime At(std::int64_t seconds, std::int64_t microseconds) {
+  return JobTime(std::chrono::seconds(seconds) + JobDuration(microseconds));
+}
+
+TEST(JobTimes, HaveTheFormsOfTheWire) {
+  EXPECT_EQ("20150102030405.123456+000", ToTimeText(At(1420167845, 123456)));
+  EXPECT_EQ("19700101000000.000000+000", ToTimeText(At(0, 0)));
+  EXPECT_EQ("20380119031408.000007+000", ToTimeText(At(2147483648, 7)));
+  EXPECT_EQ("not-a-date-time", ToTimeText({}));
+}
+
+TEST(JobTimes, WriteDurationsWithAllTheirHours) {
+  EXPECT_EQ("00000000000500.000000+000", ToDurationText(5min));
+  EXPECT_EQ("00000000000000.250000+000", ToDurationText(250ms));
+  EXPECT_EQ("00000000235959.999999+000", ToDurationText(24h - 1us));
+  EXPECT_EQ("000000001000000.000000+000", ToDurationText(100h));
+  EXPECT_EQ("00000000000000.000000+000", ToDurationText(-1s));
+  EXPECT_EQ("not-a-date-time", ToDurationText({}));
+}
+
+struct CommaPoint : std::numpunct<char> {
+  char do_decimal_point() const override { return ','; }
+  std::string do_grouping() const override { return "\3"; }
+};
+
+TEST(JobTimes, DoNotFollowTheHostsLocale) {
+  const std::locale old = std::locale::global(std::locale(std::locale(), new CommaPoint));
+  const auto text = ToDurationText(123456789us);
+  std::locale::global(old);
+  EXPECT_EQ("00000000000203.456789+000", text);
+}
+
+// ---- Jobs ----
+
+// What the jobs of a test post, and a gate at which handlers can wait.
+struct Post {
+  std::unique_ptr<Message> message;
+  JobId id;
+  bool keepAll;
+};
+std::mutex postMutex;
+std::vector<Post> posts;
+std::set<JobId> waitingIds;
+
+class Jobs : public ::testing::Test {
+ protected:
+  Jobs() {
+    theTime = At(1'000'000, 0);
+    posts.clear();
+    waitingIds.clear();
+  }
+
+  static JobEnvironment Environment() {
+    JobEnvironment environment;
+    environment.post = [](std::unique_ptr<Message> message, JobId id, bool keepAll) {
+      std::lock_guard lock(postMutex);
+      posts.push_back({std::move(message), id, keepAll});
+    };
+    environment.hasMessages = [](JobId id) { return waitingIds.contains(id); };
+    environment.now = [] { return theTime.load(); };
+    return environment;
+  }
+
+  static JobId Run(JobManager& manager, SubjectHandler handler,
+                   std::string_view request = "<Message subject='S'/>", bool synchronous = true) {
+    JobId id = 0;
+    EXPECT_EQ(Status::Completed,
+              manager.CreateJob(Message::Parse(request), handler, synchronous, id));
+    return id;
+  }
+
+  static std::vector<std::string> Listed(const JobManager& manager) {
+    std::vector<std::string> names;
+    const auto list = manager.BuildJobList();
+    for (const auto& object : list->objects) {
+      names.push_back(TextOf(*object, "Name"));
+    }
+    return names;
+  }
+
+  // The job's object in the last message.
+  static const Object& LastObject() { return *posts.back().message->objects.back(); }
+};
+
+std::unique_ptr<Message> Succeed(JobContext& context) {
+  auto reply = std::make_unique<Message>();
+  reply->objects.push_back(std::make_unique<Object>());
+  context.Report(100, FeatureState::Finished, Status::Completed);
+  return reply;
+}
+
+TEST_F(Jobs, PostTheirReplyWithTheirObjectLast) {
+  JobManager manager(Environment());
+  const auto id = Run(manager, &Succeed, "<Message cimClass='S'/>");
+  ASSERT_EQ(1u, posts.size());
+  EXPECT_EQ(id, posts[0].id);
+  EXPECT_FALSE(posts[0].keepAll);
+  EXPECT_EQ(std::to_string(id), posts[0].message->GetAttribute("identifier"));
+  ASSERT_EQ(2u, posts[0].message->objects.size());
+  EXPECT_EQ(
+      "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+      "<Object cimClass=\"MorvuJob\" name=\"Morvu Job\">"
+      "<Property key=\"True\" name=\"InstanceID\" type=\"string\">" +
+          std::to_string(id) +
+          "</Property>"
+          "<Property name=\"Name\" type=\"string\">S</Property>"
+          "<Property displayName=\"Progress\" name=\"PercentComplete\" "
+          "type=\"uint8\">100</Property>"
+          "<Property displayName=\"JobState\" name=\"JobState\" type=\"uint16\">7</Property>"
+          "<Property displayName=\"ErrorCode\" name=\"ErrorCode\" type=\"uint8\">0</Property>"
+          "<Property displayName=\"StartTime\" name=\"StartTime\" type=\"datetime\">"
+          "19700112134640.000000+000</Property>"
+          "<Property displayName=\"ElapsedTime\" name=\"ElapsedTime\" type=\"datetime\">"
+          "00000000000000.000000+000</Property>"
+          "<Property displayName=\"TimeBeforeRemoval\" name=\"TimeBeforeRemoval\" "
+          "type=\"datetime\">00000000000500.000000+000</Property></Object>",
+      LastObject().ToText());
+}
+
+std::unique_ptr<Message> SayNothing(JobContext&) { return nullptr; }
+
+TEST_F(Jobs, PostNothingWithoutAReply) {
+  JobManager manager(Environment());
+  Run(manager, &SayNothing);
+  EXPECT_TRUE(posts.empty());
+  EXPECT_EQ("74", TextOf(*manager.BuildJobList()->objects.at(0), "ErrorCode"));
+  EXPECT_EQ("4", TextOf(*manager.BuildJobList()->objects.at(0), "JobState"));
+}
+
+std::unique_ptr<Message> RunOutOfMemory(JobContext&) { throw std::bad_alloc(); }
+
+TEST_F(Jobs, EndInAnErrorWhenTheirHandlerThrows) {
+  JobManager manager(Environment());
+  Run(manager, &RunOutOfMemory);
+  ASSERT_EQ(1u, posts.size());
+  EXPECT_EQ("-12", TextOf(LastObject(), "ErrorCode"));
+  EXPECT_EQ("7", TextOf(LastObject(), "JobState"));
+}
+
+std::unique_ptr<Message> Progress(JobContext& context) {
+  context.reporter->setPercent(context.reporter->owner, 10);
+  context.setNotifyProgress(context.job, true);
+  context.setKeepAll(context.job, true);
+  context.reporter->setPercent(context.reporter->owner, 20);
+  Advance(3s);
+  context.reporter->setPercent(context.reporter->owner, 50);
+  context.Report(100, FeatureState::Failed, Status::Canceled);
+  return context.request->GetAttribute("silent").empty() ? std::make_unique<Message>() : nullptr;
+}
+
+TEST_F(Jobs, TellTheirProgressWhenAskedTo) {
+  JobManager manager(Environment());
+  Run(manager, &Progress);
+  std::vector<std::string> told;
+  for (const auto& post : posts) {
+    const auto& object = *post.message->objects.back();
+    EXPECT_TRUE(post.keepAll);
+    told.push_back(TextOf(object, "PercentComplete") + " " + TextOf(object, "JobState") + " " +
+                   TextOf(object, "ErrorCode") + " " + TextOf(object, "ElapsedTime"));
+  }
+  // The end is told by the reply alone: a host that reads state 7 has the result.
+  EXPECT_EQ((std::vector<std::string>{"20 4 74 00000000000000.000000+000",
+                                      "50 4 74 00000000000003.000000+000",
+                                      "100 7 2 00000000000003.000000+000"}),
+            told);
+  EXPECT_EQ("MorvuJob", posts[0].message->GetAttribute("cimClass"));
+  EXPECT_EQ("", posts[2].message->GetAttribute("cimClass"));
+}
+
+TEST_F(Jobs, TellTheirEndByProgressWhenThereIsNoReply) {
+  JobManager manager(Environment());
+  Run(manager, &Progress, "<Message subject='S' silent='True'/>");
+  ASSERT_EQ(3u, posts.size());
+  EXPECT_EQ("7", TextOf(LastObject(), "JobState"));
+  EXPECT_EQ("MorvuJob", posts.back().message->GetAttribute("cimClass"));
+}
+
+std::unique_ptr<Message> Leave(JobContext& context) {
+  context.setTimeBeforeRemoval(context.job, JobDuration::zero());
+  return nullptr;
+}
+
+std::unique_ptr<Message> Hide(JobContext& context) {
+  context.setHidden(context.job, true);
+  return nullptr;
+}
+
+TEST_F(Jobs, StayForTheirTimeAfterTheirEnd) {
+  JobManager manager(Environment());
+  Run(manager, &Succeed, "<Message subject='five minutes'/>");
+  Advance(5min - 1us);
+  Run(manager, &Hide);
+  manager.Sweep();
+  EXPECT_EQ(std::vector<std::string>{"five minutes"}, Listed(manager));
+  Advance(1us);
+  manager.Sweep();
+  EXPECT_TRUE(Listed(manager).empty());
+  Run(manager, &Leave, "<Message subject='no time'/>");
+  manager.Sweep();
+  EXPECT_TRUE(Listed(manager).empty());
+}
+
+// ---- Jobs that run while the test looks ----
+
+class Gate {
+ public:
+  void Open() {
+    std::lock_guard lock(mutex_);
+    isOpen_ = true;
+    changed_.notify_all();
+  }
+  void Wait() {
+    std::unique_lock lock(mutex_);
+    changed_.wait(lock, [this] { return isOpen_; });
+  }
+
+ private:
+  std::mutex mutex_;
+  std::condition_variable changed_;
+  bool isOpen_ = false;
+};
+
+std::unique_ptr<Gate> entered;
+
+std::unique_ptr<Message> WaitForCancel(JobContext& context) {
+  context.setTimeBeforeRemoval(context.job, JobDuration::zero());
+  entered->Open();
+  while (!context.reporter->isCancelRequested(context.reporter->owner)) {
+    std::this_thread::yield();
+  }
+  context.Report(50, FeatureState::Failed, Status::Canceled);
+  return std::make_unique<Message>();
+}
+
+TEST_F(Jobs, StayWhileTheyRunAndEndWhenCanceled) {
+  JobManager manager(Environment());
+  entered = std::make_unique<Gate>();
+  const auto id = Run(manager, &WaitForCancel, "<Message subject='W'/>", false);
+  entered->Wait();
+  Advance(24h);
+  manager.Sweep();
+  manager.CancelJob(id + 1);
+  const auto list = manager.BuildJobList();
+  ASSERT_EQ(1u, list->objects.size());
+  EXPECT_EQ("4", TextOf(*list->objects[0], "JobState"));
+  EXPECT_EQ("00000000240000.000000+000", TextOf(*list->objects[0], "ElapsedTime"));
+  Run(manager, &HandleMorvuJob,
+      "<Message subject='MorvuJob' type='cancel' identifier='" + std::to_string(id) + "'/>");
+  manager.Stop();
+  ASSERT_EQ(1u, posts.size());
+  EXPECT_EQ("2", TextOf(LastObject(), "ErrorCode"));
+}
+
+TEST_F(Jobs, AreCanceledAndAwaitedWhenTheManagerGoes) {
+  entered = std::make_unique<Gate>();
+  {
+    JobManager manager(Environment());
+    for (int i = 0; i < 3; ++i) Run(manager, &WaitForCancel, "<Message subject='W'/>", false);
+    entered->Wait();
+  }
+  EXPECT_EQ(3u, posts.size());
+}
+
+TEST_F(Jobs, AreNotTakenOnAfterStop) {
+  JobManager manager(Environment());
+  manager.Stop();
+  JobId id = 7;
+  EXPECT_EQ(Status::NotInitialized,
+            manager.CreateJob(Message::Parse("<Message subject='S'/>"), &Succeed, true, id));
+  EXPECT_EQ(7u, id);
+  EXPECT_TRUE(posts.empty());
+}
+
+TEST_F(Jobs, TakeNoIdentifierWhoseMessagesStillWait) {
+  JobManager manager(Environment());
+  for (int i = 0; i < 200; ++i) {
+    const auto id = Run(manager, &Leave);
+    EXPECT_TRUE(waitingIds.insert(id).second) << "twice: " << id;
+    manager.Sweep();  // frees the job's memory, which a next one may get
+  }
+}
+
+TEST_F(Jobs, HaveNoStartTimeWhileTheyScan) {
+  static Gate scanning, go;
+  JobContext context;
+  context.rescan = [](JobManager*, const Message&) {
+    scanning.Open();
+    go.Wait();
+  };
+  const auto environment = Environment();
+  Job job(context, &Succeed, environment);
+  job.Accept(Message::Parse("<Message subject='S' scan='True'/>"));
+  ASSERT_TRUE(job.StartThread());
+  scanning.Wait();
+  const auto object = job.ToXmlObject();
+  EXPECT_EQ("not-a-date-time", TextOf(*object, "StartTime"));
+  EXPECT_EQ("not-a-date-time", TextOf(*object, "ElapsedTime"));
+  EXPECT_EQ("74", TextOf(*object, "ErrorCode"));
+  go.Open();
+  job.Join();
+  EXPECT_EQ("19700112134640.000000+000", TextOf(LastObject(), "StartTime"));
+}
+
+TEST_F(Jobs, ListThemselvesWithoutTheHiddenOnes) {
+  JobManager manager(Environment());
+  Run(manager, &Succeed, "<Message subject='A'/>");
+  Run(manager, &Hide, "<Message subject='B'/>");
+  Run(manager, &Succeed, "<Message subject='C'/>");
+  Run(manager, &HandleMorvuJob, "<Message subject='MorvuJob'/>");
+  const auto& reply = *posts.back().message;
+  EXPECT_EQ("MorvuJob", reply.GetAttribute("cimClass"));
+  ASSERT_EQ(1u, reply.lists.size());
+  const auto& list = *reply.lists[0];
+  EXPECT_EQ("Job list", list.GetAttribute("name"));
+  EXPECT_EQ("o", list.GetAttribute("direction"));
+  ASSERT_EQ(2u, list.objects.size());
+  EXPECT_EQ("A", TextOf(*list.objects[0], "Name"));
+  EXPECT_EQ("C", TextOf(*list.objects[1], "Name"));
+}
+
+TEST_F(Jobs, DescribeTheirClass) {
+  Message reply;
+  std::vector<std::string> names;
+  DeclareMorvuJob(reply, names);
+  EXPECT_EQ(std::vector<std::string>{"MorvuJob"}, names);
+  const auto& subject = *reply.subjects.at(0);
+  EXPECT_EQ("Morvu Job", subject.GetAttribute("name"));
+  EXPECT_EQ("Returns a list of running or completed jobs", subject.GetAttribute("description"));
+  const auto& object = *subject.lists.at(0)->objects.at(0);
+  EXPECT_EQ(8u, object.properties.size());
+  for (const auto& property : object.properties) EXPECT_EQ("", property->value);
+}
+
+}  // namespace
+}  // namespace Morvu
