@@ -24,9 +24,9 @@ constexpr ExitRange kExitRanges[] = {
 
 }  // namespace
 
-int ToExitStatus(StatusCode code, StatusCode parseResult) {
+int ToExitStatus(StatusCode code, StatusCode sideResult) {
   const bool isGood = code == Morvu::Status::Completed || code == Morvu::Status::FirmwareCurrent;
-  if (isGood) code = parseResult;
+  if (isGood) code = sideResult;
   if (code < 0) return kExitOsError;
   if (code <= 255) return code;
   for (const auto& range : kExitRanges) {

@@ -19,7 +19,7 @@ int Run(int argc, char** argv) {
     std::cerr << "morvussd: cannot write to standard output\n";
     return MorvuTool::ToExitStatus(Morvu::Status::FileNotWritten, 0);
   }
-  return MorvuTool::ToExitStatus(code, cli.GetParseResult());
+  return MorvuTool::ToExitStatus(code, cli.GetSideResult());
 }
 
 }  // namespace

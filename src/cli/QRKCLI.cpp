@@ -75,6 +75,13 @@ StatusCode QRKCLI::Finish(StatusCode code) {
   return code;
 }
 
+bool QRKCLI::SaveTable(const ResultTable& table, const std::string& path) {
+  const bool isSaved = table.SaveSeparated(path);
+  PrintLine((isSaved ? "Successfully saved data to: " : "Failed to save data to: ") + path);
+  isUnsaved_ = isUnsaved_ || !isSaved;
+  return isSaved;
+}
+
 void QRKCLI::PrintBanner() {
   PrintLine(std::string(kBannerWidth, '='));
   PrintLine(std::string(toolConfig_.productName) + " (" + GetToolName() + ")");
@@ -108,6 +115,7 @@ const CLIParameter* QRKCLI::FindGivenFeature() const {
 }
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
+  if (devices_.empty()) return Finish(Status::NoDrivesFound);
   if (drivePicked_) PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);
   if (handler == handlers_.end() || handler->second == nullptr) {

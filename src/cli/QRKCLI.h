@@ -20,9 +20,10 @@ class Device;
 }  // namespace DeviceManagement
 
 class QRKCLI;
+class ResultTable;
 
-// The drives that a command line selected. The front end owns them; they live as
-// long as the call. Empty when the host has no drive.
+// The drives that a command line selected, at least one. The front end owns them;
+// they live as long as the call.
 using SelectedDrives = std::span<DeviceManagement::Device* const>;
 
 // A family's road from the command line. It runs its operation on the drives (the
@@ -64,10 +65,14 @@ class QRKCLI : public CLIParser {
   // Prints the text of the status, and returns it.
   StatusCode Finish(StatusCode code);
 
+  // Saves the table as CSV, and prints whether it could be saved.
+  bool SaveTable(const ResultTable& table, const std::string& path);
+
   // A drive was selected on the command line.
   bool IsDrivePicked() const { return drivePicked_; }
-  // What was wrong with the argument line itself; 0 for nothing.
-  StatusCode GetParseResult() const { return parseResult_; }
+  // What went wrong beside the run, whatever its own status: a fault of the argument
+  // line, or a table that could not be saved; 0 for nothing.
+  StatusCode GetSideResult() const { return isUnsaved_ ? Status::FileNotWritten : parseResult_; }
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
  private:
@@ -111,6 +116,7 @@ class QRKCLI : public CLIParser {
   bool drivePicked_ = false;
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
+  bool isUnsaved_ = false;
   StatusCode parseResult_ = Status::Completed;
 };
 

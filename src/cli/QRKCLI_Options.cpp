@@ -120,12 +120,8 @@ StatusCode QRKCLI::ShowDriveList(const CLIParameter& parameter) {
     PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List));
     return Status::Completed;
   }
-  if (!TabulateDrives(drives).SaveSeparated(values.front())) {
-    PrintLine("Failed to save data to: " + values.front());
-    return Status::FileNotWritten;
-  }
-  PrintLine("Successfully saved data to: " + values.front());
-  return Status::Completed;
+  const bool isSaved = SaveTable(TabulateDrives(drives), values.front());
+  return isSaved ? Status::Completed : Status::FileNotWritten;
 }
 
 StatusCode QRKCLI::Pick(Device* drive, StatusCode notFound) {

@@ -5,6 +5,7 @@
 #include "messaging/HostController.h"
 #include "messaging/MorvuSSD.h"
 #include "operations/FirmwareUpdate.h"
+#include "parsers/Smart.h"
 
 namespace Morvu {
 namespace {

@@ -200,6 +200,11 @@ void ResultTable::AppendRow(const std::vector<std::string>& cells, bool isHeader
   rows_.push_back(std::move(row));
 }
 
+void ResultTable::Append(const ResultTable& other) {
+  rows_.insert(rows_.end(), other.rows_.begin(), other.rows_.end());
+  columnCount_ = std::max(columnCount_, other.columnCount_);
+}
+
 void ResultTable::AppendText(std::string_view text, std::string_view separator, bool headerFirst) {
   if (text.empty()) return;
   bool inHeader = headerFirst;
@@ -302,12 +307,12 @@ std::string ResultTable::ToSeparated(std::string_view separator, bool includeHea
 }
 
 bool ResultTable::SaveText(const std::string& path, bool indented, bool append, bool framed) const {
-  return SaveFile(path, ToText(indented, framed), append);
+  return SaveFile(path, StripMarkup(ToText(indented, framed)), append);
 }
 
 bool ResultTable::SaveSeparated(const std::string& path, std::string_view separator, bool append,
                                 bool includeHeaders) const {
-  return SaveFile(path, ToSeparated(separator, includeHeaders), append);
+  return SaveFile(path, StripMarkup(ToSeparated(separator, includeHeaders)), append);
 }
 
 void ResultTable::Clear() { *this = ResultTable(); }

@@ -29,6 +29,8 @@ class ResultTable {
 
   void AppendRow(const std::vector<std::string>& cells, bool isHeader = false,
                  bool isGroup = false);
+  // The rows of another table, behind those that are here.
+  void Append(const ResultTable& other);
   // One row a line, cut at `separator`. With `headerFirst` the lines at the front
   // that hold an apostrophe are header rows, without their apostrophes.
   void AppendText(std::string_view text, std::string_view separator, bool headerFirst);
@@ -47,7 +49,7 @@ class ResultTable {
   std::string Render() const { return ToText(); }
   // One line a row; the cells of header rows stand in apostrophes.
   std::string ToSeparated(std::string_view separator = ",", bool includeHeaders = true) const;
-  // False when the file cannot be written.
+  // Without colour marks. False when the file cannot be written.
   [[nodiscard]] bool SaveText(const std::string& path, bool indented = false, bool append = false,
                               bool framed = true) const;
   [[nodiscard]] bool SaveSeparated(const std::string& path, std::string_view separator = ",",

@@ -71,7 +71,7 @@ std::string Record(const GoldenRun& run) {
   std::istringstream in{std::string(run.input)};
   Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
-  out << "exit status " << ToExitStatus(code, cli.GetParseResult()) << '\n';
+  out << "exit status " << ToExitStatus(code, cli.GetSideResult()) << '\n';
   return out.str();
 }
 
