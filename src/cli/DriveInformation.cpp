@@ -135,6 +135,7 @@ void AppendSettings(ResultTable& table, const Device& drive) {
   if (!DeviceManagement::OemAttributeFamily(drive.GetString(Properties::Product))) return;
   const auto speed = GetText(drive, Properties::SataNegotiatedSpeed);
   table.AppendRow({"Negotiated SATA Speed:", speed.empty() ? "Unknown" : speed});
+  if (!drive.GetProperties().Has(Properties::PhyConfig)) return;
   const auto config =
       std::ranges::find(kPhyConfigs, drive.GetUInt(Properties::PhyConfig), &PhyConfigText::value);
   if (config != std::end(kPhyConfigs)) {

@@ -29,10 +29,11 @@ std::unique_ptr<Property> GetGenericProperty(JobContext*, const PropertyEntry& e
   if (device == nullptr) return element;
   const auto* property = device->GetProperties().Find(entry);
   if (property == nullptr) return nullptr;
+  const auto value = property->Resolve();
   // A number that the device has under this name but cannot give.
   const bool isNumber = entry.kind >= PropertyKind::Sint16 && entry.kind <= PropertyKind::Uint64;
   element->value =
-      isNumber && !property->HasValue() ? std::to_string(~std::uint64_t{0}) : property->ToText();
+      isNumber && !value.HasValue() ? std::to_string(~std::uint64_t{0}) : value.ToText();
   return element;
 }
 

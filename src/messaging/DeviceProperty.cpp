@@ -107,33 +107,33 @@ std::uint32_t DeviceProperty::GetSize() const {
   return FindKind(kind_)->width;
 }
 
+DeviceProperty DeviceProperty::Resolve() const {
+  const auto* dynamic = std::get_if<Dynamic>(&value_);
+  return dynamic == nullptr ? *this : dynamic->producer(dynamic->context);
+}
+
 bool DeviceProperty::AsBoolean() const { return AsUnsigned() == 1; }
 
 std::uint64_t DeviceProperty::AsUnsigned() const {
-  if (const auto* dynamic = std::get_if<Dynamic>(&value_)) {
-    return dynamic->producer(dynamic->context).AsUnsigned();
-  }
+  if (IsDynamic()) return Resolve().AsUnsigned();
   const auto* number = std::get_if<std::uint64_t>(&value_);
   return number == nullptr ? 0 : *number;
 }
 
 std::int64_t DeviceProperty::AsSigned() const {
-  if (const auto* dynamic = std::get_if<Dynamic>(&value_)) {
-    return dynamic->producer(dynamic->context).AsSigned();
-  }
+  if (IsDynamic()) return Resolve().AsSigned();
   const auto* number = std::get_if<std::uint64_t>(&value_);
   return number == nullptr ? 0 : WidenSign(*number, FindKind(kind_)->width);
 }
 
 std::string DeviceProperty::AsString() const {
-  if (const auto* dynamic = std::get_if<Dynamic>(&value_)) {
-    return dynamic->producer(dynamic->context).AsString();
-  }
+  if (IsDynamic()) return Resolve().AsString();
   const auto* text = std::get_if<std::string>(&value_);
   return text == nullptr ? std::string() : *text;
 }
 
 std::string DeviceProperty::ToText() const {
+  if (IsDynamic()) return Resolve().ToText();
   if (const auto* bytes = std::get_if<std::vector<std::uint8_t>>(&value_)) return ToHex(*bytes);
   if (kind_ == PropertyKind::Boolean) return BoolText(AsBoolean());
   const auto* row = FindKind(kind_);

@@ -72,6 +72,9 @@ class DeviceProperty {
   bool HasValue() const { return GetSize() != 0; }
   bool IsDynamic() const { return kind_ == PropertyKind::Dynamic; }
 
+  // This value; of a dynamic property the one that its producer gives now.
+  DeviceProperty Resolve() const;
+
   bool AsBoolean() const;
   std::uint64_t AsUnsigned() const;  // widened with zeros
   std::int64_t AsSigned() const;     // widened with sign
