@@ -72,28 +72,13 @@ void SelectPartitions(Drives drives, const Object& object, SelectedDevices& sele
   for (const auto* drive : drives) {
     if (drive->GetKind() != DeviceKind::Drive) continue;
     const auto& partitions = drive->GetPartitions();
-    const auto found = std::ranges::find_if(partitions, [&](const auto& partition) {
-      return GetPartitionId(*drive, partition) == *id;
-    });
+    const auto found = std::ranges::find_if(
+        partitions, [&](const auto& partition) { return drive->GetPartitionId(partition) == *id; });
     if (found != partitions.end()) selected.partitions.push_back(*found);
   }
 }
 
 }  // namespace
-
-std::uint32_t HashPartitionText(std::string_view text) {
-  std::uint32_t hash = 0;
-  for (const char c : text) {
-    const auto byte = static_cast<std::uint32_t>(static_cast<signed char>(c));
-    hash ^= byte + 0x9E3779B9 + (hash << 6) + (hash >> 2);
-  }
-  return hash;
-}
-
-std::uint32_t GetPartitionId(const Device& drive, const DeviceManagement::Partition& partition) {
-  return HashPartitionText(drive.GetString(Properties::SerialNumber) +
-                           drive.GetString(Properties::ModelNumber) + partition.GetName());
-}
 
 void SelectDevices(Drives drives, const XmlMessaging::Message* request, SelectedDevices& selected) {
   bool named = false;

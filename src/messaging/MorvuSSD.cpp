@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "devices/DeviceList.h"
 #include "devices/Drive.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
-#include "messaging/DeviceSelection.h"
 #include "messaging/Feature.h"
 #include "messaging/XmlMessaging.h"
 
@@ -82,16 +82,17 @@ void AddMethods(Object& object, Device& device) {
 }
 
 std::unique_ptr<Object> MakePartitionObject(const Device& device, const Partition& partition) {
+  const auto space = partition.ReadSpace();
   auto object = std::make_unique<Object>();
   object->SetAttribute("name", kPartitionName);
   object->SetAttribute("direction", "io");
   object->AddProperty("Path", partition.GetName());
-  object->AddProperty("LogicalSize", std::to_string(partition.GetSize()));
-  object->AddProperty("FreeSpace", std::to_string(partition.GetFreeSpace()));
-  object->AddProperty("UsedSpace", std::to_string(partition.GetUsedSpace()));
-  object->AddProperty("FreePercentage", std::to_string(partition.GetFreePercentage()));
+  object->AddProperty("LogicalSize", std::to_string(space.size));
+  object->AddProperty("FreeSpace", std::to_string(space.free));
+  object->AddProperty("UsedSpace", std::to_string(space.used));
+  object->AddProperty("FreePercentage", std::to_string(space.GetFreePercentage()));
   object->AddProperty("Type", partition.GetType());
-  object->AddProperty("Id", std::to_string(GetPartitionId(device, partition)));
+  object->AddProperty("Id", std::to_string(device.GetPartitionId(partition)));
   return object;
 }
 

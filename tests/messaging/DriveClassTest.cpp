@@ -13,6 +13,7 @@ namespace {
 
 using DeviceManagement::Device;
 using DeviceManagement::Drive;
+using DeviceManagement::Partition;
 using DeviceManagement::SelectedDevices;
 using ::testing::ElementsAre;
 using ::testing::IsEmpty;
@@ -109,6 +110,8 @@ struct Selection {
   std::vector<std::string> selected;
 };
 
+void PrintTo(const Selection& selection, std::ostream* out) { *out << selection.content; }
+
 class Selecting : public DriveClass, public ::testing::WithParamInterface<Selection> {};
 
 TEST_P(Selecting, PicksTheDrivesThatTheRequestNames) {
@@ -139,8 +142,8 @@ INSTANTIATE_TEST_SUITE_P(
         Selection{KeyObject("MorvuSSD", "SerialNumber", "OTHER"), {}},
         Selection{KeyObject("Device", "SerialNumber", "OTHER"), {"OTHER"}},
         Selection{KeyObject("MorvuSSD", "SerialNumber", "DEAD"), {}},
-        Selection{KeyObject("MorvuSSD", "Index", "1") + KeyObject("Device", "Index", "2"),
-                  {"SERIAL1", "OTHER"}},
+        Selection{KeyObject("MorvuSSD", "Index", "0") + KeyObject("Device", "Index", "2"),
+                  {"SERIAL0", "OTHER"}},
         Selection{"<Object cimClass='MorvuSSD'><Property name='SerialNumber'>SERIAL0</Property>"
                   "</Object>",
                   {}},
@@ -151,13 +154,35 @@ INSTANTIATE_TEST_SUITE_P(
         Selection{"", {"SERIAL0", "SERIAL1", "OTHER", "1", "DEAD"}},
         Selection{"<Object cimClass='Unknown'/>", {"SERIAL0", "SERIAL1", "OTHER", "1", "DEAD"}}));
 
-TEST(PartitionHash, IsThatOfTheText) {
-  EXPECT_EQ(0u, HashPartitionText(""));
-  EXPECT_EQ(0x9E3779B9u + 'A', HashPartitionText("A"));
-  // A byte above 127 is negative.
-  EXPECT_EQ(0x9E3779B9u - 1, HashPartitionText("\xFF"));
-  const std::uint32_t first = 0x9E3779B9u + 'A';
-  EXPECT_EQ(first ^ ('B' + 0x9E3779B9u + (first << 6) + (first >> 2)), HashPartitionText("AB"));
+TEST_F(DriveClass, PartitionIsSelectedByItsId) {
+  EXPECT_EQ(0u, HandMadeDrive("").GetPartitionId(Partition("")));
+  auto& first = Add("SERIAL0");
+  auto& second = Add("SERIAL1");
+  for (auto* drive : {&first, &second}) {
+    drive->GetPartitions().emplace_back("/dev/sdx1");
+    drive->GetPartitions().emplace_back("/dev/sdx2");
+  }
+  const auto id = std::to_string(second.GetPartitionId(second.GetPartitions()[1]));
+  const auto select = [&](const std::string& content) {
+    SelectedDevices selected;
+    SelectDevices(Drives(), Message::Parse("<Message>" + content + "</Message>").get(), selected);
+    return selected;
+  };
+  const auto partition = [](const std::string& text) {
+    return "<Object name='Partition'><Property name='Id'>" + text + "</Property></Object>";
+  };
+
+  // A partition alone names no drive: all are selected.
+  const auto selected = select(partition(id));
+  EXPECT_EQ(2u, selected.devices.size());
+  ASSERT_EQ(1u, selected.partitions.size());
+  EXPECT_EQ("/dev/sdx2", selected.partitions[0].GetName());
+  const auto both = select(partition(id) + KeyObject("MorvuSSD", "Index", "1"));
+  EXPECT_EQ(1u, both.devices.size());
+  EXPECT_EQ(1u, both.partitions.size());
+  EXPECT_EQ(0u, select(partition("1")).partitions.size());
+  EXPECT_EQ(0u, select(partition(id + "x")).partitions.size());
+  EXPECT_EQ(0u, select("<Object name='Partition'/>").partitions.size());
 }
 
 // ---- Requests and their results ----
