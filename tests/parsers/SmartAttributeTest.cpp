@@ -149,16 +149,6 @@ TEST(SmartAttribute, TellsAHostItsValues) {
             R"(<?xml version="1.0" encoding="utf-8"?>)"
             "\n"
             R"(<Object cimClass="SMARTAttribute" name="SMART Attribute">)"
-            R"(<List direction="o" name="breakdown" type="table">)"
-            R"(<Object><Property column="0" type="string"/>)"
-            R"(<Property column="1" type="string">Current degree C</Property>)"
-            R"(<Property column="2" type="string">34</Property></Object>)"
-            R"(<Object><Property column="0" type="string"/>)"
-            R"(<Property column="1" type="string">Highest degree C</Property>)"
-            R"(<Property column="2" type="string">40</Property></Object>)"
-            R"(<Object><Property column="0" type="string"/>)"
-            R"(<Property column="1" type="string">Lowest degree C</Property>)"
-            R"(<Property column="2" type="string">21</Property></Object></List>)"
             R"(<Property name="Name" type="string">BTWL402600K4480QGN.BE</Property>)"
             R"(<Property column="0" displayName="ID" name="ID" type="string">BE</Property>)"
             R"(<Property column="1" displayName="Description" name="Description" type="string">)"
@@ -172,7 +162,17 @@ TEST(SmartAttribute, TellsAHostItsValues) {
             R"(<Property name="Worst" type="uint8">60</Property>)"
             R"(<Property name="Status" type="uint16">34</Property>)"
             R"(<Property column="5" displayName="Action" name="Action" type="string">Pass)"
-            R"(</Property></Object>)");
+            R"(</Property>)"
+            R"(<List direction="o" name="breakdown" type="table">)"
+            R"(<Object><Property column="0" type="string"/>)"
+            R"(<Property column="1" type="string">Current degree C</Property>)"
+            R"(<Property column="2" type="string">34</Property></Object>)"
+            R"(<Object><Property column="0" type="string"/>)"
+            R"(<Property column="1" type="string">Highest degree C</Property>)"
+            R"(<Property column="2" type="string">40</Property></Object>)"
+            R"(<Object><Property column="0" type="string"/>)"
+            R"(<Property column="1" type="string">Lowest degree C</Property>)"
+            R"(<Property column="2" type="string">21</Property></Object></List></Object>)");
 }
 
 }  // namespace

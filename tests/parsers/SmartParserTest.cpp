@@ -268,8 +268,7 @@ void CheckAtaRun(const AtaScene& scene, const SweptRun& run) {
   } else {
     EXPECT_THAT(run.code, ::testing::AnyOf(Status::Completed, Status::NoCommunication));
   }
-  EXPECT_EQ(scene.parser->GetState(),
-            run.code == Status::Completed ? FeatureState::Finished : FeatureState::Failed);
+  EXPECT_EQ(scene.parser->GetState() == FeatureState::Finished, run.code == Status::Completed);
   if (run.code != Status::Completed) {
     EXPECT_THAT(scene.parser->GetAttributes(), IsEmpty());
     EXPECT_THAT(scene.parser->GetTable().GetRows(), IsEmpty());
