@@ -2,6 +2,8 @@
 
 #include <boost/property_tree/ptree.hpp>
 
+#include "devices/Drive.h"
+#include "devices/DriveXml.h"
 #include "frame/Logger.h"
 
 namespace Morvu {
@@ -30,6 +32,7 @@ bool SmartParserCore::Fail(StatusCode code, std::string_view reason) {
 
 void SmartParserCore::WriteData(boost::property_tree::ptree& tree) const {
   if (GetErrorCode() != Status::Completed) return;
+  if (drive_ != nullptr) DeviceManagement::WriteDriveXml(*drive_, tree);
   auto& list = tree.add_child("smart_attributes", {});
   for (const auto& [id, attribute] : attributes_) {
     attribute->WriteData(list.add_child("attribute", {}));

@@ -3,6 +3,7 @@
 //
 //   MORVU_UPDATE_GOLDEN=1 build/x86_64/tests/cli_tests --gtest_filter='*Golden*'
 #include <gtest/gtest.h>
+#include <unistd.h>
 
 #include <cstdlib>
 #include <filesystem>
@@ -18,38 +19,107 @@
 namespace MorvuTool {
 namespace {
 
+using Simulator::Fault;
 using Simulator::Kind;
+using Simulator::SimulatedDrive;
+using Simulator::TestFleet;
+
+// What a run finds.
+enum class Host { Mixed, Dell, Emc, Empty };
+
+struct Drives {
+  SimulatedDrive sata, scsi, nvme;
+};
 
 struct GoldenRun {
   std::string_view name;
   std::vector<std::string> arguments;
-  std::string_view input = "";
+  Host host = Host::Mixed;
+  void (*shape)(Drives& drives) = nullptr;
+  std::string_view file = "";  // written by the run, and recorded behind its output
+  bool withFeatures = true;
 };
 
 void PrintTo(const GoldenRun& run, std::ostream* out) { *out << run.name; }
 
+// ---- Hosts ----
+
+Drives AddMixed(TestFleet& fleet) {
+  Drives drives;
+  drives.sata = fleet.Add({.model = "MORVU SSDSC2BB480G4",
+                           .serial = "BTWL402600K4480QGN",
+                           .firmware = "D2010350",
+                           .sectors = 937703088});
+  drives.sata.State().ata.attributes[17] = {};  // counts the reads of the run
+  drives.sata.AddPartition(1 << 30, "/srv");
+  drives.sata.AddPartition(1 << 20);
+  drives.scsi = fleet.Add({.kind = Kind::Scsi,
+                           .model = "SIMULATED SAS",
+                           .serial = "S7A00001",
+                           .firmware = "A1B2",
+                           .sectors = 390625000});
+  drives.nvme = fleet.Add({.kind = Kind::Nvme,
+                           .model = "MORVU SSDPE2MD800G4",
+                           .serial = "CVFT4030004F800CGN",
+                           .firmware = "8DV10151",
+                           .sectors = 1562824368});
+  return drives;
+}
+
+// A drive that shows an attribute of each kind: judged, worn, named by its maker, broken
+// down, unknown.
+Drives AddOem(TestFleet& fleet, const char* model) {
+  Drives drives;
+  drives.sata = fleet.Add({.model = model, .serial = "BTWL402600K4480QGN", .firmware = "D2010350"});
+  // clang-format off
+  constexpr Simulator::SmartAttribute kAttributes[] = {
+      // id, value, worst, threshold, flags, reserved, raw
+      {0x01, 130, 130,  39, 0x000B, 0, 4294967295},
+      {0x05, 100, 100,   0, 0x0032, 0, 3},
+      {0x0E, 100, 100,   0, 0x0032, 0, 937703088},
+      {0xAA,  10,  10,  10, 0x0033, 0, 0},               // at its threshold
+      {0xAD,  90,  90,   0, 0x0032, 0, 0x002A00300012},
+      {0xAF, 100, 100,  10, 0x0033, 0, 0x000300050271},
+      {0xB5, 100, 100,   0, 0x003A, 0, 12884901891},
+      {0xB8, 100, 100,  90, 0x0032, 0, 0},
+      {0xBE,  72,  60,   0, 0x0022, 0, 0x000228121C1C},
+      {0xC2,  28,  28,   0, 0x0022, 0, 28},
+      {0xD8, 100, 100,   0, 0x0032, 0, 255},             // no name
+      {0xE9,  58,  58,   0, 0x0032, 0, 0},
+      {0xEA, 100, 100,   0, 0x0032, 0, 0x000000000A05},
+  };
+  // clang-format on
+  auto& attributes = drives.sata.State().ata.attributes;
+  std::fill(std::begin(attributes), std::end(attributes), Simulator::SmartAttribute{});
+  std::copy(std::begin(kAttributes), std::end(kAttributes), attributes);
+  return drives;
+}
+
+Drives AddDrives(TestFleet& fleet, Host host) {
+  if (host == Host::Mixed) return AddMixed(fleet);
+  if (host == Host::Dell) return AddOem(fleet, "MORVU SSDSC2BB480G4T");
+  if (host == Host::Emc) return AddOem(fleet, "MORVU SSDSC2BB480G4E");
+  return {};
+}
+
+// ---- Runs ----
+
 class Golden : public ::testing::TestWithParam<GoldenRun> {
  protected:
-  Golden() {
-    auto sata = fleet_.Add({.model = "MORVU SSDSC2BB480G4",
-                            .serial = "BTWL402600K4480QGN",
-                            .firmware = "D2010350",
-                            .sectors = 937703088});
-    sata.AddPartition(1 << 30, "/srv");
-    sata.AddPartition(1 << 20);
-    fleet_.Add({.kind = Kind::Scsi,
-                .model = "SIMULATED SAS",
-                .serial = "S7A00001",
-                .firmware = "A1B2",
-                .sectors = 390625000});
-    fleet_.Add({.kind = Kind::Nvme,
-                .model = "MORVU SSDPE2MD800G4",
-                .serial = "CVFT4030004F800CGN",
-                .firmware = "8DV10151",
-                .sectors = 1562824368});
+  Golden()
+      : drives_(AddDrives(fleet_, GetParam().host)),
+        folder_(fleet_.Folder() + "/work"),
+        before_(std::filesystem::current_path()) {
+    std::filesystem::create_directory(folder_);
+    std::filesystem::current_path(folder_);
   }
+  ~Golden() override { std::filesystem::current_path(before_); }
 
-  Simulator::TestFleet fleet_;
+  std::string Record(const GoldenRun& run);
+
+  TestFleet fleet_;
+  Drives drives_;
+  std::filesystem::path folder_, before_;
 };
 
 std::string ReadFile(const std::string& path) {
@@ -58,20 +128,23 @@ std::string ReadFile(const std::string& path) {
   return text.str();
 }
 
-// The command line, what it printed, and the exit status.
-std::string Record(const GoldenRun& run) {
+// The command line, what it printed, the exit status, and the file that it wrote.
+std::string Golden::Record(const GoldenRun& run) {
+  if (run.shape != nullptr) run.shape(drives_);
   std::vector<const char*> argv = {"morvussd"};
   std::ostringstream out;
   out << "$ morvussd";
   for (const auto& argument : run.arguments) {
-    out << ' ' << argument;
+    out << ' ' << (argument.empty() ? "''" : argument);
     argv.push_back(argument.c_str());
   }
   out << '\n';
-  std::istringstream in{std::string(run.input)};
-  Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  std::istringstream in;
+  const auto features = run.withFeatures ? GetFeatureMap() : std::span<const Morvu::FeatureEntry>();
+  Morvu::QRKCLI cli(features, GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
   out << "exit status " << ToExitStatus(code, cli.GetSideResult()) << '\n';
+  if (!run.file.empty()) out << "$ cat " << run.file << '\n' << ReadFile(std::string(run.file));
   return out.str();
 }
 
@@ -85,16 +158,120 @@ TEST_P(Golden, RunPrintsWhatItsFileHolds) {
   EXPECT_EQ(printed, ReadFile(path)) << path;
 }
 
+void FailSmartRead(Drives& drives) {
+  drives.sata.Inject(Fault::Fail().OnOpcode(0xB0).OnFeature(0xD0));
+}
+void FailSmartThresholds(Drives& drives) {
+  drives.sata.Inject(Fault::Fail().OnOpcode(0xB0).OnFeature(0xD1));
+}
+void FillNvmeList(Drives& drives) {
+  drives.nvme.SetLog(0xCA, std::vector<std::uint8_t>(4096, 0xFF));
+}
+void Silence(Drives& drives) { drives.sata.Inject(Fault::IoctlError(ENODEV)); }
+
 const GoldenRun kRuns[] = {
-    {"help", {"-help"}},
-    {"help_drive_index", {"-help", "drive_index"}},
-    {"help_nothing", {"-help", "nothing like it"}},
-    {"license", {"-license"}},
-    {"bad_index", {"-drive_index", "7"}},
-    {"bad_serial", {"-drive_serial", "NONE"}},
+    {.name = "help", .arguments = {"-help"}, .withFeatures = false},
+    {.name = "help_drive_index", .arguments = {"-help", "drive_index"}},
+    {.name = "help_smart", .arguments = {"-help", "SMART"}},
+    {.name = "help_nothing", .arguments = {"-help", "nothing like it"}},
+    {.name = "license", .arguments = {"-license"}},
+
+    {.name = "no_arguments", .arguments = {}},
+    {.name = "drive_list", .arguments = {"-drive_list"}},
+    {.name = "drive_list_file", .arguments = {"-drive_list", "list.csv"}, .file = "list.csv"},
+    {.name = "drive_list_unwritable", .arguments = {"-drive_list", "missing/list.csv"}},
+    {.name = "drive_list_no_drives", .arguments = {"-drive_list"}, .host = Host::Empty},
+    {.name = "no_drives", .arguments = {}, .host = Host::Empty},
+
+    {.name = "information_sata", .arguments = {"-drive_index", "1"}},
+    {.name = "information_scsi", .arguments = {"-drive_path", "/dev/sg1"}},
+    {.name = "information_nvme", .arguments = {"-drive_serial", "CVFT4030004F800CGN"}},
+    {.name = "information_by_partition", .arguments = {"-drive_letter", "/dev/sda1"}},
+    {.name = "information_silent", .arguments = {"-drive_index", "1"}, .shape = Silence},
+    {.name = "two_drives", .arguments = {"-drive_path", "/dev/sg1", "-drive_index", "0"}},
+
+    {.name = "bad_index", .arguments = {"-drive_index", "7"}},
+    {.name = "bad_serial", .arguments = {"-drive_serial", "NONE"}},
+    {.name = "bad_path", .arguments = {"-drive_path", "/dev/sg9"}},
+    {.name = "bad_letter", .arguments = {"-drive_letter", "/dev/sdz9"}},
+    {.name = "bad_index_before_feature", .arguments = {"-drive_index", "7", "-smart"}},
+    {.name = "index_no_drives", .arguments = {"-drive_index", "0"}, .host = Host::Empty},
+
+    {.name = "unknown_option", .arguments = {"-bogus"}},
+    {.name = "unknown_option_with_drive", .arguments = {"-bogus", "-drive_index", "0"}},
+    {.name = "several_errors",
+     .arguments = {"-bogus", "x", "-force", "now", "-drive_index", "abc", "-drive_path", "a", "b"}},
+    {.name = "negative_index", .arguments = {"-drive_index", "-1"}},
+    {.name = "empty_arguments", .arguments = {"", "-drive_index", "0", ""}},
+    {.name = "option_twice", .arguments = {"-drive_index", "7", "-drive_index", "1"}},
+    {.name = "modifier_alone", .arguments = {"-force"}},
+
+    {.name = "smart", .arguments = {"-drive_index", "1", "-smart"}},
+    {.name = "smart_without_selection", .arguments = {"-smart"}},
+    {.name = "smart_dell", .arguments = {"-smart"}, .host = Host::Dell},
+    {.name = "smart_emc", .arguments = {"-smart"}, .host = Host::Emc},
+    {.name = "smart_file",
+     .arguments = {"-smart", "smart.csv"},
+     .host = Host::Dell,
+     .file = "smart.csv"},
+    {.name = "smart_unwritable", .arguments = {"-drive_index", "1", "-smart", "missing/smart.csv"}},
+    {.name = "smart_two_files", .arguments = {"-smart", "a", "b"}},
+    {.name = "smart_scsi", .arguments = {"-drive_path", "/dev/sg1", "-smart"}},
+    {.name = "smart_nvme", .arguments = {"-drive_serial", "CVFT4030004F800CGN", "-smart"}},
+    {.name = "smart_nvme_file",
+     .arguments = {"-drive_serial", "CVFT4030004F800CGN", "-smart", "smart.csv"},
+     .file = "smart.csv"},
+    {.name = "smart_nvme_no_end",
+     .arguments = {"-drive_serial", "CVFT4030004F800CGN", "-smart"},
+     .shape = FillNvmeList},
+    {.name = "smart_read_failed",
+     .arguments = {"-drive_path", "/dev/sg0", "-smart"},
+     .shape = FailSmartRead},
+    {.name = "smart_thresholds_failed",
+     .arguments = {"-drive_path", "/dev/sg0", "-smart"},
+     .shape = FailSmartThresholds},
+    {.name = "smart_silent", .arguments = {"-drive_path", "/dev/sg0", "-smart"}, .shape = Silence},
+    {.name = "smart_no_drives", .arguments = {"-smart"}, .host = Host::Empty},
 };
 INSTANTIATE_TEST_SUITE_P(Runs, Golden, ::testing::ValuesIn(kRuns),
                          [](const auto& test) { return std::string(test.param.name); });
+
+// ---- Lines that no file should hold ----
+
+Morvu::StatusCode RunLine(const std::vector<std::string>& arguments, std::string& printed) {
+  TestFleet fleet;
+  std::vector<const char*> argv = {"morvussd"};
+  for (const auto& argument : arguments) argv.push_back(argument.c_str());
+  std::istringstream in;
+  std::ostringstream out;
+  Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
+  printed = out.str();
+  return code;
+}
+
+TEST(LongLine, TellsEachOfTenThousandFaults) {
+  std::string printed;
+  EXPECT_EQ(RunLine(std::vector<std::string>(10000, "-bogus"), printed), 73);
+  std::size_t lines = 0;
+  for (auto at = printed.find("not supported: -bogus"); at != printed.npos;
+       at = printed.find("not supported: -bogus", at + 1)) {
+    ++lines;
+  }
+  EXPECT_EQ(lines, 10000U);
+}
+
+TEST(LongLine, MayHoldTenThousandValuesAndALongOne) {
+  std::string printed;
+  std::vector<std::string> arguments(10000, "1");
+  arguments.front() = "-drive_index";
+  EXPECT_EQ(RunLine(arguments, printed), 73);
+  arguments.front() = "-smart";
+  EXPECT_EQ(RunLine(arguments, printed), 72);
+  EXPECT_EQ(RunLine({"-drive_serial", std::string(1 << 20, 'S')}, printed), 115);
+  EXPECT_EQ(RunLine({"-help", std::string(1 << 20, '-')}, printed), 0);
+  EXPECT_EQ(RunLine({std::string(1 << 20, '-')}, printed), 73);
+}
 
 }  // namespace
 }  // namespace MorvuTool

@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include <array>
+#include <boost/property_tree/ptree.hpp>
 
 #include "devices/Drive.h"
 #include "messaging/XmlMessaging.h"
@@ -252,6 +253,28 @@ TEST(SmartParser, ReadsAgainAfresh) {
   EXPECT_EQ(scene.parser->GetAttributes().size(), 17U);
   EXPECT_EQ(scene.parser->GetTable().GetHeaderRows().size(), 1U);
   EXPECT_LT(scene.parser->GetTable().Render().size(), text.size());
+}
+
+TEST(SmartParser, WritesTheDriveAndItsAttributesAsATree) {
+  AtaScene scene;
+  boost::property_tree::ptree before;
+  scene.Prepare();
+  SmartParser(scene.device()).WriteData(before);
+  EXPECT_FALSE(before.get_child("data").get_child_optional("smart_attributes"));
+
+  ASSERT_EQ(scene.Run(nullptr), 0);
+  boost::property_tree::ptree tree;
+  scene.parser->WriteData(tree);
+  EXPECT_EQ(tree.get<std::string>("data.drive.serial"), "BTWL402600K4480QGN");
+  const auto& attributes = tree.get_child("data.smart_attributes");
+  EXPECT_EQ(attributes.size(), 18U);
+  const auto& temperature = std::next(attributes.begin(), 10)->second;
+  EXPECT_EQ(temperature.get<std::string>("id"), "BE");
+  EXPECT_EQ(temperature.get<std::string>("raw"), "0x1C");
+  EXPECT_EQ(temperature.get<std::string>("worst"), "60");
+  EXPECT_EQ(temperature.get<std::string>("pass"), "Pass");
+  EXPECT_EQ(temperature.get<std::string>("breakdown.field.description"), "Current degree C");
+  EXPECT_EQ(temperature.get<std::string>("breakdown.field.value"), "28");
 }
 
 // Whether a run that meets a failed command must go on to its end, or with which
