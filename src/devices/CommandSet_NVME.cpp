@@ -1,6 +1,8 @@
 #include "devices/CommandSet_NVME.h"
 
 #include <algorithm>
+#include <atomic>
+#include <boost/thread/thread.hpp>
 #include <cstring>
 
 #include "devices/CommandPath_NVME.h"
@@ -16,6 +18,8 @@ namespace {
 constexpr std::uint32_t Bits(std::uint32_t value, int position, int width) {
   return (value & ((1u << width) - 1)) << position;
 }
+// Wider than the count, so that no count comes out as a short transfer.
+constexpr std::uint64_t DwordBytes(std::uint32_t dwords) { return std::uint64_t{dwords} * 4; }
 constexpr std::uint32_t High(std::uint16_t value) { return std::uint32_t{value} << 16; }
 constexpr std::uint64_t Join(std::uint32_t low, std::uint32_t high) {
   return low | std::uint64_t{high} << 32;
@@ -61,25 +65,59 @@ std::string ToLogText(const NvmeAdminCommand& command) {
   return text;
 }
 
+// Whether an event thread runs in this process.
+std::atomic<bool> eventThreadRuns = false;
+
 }  // namespace
+
+CommandSet_NVME::CommandSet_NVME(const PropertyList& properties, CommandPath& path)
+    : CommandSet(properties, path, Protocol::Nvme) {}
 
 CommandSet_NVME::CommandSet_NVME(const PropertyList& properties, std::unique_ptr<CommandPath> path)
     : CommandSet(properties, *path, Protocol::Nvme), ownPath_(std::move(path)) {}
 
-CommandSet_NVME::~CommandSet_NVME() = default;
+CommandSet_NVME::~CommandSet_NVME() {
+  if (eventThread_ == nullptr) return;
+  // A callback that destroys the set runs on the thread itself, which cannot join itself.
+  if (eventThread_->get_id() == boost::this_thread::get_id()) {
+    eventThread_->detach();
+  } else {
+    eventThread_->join();
+  }
+}
+
+bool CommandSet_NVME::StartEventThread(std::uint32_t timeoutSeconds,
+                                       EventNotification& notification) {
+  if (eventThreadRuns.exchange(true)) return false;
+  if (eventThread_ != nullptr) eventThread_->join();
+  const auto wait = [node = path_->GetDevicePath(), protocol = path_->GetProtocol(), timeoutSeconds,
+                     &notification] {
+    aerThreadFunc(node, protocol, timeoutSeconds, notification);
+    eventThreadRuns = false;
+  };
+  try {
+    eventThread_ = std::make_unique<boost::thread>(wait);
+  } catch (const boost::thread_resource_error&) {
+    eventThreadRuns = false;
+    return false;
+  }
+  return true;
+}
+
+bool CommandSet_NVME::IsEventThreadRunning() { return eventThreadRuns; }
 
 std::unique_ptr<CommandSet> CommandSet_NVME::Clone(Device& device) const {
   return std::make_unique<CommandSet_NVME>(device.GetProperties(), path_->Clone());
 }
 
 StatusCode CommandSet_NVME::Send(std::string_view operation, NvmeAdminCommand command,
-                                 std::uint8_t code, std::uint32_t length,
+                                 std::uint8_t code, std::uint64_t length,
                                  NvmeCompletion& completion, ByteSpan data) {
   if (operation != "nvmeSetFeatures") MORVU_LOG(kLogDebug, operation, ToLogText(command));
   if (data.size() < length) return Status::BufferTooSmall;
   const ByteSpan record(reinterpret_cast<std::uint8_t*>(&command), sizeof command);
   const ByteSpan reply(reinterpret_cast<std::uint8_t*>(&completion), sizeof completion);
-  return path_->SendOpcode(record, reply, code, data.first(length));
+  return path_->SendOpcode(record, reply, code, data.first(static_cast<std::size_t>(length)));
 }
 
 StatusCode CommandSet_NVME::nvmeVendorSpecific(std::uint8_t opcode, std::uint32_t nsid,
@@ -172,7 +210,7 @@ StatusCode CommandSet_NVME::nvmeSetFeatures(std::uint8_t featureId, std::uint32_
                .cdw10 = featureId,
                .cdw11 = cdw11,
                .cdw12 = cdw12},
-              dwords != 0 ? 2 : 0, dwords * 4, completion, data);
+              dwords != 0 ? 2 : 0, DwordBytes(dwords), completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeGetFeatures(std::uint8_t featureId, std::uint32_t nsid,
@@ -181,7 +219,7 @@ StatusCode CommandSet_NVME::nvmeGetFeatures(std::uint8_t featureId, std::uint32_
   return Send(
       "nvmeGetFeatures",
       {.opcode = AdminOpcode::GetFeatures, .nsid = nsid, .cdw10 = featureId, .cdw11 = cdw11},
-      dwords != 0 ? 4 : 0, dwords * 4, completion, data);
+      dwords != 0 ? 4 : 0, DwordBytes(dwords), completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeNamespaceManagement(std::uint32_t nsid, std::uint8_t select,
@@ -206,7 +244,7 @@ StatusCode CommandSet_NVME::nvmeFirmwareImageDownload(std::uint32_t dwords,
   return Send(
       "nvmeFirmwareImageDownload",
       {.opcode = AdminOpcode::FirmwareImageDownload, .cdw10 = dwords - 1, .cdw11 = offsetDwords}, 2,
-      dwords * 4, completion, data);
+      DwordBytes(dwords), completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeNamespaceAttachment(std::uint32_t nsid, std::uint8_t select,
@@ -257,7 +295,7 @@ StatusCode CommandSet_NVME::nvmeTestCmdWrite(std::uint32_t cdw12, std::uint8_t c
                .cdw11 = cdw11,
                .cdw12 = cdw12,
                .cdw13 = cdw13},
-              2, dwords * 4, completion, data);
+              2, DwordBytes(dwords), completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeTestCmdRead(std::uint32_t cdw12, std::uint8_t cdw13,
@@ -269,7 +307,7 @@ StatusCode CommandSet_NVME::nvmeTestCmdRead(std::uint32_t cdw12, std::uint8_t cd
                .cdw11 = cdw11,
                .cdw12 = cdw12,
                .cdw13 = cdw13},
-              4, dwords * 4, completion, data);
+              4, DwordBytes(dwords), completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeFlush(std::uint32_t cdw2, std::uint32_t nsid,
@@ -358,7 +396,7 @@ StatusCode CommandSet_NVME::nvmeReservationReport(std::uint32_t cdw2, std::uint3
                                                   ByteSpan data) {
   return Send("nvmeReservationReport",
               {.opcode = NvmOpcode::ReservationReport, .nsid = nsid, .cdw2 = cdw2, .cdw10 = dwords},
-              4, dwords * 4, completion, data);
+              4, DwordBytes(dwords), completion, data);
 }
 
 StatusCode CommandSet_NVME::nvmeReservationAcquire(std::uint32_t cdw2, std::uint32_t nsid,

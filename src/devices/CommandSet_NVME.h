@@ -5,6 +5,10 @@
 
 #include "devices/CommandSet.h"
 
+namespace boost {
+class thread;
+}
+
 namespace Morvu::DeviceManagement {
 
 // Takes the answer of an asynchronous event request. Owned by the caller, and used
@@ -25,11 +29,17 @@ struct EventNotification {
 // of its own on it, so that no two threads share one and none outlives its adapter.
 class CommandSet_NVME : public CommandSet {
  public:
-  CommandSet_NVME(const PropertyList& properties, CommandPath& path)
-      : CommandSet(properties, path, Protocol::Nvme) {}
+  CommandSet_NVME(const PropertyList& properties, CommandPath& path);
   CommandSet_NVME(const PropertyList& properties, std::unique_ptr<CommandPath> path);
+  // Waits for the event thread that this set started.
   ~CommandSet_NVME() override;
   std::unique_ptr<CommandSet> Clone(Device& device) const override;
+
+  // Starts a thread that waits for one asynchronous event on a path of its own. There
+  // is one at a time in the process; false when it runs already. `notification` must
+  // live until it was called.
+  bool StartEventThread(std::uint32_t timeoutSeconds, EventNotification& notification);
+  static bool IsEventThreadRunning();
 
   // ---- Admin commands (NVMe 1.0, section 5) ----
   StatusCode nvmeDeleteIOSubmissionQueue(std::uint16_t qid, NvmeCompletion& completion,
@@ -114,9 +124,10 @@ class CommandSet_NVME : public CommandSet {
 
  private:
   StatusCode Send(std::string_view operation, NvmeAdminCommand command, std::uint8_t code,
-                  std::uint32_t length, NvmeCompletion& completion, ByteSpan data);
+                  std::uint64_t length, NvmeCompletion& completion, ByteSpan data);
 
   std::unique_ptr<CommandPath> ownPath_;  // null when the path is another's
+  std::unique_ptr<boost::thread> eventThread_;
 };
 
 // The body of a thread that waits for one asynchronous event (NVMe 1.0, 5.2) on a
