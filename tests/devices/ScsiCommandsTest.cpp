@@ -1,0 +1,71 @@
+// Every SCSI operation, byte for byte as it reaches the node.
+#include <gmock/gmock.h>
+
+#include "NodeCommands.h"
+#include "devices/CommandPath_SCSI.h"
+#include "devices/CommandSet_SCSI.h"
+
+namespace Morvu::DeviceManagement {
+namespace {
+
+using Simulator::Direction;
+using Simulator::Fault;
+using Simulator::Kind;
+using ::testing::ElementsAreArray;
+
+constexpr auto In = Direction::FromDevice;
+constexpr auto Out = Direction::ToDevice;
+constexpr auto None = Direction::None;
+
+#define SEND(call) [](CommandSet_SCSI& set, [[maybe_unused]] ByteSpan data) { return set.call; }
+
+// The group code in bits 7:5 of the opcode tells a CDB's length (SPC-4, 4.2.5.1).
+struct Cdb {
+  std::uint8_t bytes[32];
+  ByteView View() const {
+    constexpr std::size_t kLengths[] = {6, 10, 10, 32, 16, 12, 0, 0};
+    return ByteView(bytes, kLengths[bytes[0] >> 5]);
+  }
+};
+
+struct Row {
+  const char* name;
+  StatusCode (*send)(CommandSet_SCSI& set, ByteSpan data);
+  Direction direction;
+  std::uint32_t length;
+  Cdb cdb;
+};
+constexpr Row kRows[] = {
+#include "ScsiCommandRows.inc"
+};
+static_assert(std::size(kRows) == 51);
+
+struct ScsiCommands : ::testing::Test, NodeUnderTest<CommandPath_SCSI> {
+  ScsiCommands()
+      : NodeUnderTest({.kind = Kind::Scsi, .model = "SSD400SAS"}), set(properties, path) {}
+
+  CommandSet_SCSI set;
+};
+
+TEST_F(ScsiCommands, ReachTheNodeAsTheStandardHasThem) {
+  drive.Inject(Fault::ScsiError(0x08));
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.name);
+    EXPECT_EQ(Status::ScsiCommandFailed, row.send(set, LargeBuffer()));
+    const auto entry = TakeCommand();
+    EXPECT_THAT(entry.command, ElementsAreArray(row.cdb.View()));
+    EXPECT_EQ(row.direction, entry.direction);
+    EXPECT_EQ(row.length, entry.transferLength);
+    EXPECT_EQ(5000u, entry.timeoutMs);
+  }
+}
+
+TEST_F(ScsiCommands, ARefusedReadIsNoGoodRead) {
+  drive.Inject(Fault::ScsiError(0x02, 0x03, 0x11, 0x00).Times(1));
+  Bytes data(512);
+  EXPECT_EQ(Status::ScsiCommandFailed, set.scsiRead10(data, 0, 1, false, false, 0));
+  EXPECT_EQ(Status::Completed, set.scsiRead10(data, 0, 1, false, false, 0));
+}
+
+}  // namespace
+}  // namespace Morvu::DeviceManagement
