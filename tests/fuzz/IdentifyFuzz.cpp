@@ -1,0 +1,70 @@
+// Drives that answer anything to their identification. The first byte says which kind of
+// drive it is and how it is attached, the second which of its commands fail; the rest is
+// what the commands give, one after the other.
+#include <algorithm>
+#include <cstddef>
+#include <cstdint>
+#include <memory>
+
+#include "devices/CommandPath.h"
+#include "devices/CommandSet.h"
+#include "devices/DeviceIdentification.h"
+#include "devices/Drive.h"
+
+namespace {
+
+using namespace Morvu;
+using namespace Morvu::DeviceManagement;
+
+class AnsweringPath : public CommandPath {
+ public:
+  AnsweringPath(std::string_view protocol, std::uint8_t failures, ByteView answers)
+      : CommandPath("", protocol, "Fuzz", 5), failures_(failures), answers_(answers) {}
+
+ protected:
+  StatusCode SendOpcodeCore(ByteSpan, ByteSpan, std::uint8_t, ByteSpan data,
+                            std::uintptr_t) override {
+    const bool fails = (failures_ & 1) != 0;
+    failures_ = static_cast<std::uint8_t>(failures_ >> 1);
+    const auto given = answers_.first(std::min(data.size(), answers_.size()));
+    std::ranges::copy(given, data.begin());
+    answers_ = answers_.subspan(given.size());
+    return fails ? Status::AtaCommandFailed : Status::Completed;
+  }
+
+ private:
+  std::uint8_t failures_;
+  ByteView answers_;
+};
+
+void Require(bool holds) {
+  if (!holds) __builtin_trap();
+}
+
+void Check(const Drive& drive) {
+  const auto sectorSize = drive.GetUInt(Properties::SectorSize);
+  Require(sectorSize >= 512 && sectorSize <= 65536);
+  for (const auto& property : drive.GetProperties()) {
+    Require(std::ranges::all_of(property.ToText(), [](char c) { return c >= ' ' && c <= '~'; }));
+  }
+}
+
+}  // namespace
+
+extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
+  const ByteView input(data, size);
+  if (input.size() < 2) return 0;
+  constexpr std::string_view kProtocols[] = {Transport::Ata, Transport::Nvme, Transport::Scsi};
+  const auto kind = input[0];
+
+  Drive drive;
+  drive.SetPath(
+      std::make_unique<AnsweringPath>(kProtocols[(kind & 3) % 3], input[1], input.subspan(2)));
+  drive.AddCommandSet(CreateCommandSet(drive.GetProperties(), drive.GetPath()));
+  if (kind & 0x04) drive.AddProperty(Properties::CSMI, true);
+  if (kind & 0x08) drive.AddProperty(Properties::ControllerIDEMode, true);
+  if (kind & 0x10) drive.AddProperty(Properties::RAID, true);
+  drive.UpdateProperties();
+  Check(drive);
+  return 0;
+}
