@@ -52,7 +52,7 @@ JobManager::~JobManager() { Stop(); }
 ScanOptions JobManager::MakeScanOptions() {
   ScanOptions options;
   options.identify = true;
-  options.findLogical = false;
+  options.findLogical = true;
   options.includeProducts.assign(std::begin(kIncludedProducts), std::end(kIncludedProducts));
   return options;
 }

@@ -1,0 +1,198 @@
+// The subjects "MorvuSSD" and "Device" through the exported functions, on simulated drives.
+#include <gtest/gtest.h>
+
+#include <set>
+#include <sstream>
+
+#include "Host.h"
+#include "Outline.h"
+#include "TestFleet.h"
+
+namespace MorvuHost {
+namespace {
+
+using Simulator::Fault;
+using Simulator::Kind;
+
+// The descriptions of both classes. The file holds all methods; those that the library
+// does not have yet are left out of the comparison.
+TEST(DriveClasses, AreDescribedAsTheFileHas) {
+  Host host;
+  const auto message =
+      ParseMessage(host.Call("<Message subject='supported functionality'/>").Text());
+  std::string described;
+  std::set<std::string> methods;
+  for (const auto& [tag, subject] : message) {
+    const auto cimClass = AttributeText(subject, "cimClass");
+    if (tag != "Subject" || (cimClass != "MorvuSSD" && cimClass != "Device")) continue;
+    described += Outline(tag, subject);
+    for (const auto& child : subject) methods.insert(AttributeText(child.second, "name"));
+  }
+
+  std::string expected;
+  bool isKept = true;
+  std::istringstream golden(ReadGolden("drive_classes.txt"));
+  for (std::string line; std::getline(golden, line);) {
+    if (!line.starts_with("    ")) {
+      const auto name = line.substr(line.find(" name=\"") + 7);
+      const bool isMethod = line.find("type=\"method\"") != line.npos;
+      isKept = !isMethod || methods.count(name.substr(0, name.find('"'))) != 0;
+    }
+    if (isKept) expected += line + "\n";
+  }
+  EXPECT_EQ(expected, described);
+}
+
+class DriveClass : public ::testing::Test {
+ protected:
+  Simulator::SimulatedDrive AddSata(std::string_view serial = "BTWL402600K4480QGN") {
+    return fleet_.Add({.model = "MORVU SSDSC2BB480G4",
+                       .serial = std::string(serial),
+                       .firmware = "D2010370",
+                       .sectors = 937703088});
+  }
+
+  Reply Scan(const std::string& content = "", const std::string& attributes = "") {
+    return Ask(content, "scan='True' " + attributes);
+  }
+  Reply Ask(const std::string& content, const std::string& attributes = "") {
+    return host_.Call("<Message cimClass='MorvuSSD' " + attributes + ">" + content + "</Message>");
+  }
+
+  Simulator::TestFleet fleet_;
+  Host host_;
+};
+
+std::string KeyObject(const std::string& name, const std::string& text) {
+  return "<Object cimClass='MorvuSSD'><Property key='True' name='" + name + "'>" + text +
+         "</Property></Object>";
+}
+
+TEST_F(DriveClass, ListsADriveAsTheFileHas) {
+  auto drive = AddSata();
+  drive.AddPartition(1 << 30, "/srv");
+  const auto reply = Scan();
+  ASSERT_EQ(1u, reply.Listed().size());
+  EXPECT_EQ(0, reply.ErrorCode());
+  ExpectGolden("sata_drive.txt", Outline("Object", *reply.Listed().front()));
+}
+
+TEST_F(DriveClass, ListsAnNvmeDriveAsTheFileHas) {
+  fleet_.Add({.kind = Kind::Nvme,
+              .model = "MORVU SSDPE2MD800G4",
+              .serial = "CVFT4030004F800CGN",
+              .firmware = "8DV10151",
+              .sectors = 1562824368});
+  const auto reply = Scan();
+  ASSERT_EQ(1u, reply.Listed().size());
+  ExpectGolden("nvme_drive.txt", Outline("Object", *reply.Listed().front()));
+}
+
+TEST_F(DriveClass, KeepsItsListUntilTheNextScan) {
+  AddSata("BTWL000000000480QG");
+  EXPECT_EQ(0u, Ask("").Listed().size());
+  EXPECT_EQ(1u, Scan().Listed().size());
+  AddSata("BTWL000000001480QG");
+  EXPECT_EQ(1u, Ask("").Listed().size());
+  EXPECT_EQ(2u, Scan().Listed().size());
+}
+
+TEST_F(DriveClass, LeavesOutADriveThatNoLongerAnswers) {
+  auto first = AddSata("BTWL000000000480QG");
+  auto second = AddSata("BTWL000000001480QG");
+  ASSERT_EQ(2u, Scan().Listed().size());
+  second.Inject(Fault::Vanish());
+
+  const auto gone = Ask(KeyObject("SerialNumber", "BTWL000000001480QG"));
+  EXPECT_EQ(0u, gone.Listed().size());
+  EXPECT_EQ(245, gone.ErrorCode());
+  const auto both = Ask(KeyObject("Index", "0") + KeyObject("Index", "1"));
+  EXPECT_EQ(1u, both.Listed().size());
+  EXPECT_EQ(0, both.ErrorCode());
+}
+
+std::vector<std::string> PartitionIds(const Reply& reply) {
+  std::vector<std::string> ids;
+  for (const auto* drive : reply.Listed()) {
+    for (const auto& [tag, list] : *drive) {
+      if (tag != "List" || AttributeText(list, "name") != "Partition") continue;
+      for (const auto& [inner, object] : list) {
+        if (inner == "Object") ids.push_back(PropertyText(object, "Id"));
+      }
+    }
+  }
+  return ids;
+}
+
+TEST_F(DriveClass, NamesAPartitionByTheSameIdAfterEachScan) {
+  auto drive = AddSata();
+  drive.AddPartition(1 << 30, "/srv");
+  drive.AddPartition(1 << 20);
+  const auto ids = PartitionIds(Scan());
+  ASSERT_EQ(2u, ids.size());
+  EXPECT_NE(ids[0], ids[1]);
+  EXPECT_EQ(ids, PartitionIds(Scan()));
+  AddSata("BTWL000000001480QG").AddPartition(1 << 20);
+  const auto more = PartitionIds(Scan());
+  ASSERT_EQ(3u, more.size());
+  EXPECT_EQ(ids, std::vector(more.begin(), more.begin() + 2));
+}
+
+// A namespace's partitions are seen in no other way before an erase.
+TEST_F(DriveClass, ShowsThePartitionsOfAnNvmeDrive) {
+  auto drive = fleet_.Add({.kind = Kind::Nvme, .model = "MORVU SSDPE2MD800G4"});
+  const auto partition = drive.AddPartition(1 << 20);
+  const auto reply = Scan();
+  ASSERT_EQ(1u, PartitionIds(reply).size());
+  EXPECT_NE(std::string::npos, reply.Text().find(partition));
+}
+
+TEST_F(DriveClass, SendsNothingForAWriteThatItRefuses) {
+  auto drive = AddSata();
+  Scan();
+  const std::string writes[] = {
+      "<Property direction='o' name='MaximumLBA'>native</Property>",
+      "<Property name='MaximumLBA'>native</Property>",
+      "<Property direction='i' name='SerialNumber'>X</Property>",
+      "<Property direction='i' name='Colour'>red</Property>",
+      "<Property direction='i' name='MaximumLBA'>native</Property><Property name='PhySpeed'/>",
+  };
+  const int codes[] = {73, 73, 73, 272, 73};
+  for (std::size_t i = 0; i < std::size(writes); ++i) {
+    drive.ClearJournal();
+    // Without a class Object the drive is selected untested.
+    EXPECT_EQ(codes[i], Ask(writes[i]).ErrorCode()) << writes[i];
+    EXPECT_EQ(std::vector<std::uint8_t>(), drive.Opcodes()) << writes[i];
+  }
+}
+
+TEST_F(DriveClass, TouchesNoDriveForAnUnknownMethod) {
+  auto drive = AddSata();
+  Scan();
+  drive.ClearJournal();
+  EXPECT_EQ(270, Ask("<Object type='method' name='Explode'/>").ErrorCode());
+  EXPECT_EQ(std::vector<std::uint8_t>(), drive.Opcodes());
+}
+
+// Detection knows this model by the name that the system has for it.
+TEST_F(DriveClass, ShowsADriveThatItCannotReachByItsNameAlone) {
+  auto drive = fleet_.Add({.model = "VM0160MHYB", .serial = "CVPO000000000160"});
+  drive.Inject(Fault::IoctlError(EPERM));
+  const auto reply = Scan("", "includeMethods='True'");
+  ASSERT_EQ(1u, reply.Listed().size());
+  ExpectGolden("unreachable_drive.txt", Outline("Object", *reply.Listed().front()));
+}
+
+TEST_F(DriveClass, TabulatesTheHostController) {
+  AddSata();
+  Scan();
+  const auto message = ParseMessage(Ask("<Object type='method' name='HostController'/>").Text());
+  std::string tables;
+  for (const auto& [tag, list] : message) {
+    if (tag == "List" && AttributeText(list, "type") == "table") tables += Outline(tag, list);
+  }
+  ExpectGolden("host_controller.txt", tables);
+}
+
+}  // namespace
+}  // namespace MorvuHost
