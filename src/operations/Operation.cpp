@@ -1,6 +1,7 @@
 #include "operations/Operation.h"
 
 #include <algorithm>
+#include <charconv>
 
 #include "cli/QRKCLI.h"
 #include "frame/Logger.h"
@@ -71,8 +72,12 @@ bool GetBoolParameter(const Object& method, std::string_view name) {
 
 std::uint64_t GetNumberParameter(const Object& method, std::string_view name,
                                  std::uint64_t largest) {
+  const auto text = GetTextParameter(method, name);
+  std::uint64_t unused = 0;
+  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), unused);
+  if (parsed.ec == std::errc::result_out_of_range) return largest;
   // A negative number parses as a very large one.
-  return std::min(ParseDecimal(GetTextParameter(method, name)), largest);
+  return std::min(ParseDecimal(text), largest);
 }
 
 std::unique_ptr<Object> DescribeMethod(std::string_view name) {
