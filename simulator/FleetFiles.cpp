@@ -48,7 +48,8 @@ echo "Filesystem Type $unit-blocks Used Available Use% Mounted on"
 awk -v root="$root" -v unit="$unit" '$3 != "-" {
   used = int($4 / 4); free = $4 - used
   where = ($3 ~ "^/mnt/" ? root : "") $3
-  printf "%s%s %s %d %d %d %d%% %s\n", root, $1, $2, $4 / unit, used / unit, free / unit, 25, where
+  # %d would cut large numbers to 31 bits.
+  printf "%s%s %s %.0f %.0f %.0f %d%% %s\n", root, $1, $2, int($4 / unit), int(used / unit), int(free / unit), 25, where
 }' "$root/tables/partitions"
 )sh";
 

@@ -34,8 +34,10 @@ std::string FindVolumeGroup(const std::string& partition) {
 // Whether a node is a volume of the group: "/dev/GROUP/VOLUME", or
 // "/dev/mapper/GROUP-VOLUME" with each dash of the names doubled.
 bool IsInGroup(std::string_view node, std::string_view group) {
-  return !group.empty() && (node.starts_with("/dev/" + std::string(group) + "/") ||
-                            node.starts_with("/dev/mapper/" + ReplaceAll(group, "-", "--") + "-"));
+  if (group.empty()) return false;
+  if (node.starts_with("/dev/" + std::string(group) + "/")) return true;
+  const auto prefix = "/dev/mapper/" + ReplaceAll(group, "-", "--") + "-";
+  return node.starts_with(prefix) && !node.substr(prefix.size()).starts_with('-');
 }
 
 void MarkVolumes(const Drives& drives, std::string_view rootNode) {

@@ -17,9 +17,9 @@ struct ScanOptions {
   bool scanGeneric = true;
   bool scanLsi = false;
   bool scanZmv = false;
-  std::vector<std::string> includeProducts;  // if not empty, only these products
-  std::vector<std::string> excludeProducts;  // drop products that contain one of these
-  std::vector<std::string> lsiLibraryPaths;  // candidates for the LSI adapter library
+  std::vector<std::string> includeProducts{};  // if not empty, only these products
+  std::vector<std::string> excludeProducts{};  // drop products that contain one of these
+  std::vector<std::string> lsiLibraryPaths{};  // candidates for the LSI adapter library
 };
 
 }  // namespace Morvu::DeviceManagement

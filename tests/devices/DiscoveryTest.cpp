@@ -1,48 +1,37 @@
-#include <gmock/gmock.h>
-#include <gtest/gtest.h>
+#include "devices/Scan.h"
 
-#include "TestFleet.h"
-#include "devices/AdapterManager.h"
-#include "devices/Drive.h"
-
-namespace Morvu::DeviceManagement {
+namespace Morvu::Testing {
 namespace {
 
+using Simulator::Fault;
 using Simulator::Kind;
 using Simulator::TestFleet;
+using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 
-std::vector<std::string> PathsOf(const std::vector<Device*>& drives) {
-  std::vector<std::string> paths;
-  for (const auto* drive : drives) paths.push_back(drive->GetString(Properties::DevicePath));
-  return paths;
-}
-
-std::vector<std::string> ScanPaths(const ScanOptions& options = {}) {
-  AdapterManager manager;
-  manager.Scan(options);
-  return PathsOf(manager.GetDrives());
-}
+constexpr const char* kSataModel = "MORVU SSDSC2BB480G4";
 
 TEST(DiscoveryTest, FindsWhatAMixedHostHas) {
   TestFleet fleet;
-  fleet.Add({.model = "MORVU SSDSC2BB480G4"});
-  fleet.Add({.kind = Kind::Nvme, .namespaces = 2});
-  fleet.Add({.kind = Kind::Scsi, .model = "SSD400SAS"});
+  fleet.Add({.model = kSataModel, .serial = "BTWL1"});
+  fleet.Add({.kind = Kind::Nvme, .serial = "CVFT1", .namespaces = 2});
+  fleet.Add({.kind = Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1"});
 
   AdapterManager manager;
-  manager.Scan({});
+  manager.Scan({.identify = true});
 
   const auto& drives = manager.GetDrives();
-  ASSERT_THAT(PathsOf(drives),
-              ElementsAre("/dev/nvme0n1", "/dev/nvme0n2", "/dev/sg0", "/dev/sg1"));
-  EXPECT_TRUE(drives[0]->HasCommandSet(Protocol::Nvme));
-  EXPECT_EQ(1u, drives[1]->GetUInt(Properties::Lun));
-  EXPECT_TRUE(drives[2]->HasCommandSet(Protocol::Ata));
-  EXPECT_TRUE(drives[3]->HasCommandSet(Protocol::Scsi));
+  ASSERT_THAT(PathsOf(drives), ElementsAre("/dev/nvme0n1", "/dev/nvme0n2", "/dev/sg0", "/dev/sg1"));
+  constexpr std::string_view kSets[] = {Protocol::Nvme, Protocol::Nvme, Protocol::Ata,
+                                        Protocol::Scsi};
+  constexpr std::string_view kSerials[] = {"CVFT1", "CVFT1", "BTWL1", "SAS1"};
   for (std::size_t i = 0; i < drives.size(); ++i) {
     EXPECT_EQ(i, drives[i]->GetUInt(Properties::Index));
+    EXPECT_TRUE(drives[i]->HasCommandSet(kSets[i])) << i;
+    EXPECT_EQ(kSerials[i], drives[i]->GetString(Properties::SerialNumber));
+    EXPECT_EQ("No Opal", drives[i]->GetString(Properties::OpalState));
+    EXPECT_EQ("Healthy", drives[i]->GetString(Properties::DeviceStatus));
     EXPECT_TRUE(drives[i]->TestConnection());
   }
 }
@@ -52,5 +41,201 @@ TEST(DiscoveryTest, AnEmptyHostHasNoDrive) {
   EXPECT_THAT(ScanPaths(), IsEmpty());
 }
 
+TEST(DiscoveryTest, OffersWhatTheOptionsAskFor) {
+  TestFleet fleet;
+  fleet.Add({.model = kSataModel});
+  fleet.Add({.model = kSataModel, .usb = true});
+  fleet.Add({.deviceType = 5});
+  fleet.Add({.kind = Kind::Nvme});
+
+  EXPECT_THAT(ScanPaths(), ElementsAre("/dev/nvme0n1", "/dev/sg0"));
+  EXPECT_THAT(ScanPaths({.scanUsb = true}), ElementsAre("/dev/nvme0n1", "/dev/sg0", "/dev/sg1"));
+  EXPECT_THAT(ScanPaths({.scanGeneric = false}), ElementsAre("/dev/nvme0n1"));
+  // Without its adapter a namespace is the generic adapter's.
+  EXPECT_THAT(ScanPaths({.scanNvme = false}), ElementsAre("/dev/nvme0n1", "/dev/sg0"));
+}
+
+TEST(DiscoveryTest, EachNamespaceGoesToItsOwnController) {
+  TestFleet fleet;
+  for (int i = 0; i <= 10; ++i) fleet.Add({.kind = Kind::Nvme});
+
+  AdapterManager manager;
+  manager.Scan({});
+
+  ASSERT_EQ(11u, manager.GetDrives().size());
+  for (const auto* drive : manager.GetDrives()) {
+    const auto path = drive->GetString(Properties::DevicePath);
+    ASSERT_NE(nullptr, drive->GetParent()) << path;
+    EXPECT_EQ(path, drive->GetParent()->GetString(Properties::DevicePath) + "n1");
+  }
+}
+
+TEST(DiscoveryTest, ANamespaceIsAskedForByItsNumber) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.kind = Kind::Nvme, .namespaces = 12});
+  drive.State().nvme.namespaces[11].bytes = 512 * 4096;
+
+  AdapterManager manager;
+  manager.Scan({.identify = true});
+
+  const auto* last = FindDrive(manager, "/dev/nvme0n12");
+  ASSERT_NE(nullptr, last);
+  EXPECT_EQ(11u, last->GetUInt(Properties::Lun));
+  EXPECT_EQ(4095u, last->GetUInt(Properties::MaximumLBA));
+  EXPECT_EQ(512u * 4096, last->GetUInt(Properties::PhysicalSize));
+}
+
+TEST(DiscoveryTest, AControllerWithoutNamespacesIsADriveItself) {
+  TestFleet fleet;
+  fleet.Add({.kind = Kind::Nvme, .serial = "CVFT1", .namespaces = 0});
+
+  AdapterManager manager;
+  manager.Scan({.identify = true});
+
+  ASSERT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/nvme0"));
+  auto& drive = *manager.GetDrives()[0];
+  EXPECT_EQ("1", drive.GetString(Properties::PNPString));
+  EXPECT_EQ("CVFT1", drive.GetString(Properties::SerialNumber));
+  EXPECT_EQ(0u, drive.GetUInt(Properties::PhysicalSize));
+  EXPECT_TRUE(drive.TestConnection());
+}
+
+TEST(DiscoveryTest, AControllerThatFailsItsTestIsNoAdapter) {
+  TestFleet fleet;
+  fleet.Add({.kind = Kind::Nvme, .namespaces = 0, .refusesIdentify = true});
+  fleet.Add({.kind = Kind::Nvme});
+  EXPECT_THAT(ScanPaths(), ElementsAre("/dev/nvme1n1"));
+}
+
+// Node paths are ordered by their bytes.
+TEST(DiscoveryTest, SortsByPath) {
+  TestFleet fleet;
+  for (int i = 0; i <= 10; ++i) fleet.Add({});
+  const auto paths = ScanPaths();
+  ASSERT_EQ(11u, paths.size());
+  EXPECT_EQ("/dev/sg10", paths[2]);
+  EXPECT_EQ("/dev/sg2", paths[3]);
+}
+
+TEST(DiscoveryTest, PublishesWhatPassesTheFilter) {
+  TestFleet fleet;
+  fleet.Add({.model = kSataModel});
+  fleet.Add({.model = "VM0080MHYA"});
+  fleet.Add({.model = "ANOTHER MAKER'S SSD"});
+  const ScanOptions identify{.identify = true};
+  AdapterManager manager;
+  manager.Scan(identify);
+  const auto product = FindDrive(manager, "/dev/sg0")->GetString(Properties::Product);
+  ASSERT_FALSE(product.empty());
+
+  auto options = identify;
+  options.morvuOnly = true;
+  EXPECT_THAT(ScanPaths(options), ElementsAre("/dev/sg0", "/dev/sg1"));
+  options.includeProducts = {product};
+  EXPECT_THAT(ScanPaths(options), ElementsAre("/dev/sg0"));
+  options = identify;
+  options.excludeProducts = {product.substr(1)};
+  EXPECT_THAT(ScanPaths(options), ElementsAre("/dev/sg1", "/dev/sg2"));
+
+  manager.Scan(options);
+  EXPECT_EQ(0u, manager.GetDrives()[0]->GetUInt(Properties::Index));
+}
+
+// The installed driver lets no command of the product's kind through.
+TEST(DiscoveryTest, MarksADriveBehindAnUnreachableDriver) {
+  TestFleet fleet;
+  auto ata = fleet.Add({.kind = Kind::Scsi, .model = "VM0080MHYA"});
+  auto scsi = fleet.Add({.kind = Kind::Scsi, .model = "SSD400SAS"});
+  fleet.Add({.kind = Kind::Scsi, .model = "VO0400KMVCD"});
+  for (auto* drive : {&ata, &scsi}) drive->Inject(Fault::HostError(1));
+
+  AdapterManager manager;
+  manager.Scan({.identify = true, .includeProducts = {"none of these"}});
+
+  std::vector<std::uint64_t> errors;
+  for (const auto* drive : manager.GetDrives()) {
+    errors.push_back(drive->GetUInt(Properties::DriverCommunicationError));
+    EXPECT_FALSE(drive->HasCommandSet(Protocol::Ata));
+  }
+  EXPECT_THAT(errors, ElementsAre(286, 287, 288));
+}
+
+// ---- Partitions ----
+
+std::vector<std::string> PartitionsOf(const Device& drive) {
+  std::vector<std::string> names;
+  for (const auto& partition : drive.GetPartitions()) {
+    names.push_back(partition.GetName() + (partition.IsOsPartition() ? "*" : ""));
+  }
+  return names;
+}
+
+constexpr std::uint64_t kPartitionSize = 1 << 20;
+
+TEST(DiscoveryTest, FindsThePartitionsOfEachDrive) {
+  TestFleet fleet;
+  for (int i = 0; i <= 27; ++i) fleet.Add({});
+  auto nvme = fleet.Add({.kind = Kind::Nvme, .namespaces = 11});
+  for (const char* node :
+       {"/dev/sg1", "/dev/sg1", "/dev/sg10", "/dev/sg27", "/dev/nvme0n1", "/dev/nvme0n11"}) {
+    fleet.Drive(node).AddPartition(kPartitionSize, "/data");
+  }
+
+  AdapterManager manager;
+  manager.Scan({.findLogical = true});
+
+  EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/sg0")), IsEmpty());
+  EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/sg1")), ElementsAre("/dev/sdb1", "/dev/sdb2"));
+  EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/sg10")), ElementsAre("/dev/sdk1"));
+  EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/sg27")), ElementsAre("/dev/sdab1"));
+  EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/nvme0n1")), ElementsAre("/dev/nvme0n1p1"));
+  EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/nvme0n11")), ElementsAre("/dev/nvme0n11p1"));
+  EXPECT_EQ("ext4", FindDrive(manager, "/dev/sg10")->GetPartitions()[0].GetType());
+
+  const auto& list = manager.GetDeviceList();
+  EXPECT_EQ(FindDrive(manager, "/dev/sg27"), list.Find("", "/dev/sdab1"));
+  EXPECT_EQ(nullptr, list.Find("", "/dev/sdab2"));
+}
+
+struct RootCase {
+  const char* root;
+  std::vector<std::string> marked;
+};
+
+class RootTest : public testing::TestWithParam<RootCase> {};
+
+// sda has ten partitions; sda2 carries the volume group my-vg, and sdb1 none of a group.
+TEST_P(RootTest, MarksThePartitionOfTheOperatingSystem) {
+  TestFleet fleet;
+  auto first = fleet.Add({});
+  auto second = fleet.Add({});
+  auto third = fleet.Add({.kind = Kind::Nvme});
+  first.AddPartition(kPartitionSize, "/boot");
+  first.AddPartition(kPartitionSize, {}, "LVM2_member", "my-vg");
+  for (int i = 3; i <= 10; ++i) first.AddPartition(kPartitionSize, "/data");
+  second.AddPartition(kPartitionSize, {}, "LVM2_member", "my");
+  third.AddPartition(kPartitionSize, "/more");
+  fleet.SetRoot(GetParam().root);
+
+  AdapterManager manager;
+  manager.Scan({.findLogical = true});
+
+  std::vector<std::string> marked;
+  for (const auto* drive : manager.GetDrives()) {
+    for (const auto& partition : drive->GetPartitions()) {
+      if (partition.IsOsPartition()) marked.push_back(partition.GetName());
+    }
+  }
+  EXPECT_EQ(GetParam().marked, marked);
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Roots, RootTest,
+    testing::Values(RootCase{"/dev/sda10", {"/dev/sda1", "/dev/sda10"}},
+                    RootCase{"/dev/nvme0n1p1", {"/dev/nvme0n1p1", "/dev/sda1"}},
+                    RootCase{"/dev/mapper/my--vg-root", {"/dev/sda1", "/dev/sda2"}},
+                    RootCase{"/dev/my-vg/root", {"/dev/sda1", "/dev/sda2"}},
+                    RootCase{"overlay", {"/dev/sda1"}}));
+
 }  // namespace
-}  // namespace Morvu::DeviceManagement
+}  // namespace Morvu::Testing
