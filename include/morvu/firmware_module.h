@@ -23,19 +23,21 @@
 extern "C" {
 #endif
 
+#define MORVU_MODULE_EXPORT __attribute__((visibility("default")))
+
 /* Every module has these; they are not called. */
-int32_t Load(void);
-void Unload(void);
+MORVU_MODULE_EXPORT int32_t Load(void);
+MORVU_MODULE_EXPORT void Unload(void);
 
 /* The type of the module. The library asks for type 0. */
-int32_t GetType(void);
+MORVU_MODULE_EXPORT int32_t GetType(void);
 
 /* The build date, as any number that rises from one build to the next and is not 0.
  * Of the modules that know a drive the one with the largest number is used. */
-uint64_t GetDate(void);
+MORVU_MODULE_EXPORT uint64_t GetDate(void);
 
 /* Whom the module is for. A request for an audience takes only modules of that one. */
-int32_t GetTargetAudience(char* buffer, uint32_t* size);
+MORVU_MODULE_EXPORT int32_t GetTargetAudience(char* buffer, uint32_t* size);
 
 /* What a drive needs. `request` is an XML document of `length` bytes with a NUL behind
  * them: an Object named "attributeCollection" with one Property for each property of
@@ -43,15 +45,17 @@ int32_t GetTargetAudience(char* buffer, uint32_t* size);
  *
  *   Status       uint64         0 the drive is current, 1 update it, 2 unsupported firmware,
  *                               3 pre-production firmware, 4 contact support, 5 cannot be
- *                               updated from here, 6 contact the representative, 900 unknown
+ *                               updated from here, 6 contact the representative; left out
+ *                               for a drive that the module does not know
  *   Destination  string         the revision that the drive would get
  *   Package      vector_string  the names of the images to send, in order, with "~" between
  */
-int32_t GetTargetFirmwareMappingAttributes(const char* request, uint32_t length, char* buffer,
-                                           uint32_t* size);
+MORVU_MODULE_EXPORT int32_t GetTargetFirmwareMappingAttributes(const char* request, uint32_t length,
+                                                               char* buffer, uint32_t* size);
 
 /* The image of this name, of `length` bytes with a NUL behind them. */
-int32_t GetTargetFirmwareBinary(const char* name, uint32_t length, uint8_t* buffer, uint32_t* size);
+MORVU_MODULE_EXPORT int32_t GetTargetFirmwareBinary(const char* name, uint32_t length,
+                                                    uint8_t* buffer, uint32_t* size);
 
 #ifdef __cplusplus
 }
