@@ -141,6 +141,7 @@ bool FirmwareUpdate::Install(const FirmwareBinary& binary) {
   if (binary.empty()) return FailWithoutData();
   const auto before = device_->GetString(Properties::Firmware);
   sender_->SetData(binary);
+  sender_->SetErrorCode(Status::ReadyToRun);  // of an earlier image nothing counts
   bool sent = false;
   {
     const TimeoutGuard timeout(device_->GetPath(), kTransferTimeoutSeconds);

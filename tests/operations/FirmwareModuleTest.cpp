@@ -1,0 +1,253 @@
+// Firmware modules: which one is used, and what those that break the rules can do.
+#include <gtest/gtest.h>
+
+#include "devices/Drive.h"
+#include "devices/PropertyCatalogue.h"
+#include "operations/AttributeCollection.h"
+#include "operations/FirmwareModule.h"
+#include "operations/FirmwareUpdate.h"
+#include "support/FirmwareModules.h"
+
+namespace Morvu {
+namespace {
+
+using namespace Testing;
+namespace Properties = DeviceManagement::Properties;
+
+constexpr std::uint64_t kNothingKnown = 900;  // no module at all
+constexpr std::uint64_t kKnownNothing = 0;    // a module, and no answer that counts
+
+class FirmwareModuleTest : public testing::Test {
+ protected:
+  FirmwareModuleTest() {
+    drive_.AddProperty(Properties::ModelNumber, "MORVU \"X\" <1> & Co");
+    drive_.AddProperty(Properties::SectorSize, 512);
+  }
+  ~FirmwareModuleTest() override { EXPECT_FALSE(folder_.IsAnyLoaded()); }
+
+  // The mapping that the modules of the folder give. The drive does not answer.
+  FirmwareUpdate::AttributeCollection Map(const std::string& audience = "", int type = 0) {
+    FirmwareUpdate update(&drive_, false, type, audience, folder_.AsDirectories(), nullptr);
+    return update.GetMapping();
+  }
+  std::uint64_t Verdict(const std::string& audience = "", int type = 0) {
+    return Map(audience, type).GetUnsigned(FirmwareMapping::Status);
+  }
+  std::string Destination(const std::string& audience = "", int type = 0) {
+    return Map(audience, type).GetString(FirmwareMapping::Destination);
+  }
+  static std::string Answering(const std::string& destination) {
+    return "mapping=" + MakeMapping("1", "image", destination) + "\n";
+  }
+
+  ModuleFolder folder_;
+  DeviceManagement::Drive drive_;
+};
+
+TEST_F(FirmwareModuleTest, WithoutModulesNothingIsKnown) {
+  EXPECT_EQ(Verdict(), kNothingKnown);
+  FirmwareUpdate update(&drive_, false, 0, "", std::vector<std::string>{"/absent", ""}, nullptr);
+  EXPECT_EQ(update.GetMappingStatus(), kNothingKnown);
+}
+
+TEST_F(FirmwareModuleTest, TheModuleReadsTheDrivesProperties) {
+  const auto seen = folder_.Path("request.xml");
+  folder_.Add("a", "date=1\nrequest=" + seen + "\n" + Answering("NEW"));
+  EXPECT_EQ(Destination(), "NEW");
+  const auto request = ReadAttributeCollection(ReadFileText(seen));
+  ASSERT_TRUE(request);
+  EXPECT_EQ(request->GetString(Properties::ModelNumber), "MORVU \"X\" <1> & Co");
+  EXPECT_EQ(request->GetUnsigned(Properties::SectorSize), 512u);
+  EXPECT_NE(ReadFileText(seen).find("name=\"attributeCollection\""), std::string::npos);
+}
+
+TEST_F(FirmwareModuleTest, TheNewestWins) {
+  folder_.Add("a", "date=20\n" + Answering("TWENTY"));
+  folder_.Add("b", "date=0xFFFFFFFFFFFFFFFF\n" + Answering("NEWEST"));
+  folder_.Add("c", "date=30\n" + Answering("THIRTY"));
+  EXPECT_EQ(Destination(), "NEWEST");
+}
+
+TEST_F(FirmwareModuleTest, EqualDatesKeepTheFirstFound) {
+  folder_.Add("a", "date=7\n" + Answering("a"));
+  folder_.Add("b", "date=7\n" + Answering("b"));
+  folder_.Add("c", "date=7\n" + Answering("c"));
+  for (const auto& entry : std::filesystem::directory_iterator(folder_.Path())) {
+    if (entry.path().extension() != ".so") continue;
+    EXPECT_EQ(Destination(), entry.path().stem().string());
+    break;
+  }
+}
+
+TEST_F(FirmwareModuleTest, ADateOfZeroNeverWins) {
+  folder_.Add("a", "date=0\n" + Answering("NEW"));
+  EXPECT_EQ(Verdict(), kKnownNothing);
+}
+
+TEST_F(FirmwareModuleTest, AudienceAndTypeMustMatch) {
+  folder_.Add("a", "date=1\naudience=retail\n" + Answering("RETAIL"));
+  folder_.Add("b", "date=2\naudience=service\n" + Answering("SERVICE"));
+  folder_.Add("c", "date=3\ntype=-4\n" + Answering("OTHER"));
+  EXPECT_EQ(Destination(), "SERVICE");
+  EXPECT_EQ(Destination("retail"), "RETAIL");
+  EXPECT_EQ(Verdict("Retail"), kKnownNothing);
+  EXPECT_EQ(Destination("", -4), "OTHER");
+  EXPECT_EQ(Verdict("", 9), kKnownNothing);
+}
+
+TEST_F(FirmwareModuleTest, DirectoriesAreSearchedInOrder) {
+  folder_.Add("a", "date=5\n" + Answering("FIRST"));
+  const auto second = folder_.Path("second");
+  std::filesystem::create_directories(second);
+  // Folders, links and pipes are no modules.
+  std::filesystem::create_directories(folder_.Path("folder.so"));
+  std::filesystem::create_symlink("nowhere", folder_.Path("broken.so"));
+  std::filesystem::copy(folder_.Path("a.so"), second + "/b.so");
+  std::ofstream(second + "/b.conf") << "date=5\n" << Answering("SECOND");
+  const auto find = [&](std::vector<std::string> directories) {
+    FirmwareUpdate update(&drive_, false, 0, "", directories, nullptr);
+    return update.GetMapping().GetString(FirmwareMapping::Destination);
+  };
+  EXPECT_EQ(find({folder_.Path(), second}), "FIRST");
+  EXPECT_EQ(find({second, folder_.Path(), second}), "SECOND");
+}
+
+TEST_F(FirmwareModuleTest, LongAnswersAreFetchedInTwoCalls) {
+  const std::string padding(5000, ' ');
+  folder_.Add("a", "date=1\naudience=" + std::string(3000, 'a') +
+                       "\nmapping=" + MakeMapping("1", "image", "NEW") + padding + "\n");
+  EXPECT_EQ(Destination(std::string(3000, 'a')), "NEW");
+}
+
+// What a module does wrong, and the verdict that is left.
+struct Fault {
+  const char* name;
+  std::string settings;
+  std::uint64_t verdict = kKnownNothing;
+};
+
+class FirmwareModuleFaultTest : public FirmwareModuleTest,
+                                public testing::WithParamInterface<Fault> {};
+
+TEST_P(FirmwareModuleFaultTest, IsNotTaken) {
+  folder_.Add("bad", "date=9\n" + GetParam().settings);
+  EXPECT_EQ(Verdict(), GetParam().verdict);
+  EXPECT_EQ(Destination(), "");
+  // And it does not stand in the way of a good one, even of an older one.
+  folder_.Add("good", "date=1\n" + Answering("GOOD"));
+  EXPECT_EQ(Destination(), "GOOD");
+}
+
+const std::string kAnswer = "mapping=" + MakeMapping("1", "image", "BAD") + "\n";
+
+INSTANTIATE_TEST_SUITE_P(
+    Modules, FirmwareModuleFaultTest,
+    testing::Values(
+        Fault{"MappingFails", "mapping.result=5\n" + kAnswer},
+        Fault{"MappingFailsNegative", "mapping.result=-1\n" + kAnswer},
+        Fault{"TwiceTooSmall", "mapping.needs=4096\nmapping.always=1\n" + kAnswer},
+        Fault{"TwiceTooSmallForItsOwnSize", "mapping.needs=1024\nmapping.always=1\n" + kAnswer},
+        Fault{"NeedsNothing", "mapping.needs=0\n" + kAnswer},
+        Fault{"NeedsLess", "mapping.needs=3\n" + kAnswer},
+        Fault{"NeedsFourGigabytes", "mapping.needs=0xFFFFFFFF\n" + kAnswer},
+        Fault{"TellsTooLargeASize", "mapping.size=1025\n" + kAnswer},
+        Fault{"TellsFourGigabytes", "mapping.size=0xFFFFFFFF\n" + kAnswer},
+        Fault{"NoEndOfText", "mapping.unterminated=1\n" + kAnswer},
+        Fault{"NoEndOfLongText", "mapping.needs=9000\nmapping.unterminated=1\n" + kAnswer},
+        Fault{"MappingThrows", "mapping.throws=1\n" + kAnswer},
+        Fault{"AudienceFails", "audience.result=5\n" + kAnswer},
+        Fault{"AudienceTwiceTooSmall", "audience.needs=2000\naudience.always=1\n" + kAnswer},
+        Fault{"AudienceWithoutEnd", "audience.unterminated=1\n" + kAnswer},
+        Fault{"AudienceThrows", "audience.throws=1\n" + kAnswer},
+        Fault{"TypeThrows", "type.throws=1\n" + kAnswer},
+        Fault{"DateThrows", "date.throws=1\n" + kAnswer}, Fault{"EmptyAnswer", "mapping=\n"},
+        Fault{"NoXml", "mapping=Status 1\n"}, Fault{"CutXml", "mapping=<Object><Property\n"},
+        Fault{"AnotherElement", "mapping=<Message><Object/></Message>\n"},
+        Fault{"NoStatus", "mapping=" + MakeMapping("", "image", "") + "\n"},
+        Fault{"NoAttributes", "mapping=<Object/>\n"}),
+    [](const auto& fault) { return fault.param.name; });
+
+TEST_F(FirmwareModuleTest, EachExportMustBeThere) {
+  for (const auto* missing : {"Load", "Unload", "GetType", "GetDate", "GetTargetAudience",
+                              "GetTargetFirmwareMappingAttributes"}) {
+    SCOPED_TRACE(missing);
+    const auto path = folder_.Add("a", "date=1\n" + Answering("NEW"), missing);
+    EXPECT_EQ(Verdict(), kNothingKnown);
+    std::filesystem::remove(path);
+  }
+  // The images are asked for only when the mapping is taken.
+  const auto path = folder_.Add("a", "date=1\n" + Answering("NEW"), "GetTargetFirmwareBinary");
+  EXPECT_EQ(Destination(), "NEW");
+  EXPECT_FALSE(FirmwareModule::Open(path)->CanSupply());
+}
+
+TEST_F(FirmwareModuleTest, FilesThatAreNotAsTheyWereTaggedAreNotLoaded) {
+  const auto path = folder_.Add("a", "date=1\n" + Answering("NEW"));
+  const auto tagged = ReadFileBytes(path).value();
+  ASSERT_EQ(Destination(), "NEW");
+  const auto verdictOf = [&](const ByteVector& bytes) {
+    std::filesystem::remove(path);  // a file that is loaded anew, not changed in place
+    folder_.AddFile("a.so", bytes);
+    return Verdict();
+  };
+  for (const std::size_t at : {std::size_t{0}, tagged.size() / 2, tagged.size() - 81,
+                               tagged.size() - 80, tagged.size() - 1}) {
+    auto changed = tagged;
+    changed[at] ^= 0x10;
+    EXPECT_EQ(verdictOf(changed), kNothingKnown) << at;
+  }
+  EXPECT_EQ(verdictOf({tagged.begin(), tagged.end() - 1}), kNothingKnown);
+  EXPECT_EQ(verdictOf({tagged.begin(), tagged.end() - 80}), kNothingKnown);
+  EXPECT_EQ(verdictOf(ByteVector(80)), kNothingKnown);
+  EXPECT_EQ(verdictOf(ByteVector(81)), kNothingKnown);
+  EXPECT_EQ(verdictOf({}), kNothingKnown);
+  EXPECT_EQ(verdictOf(tagged), 1u);
+}
+
+TEST_F(FirmwareModuleTest, ATaggedFileThatIsNoLibraryIsPassedOver) {
+  const auto text = folder_.AddFile("text", ByteVector(500, 'x'));
+  ASSERT_TRUE(DeviceManagement::SignLibrary(text));
+  EXPECT_TRUE(DeviceManagement::VerifyLibrary(folder_.Path("modified_text")));
+  EXPECT_EQ(Verdict(), kNothingKnown);
+}
+
+TEST_F(FirmwareModuleTest, ImagesComeWholeOrNotAtAll) {
+  const auto image = folder_.AddFile("image", MakeSimulatedImage("NEWREV", 100'000));
+  const auto small = folder_.AddFile("small", MakeSimulatedImage("NEWREV", 10));
+  const auto fetch = [&](const std::string& settings, const std::string& name = "x") {
+    const auto path =
+        folder_.Add("a", "binary.x=" + image + "\nbinary.s=" + small + "\n" + settings);
+    const auto bytes = FirmwareModule::Open(path)->GetTargetFirmwareBinary(name);
+    std::filesystem::remove(path);
+    return bytes;
+  };
+  EXPECT_EQ(fetch(""), MakeSimulatedImage("NEWREV", 100'000));
+  EXPECT_EQ(fetch("", "s"), MakeSimulatedImage("NEWREV", 10));
+  EXPECT_EQ(fetch("", "absent"), std::nullopt);
+  EXPECT_EQ(fetch("binary.result=7\n"), std::nullopt);
+  EXPECT_EQ(fetch("binary.needs=2000\n"), std::nullopt);  // it needs more after all
+  EXPECT_EQ(fetch("binary.needs=2000\nbinary.always=1\n"), std::nullopt);
+  EXPECT_EQ(fetch("binary.needs=0x80000000\n"), std::nullopt);
+  EXPECT_EQ(fetch("binary.size=100001\n"), std::nullopt);
+  EXPECT_EQ(fetch("binary.size=0xFFFFFFFF\n"), std::nullopt);
+  EXPECT_EQ(fetch("binary.throws=1\n"), std::nullopt);
+  EXPECT_EQ(fetch("binary.size=0\n"), ByteVector());
+}
+
+TEST(AttributeCollection, PassesThroughItsXml) {
+  DeviceManagement::PropertyList attributes;
+  attributes.Add(DeviceProperty(FirmwareMapping::Status, std::uint64_t{1} << 63));
+  attributes.Add(DeviceProperty(FirmwareMapping::Package, "a~b"));
+  attributes.Add(DeviceProperty(Properties::Morvu, true));
+  attributes.Add(DeviceProperty(Properties::Index, -1));
+  const auto read = ReadAttributeCollection(WriteAttributeCollection(attributes));
+  ASSERT_TRUE(read);
+  EXPECT_EQ(read->GetUnsigned(FirmwareMapping::Status), std::uint64_t{1} << 63);
+  EXPECT_EQ(read->GetString(FirmwareMapping::Package), "a~b");
+  EXPECT_TRUE(read->GetBool(Properties::Morvu));
+  EXPECT_EQ(read->GetSigned(Properties::Index), -1);
+  EXPECT_EQ(WriteAttributeCollection(*read), WriteAttributeCollection(attributes));
+}
+
+}  // namespace
+}  // namespace Morvu

@@ -1,0 +1,86 @@
+// Firmware modules for a test: a folder of tagged copies of the test module, each with
+// the settings that tests/modules/TestModule.cpp tells.
+#pragma once
+
+#include <gtest/gtest.h>
+#include <unistd.h>
+
+#include <filesystem>
+#include <fstream>
+#include <string>
+#include <vector>
+
+#include "devices/TaggedLibrary.h"
+#include "frame/Files.h"
+
+namespace Morvu::Testing {
+
+using ByteVector = std::vector<std::uint8_t>;
+
+// An image as simulated drives take it: mark, revision, size, content.
+inline ByteVector MakeSimulatedImage(const std::string& revision, std::size_t size) {
+  ByteVector image(size);
+  for (std::size_t i = 0; i < size; ++i) image[i] = static_cast<std::uint8_t>(i * 31 + i / 509);
+  std::string head = "MorvuSimFirmware" + (revision + "        ").substr(0, 8);
+  for (int shift = 0; shift < 32; shift += 8) head += static_cast<char>(size >> shift & 0xFF);
+  std::copy_n(head.begin(), std::min(head.size(), size), image.begin());
+  return image;
+}
+
+// The XML of a mapping.
+inline std::string MakeMapping(const std::string& status, const std::string& package = "",
+                               const std::string& destination = "") {
+  const auto attribute = [](const char* name, const char* type, const std::string& value) {
+    if (value.empty()) return std::string();
+    return "<Property name=\"" + std::string(name) + "\" type=\"" + type + "\" value=\"" + value +
+           "\"/>";
+  };
+  return "<Object name=\"attributeCollection\">" + attribute("Status", "uint64", status) +
+         attribute("Package", "vector_string", package) +
+         attribute("Destination", "string", destination) + "</Object>";
+}
+
+class ModuleFolder {
+ public:
+  ModuleFolder()
+      : path_(std::filesystem::path(::testing::TempDir()) /
+              ("modules-" + std::to_string(::getpid()))) {
+    std::filesystem::remove_all(path_);
+    std::filesystem::create_directories(path_);
+  }
+  ~ModuleFolder() { std::filesystem::remove_all(path_); }
+  ModuleFolder(const ModuleFolder&) = delete;
+  ModuleFolder& operator=(const ModuleFolder&) = delete;
+
+  std::string Path(const std::string& name = "") const { return (path_ / name).string(); }
+  std::vector<std::string> AsDirectories() const { return {Path()}; }
+
+  // A tagged module `name`.so with these settings, one a line.
+  std::string Add(const std::string& name, const std::string& settings,
+                  const std::string& missing = "Nothing") const {
+    const auto plain = std::string(MORVU_TEST_MODULES) + "/Without" + missing + ".so";
+    const auto work = path_ / "work";
+    std::filesystem::create_directories(work);
+    std::filesystem::copy_file(plain, work / "m.so");
+    EXPECT_TRUE(DeviceManagement::SignLibrary((work / "m.so").string()));
+    std::filesystem::rename(work / "modified_m.so", path_ / (name + ".so"));
+    std::filesystem::remove_all(work);
+    std::ofstream(Path(name + ".conf")) << settings;
+    return Path(name + ".so");
+  }
+
+  std::string AddFile(const std::string& name, const ByteVector& bytes) const {
+    EXPECT_TRUE(SaveBinary(Path(name), bytes, false));
+    return Path(name);
+  }
+
+  // Whether a library of this folder is still loaded.
+  bool IsAnyLoaded() const {
+    return ReadFileText("/proc/self/maps").find(path_.string()) != std::string::npos;
+  }
+
+ private:
+  std::filesystem::path path_;
+};
+
+}  // namespace Morvu::Testing

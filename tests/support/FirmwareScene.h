@@ -1,0 +1,130 @@
+// A drive, an image for it, and a firmware update by one of its faces.
+#pragma once
+
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli/QRKCLI.h"
+#include "devices/PropertyCatalogue.h"
+#include "messaging/JobContext.h"
+#include "messaging/XmlMessaging.h"
+#include "operations/FirmwareUpdate.h"
+#include "support/FirmwareModules.h"
+#include "support/Scene.h"
+
+namespace Morvu::Testing {
+
+inline constexpr std::string_view kOldRevision = "OLD1";
+inline constexpr std::string_view kNewRevision = "NEW2";
+
+inline Simulator::DriveSpec SataSpec() {
+  return {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1234", .firmware = "OLD1"};
+}
+inline Simulator::DriveSpec DunmereSpec() {
+  return {.model = "MORVU SSDSA2DM200G3", .serial = "CVDM1234", .firmware = "OLD1"};
+}
+inline Simulator::DriveSpec NvmeSpec() {
+  return {.kind = Simulator::Kind::Nvme,
+          .model = "MORVU SSDPEDMD400G4",
+          .serial = "CVFT1234",
+          .firmware = "OLD1"};
+}
+inline Simulator::DriveSpec SasSpec() {
+  return {.kind = Simulator::Kind::Scsi,
+          .model = "SSD400SAS",
+          .serial = "SAS01234",
+          .firmware = "OLD1"};
+}
+
+class FirmwareScene : public DriveScene {
+ public:
+  explicit FirmwareScene(const Simulator::DriveSpec& spec, std::size_t imageSize = 140'000)
+      : DriveScene(spec), image(MakeSimulatedImage(std::string(kNewRevision), imageSize)) {
+    EXPECT_TRUE(SaveBinary(ImagePath(), image, false));
+    drive.WriteMedium(0, medium);
+  }
+
+  std::string ImagePath() const { return fleet.Folder() + "/image.bin"; }
+
+  void Prepare() override {
+    DriveScene::Prepare();
+    if (device() != nullptr && shape) shape(*device());
+  }
+
+  StatusCode Run(const ProgressReporter* reporter) override {
+    FirmwareUpdate update(device(), false, ImagePath(), reporter);
+    if (update.GetErrorCode() == Status::ReadyToRun) update.Execute();
+    return update.GetErrorCode();
+  }
+
+  // The revision that the drive runs, or is to run after its next reset.
+  std::string GetRevision() {
+    const auto& state = drive.State();
+    if (state.kind == Simulator::Kind::Nvme && state.nvme.nextSlot != 0) {
+      return state.nvme.slots[state.nvme.nextSlot - 1];
+    }
+    return state.firmware;
+  }
+  bool IsMediumUntouched() { return drive.ReadMedium(0, medium.size()) == medium; }
+
+  ByteVector image;
+  ByteVector medium = ByteVector(4096, 0xA5);
+  std::function<void(DeviceManagement::Device&)> shape;  // after the scan
+};
+
+// The same by the drive method.
+class MethodScene : public FirmwareScene {
+ public:
+  using FirmwareScene::FirmwareScene;
+
+  StatusCode Run(const ProgressReporter* reporter) override {
+    JobContext context;
+    context.reporter = reporter;
+    XmlMessaging::Object method;
+    method.AddProperty("file", ImagePath());
+    DeviceManagement::SelectedDevices devices;
+    devices.devices.push_back(device()->Clone());
+    return FirmwareUpdate::Run(context, method, devices);
+  }
+};
+
+// The same by the command line, its scan included.
+class CommandLineScene : public FirmwareScene {
+ public:
+  using FirmwareScene::FirmwareScene;
+
+  void Prepare() override {}
+  StatusCode Run(const ProgressReporter*) override {
+    return RunLine(
+        {"-drive_serial", drive.State().serial, "-firmware_update", ImagePath(), "-force"});
+  }
+
+  StatusCode RunLine(const std::vector<std::string>& words, const std::string& answers = "") {
+    static constexpr FeatureEntry kFeatures[] = {
+        {"Firmware update", &FirmwareUpdate::GetFeatureDefinition, &FirmwareUpdate::RunCLI}};
+    DeviceManagement::ScanOptions options;
+    options.identify = true;
+    const ToolConfig config{.toolName = "tool",
+                            .productName = "Tool",
+                            .version = "1",
+                            .legalLines = {},
+                            .closingNote = "",
+                            .description = "",
+                            .license = "",
+                            .defaultOption = "-drive_list",
+                            .scanOptions = options};
+    std::istringstream in(answers);
+    std::ostringstream out;
+    QRKCLI cli(kFeatures, config, {in, out});
+    std::vector<const char*> arguments{"tool"};
+    for (const auto& word : words) arguments.push_back(word.c_str());
+    const auto code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+    output = out.str();
+    return code;
+  }
+
+  std::string output;
+};
+
+}  // namespace Morvu::Testing
