@@ -28,8 +28,6 @@ constexpr std::uint32_t kIdentifyController = 1;
 std::int32_t SendFirmware_NVMe::Execute() {
   if (nvme_ == nullptr || image_.empty()) return Fail(Status::FirmwareUpdateFailed);
   const TimeoutGuard timeout(device_->GetPath(), kTimeoutSeconds);
-  // The commands may go by a path of their own to the controller's node.
-  const TimeoutGuard controller(nvme_->GetPath(), kTimeoutSeconds);
   auto result = TransferImage();
   if (result == Status::Completed) result = Activate();
   if (result == Status::Completed) result = nvmeReset();

@@ -51,8 +51,9 @@ void ThrowIfTold(const Settings& settings, const std::string& what) {
   if (Has(settings, what + ".throws")) throw std::runtime_error(what);
 }
 
-std::int32_t Answer(const Settings& settings, const std::string& what, const std::string& content,
-                    void* buffer, std::uint32_t* size) {
+[[maybe_unused]] std::int32_t Answer(const Settings& settings, const std::string& what,
+                                     const std::string& content, void* buffer,
+                                     std::uint32_t* size) {
   ThrowIfTold(settings, what);
   if (Has(settings, what + ".result")) {
     return static_cast<std::int32_t>(Number(settings, what + ".result"));
@@ -76,9 +77,9 @@ std::int32_t Answer(const Settings& settings, const std::string& what, const std
   return 0;
 }
 
-std::string Terminated(std::string text) { return text.append(1, '\0'); }
+[[maybe_unused]] std::string Terminated(std::string text) { return text.append(1, '\0'); }
 
-std::string ReadFile(const std::string& path) {
+[[maybe_unused]] std::string ReadFile(const std::string& path) {
   std::ifstream in(path, std::ios::binary);
   return std::string(std::istreambuf_iterator<char>(in), {});
 }
