@@ -170,12 +170,14 @@ SweptRun RunGoodScene(const SceneMaker<Scene>& make, StatusCode goodCode) {
 template <typename Scene>
 void SweepFaults(const std::type_identity_t<SceneMaker<Scene>>& make, Simulator::Fault fault,
                  const std::type_identity_t<SweepChecker<Scene>>& check, StatusCode goodCode = 0) {
+  const auto times = fault.Slot().times;
   const auto good = RunGoodScene<Scene>(make, goodCode);
   ASSERT_FALSE(good.commands.empty()) << "the good run sent no command";
   for (const auto n : ChooseSweepPoints(good.commands.size())) {
     SCOPED_TRACE("command " + std::to_string(n) + ": " + good.commands[n - 1].Text());
     auto scene = make();
-    auto run = RunScene(*scene, &fault.OnCommand(static_cast<std::uint32_t>(n)), 0);
+    fault.OnCommand(static_cast<std::uint32_t>(n)).Times(times);
+    auto run = RunScene(*scene, &fault, 0);
     run.index = n;
     run.good = good.commands;
     // Up to the fault both runs are one: the command that it met is the one that it names.

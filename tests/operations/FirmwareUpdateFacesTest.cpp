@@ -1,0 +1,254 @@
+// The firmware update as a host and a user meet it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "messaging/CimClass.h"
+#include "operations/AttributeCollection.h"
+#include "support/FirmwareScene.h"
+
+namespace Morvu {
+namespace {
+
+using namespace Testing;
+using DeviceManagement::Device;
+using ::testing::HasSubstr;
+using ::testing::Not;
+namespace Properties = DeviceManagement::Properties;
+
+// ---- The drive method ----
+
+TEST(FirmwareUpdateMethod, IsDescribedWithItsStatus) {
+  const auto plain = FirmwareUpdate::Describe(nullptr);
+  EXPECT_EQ(plain->ToText(),
+            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
+            "<Object category=\"standard\" displayName=\"Firmware Update\" name=\"FirmwareUpdate\" "
+            "prompt=\"True\" targetType=\"device\" type=\"method\"><Property direction=\"i\" "
+            "name=\"file\" required=\"False\" type=\"string\"/></Object>");
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  EXPECT_THAT(FirmwareUpdate::Describe(scene.device())->ToText(),
+              HasSubstr("<List type=\"status\"><Object><Property type=\"uint8\">301</Property>"));
+  scene.device()->AddProperty(Properties::Morvu, false);
+  EXPECT_EQ(FirmwareUpdate::Describe(scene.device()), nullptr);
+  scene.device()->AddProperty(Properties::RAID, true);
+  EXPECT_EQ(FirmwareUpdate::Describe(scene.device()), nullptr);
+}
+
+// A job's context with a request, whose notifications are kept.
+struct Host {
+  explicit Host(const std::vector<std::string>& directories = {}) {
+    auto object = std::make_unique<XmlMessaging::Object>();
+    object->SetAttribute("name", "FirmwareModulesDirectories");
+    for (const auto& directory : directories) object->AddProperty("", directory);
+    request.objects.push_back(std::move(object));
+    context.request = &request;
+    context.subject = "MorvuSSD";
+    context.setNotifyProgress = [](Job*, bool notify) { progress = notify; };
+    context.postNotification = [](JobManager*, const Notification& notification) {
+      notifications.push_back(notification);
+    };
+    notifications.clear();
+    progress = false;
+  }
+
+  StatusCode Run(Device& device, const std::string& file = "") {
+    DeviceManagement::SelectedDevices devices;
+    devices.devices.push_back(device.Clone());
+    XmlMessaging::Object method;
+    if (!file.empty()) method.AddProperty("file", file);
+    return FirmwareUpdate::Run(context, method, devices);
+  }
+
+  XmlMessaging::Message request;
+  JobContext context;
+  inline static std::vector<Notification> notifications;
+  inline static bool progress = false;
+};
+
+TEST(FirmwareUpdateMethod, UpdatesFromTheModulesThatTheRequestNames) {
+  ModuleFolder folder;
+  const auto image = folder.AddFile("image", MakeSimulatedImage("NEW2", 60'000));
+  folder.Add("m", "date=1\nmapping=" + MakeMapping("1", "x") + "\nbinary.x=" + image + "\n");
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  EXPECT_EQ(Host().Run(*scene.device()), Status::NoFirmware);
+  Host host({"/absent", folder.Path()});
+  EXPECT_EQ(host.Run(*scene.device()), Status::Completed);
+  EXPECT_TRUE(Host::progress);
+  EXPECT_EQ(scene.GetRevision(), "NEW2");
+}
+
+TEST(FirmwareUpdateMethod, AFileGoesToTheFirstDriveOnly) {
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  auto other =
+      scene.fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL9999", .firmware = "OLD1"});
+  DeviceManagement::SelectedDevices devices;
+  devices.devices.push_back(scene.device()->Clone());
+  devices.devices.push_back(scene.device()->Clone());
+  devices.devices[1]->AddProperty(Properties::RAID, true);
+  XmlMessaging::Object method;
+  method.AddProperty("file", scene.ImagePath());
+  JobContext context;
+  EXPECT_EQ(FirmwareUpdate::Run(context, method, devices), Status::Completed);
+  EXPECT_EQ(scene.GetRevision(), kNewRevision);
+  DeviceManagement::SelectedDevices none;
+  EXPECT_EQ(FirmwareUpdate::Run(context, method, none), Status::InvalidArguments);
+}
+
+// ---- The property ----
+
+struct PropertyCase {
+  const char* name;
+  const char* settings;  // of a module; null for none
+  const char* text;
+  const char* status;
+  const char* notified;
+  std::uint32_t level;
+};
+
+class FirmwareUpdateAvailableTest : public testing::TestWithParam<PropertyCase> {};
+
+TEST_P(FirmwareUpdateAvailableTest, TellsAndNotifies) {
+  const auto& param = GetParam();
+  ModuleFolder folder;
+  if (param.settings != nullptr) folder.Add("m", param.settings);
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  Host host({folder.Path()});
+  const auto property = FirmwareUpdate::GetUpdateAvailable(
+      &host.context, Properties::FirmwareUpdateAvailable, scene.device());
+  EXPECT_EQ(property->value, param.text);
+  EXPECT_EQ(property->GetAttribute("status"), param.status);
+  EXPECT_EQ(property->GetAttribute("name"), "FirmwareUpdateAvailable");
+  ASSERT_EQ(Host::notifications.size(), 1u);
+  const auto& notification = Host::notifications[0];
+  EXPECT_EQ(notification.objectPath, "MorvuSSD.BTWL1234");
+  EXPECT_EQ(notification.type, 0u);
+  EXPECT_EQ(notification.status, param.level);
+  EXPECT_EQ(notification.value.GetName(), "FirmwareUpdateAvailable");
+  EXPECT_EQ(notification.value.AsString(), param.notified);
+}
+
+const std::string kUpdate = "date=1\nmapping=" + MakeMapping("1", "x", "NEW2");
+const std::string kCurrent = "date=1\nmapping=" + MakeMapping("0", "x", "OLD1");
+const std::string kOther = "date=1\nmapping=" + MakeMapping("12", "x", "NEW2");
+
+INSTANTIATE_TEST_SUITE_P(
+    Verdicts, FirmwareUpdateAvailableTest,
+    testing::Values(PropertyCase{"Update", kUpdate.c_str(), "NEW2", "0", "NEW2", 1},
+                    PropertyCase{"Current", kCurrent.c_str(), "", "18", "No update available", 3},
+                    PropertyCase{"OtherVerdict", kOther.c_str(), "", "0", "No update available", 3},
+                    PropertyCase{"NoModule", nullptr, "", "301", "No update available", 3}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(FirmwareUpdateAvailable, IsNotToldOfDrivesThatAreNotOurs) {
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  scene.device()->AddProperty(Properties::Morvu, false);
+  Host host;
+  const auto& entry = Properties::FirmwareUpdateAvailable;
+  EXPECT_EQ(FirmwareUpdate::GetUpdateAvailable(&host.context, entry, scene.device())
+                ->GetAttribute("status"),
+            "45");
+  EXPECT_TRUE(Host::notifications.empty());
+  // Without a context, and without a device.
+  EXPECT_NE(FirmwareUpdate::GetUpdateAvailable(nullptr, entry, scene.device()), nullptr);
+  EXPECT_EQ(FirmwareUpdate::GetUpdateAvailable(nullptr, entry, nullptr)->GetAttribute("status"),
+            "");
+}
+
+// ---- The option ----
+
+TEST(FirmwareUpdateOption, AsksFirstAndTellsTheOutcome) {
+  CommandLineScene scene(SataSpec());
+  const std::vector<std::string> line{"-drive_index", "0", "-firmware_update", scene.ImagePath()};
+  EXPECT_EQ(scene.RunLine(line, "n\n"), Status::CanceledByUser);
+  EXPECT_THAT(scene.output, HasSubstr("WARNING! You have selected to update the drives firmware!"));
+  EXPECT_THAT(scene.output, HasSubstr("Proceed with the update?"));
+  EXPECT_THAT(scene.output, Not(HasSubstr("Updating the drive's firmware...")));
+  EXPECT_EQ(scene.GetRevision(), kOldRevision);
+
+  EXPECT_EQ(scene.RunLine(line, "y\n"), Status::Completed);
+  EXPECT_THAT(scene.output, HasSubstr("Given firmware binary: " + scene.ImagePath() + "\n" +
+                                      "Updating the drive's firmware...\n"
+                                      "Firmware Update Successful.\nPlease reboot the system.\n"
+                                      "Completed successfully."));
+  EXPECT_EQ(scene.GetRevision(), kNewRevision);
+  // The next run shows it.
+  scene.RunLine({"-drive_list"});
+  EXPECT_THAT(scene.output, HasSubstr(std::string(kNewRevision)));
+}
+
+TEST(FirmwareUpdateOption, WithoutADriveItLooksAtAllOfThemByTheirModules) {
+  CommandLineScene scene(SataSpec());
+  // A file is used with a selected drive only.
+  EXPECT_EQ(scene.RunLine({"-firmware_update", scene.ImagePath()}), Status::Completed);
+  EXPECT_THAT(scene.output, HasSubstr(GetStatusText(Status::NoFirmware).substr(0, 40)));
+  EXPECT_EQ(scene.GetRevision(), kOldRevision);
+  scene.fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL9999"});
+  scene.RunLine({"-firmware_update"});
+  EXPECT_THAT(scene.output, HasSubstr("\n" + std::string(75, '=') + "\n\n"));
+  EXPECT_THAT(scene.output, HasSubstr("BTWL1234"));
+  EXPECT_THAT(scene.output, HasSubstr("BTWL9999"));
+}
+
+TEST(FirmwareUpdateOption, RefusesWrongLines) {
+  CommandLineScene scene(SataSpec());
+  EXPECT_EQ(scene.RunLine({"-drive_index", "0", "-firmware_update", "a", "b"}), 73);
+  EXPECT_EQ(scene.RunLine({"-drive_index", "0", "-firmware_update", "/absent", "-force"}), 10);
+  EXPECT_EQ(scene.RunLine({"-drive_index", "0", "-firmware_update"}), 301);
+  Simulator::DriveSpec foreign{.model = "OTHER DRIVE", .serial = "OTHER1"};
+  scene.fleet.Add(foreign);
+  EXPECT_EQ(scene.RunLine({"-drive_serial", "OTHER1", "-firmware_update", scene.ImagePath()}), 45);
+}
+
+// ---- Several drives ----
+
+// Runs over drives that are refused with, or updated to, these codes.
+StatusCode Summarize(const std::vector<const char*>& models, bool selected) {
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  std::vector<std::unique_ptr<Device>> clones;
+  std::vector<Device*> devices;
+  for (const std::string kind : models) {
+    clones.push_back(scene.device()->Clone());
+    auto& device = *clones.back();
+    if (kind == "raid") device.AddProperty(Properties::RAID, true);
+    if (kind == "foreign") device.AddProperty(Properties::Morvu, false);
+    if (kind == "secure") device.AddProperty(Properties::SecurityEnabled, true);
+    if (kind == "ide") device.AddProperty(Properties::DownloadMicrocodePossible, false);
+    if (kind == "fails") device.AddProperty(Properties::SectorSize, 0);
+    device.AddProperty(Properties::ModelNumber, kind);
+    devices.push_back(&device);
+  }
+  ModuleFolder folder;
+  const auto image = folder.AddFile("image", MakeSimulatedImage("NEW2", 6000));
+  const auto mapping = std::ranges::find(models, std::string_view("current")) != models.end()
+                           ? MakeMapping("0")
+                           : MakeMapping("1", "x");
+  folder.Add("m", "date=1\nmapping=" + mapping + "\nbinary.x=" + image + "\n");
+  const FirmwareUpdate::Request request{.driveSelected = selected,
+                                        .moduleDirectories = folder.AsDirectories()};
+  return FirmwareUpdate::Runner(devices, request, nullptr, nullptr);
+}
+
+TEST(FirmwareUpdateRunner, SumsUpAWalkOverAllDrives) {
+  EXPECT_EQ(Summarize({}, true), 73);
+  EXPECT_EQ(Summarize({}, false), 273);
+  EXPECT_EQ(Summarize({"good"}, false), 0);
+  EXPECT_EQ(Summarize({"current"}, false), 18);
+  EXPECT_EQ(Summarize({"current", "raid"}, false), 18);
+  EXPECT_EQ(Summarize({"raid", "current"}, false), 97);
+  EXPECT_EQ(Summarize({"raid", "good"}, false), 97);
+  EXPECT_EQ(Summarize({"foreign", "raid"}, false), 45);
+  EXPECT_EQ(Summarize({"ide", "good"}, false), 98);
+  EXPECT_EQ(Summarize({"secure", "fails"}, false), 19);
+  EXPECT_EQ(Summarize({"fails", "good"}, false), 19);
+  EXPECT_EQ(Summarize({"foreign", "fails"}, false), 45);
+  EXPECT_EQ(Summarize({"fails", "good"}, true), 0);
+  EXPECT_EQ(Summarize({"good", "raid"}, true), 97);
+}
+
+}  // namespace
+}  // namespace Morvu

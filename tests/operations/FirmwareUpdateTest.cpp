@@ -1,0 +1,321 @@
+// Firmware updates by their two faces: refusals, summaries, failures at every command.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <algorithm>
+
+#include "messaging/CimClass.h"
+#include "operations/AttributeCollection.h"
+#include "support/FirmwareScene.h"
+#include "support/Sweep.h"
+
+namespace Morvu {
+namespace {
+
+using namespace Testing;
+using DeviceManagement::Device;
+using DeviceManagement::PropertyList;
+using Simulator::Fault;
+using ::testing::AnyOf;
+using ::testing::HasSubstr;
+using ::testing::Not;
+namespace Properties = DeviceManagement::Properties;
+
+// ---- Refusals ----
+
+PropertyList Verdict(std::uint64_t status) {
+  PropertyList mapping;
+  mapping.Add(DeviceProperty(FirmwareMapping::Status, status));
+  return mapping;
+}
+
+// The code of an update whose mapping has this verdict.
+StatusCode CodeFor(Device* device, std::uint64_t status, bool ignoreSecurity = false) {
+  FirmwareUpdate update(
+      device, ignoreSecurity, [&](const PropertyList&) { return Verdict(status); }, {}, nullptr);
+  return update.GetErrorCode();
+}
+
+TEST(FirmwareUpdate, RefusesByTheFirstTestThatHolds) {
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  auto& device = *scene.device();
+  const auto codeWithFile = [&] {
+    return FirmwareUpdate(&device, false, scene.ImagePath(), nullptr).GetErrorCode();
+  };
+  EXPECT_EQ(codeWithFile(), 1);
+  EXPECT_EQ(FirmwareUpdate(&device, false, "", nullptr).GetErrorCode(), 301);
+  EXPECT_EQ(CodeFor(&device, 900), 301);
+  const std::pair<std::uint64_t, StatusCode> verdicts[] = {
+      {0, 18}, {1, 1}, {2, 67}, {3, 66}, {4, 68}, {5, 69}, {6, 103}, {7, 1}, {1ULL << 32, 1}};
+  for (const auto& [verdict, code] : verdicts) EXPECT_EQ(CodeFor(&device, verdict), code);
+
+  // Each row in front of the ones behind it.
+  device.AddProperty(Properties::SecurityEnabled, true);
+  EXPECT_EQ(codeWithFile(), 136);
+  EXPECT_EQ(CodeFor(&device, 1, true), 1);
+  EXPECT_EQ(CodeFor(&device, 900), 301);
+  device.AddProperty(Properties::LSI, true);
+  EXPECT_EQ(codeWithFile(), 1);
+  device.AddProperty(Properties::Morvu, false);
+  EXPECT_EQ(CodeFor(&device, 0), 45);
+  device.AddProperty(Properties::RAID, true);
+  EXPECT_EQ(codeWithFile(), 97);
+  scene.drive.Inject(Fault::Vanish());
+  EXPECT_EQ(codeWithFile(), 4);
+  EXPECT_EQ(FirmwareUpdate(nullptr, false, "x", nullptr).GetErrorCode(), 4);
+  EXPECT_EQ(CodeFor(nullptr, 1), 4);
+}
+
+TEST(FirmwareUpdate, AnUpdateThatWasRefusedDoesNotRun) {
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  scene.device()->AddProperty(Properties::RAID, true);
+  FirmwareUpdate update(scene.device(), false, scene.ImagePath(), nullptr);
+  EXPECT_EQ(update.Execute(), 0);
+  EXPECT_EQ(update.GetErrorCode(), Status::NoCommunication);
+  EXPECT_EQ(scene.GetRevision(), kOldRevision);
+}
+
+// ---- Images ----
+
+TEST(FirmwareUpdate, FilesThatAreNoImageSendNothing) {
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  const auto folder = scene.fleet.Folder();
+  ASSERT_TRUE(SaveBinary(folder + "/empty", {}, false));
+  std::ofstream(folder + "/huge").close();
+  std::filesystem::resize_file(folder + "/huge", 300ull << 20);
+  scene.drive.ClearJournal();
+  for (const auto& path : {folder + "/absent", folder + "/empty", folder + "/huge", folder}) {
+    SCOPED_TRACE(path);
+    RecordingReporter reporter;
+    FirmwareUpdate update(scene.device(), false, path, reporter.Get());
+    ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
+    EXPECT_EQ(update.Execute(), 0);
+    EXPECT_EQ(update.GetErrorCode(), Status::FileNotRead);
+    EXPECT_EQ(update.GetState(), FeatureState::Failed);
+    EXPECT_EQ(reporter.percents.back(), 100);
+  }
+  EXPECT_THAT(scene.drive.Opcodes(), Not(::testing::Contains(0x92)));
+}
+
+TEST(FirmwareUpdate, SendsTheImagesOfAModuleInOrder) {
+  ModuleFolder folder;
+  const auto first = folder.AddFile("first", MakeSimulatedImage("MID1", 60'000));
+  const auto second = folder.AddFile("second", MakeSimulatedImage("NEW2", 70'000));
+  folder.Add("m", "date=1\nmapping=" + MakeMapping("1", "one~two", "NEW2") +
+                      "\nbinary.one=" + first + "\nbinary.two=" + second + "\n");
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  RecordingReporter reporter;
+  FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), reporter.Get());
+  EXPECT_EQ(update.Execute(), 1);
+  EXPECT_EQ(update.GetErrorCode(), Status::Completed);
+  EXPECT_EQ(scene.GetRevision(), "NEW2");
+  EXPECT_EQ(scene.drive.State().ata.firmware.activations, 2u);
+  EXPECT_EQ(std::ranges::count(reporter.percents, 5), 2);
+  EXPECT_FALSE(folder.IsAnyLoaded());
+}
+
+TEST(FirmwareUpdate, AFailedSecondImageLeavesTheFirstInstalled) {
+  for (const std::string image : {"binary.two=/absent\n", ""}) {
+    ModuleFolder folder;
+    const auto first = folder.AddFile("first", MakeSimulatedImage("MID1", 60'000));
+    folder.Add("m", "date=1\nmapping=" + MakeMapping("1", "one~two") + "\nbinary.one=" + first +
+                        "\n" + image);
+    FirmwareScene scene(SataSpec());
+    scene.Prepare();
+    FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), nullptr);
+    EXPECT_EQ(update.Execute(), 0);
+    EXPECT_EQ(update.GetErrorCode(), Status::FileNotRead);
+    EXPECT_EQ(scene.GetRevision(), "MID1");
+  }
+}
+
+TEST(FirmwareUpdate, AModuleThatChangedAfterItsAnswerGivesNoImage) {
+  ModuleFolder folder;
+  const auto image = folder.AddFile("image", MakeSimulatedImage("NEW2", 60'000));
+  const auto path = folder.Add(
+      "m", "date=1\nmapping=" + MakeMapping("1", "one") + "\nbinary.one=" + image + "\n");
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), nullptr);
+  ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
+  std::filesystem::resize_file(path, std::filesystem::file_size(path) - 1);
+  EXPECT_EQ(update.Execute(), 0);
+  EXPECT_EQ(update.GetErrorCode(), Status::FileNotRead);
+  EXPECT_EQ(scene.GetRevision(), kOldRevision);
+}
+
+TEST(FirmwareUpdate, TakesTheImagesOfItsCallbacks) {
+  FirmwareScene scene(SataSpec());
+  scene.Prepare();
+  const auto mapping = [](const PropertyList& drive) {
+    auto answer = Verdict(1);
+    EXPECT_EQ(drive.GetString(Properties::Firmware), kOldRevision);
+    answer.Add(DeviceProperty(FirmwareMapping::Package, "x"));
+    return std::optional(answer);
+  };
+  const auto binary = [&](const std::string& name) {
+    EXPECT_EQ(name, "x");
+    return scene.image;
+  };
+  FirmwareUpdate update(scene.device(), false, mapping, binary, nullptr);
+  EXPECT_EQ(update.Execute(), 1);
+  EXPECT_EQ(scene.GetRevision(), kNewRevision);
+  FirmwareUpdate nothing(scene.device(), false, {}, {}, nullptr);
+  EXPECT_EQ(nothing.GetErrorCode(), Status::NoFirmware);
+}
+
+TEST(FirmwareUpdate, ALockedLenovoDriveTellsWhy) {
+  FirmwareScene scene({.model = "LEN-M60-120", .serial = "LEN1", .firmware = "OLD1"});
+  scene.shape = [](Device& device) {
+    ASSERT_EQ(device.GetString(Properties::OEM), "Lenovo");
+    ASSERT_TRUE(device.GetBool(Properties::SecurityEnabled));
+    device.AddProperty(Properties::LSI, true);  // behind it the security does not refuse
+  };
+  scene.drive.State().ata.security.supported = 1;
+  scene.drive.State().ata.security.enabled = 1;
+  scene.drive.State().ata.firmware.refuseImages = 1;
+  EXPECT_EQ(RunScene(scene, nullptr, 0).code, Status::FirmwareSecurityEnabled);
+}
+
+// ---- Failures at every command ----
+
+enum class Face { Method, CommandLine };
+
+struct SweepCase {
+  const char* name;
+  Simulator::DriveSpec (*spec)();
+  std::size_t imageSize;
+  Face face;
+};
+
+class FirmwareSweepTest : public testing::TestWithParam<SweepCase> {
+ protected:
+  static std::unique_ptr<FirmwareScene> Make() {
+    const auto& param = GetParam();
+    if (param.face == Face::CommandLine) {
+      return std::make_unique<CommandLineScene>(param.spec(), param.imageSize);
+    }
+    return std::make_unique<MethodScene>(param.spec(), param.imageSize);
+  }
+  // The code tells the truth: the new revision is there exactly when it says so.
+  static void Check(FirmwareScene& scene, StatusCode code, bool mayBeUnknown = false) {
+    EXPECT_TRUE(scene.IsMediumUntouched());
+    if (code == Status::Completed) {
+      EXPECT_EQ(scene.GetRevision(), kNewRevision);
+    } else if (!mayBeUnknown) {
+      EXPECT_EQ(scene.GetRevision(), kOldRevision);
+    }
+  }
+};
+
+// Not the block that Dunmere drives want once more.
+bool IsDownload(const Simulator::JournalEntry& entry) {
+  if (entry.AtaOpcode() == 0x92) return entry.Features() == 0x03;
+  return entry.Opcode() == 0x3B || entry.Opcode() == 0x11 || entry.Opcode() == 0x10;
+}
+
+// Whether the command that a fault met lies before or behind the first download.
+enum class Part { Before, Download, Behind };
+
+Part PartOf(const SweptRun& run) {
+  const auto first = std::ranges::find_if(run.good, IsDownload);
+  const auto last = std::find_if(run.good.rbegin(), run.good.rend(), IsDownload).base();
+  const auto met = run.good.begin() + static_cast<std::ptrdiff_t>(run.index - 1);
+  return met < first ? Part::Before : met < last ? Part::Download : Part::Behind;
+}
+
+TEST_P(FirmwareSweepTest, OneCommandFails) {
+  SweepFaults<FirmwareScene>(
+      Make, Fault::Fail().Times(1), [](FirmwareScene& scene, const SweptRun& run) {
+        const bool ata = scene.drive.State().kind == Simulator::Kind::Ata;
+        switch (PartOf(run)) {
+          case Part::Before:
+            // The connection tests allow for refusals, and a scan for drives that fail.
+            if (run.Met().AtaOpcode() == 0xE0) {
+              EXPECT_EQ(run.code, Status::StandbyFailed);
+            }
+            if (run.Met().AtaOpcode() == 0xB0 && run.Met().Features() == 0xD9) {
+              EXPECT_EQ(run.code, Status::SmartDisableFailed);
+            }
+            break;
+          case Part::Download:
+            EXPECT_EQ(run.code, Status::FirmwareUpdateFailed);
+            break;
+          case Part::Behind:
+            EXPECT_EQ(run.code, Status::Completed);
+            break;
+        }
+        Check(scene, run.code);
+        if (!ata) return;
+        // Off only while the update runs, unless the command that turns it on again failed.
+        if (run.Met().Features() != 0xD8) {
+          EXPECT_TRUE(scene.drive.State().ata.smartEnabled);
+        }
+      });
+}
+
+// The last command of an ATA update, which turns SMART on again, has the last word.
+void CheckLostDownload(StatusCode code) {
+  EXPECT_THAT(code, AnyOf(Status::FirmwareUpdateFailed, Status::SmartEnableFailed));
+}
+
+TEST_P(FirmwareSweepTest, TheDriveFailsFromACommandOn) {
+  SweepFaults<FirmwareScene>(Make, Fault::Fail(), [](FirmwareScene& scene, const SweptRun& run) {
+    if (PartOf(run) == Part::Download) CheckLostDownload(run.code);
+    Check(scene, run.code, PartOf(run) == Part::Behind);
+  });
+}
+
+TEST_P(FirmwareSweepTest, TheDriveVanishes) {
+  SweepFaults<FirmwareScene>(Make, Fault::Vanish(), [](FirmwareScene& scene, const SweptRun& run) {
+    if (PartOf(run) == Part::Before) {
+      EXPECT_NE(run.code, Status::Completed);
+    }
+    if (PartOf(run) == Part::Download) CheckLostDownload(run.code);
+    Check(scene, run.code, PartOf(run) == Part::Behind);
+  });
+}
+
+TEST_P(FirmwareSweepTest, TheAdapterTimesOut) {
+  SweepFaults<FirmwareScene>(Make, Fault::Hang().Times(1),
+                             [](FirmwareScene& scene, const SweptRun& run) {
+                               if (PartOf(run) == Part::Download) {
+                                 EXPECT_EQ(run.code, Status::FirmwareUpdateFailed);
+                               }
+                               Check(scene, run.code);
+                             });
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Drives, FirmwareSweepTest,
+    testing::Values(SweepCase{"SataMethod", SataSpec, 140'000, Face::Method},
+                    SweepCase{"SataCommandLine", SataSpec, 140'000, Face::CommandLine},
+                    SweepCase{"DunmereMethod", DunmereSpec, 140'000, Face::Method},
+                    SweepCase{"NvmeMethod", NvmeSpec, 10'000, Face::Method},
+                    SweepCase{"NvmeCommandLine", NvmeSpec, 10'000, Face::CommandLine},
+                    SweepCase{"SasMethod", SasSpec, 10'000, Face::Method},
+                    SweepCase{"SasCommandLine", SasSpec, 10'000, Face::CommandLine}),
+    [](const auto& test) { return test.param.name; });
+
+TEST(FirmwareUpdateCancel, StopsBetweenSegmentsAndWakesTheDrive) {
+  SweepCancels<MethodScene>([] { return std::make_unique<MethodScene>(SataSpec(), 400'000); },
+                            [](MethodScene& scene, const SweptRun& run) {
+                              // Behind the last segment the drive has the new firmware, whoever
+                              // cancels.
+                              const auto sent = std::ranges::count_if(run.commands, IsDownload);
+                              EXPECT_EQ(sent, static_cast<std::ptrdiff_t>(run.index) - 1);
+                              const bool whole =
+                                  sent == std::ranges::count_if(run.good, IsDownload);
+                              EXPECT_EQ(run.code, whole ? Status::Completed : Status::Canceled);
+                              EXPECT_EQ(scene.GetRevision(), whole ? kNewRevision : kOldRevision);
+                              EXPECT_TRUE(scene.IsMediumUntouched());
+                              EXPECT_TRUE(scene.drive.State().ata.smartEnabled);
+                            });
+}
+
+}  // namespace
+}  // namespace Morvu
