@@ -7,17 +7,30 @@
 #include "messaging/MorvuJob.h"
 #include "messaging/MorvuSSD.h"
 #include "messaging/NotificationService.h"
+#include "operations/FirmwareUpdate.h"
+#include "parsers/Smart.h"
 
 namespace Morvu {
 
 using XmlMessaging::Message;
+namespace Properties = DeviceManagement::Properties;
 
 namespace {
 
 constexpr std::string_view kSupportedFunctionality = "supported functionality";
 
-constexpr DrivePass::DriveStep kEachDrive[] = {&NotifySecurity};
-constexpr DrivePass kDrivePass{kEachDrive, {}};
+// The getter posts what it learns.
+void NotifyFirmware(JobContext& context, DeviceManagement::Device& drive) {
+  (void)FirmwareUpdate::GetUpdateAvailable(&context, Properties::FirmwareUpdateAvailable, &drive);
+}
+
+void NotifySmart(JobContext& context, DeviceManagement::SelectedDevices& drives) {
+  (void)Smart::ReadDrives(context, drives);
+}
+
+constexpr DrivePass::DriveStep kEachDrive[] = {&NotifyFirmware, &NotifySecurity};
+constexpr DrivePass::ListStep kAllDrives[] = {&NotifySmart};
+constexpr DrivePass kDrivePass{kEachDrive, kAllDrives};
 
 std::unique_ptr<Message> HandleNotificationSubject(JobContext& context) {
   return HandleNotification(context, kDrivePass);
@@ -31,9 +44,10 @@ struct ClassRow {
 
 constexpr ClassRow kClasses[] = {
     // clang-format off
-    {&DeclareDriveClasses, &HandleMorvuSSD},             // "MorvuSSD", "Device"
-    {&DeclareMorvuJob,     &HandleMorvuJob},             // "MorvuJob"
-    {&DeclareNotification, &HandleNotificationSubject},  // "Notification"
+    {&DeclareDriveClasses,   &HandleMorvuSSD},             // "MorvuSSD", "Device"
+    {&DeclareMorvuJob,       &HandleMorvuJob},             // "MorvuJob"
+    {&DeclareNotification,   &HandleNotificationSubject},  // "Notification"
+    {&Smart::DeclareSubject, &Smart::HandleSubject},       // "SMARTAttribute"
     // clang-format on
 };
 
