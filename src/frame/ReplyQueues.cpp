@@ -12,15 +12,19 @@ using XmlMessaging::Message;
 
 namespace {
 
+std::string WithoutColours(const std::string& text) {
+  return text.find('<') == text.npos ? text : StripMarkup(text);
+}
+
 // Marks are removed before the text is made: in it their brackets are entities.
 void StripColours(Message& message) {
   constexpr int kAllDepths = std::numeric_limits<int>::max();
   for (auto* element : message.Find("", "", "", kAllDepths)) {
     for (const auto& [key, value] : element->GetAttributes()) {
-      if (value.find("<c:") != value.npos) element->SetAttribute(key, StripMarkup(value));
+      element->SetAttribute(key, WithoutColours(value));
     }
     auto* property = dynamic_cast<XmlMessaging::Property*>(element);
-    if (property != nullptr) property->value = StripMarkup(property->value);
+    if (property != nullptr) property->value = WithoutColours(property->value);
   }
 }
 

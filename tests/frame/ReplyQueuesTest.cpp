@@ -1,0 +1,77 @@
+#include <gtest/gtest.h>
+
+#include "frame/ReplyQueues.h"
+#include "frame/SubjectMap.h"
+
+namespace Morvu {
+namespace {
+
+using XmlMessaging::Message;
+
+std::string Take(ReplyQueues& queues, std::uint64_t job) {
+  std::uint32_t size = 0;
+  if (queues.Receive(job, nullptr, &size) != Status::BufferTooSmall) return "none";
+  std::string text(size, '\0');
+  EXPECT_EQ(Status::Completed, queues.Receive(job, text.data(), &size));
+  text.resize(size - 1);
+  return text.substr(text.find('\n') + 1);
+}
+
+void Put(ReplyQueues& queues, std::uint64_t job, std::string_view text, bool keepAll = false) {
+  queues.Append(Message::Parse(text), job, keepAll);
+}
+
+TEST(ReplyQueues, KeepTheNewestOrAll) {
+  ReplyQueues queues;
+  Put(queues, 1, "<Message a='1'/>");
+  Put(queues, 1, "<Message a='2'/>");
+  Put(queues, 2, "<Message a='3'/>", true);
+  Put(queues, 2, "<Message a='4'/>", true);
+  EXPECT_EQ("<Message a=\"2\"/>", Take(queues, 1));
+  EXPECT_EQ("none", Take(queues, 1));
+  EXPECT_EQ("<Message a=\"3\"/>", Take(queues, 2));
+  EXPECT_EQ("<Message a=\"4\"/>", Take(queues, 2));
+}
+
+TEST(ReplyQueues, DropNoMoreThanASingleMessage) {
+  ReplyQueues queues;
+  Put(queues, 1, "<Message a='1'/>", true);
+  Put(queues, 1, "<Message a='2'/>", true);
+  Put(queues, 1, "<Message a='3'/>");
+  EXPECT_EQ("<Message a=\"1\"/>", Take(queues, 1));
+  EXPECT_TRUE(queues.Has(1));
+  queues.Clear();
+  EXPECT_FALSE(queues.Has(1));
+}
+
+TEST(ReplyQueues, DeliverTextsWithoutColours) {
+  ReplyQueues queues;
+  Put(queues, 1,
+      "<Message a='&lt;c:RED&gt;x&lt;/c&gt;'><Object><Property b='1 &lt; 2'>"
+      "a&lt;c:RED&gt;b&lt;/c&gt;c</Property></Object></Message>");
+  EXPECT_EQ("<Message a=\"x\"><Object><Property b=\"1 &lt; 2\">abc</Property></Object></Message>",
+            Take(queues, 1));
+}
+
+TEST(SubjectMap, HasSixSubjects) {
+  SubjectMap subjects;
+  const auto reply = BuildSupportedFunctionality(subjects);
+  EXPECT_EQ(6u, subjects.GetSize());
+  for (const auto* name : {"supported functionality", "MorvuSSD", "Device", "MorvuJob",
+                           "Notification", "SMARTAttribute"}) {
+    EXPECT_NE(nullptr, subjects.Find(name)) << name;
+  }
+  EXPECT_EQ(subjects.Find("MorvuSSD"), subjects.Find("Device"));
+  EXPECT_EQ(nullptr, subjects.Find("morvussd"));
+  EXPECT_EQ("supported functionality", reply->GetAttribute("subject"));
+  std::vector<std::string> classes;
+  for (const auto& subject : reply->subjects) {
+    classes.push_back(subject->GetAttribute("cimClass"));
+  }
+  EXPECT_EQ((std::vector<std::string>{"MorvuSSD", "Device", "MorvuJob", "Notification",
+                                      "SMARTAttribute"}),
+            classes);
+}
+
+}  // namespace
+}  // namespace Morvu

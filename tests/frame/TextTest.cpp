@@ -1,0 +1,113 @@
+// Texts, numbers and bytes.
+#include <gtest/gtest.h>
+
+#include <sstream>
+
+#include "frame/Bytes.h"
+#include "frame/Platform.h"
+#include "frame/Text.h"
+
+namespace Morvu {
+namespace {
+
+struct Markup {
+  std::string_view text, stripped, written;
+};
+
+class MarkedUp : public ::testing::TestWithParam<Markup> {};
+
+TEST_P(MarkedUp, LosesItsMarks) {
+  EXPECT_EQ(GetParam().stripped, StripMarkup(GetParam().text));
+  std::ostringstream out;
+  WriteMarkedUp(out, GetParam().text);
+  EXPECT_EQ(GetParam().written, out.str());
+}
+
+const Markup kMarkups[] = {
+    {"plain", "plain", "plain"},
+    {"<c:RED>x</c>", "x", "x"},
+    {"a<c:RED>b</c>c", "abc", "abc"},
+    {"<c:RED>a</c><c:NOCOLOUR>b</c>", "ab", "ab"},
+    {"<c:RED>no end", "<c:RED>no end", "<c:RED>no end"},
+    {"no begin</c>", "no begin</c>", "no begin</c>"},
+    {"</c><c:RED>x", "</c>x", "</c>x"},
+    {"TRANS_Drive", "TRANS_Drive", "Drive"},
+    {"<c:RED>trans_Drive</c>", "trans_Drive", "Drive"},
+    {"", "", ""},
+};
+INSTANTIATE_TEST_SUITE_P(Texts, MarkedUp, ::testing::ValuesIn(kMarkups));
+
+TEST(Markups, NameTheirColour) {
+  EXPECT_EQ("RED", GetColourName("a<c:RED>b</c><c:BLUE>c</c>"));
+  EXPECT_EQ("", GetColourName("none"));
+  EXPECT_EQ("", GetColourName("<c:RED"));
+}
+
+TEST(Numbers, AreWrittenWithZeros) {
+  EXPECT_EQ("07", ToDecimalText(std::uint64_t{7}, 2));
+  EXPECT_EQ("7", ToDecimalText(std::uint64_t{7}));
+  EXPECT_EQ("-07", ToDecimalText(std::int64_t{-7}, 2));
+  EXPECT_EQ("-9223372036854775808", ToDecimalText(INT64_MIN));
+  EXPECT_EQ("00FF", ToHexNumber(255, 4));
+  EXPECT_EQ("0", ToHexNumber(0));
+  const std::uint8_t bytes[] = {0x0A, 0xFF};
+  EXPECT_EQ("0AFF", ToHex(bytes));
+}
+
+TEST(Numbers, AreReadOrZero) {
+  EXPECT_EQ(42u, ParseDecimal(" 42 sectors"));
+  EXPECT_EQ(0u, ParseDecimal("x42"));
+  EXPECT_EQ(0u, ParseDecimal(""));
+  EXPECT_EQ(UINT64_MAX, ParseDecimal("18446744073709551615"));
+  EXPECT_EQ(255u, ParseHex("0xFF"));
+  EXPECT_EQ(255u, ParseHex("ff"));
+  EXPECT_TRUE(IsDecimal("0123"));
+  EXPECT_TRUE(IsDecimal(""));
+  EXPECT_FALSE(IsDecimal("-1"));
+}
+
+TEST(Texts, AreCompared) {
+  EXPECT_TRUE(IEquals("SerialNumber", "serialnumber"));
+  EXPECT_FALSE(IEquals("a", "ab"));
+  EXPECT_TRUE(IContains("MORVU SSD", "ssd"));
+  EXPECT_TRUE(IContains("x", ""));
+  EXPECT_EQ("b.b", ReplaceAll("aa.aa", "aa", "b"));
+  EXPECT_EQ("aa", ReplaceAll("aa", "", "b"));
+  EXPECT_EQ("True", BoolText(true));
+}
+
+TEST(Bytes, AreNotReadBehindTheEnd) {
+  const std::uint8_t bytes[] = {0x01, 0x02, 0x03, 0x04};
+  EXPECT_EQ(0x0201u, ReadLittle16(bytes, 0));
+  EXPECT_EQ(0x04030201u, ReadLittle32(bytes, 0));
+  EXPECT_EQ(0u, ReadLittle32(bytes, 1));
+  EXPECT_EQ(0u, ReadLittle64(bytes, 0));
+  EXPECT_EQ(0u, ReadLittle16(bytes, SIZE_MAX));
+  std::uint8_t target[4] = {};
+  WriteLittle32(0x11223344, 1, target);
+  EXPECT_EQ(0, target[1]);
+  WriteLittle16(0x1122, 2, target);
+  EXPECT_EQ(0x22, target[2]);
+  EXPECT_EQ(0x44332211u, SwapEndian32(0x11223344));
+}
+
+TEST(Bytes, OfAtaStringsChangePlaces) {
+  std::uint8_t text[] = {'B', 'A', 0x00, '{', 'z', '!'};
+  SwapBytePairs(text);
+  EXPECT_EQ("AB  !z", std::string(text, text + sizeof text));
+}
+
+TEST(Platform, RunsCommandsAndKnowsItsPlace) {
+  std::vector<std::string> lines = {"before"};
+  EXPECT_TRUE(RunCommand("printf 'a\\n\\nb'; exit 3", lines));
+  EXPECT_EQ((std::vector<std::string>{"before", "a", "", "b"}), lines);
+  EXPECT_EQ('/', GetExecutableDirectory().back());
+  EXPECT_EQ(nullptr, LoadLibrary("/no/such/library.so"));
+  for (int i = 0; i < 100; ++i) {
+    const auto value = RandomInRange(5, 7);
+    EXPECT_TRUE(value >= 5 && value <= 7);
+  }
+}
+
+}  // namespace
+}  // namespace Morvu

@@ -1,0 +1,150 @@
+// The message tree: reading, writing, finding.
+#include <gtest/gtest.h>
+
+#include "messaging/XmlMessaging.h"
+
+namespace Morvu::XmlMessaging {
+namespace {
+
+constexpr std::string_view kDeclaration = "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n";
+
+std::string RoundTrip(std::string_view text) {
+  const auto message = Message::Parse(text);
+  if (!message) return "null";
+  const auto written = message->ToText();
+  EXPECT_TRUE(written.starts_with(kDeclaration));
+  return written.substr(kDeclaration.size());
+}
+
+struct Case {
+  std::string_view read;
+  std::string_view written;
+};
+
+class Reading : public ::testing::TestWithParam<Case> {};
+
+TEST_P(Reading, KeepsWhatTheWireHolds) {
+  EXPECT_EQ(GetParam().written, RoundTrip(GetParam().read));
+}
+
+const Case kCases[] = {
+    {"", "null"},
+    {"<?xml version='1.0'?>", "null"},
+    {"<Foo/>", "null"},
+    {"<Message", "null"},
+    {"<Message><Object></Message>", "null"},
+    {"<!DOCTYPE Message []><Message/>", "null"},
+    {"<Message/>", "<Message/>"},
+    {"<Message></Message>", "<Message/>"},
+    {"<Foo/><Message a='1'/><Message b='2'/>", "<Message a=\"1\"/>"},
+    // Attributes by name, children by kind, in each kind by their order.
+    {"<Message z='1' a='2'><List/><Object n='1'/><Subject/><Property>t</Property><Object n='2'/>"
+     "</Message>",
+     "<Message a=\"2\" z=\"1\"><Property>t</Property><Subject/><Object n=\"1\"/><Object n=\"2\"/>"
+     "<List/></Message>"},
+    {"<Message><Object><Object/><List/><Property/></Object></Message>",
+     "<Message><Object><Property/><List/><Object/></Object></Message>"},
+    {"<Message><Subject><List/><Object/><Property/></Subject></Message>",
+     "<Message><Subject><Property/><Object/><List/></Subject></Message>"},
+    // What a parent cannot hold goes with all that is in it.
+    {"<Message><Bar><Object/></Bar><Object/></Message>", "<Message><Object/></Message>"},
+    {"<Message><List><Property>x</Property><List/><Object/></List></Message>",
+     "<Message><List><Object/></List></Message>"},
+    {"<Message><Property>a<Object/></Property></Message>",
+     "<Message><Property>a</Property></Message>"},
+    {"<Message><Object><Subject/></Object></Message>", "<Message><Object/></Message>"},
+    {"<Message><!-- <Object/> --><Property>  two  words </Property></Message>",
+     "<Message><Property>two words</Property></Message>"},
+    {"<Message a='&lt;&gt;&amp;&quot;'><Property>&lt;&gt;&amp;\"</Property></Message>",
+     "<Message a=\"&lt;&gt;&amp;&quot;\"><Property>&lt;&gt;&amp;&quot;</Property></Message>"},
+    {"<Message a='x/>y'><Property><![CDATA[<Object>]]></Property></Message>",
+     "<Message a=\"x/&gt;y\"><Property>&lt;Object&gt;</Property></Message>"},
+    {"<Message><Object\n\tn = \"1\" /></Message>", "<Message><Object n=\"1\"/></Message>"},
+};
+INSTANTIATE_TEST_SUITE_P(Texts, Reading, ::testing::ValuesIn(kCases));
+
+// ---- Depth: what the reader would recurse into is refused before it ----
+
+std::string Nested(int depth, std::string_view open = "<a>", std::string_view close = "</a>") {
+  std::string text = "<Message>";
+  for (int i = 0; i < depth; ++i) text += open;
+  for (int i = 0; i < depth; ++i) text += close;
+  return text + "</Message>";
+}
+
+TEST(Depth, IsBoundedHoweverItIsHidden) {
+  constexpr int kDeep = 100'000;
+  EXPECT_NE(nullptr, Message::Parse(Nested(60)));
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep)));
+  // A quote in a name opens nothing; a slash or a bracket in a value ends nothing.
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a'>")));
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a b='/>'>")));
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a b=\"</a>\">")));
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a b'=\"\">")));
+  // Comments and instructions whose end is not where it seems.
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a><!--></a>-->")));
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a><?></a>?>")));
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a><![CDATA[</a>]]>")));
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a>", "")));
+}
+
+TEST(Depth, IsNotWhatStandsSideBySide) {
+  std::string text = "<Message>";
+  for (int i = 0; i < 50'000; ++i) text += "<Object b='>'/><Object></Object>";
+  const auto message = Message::Parse(text + "</Message>");
+  ASSERT_NE(nullptr, message);
+  EXPECT_EQ(100'000u, message->objects.size());
+}
+
+// ---- Elements ----
+
+TEST(Elements, ReadAnEmptyAttributeAsAnAbsentOne) {
+  const auto message = Message::Parse("<Message a=''/>");
+  EXPECT_EQ("", message->GetAttribute("a"));
+  EXPECT_EQ("", message->GetAttribute("b"));
+  message->SetAttribute("a", "1");
+  EXPECT_EQ("1", message->GetAttribute("a"));
+  message->RemoveAttribute("a");
+  message->RemoveAttribute("a");
+  EXPECT_EQ("<Message/>", message->ToText().substr(kDeclaration.size()));
+}
+
+TEST(Elements, AreFoundToADepth) {
+  const auto message = Message::Parse(
+      "<Message><Property name='p'/><Object type='method' name='m1'/>"
+      "<Subject><Object type='method' name='m2'><Property name='q'/></Object></Subject>"
+      "<List><Object type='method' name='m3'/></List></Message>");
+  const auto find = [&](auto... arguments) {
+    std::string names;
+    for (const auto* element : message->Find(arguments...)) {
+      names += element->GetName() + ":" + element->GetAttribute("name") + " ";
+    }
+    return names;
+  };
+  EXPECT_EQ("", find("", "", "", -1));
+  EXPECT_EQ("Message: Property:p ", find("", "", "", 0));
+  EXPECT_EQ("Object:m1 ", find("Object", "type", "method", 1));
+  EXPECT_EQ("Object:m2 Object:m1 Object:m3 ", find("Object", "type", "method", 2));
+  EXPECT_EQ("Property:q Property:p ", find("Property", "", "", 2));
+}
+
+TEST(Elements, AreClonedAsTheWireHasThem) {
+  const auto message = Message::Parse(
+      "<Message a='1'><Property name='p'>v</Property><Subject><Object/></Subject>"
+      "<Object><List/></Object><List><Object/></List></Message>");
+  const auto clone = message->Clone();
+  EXPECT_EQ(message->ToText(), dynamic_cast<Message&>(*clone).ToText());
+}
+
+TEST(Elements, WriteOnlyWhatAReaderTakes) {
+  Message message;
+  message.SetAttribute("a", "bell\a");
+  message.properties.push_back(std::make_unique<Property>("n", "tab\t \xC3\xA4 \xFF \xC3"));
+  const auto read = Message::Parse(message.ToText());
+  ASSERT_NE(nullptr, read);
+  EXPECT_EQ("bell?", read->GetAttribute("a"));
+  EXPECT_EQ("tab \xC3\xA4 ? ?", read->properties.at(0)->value);
+}
+
+}  // namespace
+}  // namespace Morvu::XmlMessaging
