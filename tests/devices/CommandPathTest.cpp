@@ -3,6 +3,7 @@
 #include <linux/nvme_ioctl.h>
 #include <scsi/sg.h>
 #include <sys/ioctl.h>
+#include <unistd.h>
 
 #include <atomic>
 #include <cstring>
@@ -67,6 +68,14 @@ TEST(CommandPath, PlainHasNoTransport) {
   EXPECT_EQ(Status::Completed, path.Close());
   EXPECT_FALSE(path.IsOpen());
   EXPECT_TRUE(drive.Journal().empty());
+}
+
+TEST(CommandPath, TellsThatTheNodeCouldNotBeClosed) {
+  Simulator::TestFleet fleet;
+  CommandPath path(fleet.Add({}).Node());
+  ASSERT_EQ(0, close(path.GetHandle()));
+  EXPECT_EQ(Status::CloseFailed, path.Close());
+  EXPECT_FALSE(path.IsOpen());
 }
 
 struct Selection {
