@@ -6,10 +6,9 @@
 #include <memory>
 #include <string>
 
-#include "TestFleet.h"
 #include "devices/AdapterManager.h"
-#include "frame/StatusCode.h"
 #include "messaging/ProgressReporter.h"
+#include "support/SceneBase.h"
 
 namespace Morvu::Testing {
 
@@ -23,26 +22,16 @@ namespace Morvu::Testing {
 //       return erase.GetErrorCode();
 //     }
 //   };
-//
-// One scene at a time may live: it stands for the machine.
-class DriveScene {
+class DriveScene : public Scene {
  public:
-  explicit DriveScene(const Simulator::DriveSpec& spec) : drive(fleet.Add(spec)) {}
-  virtual ~DriveScene() = default;
-  DriveScene(const DriveScene&) = delete;
-  DriveScene& operator=(const DriveScene&) = delete;
+  using Scene::Scene;
 
-  // What stands before the run and is no part of it. Here: the scan that finds the
-  // drive, identified, and the clone of it that a job works on.
-  virtual void Prepare();
-  // One run of the operation, and its status. `reporter` may be null.
-  virtual StatusCode Run(const ProgressReporter* reporter) = 0;
+  // The scan that finds the drive, identified, and the clone of it that a job works on.
+  void Prepare() override;
+  std::uint32_t GetTimeout() const override { return device_ ? device_->GetTimeout() : 0; }
 
   // The drive of the scan; null before Prepare, and in scenes that prepare otherwise.
   DeviceManagement::Device* device() const { return device_.get(); }
-
-  Simulator::TestFleet fleet;
-  Simulator::SimulatedDrive drive;
 
  private:
   std::unique_ptr<DeviceManagement::AdapterManager> manager_;

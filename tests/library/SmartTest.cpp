@@ -1,0 +1,187 @@
+// SMART as a host sees it.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include <map>
+#include <optional>
+
+#include "Host.h"
+#include "support/SceneSweep.h"
+
+namespace MorvuHost {
+namespace {
+
+using Morvu::Testing::Scene;
+using Morvu::Testing::SweepFaults;
+using Morvu::Testing::SweptRun;
+using Simulator::Fault;
+using Simulator::Kind;
+using ::testing::AnyOf;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using ::testing::Pair;
+
+constexpr std::string_view kScan = "<Message cimClass='MorvuSSD' scan='True'/>";
+constexpr std::string_view kReadBySerial =
+    "<Message cimClass='MorvuSSD'><Object cimClass='MorvuSSD'>"
+    "<Property name='SerialNumber' key='True'>BTWL1</Property></Object>"
+    "<Object type='method' name='SmartParser'/></Message>";
+constexpr std::string_view kReadAll = "<Message subject='SMARTAttribute'/>";
+
+// Two drives with SMART data, and one that the library does not list.
+class Smart : public ::testing::Test {
+ protected:
+  Smart() {
+    sata_ = fleet_.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1"});
+    nvme_ = fleet_.Add({.kind = Kind::Nvme, .model = "MORVU SSDPE2MD800G4", .serial = "CVFT1"});
+    fleet_.Add({.kind = Kind::Scsi, .model = "SIMULATED SAS", .serial = "S7A1"});
+    host_.Call(kScan);
+  }
+  Simulator::TestFleet fleet_;
+  Simulator::SimulatedDrive sata_, nvme_;
+  Host host_;
+};
+
+TEST_F(Smart, MethodGivesTheTable) {
+  const auto reply = host_.Call(kReadBySerial);
+  EXPECT_EQ(reply.ErrorCode(), 0);
+  EXPECT_EQ(reply.Job("JobState"), "7");
+  EXPECT_THAT(reply.Text(),
+              HasSubstr("<List cimClass=\"SMARTAttribute\" direction=\"o\" displayName=\"SMART "
+                        "Details\" name=\"SMARTDetails\" type=\"table\" uniqueId=\"BTWL1\">"));
+  const auto rows = reply.Listed();
+  ASSERT_EQ(rows.size(), 18U);
+  EXPECT_EQ(AttributeText(*rows[0], "row"), "0");
+  EXPECT_EQ(PropertyText(*rows[0], "Name"), "BTWL1.05");
+  EXPECT_EQ(PropertyText(*rows[8], "ID"), "B8");
+  EXPECT_EQ(PropertyText(*rows[8], "Threshold"), "90");
+  EXPECT_EQ(PropertyText(*rows[8], "Action"), "Pass");
+  EXPECT_THAT(reply.Text(), HasSubstr("Current degree C"));
+}
+
+TEST_F(Smart, MethodTellsWhyItCouldNotRead) {
+  sata_.Inject(Fault::Fail().OnOpcode(0xB0).OnFeature(0xD1));
+  const auto reply = host_.Call(kReadBySerial);
+  EXPECT_EQ(reply.ErrorCode(), 22);
+  EXPECT_EQ(reply.Job("JobState"), "7");
+  EXPECT_THAT(reply.Listed(), IsEmpty());
+}
+
+TEST_F(Smart, MethodIsOffered) {
+  const auto reply = host_.Call("<Message subject='Device' includeMethods='True'/>");
+  std::map<std::string, bool> offered;
+  for (const auto* drive : reply.Listed()) {
+    bool& offers = offered[PropertyText(*drive, "SerialNumber")];
+    for (const auto& [tag, child] : *drive) {
+      if (tag == "Object") offers = offers || AttributeText(child, "name") == "SmartParser";
+    }
+  }
+  EXPECT_THAT(offered, ElementsAre(Pair("BTWL1", true), Pair("CVFT1", true)));
+}
+
+TEST_F(Smart, SubjectReadsAllDrives) {
+  const auto reply = host_.Call(kReadAll);
+  EXPECT_EQ(reply.ErrorCode(), 0);
+  EXPECT_EQ(reply.Attribute("subject"), "SMARTAttribute");
+  EXPECT_THAT(reply.Text(), HasSubstr("uniqueId=\"BTWL1\""));
+  EXPECT_THAT(reply.Text(), HasSubstr("uniqueId=\"CVFT1\""));
+  EXPECT_THAT(reply.Text(), Not(HasSubstr("uniqueId=\"S7A1\"")));
+  EXPECT_EQ(reply.Listed().size(), 18U + 8U);
+}
+
+TEST_F(Smart, SubjectIsDescribedBehindTheOthers) {
+  const auto text = host_.Call("<Message subject='supported functionality'/>").Text();
+  const auto at = text.find(
+      "<Subject cimClass=\"SMARTAttribute\" description=\"blah blah blah SMART\" name=\"SMART "
+      "Details\"><Property direction=\"i\" name=\"MorvuSSD\" required=\"False\"/></Subject>");
+  ASSERT_NE(at, text.npos);
+  EXPECT_LT(text.find("<Subject cimClass=\"Notification\""), at);
+}
+
+// A notification in one line, and its value.
+std::pair<std::string, std::string> Describe(const Reply& message) {
+  const auto quoted = [&](std::string_view attribute) {
+    const auto at = message.Text().find(attribute) + attribute.size();
+    return message.Text().substr(at, message.Text().find('"', at) - at);
+  };
+  return {message.Attribute("ObjectPath") + " " + message.Attribute("NotificationType") + " " +
+              message.Attribute("NotificationStatus") + " " + quoted("Property displayName=\""),
+          quoted("value=\"")};
+}
+
+TEST_F(Smart, PassOverTheDrivesPostsTheirValues) {
+  // The one that comes first becomes the service, the other runs the pass.
+  constexpr std::string_view kPass =
+      "<Message subject='Notification'><Property name='scan'>True</Property></Message>";
+  const std::uint64_t jobs[] = {host_.Send(kPass), host_.Send(kPass)};
+  std::map<std::string, std::string> values;
+  for (int i = 0; i < 5000 && values.size() < 5; ++i) {
+    for (const auto job : jobs) {
+      for (auto message = host_.Receive(job); !message.IsEmpty(); message = host_.Receive(job)) {
+        if (message.Attribute("NotificationType") != "0") values.insert(Describe(message));
+      }
+    }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  host_.Call("<Message subject='Notification'><Property name='Enabled'>False</Property></Message>");
+  EXPECT_THAT(values, ElementsAre(Pair("MorvuSSD.BTWL1 1 0 Smart Health", "100"),
+                                  Pair("MorvuSSD.BTWL1 1 0 Smart Life", "99"),
+                                  Pair("MorvuSSD.BTWL1 2 0 Temperature", "28"),
+                                  Pair("MorvuSSD.CVFT1 1 0 Smart Health", "100"),
+                                  Pair("MorvuSSD.CVFT1 1 0 Smart Life", "100")));
+}
+
+TEST(SmartWithoutDrives, IsNotRunOrFindsNoDevice) {
+  Simulator::TestFleet fleet;
+  Host host;
+  host.Call(kScan);
+  EXPECT_EQ(host.Call(kReadAll).ErrorCode(), 5);
+  EXPECT_EQ(host.Call("<Message subject='SMARTAttribute'><Object cimClass='Device'/></Message>")
+                .ErrorCode(),
+            245);
+  EXPECT_EQ(host.Call(kReadBySerial).ErrorCode(), 245);
+}
+
+// The whole road: selection, clone, method, reply.
+struct HostScene : Scene {
+  HostScene() : Scene({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1"}) {}
+  void Prepare() override {
+    host.emplace();
+    host->Call(kScan);
+  }
+  Morvu::StatusCode Run(const Morvu::ProgressReporter*) override {
+    reply = host->Call(kReadBySerial);
+    return reply.ErrorCode();
+  }
+  std::optional<Host> host;
+  Reply reply;
+};
+
+void CheckRun(const HostScene& scene, const SweptRun& run) {
+  const auto& met = run.Met();
+  const bool isSmart = met.AtaOpcode() == 0xB0;
+  if (isSmart) {
+    EXPECT_EQ(run.code, met.Features() == 0xD0 ? 23 : 22);
+  } else if (met.AtaOpcode() == 0xC8) {
+    EXPECT_EQ(run.code, 0);  // the read whose data nobody looks at
+  } else {
+    // A drive that does not answer is not selected, or refused.
+    EXPECT_THAT(run.code, AnyOf(0, 4, 245));
+  }
+  EXPECT_EQ(scene.reply.Listed().empty(), run.code != 0);
+  EXPECT_EQ(scene.reply.Job("JobState"), "7");
+}
+
+TEST(SmartSweep, OverARefusal) { SweepFaults<HostScene>(Fault::Fail().Times(1), CheckRun); }
+TEST(SmartSweep, OverATimeOut) { SweepFaults<HostScene>(Fault::Hang().Times(1), CheckRun); }
+TEST(SmartSweep, OverADriveThatGoes) {
+  SweepFaults<HostScene>(Fault::Vanish(), [](const HostScene& scene, const SweptRun& run) {
+    EXPECT_THAT(run.code, AnyOf(4, 22, 23, 245));
+    EXPECT_EQ(scene.reply.Job("JobState"), "7");
+  });
+}
+
+}  // namespace
+}  // namespace MorvuHost
