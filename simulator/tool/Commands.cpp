@@ -80,8 +80,7 @@ void AddDemoDrives(Fleet& fleet) {
                                      .serial = "BTWL407301AB480QGN",
                                      .firmware = "D2010370",
                                      .sectors = 480 * kGigabyte / 512});
-  const auto root = fleet.AddPartition(boot, 200 * kGigabyte, "ext4", "/", {});
-  fleet.SetRootMount(root);
+  fleet.AddPartition(boot, 200 * kGigabyte, "ext4", "/", {});
   AddDrive(fleet, {.kind = Kind::Ata,
                    .model = "MORVU SSDSC2BA200G3",
                    .serial = "BTTV252600CD200GGN",
