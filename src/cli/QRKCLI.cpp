@@ -92,8 +92,19 @@ void QRKCLI::PrintBanner() {
   PrintLine();
 }
 
+bool QRKCLI::NeedsPartitions() const {
+  if (HasOption("-drive_list")) return false;
+  return std::ranges::any_of(GetParameters(), [](const auto& parameter) {
+    const auto category = parameter->GetCategory();
+    return parameter->IsGiven() &&
+           (category == OptionCategory::DriveSelection || category == OptionCategory::Feature);
+  });
+}
+
 void QRKCLI::Scan() {
-  adapterManager_->Scan(toolConfig_.scanOptions);
+  auto options = toolConfig_.scanOptions;
+  options.findLogical = options.findLogical && NeedsPartitions();
+  adapterManager_->Scan(options);
   Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }
 
