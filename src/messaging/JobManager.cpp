@@ -143,9 +143,11 @@ void JobManager::Sweep() {
   for (const auto& job : jobs_) {
     if (!job->IsRunning()) job->Join();  // it has nothing left to do
   }
-  const auto gone = std::ranges::stable_partition(jobs_, &Job::IsRetained);
-  std::ranges::move(gone, std::back_inserter(dropped));
-  jobs_.erase(gone.begin(), gone.end());
+  // With iterators: the fuzz build's compiler does not take the subrange that a range gives.
+  const auto gone = std::stable_partition(jobs_.begin(), jobs_.end(),
+                                          [](const auto& job) { return job->IsRetained(); });
+  std::move(gone, jobs_.end(), std::back_inserter(dropped));
+  jobs_.erase(gone, jobs_.end());
 }
 
 void JobManager::Stop() {
