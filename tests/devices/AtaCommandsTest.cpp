@@ -57,7 +57,7 @@ static_assert(std::size(kNonDataRows) == 49);
 
 struct AtaCommands : ::testing::Test, NodeUnderTest<CommandPath_ATA_SCSI> {
   AtaCommands() : NodeUnderTest({.model = "MORVU SSDSC2BB480G4"}), set(properties, path) {
-    drive.Inject(Fault::AtaError(0x51, 0x04));
+    drive.Inject(Fault::AtaError(0x51, 0x04));  // so that it keeps its state
   }
 
   void Expect(const char* name, Call send, Direction direction, std::uint32_t length,

@@ -29,7 +29,7 @@ struct NodeUnderTest {
     properties.Add(DeviceProperty(Properties::SectorSize, 512u));
   }
 
-  // The only command since the last call. A drive that refuses all keeps its state.
+  // The only command since the last call.
   Simulator::JournalEntry TakeCommand() {
     const auto journal = drive.Journal();
     drive.ClearJournal();
