@@ -36,9 +36,16 @@ int Sign(const std::string& path, const std::string& tagged) {
                  path.c_str());
     return kExitFailed;
   }
+  if (tagged.empty()) return 0;
   const auto made = GetTaggedPath(path);
   std::error_code error;
-  if (!tagged.empty()) std::filesystem::rename(made, tagged, error);
+  std::filesystem::rename(made, tagged, error);
+  if (!error) return 0;
+  // The place may be on another file system.
+  std::filesystem::copy_file(made, tagged, std::filesystem::copy_options::overwrite_existing,
+                             error);
+  std::error_code ignored;
+  std::filesystem::remove(made, ignored);
   if (!error) return 0;
   std::fprintf(stderr, "morvu-sign: cannot move %s to %s: %s\n", made.c_str(), tagged.c_str(),
                error.message().c_str());
