@@ -1,0 +1,257 @@
+#!/usr/bin/env python3
+"""Compares what the library said inside the guest with what other tools said there.
+
+    check.py RESULTS WIDTH QUESTION
+
+RESULTS is the folder that the guest filled, WIDTH 64 or 32, QUESTION a test's name below.
+"""
+import csv
+import json
+import pathlib
+import re
+import sys
+import unittest
+import xml.etree.ElementTree as ElementTree
+
+RESULTS = pathlib.Path()
+WIDTH = ""
+
+# By message a scan publishes a few products only, by the tool all drives.
+CODE_SMART_NOT_READ = 23
+CODE_BAD_INDEX = 87
+
+
+def text_of(name):
+    return (RESULTS / name).read_text()
+
+
+def json_of(name):
+    return json.loads(text_of(name))
+
+
+def own(name):
+    return f"{WIDTH}.{name}"
+
+
+def exit_of(name):
+    return int(text_of(own(name) + ".exit"))
+
+
+def last_message(name):
+    """A job's messages follow one another; the last is its reply."""
+    documents = re.split(r"(?=<\?xml )", text_of(own(name)))
+    return ElementTree.fromstring(documents[-1].strip())
+
+
+def values_of(element):
+    return {item.get("name"): item.text or "" for item in element.findall("Property")}
+
+
+def drive_objects(name):
+    reply = last_message(name)
+    found = [values_of(item) for item in reply.iter("Object") if item.get("uniqueId") is not None]
+    return {values["DevicePath"]: values for values in found}
+
+
+def job_of(name):
+    for item in last_message(name).iter("Object"):
+        values = values_of(item)
+        if "ErrorCode" in values:
+            return values
+    raise AssertionError(f"{name} has no job")
+
+
+def information_of(path):
+    """The rows of the tool's tables: one table for the drive, then one for each partition."""
+    tables = [{}]
+    for line in text_of(own(f"information.{pathlib.Path(path).name}.txt")).splitlines():
+        row = re.fullmatch(r"\| (.+?):? +\| (.*?) *\|", line)
+        if row:
+            tables[-1][row[1].rstrip(":")] = row[2]
+        elif tables[-1] and not line:
+            tables.append({})
+    return [table for table in tables if table]
+
+
+def listed_by_tool():
+    rows = list(csv.reader(text_of(own("list.csv")).splitlines()))
+    return {row[4]: row for row in rows[1:]}
+
+
+def disks():
+    """lsblk's disks by path, the CD-ROM not among them."""
+    return {disk["path"]: disk for disk in json_of("lsblk.json")["blockdevices"]
+            if disk["type"] == "disk"}
+
+
+class Guest(unittest.TestCase):
+    maxDiff = None
+
+    @classmethod
+    def setUpClass(cls):
+        cls.nodes = json_of("nodes")
+
+    def test_tool_lists_exactly_the_disks(self):
+        smart = {kind: json_of(f"smartctl.{kind}.json") for kind in ("sata", "foreign", "nvme")}
+        sas = json_of("smartctl.sas.json")
+
+        def row(kind):
+            return [smart[kind][key] for key in ("model_name", "serial_number", "firmware_version")]
+        nvme = [path for path in disks() if "nvme" in path]
+        # The emulated SAS drive's INQUIRY ends before the serial number.
+        self.assertEqual(36, (RESULTS / "sas.inquiry").stat().st_size)
+        expected = {
+            self.nodes["sata"]: row("sata"),
+            self.nodes["foreign"]: row("foreign"),
+            self.nodes["sas"]: [sas["scsi_product"], "", sas["scsi_revision"]],
+            **{path: row("nvme") for path in nvme}}
+        self.assertEqual(2, len(nvme))
+        self.assertEqual(len(disks()), len(expected))
+        self.assertEqual(expected, {path: row[1:4] for path, row in listed_by_tool().items()})
+        self.assertEqual([str(index) for index in range(len(expected))],
+                         [row[0] for row in listed_by_tool().values()])
+        self.assertEqual(0, exit_of("csv.txt"))
+        for path in expected:
+            self.assertIn(path, text_of(own("list.txt")))
+
+    def test_tool_sees_a_disk_for_each_that_smartctl_scans(self):
+        scanned = [device["name"] for device in json_of("scan.json")["devices"]]
+        listed = listed_by_tool()
+        self.assertEqual(len([name for name in scanned if name.startswith("/dev/sd")]),
+                         len([path for path in listed if path.startswith("/dev/sg")]))
+        controllers = {path[:len("/dev/nvme0")] for path in listed if "nvme" in path}
+        self.assertEqual({name for name in scanned if "nvme" in name}, controllers)
+
+    def test_message_lists_sata_as_ata(self):
+        smart, hdparm = json_of("smartctl.sata.json"), text_of("hdparm.txt")
+        drive = drive_objects("list.xml")[self.nodes["sata"]]
+        # The kernel's own texts are cut to 16 and 4 characters: these come from IDENTIFY DEVICE.
+        self.assertEqual(smart["model_name"], drive["ModelNumber"])
+        self.assertEqual(smart["serial_number"], drive["SerialNumber"])
+        self.assertEqual(smart["firmware_version"], drive["Firmware"])
+        self.assertEqual(str(smart["logical_block_size"]), drive["SectorSize"])
+        self.assertNotIn("DriverCommunicationError", drive)
+        self.assertEqual("Morvu SSD Datacenter C400 Series", drive["ProductFamily"])
+        self.assertEqual("True", drive["Morvu"])
+        self.assertEqual("True", drive["SMARTEnabled"])
+        self.assertEqual(str(smart["trim"]["supported"]), drive["TrimSupported"])
+        self.assertEqual(str("*\tWrite cache" in hdparm), drive["WriteCacheEnabled"])
+        self.assertEqual(str("Security:" in hdparm), drive["SecurityEnabled"])
+
+    def test_message_gives_the_sectors_of_sata(self):
+        # Words 60 and 61 of IDENTIFY DEVICE as they stand: a count of sectors.
+        sectors = int(re.search(r"LBA +user addressable sectors: +(\d+)", text_of("hdparm.txt"))[1])
+        self.assertEqual(disks()[self.disk_of("sata")]["size"], sectors * 512)
+        drive = drive_objects("list.xml")[self.nodes["sata"]]
+        self.assertEqual(str(sectors), drive["MaximumLBA"])
+
+    def test_message_lists_each_namespace(self):
+        controller = json_of("nvme.ctrl.json")
+        listed = drive_objects("list.xml")
+        for number in (1, 2):
+            namespace = json_of(f"nvme.ns{number}.json")
+            drive = listed[f"/dev/nvme0n{number}"]
+            used_format = namespace["flbas"] & 0xF
+            expected = {
+                "ModelNumber": controller["mn"].strip(),
+                "SerialNumber": controller["sn"].strip(),
+                "Firmware": controller["fr"].strip(),
+                "MaximumLBA": str(namespace["nsze"] - 1),
+                "SectorSize": str(1 << namespace["lbafs"][used_format]["ds"]),
+                "PhysicalSize": str(disks()[f"/dev/nvme0n{number}"]["size"]),
+                "NumLBAFormats": str(namespace["nlbaf"]),
+                "LBAFormat": str(used_format),
+                "NumErrorLogPageEntries": str(controller["elpe"]),
+                "ProductFamily": "Morvu SSD Datacenter C700 Series",
+            }
+            self.assertEqual(expected, {name: drive.get(name) for name in expected})
+        self.assertNotEqual(listed["/dev/nvme0n1"]["SectorSize"],
+                            listed["/dev/nvme0n2"]["SectorSize"])
+
+    def test_message_publishes_no_other_drives(self):
+        expected = {self.nodes["sata"], "/dev/nvme0n1", "/dev/nvme0n2"}
+        self.assertEqual(expected, set(drive_objects("list.xml")))
+        self.assertEqual(expected, set(drive_objects("devices.xml")))
+
+    def test_tool_describes_sas(self):
+        sas = json_of("smartctl.sas.json")
+        drive = information_of(self.nodes["sas"])[0]
+        self.assertEqual(sas["scsi_product"], drive["Model Number"])
+        self.assertEqual("Morvu SSD Datacenter S400 SAS Series", drive["Drive Series"])
+        self.assertEqual(sas["user_capacity"]["blocks"] - 1, int(drive["Current MAX LBA"], 16))
+        self.assertEqual("0.27 GB", drive["Current Capacity"])
+
+    def test_tool_describes_sata(self):
+        drive = information_of(self.nodes["sata"])[0]
+        native = int(re.search(r"max sectors += +\d+/(\d+)", text_of("hdparm-max.txt"))[1])
+        self.assertEqual(native - 1, int(drive["Native MAX LBA"], 16))
+        self.assertEqual("ON", drive["SMART"])
+        self.assertEqual("ON" if "*\tWrite cache" in text_of("hdparm.txt") else "OFF",
+                         drive["Write Cache"])
+
+    def test_tool_describes_each_namespace(self):
+        for number in (1, 2):
+            drive = information_of(f"/dev/nvme0n{number}")[0]
+            self.assertEqual(json_of(f"nvme.ns{number}.json")["nsze"] - 1,
+                             int(drive["Current MAX LBA"], 16))
+
+    def test_tool_shows_partitions(self):
+        children = disks()[self.disk_of("sata")]["children"]
+        shown = information_of(self.nodes["sata"])[1:]
+        self.assertEqual([child["path"] for child in children], [table["Path"] for table in shown])
+        used, free = map(int, text_of("df.txt").splitlines()[1].split()[2:4])
+        self.assertEqual("ext4", shown[0]["Type"])
+        self.assertEqual(f"{free / 1e6:.2f} MB / {(used + free) / 1e6:.2f} MB",
+                         shown[0]["Free Space"])
+        self.assertEqual("Unknown / Unknown", shown[1]["Free Space"])
+
+    def test_message_reads_smart_of_sata(self):
+        self.assertEqual("0", job_of("smart.xml")["ErrorCode"])
+        shown = {}
+        for item in last_message("smart.xml").iter("Object"):
+            if item.get("name") == "SMART Attribute":
+                values = values_of(item)
+                shown[int(values["ID"], 16)] = [
+                    int(values[name]) for name in ("Normalized", "Worst", "Threshold", "Status",
+                                                   "Raw")]
+        self.assertEqual(self.attributes(), shown)
+
+    def test_tool_saves_smart_of_sata(self):
+        self.assertEqual(0, exit_of("smart-csv.txt"))
+        rows = list(csv.reader(text_of(own("smart.csv")).splitlines()))
+        # A row without an identifier is a part of the raw value above it.
+        shown = {int(row[0], 16): [int(row[3]), int(row[5]), int(row[4]), int(row[6]),
+                                   int(re.match(r"0x[0-9A-F]+|\d+", row[2])[0], 0)]
+                 for row in rows[1:] if row[0]}
+        self.assertEqual(self.attributes(), shown)
+        self.assertEqual({"Pass"}, {row[7] for row in rows[1:] if row[0]})
+
+    def test_tool_shows_smart_of_sata(self):
+        self.assertEqual(0, exit_of("smart.txt"))
+        shown = re.findall(r"^\|? *([0-9A-F]{2}) ", text_of(own("smart.txt")), re.MULTILINE)
+        self.assertEqual(sorted(self.attributes()), [int(identifier, 16) for identifier in shown])
+
+    def test_smart_of_nvme_without_its_log_fails(self):
+        # The emulated controller has no vendor log.
+        self.assertEqual(str(CODE_SMART_NOT_READ), job_of("smart-nvme.xml")["ErrorCode"])
+        self.assertEqual(CODE_SMART_NOT_READ, exit_of("smart-nvme.txt"))
+
+    def test_tool_refuses_a_bad_index(self):
+        self.assertEqual(CODE_BAD_INDEX, exit_of("bad-index.txt"))
+        self.assertIn("Given drive index is invalid", text_of(own("bad-index.txt")))
+
+    def attributes(self):
+        return {row["id"]: [row["value"], row["worst"], row["thresh"], row["flags"]["value"],
+                            row["raw"]["value"]]
+                for row in json_of("smartctl.sata.json")["ata_smart_attributes"]["table"]}
+
+    def disk_of(self, kind):
+        model = json_of(f"smartctl.{kind}.json")["model_name"]
+        return next(path for path, disk in disks().items()
+                    if (disk["model"] or "").strip() == model[:16])
+
+
+if __name__ == "__main__":
+    folder, WIDTH, question = sys.argv[1:4]
+    RESULTS = pathlib.Path(folder)
+    unittest.main(argv=[sys.argv[0], f"Guest.test_{question}"])

@@ -1,0 +1,91 @@
+#!/bin/sh
+# The first process of the guest: loads the drivers, asks the library and other tools about the
+# drives, and sends all answers out of the second serial line.
+export PATH=/bin:/sbin
+/bin/busybox --install -s /bin 2>/dev/null  # what is not there yet
+mount -t proc proc /proc
+mount -t sysfs sysfs /sys
+mount -t devtmpfs devtmpfs /dev
+while read -r module; do insmod "/modules/$module"; done </modules/order
+. /etc/drives
+
+all_there() {
+  [ -b /dev/nvme0n2 ] && [ "$(ls -d /sys/class/block/sd? 2>/dev/null | wc -l)" = 3 ] &&
+    [ "$(ls -d /sys/class/scsi_generic/sg* 2>/dev/null | wc -l)" = 4 ]
+}
+for wait in $(seq 60); do
+  if all_there; then break; fi
+  sleep 1
+done
+
+# Runs a command; its outputs and its exit status become files.
+keep() {  # NAME COMMAND...
+  local name=/results/$1
+  shift
+  "$@" >"$name" 2>"$name.err" </dev/null
+  echo $? >"$name.exit"
+}
+
+generic_of() {  # SERIAL
+  local node
+  for node in /dev/sg*; do
+    if smartctl -i "$node" | grep -q "Serial [Nn]umber: *$1\$"; then echo "$node"; fi
+  done
+}
+sata=$(generic_of "$sata_serial")
+sas=$(generic_of "$sas_serial")
+foreign=$(generic_of "$foreign_serial")
+printf '{"sata": "%s", "sas": "%s", "foreign": "%s"}\n' "$sata" "$sas" "$foreign" >/results/nodes
+sata_disk=/dev/$(basename /sys/class/scsi_generic/"${sata#/dev/}"/device/block/*)
+mke2fs -q -t ext4 "${sata_disk}1"
+mkdir -p /data
+mount -t ext4 "${sata_disk}1" /data
+dd if=/dev/zero of=/data/file bs=1M count=7 2>/dev/null
+sync
+
+# The witnesses.
+keep lsblk.json lsblk -J -b -o NAME,PATH,SIZE,LOG-SEC,TYPE,MODEL,SERIAL
+keep df.txt df -B 1 /data
+keep scan.json smartctl --scan -j
+for kind in sata sas foreign; do
+  eval node=\$$kind
+  keep smartctl.$kind.json smartctl -j -i -A "$node"
+done
+keep smartctl.nvme.json smartctl -j -i /dev/nvme0
+keep sas.inquiry sg_inq --raw "$sas"
+keep hdparm.txt hdparm -I "$sata"
+keep hdparm-max.txt hdparm -N "$sata"
+keep nvme.ctrl.json nvme id-ctrl /dev/nvme0 -o json
+keep nvme.ns1.json nvme id-ns /dev/nvme0n1 -o json
+keep nvme.ns2.json nvme id-ns /dev/nvme0n2 -o json
+
+# The library.
+request_of() {  # SERIAL METHOD
+  printf '<Message cimClass="MorvuSSD" scan="True"><Object cimClass="MorvuSSD">'
+  printf '<Property name="SerialNumber" key="True">%s</Property></Object>' "$1"
+  printf '<Object type="method" name="%s"/></Message>' "$2"
+}
+for width in 64 32; do
+  tool=/opt/$width/morvussd
+  exchange="/opt/$width/exchange /opt/$width/libMorvu.SSDFeatures.so.1.2.0"
+  keep $width.list.xml $exchange '<Message cimClass="MorvuSSD" scan="True"/>'
+  keep $width.devices.xml $exchange '<Message cimClass="Device" scan="True"/>'
+  keep $width.smart.xml $exchange "$(request_of "$sata_serial" SmartParser)"
+  keep $width.smart-nvme.xml $exchange "$(request_of "$nvme_serial" SmartParser)"
+  keep $width.list.txt $tool -drive_list
+  keep $width.csv.txt $tool -drive_list /results/$width.list.csv
+  for path in "$sata" "$sas" /dev/nvme0n1 /dev/nvme0n2; do
+    keep $width.information."$(basename "$path")".txt $tool -drive_path "$path"
+  done
+  keep $width.smart.txt $tool -drive_serial "$sata_serial" -smart
+  keep $width.smart-csv.txt $tool -drive_serial "$sata_serial" -smart /results/$width.smart.csv
+  keep $width.smart-nvme.txt $tool -drive_path /dev/nvme0n1 -smart
+  keep $width.bad-index.txt $tool -drive_index 99
+done
+keep dmesg.txt dmesg
+
+echo done >/results/done
+stty -F /dev/ttyS1 raw
+tar c -C / results | gzip | base64 >/dev/ttyS1
+sleep 1
+poweroff -f
