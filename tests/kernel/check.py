@@ -17,7 +17,9 @@ RESULTS = pathlib.Path()
 WIDTH = ""
 
 # By message a scan publishes a few products only, by the tool all drives.
+CODE_UPDATE_FAILED = 19
 CODE_SMART_NOT_READ = 23
+CODE_NO_MORVU_DRIVE = 45
 CODE_BAD_INDEX = 87
 
 
@@ -239,6 +241,17 @@ class Guest(unittest.TestCase):
     def test_tool_refuses_a_bad_index(self):
         self.assertEqual(CODE_BAD_INDEX, exit_of("bad-index.txt"))
         self.assertIn("Given drive index is invalid", text_of(own("bad-index.txt")))
+
+    def test_refused_firmware_leaves_the_drive_as_it_was(self):
+        sata, foreign = (self.nodes[kind][len("/dev/"):] for kind in ("sata", "foreign"))
+        self.assertEqual(CODE_UPDATE_FAILED, exit_of(f"firmware.{sata}.txt"))
+        self.assertEqual(CODE_UPDATE_FAILED, exit_of("firmware.nvme0n1.txt"))
+        self.assertEqual(CODE_NO_MORVU_DRIVE, exit_of(f"firmware.{foreign}.txt"))
+        # SMART is off during the transfer.
+        after = json_of(own("after-firmware.json"))
+        self.assertTrue(after["smart_support"]["enabled"])
+        self.assertEqual(json_of("smartctl.sata.json")["firmware_version"],
+                         after["firmware_version"])
 
     def attributes(self):
         return {row["id"]: [row["value"], row["worst"], row["thresh"], row["flags"]["value"],

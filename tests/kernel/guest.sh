@@ -81,6 +81,13 @@ for width in 64 32; do
   keep $width.smart-csv.txt $tool -drive_serial "$sata_serial" -smart /results/$width.smart.csv
   keep $width.smart-nvme.txt $tool -drive_path /dev/nvme0n1 -smart
   keep $width.bad-index.txt $tool -drive_index 99
+
+  # None of the emulated drives takes an image: the drives must be left as they were.
+  for path in "$sata" "$foreign" /dev/nvme0n1; do
+    keep $width.firmware."$(basename "$path")".txt \
+      $tool -drive_path "$path" -firmware_update /etc/drives -force
+  done
+  keep $width.after-firmware.json smartctl -j -i "$sata"
 done
 keep dmesg.txt dmesg
 
