@@ -82,6 +82,11 @@ std::string Reply::Job(std::string_view property) const {
   return "no job";
 }
 
+std::string Reply::Notified() const {
+  const auto& property = tree_.get_child("Message.Property");
+  return AttributeText(property, "name") + "=" + AttributeText(property, "value");
+}
+
 std::string PropertyText(const Reply::Tree& element, std::string_view name) {
   for (const auto& [tag, property] : element) {
     if (tag == "Property" && AttributeText(property, "name") == name) return property.data();
@@ -122,6 +127,29 @@ Reply Host::Await(std::uint64_t job) {
   }
   ADD_FAILURE() << "no message of job " << job;
   return {};
+}
+
+// A request is one job or another's thread may be first: whichever becomes the service,
+// the passes of those that follow are told under its identifier.
+std::pair<std::uint64_t, Reply> Host::StartNotifications(const std::string& drives) {
+  const auto request = "<Message subject='Notification'>" + drives +
+                       "<Property name='Enabled'>True</Property>"
+                       "<Property name='scan'>True</Property></Message>";
+  std::vector<std::uint64_t> jobs;
+  const auto end = std::chrono::steady_clock::now() + kPatience;
+  while (std::chrono::steady_clock::now() < end) {
+    jobs.push_back(Send(request));
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));
+    for (const auto job : jobs) {
+      if (auto reply = Receive(job); !reply.IsEmpty()) return {job, reply};
+    }
+  }
+  ADD_FAILURE() << "nothing is told";
+  return {};
+}
+
+void Host::StopNotifications() {
+  Call("<Message subject='Notification'><Property name='Enabled'>False</Property></Message>");
 }
 
 std::vector<std::uint64_t> Host::ListedJobs() {

@@ -44,6 +44,8 @@ class Reply {
   // A property of the job's object: "ErrorCode", "JobState", ...
   std::string Job(std::string_view property) const;
   int ErrorCode() const { return std::stoi(Job("ErrorCode")); }
+  // What a notification tells: "name=value".
+  std::string Notified() const;
 
  private:
   std::string text_;
@@ -70,6 +72,11 @@ class Host {
   Reply Await(std::uint64_t job);
   // Runs a request to its end, and gives its reply.
   Reply Call(std::string_view request) { return Receive(Send(request, true)); }
+  // Starts the notification service and runs its pass over the drives that the Objects
+  // in `drives` name, until something is told. The job under which it is, and its first
+  // message.
+  std::pair<std::uint64_t, Reply> StartNotifications(const std::string& drives = {});
+  void StopNotifications();
   // The identifiers in the job list.
   std::vector<std::uint64_t> ListedJobs();
 };

@@ -1,0 +1,135 @@
+// Jobs on simulated drives: the road from a request to a command at a drive, and back.
+#include <gtest/gtest.h>
+
+#include <algorithm>
+#include <chrono>
+#include <thread>
+
+#include "Host.h"
+#include "TestFleet.h"
+
+namespace MorvuHost {
+namespace {
+
+using Simulator::Kind;
+
+constexpr std::string_view kScan = "<Message cimClass='MorvuSSD' scan='True'/>";
+constexpr std::string_view kList = "<Message cimClass='MorvuSSD'/>";
+
+class DriveJobs : public ::testing::Test {
+ protected:
+  static std::string DriveRequest(std::string_view serial, std::string_view content) {
+    return "<Message cimClass='MorvuSSD'><Object cimClass='MorvuSSD'>"
+           "<Property key='True' name='SerialNumber'>" +
+           std::string(serial) + "</Property></Object>" + std::string(content) + "</Message>";
+  }
+
+  static std::vector<std::string> Serials(const Reply& reply) {
+    std::vector<std::string> serials;
+    for (const auto* object : reply.Listed()) {
+      serials.push_back(PropertyText(*object, "SerialNumber"));
+    }
+    return serials;
+  }
+
+  // Tries until it holds; a sweep comes every second.
+  static bool Eventually(const auto& condition) {
+    const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(30);
+    while (!condition()) {
+      if (std::chrono::steady_clock::now() > end) return false;
+      std::this_thread::sleep_for(std::chrono::milliseconds(5));
+    }
+    return true;
+  }
+
+  Simulator::TestFleet fleet_;
+  Simulator::SimulatedDrive sata_ = fleet_.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
+  Simulator::SimulatedDrive nvme_ =
+      fleet_.Add({.kind = Kind::Nvme, .model = "MORVU SSDPE2MD800G4", .serial = "NVME1"});
+  Host host_;
+};
+
+TEST_F(DriveJobs, SeeNoDrivesBeforeAScan) {
+  EXPECT_TRUE(host_.Call(kList).Listed().empty());
+  EXPECT_TRUE(sata_.Journal().empty());
+}
+
+TEST_F(DriveJobs, FindTheDrivesOfTheMachine) {
+  const auto reply = host_.Call(kScan);
+  EXPECT_EQ(0, reply.ErrorCode());
+  EXPECT_EQ((std::vector<std::string>{"NVME1", "SATA1"}), Serials(reply));
+  EXPECT_EQ("MorvuSSD", reply.Attribute("subject"));
+  EXPECT_FALSE(sata_.Journal().empty());
+  EXPECT_FALSE(nvme_.Journal().empty());
+  EXPECT_EQ(Serials(reply), Serials(host_.Call(kList)));
+}
+
+TEST_F(DriveJobs, EndInOneReplyThatHoldsAll) {
+  const auto job = host_.Send(kScan);
+  auto reply = host_.Await(job);
+  // A message that tells the end is the reply.
+  while (reply.Job("JobState") != "7") reply = host_.Await(job);
+  EXPECT_EQ(2u, reply.Listed().size());
+  EXPECT_TRUE(host_.Receive(job).IsEmpty());
+}
+
+TEST_F(DriveJobs, TellWhatARequestGotWrong) {
+  host_.Call(kScan);
+  const auto code = [&](std::string_view content) {
+    return host_.Call(DriveRequest("SATA1", content)).ErrorCode();
+  };
+  EXPECT_EQ(270, code("<Object type='method' name='NoSuchMethod'/>"));
+  EXPECT_EQ(272, code("<Property direction='io' name='NoSuchProperty'>1</Property>"));
+  EXPECT_EQ(73, code("<Property direction='o' name='Firmware'>1</Property>"));
+  EXPECT_EQ(245, host_.Call(DriveRequest("NONE", "")).ErrorCode());
+}
+
+TEST_F(DriveJobs, AreListedForFiveMinutes) {
+  const auto job = host_.Send(kScan, true);
+  EXPECT_EQ(std::vector<std::uint64_t>{job}, host_.ListedJobs());
+  AdvanceTime(299);
+  std::this_thread::sleep_for(std::chrono::milliseconds(10));
+  EXPECT_EQ(std::vector<std::uint64_t>{job}, host_.ListedJobs());
+  AdvanceTime(2);
+  EXPECT_TRUE(Eventually([&] { return host_.ListedJobs().empty(); }));
+  EXPECT_FALSE(host_.Receive(job).IsEmpty());  // its reply outlives it
+}
+
+TEST_F(DriveJobs, WorkOnTheirDrivesSideBySide) {
+  host_.Call(kScan);
+  std::vector<std::uint64_t> jobs;
+  for (int i = 0; i < 32; ++i) jobs.push_back(host_.Send(kList));
+  for (const auto job : jobs) {
+    auto reply = host_.Await(job);
+    while (reply.Job("JobState") != "7") reply = host_.Await(job);
+    EXPECT_EQ((std::vector<std::string>{"NVME1", "SATA1"}), Serials(reply));
+  }
+}
+
+TEST_F(DriveJobs, EndWithUnload) {
+  for (int i = 0; i < 8; ++i) host_.Send(kScan);
+  Library().Unload();
+  Library().Load();
+  EXPECT_TRUE(host_.ListedJobs().empty());
+  EXPECT_EQ(2u, host_.Call(kScan).Listed().size());
+}
+
+TEST_F(DriveJobs, NotifyOfWhatThePassFinds) {
+  sata_.State().ata.security.frozen = 1;
+  host_.Call(kScan);
+  auto [service, reply] = host_.StartNotifications();
+  std::vector<std::string> told;
+  const auto isTold = [&](std::string_view what) {
+    for (; !reply.IsEmpty(); reply = host_.Receive(service)) {
+      told.push_back(reply.Attribute("ObjectPath") + " " + reply.Attribute("NotificationType") +
+                     " " + reply.Notified());
+    }
+    return std::ranges::find(told, what) != told.end();
+  };
+  EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.SATA1 0 SecurityFrozen=True"); }));
+  EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.SATA1 1 SmartHealth=100"); }));
+  host_.StopNotifications();
+}
+
+}  // namespace
+}  // namespace MorvuHost
