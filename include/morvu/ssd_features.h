@@ -32,11 +32,12 @@ extern "C" {
 typedef void (*EventCallback)(uint64_t jobId);
 
 /* Makes the library ready. No drive is touched. Calling it again changes nothing.
- * Returns 0. */
+ * Returns 0, or 185 when the thread that watches the jobs could not be started. */
 int32_t Load(void);
 
 /* Drops all jobs, drives and messages that were not received, and ends logging.
- * Registered callbacks stay. */
+ * Registered callbacks stay. Jobs that still run are asked to end, and waited for.
+ * Does nothing when a callback calls it. */
 void Unload(void);
 
 /* The version 1.2.0 as one number, 10200400. Needs no Load. */
@@ -61,7 +62,7 @@ void DisableLogger(void);
  * `synchronous` the call returns when the job has ended, otherwise at once.
  * Returns 0; 73 for a null pointer; 178 before Load; 244 when the text is no
  * message or names no subject that the library has; 185 when no thread could be
- * started for the job. */
+ * started for the job. A negative status is an error number of the system. */
 int32_t SendXMLMessage(const char* xml, uint32_t xmlLength, uint64_t* jobId, bool synchronous);
 
 /* Takes the next message of job `jobId`. `*bufferLength` is the size of `buffer`

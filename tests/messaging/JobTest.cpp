@@ -254,7 +254,7 @@ class Gate {
   bool isOpen_ = false;
 };
 
-std::unique_ptr<Gate> entered;
+std::unique_ptr<Gate> entered, go;
 
 std::unique_ptr<Message> WaitForCancel(JobContext& context) {
   context.setTimeBeforeRemoval(context.job, JobDuration::zero());
@@ -315,22 +315,23 @@ TEST_F(Jobs, TakeNoIdentifierWhoseMessagesStillWait) {
 }
 
 TEST_F(Jobs, HaveNoStartTimeWhileTheyScan) {
-  static Gate scanning, go;
+  entered = std::make_unique<Gate>();
+  go = std::make_unique<Gate>();
   JobContext context;
   context.rescan = [](JobManager*, const Message&) {
-    scanning.Open();
-    go.Wait();
+    entered->Open();
+    go->Wait();
   };
   const auto environment = Environment();
   Job job(context, &Succeed, environment);
   job.Accept(Message::Parse("<Message subject='S' scan='True'/>"));
   ASSERT_TRUE(job.StartThread());
-  scanning.Wait();
+  entered->Wait();
   const auto object = job.ToXmlObject();
   EXPECT_EQ("not-a-date-time", TextOf(*object, "StartTime"));
   EXPECT_EQ("not-a-date-time", TextOf(*object, "ElapsedTime"));
   EXPECT_EQ("74", TextOf(*object, "ErrorCode"));
-  go.Open();
+  go->Open();
   job.Join();
   EXPECT_EQ("19700112134640.000000+000", TextOf(LastObject(), "StartTime"));
 }
