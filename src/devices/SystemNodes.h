@@ -1,6 +1,7 @@
 // What the operating system tells about its device nodes, by its listings.
 #pragma once
 
+#include <cstdint>
 #include <optional>
 #include <string>
 #include <string_view>
