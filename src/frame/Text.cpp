@@ -55,7 +55,8 @@ std::size_t IFind(std::string_view text, std::string_view part, std::size_t from
 template <typename Write>
 void ForEachStretch(std::string_view text, Write write) {
   constexpr auto npos = std::string_view::npos;
-  if (IFind(text, kOpen) == npos || IFind(text, kClose) == npos) {
+  // Most texts have no mark, and a search that ignores case is slow.
+  if (text.find('<') == npos || IFind(text, kOpen) == npos || IFind(text, kClose) == npos) {
     write(std::string_view(), text);
     return;
   }

@@ -13,14 +13,19 @@ constexpr auto kTimeFormat = "%Y%m%d%H%M%s+000";
 constexpr auto kDurationFormat = "00000000%O%M%s+000";
 constexpr auto kNotSet = "not-a-date-time";
 
-// The facet goes to the stream's locale. The classic one below it keeps the decimal
-// point a point, whatever locale the host has set.
-std::string Write(const auto& value) {
+// The classic locale below the facet keeps the decimal point a point, whatever locale
+// the host has set. The locale owns its facet.
+std::locale MakeLocale() {
   auto facet = std::make_unique<pt::time_facet>();
   facet->format(kTimeFormat);
   facet->time_duration_format(kDurationFormat);
+  return std::locale(std::locale::classic(), facet.release());
+}
+
+std::string Write(const auto& value) {
+  static const auto locale = MakeLocale();
   std::ostringstream out;
-  out.imbue(std::locale(std::locale::classic(), facet.release()));
+  out.imbue(locale);
   out << value;
   return std::move(out).str();
 }
