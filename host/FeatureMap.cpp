@@ -1,18 +1,33 @@
 // The Feature families of morvussd, in the order in which the help shows them.
 #include "Tool.h"
+#include "operations/DriveSelfTest.h"
 #include "operations/FirmwareUpdate.h"
+#include "operations/Format.h"
+#include "operations/Sanitize.h"
+#include "operations/SecureErase.h"
+#include "operations/StandbyImmediate.h"
 #include "parsers/Smart.h"
 
 namespace MorvuTool {
 
+using Morvu::DriveSelfTest;
 using Morvu::FirmwareUpdate;
+using Morvu::Format;
+using Morvu::Sanitize;
+using Morvu::SecureErase;
+using Morvu::StandbyImmediate;
 namespace Smart = Morvu::Smart;
 
 // clang-format off
 std::span<const Morvu::FeatureEntry> GetFeatureMap() {
   static constexpr Morvu::FeatureEntry kFeatures[] = {
-      {"Firmware update", &FirmwareUpdate::GetFeatureDefinition, &FirmwareUpdate::RunCLI},
-      {"SMART",           &Smart::GetFeatureDefinition,          &Smart::RunCLI},
+      {"Firmware update",    &FirmwareUpdate::GetFeatureDefinition,     &FirmwareUpdate::RunCLI},
+      {"SMART",              &Smart::GetFeatureDefinition,              &Smart::RunCLI},
+      {"Format",             &Format::GetFeatureDefinition,             &Format::RunCLI},
+      {"Secure erase",       &SecureErase::GetFeatureDefinition,        &SecureErase::RunCLI},
+      {"Sanitize",           &Sanitize::GetFeatureDefinition,           &Sanitize::RunCLI},
+      {"Self test",          &DriveSelfTest::GetFeatureDefinition,      &DriveSelfTest::RunCLI},
+      {"Standby immediate",  &StandbyImmediate::GetFeatureDefinition,   &StandbyImmediate::RunCLI},
   };
   return kFeatures;
 }

@@ -77,6 +77,9 @@ class CommandPath {
   // Images of the last command and of the last reply.
   const Image& GetSentBuffer() const { return sentBuffer_; }
   const Image& GetReceivedBuffer() const { return receivedBuffer_; }
+  // The last reply brought the upper halves of the ATA registers, or told that they
+  // are zero.
+  bool HasUpperRegisters() const { return hasUpperRegisters_; }
   // The 64 bytes as decimal numbers joined by "~".
   std::string GetSentAsText() const;
   std::string GetReceivedAsText() const;
@@ -102,6 +105,7 @@ class CommandPath {
   Image receivedBuffer_{};
   std::int32_t lastOsError_ = 0;
   bool deviceFault_ = false;
+  bool hasUpperRegisters_ = true;
   std::uint32_t timeoutSeconds_;
 
  private:

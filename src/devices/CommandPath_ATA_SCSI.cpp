@@ -117,6 +117,13 @@ bool ReadFixedRegisters(ByteView bytes, const Sense& sense, ByteSpan tf, ByteSpa
   return true;
 }
 
+// Whether the sense brought the upper halves of the registers, or says that they are 0.
+bool TellsUpperRegisters(ByteView bytes) {
+  if (!ReadSense(bytes).IsFixed()) return (ReadByte(bytes, 10) & 1) != 0;
+  constexpr std::uint8_t kUpperNonzero = 0x60;  // SAT-3, table 151: of the count, of the LBA
+  return bytes[kFixedPlaces.status] != 0 && (bytes[8] & kUpperNonzero) == 0;
+}
+
 // False when the sense holds no registers; the records then stay as they were.
 bool ReadRegisters(ByteView bytes, ByteSpan tf, ByteSpan previous) {
   const bool found = ReadDescriptorRegisters(bytes, tf, previous) ||
@@ -172,6 +179,7 @@ StatusCode CommandPath_ATA_SCSI::SendOpcodeCore(ByteSpan command, ByteSpan reply
   }
   sentBuffer_ = sent;
   const bool answered = ReadRegisters(sense, command, reply);
+  hasUpperRegisters_ = answered && TellsUpperRegisters(sense);
   keep(receivedBuffer_);
   if (result != Status::Completed) return result;
   if (!answered && ReadSense(sense).TellsFailure()) return Status::AtaCommandFailed;

@@ -60,6 +60,7 @@ AtaAnswer CommandSet_ATA::GetAnswer() const {
   answer.lba = ReadLba(current) | static_cast<std::uint64_t>(ReadLba(previous)) << 24;
   answer.device = current[Byte::Device];
   answer.status = current[Byte::Status];
+  answer.isWhole = path_->HasUpperRegisters();
   return answer;
 }
 
@@ -146,9 +147,14 @@ StatusCode CommandSet_ATA::NonData(const Registers& registers, std::uint8_t flag
 
 StatusCode CommandSet_ATA::Sanitize(std::uint8_t feature, std::uint8_t count, std::uint64_t lba,
                                     ByteSpan data) {
-  return NonData(
-      {.features = feature, .count = count, .lba = lba, .command = AtaOpcode::SanitizeDevice},
-      kExt48 | kDiagnostic, data);
+  const Registers registers = {
+      .features = feature, .count = count, .lba = lba, .command = AtaOpcode::SanitizeDevice};
+  const auto result = NonData(registers, kExt48 | kDiagnostic, data);
+  // Linux's own SATA layer passes no device diagnostic commands on. It says so before
+  // any device has answered: the command code still stands where a status would.
+  const bool isLayersRefusal =
+      result == Status::AtaCommandFailed && GetAnswer().status == AtaOpcode::SanitizeDevice;
+  return isLayersRefusal ? NonData(registers, kExt48, data) : result;
 }
 
 StatusCode CommandSet_ATA::ataSmart(std::uint8_t features, std::uint8_t lbaLow, std::uint8_t count,

@@ -12,6 +12,7 @@ struct AtaAnswer {
   std::uint64_t lba = 0;
   std::uint8_t device = 0;
   std::uint8_t status = 0;
+  bool isWhole = true;  // false when the upper halves of count and LBA are not known
 };
 
 // The ATA commands (ACS-3). An operation fills the registers and sends them; it

@@ -262,7 +262,9 @@ StatusCode CommandSet_NVME::nvmeFormatNVM(std::uint32_t nsid, std::uint8_t lbaf,
               {.opcode = AdminOpcode::FormatNVM,
                .nsid = nsid,
                .cdw10 = Bits(lbaf, 0, 4) | Bits(ms, 4, 1) | Bits(pi, 5, 3) | Bits(pil, 8, 1) |
-                        Bits(ses, 9, 3)},
+                        Bits(ses, 9, 3),
+               // A format takes longer than the minute that the kernel gives by itself.
+               .timeoutMs = path_->GetTimeout() * 1000},
               0, 0, completion, data);
 }
 

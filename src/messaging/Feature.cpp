@@ -76,6 +76,12 @@ void Feature::End(StatusCode code) {
   SetState(code == Status::Completed ? FeatureState::Finished : FeatureState::Failed);
 }
 
+void Feature::TakeResult(const Feature& other) {
+  SetErrorCode(other.GetErrorCode());
+  SetState(other.GetState());
+  SetPercent(other.GetPercent());
+}
+
 void Feature::EndInitialize(StatusCode code) {
   SetErrorCode(code);
   Log(GetLogName(), "Initialize", __LINE__, kLogInfo,

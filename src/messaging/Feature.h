@@ -60,6 +60,8 @@ class Feature {
   // The end of every Initialize: sets the code and logs it.
   void EndInitialize(StatusCode code);
 
+  // Takes over code, state and percent of the Feature that did the work.
+  void TakeResult(const Feature& other);
   // For a Feature that runs another one.
   const ProgressReporter* GetReporter() const { return reporter_; }
 

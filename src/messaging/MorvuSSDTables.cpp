@@ -4,7 +4,11 @@
 #include "devices/PropertyCatalogue.h"
 #include "messaging/HostController.h"
 #include "messaging/MorvuSSD.h"
+#include "operations/DriveSelfTest.h"
 #include "operations/FirmwareUpdate.h"
+#include "operations/Format.h"
+#include "operations/SecureErase.h"
+#include "operations/StandbyImmediate.h"
 #include "parsers/Smart.h"
 
 namespace Morvu {

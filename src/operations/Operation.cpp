@@ -41,8 +41,11 @@ bool DeviceFault(Device& device) { return device.GetPath().GetDeviceFault(); }
 bool FailureReported(Device& device) { return !device.GetString(Properties::ErrorString).empty(); }
 bool NoAta(Device& device) { return !device.HasCommandSet(Protocol::Ata); }
 bool NoNvme(Device& device) { return !device.HasCommandSet(Protocol::Nvme); }
+bool PartitionsUnknown(Device& device) {
+  return device.CheckPartitions() == Status::NoCommunication;
+}
 bool HasPartition(Device& device) {
-  return device.CheckPartitions() == Status::HasPartition || !device.GetPartitions().empty();
+  return device.CheckPartitions() != Status::NoPartition || !device.GetPartitions().empty();
 }
 
 }  // namespace Refuse
@@ -96,6 +99,10 @@ std::unique_ptr<Object> DescribeMethod(std::string_view name, StatusCode status,
 bool BeginRunCLI(const QRKCLI& cli, std::string_view option, const char* file, int line) {
   Log(SourceBaseName(file), "RunCLI", line, kLogInfo, "Start");
   return cli.HasOption(option);
+}
+
+Device* GetPickedDrive(const QRKCLI& cli, std::span<Device* const> drives) {
+  return cli.IsDrivePicked() && !drives.empty() ? drives.front() : nullptr;
 }
 
 StatusCode ConfirmErase(StatusCode code, QRKCLI* cli, bool force, const EraseTexts& texts) {

@@ -63,7 +63,9 @@ bool DeviceFault(DeviceManagement::Device& device);
 bool FailureReported(DeviceManagement::Device& device);  // "ErrorString" is not empty
 bool NoAta(DeviceManagement::Device& device);
 bool NoNvme(DeviceManagement::Device& device);
-// A partition is known from the scan, or the system shows one now.
+// The drive was lost while its partitions were looked for: none may not be assumed.
+bool PartitionsUnknown(DeviceManagement::Device& device);
+// A partition is known from the scan, or the system shows one now, or is not sure.
 bool HasPartition(DeviceManagement::Device& device);
 }  // namespace Refuse
 
@@ -107,6 +109,11 @@ std::unique_ptr<XmlMessaging::Object> DescribeMethod(std::string_view name, Stat
 // whether the line holds the family's option.
 bool BeginRunCLI(const QRKCLI& cli, std::string_view option, const char* file = __builtin_FILE(),
                  int line = __builtin_LINE());
+
+// The drive that the line selected, the first when it names several; null when it
+// selected none: an operation that needs a drive does not guess.
+DeviceManagement::Device* GetPickedDrive(const QRKCLI& cli,
+                                         std::span<DeviceManagement::Device* const> drives);
 
 // ---- Destructive operations ----
 
