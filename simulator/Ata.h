@@ -28,7 +28,8 @@ struct AtaOutput {
   std::uint16_t count = 0;
   std::uint64_t lba = 0;
   std::uint8_t device = 0;
-  bool pioIn = false;  // the command was of the PIO data-in class
+  bool pioIn = false;     // the command was of the PIO data-in class
+  bool timedOut = false;  // the host gave up before the drive was done
 };
 
 // One command at the drive.
@@ -49,6 +50,9 @@ class AtaCommand {
   std::uint32_t Blocks() const;
 
   void Abort(std::uint8_t error = kAtaAbort);
+  // The command takes this long. False when its time-out ends it first: the host then
+  // sees no answer.
+  bool Lasts(std::uint32_t milliseconds);
   void Give(const void* data, std::size_t size);  // data in
   // Data out; empty, and the command aborted, when the host sends less.
   std::span<const std::uint8_t> Take(std::size_t size);

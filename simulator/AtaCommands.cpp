@@ -220,6 +220,13 @@ void AtaCommand::Abort(std::uint8_t error) {
   out_.error = error;
 }
 
+bool AtaCommand::Lasts(std::uint32_t milliseconds) {
+  const auto limit = transaction_.timeoutMs;
+  out_.timedOut = limit != 0 && milliseconds > limit;
+  drive_.Spend(out_.timedOut ? limit : milliseconds);
+  return !out_.timedOut;
+}
+
 void AtaCommand::Give(const void* data, std::size_t size) {
   if (transaction_.data == nullptr) return Abort();
   transaction_.Reply(data, size);

@@ -78,6 +78,10 @@ void AtaSecurityEraseUnit(AtaCommand& command) {
   auto& security = command.Ata().security;
   const bool known = IsMaster(block) || security.enabled;
   if (!security.prepared || !known || !Matches(security, block)) return command.Abort();
+  // Words 89 and 90 tell the time in units of two minutes. A drive whose host gave up
+  // keeps its password.
+  const auto units = command.Ata().identify[(block[0] & 2) != 0 ? 90 : 89] & 0xFF;
+  if (!command.Lasts(static_cast<std::uint32_t>(units) * 120'000)) return;
   if (!command.TheDrive().EraseMedium(0)) return command.Abort();
   DisableSecurity(security);
 }

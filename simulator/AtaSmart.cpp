@@ -280,8 +280,12 @@ void AtaSmartExecuteOffline(AtaCommand& command) {
   test.running = 1;
   test.startedMs = drive.Now();
   if ((subcommand & 0x80) == 0) return;
-  // Captive: the command ends when the test does.
-  drive.Spend(Duration(test));
+  // Captive: the command ends when the test does. A host that gives up resets the drive.
+  if (!command.Lasts(Duration(test))) {
+    test.status = static_cast<std::uint8_t>(0x20 | (SelfTestStatus(drive) & 0x0F));
+    test.running = 0;
+    return;
+  }
   if ((SelfTestStatus(drive) >> 4) == 0) return;
   command.Abort();
   command.Out().lba = static_cast<std::uint64_t>(kFailing) << 8;

@@ -19,8 +19,6 @@ namespace Simulator {
 
 namespace {
 
-constexpr std::uint16_t kHostTimedOut = 0x03;
-constexpr std::uint16_t kDriverTimedOut = 0x06;
 constexpr std::uint32_t kDefaultTimeoutMs = 60000;
 constexpr std::uint16_t kNvmeInternalError = 0x006;
 constexpr std::uint8_t kScsiBusy = 0x08;

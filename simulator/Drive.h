@@ -13,6 +13,9 @@ namespace Simulator {
 
 class Fleet;
 
+// What the adapter and the driver say of a command that got no answer in its time.
+inline constexpr std::uint16_t kHostTimedOut = 0x03, kDriverTimedOut = 0x06;
+
 // A command on its way through the drive.
 struct Transaction {
   Ioctl ioctl = Ioctl::SgIo;

@@ -240,6 +240,18 @@ void NvmeFirmwareCommit(NvmeCommand& command) {
   nvme.nextSlot = static_cast<std::uint8_t>(slot);
 }
 
+namespace {
+
+// Bits 2:0 of the end-to-end capabilities are the types of protection, bits 3 and 4
+// where in the metadata it may stand.
+bool CanProtect(const NvmeNamespace& space, std::uint32_t type, bool first) {
+  if (type == 0) return true;
+  return type <= 3 && (space.endToEnd >> (type - 1) & 1) != 0 &&
+         (space.endToEnd & (first ? 0x08 : 0x10)) != 0;
+}
+
+}  // namespace
+
 void NvmeFormat(NvmeCommand& command) {
   const auto cdw = command.Cdw(10);
   const auto format = cdw & 0x0F, erase = cdw >> 9 & 7, protection = cdw >> 5 & 7;
@@ -247,14 +259,19 @@ void NvmeFormat(NvmeCommand& command) {
   if (erase > 2) return command.Fail(kNvmeInvalidField);
   const bool all = command.Nsid() == kBroadcast;
   if (!all && command.Namespace() == nullptr) return command.Fail(kNvmeInvalidNamespace);
-  if (protection > 3 || (protection != 0 && kLbaFormats[format].metadata < 8))
-    return command.Fail(kNvmeInvalidFormat);
+  const bool first = (cdw >> 8 & 1) != 0;
+  if (protection != 0 && kLbaFormats[format].metadata < 8) return command.Fail(kNvmeInvalidFormat);
+  for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
+    const auto& space = command.Nvme().namespaces[nsid - 1];
+    const bool meant = space.exists && (all || nsid == command.Nsid());
+    if (meant && !CanProtect(space, protection, first)) return command.Fail(kNvmeInvalidFormat);
+  }
   for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
     auto& space = command.Nvme().namespaces[nsid - 1];
     if (!space.exists || (!all && nsid != command.Nsid())) continue;
     space.format = static_cast<std::uint8_t>(format);
     space.metadata = static_cast<std::uint8_t>(cdw >> 4 & 1);
-    space.protection = static_cast<std::uint8_t>(protection | (cdw >> 8 & 1) << 3);
+    space.protection = static_cast<std::uint8_t>(protection | (first ? 8 : 0));
     command.TheDrive().EraseMedium(nsid);
   }
 }

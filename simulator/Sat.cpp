@@ -158,6 +158,11 @@ void PassThrough(Drive& drive, Transaction& transaction) {
   }
   const bool check = (transaction.command[2] & 0x20) != 0;
   const auto out = ExecuteAta(drive, transaction, in);
+  if (out.timedOut) {
+    transaction.hostStatus = kHostTimedOut;
+    transaction.driverStatus = kDriverTimedOut;
+    return;
+  }
   Answer(drive, transaction, out, in.extended, check);
 }
 

@@ -88,6 +88,10 @@ TEST(AtaDrive, ErasesOnlyWithThePasswordAndDirectlyBehindPrepare) {
   EXPECT_EQ(0x51, PioOut(handle, {0xF4}, wrong).AtaStatus());
   EXPECT_EQ(1, drive.ReadMedium(0, 1)[0]);
   NonData(handle, {0xF3});
+  EXPECT_EQ(3, PioOut(handle, {0xF4}, password).host);  // two minutes are more than it was given
+  EXPECT_EQ(1, drive.State().ata.security.enabled);
+  drive.State().ata.identify[89] = 0;
+  NonData(handle, {0xF3});
   EXPECT_EQ(0x50, PioOut(handle, {0xF4}, password).AtaStatus());
   EXPECT_EQ(0, drive.ReadMedium(0, 1)[0]);
   EXPECT_EQ(0, drive.State().ata.security.enabled);

@@ -161,6 +161,20 @@ TEST_F(Tool, HdparmErasesWithAPassword) {
   EXPECT_THAT(Simdrives("journal FLEET /dev/sg0").text, HasSubstr("ATA F4 features=0000"));
 }
 
+// As docs/recovery.md tells the owner of a drive whose erase was cut off.
+TEST_F(Tool, HdparmUnlocksADriveThatAnEraseLeftLocked) {
+  NEED_PROGRAM("hdparm");
+  const std::string hdparm = "run FLEET -- hdparm --user-master u ";
+  ASSERT_EQ(0, Simdrives(hdparm + "--security-set-pass quillfen /dev/sg0").code);
+  Simdrives("power-cycle FLEET");
+  EXPECT_THAT(Simdrives("run FLEET -- hdparm -I /dev/sg0").text, HasSubstr("\t\tlocked\n"));
+  EXPECT_EQ(0, Simdrives(hdparm + "--security-unlock quillfen /dev/sg0").code);
+  EXPECT_EQ(0, Simdrives(hdparm + "--security-disable quillfen /dev/sg0").code);
+  EXPECT_THAT(Simdrives("run FLEET -- hdparm -I /dev/sg0").text, HasSubstr("\tnot\tenabled\n"));
+  EXPECT_THAT(Simdrives("run FLEET -- hdparm --sanitize-status /dev/sg0").text,
+              HasSubstr("Sanitize status"));
+}
+
 TEST_F(Tool, HdparmSeesTheMaximumAndStandby) {
   NEED_PROGRAM("hdparm");
   EXPECT_THAT(Simdrives("run FLEET -- hdparm -N /dev/sg0").text, HasSubstr("2097152/2097152"));
