@@ -1,0 +1,332 @@
+// Format: the settings, Format NVM, and the erases that stand in for it.
+#include <algorithm>
+
+#include "frame/Text.h"
+#include "operations/Format.h"
+#include "support/EraseScene.h"
+#include "support/Sweep.h"
+
+namespace Morvu {
+namespace {
+
+using namespace EraseTesting;
+using namespace Testing;
+using DeviceManagement::Device;
+using Simulator::Fault;
+using Simulator::JournalEntry;
+namespace Properties = DeviceManagement::Properties;
+
+// Opcodes: NVMe 1.0, figure 32; ACS-3.
+constexpr int kFormatNvm = 0x80;
+constexpr int kSetPassword = 0xF1, kErase = 0xF4, kSanitize = 0xB4;
+
+// Where a drive of these tests can protect its data: all types, in either place.
+constexpr std::uint8_t kAllProtection = 0x1F;
+
+struct MethodFormat : MethodScene {
+  explicit MethodFormat(MethodParameters parameters = {})
+      : MethodScene(NvmeSpec(), &Format::Run, std::move(parameters)) {
+    drive.State().nvme.namespaces[0].endToEnd = kAllProtection;
+  }
+};
+
+struct MethodDelete : MethodScene {
+  explicit MethodDelete(const Simulator::DriveSpec& spec, MethodParameters parameters = {})
+      : MethodScene(spec, &Format::RunDelete, std::move(parameters)) {}
+};
+
+TEST(Format, SendsTheSettingsToTheNamespace) {
+  MethodFormat scene({{"SecureEraseSetting", "1"},
+                      {"ProtectionInformation", "2"},
+                      {"LBAFormat", "3"},
+                      {"ProtectionInformationLocation", "1"},
+                      {"MetadataSetting", "1"}});
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, 0);
+  const auto& format = FindCommand(run.commands, kFormatNvm);
+  EXPECT_EQ(format.NvmeNamespace(), 1u);
+  EXPECT_EQ(format.Cdw(10), 3u | 1u << 4 | 2u << 5 | 1u << 8 | 1u << 9);
+  // Longer than the minute that the kernel gives a command by itself.
+  EXPECT_EQ(format.timeoutMs, 7'200'000u);
+  EXPECT_EQ(run.percents, (std::vector{20, 100, 100}));  // the sender's, and the format's own
+  EXPECT_TRUE(scene.IsErased());
+}
+
+TEST(Format, LeavesTheOtherNamespacesAlone) {
+  auto spec = NvmeSpec();
+  spec.namespaces = 3;
+  for (const int chosen : {1, 2, 3}) {
+    MethodScene scene(spec, &Format::Run);
+    for (int space = 1; space <= 3; ++space) {
+      scene.fleet.Drive("/dev/nvme0n" + std::to_string(space)).WriteMedium(0, scene.content);
+    }
+    const auto node = "/dev/nvme0n" + std::to_string(chosen);
+    const auto outcome = RunLine({"-drive_path", node, "-format", "1", "-force"});
+    EXPECT_EQ(outcome.code, 0) << outcome.output;
+    for (int space = 1; space <= 3; ++space) {
+      auto drive = scene.fleet.Drive("/dev/nvme0n" + std::to_string(space));
+      const auto medium = drive.ReadMedium(0, scene.content.size());
+      EXPECT_EQ(medium, space == chosen ? Bytes(medium.size()) : scene.content) << space;
+    }
+  }
+}
+
+// ---- The settings ----
+
+struct SettingsCase {
+  FormatSettings settings;
+  std::vector<std::string> errors;
+  int capabilities = kAllProtection;  // -1: the drive does not tell
+};
+
+const std::string kTypes = "Error: Invalid value for protection information. ";
+const std::string kPlace = "Error: Invalid value for protection information location. ";
+
+TEST(FormatSettings, AreCheckedAgainstANvmeDrive) {
+  const std::string erase =
+      "Error: Invalid value for secure erase setting. Supported values are: 0, 1, and 2.";
+  const std::string layout = "Error: Invalid value for LBA Format. Supported values are: 0-3";
+  const std::string metadata =
+      "Error: Invalid value for metadata settings. Supported values are: 0 and 1.";
+  const SettingsCase kCases[] = {
+      {{}, {}},
+      {{}, {}, 0},
+      {{2, 3, 3, 1, 1}, {}},
+      {{2, 3, 3, 1, 1}, {}, -1},
+      {{.secureErase = 3}, {erase}},
+      {{.protectionInformation = 4}, {kTypes + "Selected drive supports type 0, 1, 2, 3"}},
+      {{.protectionInformation = 1}, {kTypes + "Selected drive supports type 0"}, 0},
+      {{.protectionInformation = 2}, {kTypes + "Selected drive supports type 0, 1, 3"}, 0x05},
+      {{.lbaFormat = 3}, {}},
+      {{.lbaFormat = 4}, {layout}},
+      {{.protectionInfoLocation = 2}, {kPlace + "Supported values are: 0 and 1."}},
+      {{.protectionInfoLocation = 1}, {kPlace + "Supported value is: 0"}, 0x07},
+      {{.metadata = 2}, {metadata}},
+      {{3, 4, 4, 2, 2},
+       {erase, kTypes + "Selected drive supports type 0, 1, 2, 3", layout,
+        kPlace + "Supported values are: 0 and 1.", metadata}},
+  };
+  MethodFormat scene;
+  scene.Prepare();
+  for (const auto& row : kCases) {
+    const auto device = scene.device()->Clone();
+    if (row.capabilities < 0) {
+      device->GetProperties().Remove(Properties::EndToEndDataProtCapabilities);
+    } else {
+      device->AddProperty(Properties::EndToEndDataProtCapabilities, row.capabilities);
+    }
+    EXPECT_EQ(CheckFormatSettings(*device, row.settings), row.errors);
+  }
+  // The command has four bits for the format, whatever a drive says.
+  scene.device()->AddProperty(Properties::NumLBAFormats, 40);
+  EXPECT_EQ(CheckFormatSettings(*scene.device(), {.lbaFormat = 16}).front(),
+            "Error: Invalid value for LBA Format. Supported values are: 0-15");
+}
+
+TEST(FormatSettings, AreCheckedAgainstASataDrive) {
+  MethodDelete scene(SataSpec());
+  scene.Prepare();
+  EXPECT_TRUE(CheckFormatSettings(*scene.device(), {1, 9, 9, 9, 9}).empty());
+  const auto errors = CheckFormatSettings(*scene.device(), {.secureErase = 2});
+  ASSERT_EQ(errors.size(), 1u);
+  EXPECT_EQ(errors[0],
+            "Error: Invalid value for secure erase setting. Supported values are: 0, and 1 for "
+            "ATA drives.");
+}
+
+// A slip in a number formats nothing.
+TEST(Format, RefusesASettingThatIsNone) {
+  for (const auto* value :
+       {"3", "255", "256", "258", "-1", "crypto", "1x", "", "0x1", "99999999999999999999999"}) {
+    for (const auto* name : {"SecureEraseSetting", "LBAFormat"}) {
+      if (std::string_view(name) == "LBAFormat" && std::string_view(value) == "3") continue;
+      MethodFormat scene({{name, value}, {"force", "True"}});
+      const auto run = RunScene(scene, nullptr, 0);
+      EXPECT_EQ(run.code, Status::InvalidArguments) << name << " " << value;
+      EXPECT_TRUE(scene.IsUntouched());
+    }
+  }
+}
+
+TEST(Format, TheLineChecksItsArguments) {
+  LineScene scene(SataSpec(), {}, "");
+  const std::vector<std::string> kLines[] = {
+      {"-format", "-force"},                                                     // no drive
+      {"-drive_index", "0", "-format", "2", "-force"},                           // NVMe only
+      {"-drive_index", "0", "-format", "x", "-force"},                           // no number
+      {"-drive_index", "0", "-format", "256", "-force"},                         // not 0
+      {"-drive_index", "0", "-format", "0", "y", "-force"},                      // no number
+      {"-drive_index", "0", "-format", "0", "0", "0", "0", "0", "0", "-force"},  // six
+  };
+  for (const auto& line : kLines) EXPECT_EQ(RunLine(line).code, 73) << Join(line, " ");
+  EXPECT_TRUE(scene.IsUntouched());
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-format", "0", "7", "7", "7", "1", "-force"}).code, 0);
+  EXPECT_TRUE(scene.IsErased());
+}
+
+// ---- The drive methods ----
+
+TEST(Format, TheMethodIsForNvmeAlone) {
+  MethodScene scene(SataSpec(), &Format::Run);
+  scene.Prepare();
+  EXPECT_EQ(scene.Run(nullptr), Status::NotSupportedByDrive);
+  EXPECT_TRUE(scene.IsUntouched());
+}
+
+TEST(Format, DeleteKeepsTheLayoutOfANvmeDrive) {
+  for (const bool crypto : {true, false}) {
+    MethodDelete scene(NvmeSpec(), {{"Crypto", crypto ? "True" : "False"}});
+    auto& space = scene.drive.State().nvme.namespaces[0];
+    space.endToEnd = kAllProtection;
+    space.format = 1;
+    space.metadata = 1;
+    space.protection = 0x08 | 2;
+    const auto run = RunScene(scene, nullptr, 0);
+    EXPECT_EQ(run.code, 0);
+    const auto erase = crypto ? 2u : 1u;
+    EXPECT_EQ(FindCommand(run.commands, kFormatNvm).Cdw(10),
+              1u | 1u << 4 | 2u << 5 | 1u << 8 | erase << 9);
+    EXPECT_EQ(space.format, 1);
+    EXPECT_EQ(space.protection, 0x08 | 2);
+  }
+}
+
+TEST(Format, DeleteErasesASataDrive) {
+  for (const bool enhanced : {true, false}) {
+    MethodDelete scene(SataSpec(), {{"Crypto", enhanced ? "True" : "False"}});
+    const auto run = RunScene(scene, nullptr, 0);
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(FindCommand(run.commands, kErase).dataHead[0], enhanced ? 2 : 0);
+    EXPECT_TRUE(scene.IsErased());
+  }
+}
+
+TEST(Format, AFrozenSataDriveIsSanitized) {
+  MethodDelete scene(SataSpec(), {{"Crypto", "False"}});
+  scene.drive.State().ata.security.frozen = 1;
+  scene.drive.State().ata.sanitize.durationMs = 3000;
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(std::ranges::count(GetOpcodes(run.commands), kSetPassword), 0);
+  EXPECT_TRUE(scene.IsErased());
+
+  MethodDelete stuck(SataSpec());
+  stuck.drive.State().ata.security.frozen = 1;
+  stuck.shape = [](Device& device) { device.AddProperty(Properties::SanitizeSupported, false); };
+  stuck.Prepare();
+  EXPECT_EQ(stuck.Run(nullptr), Status::SecurityFrozen);
+  EXPECT_TRUE(stuck.IsUntouched());
+}
+
+// The owner's password stands behind the partition in the table of refusals; force
+// answers for the partition alone.
+TEST(Format, ForceDoesNotOverrideAPassword) {
+  MethodDelete scene(SataSpec(), {{"force", "True"}});
+  scene.drive.AddPartition();
+  scene.shape = [](Device& device) { device.AddProperty(Properties::SecurityEnabled, true); };
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, Status::EraseSecurityEnabled);
+  EXPECT_EQ(std::ranges::count(GetOpcodes(run.commands), kSetPassword), 0);
+  EXPECT_TRUE(scene.IsUntouched());
+}
+
+TEST(Format, APartitionRefusesUnlessForced) {
+  for (const auto& spec : {SataSpec(), NvmeSpec()}) {
+    for (const bool force : {false, true}) {
+      MethodDelete scene(spec, {{"force", force ? "True" : "False"}});
+      scene.shape = [](Device& device) { device.GetPartitions().emplace_back("/dev/sda1"); };
+      scene.Prepare();
+      EXPECT_EQ(scene.Run(nullptr), force ? 0 : 13);
+      EXPECT_TRUE(force ? scene.IsErased() : scene.IsUntouched());
+    }
+  }
+}
+
+TEST(Format, RefusesByItsTable) {
+  const std::pair<StatusCode, std::function<void(Device&)>> kRows[] = {
+      {97, [](Device& d) { d.AddProperty(Properties::RAID, true); }},
+      {45, [](Device& d) { d.AddProperty(Properties::Morvu, false); }},
+      {255, [](Device& d) { d.AddProperty(Properties::RAIDMember, true); }},
+      {152, [](Device& d) { d.AddProperty(Properties::StorageSpaceMember, true); }},
+      {252, [](Device& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
+  };
+  for (const auto& [code, shape] : kRows) {
+    MethodDelete scene(SataSpec(), {{"force", "True"}});
+    scene.shape = shape;
+    scene.Prepare();
+    EXPECT_EQ(scene.Run(nullptr), code);
+    EXPECT_TRUE(scene.IsUntouched());
+    const auto object = Format::DescribeDelete(scene.device());
+    EXPECT_EQ(object == nullptr, code == 97 || code == 45) << code;
+  }
+  MethodDelete sas(
+      {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "S7A00001", .sectors = 512});
+  sas.shape = [](Device& device) { device.AddProperty(Properties::Morvu, true); };
+  sas.Prepare();
+  EXPECT_EQ(sas.Run(nullptr), Status::NotSupportedByDrive);
+}
+
+// ---- Faults ----
+
+struct NvmeDelete : MethodDelete {
+  NvmeDelete() : MethodDelete(NvmeSpec()) {}
+};
+struct SataDelete : MethodDelete {
+  SataDelete() : MethodDelete(SataSpec()) {}
+};
+struct LineFormat : LineScene {
+  LineFormat() : LineScene(NvmeSpec(), {"-format", "2"}) {}
+};
+
+bool WasErased(const std::vector<JournalEntry>& commands, int opcode) {
+  return std::ranges::any_of(commands, [&](const auto& command) {
+    return command.Opcode() == opcode && command.Succeeded();
+  });
+}
+
+// The tests of the connection; the third is that of the partitions, which are then not
+// taken for none.
+StatusCode LostAt(std::size_t index) {
+  return index == 3 ? Status::HasPartition : Status::NoCommunication;
+}
+
+TEST(FormatFaults, EachNvmeCommandFails) {
+  SweepFaults<NvmeDelete>(Fault::Fail().Times(1), [](NvmeDelete& scene, const SweptRun& run) {
+    const bool isFormat = run.Met().Opcode() == kFormatNvm;
+    EXPECT_EQ(run.code, isFormat ? 6 : LostAt(run.index));  // 6: the drive's own status
+    EXPECT_TRUE(scene.IsUntouched());
+    if (isFormat) {
+      EXPECT_EQ(run.percents.back(), 100);
+    }
+  });
+}
+
+TEST(FormatFaults, TheNvmeDriveVanishes) {
+  SweepFaults<NvmeDelete>(Fault::Vanish(), [](NvmeDelete& scene, const SweptRun& run) {
+    EXPECT_EQ(run.code, run.Met().Opcode() == kFormatNvm ? -1 : LostAt(run.index));
+    EXPECT_TRUE(scene.IsUntouched());
+  });
+}
+
+TEST(FormatFaults, EachCommandOfTheLineFails) {
+  SweepFaults<LineFormat>(Fault::Fail().Times(1), [](LineFormat& scene, const SweptRun& run) {
+    const bool wasErased = WasErased(run.commands, kFormatNvm);
+    EXPECT_EQ(run.code == 0, wasErased) << scene.outcome.output;
+    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
+  });
+}
+
+// The erase that stands in for a format has faults of its own, which come through.
+TEST(FormatFaults, EachSataCommandFails) {
+  SweepFaults<SataDelete>(Fault::Fail().Times(1), [](SataDelete& scene, const SweptRun& run) {
+    const bool wasErased = WasErased(run.commands, kErase);
+    EXPECT_EQ(run.code == 0, wasErased);
+    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
+    if (run.Met().Opcode() != 0xF6) {
+      EXPECT_FALSE(scene.drive.State().ata.security.enabled);
+    }
+  });
+}
+
+}  // namespace
+}  // namespace Morvu

@@ -1,0 +1,250 @@
+// Sanitize: the watching of a drive that erases itself.
+#include <algorithm>
+
+#include "operations/Sanitize.h"
+#include "support/EraseScene.h"
+#include "support/Sweep.h"
+
+namespace Morvu {
+namespace {
+
+using namespace EraseTesting;
+using namespace Testing;
+using DeviceManagement::Device;
+using Simulator::Fault;
+using Simulator::JournalEntry;
+namespace Properties = DeviceManagement::Properties;
+
+// ACS-3's opcode, and its features.
+constexpr int kSanitize = 0xB4, kStandby = 0xE0;
+constexpr int kStatus = 0x00, kCrypto = 0x11, kBlock = 0x12;
+
+struct MethodSanitize : MethodScene {
+  explicit MethodSanitize(const std::string& type = "block", MethodParameters more = {})
+      : MethodScene(SataSpec(), &Sanitize::Run, With(type, std::move(more))) {
+    drive.State().ata.sanitize.durationMs = 10'000;
+  }
+  static MethodParameters With(const std::string& type, MethodParameters more) {
+    more.push_back({"SanitizeType", type});
+    return more;
+  }
+  bool IsRunning() { return drive.State().ata.sanitize.running != 0; }
+};
+
+bool IsFeature(const JournalEntry& command, int feature) {
+  return command.Opcode() == kSanitize && (command.Features() & 0xFF) == feature;
+}
+
+std::ptrdiff_t CountOf(const std::vector<JournalEntry>& commands, int feature) {
+  return std::ranges::count_if(commands,
+                               [&](const auto& command) { return IsFeature(command, feature); });
+}
+
+TEST(Sanitize, ErasesAndWaitsForTheDrive) {
+  const std::pair<const char*, int> kTypes[] = {{"block", kBlock}, {"crypto", kCrypto}};
+  for (const auto& [type, feature] : kTypes) {
+    SCOPED_TRACE(type);
+    MethodSanitize scene(type);
+    const auto run = RunScene(scene, nullptr, 0);
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(CountOf(run.commands, feature), 1);
+    EXPECT_TRUE(scene.IsErased());
+    EXPECT_FALSE(scene.IsRunning());
+    // One percent a second from where it stood, and then the end.
+    EXPECT_EQ(run.percents, (std::vector{1, 2, 3, 4, 5, 6, 7, 8, 9, 10, 100}));
+  }
+}
+
+TEST(Sanitize, ThePercentStopsAtEightyUntilTheEnd) {
+  MethodSanitize scene;
+  scene.drive.State().ata.sanitize.durationMs = 200'000;
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, 0);
+  ASSERT_EQ(run.percents.size(), 81u);
+  EXPECT_EQ(run.percents[79], 80);
+  EXPECT_EQ(run.percents[80], 100);
+}
+
+TEST(Sanitize, GivesUpAfterFiveMinutesAndTheDriveGoesOn) {
+  MethodSanitize scene;
+  scene.drive.State().ata.sanitize.durationMs = 600'000;
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, Status::SanitizeTimedOut);
+  EXPECT_TRUE(scene.IsRunning());
+  EXPECT_EQ(run.percents.back(), 80);
+  // One status before, for the freeze, and two of the refusal's rows.
+  EXPECT_EQ(CountOf(run.commands, kStatus), 302);
+}
+
+// Fixed-format sense brings no upper half of the count: a drive that is at work must
+// not be taken for one that is done.
+TEST(Sanitize, WaitsInEverySenseFormat) {
+  using Simulator::SenseFormat;
+  for (const auto format :
+       {SenseFormat::Descriptor, SenseFormat::FixedSat3, SenseFormat::FixedOldKernel}) {
+    MethodSanitize scene;
+    scene.drive.State().senseFormat = format;
+    scene.Prepare();
+    EXPECT_EQ(scene.Run(nullptr), 0) << static_cast<int>(format);
+    EXPECT_TRUE(scene.IsErased()) << static_cast<int>(format);
+  }
+}
+
+// Linux's own SATA layer does not pass on the protocol that the command first goes by.
+TEST(Sanitize, RunsThroughLinuxsSataLayer) {
+  MethodSanitize scene;
+  scene.drive.State().ata.refusesDiagnosticProtocol = 1;
+  scene.drive.State().ata.sanitize.frozen = 1;
+  scene.Prepare();
+  EXPECT_EQ(scene.Run(nullptr), Status::SanitizeFrozen);
+  scene.drive.State().ata.sanitize.frozen = 0;
+  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_TRUE(scene.IsErased());
+}
+
+TEST(Sanitize, TellsWhyItFailed) {
+  MethodSanitize failing;
+  failing.drive.State().ata.sanitize.willFail = 1;
+  failing.Prepare();
+  EXPECT_EQ(failing.Run(nullptr), Status::SanitizeUnsuccessful);
+  EXPECT_TRUE(failing.IsUntouched());
+}
+
+// The drive refuses the status with each reason. The first two statuses are those of
+// the refusals.
+TEST(Sanitize, TellsTheReasonOfTheDrive) {
+  const std::pair<std::uint32_t, StatusCode> kReasons[] = {{0, 292}, {1, 293}, {2, 296},
+                                                           {3, 294}, {4, 295}, {255, 295}};
+  for (const auto& [reason, code] : kReasons) {
+    MethodSanitize scene;
+    scene.Prepare();
+    scene.drive.Inject(
+        Fault::AtaError(0x51, 0x04, reason).OnOpcode(kSanitize).OnFeature(kStatus).OnCommand(5));
+    EXPECT_EQ(scene.Run(nullptr), code) << reason;
+  }
+}
+
+struct RefusalCase {
+  StatusCode code;
+  const char* what;
+  std::string type = "block";
+  std::function<void(Device&)> shape;
+};
+
+template <typename Value>
+std::function<void(Device&)> Has(const PropertyEntry& entry, Value value) {
+  return [&entry, value](Device& device) { device.AddProperty(entry, value); };
+}
+
+TEST(Sanitize, RefusesByItsTable) {
+  const RefusalCase kRows[] = {
+      {97, "RAID volume", "block", Has(Properties::RAID, true)},
+      {45, "other make", "block", Has(Properties::Morvu, false)},
+      {255, "RAID member", "block", Has(Properties::RAIDMember, true)},
+      {296, "no sanitize", "block", Has(Properties::SanitizeSupported, false)},
+      {291, "no crypto", "crypto", Has(Properties::SanitizeCryptoScrambleSupported, false)},
+      {291, "no block", "block", Has(Properties::SanitizeBlockEraseSupported, false)},
+      {152, "storage space", "block", Has(Properties::StorageSpaceMember, true)},
+      {252, "failure", "block", Has(Properties::ErrorString, "ASSERT")},
+      {291, "type", "overwrite", [](Device&) {}},
+      {291, "no type", "", [](Device&) {}},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    MethodSanitize scene(row.type);
+    scene.shape = row.shape;
+    const auto run = RunScene(scene, nullptr, 0);
+    EXPECT_EQ(run.code, row.code);
+    EXPECT_TRUE(scene.IsUntouched());
+    EXPECT_FALSE(scene.IsRunning());
+  }
+}
+
+TEST(Sanitize, AFrozenDriveIsPutInStandbyAndRefused) {
+  MethodSanitize scene("block", {{"force", "True"}});
+  scene.drive.State().ata.sanitize.frozen = 1;
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, Status::SanitizeFrozen);
+  EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Standby);
+
+  MethodSanitize awake("block", {{"force", "True"}});
+  awake.drive.State().ata.sanitize.frozen = 1;
+  awake.Prepare();
+  awake.drive.Inject(Fault::Fail().OnOpcode(kStandby));
+  EXPECT_EQ(awake.Run(nullptr), Status::StandbyFailed);
+}
+
+TEST(Sanitize, APartitionRefusesUnlessForced) {
+  for (const bool force : {false, true}) {
+    MethodSanitize scene("crypto", {{"force", force ? "True" : "False"}});
+    scene.drive.AddPartition();
+    scene.Prepare();
+    EXPECT_EQ(scene.Run(nullptr), force ? 0 : 13);
+    EXPECT_TRUE(force ? scene.IsErased() : scene.IsUntouched());
+  }
+}
+
+TEST(Sanitize, ACancelEndsTheWatchingNotTheSanitize) {
+  std::size_t runs = 0;
+  SweepCancels<MethodSanitize>([&](MethodSanitize& scene, const SweptRun& run) {
+    ++runs;
+    EXPECT_EQ(run.code, Status::Canceled);
+    EXPECT_EQ(CountOf(run.commands, kBlock), 1);
+    // Only the question behind the end finds a drive that is done.
+    const bool isLast = run.index == 11;
+    EXPECT_EQ(scene.IsRunning(), !isLast);
+  });
+  EXPECT_EQ(runs, 11u);
+}
+
+TEST(Sanitize, EachCommandFails) {
+  SweepFaults<MethodSanitize>(
+      Fault::Fail().Times(1), [](MethodSanitize& scene, const SweptRun& run) {
+        const auto& met = run.Met();
+        // A freeze that cannot be read is none.
+        const bool isWatch = IsFeature(met, kStatus) && CountOf(run.commands, kBlock) == 1;
+        if (IsFeature(met, kBlock)) {
+          EXPECT_EQ(run.code, Status::SanitizeUnsuccessful);
+          EXPECT_TRUE(scene.IsUntouched());
+          EXPECT_FALSE(scene.IsRunning());
+        } else {
+          const bool before = run.index < run.good.size() - 11;
+          EXPECT_EQ(run.code, isWatch && !before ? Status::SanitizeReasonNotReported : 0);
+        }
+      });
+}
+
+TEST(Sanitize, TheDriveVanishes) {
+  SweepFaults<MethodSanitize>(Fault::Vanish(), [](MethodSanitize& scene, const SweptRun& run) {
+    EXPECT_NE(run.code, 0);
+    if (CountOf(run.commands, kBlock) == 0) {
+      EXPECT_TRUE(scene.IsUntouched());
+    }
+    if (IsFeature(run.Met(), kBlock)) {
+      EXPECT_EQ(run.code, Status::SanitizeUnsuccessful);
+    }
+  });
+}
+
+TEST(Sanitize, TheLineAsksFirst) {
+  LineScene scene(SataSpec(), {"-sanitize", "block"}, "n\n");
+  EXPECT_EQ(scene.Run(), Status::CanceledByUser);
+  EXPECT_EQ(RunLine({"-sanitize", "block"}, "y\n").code, 73);
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize", "all"}, "y\n").code, 291);
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize"}, "y\n").code, 291);
+  EXPECT_TRUE(scene.IsUntouched());
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize", "crypto"}, "Y\n").code, 0);
+  EXPECT_TRUE(scene.IsErased());
+}
+
+TEST(Sanitize, IsDescribedByItsFamily) {
+  const auto object = Sanitize::Describe(nullptr);
+  EXPECT_EQ(object->GetAttribute("name"), "Sanitize");
+  EXPECT_EQ(object->GetAttribute("prompt"), "True");
+  ASSERT_EQ(object->properties.size(), 2u);
+  EXPECT_EQ(object->properties[0]->GetAttribute("required"), "True");
+  EXPECT_EQ(object->properties[1]->GetAttribute("type"), "boolean");
+}
+
+}  // namespace
+}  // namespace Morvu

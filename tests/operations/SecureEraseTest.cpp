@@ -1,0 +1,387 @@
+// Secure erase: the order of its commands, and what becomes of the password.
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+
+#include "devices/CommandSet_ATA.h"
+#include "operations/SecureErase.h"
+#include "support/EraseScene.h"
+#include "support/Sweep.h"
+
+namespace Morvu {
+namespace {
+
+using namespace EraseTesting;
+using namespace Testing;
+using DeviceManagement::CommandSet_ATA;
+using DeviceManagement::Device;
+using Simulator::Fault;
+using Simulator::JournalEntry;
+namespace Properties = DeviceManagement::Properties;
+
+// ACS-3's opcodes.
+constexpr int kStandby = 0xE0, kSetPassword = 0xF1, kUnlock = 0xF2, kPrepare = 0xF3, kErase = 0xF4,
+              kDisable = 0xF6;
+
+Bytes PasswordBlock(bool enhanced) {
+  Bytes block(512);
+  block[0] = enhanced ? 2 : 0;
+  std::ranges::copy(std::string_view("quillfen"), block.begin() + 2);
+  return block;
+}
+
+struct MethodErase : MethodScene {
+  explicit MethodErase(MethodParameters parameters = {})
+      : MethodScene(SataSpec(), &SecureErase::Run, std::move(parameters)) {}
+};
+
+struct LineErase : LineScene {
+  LineErase() : LineScene(SataSpec(), {"-secure_erase"}) {}
+};
+
+TEST(SecureErase, SendsItsCommandsInOrder) {
+  for (const bool enhanced : {false, true}) {
+    SCOPED_TRACE(enhanced ? "enhanced" : "normal");
+    MethodErase scene(MethodParameters{{"EnhancedErase", enhanced ? "True" : "False"}});
+    const auto run = RunScene(scene, nullptr, 0);
+    EXPECT_EQ(run.code, 0);
+    EXPECT_EQ(GetOpcodes(run.commands),
+              (std::vector{kSetPassword, kStandby, kPrepare, kErase, kStandby, kUnlock, kDisable}));
+    EXPECT_EQ(run.percents, (std::vector{1, 3, 10, 20, 40, 90, 95, 100}));
+    const auto block = PasswordBlock(enhanced);
+    for (const int opcode : {kSetPassword, kErase, kUnlock, kDisable}) {
+      const auto& command = FindCommand(run.commands, opcode);
+      EXPECT_EQ(command.transferLength, 512u);
+      EXPECT_EQ(command.dataDigest, Simulator::Digest(block.data(), block.size())) << opcode;
+      EXPECT_EQ(command.timeoutMs, opcode == kErase ? 7'200'000u : 5'000u) << opcode;
+    }
+    EXPECT_EQ(run.commands.back().Opcode(), kDisable);
+    EXPECT_TRUE(scene.IsErased());
+    EXPECT_FALSE(scene.drive.State().ata.security.enabled);
+  }
+}
+
+TEST(SecureErase, PausesBeforePrepareAndBeforeErase) {
+  MethodErase scene;
+  scene.Prepare();
+  const auto start = scene.fleet.Now();
+  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_GE(scene.fleet.Now() - start, 2000u);
+}
+
+TEST(SecureErase, GivesTheEraseTwoHours) {
+  MethodErase scene;
+  scene.Prepare();
+  scene.drive.Inject(Fault::Hang().OnOpcode(kErase));
+  const auto start = scene.fleet.Now();
+  EXPECT_EQ(scene.Run(nullptr), Status::EraseUnitFailed);
+  EXPECT_GE(scene.fleet.Now() - start, 7'200'000u);
+}
+
+// ---- Refusals ----
+
+struct RefusalCase {
+  StatusCode code;
+  const char* what;
+  std::function<void(MethodScene&)> shapeDrive;
+  std::function<void(Device&)> shapeDevice;
+  MethodParameters parameters;
+};
+
+void PrintTo(const RefusalCase& row, std::ostream* out) { *out << row.what; }
+
+template <typename Value>
+std::function<void(Device&)> Has(const PropertyEntry& entry, Value value) {
+  return [&entry, value](Device& device) { device.AddProperty(entry, value); };
+}
+const auto kAsItIs = [](auto&) {};
+
+class SecureEraseRefusal : public ::testing::TestWithParam<RefusalCase> {};
+
+// Each row of the table refuses, and a refused drive keeps every byte.
+TEST_P(SecureEraseRefusal, LeavesTheDriveAsItWas) {
+  MethodErase scene(GetParam().parameters);
+  scene.shape = GetParam().shapeDevice;
+  scene.Prepare();
+  GetParam().shapeDrive(scene);
+  EXPECT_EQ(scene.Run(nullptr), GetParam().code);
+  EXPECT_TRUE(scene.IsUntouched());
+  EXPECT_FALSE(scene.drive.State().ata.security.enabled);
+  EXPECT_EQ(std::ranges::count(scene.drive.Opcodes(), kSetPassword), 0);
+}
+
+const MethodParameters kForced = {{"force", "True"}};
+const RefusalCase kRefusals[] = {
+    {4, "vanished", [](MethodScene& scene) { scene.drive.State().vanished = 1; }, kAsItIs, {}},
+    {97, "RAID volume", kAsItIs, Has(Properties::RAID, true), {}},
+    {45, "other make", kAsItIs, Has(Properties::Morvu, false), {}},
+    {255, "RAID member", kAsItIs, Has(Properties::RAIDMember, true), {}},
+    {152, "storage space", kAsItIs, Has(Properties::StorageSpaceMember, true), {}},
+    {188,
+     "device fault",
+     [](MethodScene& scene) { scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00)); },
+     kAsItIs,
+     {}},
+    {284, "no security", kAsItIs, Has(Properties::SecuritySupported, false), {}},
+    {285, "Opal activated", kAsItIs, Has(Properties::OpalState, "Opal Activated"), {}},
+    {285, "Opal session", kAsItIs, Has(Properties::OpalState, "Session Started"), {}},
+    {285, "Opal unknown", kAsItIs, Has(Properties::OpalState, "Unknown"), {}},
+    {13, "partition", [](MethodScene& scene) { scene.drive.AddPartition(); }, kAsItIs, {}},
+    {13,
+     "partition of the scan",
+     kAsItIs,
+     [](Device& device) { device.GetPartitions().emplace_back("/dev/sda1"); },
+     {}},
+    {13,
+     "partition, no",
+     [](MethodScene& scene) { scene.drive.AddPartition(); },
+     kAsItIs,
+     {{"force", "true"}}},
+    {149, "security on", kAsItIs, Has(Properties::SecurityEnabled, true), {}},
+    {149, "security on behind a partition", [](MethodScene& scene) { scene.drive.AddPartition(); },
+     Has(Properties::SecurityEnabled, true), kForced},
+    {12, "frozen", kAsItIs, Has(Properties::SecurityFrozen, true), kForced},
+    {179,
+     "frozen, no standby",
+     [](MethodScene& scene) { scene.drive.Inject(Fault::Fail().OnOpcode(kStandby)); },
+     Has(Properties::SecurityFrozen, true),
+     {}},
+};
+INSTANTIATE_TEST_SUITE_P(Rows, SecureEraseRefusal, ::testing::ValuesIn(kRefusals),
+                         [](const auto& test) {
+                           std::string name = test.param.what;
+                           std::erase_if(name, [](char c) { return std::isalnum(c) == 0; });
+                           return name;
+                         });
+
+TEST(SecureErase, RunsWhereNothingRefuses) {
+  const auto runs = [](std::function<void(Device&)> shape) {
+    MethodErase scene;
+    scene.shape = std::move(shape);
+    scene.Prepare();
+    return scene.Run(nullptr);
+  };
+  EXPECT_EQ(runs(Has(Properties::OpalState, "Opal Ready")), 0);
+  EXPECT_EQ(runs(Has(Properties::OpalState, "No Opal")), 0);
+  // A drive that reports a failure need not tell that it knows security.
+  EXPECT_EQ(runs([](Device& device) {
+              device.AddProperty(Properties::SecuritySupported, false);
+              device.AddProperty(Properties::ErrorString, "ASSERT");
+            }),
+            0);
+}
+
+TEST(SecureErase, APartitionedDriveIsErasedWhenForced) {
+  MethodErase scene(kForced);
+  scene.drive.AddPartition(1 << 20, "/data");
+  scene.Prepare();
+  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_TRUE(scene.IsErased());
+}
+
+TEST(SecureErase, IsDescribedWithTheCodeOfTheDrive) {
+  MethodErase scene;
+  scene.Prepare();
+  scene.device()->AddProperty(Properties::SecurityEnabled, true);
+  const auto object = SecureErase::Describe(scene.device());
+  ASSERT_NE(object, nullptr);
+  const auto lists = object->Find("List", "type", "status", 2);
+  ASSERT_EQ(lists.size(), 1u);
+  EXPECT_NE(object->ToText().find(">149</Property>"), std::string::npos) << object->ToText();
+  scene.device()->AddProperty(Properties::RAID, true);
+  EXPECT_EQ(SecureErase::Describe(scene.device()), nullptr);
+  EXPECT_TRUE(SecureErase::Describe(nullptr)->lists.empty());
+}
+
+// ---- Faults ----
+
+// What docs/recovery.md tells the owner of a drive to do.
+void UnlockAgain(MethodErase& scene) {
+  scene.drive.PowerCycle();
+  auto* ata = scene.device()->GetCommandSetAs<CommandSet_ATA>("ATA");
+  ASSERT_NE(ata, nullptr);
+  auto block = PasswordBlock(false);
+  EXPECT_EQ(ata->ataSecurityUnlock(block), 0);
+  EXPECT_EQ(ata->ataSecurityDisablePassword(block), 0);
+}
+
+// How the drive stands after a run in which one command met a fault.
+template <typename Scene>
+void CheckAfterFault(Scene& scene, const SweptRun& run) {
+  const auto reached = [&](int opcode) {
+    return std::ranges::any_of(run.commands, [&](const auto& command) {
+      return command.Opcode() == opcode && command.Succeeded();
+    });
+  };
+  const auto& security = scene.drive.State().ata.security;
+  EXPECT_TRUE(reached(kErase) ? scene.IsErased() : scene.IsUntouched());
+  // A set password is tried to be taken off, whatever went wrong behind it.
+  const auto opcodes = GetOpcodes(run.commands);
+  if (std::ranges::count(opcodes, kSetPassword) != 0) {
+    ASSERT_GE(opcodes.size(), 2u);
+    EXPECT_EQ(opcodes[opcodes.size() - 2], kUnlock);
+    EXPECT_EQ(opcodes.back(), kDisable);
+  }
+  const bool mayStay = run.Met().Opcode() == kDisable || scene.drive.State().vanished != 0;
+  if (!mayStay) {
+    EXPECT_FALSE(security.enabled);
+  }
+}
+
+StatusCode ExpectedCode(int met, StatusCode otherwise) {
+  switch (met) {
+    case kSetPassword:
+      return Status::SetPasswordFailed;
+    case kPrepare:
+      return Status::ErasePrepareFailed;
+    case kErase:
+      return Status::EraseUnitFailed;
+    default:
+      return otherwise;
+  }
+}
+
+TEST(SecureEraseFaults, EachCommandFailsByTheMethod) {
+  SweepFaults<MethodErase>(Fault::Fail().Times(1), [](MethodErase& scene, const SweptRun& run) {
+    EXPECT_EQ(run.code, ExpectedCode(run.Met().Opcode(), 0));
+    CheckAfterFault(scene, run);
+  });
+}
+
+TEST(SecureEraseFaults, EachCommandFailsByTheLine) {
+  SweepFaults<LineErase>(Fault::Fail().Times(1), [](LineErase& scene, const SweptRun& run) {
+    const auto& security = scene.drive.State().ata.security;
+    if (run.code != 0) {
+      EXPECT_NE(scene.outcome.output.find("rror"), std::string::npos);
+    }
+    EXPECT_FALSE(security.enabled && run.Met().Opcode() != kDisable);
+    const auto expected = ExpectedCode(run.Met().Opcode(), run.code);
+    EXPECT_EQ(run.code, expected);
+    EXPECT_TRUE(run.code == 0 ? scene.IsErased() : scene.IsUntouched());
+  });
+}
+
+// Nothing works any more from some command on, the cleaning up neither.
+TEST(SecureEraseFaults, EveryCommandFailsFromThereOn) {
+  SweepFaults<MethodErase>(Fault::Fail(), [](MethodErase& scene, const SweptRun& run) {
+    const auto wasSent = [&](int opcode) {
+      return std::ranges::any_of(run.commands, [&](const JournalEntry& command) {
+        return command.Opcode() == opcode && command.Succeeded();
+      });
+    };
+    const auto expected = !wasSent(kSetPassword) ? Status::SetPasswordFailed
+                          : !wasSent(kPrepare)   ? Status::ErasePrepareFailed
+                          : !wasSent(kErase)     ? Status::EraseUnitFailed
+                                                 : Status::Completed;
+    EXPECT_EQ(run.code, expected);
+    EXPECT_EQ(run.commands.back().Opcode(), kDisable);
+    const bool isLocked = scene.drive.State().ata.security.enabled != 0;
+    EXPECT_EQ(isLocked, wasSent(kSetPassword) && !wasSent(kErase));
+    if (isLocked) {
+      UnlockAgain(scene);
+    }
+    EXPECT_FALSE(scene.drive.State().ata.security.enabled);
+    EXPECT_TRUE(wasSent(kErase) ? scene.IsErased() : scene.IsUntouched());
+  });
+}
+
+// The adapter fails: no answer of the drive comes back.
+TEST(SecureEraseFaults, TheAdapterFailsAtEachCommand) {
+  SweepFaults<MethodErase>(
+      Fault::HostError(0x07).Times(1), [](MethodErase& scene, const SweptRun& run) {
+        // The tests of the connection; the third is that of the partitions.
+        const auto lost = run.index == 3 ? Status::HasPartition : Status::NoCommunication;
+        EXPECT_EQ(run.code, ExpectedCode(run.Met().Opcode(), run.Met().Opcode() == 0 ? lost : 0));
+        CheckAfterFault(scene, run);
+      });
+}
+
+TEST(SecureEraseFaults, TheDriveVanishesAtEachCommand) {
+  SweepFaults<MethodErase>(Fault::Vanish(), [](MethodErase& scene, const SweptRun& run) {
+    const int met = run.Met().Opcode();
+    const bool isErased = std::ranges::any_of(run.commands, [](const JournalEntry& command) {
+      return command.Opcode() == kErase && command.Succeeded();
+    });
+    if (met == 0) {
+      EXPECT_EQ(run.code, run.index == 3 ? Status::HasPartition : Status::NoCommunication);
+    }
+    if (met == kSetPassword) {
+      EXPECT_EQ(run.code, Status::SetPasswordFailed);
+    }
+    if (isErased) {
+      EXPECT_EQ(run.code, 0);
+    }
+    EXPECT_TRUE(isErased ? scene.IsErased() : scene.IsUntouched());
+    // Nothing is sent twice, and the password is tried to be taken off to the last.
+    if (std::ranges::count(GetOpcodes(run.commands), kSetPassword) != 0) {
+      EXPECT_EQ(run.commands.back().Opcode(), kDisable);
+    }
+  });
+}
+
+TEST(SecureEraseFaults, ACancelLeavesTheDriveAsItWas) {
+  std::size_t runs = 0;
+  SweepCancels<MethodErase>([&](MethodErase& scene, const SweptRun& run) {
+    ++runs;
+    EXPECT_EQ(run.code, Status::Canceled);
+    EXPECT_TRUE(scene.IsUntouched());
+    EXPECT_FALSE(scene.drive.State().ata.security.enabled);
+    const auto opcodes = GetOpcodes(run.commands);
+    if (run.index == 1) {
+      EXPECT_TRUE(opcodes.empty());
+    } else {
+      EXPECT_EQ(opcodes, (std::vector{kSetPassword, kStandby, kPrepare, kUnlock, kDisable}));
+    }
+  });
+  EXPECT_EQ(runs, 3u);
+}
+
+// ---- The process dies ----
+
+// The process is killed at the n-th command. False when the run has none.
+bool KillAt(MethodErase& scene, Fault fault, std::uint32_t n) {
+  scene.Prepare();
+  scene.drive.ClearJournal();
+  scene.drive.Inject(fault.OnCommand(n));
+  const pid_t child = fork();
+  if (child == 0) {
+    scene.Run(nullptr);
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  scene.drive.ClearFaults();
+  return WIFSIGNALED(status);
+}
+
+TEST(SecureEraseFaults, AKilledRunLeavesADriveThatThePasswordUnlocks) {
+  for (const bool afterwards : {false, true}) {
+    std::uint32_t n = 0;
+    bool wasKilled = true;
+    int locked = 0;
+    while (wasKilled) {
+      MethodErase scene;
+      SCOPED_TRACE(std::string(afterwards ? "after" : "before") + " command " +
+                   std::to_string(++n));
+      wasKilled = KillAt(scene, afterwards ? Fault::KillAfter() : Fault::KillBefore(), n);
+      const auto& security = scene.drive.State().ata.security;
+      const bool wasLocked = security.enabled != 0;
+      if (wasLocked) {
+        ++locked;
+        UnlockAgain(scene);
+      }
+      EXPECT_FALSE(security.enabled);
+      EXPECT_TRUE(scene.IsErased() || scene.IsUntouched());
+      // A locked drive is not erased yet, and loses nothing.
+      if (wasLocked) {
+        EXPECT_TRUE(scene.IsUntouched());
+      }
+    }
+    EXPECT_EQ(n, 12u);  // four tests of the connection, seven commands, one good run
+    EXPECT_EQ(locked, 3);
+  }
+}
+
+}  // namespace
+}  // namespace Morvu

@@ -1,0 +1,300 @@
+// Self test and standby.
+#include <algorithm>
+
+#include "operations/DriveSelfTest.h"
+#include "operations/StandbyImmediate.h"
+#include "support/EraseScene.h"
+#include "support/Sweep.h"
+
+namespace Morvu {
+namespace {
+
+using namespace EraseTesting;
+using namespace Testing;
+using Simulator::Fault;
+namespace Properties = DeviceManagement::Properties;
+
+// SMART subcommands and ACS-3's opcodes.
+constexpr int kReadData = 0xD0, kExecute = 0xD4;
+constexpr int kSmart = 0xB0, kStandby = 0xE0, kCheckPower = 0xE5;
+
+const Simulator::JournalEntry& FindStart(const std::vector<Simulator::JournalEntry>& commands) {
+  const auto found = std::ranges::find_if(commands, [](const auto& command) {
+    return command.Opcode() == kSmart && (command.Features() & 0xFF) == kExecute;
+  });
+  static const Simulator::JournalEntry kNone{};
+  EXPECT_NE(found, commands.end()) << "no self-test was started";
+  return found == commands.end() ? kNone : *found;
+}
+
+// A self-test of thirty seconds by the method.
+struct MethodTest : MethodScene {
+  explicit MethodTest(const std::string& test = "short")
+      : MethodScene(SataSpec(), &DriveSelfTest::Run, {{"SelfTest", test}}) {
+    auto& state = drive.State().ata.selfTest;
+    state.shortMs = state.extendedMs = state.conveyanceMs = 30'000;
+  }
+  bool IsRunning() { return drive.State().ata.selfTest.running != 0; }
+};
+
+TEST(DriveSelfTest, TheMethodWaitsForTheEndAndFollowsTheDrive) {
+  const std::pair<const char*, int> kTests[] = {{"short", 1}, {"extended", 2}, {"conveyance", 3}};
+  for (const auto& [name, subcommand] : kTests) {
+    SCOPED_TRACE(name);
+    MethodTest scene(name);
+    const auto run = RunScene(scene, nullptr, 0);
+    EXPECT_EQ(run.code, 0);
+    const auto& start = FindStart(run.commands);
+    EXPECT_EQ(start.Lba(), 0xC24F00u | static_cast<unsigned>(subcommand));
+    EXPECT_EQ(start.timeoutMs, 1'800'000u);
+    EXPECT_TRUE(std::ranges::is_sorted(run.percents));
+    EXPECT_EQ(run.percents.front(), 10);
+    EXPECT_EQ(run.percents.back(), 100);
+    EXPECT_GE(run.questions, 30u);
+    EXPECT_FALSE(scene.IsRunning());
+  }
+}
+
+TEST(DriveSelfTest, TheMethodRunsTheExtendedTestByDefault) {
+  MethodScene scene(SataSpec(), &DriveSelfTest::Run);
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(FindStart(run.commands).Lba() & 0xFF, 2u);
+}
+
+// The byte that the drive tells, and what is made of it.
+struct StatusCase {
+  int byte;
+  const char* line;
+  bool isOver;
+  int percent;
+};
+
+class SelfTestStatus : public ::testing::TestWithParam<StatusCase> {};
+
+TEST_P(SelfTestStatus, IsReported) {
+  MethodTest scene;
+  scene.drive.State().ata.selfTest.status = static_cast<std::uint8_t>(GetParam().byte);
+  scene.Prepare();
+  DriveSelfTest test(scene.device(), 0, SelfTestMode::Offline, nullptr);
+  ResultTable table;
+  EXPECT_EQ(test.ReportSelfTestStatus(table), GetParam().isOver);
+  EXPECT_EQ(test.GetPercent(), GetParam().percent);
+  EXPECT_EQ(test.GetErrorCode(), 0);
+  EXPECT_NE(table.ToText().find(GetParam().line), std::string::npos) << table.ToText();
+  if (!GetParam().isOver) {
+    const auto progress = "Progress = " + std::to_string(GetParam().percent) + "%";
+    EXPECT_NE(table.ToText().find(progress), std::string::npos) << table.ToText();
+  }
+}
+
+const StatusCase kStatuses[] = {
+    {0x00, "completed without error.", true, 100},
+    {0x13, "aborted by the host.", true, 70},
+    {0x25, "interrupted by the host", true, 50},
+    {0x30, "fatal error", true, 100},
+    {0x70, "read element of the test failed.", true, 100},
+    {0x80, "handling damage.", true, 100},
+    {0x90, "Reserved status.", true, 100},
+    {0xE0, "Reserved status.", true, 100},
+    {0xF3, "in progress.", false, 70},
+    {0xFE, "in progress.", false, 0},  // no drive has 140 percent left
+    {0xFF, "Unable to read self-test status.", true, 0},
+};
+INSTANTIATE_TEST_SUITE_P(Bytes, SelfTestStatus, ::testing::ValuesIn(kStatuses));
+
+TEST(DriveSelfTest, TellsAFailedTest) {
+  MethodTest scene;
+  scene.drive.State().ata.selfTest.nextResult = 7;
+  scene.Prepare();
+  EXPECT_EQ(scene.Run(nullptr), Status::SelfTestFailed);
+}
+
+// What a method call or a line names, and what comes of it.
+TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
+  MethodTest scene;
+  scene.Prepare();
+  auto& device = *scene.device();
+  const JobContext context;
+  const auto run = [&](std::string_view test, std::string_view mode) {
+    return DriveSelfTest::Runner(device, test, mode, nullptr, context);
+  };
+  EXPECT_EQ(run("status", "captiveOffline"), Status::InvalidSelfTest);
+  EXPECT_EQ(run("long", "offline"), Status::InvalidSelfTest);
+  EXPECT_EQ(run("long", "slow"), Status::InvalidArguments);
+  EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);
+  EXPECT_FALSE(scene.IsRunning());
+
+  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+      {4, [&](auto&) { scene.drive.State().vanished = 1; }},
+      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
+      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
+      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
+      {302, [](auto& d) { d.AddProperty(Properties::SMARTSelfTestSupported, false); }},
+      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
+  };
+  for (const auto& [code, shape] : kRows) {
+    const auto clone = device.Clone();
+    shape(*clone);
+    EXPECT_EQ(DriveSelfTest::Runner(*clone, "short", "offline", nullptr, context), code);
+    scene.drive.State().vanished = 0;
+  }
+  const auto faulty = device.Clone();
+  faulty->GetPath().SetDeviceFault(true);
+  // The test of the connection, which comes first, reads the status anew.
+  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
+  EXPECT_EQ(DriveSelfTest::Runner(*faulty, "short", "offline", nullptr, context), 188);
+}
+
+TEST(DriveSelfTest, ACancelEndsTheWaitingNotTheTest) {
+  std::size_t runs = 0;
+  SweepCancels<MethodTest>([&](MethodTest& scene, const SweptRun& run) {
+    ++runs;
+    EXPECT_EQ(run.code, Status::Canceled);
+    EXPECT_TRUE(scene.IsRunning());
+    EXPECT_TRUE(scene.IsUntouched());
+  });
+  EXPECT_GE(runs, 30u);
+}
+
+struct BriefTest : MethodTest {
+  BriefTest() { drive.State().ata.selfTest.shortMs = 2500; }
+};
+
+TEST(DriveSelfTest, EachCommandFails) {
+  SweepFaults<BriefTest>(Fault::Fail().Times(1), [](BriefTest& scene, const SweptRun& run) {
+    const bool isStart = (run.Met().Features() & 0xFF) == kExecute;
+    const bool isLast = run.index == run.good.size();
+    if (run.Met().Opcode() != kSmart) {
+      EXPECT_EQ(run.code, 0);
+    } else if (isStart) {
+      EXPECT_EQ(run.code, Status::SmartExecuteOfflineFailed);
+    } else if (isLast) {
+      EXPECT_EQ(run.code, Status::SmartDataFailed);
+    } else {
+      // The watching ends with a status that cannot be read; the next one tells.
+      const bool wasOver = run.index + 1 == run.good.size();
+      EXPECT_EQ(run.code, wasOver ? 0 : Status::SelfTestFailed);
+    }
+    EXPECT_TRUE(scene.IsUntouched());
+  });
+}
+
+TEST(DriveSelfTest, TheDriveVanishes) {
+  SweepFaults<BriefTest>(Fault::Vanish(), [](BriefTest& scene, const SweptRun& run) {
+    const bool isStart = (run.Met().Features() & 0xFF) == kExecute;
+    if (run.Met().Opcode() == 0) {
+      EXPECT_EQ(run.code, Status::NoCommunication);
+    }
+    if (run.Met().Opcode() == kSmart) {
+      EXPECT_EQ(run.code, isStart ? Status::SmartExecuteOfflineFailed : Status::SmartDataFailed);
+    }
+    EXPECT_TRUE(scene.IsUntouched());
+  });
+}
+
+TEST(DriveSelfTest, TheLineStartsATestAndAsksForItsStatus) {
+  LineScene scene(SataSpec(), {"-self_test", "extended"}, "");
+  scene.drive.State().ata.selfTest.extendedMs = 1000'000;
+  EXPECT_EQ(scene.Run(), 0);
+  EXPECT_EQ(scene.drive.State().ata.selfTest.running, 1);
+  scene.fleet.AdvanceClock(std::chrono::seconds(350));
+  const auto status = RunLine({"-drive_serial", "BTWL1234", "-self_test", "status"});
+  EXPECT_EQ(status.code, 0);
+  EXPECT_NE(status.output.find("Progress = 40%"), std::string::npos) << status.output;
+
+  const auto captive = RunLine({"-drive_serial", "BTWL1234", "-self_test", "short", "captive"});
+  EXPECT_EQ(captive.code, 0);
+  EXPECT_EQ(scene.drive.State().ata.selfTest.type, 0x81);
+  EXPECT_EQ(scene.drive.State().ata.selfTest.running, 0);
+  scene.drive.State().ata.selfTest.nextResult = 4;
+  EXPECT_EQ(RunLine({"-drive_serial", "BTWL1234", "-self_test", "short", "captive"}).code, 120);
+}
+
+TEST(DriveSelfTest, TheLineNeedsADriveAndAnAction) {
+  LineScene scene(SataSpec(), {}, "");
+  EXPECT_EQ(RunLine({"-self_test", "short"}).code, 73);
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test"}).code, 73);
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "short", "offline", "now"}).code, 73);
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "short", "slow"}).code, 73);
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "long"}).code, 168);
+  EXPECT_EQ(scene.drive.State().ata.selfTest.running, 0);
+}
+
+// ---- Standby ----
+
+struct MethodStandby : MethodScene {
+  MethodStandby() : MethodScene(SataSpec(), &StandbyImmediate::Run) {}
+};
+
+TEST(StandbyImmediate, SendsTheDriveToStandbyAndChecks) {
+  MethodStandby scene;
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, 0);
+  EXPECT_EQ(GetOpcodes(run.commands), (std::vector{kStandby, kCheckPower}));
+  EXPECT_EQ(FindCommand(run.commands, kStandby).timeoutMs, 20'000u);
+  EXPECT_EQ(FindCommand(run.commands, kCheckPower).timeoutMs, 5'000u);
+  EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Standby);
+}
+
+// However the adapter hands on the registers.
+TEST(StandbyImmediate, SeesADriveThatStaysAwake) {
+  using Simulator::SenseFormat;
+  for (const auto format :
+       {SenseFormat::Descriptor, SenseFormat::FixedSat3, SenseFormat::FixedOldKernel}) {
+    for (const bool awake : {false, true}) {
+      MethodStandby scene;
+      scene.drive.State().senseFormat = format;
+      scene.drive.State().ata.standbyStaysActive = awake ? 1 : 0;
+      scene.Prepare();
+      EXPECT_EQ(scene.Run(nullptr), awake ? Status::StandbyFailed : 0) << static_cast<int>(format);
+    }
+  }
+}
+
+TEST(StandbyImmediate, EachCommandFails) {
+  for (const auto& fault : {Fault::Fail().Times(1), Fault::Vanish()}) {
+    SweepFaults<MethodStandby>(fault, [&](MethodStandby& scene, const SweptRun& run) {
+      const bool vanishes = scene.drive.State().vanished != 0 ||
+                            fault.Slot().action == Simulator::FaultAction::Vanish;
+      switch (run.Met().Opcode()) {
+        case kStandby:
+          EXPECT_EQ(run.code, Status::StandbyFailed);
+          break;
+        case kCheckPower:
+          EXPECT_EQ(run.code, Status::CheckPowerModeFailed);
+          break;
+        default:
+          EXPECT_EQ(run.code, vanishes ? Status::NoCommunication : 0);
+      }
+    });
+  }
+}
+
+TEST(StandbyImmediate, RefusesByItsTable) {
+  MethodStandby scene;
+  scene.Prepare();
+  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
+      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
+      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
+      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
+  };
+  for (const auto& [code, shape] : kRows) {
+    const auto clone = scene.device()->Clone();
+    shape(*clone);
+    EXPECT_EQ(StandbyImmediate::Runner(*clone, nullptr, JobContext()), code);
+  }
+  EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Active);
+}
+
+TEST(StandbyImmediate, ADriveWithoutAtaHasNoSuchMethod) {
+  MethodScene scene(NvmeSpec(), &StandbyImmediate::Run);
+  scene.Prepare();
+  EXPECT_EQ(scene.Run(nullptr), Status::NotSupportedByDrive);
+  EXPECT_EQ(StandbyImmediate::Describe(scene.device()), nullptr);
+  EXPECT_EQ(DriveSelfTest::Describe(scene.device()), nullptr);
+}
+
+}  // namespace
+}  // namespace Morvu

@@ -1,0 +1,188 @@
+// A drive full of data, and an operation on it by one of its two faces: by the drive
+// method, as a job calls it, or by the command line with its scan.
+#pragma once
+
+#include <algorithm>
+#include <functional>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <utility>
+#include <vector>
+
+#include "cli/QRKCLI.h"
+#include "devices/PropertyCatalogue.h"
+#include "messaging/CimClass.h"
+#include "messaging/JobContext.h"
+#include "messaging/XmlMessaging.h"
+#include "operations/DriveSelfTest.h"
+#include "operations/Format.h"
+#include "operations/Sanitize.h"
+#include "operations/SecureErase.h"
+#include "operations/StandbyImmediate.h"
+#include "support/Scene.h"
+
+namespace Morvu::EraseTesting {
+
+using Testing::DriveScene;
+
+inline Simulator::DriveSpec SataSpec() {
+  return {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1234", .sectors = 512};
+}
+inline Simulator::DriveSpec NvmeSpec() {
+  return {.kind = Simulator::Kind::Nvme,
+          .model = "MORVU SSDPEDMD400G4",
+          .serial = "CVFT1234",
+          .sectors = 512};
+}
+
+using Bytes = std::vector<std::uint8_t>;
+using MethodParameters = std::vector<std::pair<std::string_view, std::string>>;
+
+// Runs a drive method on a clone of the device, as a job does.
+inline StatusCode CallMethod(DeviceManagement::Device& device, CimMethod::Runner run,
+                             const MethodParameters& parameters = {},
+                             const ProgressReporter* reporter = nullptr) {
+  JobContext context;
+  context.reporter = reporter;
+  XmlMessaging::Object method;
+  for (const auto& [name, text] : parameters) method.AddProperty(name, text);
+  DeviceManagement::SelectedDevices devices;
+  devices.devices.push_back(device.Clone());
+  const auto& clone = *devices.devices.front();
+  const auto timeout = clone.GetTimeout();
+  const auto code = run(context, method, devices);
+  EXPECT_EQ(clone.GetTimeout(), timeout) << "the clone's time-out was not put back";
+  return code;
+}
+
+struct LineOutcome {
+  StatusCode code = Status::NotRun;
+  std::string output;
+  // What the feature printed, behind the banner and the drive's information.
+  std::string GetFeatureOutput() const {
+    const auto end = output.rfind("\n\n\n");
+    return end == output.npos ? output : output.substr(end + 3);
+  }
+};
+
+// Runs a command line with the five operations on it. `answers` is what the user types.
+inline LineOutcome RunLine(const std::vector<std::string>& words, const std::string& answers = "") {
+  static constexpr FeatureEntry kFeatures[] = {
+      {"Format", &Format::GetFeatureDefinition, &Format::RunCLI},
+      {"Secure erase", &SecureErase::GetFeatureDefinition, &SecureErase::RunCLI},
+      {"Sanitize", &Sanitize::GetFeatureDefinition, &Sanitize::RunCLI},
+      {"Self test", &DriveSelfTest::GetFeatureDefinition, &DriveSelfTest::RunCLI},
+      {"Standby immediate", &StandbyImmediate::GetFeatureDefinition, &StandbyImmediate::RunCLI},
+  };
+  DeviceManagement::ScanOptions options;
+  options.identify = true;
+  const ToolConfig config{.toolName = "tool",
+                          .productName = "Tool",
+                          .version = "1",
+                          .legalLines = {},
+                          .closingNote = "",
+                          .description = "",
+                          .license = "",
+                          .defaultOption = "-drive_list",
+                          .scanOptions = options};
+  std::istringstream in(answers);
+  std::ostringstream out;
+  QRKCLI cli(kFeatures, config, {in, out});
+  std::vector<const char*> arguments{"tool"};
+  for (const auto& word : words) arguments.push_back(word.c_str());
+  LineOutcome outcome;
+  outcome.code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+  outcome.output = out.str();
+  return outcome;
+}
+
+// The drive's medium, a small one, is full of a pattern.
+class EraseScene : public DriveScene {
+ public:
+  static Simulator::DriveSpec Small(Simulator::DriveSpec spec) {
+    spec.sectors = std::min<std::uint64_t>(spec.sectors, 2048);
+    return spec;
+  }
+
+  explicit EraseScene(const Simulator::DriveSpec& spec)
+      : DriveScene(Small(spec)), content(Small(spec).sectors * spec.sectorSize) {
+    for (std::size_t i = 0; i < content.size(); ++i) {
+      content[i] = static_cast<std::uint8_t>(i * 7 + i / 512 + 1);
+    }
+    drive.WriteMedium(0, content);
+  }
+
+  void Prepare() override {
+    DriveScene::Prepare();
+    if (device() != nullptr && shape) shape(*device());
+  }
+
+  // To the last byte.
+  bool IsUntouched() { return drive.ReadMedium(0, content.size()) == content; }
+  bool IsErased() { return drive.ReadMedium(0, content.size()) == Bytes(content.size()); }
+
+  Bytes content;
+  std::function<void(DeviceManagement::Device&)> shape;  // after the scan
+};
+
+// The method on the scene's drive.
+class MethodScene : public EraseScene {
+ public:
+  MethodScene(const Simulator::DriveSpec& spec, CimMethod::Runner run,
+              MethodParameters parameters = {})
+      : EraseScene(spec), run_(run), parameters_(std::move(parameters)) {}
+  StatusCode Run(const ProgressReporter* reporter) override {
+    return CallMethod(*device(), run_, parameters_, reporter);
+  }
+
+ private:
+  CimMethod::Runner run_;
+  MethodParameters parameters_;
+};
+
+// The command line on the scene's drive, its scan included.
+class LineScene : public EraseScene {
+ public:
+  LineScene(const Simulator::DriveSpec& spec, std::vector<std::string> words,
+            std::string answers = "y\n")
+      : EraseScene(spec), words_(std::move(words)), answers_(std::move(answers)) {
+    words_.insert(words_.begin(), {"-drive_serial", spec.serial});
+  }
+  void Prepare() override {}
+  StatusCode Run(const ProgressReporter* = nullptr) override {
+    outcome = RunLine(words_, answers_);
+    return outcome.code;
+  }
+
+  LineOutcome outcome;
+
+ private:
+  std::vector<std::string> words_;
+  std::string answers_;
+};
+
+// The opcodes of the commands, without the NOPs that test the connection.
+inline std::vector<int> GetOpcodes(const std::vector<Simulator::JournalEntry>& commands) {
+  std::vector<int> opcodes;
+  for (const auto& command : commands) {
+    if (command.Opcode() != 0) opcodes.push_back(command.Opcode());
+  }
+  return opcodes;
+}
+
+// The one command with this opcode.
+inline const Simulator::JournalEntry& FindCommand(
+    const std::vector<Simulator::JournalEntry>& commands, int opcode) {
+  const Simulator::JournalEntry* found = nullptr;
+  for (const auto& command : commands) {
+    if (command.Opcode() != opcode) continue;
+    EXPECT_EQ(found, nullptr) << "more than one command " << opcode;
+    found = &command;
+  }
+  static const Simulator::JournalEntry kNone{};
+  EXPECT_NE(found, nullptr) << "no command " << opcode;
+  return found == nullptr ? kNone : *found;
+}
+
+}  // namespace Morvu::EraseTesting
