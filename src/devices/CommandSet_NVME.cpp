@@ -25,6 +25,13 @@ constexpr std::uint64_t Join(std::uint32_t low, std::uint32_t high) {
   return low | std::uint64_t{high} << 32;
 }
 
+// A command that lasts longer than the minute that the kernel gives by itself (a
+// format may) needs the path's own time-out; 0 leaves it to the kernel.
+std::uint32_t LongTimeoutMs(const CommandPath& path) {
+  constexpr std::uint32_t kKernelSeconds = 60;
+  return path.GetTimeout() > kKernelSeconds ? path.GetTimeout() * 1000 : 0;
+}
+
 using RecordBytes = std::array<std::uint8_t, sizeof(NvmeAdminCommand)>;
 
 RecordBytes ToBytes(const NvmeAdminCommand& command) {
@@ -263,8 +270,7 @@ StatusCode CommandSet_NVME::nvmeFormatNVM(std::uint32_t nsid, std::uint8_t lbaf,
                .nsid = nsid,
                .cdw10 = Bits(lbaf, 0, 4) | Bits(ms, 4, 1) | Bits(pi, 5, 3) | Bits(pil, 8, 1) |
                         Bits(ses, 9, 3),
-               // A format takes longer than the minute that the kernel gives by itself.
-               .timeoutMs = path_->GetTimeout() * 1000},
+               .timeoutMs = LongTimeoutMs(*path_)},
               0, 0, completion, data);
 }
 

@@ -4,6 +4,7 @@
 #include <limits>
 #include <optional>
 
+#include "cli/HeldSignals.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "operations/Operation.h"
@@ -195,12 +196,17 @@ StatusCode Format::Runner(Device& device, const FormatSettings& settings, QRKCLI
   }
   if (!errors.empty()) return Status::InvalidArguments;
 
-  Format format(&device, settings, false, context.reporter);
+  HeldSignals signals;
+  const auto* reporter = cli != nullptr ? signals.GetReporter() : context.reporter;
+  Format format(&device, settings, false, reporter);
   const auto answer = ConfirmErase(format.GetErrorCode(), cli, force, kTexts);
   if (answer != Status::ReadyToRun) return answer;
   format.SetForce(true);
   if (settings.secureErase == 1) format.SetEnhanced(true);
-  if (cli != nullptr) cli->PrintLine("Formatting the drive...");
+  if (cli != nullptr) {
+    cli->PrintLine("Formatting the drive...");
+    signals.Hold();
+  }
   format.Execute();
   return format.GetErrorCode();
 }

@@ -4,6 +4,7 @@
 #include <array>
 #include <chrono>
 
+#include "cli/HeldSignals.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "operations/Operation.h"
@@ -209,7 +210,9 @@ void SecureErase::CleanUp() {
 
 StatusCode SecureErase::Runner(Device& device, QRKCLI* cli, const JobContext& context, bool force,
                                bool enhanced) {
-  SecureErase erase(&device, false, enhanced, context.reporter);
+  HeldSignals signals;
+  const auto* reporter = cli != nullptr ? signals.GetReporter() : context.reporter;
+  SecureErase erase(&device, false, enhanced, reporter);
   const bool hadPartition = erase.GetErrorCode() == Status::HasPartition;
   const auto answer = ConfirmErase(erase.GetErrorCode(), cli, force, kTexts);
   if (answer != Status::ReadyToRun) return answer;
@@ -221,7 +224,10 @@ StatusCode SecureErase::Runner(Device& device, QRKCLI* cli, const JobContext& co
     const auto state = ConfirmErase(erase.GetErrorCode(), cli, true, kTexts);
     if (state != Status::ReadyToRun) return state;
   }
-  if (cli != nullptr) cli->PrintLine("Secure Erasing the drive...");
+  if (cli != nullptr) {
+    cli->PrintLine("Secure Erasing the drive...");
+    signals.Hold();
+  }
   if (erase.Execute() && hadPartition && cli != nullptr) {
     cli->PrintLine("Please power cycle the drive or system in order to update the partition list");
   }

@@ -1,8 +1,12 @@
 // Secure erase: the order of its commands, and what becomes of the password.
+#include <pthread.h>
+#include <signal.h>
 #include <sys/wait.h>
 #include <unistd.h>
 
 #include <algorithm>
+#include <chrono>
+#include <thread>
 
 #include "devices/CommandSet_ATA.h"
 #include "operations/SecureErase.h"
@@ -335,6 +339,38 @@ TEST(SecureEraseFaults, ACancelLeavesTheDriveAsItWas) {
     }
   });
   EXPECT_EQ(runs, 3u);
+}
+
+// Signals the thread once the drive has the password. The drive takes its time then:
+// rests of less than a tenth of a second are real.
+void PressCtrlC(LineErase& scene, pthread_t tool) {
+  for (int i = 0; i < 20'000 && scene.drive.State().ata.security.enabled == 0; ++i) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  pthread_kill(tool, SIGINT);
+}
+
+// Ctrl-C while the drive has the password asks to stop, and ends the tool no sooner.
+TEST(SecureEraseFaults, CtrlCOnTheLineLeavesTheDriveAsItWas) {
+  struct sigaction harmless {
+  }, before{};
+  harmless.sa_handler = [](int) {};
+  sigaction(SIGINT, &harmless, &before);
+  LineErase scene;
+  scene.drive.Inject(Fault::Delay(95).OnOpcode(kStandby));
+  scene.drive.Inject(Fault::Delay(95).OnOpcode(kPrepare));
+  std::thread user(PressCtrlC, std::ref(scene), pthread_self());
+  const auto code = scene.Run();
+  user.join();
+  sigaction(SIGINT, &before, nullptr);
+
+  EXPECT_EQ(code, Status::Canceled);
+  EXPECT_TRUE(scene.IsUntouched());
+  EXPECT_FALSE(scene.drive.State().ata.security.enabled);
+  const auto opcodes = GetOpcodes(scene.drive.Journal());
+  EXPECT_EQ(opcodes.back(), kDisable);
+  EXPECT_EQ(std::ranges::count(opcodes, kErase), 0);
+  EXPECT_NE(scene.outcome.output.find("Canceled."), std::string::npos) << scene.outcome.output;
 }
 
 // ---- The process dies ----
