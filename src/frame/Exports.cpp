@@ -32,8 +32,8 @@ struct Library {
 
 // Never destroyed: at the end of a process that did not unload, jobs still use it.
 struct Process {
-  std::mutex libraryMutex;           // guards the pointer
-  std::shared_ptr<Library> library;  // null before Load; a call in progress shares it
+  std::mutex libraryMutex;          // guards the pointer
+  std::shared_ptr<Library> loaded;  // null before Load; a call in progress shares it
   ReplyQueues replies;
   EventCallbacks callbacks;
 };
@@ -46,7 +46,7 @@ Process& TheProcess() {
 std::shared_ptr<Library> GetLibrary() {
   auto& process = TheProcess();
   std::lock_guard lock(process.libraryMutex);
-  return process.library;
+  return process.loaded;
 }
 
 void PostReply(std::unique_ptr<XmlMessaging::Message> message, JobId jobId, bool keepAll) {
@@ -84,9 +84,9 @@ std::string_view TextOf(const char* text, std::uint32_t length) {
 StatusCode LoadLibraryOnce() {
   auto& process = TheProcess();
   std::lock_guard lock(process.libraryMutex);
-  if (process.library) return Status::Completed;
+  if (process.loaded) return Status::Completed;
   try {
-    process.library = std::make_shared<Library>(MakeEnvironment());
+    process.loaded = std::make_shared<Library>(MakeEnvironment());
     return Status::Completed;
   } catch (const boost::thread_resource_error&) {
     return Status::ThreadNotStarted;
@@ -100,7 +100,7 @@ StatusCode UnloadLibrary() {
   std::shared_ptr<Library> library;
   {
     std::lock_guard lock(process.libraryMutex);
-    library.swap(process.library);
+    library.swap(process.loaded);
   }
   if (!library) return Status::Completed;
   library->jobs.Stop();
