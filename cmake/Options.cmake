@@ -12,7 +12,9 @@ if(CMAKE_CXX_COMPILER_ID STREQUAL "GNU")
 endif()
 if(MORVU_SANITIZE)
   set(sanitize -fsanitize=${MORVU_SANITIZE} -fno-sanitize-recover=all)
-  target_compile_options(morvu_options INTERFACE ${sanitize} -fno-omit-frame-pointer)
+  target_compile_options(morvu_options INTERFACE ${sanitize} -fno-omit-frame-pointer
+    # GCC takes what a sanitizer adds for paths on which nothing is set.
+    $<$<CXX_COMPILER_ID:GNU>:-Wno-maybe-uninitialized>)
   target_link_options(morvu_options INTERFACE ${sanitize})
 endif()
 if(MORVU_FUZZ)
