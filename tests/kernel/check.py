@@ -20,7 +20,15 @@ WIDTH = ""
 CODE_UPDATE_FAILED = 19
 CODE_SMART_NOT_READ = 23
 CODE_NO_MORVU_DRIVE = 45
+CODE_BAD_ARGUMENTS = 73
+CODE_NOT_IN_STANDBY = 86
 CODE_BAD_INDEX = 87
+CODE_NO_SELF_TEST = 302
+
+# Exit statuses of codes above 255.
+EXIT_NO_SECURITY = 24  # 284
+EXIT_NO_SANITIZE = 36  # 296
+EXIT_NO_SELF_TEST = 42
 
 
 def text_of(name):
@@ -252,6 +260,46 @@ class Guest(unittest.TestCase):
         self.assertTrue(after["smart_support"]["enabled"])
         self.assertEqual(json_of("smartctl.sata.json")["firmware_version"],
                          after["firmware_version"])
+
+    def test_tool_refuses_erases_that_the_drive_cannot_do(self):
+        self.assertNotIn("Security:", text_of("hdparm.txt"))
+        self.assertEqual(EXIT_NO_SECURITY, exit_of("secure-erase.txt"))
+        self.assertIn("ATA security is not", text_of(own("secure-erase.txt")))
+        self.assertEqual(EXIT_NO_SANITIZE, exit_of("sanitize.txt"))
+        self.assertIn("Sanitize command is unsupported", text_of(own("sanitize.txt")))
+        self.assertFalse({"f1", "f3", "f4", "b4"} & set(self.traced_ata()))
+
+    def test_self_test_needs_its_bit_in_identify(self):
+        # The emulated drive would run one, but does not say so (ACS-3, word 84 bit 1).
+        self.assertEqual(EXIT_NO_SELF_TEST, exit_of("self-test.txt"))
+        self.assertEqual(str(CODE_NO_SELF_TEST), job_of("self-test.xml")["ErrorCode"])
+
+    def test_standby_sends_what_hdparm_sends(self):
+        # The emulated drive takes the command and stays awake, which both notice.
+        self.assertEqual(CODE_NOT_IN_STANDBY, exit_of("standby.txt"))
+        self.assertIn("active/idle", text_of(own("hdparm-mode.txt")))
+        first = 1 if WIDTH == "64" else 4
+        parts = " ".join(self.traced_ata()).split("e3")
+        ours, theirs = (re.findall("e0|e5", part) for part in (parts[first], parts[first + 1]))
+        self.assertEqual(["e0", "e5"], theirs)
+        self.assertEqual(theirs, ours)
+
+    def test_format_sends_what_nvme_sends(self):
+        self.assertEqual(0, exit_of("format.txt"))
+        self.assertEqual(0, exit_of("nvme-format.txt"))
+        self.assertEqual(bytes(4 << 20), (RESULTS / own("formatted.bin")).read_bytes())
+        self.assertEqual(json_of("nvme.ns2.json")["flbas"], json_of("nvme.ns2.after.json")["flbas"])
+        formats = [line.split("nsid", 1)[1] for line in text_of("trace").splitlines()
+                   if "pci_nvme_format_set" in line]
+        self.assertEqual(4, len(formats))
+        self.assertEqual(1, len(set(formats)), formats)
+
+    def test_tool_refuses_a_layout_that_the_namespace_lacks(self):
+        self.assertEqual(CODE_BAD_ARGUMENTS, exit_of("format-too-high.txt"))
+        self.assertIn("Invalid value for LBA Format", text_of(own("format-too-high.txt")))
+
+    def traced_ata(self):
+        return re.findall(r"ide_exec_cmd .*cmd 0x([0-9a-f]{2})", text_of("trace"))
 
     def attributes(self):
         return {row["id"]: [row["value"], row["worst"], row["thresh"], row["flags"]["value"],

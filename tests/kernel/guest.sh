@@ -65,6 +65,7 @@ request_of() {  # SERIAL METHOD
   printf '<Property name="SerialNumber" key="True">%s</Property></Object>' "$1"
   printf '<Object type="method" name="%s"/></Message>' "$2"
 }
+mark_trace() { hdparm -S 250 "$sata" >/dev/null 2>&1; }
 for width in 64 32; do
   tool=/opt/$width/morvussd
   exchange="/opt/$width/exchange /opt/$width/libMorvu.SSDFeatures.so.1.2.0"
@@ -88,7 +89,31 @@ for width in 64 32; do
       $tool -drive_path "$path" -firmware_update /etc/drives -force
   done
   keep $width.after-firmware.json smartctl -j -i "$sata"
+
+  # What the emulated SATA drive cannot do is refused before anything is sent.
+  keep $width.secure-erase.txt $tool -drive_path "$sata" -secure_erase -force
+  keep $width.sanitize.txt $tool -drive_path "$sata" -sanitize block -force
+  keep $width.self-test.txt $tool -drive_path "$sata" -self_test short
+  keep $width.self-test.xml $exchange "$(request_of "$sata_serial" DriveSelfTest)"
+
+  # The emulator's trace shows what reaches the drive; a timer command parts the tool's from hdparm's.
+  mark_trace
+  keep $width.standby.txt $tool -drive_path "$sata" -standby_immediate
+  mark_trace
+  keep $width.hdparm-standby.txt hdparm -y "$sata"
+  keep $width.hdparm-mode.txt hdparm -C "$sata"
+  mark_trace
+
+  # The second namespace is erased in the layout that it has, by the tool and by nvme.
+  layout=$(nvme id-ns /dev/nvme0n2 | sed -n 's/^flbas *: *//p')
+  yes | dd of=/dev/nvme0n2 bs=1M count=4 iflag=fullblock 2>/dev/null
+  sync
+  keep $width.format.txt $tool -drive_path /dev/nvme0n2 -format 1 0 $((layout & 15)) 0 0 -force
+  keep $width.formatted.bin dd if=/dev/nvme0n2 bs=1M count=4
+  keep $width.nvme-format.txt nvme format /dev/nvme0 -n 2 -s 1 -l $((layout & 15)) -f
+  keep $width.format-too-high.txt $tool -drive_path /dev/nvme0n2 -format 1 0 99 0 0 -force
 done
+keep nvme.ns2.after.json nvme id-ns /dev/nvme0n2 -o json
 keep dmesg.txt dmesg
 
 echo done >/results/done
