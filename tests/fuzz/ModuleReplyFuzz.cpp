@@ -15,8 +15,11 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   read->GetString(FirmwareMapping::Destination);
   if (Split(read->GetString(FirmwareMapping::Package), '~').empty()) __builtin_trap();
 
-  // The first writing may replace bytes that XML has no place for; then all is settled.
-  const auto written = WriteAttributeCollection(*read);
+  // The first writing may replace bytes that XML has no place for, and so give two
+  // attributes one name; the first reading joins those. Then all is settled.
+  const auto joined = ReadAttributeCollection(WriteAttributeCollection(*read));
+  if (!joined) __builtin_trap();
+  const auto written = WriteAttributeCollection(*joined);
   const auto again = ReadAttributeCollection(written);
   if (!again || WriteAttributeCollection(*again) != written) __builtin_trap();
   return 0;
