@@ -83,14 +83,14 @@ def erase(host, request, cancel_at):
 
 def main():
     parser = argparse.ArgumentParser(description="Erases a drive.")
-    parser.add_argument("library")
+    parser.add_argument("shared_object", metavar="library")
     parser.add_argument("serial")
     parser.add_argument("--enhanced", action="store_true")
     parser.add_argument("--force", action="store_true")
     parser.add_argument("--cancel-at", type=int)
     options = parser.parse_args()
     try:
-        with EraseHost(options.library) as host:
+        with EraseHost(options.shared_object) as host:
             request = make_request(options.serial, options.enhanced, options.force)
             code = erase(host, request, options.cancel_at)
     except (OSError, RuntimeError, ValueError) as error:
