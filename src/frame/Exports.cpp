@@ -32,7 +32,7 @@ struct Library {
 
 // Never destroyed: at the end of a process that did not unload, jobs still use it.
 struct Process {
-  std::mutex libraryMutex;          // guards the pointer
+  std::mutex loadedMutex;           // guards the pointer
   std::shared_ptr<Library> loaded;  // null before Load; a call in progress shares it
   ReplyQueues replies;
   EventCallbacks callbacks;
@@ -45,7 +45,7 @@ Process& TheProcess() {
 
 std::shared_ptr<Library> GetLibrary() {
   auto& process = TheProcess();
-  std::lock_guard lock(process.libraryMutex);
+  std::lock_guard lock(process.loadedMutex);
   return process.loaded;
 }
 
@@ -83,7 +83,7 @@ std::string_view TextOf(const char* text, std::uint32_t length) {
 
 StatusCode LoadLibraryOnce() {
   auto& process = TheProcess();
-  std::lock_guard lock(process.libraryMutex);
+  std::lock_guard lock(process.loadedMutex);
   if (process.loaded) return Status::Completed;
   try {
     process.loaded = std::make_shared<Library>(MakeEnvironment());
@@ -99,7 +99,7 @@ StatusCode UnloadLibrary() {
   auto& process = TheProcess();
   std::shared_ptr<Library> library;
   {
-    std::lock_guard lock(process.libraryMutex);
+    std::lock_guard lock(process.loadedMutex);
     library.swap(process.loaded);
   }
   if (!library) return Status::Completed;

@@ -4,13 +4,11 @@
 
 #include <algorithm>
 #include <functional>
-#include <sstream>
 #include <string>
 #include <string_view>
 #include <utility>
 #include <vector>
 
-#include "cli/QRKCLI.h"
 #include "devices/PropertyCatalogue.h"
 #include "messaging/CimClass.h"
 #include "messaging/JobContext.h"
@@ -20,11 +18,13 @@
 #include "operations/Sanitize.h"
 #include "operations/SecureErase.h"
 #include "operations/StandbyImmediate.h"
+#include "support/CommandLine.h"
 #include "support/Scene.h"
 
 namespace Morvu::EraseTesting {
 
 using Testing::DriveScene;
+using Testing::LineOutcome;
 
 inline Simulator::DriveSpec SataSpec() {
   return {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1234", .sectors = 512};
@@ -56,16 +56,6 @@ inline StatusCode CallMethod(DeviceManagement::Device& device, CimMethod::Runner
   return code;
 }
 
-struct LineOutcome {
-  StatusCode code = Status::NotRun;
-  std::string output;
-  // What the feature printed, behind the banner and the drive's information.
-  std::string GetFeatureOutput() const {
-    const auto end = output.rfind("\n\n\n");
-    return end == output.npos ? output : output.substr(end + 3);
-  }
-};
-
 // Runs a command line with the five operations on it. `answers` is what the user types.
 inline LineOutcome RunLine(const std::vector<std::string>& words, const std::string& answers = "") {
   static constexpr FeatureEntry kFeatures[] = {
@@ -75,26 +65,7 @@ inline LineOutcome RunLine(const std::vector<std::string>& words, const std::str
       {"Self test", &DriveSelfTest::GetFeatureDefinition, &DriveSelfTest::RunCLI},
       {"Standby immediate", &StandbyImmediate::GetFeatureDefinition, &StandbyImmediate::RunCLI},
   };
-  DeviceManagement::ScanOptions options;
-  options.identify = true;
-  const ToolConfig config{.toolName = "tool",
-                          .productName = "Tool",
-                          .version = "1",
-                          .legalLines = {},
-                          .closingNote = "",
-                          .description = "",
-                          .license = "",
-                          .defaultOption = "-drive_list",
-                          .scanOptions = options};
-  std::istringstream in(answers);
-  std::ostringstream out;
-  QRKCLI cli(kFeatures, config, {in, out});
-  std::vector<const char*> arguments{"tool"};
-  for (const auto& word : words) arguments.push_back(word.c_str());
-  LineOutcome outcome;
-  outcome.code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
-  outcome.output = out.str();
-  return outcome;
+  return Testing::RunToolLine(kFeatures, words, answers);
 }
 
 // The drive's medium, a small one, is full of a pattern.

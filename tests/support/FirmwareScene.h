@@ -1,15 +1,15 @@
 // A drive, an image for it, and a firmware update by one of its faces.
 #pragma once
 
-#include <sstream>
 #include <string>
+#include <utility>
 #include <vector>
 
-#include "cli/QRKCLI.h"
 #include "devices/PropertyCatalogue.h"
 #include "messaging/JobContext.h"
 #include "messaging/XmlMessaging.h"
 #include "operations/FirmwareUpdate.h"
+#include "support/CommandLine.h"
 #include "support/FirmwareModules.h"
 #include "support/Scene.h"
 
@@ -103,25 +103,9 @@ class CommandLineScene : public FirmwareScene {
   StatusCode RunLine(const std::vector<std::string>& words, const std::string& answers = "") {
     static constexpr FeatureEntry kFeatures[] = {
         {"Firmware update", &FirmwareUpdate::GetFeatureDefinition, &FirmwareUpdate::RunCLI}};
-    DeviceManagement::ScanOptions options;
-    options.identify = true;
-    const ToolConfig config{.toolName = "tool",
-                            .productName = "Tool",
-                            .version = "1",
-                            .legalLines = {},
-                            .closingNote = "",
-                            .description = "",
-                            .license = "",
-                            .defaultOption = "-drive_list",
-                            .scanOptions = options};
-    std::istringstream in(answers);
-    std::ostringstream out;
-    QRKCLI cli(kFeatures, config, {in, out});
-    std::vector<const char*> arguments{"tool"};
-    for (const auto& word : words) arguments.push_back(word.c_str());
-    const auto code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
-    output = out.str();
-    return code;
+    auto outcome = RunToolLine(kFeatures, words, answers);
+    output = std::move(outcome.output);
+    return outcome.code;
   }
 
   std::string output;

@@ -1,0 +1,49 @@
+// A command-line host for tests, with the features that a test names.
+#pragma once
+
+#include <span>
+#include <sstream>
+#include <string>
+#include <vector>
+
+#include "cli/QRKCLI.h"
+
+namespace Morvu::Testing {
+
+struct LineOutcome {
+  StatusCode code = Status::NotRun;
+  std::string output;
+  // What the feature printed, behind the banner and the drive's information.
+  std::string GetFeatureOutput() const {
+    const auto end = output.rfind("\n\n\n");
+    return end == output.npos ? output : output.substr(end + 3);
+  }
+};
+
+// Runs a command line. `answers` is what the user types.
+inline LineOutcome RunToolLine(std::span<const FeatureEntry> features,
+                               const std::vector<std::string>& words,
+                               const std::string& answers = "") {
+  DeviceManagement::ScanOptions options;
+  options.identify = true;
+  const ToolConfig config{.toolName = "tool",
+                          .productName = "Tool",
+                          .version = "1",
+                          .legalLines = {},
+                          .closingNote = "",
+                          .description = "",
+                          .license = "",
+                          .defaultOption = "-drive_list",
+                          .scanOptions = options};
+  std::istringstream in(answers);
+  std::ostringstream out;
+  QRKCLI cli(features, config, {in, out});
+  std::vector<const char*> arguments{"tool"};
+  for (const auto& word : words) arguments.push_back(word.c_str());
+  LineOutcome outcome;
+  outcome.code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+  outcome.output = out.str();
+  return outcome;
+}
+
+}  // namespace Morvu::Testing
