@@ -8,9 +8,9 @@
 
 #include "Allocations.h"
 #include "TestFleet.h"
-#include "devices/AdapterManager.h"
-#include "devices/CommandSet_ATA.h"
-#include "devices/CommandSet_NVME.h"
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/commands/CommandSet_NVME.h"
+#include "devices/discovery/AdapterManager.h"
 
 namespace Morvu::Benchmarks {
 namespace {

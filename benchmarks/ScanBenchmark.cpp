@@ -7,8 +7,8 @@
 #include <vector>
 
 #include "TestFleet.h"
-#include "devices/AdapterManager.h"
-#include "devices/ProductDetection.h"
+#include "devices/discovery/AdapterManager.h"
+#include "devices/identification/ProductDetection.h"
 
 namespace {
 

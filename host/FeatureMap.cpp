@@ -1,12 +1,12 @@
 // The Feature families of morvussd, in the order in which the help shows them.
 #include "Tool.h"
-#include "operations/DriveSelfTest.h"
-#include "operations/FirmwareUpdate.h"
-#include "operations/Format.h"
-#include "operations/Sanitize.h"
-#include "operations/SecureErase.h"
-#include "operations/StandbyImmediate.h"
-#include "parsers/Smart.h"
+#include "operations/erase/Format.h"
+#include "operations/erase/Sanitize.h"
+#include "operations/erase/SecureErase.h"
+#include "operations/firmware/FirmwareUpdate.h"
+#include "operations/testing/DriveSelfTest.h"
+#include "operations/testing/StandbyImmediate.h"
+#include "parsers/smart/Smart.h"
 
 namespace MorvuTool {
 

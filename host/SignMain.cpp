@@ -6,7 +6,7 @@
 #include <string>
 #include <string_view>
 
-#include "devices/TaggedLibrary.h"
+#include "devices/system/TaggedLibrary.h"
 
 namespace {
 

@@ -4,7 +4,7 @@
 #include <span>
 #include <string>
 
-#include "devices/Device.h"
+#include "devices/model/Device.h"
 
 namespace Morvu {
 

@@ -5,10 +5,10 @@
 #include <cstdio>
 #include <optional>
 
-#include "devices/CommandSet_ATA.h"
-#include "devices/CommandSet_NVME.h"
-#include "devices/ProductDetection.h"
-#include "devices/ProductFamilies.h"
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/commands/CommandSet_NVME.h"
+#include "devices/identification/ProductDetection.h"
+#include "devices/identification/ProductFamilies.h"
 #include "frame/Bytes.h"
 #include "frame/Text.h"
 

@@ -5,7 +5,7 @@
 #include <string>
 #include <string_view>
 
-#include "devices/Device.h"
+#include "devices/model/Device.h"
 #include "messaging/ResultTable.h"
 
 namespace Morvu {

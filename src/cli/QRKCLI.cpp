@@ -5,7 +5,7 @@
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
 #include "cli/ToolOptions.h"
-#include "devices/AdapterManager.h"
+#include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
 
 namespace Morvu {

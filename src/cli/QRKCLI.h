@@ -10,7 +10,7 @@
 #include <vector>
 
 #include "cli/CLIParser.h"
-#include "devices/ScanOptions.h"
+#include "devices/model/ScanOptions.h"
 
 namespace Morvu {
 

@@ -5,7 +5,7 @@
 
 #include "cli/DriveInformation.h"
 #include "cli/QRKCLI.h"
-#include "devices/AdapterManager.h"
+#include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 

@@ -4,7 +4,7 @@
 #include <span>
 #include <string_view>
 
-#include "messaging/CimClass.h"
+#include "messaging/features/CimClass.h"
 
 namespace Morvu {
 

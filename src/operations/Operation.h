@@ -11,12 +11,12 @@
 #include <string>
 #include <string_view>
 
-#include "devices/Device.h"
-#include "devices/DeviceList.h"
+#include "devices/model/Device.h"
+#include "devices/model/DeviceList.h"
 #include "frame/StatusCode.h"
-#include "messaging/CimClass.h"
-#include "messaging/JobContext.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/features/CimClass.h"
+#include "messaging/features/JobContext.h"
 
 namespace Morvu {
 

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "NodeCommands.h"
-#include "devices/CommandPath_ATA_SCSI.h"
-#include "devices/CommandSet_ATA.h"
+#include "devices/commands/CommandPath_ATA_SCSI.h"
+#include "devices/commands/CommandSet_ATA.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -11,12 +11,12 @@
 
 #include "CountAllocations.h"
 #include "NodeCommands.h"
-#include "devices/CommandPath.h"
-#include "devices/CommandPath_ATA_SCSI.h"
-#include "devices/CommandPath_NVME.h"
-#include "devices/CommandPath_SCSI.h"
-#include "devices/CommandSet_ATA.h"
-#include "devices/CommandSet_NVME.h"
+#include "devices/commands/CommandPath.h"
+#include "devices/commands/CommandPath_ATA_SCSI.h"
+#include "devices/commands/CommandPath_NVME.h"
+#include "devices/commands/CommandPath_SCSI.h"
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/commands/CommandSet_NVME.h"
 #include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {

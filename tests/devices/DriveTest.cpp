@@ -1,7 +1,8 @@
 #include <boost/property_tree/ptree.hpp>
 
-#include "devices/CommandPath.h"
 #include "devices/Scan.h"
+#include "devices/commands/CommandPath.h"
+#include "devices/identification/DeviceIdentification.h"
 
 namespace Morvu::Testing {
 namespace {
@@ -23,7 +24,7 @@ class AnsweringPath : public CommandPath {
 
 TEST(DriveTest, AnUnknownDriveIsHealthyAndHasNoSize) {
   Drive drive;
-  drive.UpdateProperties();
+  UpdateProperties(drive);
   EXPECT_EQ("Healthy", drive.GetString(Properties::DeviceStatus));
   EXPECT_TRUE(drive.GetProperties().Has(Properties::PhysicalSize));
   EXPECT_EQ(0u, drive.GetUInt(Properties::PhysicalSize));

@@ -4,11 +4,11 @@
 #include <cstring>
 
 #include "TestFleet.h"
-#include "devices/CommandPath_NVME.h"
-#include "devices/CommandSet_ATA.h"
-#include "devices/CommandSet_NVME.h"
-#include "devices/DeviceIdentification.h"
-#include "devices/Drive.h"
+#include "devices/commands/CommandPath_NVME.h"
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/commands/CommandSet_NVME.h"
+#include "devices/identification/DeviceIdentification.h"
+#include "devices/model/Drive.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -296,7 +296,9 @@ TEST_F(Identification, OfAnAtaDriveWithoutItsCommandSetFails) {
    public:
     SmartSet(const PropertyList& properties, CommandPath& path)
         : CommandSet(properties, path, Protocol::SmartPt) {}
-    std::unique_ptr<CommandSet> Clone(Device&) const override { return nullptr; }
+    std::unique_ptr<CommandSet> Clone(const PropertyList&, CommandPath&) const override {
+      return nullptr;
+    }
   };
   device.AddCommandSet(std::make_unique<SmartSet>(device.GetProperties(), device.GetPath()));
   EXPECT_FALSE(Identify());
@@ -443,7 +445,7 @@ TEST_P(AnyAnswer, GivesPrintableTextsAndASectorSizeThatCanBe) {
     const auto garbage = round == 0 ? Garbage::Zeros : round == 1 ? Garbage::Ones : Garbage::Random;
     drive.ClearFaults();
     drive.Inject(Fault::GarbageData(garbage));
-    EXPECT_TRUE(device.UpdateProperties());
+    EXPECT_TRUE(UpdateProperties(device));
     const auto sectorSize = device.GetUInt(Properties::SectorSize);
     EXPECT_TRUE(sectorSize >= 512 && sectorSize <= 65536) << sectorSize;
     for (const auto& property : device.GetProperties()) {

@@ -8,9 +8,9 @@
 #include <vector>
 
 #include "TestFleet.h"
-#include "devices/CommandPath.h"
-#include "devices/PropertyCatalogue.h"
-#include "devices/PropertyList.h"
+#include "devices/commands/CommandPath.h"
+#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/PropertyList.h"
 
 namespace Morvu::DeviceManagement {
 

@@ -4,8 +4,8 @@
 #include <cstring>
 
 #include "NodeCommands.h"
-#include "devices/CommandPath_NVME.h"
-#include "devices/CommandSet_NVME.h"
+#include "devices/commands/CommandPath_NVME.h"
+#include "devices/commands/CommandSet_NVME.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -3,7 +3,7 @@
 #include <filesystem>
 
 #include "TestFleet.h"
-#include "devices/Partition.h"
+#include "devices/model/Partition.h"
 #include "frame/Platform.h"
 
 namespace Morvu::DeviceManagement {

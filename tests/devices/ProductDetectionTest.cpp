@@ -4,9 +4,9 @@
 #include <map>
 #include <set>
 
-#include "devices/ProductDetection.h"
-#include "devices/ProductTable.h"
-#include "devices/PropertyCatalogue.h"
+#include "devices/identification/ProductDetection.h"
+#include "devices/identification/ProductTable.h"
+#include "devices/properties/PropertyCatalogue.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -1,5 +1,6 @@
-#include "devices/Adapter.h"
 #include "devices/Scan.h"
+#include "devices/identification/DeviceIdentification.h"
+#include "devices/model/Adapter.h"
 
 namespace Morvu::Testing {
 namespace {
@@ -104,7 +105,7 @@ TEST_F(RescanTest, ACloneOutlivesItsAdapter) {
   ASSERT_NE(nullptr, adapter);
   EXPECT_EQ("0", adapter->GetIdentifier());
   EXPECT_TRUE(clone->TestConnection());
-  EXPECT_TRUE(clone->UpdateProperties());
+  EXPECT_TRUE(UpdateProperties(*clone));
 }
 
 // ---- Objects that stay or go ----

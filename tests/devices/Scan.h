@@ -10,8 +10,8 @@
 #include <vector>
 
 #include "TestFleet.h"
-#include "devices/AdapterManager.h"
-#include "devices/Drive.h"
+#include "devices/discovery/AdapterManager.h"
+#include "devices/model/Drive.h"
 
 namespace Morvu::Testing {
 

@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 
 #include "NodeCommands.h"
-#include "devices/CommandPath_SCSI.h"
-#include "devices/CommandSet_SCSI.h"
+#include "devices/commands/CommandPath_SCSI.h"
+#include "devices/commands/CommandSet_SCSI.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

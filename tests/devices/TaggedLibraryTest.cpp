@@ -5,7 +5,7 @@
 #include <filesystem>
 #include <fstream>
 
-#include "devices/TaggedLibrary.h"
+#include "devices/system/TaggedLibrary.h"
 #include "frame/Files.h"
 
 namespace Morvu::DeviceManagement {

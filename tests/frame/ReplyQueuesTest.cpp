@@ -1,7 +1,7 @@
 #include <gtest/gtest.h>
 
-#include "frame/ReplyQueues.h"
-#include "frame/SubjectMap.h"
+#include "frame/border/ReplyQueues.h"
+#include "frame/border/SubjectMap.h"
 
 namespace Morvu {
 namespace {

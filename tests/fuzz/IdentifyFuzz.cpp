@@ -6,10 +6,10 @@
 #include <cstdint>
 #include <memory>
 
-#include "devices/CommandPath.h"
-#include "devices/CommandSet.h"
-#include "devices/DeviceIdentification.h"
-#include "devices/Drive.h"
+#include "devices/commands/CommandPath.h"
+#include "devices/commands/CommandSet.h"
+#include "devices/identification/DeviceIdentification.h"
+#include "devices/model/Drive.h"
 
 namespace {
 
@@ -64,7 +64,7 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   if (kind & 0x04) drive.AddProperty(Properties::CSMI, true);
   if (kind & 0x08) drive.AddProperty(Properties::ControllerIDEMode, true);
   if (kind & 0x10) drive.AddProperty(Properties::RAID, true);
-  drive.UpdateProperties();
+  UpdateProperties(drive);
   Check(drive);
   return 0;
 }

@@ -2,7 +2,7 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "frame/ReplyQueues.h"
+#include "frame/border/ReplyQueues.h"
 #include "messaging/XmlMessaging.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {

@@ -5,7 +5,7 @@
 #include <string_view>
 
 #include "frame/Text.h"
-#include "operations/AttributeCollection.h"
+#include "operations/firmware/AttributeCollection.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   using namespace Morvu;

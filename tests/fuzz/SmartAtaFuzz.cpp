@@ -4,10 +4,10 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "devices/Drive.h"
+#include "devices/model/Drive.h"
 #include "messaging/XmlMessaging.h"
-#include "parsers/SmartAttribute.h"
-#include "parsers/SmartParserCore_ATA.h"
+#include "parsers/smart/SmartAttribute.h"
+#include "parsers/smart/SmartParserCore_ATA.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   static constexpr std::string_view kProducts[] = {"", "Yarrowick", "Fennimoor", "Vorsham"};

@@ -2,10 +2,10 @@
 #include <cstddef>
 #include <cstdint>
 
-#include "devices/Drive.h"
+#include "devices/model/Drive.h"
 #include "messaging/XmlMessaging.h"
-#include "parsers/SmartAttribute.h"
-#include "parsers/SmartParserCore_NVMe.h"
+#include "parsers/smart/SmartAttribute.h"
+#include "parsers/smart/SmartParserCore_NVMe.h"
 
 extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size) {
   Morvu::DeviceManagement::Drive drive;

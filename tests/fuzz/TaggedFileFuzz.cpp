@@ -8,7 +8,7 @@
 #include <string>
 #include <vector>
 
-#include "devices/TaggedLibrary.h"
+#include "devices/system/TaggedLibrary.h"
 
 namespace {
 

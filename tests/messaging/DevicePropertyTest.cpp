@@ -1,10 +1,10 @@
 // Typed values, and how a class's properties show them.
 #include <gtest/gtest.h>
 
-#include "devices/Drive.h"
-#include "messaging/CimClass.h"
+#include "devices/model/Drive.h"
 #include "messaging/DeviceProperty.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/features/CimClass.h"
 
 namespace Morvu {
 namespace {

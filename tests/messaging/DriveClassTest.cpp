@@ -2,11 +2,11 @@
 // and what a drive's Object holds.
 #include <gmock/gmock.h>
 
-#include "devices/Drive.h"
+#include "devices/model/Drive.h"
 #include "frame/Text.h"
-#include "messaging/DeviceSelection.h"
-#include "messaging/MorvuSSD.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/drive_class/DeviceSelection.h"
+#include "messaging/drive_class/MorvuSSD.h"
 
 namespace Morvu {
 namespace {

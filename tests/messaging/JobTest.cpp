@@ -7,10 +7,10 @@
 #include <set>
 #include <thread>
 
-#include "messaging/Job.h"
-#include "messaging/JobManager.h"
-#include "messaging/MorvuJob.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/jobs/Job.h"
+#include "messaging/jobs/JobManager.h"
+#include "messaging/jobs/MorvuJob.h"
 
 namespace Morvu {
 namespace {

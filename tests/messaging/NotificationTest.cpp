@@ -4,10 +4,10 @@
 #include <condition_variable>
 #include <mutex>
 
-#include "devices/Drive.h"
-#include "messaging/JobManager.h"
-#include "messaging/NotificationService.h"
+#include "devices/model/Drive.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/jobs/JobManager.h"
+#include "messaging/jobs/NotificationService.h"
 
 namespace Morvu {
 namespace {

@@ -1,11 +1,11 @@
 // Firmware modules: which one is used, and what those that break the rules can do.
 #include <gtest/gtest.h>
 
-#include "devices/Drive.h"
-#include "devices/PropertyCatalogue.h"
-#include "operations/AttributeCollection.h"
-#include "operations/FirmwareModule.h"
-#include "operations/FirmwareUpdate.h"
+#include "devices/model/Drive.h"
+#include "devices/properties/PropertyCatalogue.h"
+#include "operations/firmware/AttributeCollection.h"
+#include "operations/firmware/FirmwareModule.h"
+#include "operations/firmware/FirmwareUpdate.h"
 #include "support/FirmwareModules.h"
 
 namespace Morvu {

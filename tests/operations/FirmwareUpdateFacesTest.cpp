@@ -2,8 +2,8 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "messaging/CimClass.h"
-#include "operations/AttributeCollection.h"
+#include "messaging/features/CimClass.h"
+#include "operations/firmware/AttributeCollection.h"
 #include "support/FirmwareScene.h"
 
 namespace Morvu {

@@ -4,8 +4,8 @@
 
 #include <algorithm>
 
-#include "messaging/CimClass.h"
-#include "operations/AttributeCollection.h"
+#include "messaging/features/CimClass.h"
+#include "operations/firmware/AttributeCollection.h"
 #include "support/FirmwareScene.h"
 #include "support/Sweep.h"
 

@@ -2,7 +2,7 @@
 #include <algorithm>
 
 #include "frame/Text.h"
-#include "operations/Format.h"
+#include "operations/erase/Format.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
 

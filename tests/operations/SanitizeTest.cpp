@@ -1,7 +1,7 @@
 // Sanitize: the watching of a drive that erases itself.
 #include <algorithm>
 
-#include "operations/Sanitize.h"
+#include "operations/erase/Sanitize.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
 

@@ -8,8 +8,8 @@
 #include <chrono>
 #include <thread>
 
-#include "devices/CommandSet_ATA.h"
-#include "operations/SecureErase.h"
+#include "devices/commands/CommandSet_ATA.h"
+#include "operations/erase/SecureErase.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
 

@@ -1,8 +1,8 @@
 // Self test and standby.
 #include <algorithm>
 
-#include "operations/DriveSelfTest.h"
-#include "operations/StandbyImmediate.h"
+#include "operations/testing/DriveSelfTest.h"
+#include "operations/testing/StandbyImmediate.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
 

@@ -5,10 +5,10 @@
 
 #include <array>
 
-#include "devices/CommandPath_ATA_SCSI.h"
-#include "devices/CommandSet_ATA.h"
-#include "devices/PropertyCatalogue.h"
-#include "devices/PropertyList.h"
+#include "devices/commands/CommandPath_ATA_SCSI.h"
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/PropertyList.h"
 #include "support/Sweep.h"
 
 namespace Morvu {

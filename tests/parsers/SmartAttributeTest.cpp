@@ -1,9 +1,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include "devices/Drive.h"
+#include "devices/model/Drive.h"
 #include "messaging/XmlMessaging.h"
-#include "parsers/SmartAttribute_ATA.h"
+#include "parsers/smart/SmartAttribute_ATA.h"
 
 namespace Morvu {
 namespace {

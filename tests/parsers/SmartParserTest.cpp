@@ -4,13 +4,13 @@
 #include <array>
 #include <boost/property_tree/ptree.hpp>
 
-#include "devices/Drive.h"
+#include "devices/model/Drive.h"
 #include "messaging/XmlMessaging.h"
-#include "parsers/Smart.h"
-#include "parsers/SmartAttribute_ATA.h"
-#include "parsers/SmartParser.h"
-#include "parsers/SmartParserCore_ATA.h"
-#include "parsers/SmartParserCore_NVMe.h"
+#include "parsers/smart/Smart.h"
+#include "parsers/smart/SmartAttribute_ATA.h"
+#include "parsers/smart/SmartParser.h"
+#include "parsers/smart/SmartParserCore_ATA.h"
+#include "parsers/smart/SmartParserCore_NVMe.h"
 #include "support/Sweep.h"
 
 namespace Morvu {

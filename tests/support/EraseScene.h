@@ -9,15 +9,15 @@
 #include <utility>
 #include <vector>
 
-#include "devices/PropertyCatalogue.h"
-#include "messaging/CimClass.h"
-#include "messaging/JobContext.h"
+#include "devices/properties/PropertyCatalogue.h"
 #include "messaging/XmlMessaging.h"
-#include "operations/DriveSelfTest.h"
-#include "operations/Format.h"
-#include "operations/Sanitize.h"
-#include "operations/SecureErase.h"
-#include "operations/StandbyImmediate.h"
+#include "messaging/features/CimClass.h"
+#include "messaging/features/JobContext.h"
+#include "operations/erase/Format.h"
+#include "operations/erase/Sanitize.h"
+#include "operations/erase/SecureErase.h"
+#include "operations/testing/DriveSelfTest.h"
+#include "operations/testing/StandbyImmediate.h"
 #include "support/CommandLine.h"
 #include "support/Scene.h"
 

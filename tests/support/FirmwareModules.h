@@ -10,7 +10,7 @@
 #include <string>
 #include <vector>
 
-#include "devices/TaggedLibrary.h"
+#include "devices/system/TaggedLibrary.h"
 #include "frame/Files.h"
 
 namespace Morvu::Testing {

@@ -5,10 +5,10 @@
 #include <utility>
 #include <vector>
 
-#include "devices/PropertyCatalogue.h"
-#include "messaging/JobContext.h"
+#include "devices/properties/PropertyCatalogue.h"
 #include "messaging/XmlMessaging.h"
-#include "operations/FirmwareUpdate.h"
+#include "messaging/features/JobContext.h"
+#include "operations/firmware/FirmwareUpdate.h"
 #include "support/CommandLine.h"
 #include "support/FirmwareModules.h"
 #include "support/Scene.h"

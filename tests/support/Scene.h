@@ -6,7 +6,7 @@
 #include <memory>
 #include <string>
 
-#include "devices/AdapterManager.h"
+#include "devices/discovery/AdapterManager.h"
 #include "messaging/ProgressReporter.h"
 #include "support/SceneBase.h"
 

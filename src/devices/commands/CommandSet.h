@@ -1,0 +1,70 @@
+// A command set: the operations of one protocol on one device's path.
+#pragma once
+
+#include <cstdint>
+#include <memory>
+#include <string>
+#include <string_view>
+
+#include "devices/commands/CommandRecords.h"
+#include "frame/Bytes.h"
+#include "frame/StatusCode.h"
+
+namespace Morvu::DeviceManagement {
+
+class CommandPath;
+class PropertyList;
+
+// The names of a device's command sets.
+namespace Protocol {
+inline constexpr std::string_view Ata = "ATA";
+inline constexpr std::string_view Scsi = "SCSI";
+inline constexpr std::string_view Nvme = "NVME";
+inline constexpr std::string_view SmartPt = "SMARTPT";
+inline constexpr std::string_view Tcg = "TCG";
+inline constexpr std::string_view Zmv = "ZMV";
+inline constexpr std::string_view Mmio = "MMIO";
+inline constexpr std::string_view Tgi = "TGI";
+inline constexpr std::string_view Tcp = "TCP";
+inline constexpr std::string_view Fmi = "FMI";
+}  // namespace Protocol
+
+// Base of the sets. The properties and the path belong to the device, which
+// outlives its sets.
+class CommandSet {
+ public:
+  virtual ~CommandSet() = default;
+  CommandSet(const CommandSet&) = delete;
+  CommandSet& operator=(const CommandSet&) = delete;
+
+  const std::string& GetName() const { return name_; }
+  CommandPath& GetPath() const { return *path_; }
+
+  // A set of the same class on a device's `properties` and `path`.
+  virtual std::unique_ptr<CommandSet> Clone(const PropertyList& properties,
+                                            CommandPath& path) const = 0;
+
+  // Sends `blockCount` sectors of the device's "SectorSize" (0 without that
+  // property), and never more than `data` holds. Returns the path's result.
+  StatusCode Send(ByteSpan command, ByteSpan reply, std::uint8_t flags, ByteSpan data,
+                  std::uint32_t blockCount, std::uintptr_t asyncMarker = 0);
+
+ protected:
+  CommandSet(const PropertyList& properties, CommandPath& path, std::string_view name)
+      : properties_(&properties), path_(&path), name_(name) {}
+
+  // Called by Send with its own arguments before the command goes out.
+  virtual void RecordCommand(ByteView command, ByteView reply, std::uint8_t flags, ByteView data,
+                             std::uint32_t blockCount);
+
+  const PropertyList* properties_;
+  CommandPath* path_;
+
+ private:
+  std::string name_;
+};
+
+// The set for the path's protocol; null when the protocol selects none.
+std::unique_ptr<CommandSet> CreateCommandSet(const PropertyList& properties, CommandPath& path);
+
+}  // namespace Morvu::DeviceManagement

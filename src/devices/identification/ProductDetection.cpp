@@ -1,0 +1,102 @@
+#include "devices/identification/ProductDetection.h"
+
+#include <algorithm>
+
+#include "devices/identification/ProductTable.h"
+#include "devices/properties/PropertyCatalogue.h"
+#include "frame/Text.h"
+
+namespace Morvu::DeviceManagement {
+namespace {
+
+constexpr std::string_view kMaker = "MORVU";
+constexpr std::string_view kUnnamedFamily = "Morvu SSD";
+
+constexpr std::string_view kWithOpalText[] = {
+    Products::Nolvaine,
+    Products::Drennick,
+    Products::DrennickRefresh,
+};
+constexpr std::string_view kWithRemoteErase[] = {
+    Products::Drennick,
+    Products::DrennickRefresh,
+};
+// Their model strings are another vendor's too; the serial number tells them apart.
+constexpr std::string_view kWithSharedModel[] = {
+    Products::AmbrelHithe,
+    Products::AmbrelHithePlus,
+};
+constexpr std::size_t kSharedModelSerialLength = 8;
+
+template <std::size_t Size>
+bool IsOneOf(const std::string_view (&products)[Size], std::string_view product) {
+  return std::ranges::find(products, product) != std::end(products);
+}
+
+void Put(PropertyList& output, const PropertyEntry& entry, const auto& value) {
+  output.Add(DeviceProperty(entry, value));
+}
+
+void PutRow(const ProductRow& row, PropertyList& output) {
+  Put(output, Properties::Morvu, true);
+  Put(output, Properties::Product, row.product);
+  Put(output, Properties::ProductFamily, row.series);
+  if (!row.oem.empty()) Put(output, Properties::OEM, row.oem);
+  if (!row.configId.empty()) Put(output, Properties::ConfigID, row.configId);
+  if (row.lsi) Put(output, Properties::LSI, true);
+  Put(output, Properties::ProductProtocol, row.protocol);
+}
+
+void PutFamily(const SerialFamily& row, PropertyList& output) {
+  Put(output, Properties::Morvu, true);
+  Put(output, Properties::Product, row.product);
+  Put(output, Properties::ProductFamily, row.series);
+}
+
+void PutSecurityTraits(const PropertyList& source, std::string_view product, PropertyList& output) {
+  if (!IsOneOf(kWithOpalText, product)) return;
+  const bool opal = source.GetBool(Properties::TCGSupported);
+  Put(output, Properties::ProductFamily,
+      output.GetString(Properties::ProductFamily) + (opal ? " Opal Ready" : " No Opal"));
+  Put(output, Properties::DigitalFenceSupported, true);
+  if (IsOneOf(kWithRemoteErase, product)) Put(output, Properties::RemoteSecureEraseSupported, true);
+}
+
+}  // namespace
+
+ProductDetection::ProductDetection(PropertyList& source) {
+  const auto model = ToUpper(source.GetString(Properties::ModelNumber));
+  const auto firmware = ToUpper(source.GetString(Properties::Firmware));
+  const auto serialNumber = ToUpper(source.GetString(Properties::SerialNumber));
+  const bool raid = source.GetBool(Properties::RAID);
+
+  if (const auto* row = FindProductRow(model, firmware, serialNumber)) {
+    PutRow(*row, output_);
+  } else if (const auto* family = FindSerialFamily(serialNumber)) {
+    PutFamily(*family, output_);
+  }
+  const auto product = output_.GetString(Properties::Product);
+  PutSecurityTraits(source, product, output_);
+  if (IsOneOf(kWithSharedModel, product) && serialNumber.size() != kSharedModelSerialLength) {
+    output_.Remove(Properties::Morvu);
+    output_.Remove(Properties::Product);
+    output_.Remove(Properties::ProductFamily);
+  }
+  // A maker's name alone makes an unnamed drive of this maker.
+  const bool unnamed = output_.GetBool(Properties::Morvu)
+                           ? output_.GetString(Properties::ProductFamily).empty()
+                           : model.find(kMaker) != model.npos;
+  if (unnamed && !raid) {
+    Put(output_, Properties::Morvu, true);
+    Put(output_, Properties::ProductFamily, kUnnamedFamily);
+  }
+  // A logical volume is no product.
+  if (raid) {
+    for (auto* list : {&output_, &source}) {
+      list->Remove(Properties::Product);
+      list->Remove(Properties::ProductFamily);
+    }
+  }
+}
+
+}  // namespace Morvu::DeviceManagement

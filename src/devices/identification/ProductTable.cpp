@@ -1,0 +1,159 @@
+#include "devices/identification/ProductTable.h"
+
+#include <algorithm>
+#include <boost/regex.hpp>
+#include <vector>
+
+#include "devices/commands/CommandSet.h"
+#include "devices/identification/ProductDetection.h"
+
+namespace Morvu::DeviceManagement {
+namespace {
+
+namespace P = Products;
+
+constexpr std::string_view Ata = Protocol::Ata;
+constexpr std::string_view Nvme = Protocol::Nvme;
+constexpr std::string_view Scsi = Protocol::Scsi;
+
+constexpr ProductTest Any;
+constexpr ProductTest Serial(std::string_view expression) {
+  return {ProductTest::Kind::SerialMatches, expression};
+}
+constexpr ProductTest SerialBegins(std::string_view text) {
+  return {ProductTest::Kind::SerialBegins, text};
+}
+constexpr ProductTest FirmwareBegins(std::string_view text) {
+  return {ProductTest::Kind::FirmwareBegins, text};
+}
+
+constexpr ProductRow kRows[] = {
+#include "devices/identification/ProductTable.inc"
+};
+
+constexpr SerialFamily kFamilies[] = {
+#include "devices/identification/SerialFamilies.inc"
+};
+
+constexpr std::size_t kSerialLength = 18;
+
+// ---- What must hold of the tables ----
+
+constexpr bool IsUpperCase(std::string_view text) {
+  return std::ranges::none_of(text, [](char c) { return c >= 'a' && c <= 'z'; });
+}
+
+constexpr bool IsConfigId(std::string_view text) {
+  return text.size() == 5 && std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+}
+
+constexpr bool IsSound(const ProductTest& test) {
+  const bool prefix = test.kind == ProductTest::Kind::SerialBegins ||
+                      test.kind == ProductTest::Kind::FirmwareBegins;
+  if (prefix && (test.text.size() < 2 || test.text.size() > 3)) return false;
+  return IsUpperCase(test.text) && (test.kind == ProductTest::Kind::Any) == test.text.empty();
+}
+
+constexpr bool IsSound(const ProductRow& row) {
+  const auto models = row.Models();
+  return !row.product.empty() && row.series.starts_with("Morvu SSD ") && IsSound(row.test) &&
+         (row.oem.empty() || std::ranges::find(kOems, row.oem) != std::end(kOems)) &&
+         (row.configId.empty() || IsConfigId(row.configId)) && !models.empty() &&
+         std::ranges::all_of(models, IsUpperCase);
+}
+
+constexpr bool HasRow(std::string_view ProductRow::*field, std::string_view value) {
+  return std::ranges::any_of(kRows, [&](const auto& row) { return row.*field == value; });
+}
+
+constexpr std::string_view kProducts[] = {
+#define PRODUCT(identifier, name) name,
+#include "devices/identification/Products.inc"
+#undef PRODUCT
+};
+
+static_assert(std::size(kRows) == 242);
+static_assert(std::size(kFamilies) == 19);
+static_assert(std::size(kProducts) == 52);
+static_assert(std::size(kOems) == 13);
+static_assert(std::ranges::all_of(kRows, [](const auto& row) { return IsSound(row); }));
+static_assert(std::ranges::all_of(kProducts,
+                                  [](auto p) { return HasRow(&ProductRow::product, p); }),
+              "a product has no row");
+static_assert(std::ranges::all_of(kOems, [](auto oem) { return HasRow(&ProductRow::oem, oem); }),
+              "an OEM has no row");
+static_assert(HasRow(&ProductRow::protocol, Ata) && HasRow(&ProductRow::protocol, Nvme) &&
+              HasRow(&ProductRow::protocol, Scsi));
+
+// ---- Looking up ----
+
+using Expressions = std::vector<boost::regex>;
+
+// One for each row, in order; empty for a row without.
+const Expressions& GetExpressions() {
+  static const auto expressions = [] {
+    Expressions all(std::size(kRows));
+    for (std::size_t i = 0; i < all.size(); ++i) {
+      const auto& test = kRows[i].test;
+      if (test.kind != ProductTest::Kind::SerialMatches) continue;
+      all[i].assign(test.text.data(), test.text.data() + test.text.size());
+    }
+    return all;
+  }();
+  return expressions;
+}
+
+bool Passes(std::size_t row, std::string_view firmware, std::string_view serialNumber) {
+  const auto& test = kRows[row].test;
+  switch (test.kind) {
+    case ProductTest::Kind::Any:
+      return true;
+    case ProductTest::Kind::SerialBegins:
+      return serialNumber.starts_with(test.text);
+    case ProductTest::Kind::FirmwareBegins:
+      return firmware.starts_with(test.text);
+    case ProductTest::Kind::SerialMatches:
+      return boost::regex_match(serialNumber.begin(), serialNumber.end(), GetExpressions()[row]);
+  }
+  return false;
+}
+
+// One of the words of a list that blanks separate.
+bool HasWord(std::string_view list, std::string_view word) {
+  while (!list.empty()) {
+    const auto end = std::min(list.find(' '), list.size());
+    if (list.substr(0, end) == word) return true;
+    list.remove_prefix(std::min(end + 1, list.size()));
+  }
+  return false;
+}
+
+}  // namespace
+
+std::span<const ProductRow> GetProductRows() { return kRows; }
+
+std::span<const SerialFamily> GetSerialFamilies() { return kFamilies; }
+
+const ProductRow* FindProductRow(std::string_view model, std::string_view firmware,
+                                 std::string_view serialNumber) {
+  if (model.empty()) return nullptr;
+  for (std::size_t i = 0; i < std::size(kRows); ++i) {
+    const auto models = kRows[i].Models();
+    if (std::ranges::find(models, model) == models.end()) continue;
+    if (Passes(i, firmware, serialNumber)) return &kRows[i];
+  }
+  return nullptr;
+}
+
+const SerialFamily* FindSerialFamily(std::string_view serialNumber) {
+  if (serialNumber.size() != kSerialLength) return nullptr;
+  const auto fits = [&](const SerialFamily& row) {
+    return serialNumber.substr(2, 2) == row.family &&
+           (row.versions.empty() || row.versions.find(serialNumber[15]) != row.versions.npos) &&
+           HasWord(row.capacities, serialNumber.substr(12, 3));
+  };
+  const auto row = std::ranges::find_if(kFamilies, fits);
+  return row == std::end(kFamilies) ? nullptr : row;
+}
+
+}  // namespace Morvu::DeviceManagement

@@ -1,0 +1,88 @@
+#include "devices/model/Adapter.h"
+
+#include <algorithm>
+#include <tuple>
+
+#include "devices/model/Drive.h"
+#include "messaging/ResultTable.h"
+
+namespace Morvu::DeviceManagement {
+namespace {
+
+// Members of an array stand behind the other drives; node paths go by their bytes.
+bool ComesBefore(const std::unique_ptr<Device>& left, const std::unique_ptr<Device>& right) {
+  const auto key = [](const Device& device) {
+    return std::make_tuple(device.GetBool(Properties::RAIDMember),
+                           device.GetString(Properties::DevicePath));
+  };
+  return key(*left) < key(*right);
+}
+
+bool HasSameModel(const Device& left, const Device& right) {
+  return left.GetString(Properties::ModelNumber) == right.GetString(Properties::ModelNumber);
+}
+
+}  // namespace
+
+Adapter::Adapter(std::string_view type) : Device(DeviceKind::Adapter), type_(type) {
+  AddProperty(Properties::PortNumber, -1);
+}
+
+void Adapter::CopyFrom(const Device& other) {
+  if (&other == this) return;
+  Device::CopyFrom(other);
+  const auto* adapter = dynamic_cast<const Adapter*>(&other);
+  if (adapter == nullptr) return;
+  type_ = adapter->type_;
+  drives_.clear();
+  for (const auto& drive : adapter->drives_) {
+    drives_.push_back(drive->Clone());
+    drives_.back()->SetParent(this);
+  }
+}
+
+std::vector<Device*> Adapter::ListDrives(const ScanOptions& options) const {
+  std::vector<Device*> list;
+  for (const auto& device : drives_) {
+    list.push_back(device.get());
+    const auto* drive = device->AsDrive();
+    if (!options.listChildrenOnly || drive == nullptr) continue;
+    for (const auto& child : drive->GetChildren()) list.push_back(child.get());
+  }
+  return list;
+}
+
+std::string Adapter::ToText() const {
+  ResultTable table;
+  table.AppendRow({"Drive", "Type", "Model", "Serial", "Firmware"}, true);
+  for (const auto& drive : drives_) {
+    if (drive->GetKind() != DeviceKind::Drive) continue;
+    table.AppendRow({std::to_string(drive->GetProperties().GetSigned(Properties::Index)),
+                     drive->GetPath().GetProtocol(), drive->GetString(Properties::ModelNumber),
+                     drive->GetString(Properties::SerialNumber),
+                     drive->GetString(Properties::Firmware)});
+  }
+  return table.ToText();
+}
+
+void Adapter::SyncDrives(Devices found, const ScanOptions& options) {
+  for (auto& drive : found) drive->SetOptions(options);
+  Devices kept;
+  if (!options.replaceObjects) {
+    for (auto& held : drives_) {
+      const auto same = std::ranges::find_if(found, [&](const auto& drive) {
+        return IsSameDrive(*held, *drive) && HasSameModel(*held, *drive);
+      });
+      if (same == found.end()) continue;
+      held->CopyFrom(**same);
+      kept.push_back(std::move(held));
+      found.erase(same);
+    }
+  }
+  std::ranges::move(found, std::back_inserter(kept));
+  for (auto& drive : kept) drive->SetParent(this);
+  std::ranges::sort(kept, ComesBefore);
+  drives_ = std::move(kept);
+}
+
+}  // namespace Morvu::DeviceManagement

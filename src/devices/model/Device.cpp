@@ -1,0 +1,72 @@
+#include "devices/model/Device.h"
+
+#include "devices/system/SystemNodes.h"
+
+namespace Morvu::DeviceManagement {
+
+Device::Device(DeviceKind kind) : path_(std::make_unique<CommandPath>("")), kind_(kind) {
+  AddProperty(Properties::Index, -1);
+}
+
+Device::~Device() = default;
+
+bool Device::Initialize() {
+  auto path = CreateCommandPath(properties_);
+  const bool found = path != nullptr;
+  SetPath(found ? std::move(path) : CreateBasePath(properties_, true));
+  AddCommandSet(CreateCommandSet(properties_, *path_));
+  return found;
+}
+
+bool Device::TestConnection() { return path_->TestDevice(); }
+
+void Device::CopyFrom(const Device& other) {
+  if (&other == this) return;
+  properties_ = other.properties_;
+  parent_ = other.parent_;
+  keptParent_ = parent_ == nullptr ? nullptr : parent_->weak_from_this().lock();
+  options_ = other.options_;
+  SetPath(other.path_->Clone());
+  for (const auto& [name, set] : other.commandSets_) AddCommandSet(set->Clone(properties_, *path_));
+  partitions_ = other.partitions_;
+}
+
+void Device::SetParent(Device* parent) {
+  parent_ = parent;
+  keptParent_.reset();
+}
+
+CommandSet* Device::GetCommandSet(std::string_view name) const {
+  const auto found = commandSets_.find(name);
+  return found == commandSets_.end() ? nullptr : found->second.get();
+}
+
+void Device::AddCommandSet(std::unique_ptr<CommandSet> set) {
+  if (set == nullptr) return;
+  auto name = set->GetName();
+  commandSets_[std::move(name)] = std::move(set);
+}
+
+void Device::SetPath(std::unique_ptr<CommandPath> path) {
+  commandSets_.clear();
+  path_ = path != nullptr ? std::move(path) : std::make_unique<CommandPath>("");
+}
+
+std::uint32_t Device::GetPartitionId(const Partition& partition) const {
+  const auto text = GetString(Properties::SerialNumber) + GetString(Properties::ModelNumber) +
+                    partition.GetName();
+  std::uint32_t hash = 0;
+  for (const char c : text) {
+    const auto value = static_cast<std::uint32_t>(static_cast<signed char>(c));
+    hash ^= value + 0x9E3779B9 + (hash << 6) + (hash >> 2);
+  }
+  return hash;
+}
+
+StatusCode Device::CheckPartitions() {
+  if (!TestConnection()) return Status::NoCommunication;
+  return ListPartitions(path_->GetDevicePath()).empty() ? Status::NoPartition
+                                                        : Status::HasPartition;
+}
+
+}  // namespace Morvu::DeviceManagement

@@ -1,0 +1,110 @@
+// Device: one thing that takes commands, a bag of properties with a command path,
+// command sets and partitions.
+#pragma once
+
+#include <cstdint>
+#include <map>
+#include <memory>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "devices/commands/CommandPath.h"
+#include "devices/commands/CommandSet.h"
+#include "devices/model/Partition.h"
+#include "devices/model/ScanOptions.h"
+#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/PropertyList.h"
+
+namespace Morvu::DeviceManagement {
+
+class Drive;
+
+enum class DeviceKind : std::int32_t { Adapter = 0, Drive = 1, MemoryModule = 2, Plain = 3 };
+
+// Has no lock: it belongs to one thread, and jobs work on clones.
+class Device : public std::enable_shared_from_this<Device> {
+ public:
+  virtual ~Device();
+  Device(const Device&) = delete;
+  Device& operator=(const Device&) = delete;
+
+  // Makes path and command set from the "DevicePath" property. True when a path
+  // that answers was found; otherwise the device keeps a plain path.
+  virtual bool Initialize();
+  virtual bool TestConnection();
+  // Takes over the content of `other`: properties, parent, options, a clone of its
+  // path, clones of its command sets, copies of its partitions.
+  virtual void CopyFrom(const Device& other);
+  // A new object of the same class with copied content and an open path of its own.
+  virtual std::unique_ptr<Device> Clone() const = 0;
+  virtual std::string ToText() const = 0;
+  virtual Drive* AsDrive() { return nullptr; }
+
+  DeviceKind GetKind() const { return kind_; }
+  // The adapter; null on an adapter. An adapter owns its drives and is not owned by
+  // them; a clone keeps the adapter alive, as a scan may drop it meanwhile.
+  Device* GetParent() const { return parent_; }
+  void SetParent(Device* parent);
+
+  // Properties. An absent one reads as empty: "", 0, false.
+  PropertyList& GetProperties() { return properties_; }
+  const PropertyList& GetProperties() const { return properties_; }
+  template <typename Value>
+  void AddProperty(const PropertyEntry& entry, const Value& value) {
+    properties_.Add(DeviceProperty(entry, value));
+  }
+  std::string GetString(const PropertyEntry& entry) const { return properties_.GetString(entry); }
+  bool GetBool(const PropertyEntry& entry) const { return properties_.GetBool(entry); }
+  std::uint64_t GetUInt(const PropertyEntry& entry) const { return properties_.GetUnsigned(entry); }
+
+  // Null when the device has no such set.
+  CommandSet* GetCommandSet(std::string_view name) const;
+  template <typename Set>
+  Set* GetCommandSetAs(std::string_view name) const {
+    return dynamic_cast<Set*>(GetCommandSet(name));
+  }
+  bool HasCommandSet(std::string_view name) const { return GetCommandSet(name) != nullptr; }
+  // Replaces the set of the same name; a null set changes nothing.
+  void AddCommandSet(std::unique_ptr<CommandSet> set);
+
+  CommandPath& GetPath() const { return *path_; }
+  // The old path goes; the command sets on it go with it.
+  void SetPath(std::unique_ptr<CommandPath> path);
+
+  // ---- The path's own ----
+  // The time-out, in seconds.
+  void SetTimeout(std::uint32_t seconds) { path_->SetTimeout(seconds); }
+  std::uint32_t GetTimeout() const { return path_->GetTimeout(); }
+  std::int32_t GetLastOsError() const { return path_->GetLastOsError(); }
+  const CommandPath::Image& GetSentBuffer() const { return path_->GetSentBuffer(); }
+  const CommandPath::Image& GetReceivedBuffer() const { return path_->GetReceivedBuffer(); }
+  std::string GetSentAsText() const { return path_->GetSentAsText(); }
+  std::string GetReceivedAsText() const { return path_->GetReceivedAsText(); }
+  const std::string& GetPathName() const { return path_->GetDescription(); }
+
+  std::vector<Partition>& GetPartitions() { return partitions_; }
+  const std::vector<Partition>& GetPartitions() const { return partitions_; }
+  // Tells a partition of this drive from all others, and is the same after each scan.
+  std::uint32_t GetPartitionId(const Partition& partition) const;
+
+  // For operations that must not run on a drive in use: 4, 13 (a partition was
+  // found) or 14 (none was found).
+  StatusCode CheckPartitions();
+
+  void SetOptions(const ScanOptions& options) { options_ = options; }
+
+ protected:
+  explicit Device(DeviceKind kind);
+
+  PropertyList properties_;
+  Device* parent_ = nullptr;
+  std::shared_ptr<Device> keptParent_;  // on a clone
+  std::unique_ptr<CommandPath> path_;   // never null
+  std::map<std::string, std::unique_ptr<CommandSet>, std::less<>> commandSets_;
+  std::vector<Partition> partitions_;
+  DeviceKind kind_;
+  ScanOptions options_;
+};
+
+}  // namespace Morvu::DeviceManagement

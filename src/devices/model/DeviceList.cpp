@@ -1,0 +1,45 @@
+#include "devices/model/DeviceList.h"
+
+#include <algorithm>
+
+namespace Morvu::DeviceManagement {
+namespace {
+
+// The adapter's driver keeps the drive from being known: no filter may hide it.
+bool HasDriverError(const Device& drive) {
+  const auto error = drive.GetUInt(Properties::DriverCommunicationError);
+  return error == Status::AtaDriverUnreachable || error == Status::ScsiDriverUnreachable ||
+         error == Status::NvmeDriverMissing;
+}
+
+bool Passes(const Device& drive, const ScanOptions& options) {
+  if (options.morvuOnly && !drive.GetBool(Properties::Morvu)) return false;
+  const auto product = drive.GetString(Properties::Product);
+  if (!options.includeProducts.empty()) {
+    return HasDriverError(drive) || std::ranges::count(options.includeProducts, product) > 0;
+  }
+  return std::ranges::none_of(options.excludeProducts, [&](const std::string& excluded) {
+    return product.find(excluded) != product.npos;
+  });
+}
+
+}  // namespace
+
+void DeviceList::Set(const std::vector<Device*>& drives) {
+  drives_.clear();
+  for (auto* drive : drives) {
+    if (!Passes(*drive, options_)) continue;
+    drive->AddProperty(Properties::Index, static_cast<std::int32_t>(drives_.size()));
+    drives_.push_back(drive);
+  }
+}
+
+Device* DeviceList::Find(std::string_view serialNumber, std::string_view partitionName) const {
+  const auto found = std::ranges::find_if(drives_, [&](const Device* drive) {
+    return drive->GetString(Properties::SerialNumber) == serialNumber &&
+           std::ranges::count(drive->GetPartitions(), partitionName, &Partition::GetName) > 0;
+  });
+  return found == drives_.end() ? nullptr : *found;
+}
+
+}  // namespace Morvu::DeviceManagement

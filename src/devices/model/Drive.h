@@ -1,0 +1,35 @@
+#pragma once
+
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "devices/model/Device.h"
+
+namespace Morvu::DeviceManagement {
+
+// A storage drive, addressed by its "Index".
+class Drive : public Device {
+ public:
+  Drive();
+
+  bool TestConnection() override;
+  void CopyFrom(const Device& other) override;
+  std::unique_ptr<Device> Clone() const override;
+  std::string ToText() const override;
+  Drive* AsDrive() override { return this; }
+
+  // The member drives of a logical drive.
+  std::vector<std::unique_ptr<Device>>& GetChildren() { return children_; }
+  const std::vector<std::unique_ptr<Device>>& GetChildren() const { return children_; }
+
+ private:
+  std::vector<std::unique_ptr<Device>> children_;
+};
+
+// Whether two devices are one drive: of the same serial number and, as the
+// namespaces of a controller share theirs, of the same logical unit. Drives without
+// a serial number are told apart by their nodes.
+bool IsSameDrive(const Device& left, const Device& right);
+
+}  // namespace Morvu::DeviceManagement

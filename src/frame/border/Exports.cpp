@@ -1,0 +1,185 @@
+// The exported functions: the library's state, and the border that nothing but a
+// status crosses.
+#include <boost/thread/exceptions.hpp>
+#include <cerrno>
+#include <cstring>
+#include <mutex>
+#include <system_error>
+
+#include "frame/Logger.h"
+#include "frame/border/EventCallbacks.h"
+#include "frame/border/ReplyQueues.h"
+#include "frame/border/SubjectMap.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/jobs/JobManager.h"
+#include "morvu/ssd_features.h"
+
+namespace Morvu {
+namespace {
+
+// 1.2.0
+constexpr std::uint64_t kVersion = 10200400;
+
+// What Load makes.
+struct Library {
+  SubjectMap subjects;
+  JobManager jobs;
+
+  explicit Library(JobEnvironment environment) : jobs(std::move(environment)) {
+    (void)BuildSupportedFunctionality(subjects);
+  }
+};
+
+// Never destroyed: at the end of a process that did not unload, jobs still use it.
+struct Process {
+  std::mutex loadedMutex;           // guards the pointer
+  std::shared_ptr<Library> loaded;  // null before Load; a call in progress shares it
+  ReplyQueues replies;
+  EventCallbacks callbacks;
+};
+
+Process& TheProcess() {
+  static auto& process = *new Process;
+  return process;
+}
+
+std::shared_ptr<Library> GetLibrary() {
+  auto& process = TheProcess();
+  std::lock_guard lock(process.loadedMutex);
+  return process.loaded;
+}
+
+void PostReply(std::unique_ptr<XmlMessaging::Message> message, JobId jobId, bool keepAll) {
+  auto& process = TheProcess();
+  process.replies.Append(std::move(message), jobId, keepAll);
+  process.callbacks.Announce(jobId);
+}
+
+JobEnvironment MakeEnvironment() {
+  JobEnvironment environment;
+  environment.post = &PostReply;
+  environment.hasMessages = [](JobId jobId) { return TheProcess().replies.Has(jobId); };
+  return environment;
+}
+
+// No exception crosses the border: it comes back as a status.
+template <typename Call>
+StatusCode Guarded(Call&& call) noexcept {
+  try {
+    return call();
+  } catch (const std::bad_alloc&) {
+    return -ENOMEM;
+  } catch (const std::system_error& error) {
+    return -std::abs(error.code().value());
+  } catch (...) {
+    return -EIO;
+  }
+}
+
+// The text of a host's buffer, which a NUL may end early.
+std::string_view TextOf(const char* text, std::uint32_t length) {
+  return {text, strnlen(text, length)};
+}
+
+StatusCode LoadLibraryOnce() {
+  auto& process = TheProcess();
+  std::lock_guard lock(process.loadedMutex);
+  if (process.loaded) return Status::Completed;
+  try {
+    process.loaded = std::make_shared<Library>(MakeEnvironment());
+    return Status::Completed;
+  } catch (const boost::thread_resource_error&) {
+    return Status::ThreadNotStarted;
+  }
+}
+
+StatusCode UnloadLibrary() {
+  // A callback's own job would wait for itself.
+  if (EventCallbacks::IsInCallback()) return Status::Completed;
+  auto& process = TheProcess();
+  std::shared_ptr<Library> library;
+  {
+    std::lock_guard lock(process.loadedMutex);
+    library.swap(process.loaded);
+  }
+  if (!library) return Status::Completed;
+  library->jobs.Stop();
+  process.replies.Clear();
+  DisableLog();
+  return Status::Completed;
+}
+
+StatusCode Send(std::string_view text, std::uint64_t& jobId, bool synchronous, Library& library) {
+  auto message = XmlMessaging::Message::Parse(text);
+  if (!message) return Status::UnknownSubject;
+  const auto handler = library.subjects.Find(XmlMessaging::RoutingName(*message));
+  if (handler == nullptr) return Status::UnknownSubject;
+  return library.jobs.CreateJob(std::move(message), handler, synchronous, jobId);
+}
+
+StatusCode SetScanLsi(bool scan) {
+  if (const auto library = GetLibrary()) library->jobs.SetScanLsi(scan);
+  return Status::Completed;
+}
+
+}  // namespace
+}  // namespace Morvu
+
+using namespace Morvu;
+
+#define MORVU_EXPORT extern "C" __attribute__((visibility("default")))
+
+MORVU_EXPORT int32_t Load(void) { return Guarded(&LoadLibraryOnce); }
+
+MORVU_EXPORT void Unload(void) { Guarded(&UnloadLibrary); }
+
+MORVU_EXPORT uint64_t GetVer(void) { return kVersion; }
+
+MORVU_EXPORT void EnableLSIAdapter(void) {
+  Guarded([] { return SetScanLsi(true); });
+}
+
+MORVU_EXPORT void DisableLSIAdapter(void) {
+  Guarded([] { return SetScanLsi(false); });
+}
+
+MORVU_EXPORT int32_t EnableLogger(const char* path, uint32_t pathLength, uint32_t level,
+                                  bool restart) {
+  if (path == nullptr) return Status::FileNotOpened;
+  return Guarded([&] { return EnableLog(TextOf(path, pathLength), level, restart); });
+}
+
+MORVU_EXPORT void DisableLogger(void) {
+  Guarded([] {
+    DisableLog();
+    return Status::Completed;
+  });
+}
+
+MORVU_EXPORT int32_t SendXMLMessage(const char* xml, uint32_t xmlLength, uint64_t* jobId,
+                                    bool synchronous) {
+  return Guarded([&] {
+    const auto library = GetLibrary();
+    if (!library) return Status::NotInitialized;
+    if (jobId == nullptr || xml == nullptr) return Status::InvalidArguments;
+    return Send(TextOf(xml, xmlLength), *jobId, synchronous, *library);
+  });
+}
+
+MORVU_EXPORT int32_t ReceiveXMLMessage(uint64_t jobId, char* buffer, uint32_t* bufferLength) {
+  return Guarded([&] { return TheProcess().replies.Receive(jobId, buffer, bufferLength); });
+}
+
+MORVU_EXPORT void RegisterEvent(EventCallback callback) {
+  Guarded([&] {
+    TheProcess().callbacks.Add(callback);
+    return Status::Completed;
+  });
+}
+
+MORVU_EXPORT void UnregisterEvent(EventCallback callback) {
+  Guarded([&] {
+    TheProcess().callbacks.RemoveFirst(callback);
+    return Status::Completed;
+  });
+}

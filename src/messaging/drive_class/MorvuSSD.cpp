@@ -1,0 +1,250 @@
+#include "messaging/drive_class/MorvuSSD.h"
+
+#include <algorithm>
+
+#include "devices/model/DeviceList.h"
+#include "devices/model/Drive.h"
+#include "frame/Logger.h"
+#include "frame/Text.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/features/Feature.h"
+
+namespace Morvu {
+namespace {
+
+using DeviceManagement::Device;
+using DeviceManagement::DeviceKind;
+using DeviceManagement::Drive;
+using DeviceManagement::Partition;
+using DeviceManagement::SelectedDevices;
+using XmlMessaging::List;
+using XmlMessaging::Message;
+using XmlMessaging::Object;
+using XmlMessaging::Property;
+namespace Properties = DeviceManagement::Properties;
+
+// ---- The object of a drive ----
+
+std::unique_ptr<List> MakeList(std::string_view name) {
+  auto list = std::make_unique<List>();
+  list->SetAttribute("name", name);
+  list->SetAttribute("direction", "o");
+  return list;
+}
+
+void AddIfAny(Object& object, std::unique_ptr<Property> property) {
+  if (property != nullptr) object.AddProperty(std::move(property));
+}
+
+// What can be told of a drive whose driver does not let commands through.
+void AddCommunicationError(Object& object, Device& device) {
+  for (const auto* entry : {&Properties::ModelNumber, &Properties::SerialNumber}) {
+    const CimProperty row{entry, "o", &GetGenericProperty, nullptr};
+    AddIfAny(object, row.Describe(nullptr, &device));
+  }
+  const auto error = std::to_string(device.GetUInt(Properties::DriverCommunicationError));
+  auto property = DeviceProperty(Properties::DriverCommunicationError).ToXml();
+  property->value = error;
+  property->SetAttribute("value", error);
+  object.AddProperty(std::move(property));
+}
+
+// The properties that the request's Objects "cimProperties" name, or all.
+void AddProperties(Object& object, JobContext& context, Device& device) {
+  const auto rows = GetDriveProperties();
+  bool areNamed = false;
+  for (const auto& request : context.request->objects) {
+    if (request->GetAttribute("name") != "cimProperties") continue;
+    areNamed = true;
+    for (const auto& named : request->properties) {
+      const auto& name = named->GetAttribute("name");
+      const auto row = std::ranges::find_if(
+          rows, [&](std::string_view known) { return IEquals(known, name); },
+          &CimProperty::GetName);
+      if (row == rows.end()) {
+        object.AddProperty(name, "Property does not exist.");
+      } else {
+        AddIfAny(object, row->Describe(&context, &device));
+      }
+    }
+  }
+  if (areNamed) return;
+  for (const auto& row : rows) AddIfAny(object, row.Describe(&context, &device));
+}
+
+void AddMethods(Object& object, Device& device) {
+  MORVU_LOG(kLogInfo, "ToXmlObject", "Including methods");
+  for (const auto& method : GetDriveMethods()) {
+    if (auto description = method.describe(&device)) {
+      object.objects.push_back(std::move(description));
+    }
+  }
+}
+
+std::unique_ptr<Object> MakePartitionObject(const Device& device, const Partition& partition) {
+  const auto space = partition.ReadSpace();
+  auto object = std::make_unique<Object>();
+  object->SetAttribute("name", kPartitionName);
+  object->SetAttribute("direction", "io");
+  object->AddProperty("Path", partition.GetName());
+  object->AddProperty("LogicalSize", std::to_string(space.size));
+  object->AddProperty("FreeSpace", std::to_string(space.free));
+  object->AddProperty("UsedSpace", std::to_string(space.used));
+  object->AddProperty("FreePercentage", std::to_string(space.GetFreePercentage()));
+  object->AddProperty("Type", partition.GetType());
+  object->AddProperty("Id", std::to_string(device.GetPartitionId(partition)));
+  return object;
+}
+
+void AddPartitions(Object& object, const Device& device) {
+  if (device.GetPartitions().empty()) return;
+  auto list = MakeList(kPartitionName);
+  for (const auto& partition : device.GetPartitions()) {
+    list->objects.push_back(MakePartitionObject(device, partition));
+  }
+  object.lists.push_back(std::move(list));
+}
+
+void AddRaidMembers(Object& object, const Drive& drive) {
+  if (drive.GetChildren().empty()) return;
+  auto list = MakeList("RAIDMember");
+  for (const auto& member : drive.GetChildren()) {
+    auto child = std::make_unique<Object>();
+    child->SetAttribute("name", member->GetString(Properties::DevicePath));
+    list->objects.push_back(std::move(child));
+  }
+  object.lists.push_back(std::move(list));
+}
+
+// The class under which the subject shows the device; empty when it does not.
+std::string_view ShownClass(const JobContext& context, const Device& device) {
+  if (device.GetBool(Properties::Morvu)) return kMorvuClass;
+  return context.subject == kDeviceClass ? kDeviceClass : std::string_view();
+}
+
+// Null for a drive that the subject does not show.
+std::unique_ptr<Object> ToXmlObject(JobContext& context, Device& device) {
+  const auto shownClass = ShownClass(context, device);
+  if (shownClass.empty()) return nullptr;
+  auto object = std::make_unique<Object>();
+  object->SetAttribute("cimClass", shownClass);
+  object->SetAttribute("uniqueId", device.GetString(Properties::SerialNumber));
+  if (device.GetUInt(Properties::DriverCommunicationError) != 0) {
+    AddCommunicationError(*object, device);
+    return object;
+  }
+  AddProperties(*object, context, device);
+  if (context.request->GetAttribute("includeMethods") == BoolText(true)) {
+    AddMethods(*object, device);
+  }
+  AddPartitions(*object, device);
+  if (const auto* drive = device.AsDrive()) AddRaidMembers(*object, *drive);
+  return object;
+}
+
+// ---- Requests ----
+
+std::vector<const Object*> FindMethodObjects(Message& request) {
+  std::vector<const Object*> methods;
+  for (auto* element : request.Find("Object", "type", "method", 1)) {
+    methods.push_back(static_cast<const Object*>(element));
+  }
+  return methods;
+}
+
+StatusCode RunMethod(JobContext& context, const Object& object, SelectedDevices& devices) {
+  const auto* method = FindDriveMethod(object.GetAttribute("name"));
+  return method == nullptr ? Status::UnknownMethod : method->run(context, object, devices);
+}
+
+void ListDrives(JobContext& context, SelectedDevices& devices, List& list) {
+  for (const auto& device : devices.devices) {
+    if (device->GetKind() != DeviceKind::Drive) continue;
+    if (auto object = ToXmlObject(context, *device)) list.objects.push_back(std::move(object));
+  }
+}
+
+StatusCode WriteProperty(JobContext& context, Property& property, Device& device) {
+  const auto& direction = property.GetAttribute("direction");
+  if (direction != "i" && direction != "io") return Status::InvalidArguments;
+  const auto* row = FindDriveProperty(property.GetAttribute("name"));
+  if (row == nullptr) return Status::UnknownProperty;
+  property.RemoveAttribute("powercycle");  // the setter's answer, not the host's
+  const auto status = row->Apply(property, device);
+  if (property.GetAttribute("powercycle") == BoolText(true)) {
+    context.reply->SetAttribute("powercycle", BoolText(true));
+  }
+  return status;
+}
+
+// What the request asks of the devices that it selected, at least one.
+StatusCode CarryOut(JobContext& context, SelectedDevices& devices, List& list) {
+  const auto& properties = context.request->properties;
+  if (properties.empty()) {
+    const auto methods = FindMethodObjects(*context.request);
+    if (methods.size() > 1) return Status::SeveralMethods;
+    if (methods.size() == 1) return RunMethod(context, *methods.front(), devices);
+    ListDrives(context, devices, list);
+    return Status::Completed;
+  }
+  if (properties.size() > 1 || devices.devices.size() > 1) return Status::InvalidArguments;
+  return WriteProperty(context, *properties.front(), *devices.devices.front());
+}
+
+bool NamesDriveClass(const Message& request) {
+  return std::ranges::any_of(request.objects, [](const auto& object) {
+    return IsDriveClass(object->GetAttribute("cimClass"));
+  });
+}
+
+}  // namespace
+
+std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
+  context.setNotifyProgress(context.job, true);
+  auto reply = std::make_unique<Message>();
+  reply->SetAttribute("subject", context.subject);
+  context.reply = reply.get();
+  auto list = MakeList(context.subject);
+  list->SetAttribute("cimClass", context.subject);
+
+  SelectedDevices devices;
+  context.selectDevices(context.manager, devices, context.request);
+  StatusCode status = Status::Completed;
+  if (!devices.devices.empty()) {
+    status = CarryOut(context, devices, *list);
+  } else if (NamesDriveClass(*context.request)) {
+    status = Status::NoDeviceSelected;
+  }
+
+  reply->lists.push_back(std::move(list));
+  context.Report(100, status == Status::Completed ? FeatureState::Finished : FeatureState::Failed,
+                 status);
+  return reply;
+}
+
+void DeclareDriveClasses(Message& reply, std::vector<std::string>& subjectNames) {
+  for (const auto cimClass : {kMorvuClass, kDeviceClass}) {
+    subjectNames.emplace_back(cimClass);
+    auto subject = std::make_unique<XmlMessaging::Subject>();
+    subject->SetAttribute("cimClass", cimClass);
+
+    // A request may name one object of the class.
+    auto object = std::make_unique<Object>();
+    object->SetAttribute("cimClass", cimClass);
+    object->SetAttribute("required", BoolText(false));
+    object->SetAttribute("direction", "i");
+    subject->objects.push_back(std::move(object));
+
+    for (const auto& row : GetDriveProperties()) {
+      subject->properties.push_back(row.Describe(nullptr, nullptr));
+    }
+    for (const auto& method : GetDriveMethods()) {
+      if (auto description = method.describe(nullptr)) {
+        subject->objects.push_back(std::move(description));
+      }
+    }
+    reply.subjects.push_back(std::move(subject));
+  }
+}
+
+}  // namespace Morvu

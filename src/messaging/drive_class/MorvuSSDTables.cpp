@@ -1,0 +1,50 @@
+#include <algorithm>
+#include <functional>
+
+#include "devices/properties/PropertyCatalogue.h"
+#include "messaging/drive_class/HostController.h"
+#include "messaging/drive_class/MorvuSSD.h"
+#include "operations/erase/Format.h"
+#include "operations/erase/SecureErase.h"
+#include "operations/firmware/FirmwareUpdate.h"
+#include "operations/testing/DriveSelfTest.h"
+#include "operations/testing/StandbyImmediate.h"
+#include "parsers/smart/Smart.h"
+
+namespace Morvu {
+namespace {
+
+namespace Properties = DeviceManagement::Properties;
+
+constexpr CimProperty::Getter Generic = &GetGenericProperty;
+constexpr CimProperty::Setter None = nullptr;
+
+constexpr CimProperty kProperties[] = {
+#include "messaging/drive_class/MorvuSSDProperties.inc"
+};
+static_assert(std::size(kProperties) == 77);
+
+constexpr CimMethod kMethods[] = {
+#include "messaging/drive_class/MorvuSSDMethods.inc"
+};
+// Strictly rising.
+static_assert(std::ranges::adjacent_find(kMethods, std::ranges::greater_equal{},
+                                         &CimMethod::name) == std::end(kMethods));
+
+}  // namespace
+
+std::span<const CimProperty> GetDriveProperties() { return kProperties; }
+
+std::span<const CimMethod> GetDriveMethods() { return kMethods; }
+
+const CimProperty* FindDriveProperty(std::string_view name) {
+  const auto* row = std::ranges::find(kProperties, name, &CimProperty::GetName);
+  return row == std::end(kProperties) ? nullptr : row;
+}
+
+const CimMethod* FindDriveMethod(std::string_view name) {
+  const auto* row = std::ranges::lower_bound(kMethods, name, {}, &CimMethod::name);
+  return row == std::end(kMethods) || row->name != name ? nullptr : row;
+}
+
+}  // namespace Morvu

@@ -1,0 +1,100 @@
+// Feature: one operation on one device, driven by a job or by the command line.
+#pragma once
+
+#include <cstdint>
+#include <string>
+#include <string_view>
+
+#include "devices/model/Device.h"
+#include "frame/StatusCode.h"
+#include "messaging/ProgressReporter.h"
+
+namespace Morvu {
+
+namespace DeviceManagement {
+class Adapter;
+class CommandSet_ATA;
+class CommandSet_NVME;
+class CommandSet_SCSI;
+}  // namespace DeviceManagement
+
+// The values of Feature state.
+namespace FeatureState {
+inline constexpr std::int32_t Finished = 0;
+inline constexpr std::int32_t Failed = 1;
+inline constexpr std::int32_t Running = 2;
+}  // namespace FeatureState
+
+// The life of a Feature: construct it (the constructor of the concrete class calls
+// its Initialize last, which leaves code 1 or the reason of a refusal); on code 1
+// call Execute; read GetErrorCode. It runs once, on one thread, and owns neither the
+// device nor the reporter.
+class Feature {
+ public:
+  virtual ~Feature() = default;
+  Feature(const Feature&) = delete;
+  Feature& operator=(const Feature&) = delete;
+
+  virtual std::int32_t Execute() = 0;
+  virtual void Initialize() = 0;
+
+  // A setter that changes nothing reports nothing.
+  void SetErrorCode(StatusCode code);
+  void SetState(std::int32_t state);
+  void SetPercent(std::int32_t percent);
+  StatusCode GetErrorCode() const { return errorCode_; }
+  std::int32_t GetState() const { return state_; }
+  std::int32_t GetPercent() const { return percent_; }
+  bool IsCancelRequested() const;
+  DeviceManagement::Device* GetDevice() const { return device_; }
+
+ protected:
+  // Either may be null.
+  Feature(DeviceManagement::Device* device, const ProgressReporter* reporter);
+
+  // The beginning of every Execute: logs, connects, and on failure sets code 4 and
+  // state 1. False when the run ends here.
+  [[nodiscard]] bool BeginExecute();
+  // The end of a run: code, and the state that goes with it.
+  void End(StatusCode code);
+  // The end of every Initialize: sets the code and logs it.
+  void EndInitialize(StatusCode code);
+
+  // Takes over code, state and percent of the Feature that did the work.
+  void TakeResult(const Feature& other);
+  // For a Feature that runs another one.
+  const ProgressReporter* GetReporter() const { return reporter_; }
+
+  DeviceManagement::Device* device_;
+  DeviceManagement::Drive* drive_ = nullptr;
+  DeviceManagement::Adapter* adapter_ = nullptr;
+  DeviceManagement::CommandSet_ATA* ata_ = nullptr;
+  DeviceManagement::CommandSet_SCSI* scsi_ = nullptr;
+  DeviceManagement::CommandSet* smart_ = nullptr;
+  DeviceManagement::CommandSet_NVME* nvme_ = nullptr;
+  DeviceManagement::CommandSet* tcg_ = nullptr;
+  DeviceManagement::DeviceKind deviceType_ = DeviceManagement::DeviceKind::Plain;
+  std::string osName_;
+  std::string statusText_;
+
+ private:
+  // The base name of the source file under which this Feature's steps are logged.
+  virtual std::string_view GetLogName() const { return "Feature"; }
+
+  const ProgressReporter* reporter_;
+  StatusCode errorCode_ = Status::NotRun;
+  std::int32_t state_ = FeatureState::Running;
+  std::int32_t percent_ = 0;
+};
+
+// An operation that does something to a drive.
+class Function : public Feature {
+ protected:
+  using Feature::Feature;
+
+  // ATA standby under a time-out of 20 seconds. False without an ATA command set,
+  // and when the drive refuses.
+  bool StandbyImmediate();
+};
+
+}  // namespace Morvu

@@ -1,0 +1,247 @@
+#include "messaging/jobs/Job.h"
+
+#include <boost/thread/thread.hpp>
+#include <cerrno>
+#include <system_error>
+
+#include "frame/Logger.h"
+#include "frame/Text.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/features/Feature.h"
+
+namespace Morvu {
+
+using XmlMessaging::Message;
+using XmlMessaging::Object;
+using XmlMessaging::Property;
+
+namespace {
+
+// The values of CIM_ConcreteJob.JobState.
+constexpr int kJobStateRunning = 4;
+constexpr int kJobStateCompleted = 7;
+
+// Room for a handler with some to spare; the system's default would fill the address
+// space of a 32-bit process with a few hundred jobs.
+constexpr std::size_t kStackSize = 1024 * 1024;
+
+// Below every time before removal: a job that has not ended stays.
+constexpr JobDuration kNotEnded{-3'661'000'001};
+
+// What an exception that left a handler comes to as a status.
+StatusCode StatusOfException(const std::exception& error) {
+  if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return -ENOMEM;
+  if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
+    return -std::abs(system->code().value());
+  }
+  return -EIO;
+}
+
+struct ObjectProperty {
+  std::string_view name;
+  std::string_view displayName;
+  std::string_view type;
+  bool isKey = false;
+};
+
+// The job object's properties, in their order on the wire.
+constexpr ObjectProperty kObjectProperties[] = {
+    // clang-format off
+    // name              displayName          type        key
+    {"InstanceID",        "",                  "string",   true},
+    {"Name",              "",                  "string"},
+    {"PercentComplete",   "Progress",          "uint8"},
+    {"JobState",          "JobState",          "uint16"},
+    {"ErrorCode",         "ErrorCode",         "uint8"},
+    {"StartTime",         "StartTime",         "datetime"},
+    {"ElapsedTime",       "ElapsedTime",       "datetime"},
+    {"TimeBeforeRemoval", "TimeBeforeRemoval", "datetime"},
+    // clang-format on
+};
+
+}  // namespace
+
+Job::Job(const JobContext& contextTemplate, SubjectHandler handler,
+         const JobEnvironment& environment)
+    : environment_(environment), handler_(handler), context_(contextTemplate) {
+  reporter_.owner = this;
+  reporter_.setPercent = [](void* owner, std::int32_t percent) {
+    static_cast<Job*>(owner)->SetPercent(percent);
+  };
+  reporter_.setState = [](void* owner, std::int32_t state) {
+    static_cast<Job*>(owner)->Change([&](Progress& progress) { progress.state = state; });
+  };
+  reporter_.setErrorCode = [](void* owner, StatusCode code) {
+    static_cast<Job*>(owner)->Change([&](Progress& progress) { progress.errorCode = code; });
+  };
+  reporter_.isCancelRequested = [](void* owner) {
+    return static_cast<Job*>(owner)->cancelRequested_.load();
+  };
+  context_.reporter = &reporter_;
+  context_.job = this;
+  FillContext(context_);
+}
+
+// The operations of the context that end in the job. A null job is let pass.
+void Job::FillContext(JobContext& context) {
+  context.postMessage = [](Job* job, std::unique_ptr<Message> message) {
+    if (job != nullptr && message) job->Post(std::move(message));
+  };
+  context.setHidden = [](Job* job, bool hidden) {
+    if (job != nullptr) job->Change([&](Progress& progress) { progress.hidden = hidden; });
+  };
+  context.setKeepAll = [](Job* job, bool keepAll) {
+    if (job != nullptr) job->Change([&](Progress& progress) { progress.keepAll = keepAll; });
+  };
+  context.setTimeBeforeRemoval = [](Job* job, JobDuration duration) {
+    if (job == nullptr) return;
+    job->Change([&](Progress& progress) { progress.timeBeforeRemoval = duration; });
+  };
+  context.setNotifyProgress = [](Job* job, bool notify) {
+    if (job != nullptr) job->Change([&](Progress& progress) { progress.notifyProgress = notify; });
+  };
+}
+
+Job::~Job() { Join(); }
+
+JobId Job::GetId() const {
+  return static_cast<JobId>(static_cast<std::int64_t>(reinterpret_cast<std::intptr_t>(this)));
+}
+
+void Job::Accept(std::unique_ptr<Message> request) {
+  request_ = std::move(request);
+  name_ = XmlMessaging::RoutingName(*request_);
+  context_.request = request_.get();
+  context_.subject = name_;
+  Change([](Progress& progress) { progress.errorCode = Status::Running; });
+  running_ = true;
+}
+
+bool Job::StartThread() {
+  try {
+    boost::thread::attributes attributes;
+    attributes.set_stack_size(kStackSize);
+    thread_ = std::make_unique<boost::thread>(attributes, [this] { Run(); });
+    return true;
+  } catch (const std::exception& error) {
+    MORVU_LOG(kLogError, "StartThread", std::string("No thread for a job: ") + error.what());
+    return false;
+  }
+}
+
+void Job::Join() {
+  if (!thread_) return;
+  thread_->join();
+  thread_.reset();
+}
+
+void Job::Run() {
+  try {
+    auto reply = RunHandler();
+    Change([&](Progress& progress) { progress.endTime = environment_.now(); });
+    if (reply) {
+      Post(std::move(reply));
+    } else if (GetProgress().endIsUntold) {
+      PostProgress();
+    }
+  } catch (const std::exception& error) {
+    MORVU_LOG(kLogError, "Run", std::string("A reply was lost: ") + error.what());
+  }
+  running_ = false;  // from here on the job may be destroyed
+}
+
+std::unique_ptr<Message> Job::RunHandler() {
+  try {
+    if (request_->GetAttribute("scan") == "True") {
+      context_.rescan(context_.manager, *request_);
+    }
+    Change([&](Progress& progress) { progress.startTime = environment_.now(); });
+    return handler_(context_);
+  } catch (const std::exception& error) {
+    MORVU_LOG(kLogError, "Run", "Job " + name_ + " failed: " + error.what());
+    return Fail(StatusOfException(error));
+  }
+}
+
+std::unique_ptr<Message> Job::Fail(StatusCode code) {
+  context_.reply = nullptr;
+  auto reply = std::make_unique<Message>();
+  reply->SetAttribute("subject", name_);
+  Change([&](Progress& progress) {
+    progress.errorCode = code;
+    progress.state = FeatureState::Failed;
+  });
+  return reply;
+}
+
+void Job::SetPercent(std::int32_t percent) {
+  bool isPosted = false;
+  Change([&](Progress& progress) {
+    progress.percent = percent;
+    // The end of a job reaches the host with its reply: a host that reads "JobState"
+    // 7 holds the result.
+    const bool isEnd = progress.state != FeatureState::Running;
+    progress.endIsUntold = progress.notifyProgress && isEnd;
+    isPosted = progress.notifyProgress && !isEnd;
+  });
+  if (isPosted) PostProgress();
+}
+
+void Job::PostProgress() {
+  auto message = std::make_unique<Message>();
+  message->SetAttribute("cimClass", "MorvuJob");
+  Post(std::move(message));
+}
+
+void Job::Post(std::unique_ptr<Message> message) {
+  message->SetAttribute("identifier", std::to_string(GetId()));
+  message->objects.push_back(ToXmlObject());
+  environment_.post(std::move(message), GetId(), GetProgress().keepAll);
+}
+
+bool Job::IsHidden() const { return GetProgress().hidden; }
+
+bool Job::IsRetained() const {
+  if (running_) return true;
+  const auto progress = GetProgress();
+  const auto sinceEnd = progress.endTime ? environment_.now() - *progress.endTime : kNotEnded;
+  return progress.timeBeforeRemoval > sinceEnd;
+}
+
+std::unique_ptr<Object> Job::DescribeXml() {
+  auto object = std::make_unique<Object>();
+  object->SetAttribute("name", "Morvu Job");
+  object->SetAttribute("cimClass", "MorvuJob");
+  for (const auto& row : kObjectProperties) {
+    auto& property = object->AddProperty(row.name, "");
+    property.SetAttribute("type", row.type);
+    if (!row.displayName.empty()) property.SetAttribute("displayName", row.displayName);
+    if (row.isKey) property.SetAttribute("key", BoolText(true));
+  }
+  return object;
+}
+
+std::unique_ptr<Object> Job::ToXmlObject() const {
+  const auto progress = GetProgress();
+  const bool isRunning = progress.state == FeatureState::Running;
+  std::optional<JobDuration> elapsed;
+  if (progress.startTime) {
+    elapsed = progress.endTime.value_or(environment_.now()) - *progress.startTime;
+  }
+  const std::string texts[] = {
+      std::to_string(GetId()),
+      name_,
+      std::to_string(progress.percent),
+      std::to_string(isRunning ? kJobStateRunning : kJobStateCompleted),
+      std::to_string(progress.errorCode),
+      ToTimeText(progress.startTime),
+      ToDurationText(elapsed),
+      ToDurationText(progress.timeBeforeRemoval),
+  };
+  static_assert(std::size(texts) == std::size(kObjectProperties));
+  auto object = DescribeXml();
+  for (std::size_t i = 0; i < std::size(texts); ++i) object->properties[i]->value = texts[i];
+  return object;
+}
+
+}  // namespace Morvu

@@ -1,0 +1,119 @@
+// A job: one accepted request, the thread that works on it, its progress and result.
+#pragma once
+
+#include <atomic>
+#include <chrono>
+#include <cstdint>
+#include <functional>
+#include <memory>
+#include <mutex>
+#include <optional>
+#include <string>
+
+#include "messaging/features/Feature.h"
+#include "messaging/features/JobContext.h"
+#include "messaging/jobs/JobTime.h"
+
+namespace boost {
+class thread;
+}
+
+namespace Morvu {
+
+namespace XmlMessaging {
+class Object;
+}
+
+// The address of the job, sign-extended; decimal on the wire. It is unique among
+// living jobs.
+using JobId = std::uint64_t;
+
+// What jobs need of the world around them.
+struct JobEnvironment {
+  // Hands a message to the host. With `keepAll` it does not take the place of one
+  // that still waits.
+  std::function<void(std::unique_ptr<XmlMessaging::Message> message, JobId id, bool keepAll)> post;
+  // Whether messages of this job still wait for the host.
+  std::function<bool(JobId id)> hasMessages;
+  JobTime (*now)() = &GetSystemTime;
+};
+
+class Job {
+ public:
+  // Takes the operations of `contextTemplate` into its context. `environment` must
+  // outlive the job.
+  Job(const JobContext& contextTemplate, SubjectHandler handler, const JobEnvironment& environment);
+  ~Job();  // waits for the job's thread
+  Job(const Job&) = delete;
+  Job& operator=(const Job&) = delete;
+
+  JobId GetId() const;
+
+  // Gives the job its request. It counts as running from here on.
+  void Accept(std::unique_ptr<XmlMessaging::Message> request);
+  // Runs the request on a thread of the job's own; false when none could be started.
+  [[nodiscard]] bool StartThread();
+  // Runs the request on this thread.
+  void Run();
+  // Waits for the job's thread, if it has one.
+  void Join();
+  bool IsRunning() const { return running_; }
+
+  void SetPercent(std::int32_t percent);
+  void RequestCancel() { cancelRequested_ = true; }
+  bool IsHidden() const;
+  // Whether the job has yet to stay: until its end and `timeBeforeRemoval` after it.
+  bool IsRetained() const;
+
+  std::unique_ptr<XmlMessaging::Object> ToXmlObject() const;
+  // The same object without a job, as a class description shows it.
+  static std::unique_ptr<XmlMessaging::Object> DescribeXml();
+
+ private:
+  static void FillContext(JobContext& context);
+  std::unique_ptr<XmlMessaging::Message> RunHandler();
+  // The reply of a job whose handler threw.
+  std::unique_ptr<XmlMessaging::Message> Fail(StatusCode code);
+  void PostProgress();
+  // Adds the identifier and the job's object, and hands the message on.
+  void Post(std::unique_ptr<XmlMessaging::Message> message);
+
+  const JobEnvironment& environment_;
+  const SubjectHandler handler_;
+  ProgressReporter reporter_;
+  JobContext context_;
+  std::unique_ptr<XmlMessaging::Message> request_;
+  std::string name_;
+  std::unique_ptr<boost::thread> thread_;  // null for a synchronous job
+  std::atomic<bool> running_ = false;
+  std::atomic<bool> cancelRequested_ = false;
+
+  // What changes while the job runs.
+  struct Progress {
+    std::int32_t percent = 0;
+    StatusCode errorCode = Status::NotRun;
+    std::int32_t state = FeatureState::Running;
+    bool hidden = false;
+    bool keepAll = false;
+    bool notifyProgress = false;
+    bool endIsUntold = false;  // a progress message was left to the reply that follows
+    std::optional<JobTime> startTime;
+    std::optional<JobTime> endTime;
+    JobDuration timeBeforeRemoval = std::chrono::minutes(5);
+  };
+  // Calls `change` with the progress, under the lock.
+  void Change(const auto& change) {
+    std::lock_guard lock(mutex_);
+    change(progress_);
+  }
+  Progress GetProgress() const {
+    std::lock_guard lock(mutex_);
+    return progress_;
+  }
+
+  // Guards `progress_`. The innermost lock: held for an access, never across a call.
+  mutable std::mutex mutex_;
+  Progress progress_;
+};
+
+}  // namespace Morvu

@@ -1,0 +1,195 @@
+#include "messaging/jobs/JobManager.h"
+
+#include <algorithm>
+#include <boost/thread/thread.hpp>
+#include <iterator>
+
+#include "devices/identification/ProductDetection.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/drive_class/DeviceSelection.h"
+#include "messaging/jobs/NotificationService.h"
+
+namespace Morvu {
+
+using DeviceManagement::ScanOptions;
+using DeviceManagement::SelectedDevices;
+using XmlMessaging::List;
+using XmlMessaging::Message;
+namespace Products = DeviceManagement::Products;
+
+namespace {
+
+constexpr std::chrono::seconds kSweepInterval{1};
+
+// The products that a scan on the message path publishes.
+constexpr std::string_view kIncludedProducts[] = {
+    Products::Caldrome,   Products::Tovarik,      Products::Vorsham,      Products::Vorsham3,
+    Products::Cobbenrath, Products::CobbenrathHD, Products::CobbenrathM2, Products::CobbenrathLisk,
+    Products::Oxbrenn10,  Products::Oxbrenn3,     Products::OxbrennSEL95, Products::Wyndrake,
+    Products::Aldwreth,
+};
+static_assert(std::size(kIncludedProducts) == 13);
+
+std::unique_ptr<List> MakeJobList() {
+  auto list = std::make_unique<List>();
+  list->SetAttribute("name", "Job list");
+  list->SetAttribute("direction", "o");
+  list->SetAttribute("cimClass", "MorvuJob");
+  return list;
+}
+
+}  // namespace
+
+JobManager::JobManager(JobEnvironment environment)
+    : environment_(std::move(environment)),
+      contextTemplate_(MakeContext(this)),
+      adapterManager_(MakeScanOptions()),
+      scanOptions_(MakeScanOptions()),
+      monitorThread_(std::make_unique<boost::thread>([this] { Monitor(); })) {}
+
+JobManager::~JobManager() { Stop(); }
+
+ScanOptions JobManager::MakeScanOptions() {
+  ScanOptions options;
+  options.identify = true;
+  options.findLogical = true;
+  options.includeProducts.assign(std::begin(kIncludedProducts), std::end(kIncludedProducts));
+  return options;
+}
+
+JobContext JobManager::MakeContext(JobManager* manager) {
+  JobContext context;
+  context.manager = manager;
+  context.rescan = [](JobManager* owner, const Message& request) { owner->Rescan(request); };
+  context.selectDevices = [](JobManager* owner, SelectedDevices& devices, const Message* request) {
+    owner->SelectDevices(devices, request);
+  };
+  context.postNotification = [](JobManager* owner, const Notification& notification) {
+    owner->PostNotification(notification);
+  };
+  return context;
+}
+
+// An address may come back while messages of the job that had it before still wait:
+// a new job there would take their place.
+std::shared_ptr<Job> JobManager::NewJob(SubjectHandler handler) const {
+  std::vector<std::shared_ptr<Job>> passedOver;
+  for (;;) {
+    auto job = std::make_shared<Job>(contextTemplate_, handler, environment_);
+    if (!environment_.hasMessages || !environment_.hasMessages(job->GetId())) return job;
+    passedOver.push_back(std::move(job));
+  }
+}
+
+StatusCode JobManager::CreateJob(std::unique_ptr<Message> request, SubjectHandler handler,
+                                 bool synchronous, JobId& id) {
+  const auto job = NewJob(handler);
+  job->Accept(std::move(request));
+  auto status = AddJob(job, !synchronous);
+  if (status == Status::ThreadNotStarted) {
+    Sweep();  // frees the threads of jobs that have ended
+    status = AddJob(job, true);
+  }
+  if (status != Status::Completed) return status;
+  id = job->GetId();
+  if (synchronous) job->Run();
+  return status;
+}
+
+StatusCode JobManager::AddJob(const std::shared_ptr<Job>& job, bool withThread) {
+  std::lock_guard lock(jobsMutex_);
+  if (!running_) return Status::NotInitialized;
+  jobs_.push_back(job);
+  // Under the lock, so that nobody finds the job between its entry and its thread.
+  if (!withThread || job->StartThread()) return Status::Completed;
+  jobs_.pop_back();
+  return Status::ThreadNotStarted;
+}
+
+void JobManager::CancelJob(JobId id) {
+  std::lock_guard lock(jobsMutex_);
+  const auto found = std::ranges::find(jobs_, id, &Job::GetId);
+  if (found != jobs_.end()) (*found)->RequestCancel();
+}
+
+std::unique_ptr<List> JobManager::BuildJobList() const {
+  auto list = MakeJobList();
+  std::lock_guard lock(jobsMutex_);
+  for (const auto& job : jobs_) {
+    if (!job->IsHidden()) list->objects.push_back(job->ToXmlObject());
+  }
+  return list;
+}
+
+std::unique_ptr<List> JobManager::DescribeJobList() {
+  auto list = MakeJobList();
+  list->objects.push_back(Job::DescribeXml());
+  return list;
+}
+
+void JobManager::Monitor() {
+  std::unique_lock lock(jobsMutex_);
+  while (running_) {
+    lock.unlock();
+    Sweep();
+    lock.lock();
+    stopped_.wait_for(lock, kSweepInterval, [this] { return !running_; });
+  }
+}
+
+void JobManager::Sweep() {
+  std::vector<std::shared_ptr<Job>> dropped;  // destroyed behind the lock
+  std::lock_guard lock(jobsMutex_);
+  for (const auto& job : jobs_) {
+    if (!job->IsRunning()) job->Join();  // it has nothing left to do
+  }
+  // With iterators: the fuzz build's compiler does not take the subrange that a range gives.
+  const auto gone = std::stable_partition(jobs_.begin(), jobs_.end(),
+                                          [](const auto& job) { return job->IsRetained(); });
+  std::move(gone, jobs_.end(), std::back_inserter(dropped));
+  jobs_.erase(gone, jobs_.end());
+}
+
+void JobManager::Stop() {
+  std::vector<std::shared_ptr<Job>> jobs;
+  {
+    std::lock_guard lock(jobsMutex_);
+    running_ = false;
+    jobs.swap(jobs_);
+  }
+  stopped_.notify_all();
+  for (const auto& job : jobs) job->RequestCancel();
+  NotificationService::StopServiceOf(this);
+  if (monitorThread_) monitorThread_->join();
+  monitorThread_.reset();
+  for (const auto& job : jobs) job->Join();
+}
+
+void JobManager::Rescan(const Message& request) {
+  std::lock_guard lock(deviceMutex_);
+  for (const auto& object : request.objects) {
+    if (object->GetAttribute("name") != "LSIAdapterPaths") continue;
+    auto& paths = scanOptions_.lsiLibraryPaths;
+    for (const auto& property : object->properties) {
+      if (std::ranges::find(paths, property->value) == paths.end()) {
+        paths.push_back(property->value);
+      }
+    }
+    break;
+  }
+  auto options = scanOptions_;
+  options.scanLsi = scanLsi_;
+  adapterManager_.Scan(options);
+}
+
+void JobManager::SelectDevices(SelectedDevices& devices, const Message* request) {
+  std::lock_guard lock(deviceMutex_);
+  Morvu::SelectDevices(adapterManager_.GetDrives(), request, devices);
+}
+
+void JobManager::PostNotification(const Notification& notification) {
+  std::lock_guard lock(deviceMutex_);
+  NotificationService::Post(notification);
+}
+
+}  // namespace Morvu

@@ -1,0 +1,79 @@
+// The owner of all jobs and of the device model that they work on.
+#pragma once
+
+#include <atomic>
+#include <condition_variable>
+#include <memory>
+#include <mutex>
+#include <vector>
+
+#include "devices/discovery/AdapterManager.h"
+#include "messaging/jobs/Job.h"
+
+namespace Morvu {
+
+namespace XmlMessaging {
+class List;
+}
+
+// Locks, outermost first: `deviceMutex_`, `jobsMutex_`, then that of a job. Any thread
+// may call any operation.
+class JobManager {
+ public:
+  // Starts the monitor thread, which drops jobs whose time is over. Throws when there
+  // is no thread to be had.
+  explicit JobManager(JobEnvironment environment);
+  ~JobManager();  // stops
+  JobManager(const JobManager&) = delete;
+  JobManager& operator=(const JobManager&) = delete;
+
+  // Starts a job for the request, on a thread of its own or on this one. `id` is
+  // written on success only. 185 when no thread could be started; 178 after Stop.
+  StatusCode CreateJob(std::unique_ptr<XmlMessaging::Message> request, SubjectHandler handler,
+                       bool synchronous, JobId& id);
+  // Asks a job to end. An unknown id changes nothing.
+  void CancelJob(JobId id);
+  // The jobs that are not hidden, in the order of their creation.
+  std::unique_ptr<XmlMessaging::List> BuildJobList() const;
+  // The same list for a class description: one job without values.
+  static std::unique_ptr<XmlMessaging::List> DescribeJobList();
+
+  // One round of the monitor: drops the jobs that are not retained, and frees the
+  // threads of those that have ended.
+  void Sweep();
+  // Takes no more jobs, asks those that run to end, and waits for them.
+  void Stop();
+
+  // Device access. A scan holds the device lock from start to end; jobs work on
+  // clones without it.
+  void SetScanLsi(bool scan) { scanLsi_ = scan; }
+  void Rescan(const XmlMessaging::Message& request);
+  void SelectDevices(DeviceManagement::SelectedDevices& devices,
+                     const XmlMessaging::Message* request);
+  void PostNotification(const Notification& notification);
+
+ private:
+  static DeviceManagement::ScanOptions MakeScanOptions();
+  static JobContext MakeContext(JobManager* manager);
+  std::shared_ptr<Job> NewJob(SubjectHandler handler) const;
+  // Puts the job on the list and starts it, with a thread or without.
+  StatusCode AddJob(const std::shared_ptr<Job>& job, bool withThread);
+  void Monitor();
+
+  const JobEnvironment environment_;
+  const JobContext contextTemplate_;
+
+  std::mutex deviceMutex_;  // guards the two below
+  DeviceManagement::AdapterManager adapterManager_;
+  DeviceManagement::ScanOptions scanOptions_;
+  std::atomic<bool> scanLsi_ = false;  // apart, so that a running scan holds up no host
+
+  mutable std::mutex jobsMutex_;            // guards the three below
+  std::vector<std::shared_ptr<Job>> jobs_;  // whoever runs one on its own thread shares it
+  bool running_ = true;
+  std::condition_variable stopped_;
+
+  std::unique_ptr<boost::thread> monitorThread_;
+};
+
+}  // namespace Morvu

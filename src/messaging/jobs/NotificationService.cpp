@@ -1,0 +1,199 @@
+#include "messaging/jobs/NotificationService.h"
+
+#include "devices/properties/PropertyCatalogue.h"
+#include "frame/Text.h"
+#include "messaging/XmlMessaging.h"
+
+namespace Morvu {
+
+using DeviceManagement::Device;
+using XmlMessaging::Message;
+namespace Properties = DeviceManagement::Properties;
+
+namespace {
+
+// The values of "NotificationType" and "NotificationStatus" of the drive pass's facts.
+constexpr std::uint32_t kTypeDriveState = 0;
+constexpr std::uint32_t kStatusNoteworthy = 1;
+
+constexpr std::string_view kNoOpal = "No Opal";
+
+// Taken before a service's `queueMutex_`.
+std::mutex serviceMutex;  // guards the service below
+std::shared_ptr<NotificationService> theService;
+
+std::unique_ptr<Message> ToMessage(const Notification& notification) {
+  auto message = std::make_unique<Message>();
+  message->SetAttribute("ObjectPath", notification.objectPath);
+  message->SetAttribute("NotificationType", std::to_string(notification.type));
+  message->SetAttribute("NotificationStatus", std::to_string(notification.status));
+  message->properties.push_back(notification.value.ToXml());
+  return message;
+}
+
+struct ServiceRequest {
+  bool enable = true;
+  bool scan = false;
+};
+
+ServiceRequest ReadRequest(const Message& message) {
+  ServiceRequest request;
+  for (const auto& property : message.properties) {
+    const auto& name = property->GetAttribute("name");
+    const bool isTrue = property->value == "True";
+    if (name == "Enabled") request.enable = isTrue;
+    if (name == "scan" && isTrue) request.scan = true;
+  }
+  return request;
+}
+
+bool IsCanceled(const JobContext& context) {
+  const auto* reporter = context.reporter;
+  return reporter != nullptr && reporter->isCancelRequested != nullptr &&
+         reporter->isCancelRequested(reporter->owner);
+}
+
+std::unique_ptr<XmlMessaging::Property> DescribeParameter(std::string_view name) {
+  auto property = std::make_unique<XmlMessaging::Property>(name, "");
+  property->SetAttribute("type", "boolean");
+  property->SetAttribute("required", BoolText(false));
+  property->SetAttribute("direction", "i");
+  return property;
+}
+
+}  // namespace
+
+void NotificationService::RunService(JobContext& context) {
+  const auto service = std::make_shared<NotificationService>(context);
+  {
+    std::lock_guard lock(serviceMutex);
+    if (theService && theService->IsActive()) return;
+    if (IsCanceled(context)) return;  // the manager stops, and no one would stop this one
+    theService = service;             // a stopped one may still be on its way out
+  }
+  const std::shared_ptr<void> atEnd(nullptr, [&](void*) {
+    std::lock_guard lock(serviceMutex);
+    if (theService == service) theService.reset();
+  });
+  service->Run();
+}
+
+void NotificationService::StopService() {
+  std::lock_guard lock(serviceMutex);
+  if (theService) theService->Stop();
+}
+
+void NotificationService::StopServiceOf(const JobManager* manager) {
+  std::lock_guard lock(serviceMutex);
+  if (theService && theService->context_->manager == manager) theService->Stop();
+}
+
+void NotificationService::Post(const Notification& notification) {
+  std::lock_guard lock(serviceMutex);
+  if (theService) theService->Enqueue(notification);
+}
+
+bool NotificationService::IsActive() const {
+  std::lock_guard lock(queueMutex_);
+  return !stopRequested_;
+}
+
+void NotificationService::Enqueue(const Notification& notification) {
+  std::lock_guard lock(queueMutex_);
+  if (stopRequested_) return;
+  queue_.push_back(notification);
+  condition_.notify_one();
+}
+
+void NotificationService::Run() {
+  bool isStopped = false;
+  while (!isStopped) {
+    std::vector<Notification> taken;
+    {
+      std::unique_lock lock(queueMutex_);
+      condition_.wait(lock, [this] { return !queue_.empty() || stopRequested_; });
+      taken.swap(queue_);
+      isStopped = stopRequested_;
+    }
+    // Without the lock: the host's callback may send a request that posts again.
+    for (const auto& notification : taken) {
+      context_->postMessage(context_->job, ToMessage(notification));
+    }
+  }
+}
+
+void NotificationService::Stop() {
+  std::lock_guard lock(queueMutex_);
+  stopRequested_ = true;
+  condition_.notify_one();
+}
+
+std::string GetObjectPath(const JobContext& context, const Device& drive) {
+  return context.subject + "." + drive.GetString(Properties::SerialNumber);
+}
+
+void NotifySecurity(JobContext& context, Device& drive) {
+  const auto post = [&](const DeviceProperty& value) {
+    context.postNotification(context.manager, {kTypeDriveState, value,
+                                               GetObjectPath(context, drive), kStatusNoteworthy});
+  };
+  const auto& properties = drive.GetProperties();
+  for (const auto* entry : {&Properties::SecurityFrozen, &Properties::SecurityLocked}) {
+    const auto* property = properties.Find(*entry);
+    if (property != nullptr && property->AsBoolean()) post(*property);
+  }
+  const auto* opal = properties.Find(Properties::OpalState);
+  if (opal != nullptr && opal->ToText() != kNoOpal) post(*opal);
+}
+
+void RunDrivePass(JobContext& context, const DrivePass& pass) {
+  // The steps see the job's cancel and nothing else of it: its code is not theirs.
+  ProgressReporter reporter;
+  if (context.reporter != nullptr) {
+    reporter.owner = context.reporter->owner;
+    reporter.isCancelRequested = context.reporter->isCancelRequested;
+  }
+  JobContext passContext = context;
+  passContext.subject = "MorvuSSD";
+  passContext.reply = nullptr;
+  passContext.reporter = &reporter;
+
+  DeviceManagement::SelectedDevices selected;
+  context.selectDevices(context.manager, selected, context.request);
+  for (const auto& device : selected.devices) {
+    for (const auto step : pass.eachDrive) {
+      if (IsCanceled(passContext)) return;
+      step(passContext, *device);
+    }
+  }
+  for (const auto step : pass.allDrives) {
+    if (IsCanceled(passContext)) return;
+    step(passContext, selected);
+  }
+}
+
+std::unique_ptr<Message> HandleNotification(JobContext& context, const DrivePass& pass) {
+  context.setKeepAll(context.job, true);
+  context.setHidden(context.job, true);
+  const auto request = ReadRequest(*context.request);
+  if (request.enable) {
+    NotificationService::RunService(context);
+  } else {
+    NotificationService::StopService();
+  }
+  if (request.scan) RunDrivePass(context, pass);
+  return nullptr;
+}
+
+void DeclareNotification(Message& reply, std::vector<std::string>& subjectNames) {
+  subjectNames.emplace_back("Notification");
+  auto subject = std::make_unique<XmlMessaging::Subject>();
+  subject->SetAttribute("name", "Notification");
+  subject->SetAttribute("description", "Posts a message for each noteworthy fact about a drive");
+  subject->SetAttribute("cimClass", "Notification");
+  subject->properties.push_back(DescribeParameter("Enabled"));
+  subject->properties.push_back(DescribeParameter("scan"));
+  reply.subjects.push_back(std::move(subject));
+}
+
+}  // namespace Morvu

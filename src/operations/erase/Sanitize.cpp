@@ -1,0 +1,259 @@
+#include "operations/erase/Sanitize.h"
+
+#include <algorithm>
+#include <array>
+#include <chrono>
+
+#include "devices/commands/CommandSet_ATA.h"
+#include "frame/Logger.h"
+#include "frame/Platform.h"
+#include "operations/Operation.h"
+
+namespace Morvu {
+
+using DeviceManagement::Device;
+using DeviceManagement::SelectedDevices;
+using XmlMessaging::Object;
+namespace Properties = DeviceManagement::Properties;
+
+namespace {
+
+using Sector = std::array<std::uint8_t, 512>;
+
+// The Count register of SANITIZE STATUS EXT (ACS-3, 7.36.8).
+constexpr std::uint16_t kInProgress = 0x4000;
+constexpr std::uint16_t kFrozen = 0x2000;
+// LBA 15:0 while no sanitize is under way.
+constexpr std::uint16_t kProgressEnd = 0xFFFF;
+
+constexpr std::uint8_t kFailureMode = 0;
+constexpr int kMostRounds = 300;
+constexpr std::chrono::seconds kRoundPause{1};
+constexpr std::int32_t kTopPercent = 80;  // while the drive is at work
+
+// The reasons that a refused SANITIZE command tells in LBA 7:0 (ACS-3, 7.36.8).
+constexpr StatusCode kReasonCodes[] = {
+    Status::SanitizeReasonNotReported,
+    Status::SanitizeUnsuccessful,
+    Status::SanitizeUnsupported,
+    Status::SanitizeFrozen,
+};
+
+constexpr std::string_view kBarringSystems[] = {"WIN8.1", "SERVER2012R2"};
+
+constexpr EraseTexts kTexts = {
+    .unable = "Unable to issue sanitize on the selected drive.",
+    .warning = "WARNING! You have selected to issue Sanatize command!",
+    .prompt = "Proceed with the sanitize?",
+};
+
+constexpr std::string_view kBlock = "block";
+constexpr std::string_view kCrypto = "crypto";
+
+constexpr std::string_view kOptionName = "-sanitize";
+constexpr std::string_view kDescriptions[] = {
+    "Issue an ATA Sanitize command to the selected drive. The Tool will prompt prior to issuing "
+    "the command.",
+    "WARNING! SANITIZE WILL ERASE ALL DATA ON THE DRIVE!",
+};
+constexpr ArgumentDeclaration kArguments[] = {
+    {"(type)",
+     "(Required) Specify the type of Sanitize erase. Supported values are 'block' and 'crypto'."},
+};
+constexpr std::string_view kExamples[] = {
+    "-drive_index 1 -sanitize block",
+    "-drive_index 1 -sanitize crypto",
+};
+constexpr OptionDeclaration kOption = {
+    .name = kOptionName,
+    .kind = OptionKind::Text,
+    .category = OptionCategory::Feature,
+    .descriptions = kDescriptions,
+    .arguments = kArguments,
+    .examples = kExamples,
+};
+
+constexpr MethodParameter kParameters[] = {{"SanitizeType", "string", true}, {"force", "boolean"}};
+constexpr MethodDescription kMethod = {
+    .name = "Sanitize",
+    .displayName = "Sanitize",
+    .description = {},
+    .category = "advanced",
+    .targetType = "device",
+    .prompt = true,
+    .parameters = kParameters,
+    .tableName = {},
+};
+
+}  // namespace
+
+struct Sanitize::Rules {
+  static bool SystemBars(Sanitize& sanitize) {
+    return std::ranges::find(kBarringSystems, sanitize.osName_) != std::end(kBarringSystems);
+  }
+  static bool Unsupported(Sanitize& sanitize) {
+    return !sanitize.device_->GetBool(Properties::SanitizeSupported);
+  }
+  static bool CryptoUnsupported(Sanitize& sanitize) {
+    return sanitize.crypto_ &&
+           !sanitize.device_->GetBool(Properties::SanitizeCryptoScrambleSupported);
+  }
+  static bool BlockUnsupported(Sanitize& sanitize) {
+    return !sanitize.crypto_ && !sanitize.device_->GetBool(Properties::SanitizeBlockEraseSupported);
+  }
+  // A drive that is going to be power-cycled is put in standby first.
+  static bool FrozenAndAwake(Sanitize& sanitize) {
+    return sanitize.IsSanitizeFrozen() && !sanitize.StandbyImmediate();
+  }
+  static bool Frozen(Sanitize& sanitize) { return sanitize.IsSanitizeFrozen(); }
+  static bool PartitionsUnknown(Sanitize& sanitize) {
+    return !sanitize.force_ && Refuse::PartitionsUnknown(*sanitize.device_);
+  }
+  static bool HasPartition(Sanitize& sanitize) {
+    return !sanitize.force_ && Refuse::HasPartition(*sanitize.device_);
+  }
+
+  // clang-format off
+  static constexpr Refusal<Sanitize> kTable[] = {
+      {OfDevice<Refuse::NotConnected>,       Status::NoCommunication},
+      {OfDevice<Refuse::RaidVolume>,         Status::RaidVolume},
+      {OfDevice<Refuse::NotMorvu>,           Status::NotAMorvuDrive},
+      {SystemBars,                           Status::SanitizeBarredBySystem},
+      {OfDevice<Refuse::RaidMember>,         Status::RaidMemberRefused},
+      {OfDevice<Refuse::NoAta>,              Status::NoAtaDriver},
+      {Unsupported,                          Status::SanitizeUnsupported},
+      {CryptoUnsupported,                    Status::SanitizeCommandUnsupported},
+      {BlockUnsupported,                     Status::SanitizeCommandUnsupported},
+      {OfDevice<Refuse::StorageSpaceMember>, Status::StorageSpaceMember},
+      {OfDevice<Refuse::DeviceFault>,        Status::DeviceFault},
+      {OfDevice<Refuse::FailureReported>,    Status::DisableLogical},
+      {FrozenAndAwake,                       Status::StandbyFailed},
+      {Frozen,                               Status::SanitizeFrozen},
+      {PartitionsUnknown,                    Status::NoCommunication},
+      {HasPartition,                         Status::HasPartition},
+  };
+  // clang-format on
+};
+
+Sanitize::Sanitize(Device* device, bool force, bool crypto, const ProgressReporter* reporter)
+    : Function(device, reporter), force_(force), crypto_(crypto) {
+  Sanitize::Initialize();
+}
+
+void Sanitize::Initialize() { EndInitialize(FirstRefusal<Sanitize>(Rules::kTable, *this)); }
+
+std::int32_t Sanitize::Execute() {
+  if (!BeginExecute()) return false;
+  if (!MayErase(*device_, force_)) {
+    End(Status::NoCommunication);
+    return false;
+  }
+  const auto code = SanitizeProcess();
+  SetErrorCode(code);
+  if (code == Status::Completed) return true;
+  SetState(FeatureState::Failed);
+  return false;
+}
+
+bool Sanitize::IsSanitizeFrozen() {
+  if (ata_ == nullptr) return false;
+  Sector sector{};
+  ata_->ataSanitizeStatus(0, sector);
+  return (ata_->GetAnswer().count & kFrozen) != 0;
+}
+
+StatusCode Sanitize::SanitizeProcess() {
+  Sector sector{};
+  StatusCode result;
+  if (crypto_) {
+    MORVU_LOG(kLogInfo, "SanitizeProcess", "Sending Sanitize Crypto Scramble.");
+    result = ata_->ataSanitizeCryptoScramble(kFailureMode, sector);
+  } else {
+    MORVU_LOG(kLogInfo, "SanitizeProcess", "Sending Sanitize Block Erase.");
+    result = ata_->ataSanitizeBlockErase(kFailureMode, sector);
+  }
+  if (result == Status::Completed) return GetSanitizeResult();
+  MORVU_LOG(kLogError, "SanitizeProcess",
+            "Sanitize command failed with error: " + std::to_string(result));
+  return Status::SanitizeUnsuccessful;
+}
+
+StatusCode Sanitize::GetSanitizeResult() {
+  for (int round = 0; round < kMostRounds; ++round) {
+    StatusCode code = Status::Completed;
+    const bool isOver = IsOver(code);
+    if (code != Status::Completed) return code;
+    if (isOver) {
+      SetPercent(100);
+    } else if (GetPercent() < kTopPercent) {
+      SetPercent(GetPercent() + 1);
+    }
+    if (IsCancelRequested()) {
+      MORVU_LOG(kLogWarning, "GetSanitizeResult", "Canceled");
+      return Status::Canceled;
+    }
+    SleepFor(kRoundPause);
+    if (isOver) return Status::Completed;
+  }
+  return Status::SanitizeTimedOut;
+}
+
+bool Sanitize::IsOver(StatusCode& code) {
+  Sector sector{};
+  const auto result = ata_->ataSanitizeStatus(0, sector);
+  const auto answer = ata_->GetAnswer();
+  if (result != Status::Completed) {
+    const auto reason = static_cast<std::uint8_t>(answer.lba);
+    MORVU_LOG(kLogError, "GetSanitizeResult",
+              "Sanitize Status command failed. Getting result for Sanitize Command. Sanitize error "
+              "code = " +
+                  std::to_string(reason));
+    code = reason < std::size(kReasonCodes) ? kReasonCodes[reason] : Status::SanitizeFailed;
+    return false;
+  }
+  const auto progress = static_cast<std::uint16_t>(answer.lba);
+  MORVU_LOG(kLogInfo, "GetSanitizeResult",
+            "Sanitize Progress Indicator = " + std::to_string(progress));
+  MORVU_LOG(kLogInfo, "GetSanitizeResult",
+            "Sanitize Count field = " + std::to_string(answer.count >> 8));
+  // Some adapters hand on the lower half of the count alone, which leaves the progress.
+  const bool isIdle = answer.isWhole && (answer.count & kInProgress) == 0;
+  return progress == kProgressEnd || isIdle;
+}
+
+StatusCode Sanitize::Runner(Device& device, QRKCLI* cli, const JobContext& context, bool force,
+                            std::string_view type) {
+  if (type != kBlock && type != kCrypto) return Status::SanitizeCommandUnsupported;
+  Sanitize sanitize(&device, false, type == kCrypto, context.reporter);
+  const auto answer = ConfirmErase(sanitize.GetErrorCode(), cli, force, kTexts);
+  if (answer != Status::ReadyToRun) return answer;
+
+  sanitize.SetForce(true);
+  if (cli != nullptr) {
+    cli->PrintLine("Issuing sanitize...");
+    cli->PrintLine("WARNING! Do not power off the drive while sanitize is executing.");
+  }
+  sanitize.Execute();
+  return sanitize.GetErrorCode();
+}
+
+std::unique_ptr<Object> Sanitize::Describe(Device*) { return BuildMethodObject(kMethod); }
+
+StatusCode Sanitize::Run(JobContext& context, const Object& method, SelectedDevices& devices) {
+  auto* device = BeginMethod(context, devices);
+  if (device == nullptr) return Status::NoDeviceSelected;
+  return Runner(*device, nullptr, context, GetBoolParameter(method, "force"),
+                GetTextParameter(method, "SanitizeType"));
+}
+
+CLICommand Sanitize::GetFeatureDefinition() { return CLICommand(kOption); }
+
+StatusCode Sanitize::RunCLI(QRKCLI& cli, SelectedDrives devices) {
+  const bool isAsked = BeginRunCLI(cli, kOptionName);
+  auto* device = GetPickedDrive(cli, devices);
+  if (!isAsked || device == nullptr) return cli.Finish(Status::InvalidArguments);
+  return cli.Finish(
+      Runner(*device, &cli, JobContext(), cli.HasOption("-force"), cli.GetArgument(kOptionName)));
+}
+
+}  // namespace Morvu

@@ -1,0 +1,27 @@
+#include "operations/firmware/AttributeCollection.h"
+
+#include "messaging/XmlMessaging.h"
+
+namespace Morvu {
+
+using DeviceManagement::PropertyList;
+using XmlMessaging::Object;
+
+std::string WriteAttributeCollection(const PropertyList& attributes) {
+  Object collection;
+  collection.SetAttribute("name", "attributeCollection");
+  for (const auto& attribute : attributes) collection.AddProperty(attribute.ToXml());
+  return collection.ToText();
+}
+
+std::optional<PropertyList> ReadAttributeCollection(std::string_view text) {
+  const auto collection = Object::Parse(text);
+  if (!collection) return {};
+  PropertyList attributes;
+  for (const auto& property : collection->properties) {
+    attributes.Add(DeviceProperty::FromXml(*property));
+  }
+  return attributes;
+}
+
+}  // namespace Morvu

@@ -1,0 +1,111 @@
+#pragma once
+
+#include <functional>
+#include <memory>
+#include <optional>
+#include <span>
+#include <string>
+#include <vector>
+
+#include "cli/CLIParameter.h"
+#include "devices/properties/PropertyList.h"
+#include "messaging/features/CimClass.h"
+#include "messaging/features/Feature.h"
+#include "operations/firmware/SendFirmware.h"
+
+namespace Morvu {
+
+class QRKCLI;
+
+// Decides whether a drive may take new firmware, finds the images, sends them and
+// looks whether the drive came back with them. The images come from a file that the
+// user names, from a firmware module (include/morvu/firmware_module.h), or from two
+// callbacks of the caller.
+class FirmwareUpdate : public Function {
+ public:
+  using AttributeCollection = DeviceManagement::PropertyList;
+  using FirmwareBinary = std::vector<std::uint8_t>;  // empty when it could not be had
+  using EmbeddedMapping =
+      std::function<std::optional<AttributeCollection>(const AttributeCollection& attributes)>;
+  using EmbeddedBinary = std::function<FirmwareBinary(const std::string& name)>;
+
+  // With `ignoreSecurity` ATA security that is on is told (136), and does not keep the
+  // update from running.
+  FirmwareUpdate(DeviceManagement::Device* device, bool ignoreSecurity, std::string file,
+                 const ProgressReporter* reporter);
+  // Modules of this type, and of this audience if it is not empty, in the folder
+  // FirmwareModules beside the running program and in the extra directories.
+  FirmwareUpdate(DeviceManagement::Device* device, bool ignoreSecurity, std::int32_t moduleType,
+                 std::string audience, std::span<const std::string> extraDirectories,
+                 const ProgressReporter* reporter);
+  FirmwareUpdate(DeviceManagement::Device* device, bool ignoreSecurity, EmbeddedMapping mapping,
+                 EmbeddedBinary binary, const ProgressReporter* reporter);
+  ~FirmwareUpdate() override;
+
+  std::int32_t Execute() override;
+  void Initialize() override;
+
+  // What the drive is to get.
+  const AttributeCollection& GetMapping() const { return mapping_; }
+  std::uint64_t GetMappingStatus() const;
+  bool HasFile() const { return !file_.empty(); }
+
+  // ---- The family: drive method, command line, drive property ----
+
+  struct Request {
+    std::string file{};
+    std::string audience{};
+    bool driveSelected = false;  // a file is used only together with a selected drive
+    bool force = false;
+    std::vector<std::string> moduleDirectories{};
+  };
+  // Updates the drives one after the other, or the first with a file; the summary of
+  // their codes. `cli` is null on the message path.
+  static StatusCode Runner(std::span<DeviceManagement::Device* const> devices,
+                           const Request& request, QRKCLI* cli, const ProgressReporter* reporter);
+
+  static std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device);
+  static StatusCode Run(JobContext& context, const XmlMessaging::Object& method,
+                        DeviceManagement::SelectedDevices& devices);
+  static CLICommand GetFeatureDefinition();
+  static StatusCode RunCLI(QRKCLI& cli, std::span<DeviceManagement::Device* const> devices);
+
+  // The drive property "FirmwareUpdateAvailable": a CimProperty::Getter.
+  static std::unique_ptr<XmlMessaging::Property> GetUpdateAvailable(
+      JobContext* context, const PropertyEntry& entry, DeviceManagement::Device* device);
+
+ private:
+  enum class Source : std::uint32_t { Embedded = 0, File = 1, Module = 2 };
+
+  AttributeCollection GetTargetMappingAttributes(const AttributeCollection& attributes);
+  std::optional<AttributeCollection> GetTargetMappingAttributesFromModules(
+      const AttributeCollection& attributes);
+  // Takes the mapping of one module when it is the newest so far.
+  struct Search;
+  void ConsiderModule(const std::string& path, Search& search);
+
+  std::vector<FirmwareBinary> GetFirmwareBinaries();
+  std::vector<FirmwareBinary> GetPackageBinaries();
+  FirmwareBinary GetTargetFirmwareFromModule(const std::string& name) const;
+
+  std::unique_ptr<SendFirmware> MakeSender();
+  bool Install(const FirmwareBinary& binary);
+  bool Fail(StatusCode code);
+  bool FailWithoutData();
+  std::string_view GetLogName() const override { return "FirmwareUpdate"; }
+
+  bool ignoreSecurity_;
+  Source source_;
+  std::string file_;
+  std::int32_t moduleType_ = 0;
+  std::string audience_;
+  std::vector<std::string> moduleDirectories_;  // in the order of the search
+  EmbeddedMapping embeddedMapping_;
+  EmbeddedBinary embeddedBinary_;
+
+  std::unique_ptr<SendFirmware> sender_;  // null when the update may not run
+  AttributeCollection mapping_;
+  std::string modulePath_;  // of the module that gave the mapping
+};
+
+}  // namespace Morvu

@@ -1,0 +1,228 @@
+// The firmware update as a host and a user meet it: the drive method, the option, and
+// the drive property that tells whether there is an update.
+#include <algorithm>
+#include <string_view>
+
+#include "cli/QRKCLI.h"
+#include "devices/properties/PropertyCatalogue.h"
+#include "operations/Operation.h"
+#include "operations/firmware/AttributeCollection.h"
+#include "operations/firmware/FirmwareUpdate.h"
+
+namespace Morvu {
+
+using DeviceManagement::Device;
+using DeviceManagement::SelectedDevices;
+namespace Properties = DeviceManagement::Properties;
+
+namespace {
+
+constexpr std::string_view kMethod = "FirmwareUpdate";
+constexpr std::string_view kOption = "-firmware_update";
+constexpr std::string_view kAudienceOption = "-firmware_module_audience";
+constexpr std::int32_t kModuleType = 0;
+constexpr std::size_t kRuleWidth = 75;
+
+// What the log of a notification sorts by.
+constexpr std::uint32_t kFirmwareNotification = 0;
+constexpr std::uint32_t kImportant = 1, kInformative = 3;
+
+using Lines = std::string_view[1];
+constexpr Lines kText = {"Update the firmware of the selected drive (if possible)."};
+constexpr ArgumentDeclaration kArguments[] = {
+    {"[filename]",
+     "(Optional) Firmware binary file used to update the drive. The Tool will prompt prior to "
+     "issuing the firmware update"},
+};
+constexpr std::string_view kExamples[] = {"-drive_index 1 -firmware_update",
+                                          "-drive_index 1 -firmware_update firmwareBinaryFile.bin"};
+constexpr Lines kAudienceText = {"Use only firmware modules that were made for this audience."};
+constexpr ArgumentDeclaration kAudienceArguments[] = {
+    {"(audience)", "The audience as the modules give it."}};
+constexpr Lines kAudienceExamples = {
+    "-drive_index 1 -firmware_update -firmware_module_audience [audience]"};
+
+// clang-format off
+constexpr OptionDeclaration kOptions[] = {
+    {kOption,         OptionKind::Texts, OptionCategory::Feature,  kText,         kArguments,         kExamples},
+    {kAudienceOption, OptionKind::Text,  OptionCategory::Modifier, kAudienceText, kAudienceArguments, kAudienceExamples},
+};
+// clang-format on
+
+// Whether a code is one of a few.
+bool IsOneOf(StatusCode code, std::initializer_list<StatusCode> codes) {
+  return std::ranges::find(codes, code) != codes.end();
+}
+
+// The summary of a walk over all drives, once a drive was refused: one whose firmware
+// is current or cannot be updated counts as current.
+StatusCode AddRefusal(StatusCode summary, StatusCode outcome) {
+  using namespace Status;
+  if (summary != Completed) return summary;
+  if (IsOneOf(outcome, {FirmwareCurrent, FirmwarePreproduction, FirmwareUnsupported, ContactSupport,
+                        FirmwareNeedsOtherTool, ContactRepresentative})) {
+    return FirmwareCurrent;
+  }
+  const bool told =
+      IsOneOf(outcome, {NotAMorvuDrive, RaidVolume, ControllerIdeMode, FirmwareSecurityEnabled});
+  return told ? outcome : summary;
+}
+
+// The same once a drive's update was run: a failure outweighs every refusal.
+StatusCode AddRun(StatusCode summary, StatusCode outcome) {
+  using namespace Status;
+  if (outcome == Completed) return summary == FirmwareCurrent ? Completed : summary;
+  const bool failed = IsOneOf(
+      outcome, {FirmwareUpdateFailed, SmartEnableFailed, SmartDisableFailed, StandbyFailed});
+  const bool milder =
+      IsOneOf(summary, {Completed, FirmwareCurrent, ControllerIdeMode, FirmwareSecurityEnabled});
+  return failed && milder ? outcome : summary;
+}
+
+std::unique_ptr<FirmwareUpdate> MakeUpdate(Device* device, const FirmwareUpdate::Request& request,
+                                           const ProgressReporter* reporter) {
+  if (!request.file.empty() && request.driveSelected) {
+    return std::make_unique<FirmwareUpdate>(device, false, request.file, reporter);
+  }
+  return std::make_unique<FirmwareUpdate>(device, false, kModuleType, request.audience,
+                                          request.moduleDirectories, reporter);
+}
+
+void PrintHeader(QRKCLI& cli, const Device& device, const FirmwareUpdate::Request& request,
+                 bool isFirst) {
+  if (!request.file.empty()) return;
+  if (!isFirst) cli.Print("\n" + std::string(kRuleWidth, '=') + "\n\n");
+  if (!request.driveSelected) cli.Print(device.ToText() + "\n\n");
+}
+
+// Runs an update at the prompt; false when the user declines it.
+bool RunAtPrompt(QRKCLI& cli, FirmwareUpdate& update, const FirmwareUpdate::Request& request) {
+  if (request.driveSelected && !request.force &&
+      !cli.Confirm("WARNING! You have selected to update the drives firmware! ",
+                   "Proceed with the update?")) {
+    return false;
+  }
+  if (!request.file.empty()) cli.PrintLine("Given firmware binary: " + request.file);
+  cli.PrintLine("Updating the drive's firmware...");
+  update.Execute();
+  if (update.GetErrorCode() == Status::Completed) {
+    cli.PrintLine("Firmware Update Successful.\nPlease reboot the system.");
+  }
+  return true;
+}
+
+// The outcome for one drive, and what it makes of the summary.
+StatusCode UpdateDevice(Device* device, const FirmwareUpdate::Request& request, QRKCLI* cli,
+                        const ProgressReporter* reporter, StatusCode& summary) {
+  const auto update = MakeUpdate(device, request, reporter);
+  if (update->GetErrorCode() != Status::ReadyToRun) {
+    const auto outcome = update->GetErrorCode();
+    summary = request.driveSelected ? outcome : AddRefusal(summary, outcome);
+    return outcome;
+  }
+  if (cli == nullptr) {
+    update->Execute();
+  } else if (!RunAtPrompt(*cli, *update, request)) {
+    return summary = Status::CanceledByUser;
+  }
+  const auto outcome = update->GetErrorCode();
+  summary = request.driveSelected ? outcome : AddRun(summary, outcome);
+  return outcome;
+}
+
+// The directories that a request names beside the program's own.
+std::vector<std::string> GetModuleDirectories(const XmlMessaging::Message* request) {
+  std::vector<std::string> directories;
+  if (request == nullptr) return directories;
+  for (const auto& object : request->objects) {
+    if (object->GetAttribute("name") != "FirmwareModulesDirectories") continue;
+    for (const auto& property : object->properties) directories.push_back(property->value);
+    break;
+  }
+  return directories;
+}
+
+void Notify(JobContext& context, Device& device, std::string_view text, std::uint32_t level) {
+  context.postNotification(
+      context.manager,
+      {.type = kFirmwareNotification,
+       .value = DeviceProperty(Properties::FirmwareUpdateAvailable, text),
+       .objectPath = context.subject + "." + device.GetString(Properties::SerialNumber),
+       .status = level});
+}
+
+}  // namespace
+
+StatusCode FirmwareUpdate::Runner(std::span<Device* const> devices, const Request& request,
+                                  QRKCLI* cli, const ProgressReporter* reporter) {
+  if (devices.empty()) {
+    const auto code = request.driveSelected ? Status::InvalidArguments : Status::NoSupportedDevices;
+    return cli == nullptr ? code : cli->Finish(code);
+  }
+  StatusCode summary = Status::Completed;
+  for (auto* device : devices) {
+    if (cli != nullptr) PrintHeader(*cli, *device, request, device == devices.front());
+    const auto outcome = UpdateDevice(device, request, cli, reporter, summary);
+    if (cli != nullptr) cli->Finish(outcome);
+    if (!request.file.empty()) break;
+  }
+  return summary;
+}
+
+std::unique_ptr<XmlMessaging::Object> FirmwareUpdate::Describe(Device* device) {
+  if (device == nullptr) return DescribeMethod(kMethod);
+  const auto update = MakeUpdate(device, {}, nullptr);
+  return DescribeMethod(kMethod, update->GetErrorCode(),
+                        {Status::NotAMorvuDrive, Status::RaidVolume});
+}
+
+StatusCode FirmwareUpdate::Run(JobContext& context, const XmlMessaging::Object& method,
+                               SelectedDevices& devices) {
+  if (context.setNotifyProgress != nullptr) context.setNotifyProgress(context.job, true);
+  std::vector<Device*> selected;
+  for (const auto& device : devices.devices) selected.push_back(device.get());
+  const Request request{.file = GetTextParameter(method, "file"),
+                        .driveSelected = true,
+                        .moduleDirectories = GetModuleDirectories(context.request)};
+  return Runner(selected, request, nullptr, context.reporter);
+}
+
+CLICommand FirmwareUpdate::GetFeatureDefinition() { return CLICommand(kOptions); }
+
+StatusCode FirmwareUpdate::RunCLI(QRKCLI& cli, std::span<Device* const> devices) {
+  if (!BeginRunCLI(cli, kOption)) return cli.Finish(Status::InvalidArguments);
+  if (cli.GetArguments(kOption).size() > 1) return cli.Finish(Status::InvalidArguments);
+  const Request request{.file = cli.GetArgument(kOption),
+                        .audience = cli.GetArgument(kAudienceOption),
+                        .driveSelected = cli.IsDrivePicked(),
+                        .force = cli.HasOption("-force")};
+  return Runner(devices, request, &cli, nullptr);
+}
+
+std::unique_ptr<XmlMessaging::Property> FirmwareUpdate::GetUpdateAvailable(
+    JobContext* context, const PropertyEntry& entry, Device* device) {
+  auto property = DeviceProperty(entry).ToXml();
+  if (device == nullptr) return property;
+  const Request request{.moduleDirectories =
+                            GetModuleDirectories(context == nullptr ? nullptr : context->request)};
+  const auto update = MakeUpdate(device, request, nullptr);
+
+  constexpr std::string_view kNone = "No update available";
+  const auto code = update->GetErrorCode();
+  const auto verdict = update->GetMappingStatus();
+  const auto destination = update->GetMapping().GetString(FirmwareMapping::Destination);
+  const bool ready = code == Status::ReadyToRun;
+  const bool available = ready && verdict == FirmwareMapping::kUpdateAvailable;
+  if (available) property->value = destination;
+  if (ready && verdict == 0) property->value = kNone;
+  property->SetAttribute("status", std::to_string(ready ? Status::Completed : code));
+
+  const bool hidden = code == Status::RaidVolume || code == Status::NotAMorvuDrive;
+  if (context != nullptr && context->postNotification != nullptr && !hidden) {
+    Notify(*context, *device, available ? destination : std::string(kNone),
+           available ? kImportant : kInformative);
+  }
+  return property;
+}
+
+}  // namespace Morvu

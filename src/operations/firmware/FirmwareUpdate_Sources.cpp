@@ -1,0 +1,146 @@
+// Where a firmware update takes its mapping and its images from.
+#include <boost/filesystem/operations.hpp>
+
+#include "frame/Files.h"
+#include "frame/Logger.h"
+#include "frame/Text.h"
+#include "operations/firmware/AttributeCollection.h"
+#include "operations/firmware/FirmwareModule.h"
+#include "operations/firmware/FirmwareUpdate.h"
+
+namespace Morvu {
+
+namespace fs = boost::filesystem;
+
+namespace {
+
+// More than a drive takes, and less than a machine's memory.
+constexpr std::uint64_t kLargestImage = 256 * 1024 * 1024;
+
+bool IsRegular(const fs::path& path) {
+  boost::system::error_code error;
+  return fs::status(path, error).type() == fs::regular_file;
+}
+
+// The regular files of a directory in the order in which it yields them.
+std::vector<std::string> ListFiles(const std::string& directory) {
+  std::vector<std::string> files;
+  boost::system::error_code error;
+  if (!fs::is_directory(directory, error)) return files;
+  for (fs::directory_iterator entry(directory, error), end; !error && entry != end;
+       entry.increment(error)) {
+    if (IsRegular(entry->path())) files.push_back(entry->path().string());
+  }
+  return files;
+}
+
+FirmwareUpdate::FirmwareBinary ReadImage(const std::string& path) {
+  if (!IsRegular(path) || GetFileSize(path).value_or(0) > kLargestImage) return {};
+  return ReadFileBytes(path).value_or(FirmwareUpdate::FirmwareBinary());
+}
+
+FirmwareUpdate::AttributeCollection WithStatus(std::uint64_t status) {
+  FirmwareUpdate::AttributeCollection mapping;
+  mapping.Add(DeviceProperty(FirmwareMapping::Status, status));
+  return mapping;
+}
+
+}  // namespace
+
+// What the modules that were looked at so far have led to.
+struct FirmwareUpdate::Search {
+  std::string request;
+  std::optional<AttributeCollection> best;
+  std::uint64_t bestDate = 0;
+};
+
+FirmwareUpdate::AttributeCollection FirmwareUpdate::GetTargetMappingAttributes(
+    const AttributeCollection& attributes) {
+  std::optional<AttributeCollection> mapping;
+  if (source_ == Source::Embedded && embeddedMapping_) mapping = embeddedMapping_(attributes);
+  if (source_ == Source::Module) mapping = GetTargetMappingAttributesFromModules(attributes);
+  if (mapping) return *std::move(mapping);
+  MORVU_LOG(kLogDebug, "GetTargetMappingAttributes", "No mapping found (module or embedded).");
+  return WithStatus(FirmwareMapping::kUnknownDrive);
+}
+
+std::optional<FirmwareUpdate::AttributeCollection>
+FirmwareUpdate::GetTargetMappingAttributesFromModules(const AttributeCollection& attributes) {
+  Search search{WriteAttributeCollection(attributes), {}, 0};
+  modulePath_.clear();
+  for (const auto& directory : moduleDirectories_) {
+    MORVU_LOG(kLogDebug, "GetTargetMappingAttributesFromModules", "Module Dir = " + directory);
+    for (const auto& path : ListFiles(directory)) ConsiderModule(path, search);
+  }
+  return std::move(search.best);
+}
+
+void FirmwareUpdate::ConsiderModule(const std::string& path, Search& search) {
+  const auto log = [](LogLevel level, std::string_view text, const std::string& detail = {}) {
+    MORVU_LOG(level, "GetTargetMappingAttributesFromModules", std::string(text) + detail);
+  };
+  log(kLogDebug, "Firmware Module path: ", path);
+  const auto module = FirmwareModule::Open(path);
+  if (!module || !module->CanMap()) return;
+  // A module that says nothing of this drive still tells that it is known.
+  if (!search.best) search.best = WithStatus(0);
+  log(kLogDebug, "Found module: ", path);
+
+  if (module->GetType() != moduleType_) return;
+  log(kLogDebug, "Module type matches requested type");
+  const auto audience = module->GetTargetAudience();
+  if (!audience) return;
+  log(kLogDebug, "Module audience: ", *audience);
+  if (!audience_.empty() && audience_ != *audience) return;
+  log(kLogDebug, "Audiences are a match. Proceeding.");
+
+  const auto date = module->GetDate().value_or(0);
+  const auto reply = module->GetTargetFirmwareMappingAttributes(search.request);
+  if (!reply) return;
+  auto mapping = ReadAttributeCollection(*reply);
+  if (!mapping || !mapping->Has(FirmwareMapping::Status) || date <= search.bestDate) return;
+  search.best = std::move(mapping);
+  search.bestDate = date;
+  modulePath_ = path;
+  log(kLogInfo, "Found module with build date: ", std::to_string(date));
+  log(kLogInfo,
+      "Loded firmware update mapping attributes = ", WriteAttributeCollection(*search.best));
+}
+
+std::vector<FirmwareUpdate::FirmwareBinary> FirmwareUpdate::GetFirmwareBinaries() {
+  if (source_ != Source::File) return GetPackageBinaries();
+  auto image = file_.empty() ? FirmwareBinary() : ReadImage(file_);
+  if (image.empty()) return {};
+  MORVU_LOG(kLogInfo, "GetFirmwareBinaries", "Loading firmware binary from file: " + file_);
+  std::vector<FirmwareBinary> binaries;
+  binaries.push_back(std::move(image));
+  return binaries;
+}
+
+std::vector<FirmwareUpdate::FirmwareBinary> FirmwareUpdate::GetPackageBinaries() {
+  std::vector<FirmwareBinary> binaries;
+  if (!mapping_.Has(FirmwareMapping::Package)) return binaries;
+  for (const auto& name : Split(mapping_.GetString(FirmwareMapping::Package), '~')) {
+    MORVU_LOG(kLogInfo, "GetFirmwareBinaries", "Reading firmware binary: " + name);
+    if (source_ == Source::Module) {
+      binaries.push_back(GetTargetFirmwareFromModule(name));
+    } else {
+      binaries.push_back(embeddedBinary_ ? embeddedBinary_(name) : FirmwareBinary());
+    }
+  }
+  return binaries;
+}
+
+FirmwareUpdate::FirmwareBinary FirmwareUpdate::GetTargetFirmwareFromModule(
+    const std::string& name) const {
+  if (source_ != Source::Module || modulePath_.empty()) return {};
+  const auto module = FirmwareModule::Open(modulePath_);
+  if (!module || !module->CanSupply()) return {};
+  auto image = module->GetTargetFirmwareBinary(name);
+  if (!image) return {};
+  MORVU_LOG(kLogInfo, "GetTargetFirmwareFromModule",
+            "Retrieved firmware binary. " + std::to_string(image->size()) + " bytes.");
+  return *std::move(image);
+}
+
+}  // namespace Morvu

@@ -1,0 +1,195 @@
+#include "parsers/smart/Smart.h"
+
+#include <algorithm>
+#include <array>
+
+#include "devices/model/DeviceList.h"
+#include "devices/model/Drive.h"
+#include "frame/Logger.h"
+#include "frame/Text.h"
+#include "messaging/XmlMessaging.h"
+#include "operations/Operation.h"
+#include "parsers/smart/SmartParser.h"
+
+namespace Morvu::Smart {
+
+using DeviceManagement::Device;
+using DeviceManagement::SelectedDevices;
+using XmlMessaging::List;
+using XmlMessaging::Message;
+using XmlMessaging::Object;
+using XmlMessaging::Property;
+namespace Properties = DeviceManagement::Properties;
+
+namespace {
+
+constexpr std::string_view kMethodName = "SmartParser";
+constexpr std::string_view kOption = "-smart";
+
+// The values that the notification service tells; no device keeps them.
+constexpr PropertyEntry kSmartHealth{"SmartHealth", "Smart Health", PropertyKind::Sint16};
+constexpr PropertyEntry kSmartLife{"SmartLife", "Smart Life", PropertyKind::Sint16};
+constexpr PropertyEntry kTemperature{"Temperature", "Temperature", PropertyKind::Sint16};
+constexpr std::uint32_t kHealthNotification = 1;
+constexpr std::uint32_t kTemperatureNotification = 2;
+constexpr std::string_view kTemperatureField = "Current degree C";
+
+std::unique_ptr<List> BuildTable(const Device& device, const SmartParser& parser) {
+  auto table = std::make_unique<List>();
+  table->SetAttribute("name", "SMARTDetails");
+  table->SetAttribute("displayName", "SMART Details");
+  table->SetAttribute("type", "table");
+  table->SetAttribute("direction", "o");
+  table->SetAttribute("cimClass", kSubject);
+  table->SetAttribute("uniqueId", device.GetString(Properties::SerialNumber));
+  for (const auto& [id, attribute] : parser.GetAttributes()) {
+    auto object = attribute->ToObject();
+    object->SetAttribute("row", std::to_string(table->objects.size()));
+    table->objects.push_back(std::move(object));
+  }
+  return table;
+}
+
+// The value of the first breakdown field that tells the temperature; null for none.
+const std::string* FindTemperature(const SmartParser& parser) {
+  for (const auto& [id, attribute] : parser.GetAttributes()) {
+    for (const auto& [name, value] : attribute->GetBreakdown()) {
+      if (name == kTemperatureField) return &value;
+    }
+  }
+  return nullptr;
+}
+
+void PostValues(const JobContext& context, const Device& device, const SmartParser& parser) {
+  if (context.postNotification == nullptr) return;
+  const auto objectPath = "MorvuSSD." + device.GetString(Properties::SerialNumber);
+  const auto post = [&](std::uint32_t type, const PropertyEntry& entry, std::int64_t value) {
+    context.postNotification(context.manager, {type, DeviceProperty(entry, value), objectPath, 0});
+  };
+  post(kHealthNotification, kSmartHealth, parser.SmartHealth());
+  post(kHealthNotification, kSmartLife, parser.SmartLife());
+  if (const auto* temperature = FindTemperature(parser)) {
+    post(kTemperatureNotification, kTemperature,
+         static_cast<std::int64_t>(ParseDecimal(*temperature)));
+  }
+}
+
+// The status of a request that selected nothing: an error when it named devices.
+StatusCode StatusWithoutDevices(const Message* request) {
+  if (request == nullptr) return Status::NotRun;
+  const bool namesDevices = std::ranges::any_of(request->objects, [](const auto& object) {
+    const auto& name = object->GetAttribute("cimClass");
+    return name == "MorvuSSD" || name == "Device";
+  });
+  return namesDevices ? Status::NoDeviceSelected : Status::NotRun;
+}
+
+}  // namespace
+
+std::unique_ptr<Object> Describe(Device* device) {
+  if (device == nullptr || device->AsDrive() == nullptr) return DescribeMethod(kMethodName);
+  const SmartParser parser(device);
+  return DescribeMethod(kMethodName, parser.GetErrorCode(),
+                        {Status::RaidVolume, Status::NotSupportedByDrive});
+}
+
+StatusCode ReadDrives(JobContext& context, SelectedDevices& devices) {
+  if (devices.devices.empty()) return StatusWithoutDevices(context.request);
+  StatusCode result = Status::NotRun;
+  for (const auto& device : devices.devices) {
+    if (device->AsDrive() == nullptr) continue;
+    // Without the job's reporter: the job is not at its end with the first drive's.
+    SmartParser parser(device.get());
+    if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
+      if (context.reply != nullptr) context.reply->lists.push_back(BuildTable(*device, parser));
+      PostValues(context, *device, parser);
+    }
+    if (result != Status::Completed) result = parser.GetErrorCode();
+  }
+  return result;
+}
+
+StatusCode Run(JobContext& context, const Object&, SelectedDevices& devices) {
+  if (context.setNotifyProgress != nullptr) context.setNotifyProgress(context.job, true);
+  return ReadDrives(context, devices);
+}
+
+std::unique_ptr<Message> HandleSubject(JobContext& context) {
+  if (context.setNotifyProgress != nullptr) context.setNotifyProgress(context.job, true);
+  auto reply = std::make_unique<Message>();
+  reply->SetAttribute("subject", context.subject);
+  context.reply = reply.get();
+  SelectedDevices devices;
+  context.selectDevices(context.manager, devices, context.request);
+  const auto status = ReadDrives(context, devices);
+  context.Report(100, status == Status::Completed ? 0 : 1, status);
+  context.reply = nullptr;
+  return reply;
+}
+
+void DeclareSubject(Message& reply, std::vector<std::string>& names) {
+  names.emplace_back(kSubject);
+  auto subject = std::make_unique<XmlMessaging::Subject>();
+  subject->SetAttribute("name", "SMART Details");
+  subject->SetAttribute("description", "blah blah blah SMART");
+  subject->SetAttribute("cimClass", kSubject);
+  auto parameter = std::make_unique<Property>();
+  parameter->SetAttribute("name", "MorvuSSD");
+  parameter->SetAttribute("required", BoolText(false));
+  parameter->SetAttribute("direction", "i");
+  subject->properties.push_back(std::move(parameter));
+  reply.subjects.push_back(std::move(subject));
+}
+
+// ---- The command line ----
+
+namespace {
+
+constexpr std::string_view kDescriptions[] = {"Display selected drive's SMART data to the screen."};
+constexpr ArgumentDeclaration kArguments[] = {
+    {"[filename]",
+     "(Optional)  Save the SMART data to the given file. Data is saved in CSV format."}};
+constexpr std::string_view kExamples[] = {"-drive_index 1 -smart",
+                                          "-drive_index 1 -smart smartData.csv"};
+constexpr OptionDeclaration kDeclaration = {
+    .name = kOption,
+    .kind = OptionKind::Texts,
+    .category = OptionCategory::Feature,
+    .descriptions = kDescriptions,
+    .arguments = kArguments,
+    .examples = kExamples,
+};
+
+// The columns that give way where a line is short: description and raw value.
+constexpr std::size_t kWrappedColumns[] = {1, 2};
+
+void ShowTable(QRKCLI& cli, ResultTable& table) {
+  for (const auto column : kWrappedColumns) table.SetColumnWidth(column, 0);
+  cli.PrintLine();
+  cli.Print(table.Render() + "\n\n");
+}
+
+}  // namespace
+
+CLICommand GetFeatureDefinition() { return CLICommand(kDeclaration); }
+
+StatusCode RunCLI(QRKCLI& cli, SelectedDrives devices) {
+  if (!BeginRunCLI(cli, kOption)) return cli.Finish(Status::InvalidArguments);
+  const auto arguments = cli.GetArguments(kOption);
+  if (arguments.size() > 1) {
+    cli.PrintLine("Error: Too many arguments given for -smart. See -help for proper usage.");
+    return cli.Finish(Status::InvalidArguments);
+  }
+  SmartParser parser(devices.empty() ? nullptr : devices.front());
+  if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
+    if (arguments.empty()) {
+      ShowTable(cli, parser.GetTable());
+    } else {
+      MORVU_LOG(kLogDebug, "RunCLI", "Saving SMART to: " + arguments.front());
+      cli.SaveTable(parser.GetTable(), arguments.front());
+    }
+  }
+  return cli.Finish(parser.GetErrorCode());
+}
+
+}  // namespace Morvu::Smart

@@ -1,0 +1,139 @@
+#include "parsers/smart/SmartParserCore_ATA.h"
+
+#include <array>
+
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/identification/ProductDetection.h"
+#include "frame/Logger.h"
+#include "frame/Text.h"
+#include "parsers/smart/SmartAttribute_ATA.h"
+
+namespace Morvu {
+
+using namespace DeviceManagement;
+
+namespace {
+
+constexpr std::size_t kSectorSize = 512;
+using Sector = std::array<std::uint8_t, kSectorSize>;
+
+// Both sectors: a revision, then the entries.
+constexpr std::size_t kFirstEntry = 2;
+constexpr std::size_t kEntrySize = 12;
+constexpr std::size_t kEntryCount = 30;
+static_assert(kFirstEntry + kEntrySize * kEntryCount <= kSectorSize);
+
+// The bytes of an entry of the attribute sector.
+namespace AttributeByte {
+constexpr std::size_t Id = 0;
+constexpr std::size_t Flags = 1;  // 2 bytes
+constexpr std::size_t Normalized = 3;
+constexpr std::size_t Worst = 4;
+constexpr std::size_t Raw = 5;  // 6 bytes
+}  // namespace AttributeByte
+
+// Of an entry of the threshold sector.
+constexpr std::size_t kThresholdByte = 1;
+
+constexpr std::uint16_t kPreFailure = 1 << 0;
+
+// The largest sector of a drive, for the read whose data nobody looks at.
+constexpr std::size_t kLargestSector = 4096;
+
+// The percentage that a normalized value of the wear indicator stands for, by way of
+// a fraction in double precision, cut to an integer: 29 gives 28. Made by the compiler,
+// so that no floating-point unit has its own opinion.
+constexpr auto kLifePercent = [] {
+  std::array<std::uint8_t, 256> percent{};
+  for (std::size_t i = 0; i < percent.size(); ++i) {
+    const double fraction = static_cast<double>(i) / 100.0;
+    percent[i] = static_cast<std::uint8_t>(static_cast<double>(fraction * 100.0));
+  }
+  return percent;
+}();
+static_assert(kLifePercent[100] == 100 && kLifePercent[29] == 28 && kLifePercent[1] == 1);
+
+// Products whose workload attributes carry no attribute's value.
+bool HidesWorkload(std::string_view product, std::string_view id) {
+  const bool isYarrowick = product == Products::Yarrowick || product == Products::YarrowickSLC;
+  return isYarrowick && (id == "E2" || id == "E3" || id == "E4");
+}
+
+}  // namespace
+
+SmartParserCore_ATA::SmartParserCore_ATA(Device* device) : SmartParserCore(device) { Initialize(); }
+
+std::vector<std::string> SmartParserCore_ATA::GetHeader() const {
+  return {"ID", "Description", "Raw", "Normalized", "Threshold", "Worst", "Status", "Result"};
+}
+
+void SmartParserCore_ATA::Initialize() {
+  StartAfresh();
+  EndInitialize(Status::ReadyToRun);
+}
+
+bool SmartParserCore_ATA::ReadSectors(ByteSpan data, ByteSpan thresholds) {
+  if (ata_ == nullptr) return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
+  // The read wakes the drive; whether it succeeds is of no account.
+  std::array<std::uint8_t, kLargestSector> scratch;
+  static_cast<void>(ata_->ataReadDma(scratch, 0, 1));
+  if (ata_->ataSmartReadData(data) != 0) {
+    return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
+  }
+  MORVU_LOG(kLogInfo, "ParseSMART", "SMART Read Data successful.");
+  if (ata_->ataSmartReadThresholds(thresholds) != 0) {
+    return Fail(Status::SmartThresholdsFailed, "SMART Read Threshold failed.");
+  }
+  MORVU_LOG(kLogInfo, "ParseSMART", "SMART Read Threshold successful.");
+  return true;
+}
+
+bool SmartParserCore_ATA::ParseSMART() {
+  Sector data{};
+  Sector thresholds{};
+  if (!ReadSectors(data, thresholds)) return false;
+  MORVU_LOG(kLogDebug, "ParseSMART", "Parsing.");
+  ParseSectors(data, thresholds);
+  MORVU_LOG(kLogInfo, "ParseSMART", "Parsing Passed.");
+  return true;
+}
+
+void SmartParserCore_ATA::ParseSectors(ByteView data, ByteView thresholds) {
+  hasFailed_ = false;
+  isWornOut_ = false;
+  for (std::size_t i = 0; i < kEntryCount; ++i) {
+    const auto offset = kFirstEntry + i * kEntrySize;
+    if (offset + kEntrySize > data.size()) break;
+    // The threshold of an attribute is the one in its place, whatever ID stands there.
+    AddAttribute(data.subspan(offset, kEntrySize), ReadByte(thresholds, offset + kThresholdByte));
+  }
+  smartHealth_ = isWornOut_ ? 5 : hasFailed_ ? 50 : 100;
+  for (const auto& [id, attribute] : attributes_) table_.Append(attribute->ToRows());
+}
+
+void SmartParserCore_ATA::AddAttribute(ByteView entry, std::uint8_t threshold) {
+  namespace Byte = AttributeByte;
+  if (entry[Byte::Id] == 0) return;
+  auto id = ToHexNumber(entry[Byte::Id], 2);
+  if (HidesWorkload(device_->GetString(Properties::Product), id)) return;
+
+  const auto flags = ReadLittle16(entry, Byte::Flags);
+  const auto normalized = entry[Byte::Normalized];
+  if (id == "E9") {
+    smartLife_ = kLifePercent[normalized];
+    isWornOut_ = isWornOut_ || normalized == 1;
+  }
+  // The RAID adapter's drives keep something else above the hours.
+  const bool isShortRaw = id == "09" && device_->GetBool(Properties::LSI);
+  const auto raw = ReadLittle(entry, Byte::Raw, isShortRaw ? 4 : 6);
+
+  const bool counts = (flags & kPreFailure) != 0 || id == "B8";
+  const bool fails = counts && normalized <= threshold;
+  hasFailed_ = hasFailed_ || fails;
+  auto description = LookUpAttributeName(*device_, id);
+  attributes_[id] = std::make_unique<SmartAttribute_ATA>(*device_, id, std::move(description), raw,
+                                                         normalized, threshold, entry[Byte::Worst],
+                                                         flags, fails ? "Fail" : "Pass");
+}
+
+}  // namespace Morvu

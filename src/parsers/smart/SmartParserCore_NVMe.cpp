@@ -1,0 +1,86 @@
+#include "parsers/smart/SmartParserCore_NVMe.h"
+
+#include <array>
+
+#include "devices/commands/CommandSet_NVME.h"
+#include "devices/identification/ProductFamilies.h"
+#include "frame/Logger.h"
+#include "frame/Text.h"
+
+namespace Morvu {
+
+using namespace DeviceManagement;
+
+namespace {
+
+constexpr std::uint8_t kAttributeLog = 0xCA;
+constexpr std::uint16_t kDwords = 0x80;  // zero-based, as NUMD of Get Log Page is
+constexpr std::size_t kTransferSize = kDwords * 4 + 4;
+constexpr std::size_t kListSize = 512;
+static_assert(kListSize <= kTransferSize);
+
+constexpr std::size_t kEntrySize = 12;
+// The bytes of an entry.
+namespace EntryByte {
+constexpr std::size_t Id = 0;
+constexpr std::size_t Normalized = 3;
+constexpr std::size_t Raw = 5;  // 6 bytes
+}  // namespace EntryByte
+
+// The namespace whose log is asked for: 0 where the drive has no logical unit number.
+std::uint32_t GetNamespace(const Device& device) {
+  const auto* lun = device.GetProperties().Find(Properties::Lun);
+  if (lun == nullptr || !lun->HasValue()) return 0;
+  return static_cast<std::uint32_t>(lun->AsUnsigned()) + 1;
+}
+
+}  // namespace
+
+SmartParserCore_NVMe::SmartParserCore_NVMe(Device* device) : SmartParserCore(device) {
+  Initialize();
+}
+
+std::vector<std::string> SmartParserCore_NVMe::GetHeader() const {
+  return {"ID", "Description", "Raw", "Normalized"};
+}
+
+void SmartParserCore_NVMe::Initialize() {
+  StartAfresh();
+  const bool isInFamily =
+      device_ != nullptr && NvmeSmartFamily(device_->GetString(Properties::Product));
+  EndInitialize(isInFamily ? Status::ReadyToRun : Status::NotSupportedByDrive);
+}
+
+StatusCode SmartParserCore_NVMe::ReadLog(ByteSpan data) {
+  if (nvme_ == nullptr) return Status::NotSupportedByDrive;
+  NvmeCompletion completion{};
+  return nvme_->nvmeGetLogPage(kAttributeLog, kDwords, GetNamespace(*device_), completion, data);
+}
+
+bool SmartParserCore_NVMe::ParseSMART() {
+  std::array<std::uint8_t, kTransferSize> data{};
+  if (ReadLog(data) != 0) return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
+  MORVU_LOG(kLogInfo, "ParseSMART", "Read NVMe SMART Attributes successful.");
+  return ParseList(ByteView(data).first(kListSize));
+}
+
+bool SmartParserCore_NVMe::ParseList(ByteView list) {
+  for (std::size_t offset = 0; offset < list.size(); offset += kEntrySize) {
+    if (list[offset + EntryByte::Id] == 0) return true;
+    if (list.size() - offset < kEntrySize) break;
+    AddAttribute(list.subspan(offset, kEntrySize));
+  }
+  MORVU_LOG(kLogDebug, "ParseSMART", "Offset went beyond buffer length.");
+  return false;
+}
+
+void SmartParserCore_NVMe::AddAttribute(ByteView entry) {
+  auto id = ToHexNumber(entry[EntryByte::Id]);
+  auto attribute = std::make_unique<SmartAttribute>(*device_, id, LookUpAttributeName(*device_, id),
+                                                    ReadLittle(entry, EntryByte::Raw, 6),
+                                                    entry[EntryByte::Normalized]);
+  table_.Append(attribute->ToRows());
+  attributes_[std::move(id)] = std::move(attribute);
+}
+
+}  // namespace Morvu
