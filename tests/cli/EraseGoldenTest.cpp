@@ -91,7 +91,7 @@ void FailSmart(SimulatedDrive& drive) {
 void StayAwake(SimulatedDrive& drive) { drive.State().ata.standbyStaysActive = 1; }
 
 // clang-format off
-const EraseRun kRuns[] = {
+const EraseRun kEraseRuns[] = {
     {"secure_erase",           {"-secure_erase"}, "y\n"},
     {"secure_erase_no",        {"-secure_erase"}, "n\n"},
     {"secure_erase_end",       {"-secure_erase"}, ""},
@@ -123,7 +123,7 @@ const EraseRun kRuns[] = {
     {"standby_nvme",           {"-standby_immediate"}, "", true},
 };
 // clang-format on
-INSTANTIATE_TEST_SUITE_P(Runs, EraseGolden, ::testing::ValuesIn(kRuns),
+INSTANTIATE_TEST_SUITE_P(Runs, EraseGolden, ::testing::ValuesIn(kEraseRuns),
                          [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace
