@@ -96,11 +96,9 @@ void NvmeLibrary(benchmark::State& state) {
   Scene scene(Simulator::Kind::Nvme);
   auto& nvme = *scene.drive().GetCommandSetAs<CommandSet_NVME>(Protocol::Nvme);
   Data data{};
-  NvmeCompletion completion;
   AllocationMeter meter(state);
   for (auto _ : state) {
-    const auto result =
-        nvme.nvmeGetLogPage(0x02, data.size() / 4 - 1, 0xFFFFFFFF, completion, data);
+    const auto result = nvme.nvmeGetLogPage(0x02, data.size() / 4, 0xFFFFFFFF, data);
     if (result != Status::Completed) state.SkipWithError("refused");
   }
 }

@@ -55,6 +55,9 @@ An error of the operating system.
 .TP
 .B 100
 Any other failure.
+.PP
+Where the text that was printed last is an NVMe status, the exit status is its number from 1 to 255,
+and 100 for larger ones and for 0x012.
 )";
 
 constexpr std::string_view kRights =

@@ -1,5 +1,7 @@
 #include "ExitStatus.h"
 
+#include "frame/NvmeStatus.h"
+
 namespace MorvuTool {
 namespace {
 
@@ -27,6 +29,11 @@ constexpr ExitRange kExitRanges[] = {
 int ToExitStatus(StatusCode code, StatusCode sideResult) {
   const bool isGood = code == Morvu::Status::Completed || code == Morvu::Status::FirmwareCurrent;
   if (isGood) code = sideResult;
+  if (const auto status = Morvu::ToNvmeStatus(code)) {
+    // The number goes out as it is, where it does not read as a good end.
+    const bool isTold = *status > 0 && *status <= 255 && *status != Morvu::Status::FirmwareCurrent;
+    return isTold ? *status : kExitUnknown;
+  }
   if (code < 0) return kExitOsError;
   if (code <= 255) return code;
   for (const auto& range : kExitRanges) {

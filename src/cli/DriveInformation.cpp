@@ -29,6 +29,8 @@ constexpr std::string_view kUnreachable =
 // A vendor feature of Morvu drives.
 constexpr std::uint8_t kNativeMaxFeature = 0xC2;
 
+constexpr std::size_t kLargestSector = 65536;
+
 struct PhyConfigText {
   std::uint64_t value;
   std::string_view text;
@@ -61,26 +63,24 @@ std::string TwoPlaces(double value) {
 
 // READ NATIVE MAX ADDRESS EXT, or its 28-bit form (ACS-2, 7.33 and 7.32), answers
 // in the LBA registers.
-std::optional<std::uint64_t> ReadNativeMax(CommandSet_ATA& ata, const Device& drive) {
-  std::array<std::uint8_t, 512> data{};
-  const auto& registers = drive.GetPath().GetReceivedBuffer();
-  if (ata.ataReadNativeMaxAddressExt(data) == Status::Completed) {
-    return ReadLittle(registers, 2, 3) | ReadLittle(registers, 10, 3) << 24;
-  }
-  if (ata.ataReadNativeMaxAddress(data) == Status::Completed) {
-    return ReadLittle(registers, 2, 3) | std::uint64_t{registers[5] & 0x0Fu} << 24;
+std::optional<std::uint64_t> ReadNativeMax(CommandSet_ATA& ata) {
+  if (ata.ataReadNativeMaxAddressExt() == Status::Completed) return ata.GetAnswer().lba;
+  if (ata.ataReadNativeMaxAddress() == Status::Completed) {
+    constexpr std::uint64_t kOrMore = 0xFFFFFFF;  // the drive has more than 28 bits tell
+    const auto& answer = ata.GetAnswer();
+    const auto last = answer.lba | (answer.device & std::uint64_t{0x0F}) << 24;
+    if (last != kOrMore) return last;
   }
   // A drive may take the next SET MAX for the second half of the pair; any other
   // command ends that.
+  std::array<std::uint8_t, kLargestSector> data;
   [[maybe_unused]] const auto unexamined = ata.ataReadDma(data, 0, 1);
   return std::nullopt;
 }
 
 std::optional<std::uint64_t> ReadNativeMax(CommandSet_NVME& nvme, const Device& drive) {
   std::array<std::uint8_t, 64> data{};
-  DeviceManagement::NvmeCompletion completion;
-  const auto result =
-      nvme.nvmeGetFeatures(kNativeMaxFeature, 0, 0, data.size() / 4, completion, data);
+  const auto result = nvme.nvmeGetFeatures(kNativeMaxFeature, 0, data.size() / 4, data);
   const auto value = ReadLittle64(data, 0);
   if (result != Status::Completed || value == 0) return std::nullopt;
   // The value counts blocks of 512 bytes.
@@ -89,7 +89,7 @@ std::optional<std::uint64_t> ReadNativeMax(CommandSet_NVME& nvme, const Device& 
 
 std::optional<std::uint64_t> ReadNativeMax(const Device& drive) {
   if (auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata)) {
-    return ReadNativeMax(*ata, drive);
+    return ReadNativeMax(*ata);
   }
   if (auto* nvme = drive.GetCommandSetAs<CommandSet_NVME>(Protocol::Nvme)) {
     return ReadNativeMax(*nvme, drive);

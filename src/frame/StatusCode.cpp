@@ -4,6 +4,8 @@
 #include <iterator>
 #include <string_view>
 
+#include "frame/NvmeStatus.h"
+
 // Where the texts send a user who needs help.
 #define MORVU_SUPPORT_SITE "https://support.morvu.example/ssd"
 
@@ -27,6 +29,7 @@ static_assert(std::ranges::adjacent_find(kStatusTexts, std::ranges::greater_equa
 }  // namespace
 
 std::string GetStatusText(StatusCode code) {
+  if (ToNvmeStatus(code)) return DescribeNvmeStatus(code);
   if (code < 0) return "OS Error: " + std::to_string(code);
   const auto row = std::ranges::lower_bound(kStatusTexts, code, {}, &StatusText::code);
   if (row == std::end(kStatusTexts) || row->code != code) {

@@ -170,7 +170,7 @@ inline constexpr StatusCode NoFirmware = MORVU_STATUS_NO_FIRMWARE;
 inline constexpr StatusCode SelfTestUnsupported = MORVU_STATUS_SELF_TEST_UNSUPPORTED;
 }  // namespace Status
 
-// The text of a code for a person. Every number has one.
+// The text of a code for a person. Every number has one, and so has an NVMe status.
 std::string GetStatusText(StatusCode code);
 
 }  // namespace Morvu

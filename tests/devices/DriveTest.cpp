@@ -18,8 +18,13 @@ using testing::HasSubstr;
 // Answers without a node behind it.
 class AnsweringPath : public CommandPath {
  public:
-  using CommandPath::CommandPath;
+  explicit AnsweringPath(std::string path)
+      : CommandPath(std::move(path), "None", "None", std::chrono::seconds(5)) {}
   bool TestDevice() override { return true; }
+  std::unique_ptr<CommandPath> Clone() const override { return nullptr; }
+
+ protected:
+  DeviceManagement::Outcome SendOpcodeCore(const DeviceManagement::Command&) override { return {}; }
 };
 
 TEST(DriveTest, AnUnknownDriveIsHealthyAndHasNoSize) {
@@ -61,12 +66,12 @@ TEST(DriveTest, ACloneHasItsOwnOpenPathAndContent) {
   manager.Scan({.identify = true});
 
   for (auto* drive : manager.GetDrives()) {
-    drive->SetTimeout(77);
+    drive->SetTimeout(std::chrono::seconds(77));
     const auto clone = drive->Clone();
     EXPECT_TRUE(clone->GetPath().IsOpen());
     EXPECT_NE(drive->GetPath().GetHandle(), clone->GetPath().GetHandle());
     EXPECT_EQ(drive->GetPath().GetDevicePath(), clone->GetPath().GetDevicePath());
-    EXPECT_NE(77u, clone->GetTimeout());
+    EXPECT_NE(std::chrono::seconds(77), clone->GetTimeout());
     for (const auto protocol : {Protocol::Ata, Protocol::Nvme}) {
       ASSERT_EQ(drive->HasCommandSet(protocol), clone->HasCommandSet(protocol));
       if (!drive->HasCommandSet(protocol)) continue;

@@ -19,17 +19,22 @@ using namespace Morvu::DeviceManagement;
 class AnsweringPath : public CommandPath {
  public:
   AnsweringPath(std::string_view protocol, std::uint8_t failures, ByteView answers)
-      : CommandPath("", protocol, "Fuzz", 5), failures_(failures), answers_(answers) {}
+      : CommandPath("", protocol, "Fuzz", std::chrono::seconds(5)),
+        failures_(failures),
+        answers_(answers) {}
 
  protected:
-  StatusCode SendOpcodeCore(ByteSpan, ByteSpan, std::uint8_t, ByteSpan data,
-                            std::uintptr_t) override {
+  bool TestDevice() override { return true; }
+  std::unique_ptr<CommandPath> Clone() const override { return nullptr; }
+  Outcome SendOpcodeCore(const Command& command) override {
     const bool fails = (failures_ & 1) != 0;
     failures_ = static_cast<std::uint8_t>(failures_ >> 1);
-    const auto given = answers_.first(std::min(data.size(), answers_.size()));
-    std::ranges::copy(given, data.begin());
+    const auto given = answers_.first(std::min(command.data.size(), answers_.size()));
+    std::ranges::copy(given, command.data.begin());
     answers_ = answers_.subspan(given.size());
-    return fails ? Status::AtaCommandFailed : Status::Completed;
+    Outcome outcome;
+    outcome.reached = fails ? Reached::Device : Reached::Done;
+    return outcome;
   }
 
  private:

@@ -1,6 +1,8 @@
 // Format: the settings, Format NVM, and the erases that stand in for it.
 #include <algorithm>
+#include <cerrno>
 
+#include "frame/NvmeStatus.h"
 #include "frame/Text.h"
 #include "operations/erase/Format.h"
 #include "support/EraseScene.h"
@@ -293,7 +295,7 @@ StatusCode LostAt(std::size_t index) {
 TEST(FormatFaults, EachNvmeCommandFails) {
   SweepFaults<NvmeDelete>(Fault::Fail().Times(1), [](NvmeDelete& scene, const SweptRun& run) {
     const bool isFormat = run.Met().Opcode() == kFormatNvm;
-    EXPECT_EQ(run.code, isFormat ? 6 : LostAt(run.index));  // 6: the drive's own status
+    EXPECT_EQ(run.code, isFormat ? FromNvmeStatus(6) : LostAt(run.index));
     EXPECT_TRUE(scene.IsUntouched());
     if (isFormat) {
       EXPECT_EQ(run.percents.back(), 100);
@@ -303,7 +305,7 @@ TEST(FormatFaults, EachNvmeCommandFails) {
 
 TEST(FormatFaults, TheNvmeDriveVanishes) {
   SweepFaults<NvmeDelete>(Fault::Vanish(), [](NvmeDelete& scene, const SweptRun& run) {
-    EXPECT_EQ(run.code, run.Met().Opcode() == kFormatNvm ? -1 : LostAt(run.index));
+    EXPECT_EQ(run.code, run.Met().Opcode() == kFormatNvm ? -ENODEV : LostAt(run.index));
     EXPECT_TRUE(scene.IsUntouched());
   });
 }

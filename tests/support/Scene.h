@@ -28,7 +28,9 @@ class DriveScene : public Scene {
 
   // The scan that finds the drive, identified, and the clone of it that a job works on.
   void Prepare() override;
-  std::uint32_t GetTimeout() const override { return device_ ? device_->GetTimeout() : 0; }
+  std::uint32_t GetTimeout() const override {
+    return device_ ? static_cast<std::uint32_t>(device_->GetTimeout().count()) : 0;
+  }
 
   // The drive of the scan; null before Prepare, and in scenes that prepare otherwise.
   DeviceManagement::Device* device() const { return device_.get(); }

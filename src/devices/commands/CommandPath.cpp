@@ -3,18 +3,16 @@
 #include <fcntl.h>
 #include <unistd.h>
 
-#include "devices/commands/CommandPath_ATA_SCSI.h"
-#include "devices/commands/CommandPath_NVME.h"
-#include "devices/commands/CommandPath_SCSI.h"
-#include "devices/properties/PropertyCatalogue.h"
-#include "devices/properties/PropertyList.h"
+#include <algorithm>
+#include <limits>
+
 #include "frame/Logger.h"
 #include "frame/Text.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
 
-constexpr std::uint32_t kDefaultTimeoutSeconds = 5;
+constexpr std::chrono::seconds kDefaultTimeout{5};
 
 std::string AsText(const CommandPath::Image& image) {
   std::string text;
@@ -25,28 +23,14 @@ std::string AsText(const CommandPath::Image& image) {
   return text;
 }
 
-bool IsNvmeNode(std::string_view path) {
-  return path.substr(path.rfind('/') + 1).starts_with("nvme");
-}
-
-template <typename Path>
-std::unique_ptr<CommandPath> TryPath(const std::string& devicePath) {
-  auto path = std::make_unique<Path>(devicePath);
-  if (!path->IsOpen() || !path->TestDevice()) return nullptr;
-  return path;
-}
-
 }  // namespace
 
-CommandPath::CommandPath(std::string devicePath)
-    : CommandPath(std::move(devicePath), Transport::None, "None", kDefaultTimeoutSeconds) {}
-
 CommandPath::CommandPath(std::string devicePath, std::string_view protocol,
-                         std::string_view description, std::uint32_t timeoutSeconds)
+                         std::string_view description, std::chrono::seconds timeout)
     : devicePath_(std::move(devicePath)),
       protocol_(protocol),
       description_(description),
-      timeoutSeconds_(timeoutSeconds) {
+      timeout_(timeout) {
   CommandPath::Open();
 }
 
@@ -66,23 +50,17 @@ StatusCode CommandPath::Close() {
   return result < 0 ? Status::CloseFailed : Status::Completed;
 }
 
-StatusCode CommandPath::SendOpcode(ByteSpan command, ByteSpan reply, std::uint8_t flags,
-                                   ByteSpan data, std::uintptr_t) {
-  const auto result = SendOpcodeCore(command, reply, flags, data, 0);
+StatusCode CommandPath::SendOpcode(const Command& command) {
+  outcome_ = SendOpcodeCore(command);
   LogCommand();
-  return result;
+  return ToStatus(outcome_);
 }
 
-StatusCode CommandPath::SendOpcodeCore(ByteSpan, ByteSpan, std::uint8_t, ByteSpan, std::uintptr_t) {
-  return Status::NotImplemented;
-}
-
-bool CommandPath::TestDevice() { return false; }
-
-std::unique_ptr<CommandPath> CommandPath::Clone() const {
-  auto clone = std::make_unique<CommandPath>(devicePath_);
-  CopyTo(*clone);
-  return clone;
+std::uint32_t CommandPath::GetTimeoutMs(const Command& command) const {
+  constexpr std::chrono::milliseconds kMost{std::numeric_limits<std::uint32_t>::max()};
+  const auto timeout = command.timeout.count() != 0 ? command.timeout : timeout_;
+  const bool fits = timeout < std::chrono::duration_cast<std::chrono::seconds>(kMost);
+  return static_cast<std::uint32_t>((fits ? std::chrono::milliseconds(timeout) : kMost).count());
 }
 
 void CommandPath::CopyTo(CommandPath& clone) const {
@@ -117,18 +95,17 @@ std::string HexDump(ByteView bytes) {
   return dump;
 }
 
-std::unique_ptr<CommandPath> CreateCommandPath(const PropertyList& properties) {
-  const auto devicePath = properties.GetString(Properties::DevicePath);
-  if (auto path = TryPath<CommandPath_ATA_SCSI>(devicePath)) return path;
-  if (auto path = TryPath<CommandPath_SCSI>(devicePath)) return path;
-  // Today's kernels refuse SG_IO on the nodes of NVMe drives.
-  if (IsNvmeNode(devicePath)) return TryPath<CommandPath_NVME>(devicePath);
-  return nullptr;
+CommandPath_Plain::CommandPath_Plain(std::string devicePath)
+    : CommandPath(std::move(devicePath), Transport::None, "None", kDefaultTimeout) {}
+
+std::unique_ptr<CommandPath> CommandPath_Plain::Clone() const {
+  auto clone = std::make_unique<CommandPath_Plain>(devicePath_);
+  CopyTo(*clone);
+  return clone;
 }
 
-std::unique_ptr<CommandPath> CreateBasePath(const PropertyList& properties, bool generic) {
-  if (!generic) return CreateCommandPath(properties);
-  return std::make_unique<CommandPath>(properties.GetString(Properties::DevicePath));
+Outcome CommandPath_Plain::SendOpcodeCore(const Command&) {
+  return NotSent(Status::NotImplemented);
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -2,12 +2,14 @@
 #pragma once
 
 #include <array>
+#include <chrono>
 #include <cstdint>
 #include <memory>
 #include <string>
 #include <string_view>
 
 #include "devices/commands/CommandRecords.h"
+#include "devices/commands/Outcome.h"
 #include "frame/Bytes.h"
 #include "frame/StatusCode.h"
 
@@ -36,7 +38,6 @@ class CommandPath {
   static constexpr std::size_t kImageSize = 64;
   using Image = std::array<std::uint8_t, kImageSize>;
 
-  explicit CommandPath(std::string devicePath);
   virtual ~CommandPath();
   CommandPath(const CommandPath&) = delete;
   CommandPath& operator=(const CommandPath&) = delete;
@@ -44,19 +45,16 @@ class CommandPath {
   virtual StatusCode Open();   // 0 or 4
   virtual StatusCode Close();  // 0 or 135
 
-  // Sends one command and logs what went out and came back. `command` is a task
-  // file, a CDB or an NVMe record, and `reply` the previous task file, a sense
-  // buffer or an NvmeCompletion; both are changed. `data` goes to the kernel as it
-  // is. Returns a status, a positive NVMe status or the negative result of ioctl.
-  StatusCode SendOpcode(ByteSpan command, ByteSpan reply, std::uint8_t flags, ByteSpan data,
-                        std::uintptr_t asyncMarker = 0);
+  // Sends one command, once, whatever interrupts it, and logs what went out and came
+  // back. GetOutcome tells what became of it, the code is ToStatus of that.
+  StatusCode SendOpcode(const Command& command);
+  // Of the last command.
+  const Outcome& GetOutcome() const { return outcome_; }
 
   // Whether a device of this path's kind answers.
-  virtual bool TestDevice();
-  virtual bool IsPathReady() const { return true; }
-  virtual bool IsDirectPath() const { return true; }
+  virtual bool TestDevice() = 0;
   // A new path of the same class on the same node, opened, with the default time-out.
-  virtual std::unique_ptr<CommandPath> Clone() const;
+  virtual std::unique_ptr<CommandPath> Clone() const = 0;
 
   bool IsOpen() const { return handle_ >= 0; }
   int GetHandle() const { return handle_; }  // -1 while closed
@@ -64,36 +62,34 @@ class CommandPath {
   const std::string& GetDevicePath() const { return devicePath_; }
   const std::string& GetProtocol() const { return protocol_; }
   const std::string& GetDescription() const { return description_; }
-  void SetDevicePath(std::string path) { devicePath_ = std::move(path); }
-  void SetProtocol(std::string_view protocol) { protocol_ = protocol; }
-  void SetDescription(std::string_view description) { description_ = description; }
 
-  std::uint32_t GetTimeout() const { return timeoutSeconds_; }
-  void SetTimeout(std::uint32_t seconds) { timeoutSeconds_ = seconds; }
-  std::int32_t GetLastOsError() const { return lastOsError_; }
+  // For commands that bring no time-out of their own.
+  std::chrono::seconds GetTimeout() const { return timeout_; }
+  void SetTimeout(std::chrono::seconds timeout) { timeout_ = timeout; }
+  // -errno of the last command's call, 0 when it did not fail.
+  std::int32_t GetLastOsError() const { return -outcome_.osError; }
+  // Of the last ATA command whose registers came back.
   bool GetDeviceFault() const { return deviceFault_; }
   void SetDeviceFault(bool fault) { deviceFault_ = fault; }
 
-  // Images of the last command and of the last reply.
+  // Images of the last command and of the last reply, for the log and for hosts: no
+  // code takes facts from them.
   const Image& GetSentBuffer() const { return sentBuffer_; }
   const Image& GetReceivedBuffer() const { return receivedBuffer_; }
-  // The last reply brought the upper halves of the ATA registers, or told that they
-  // are zero.
-  bool HasUpperRegisters() const { return hasUpperRegisters_; }
   // The 64 bytes as decimal numbers joined by "~".
   std::string GetSentAsText() const;
   std::string GetReceivedAsText() const;
 
  protected:
   CommandPath(std::string devicePath, std::string_view protocol, std::string_view description,
-              std::uint32_t timeoutSeconds);
+              std::chrono::seconds timeout);
 
-  // The transport. The base has none and returns 21.
-  virtual StatusCode SendOpcodeCore(ByteSpan command, ByteSpan reply, std::uint8_t flags,
-                                    ByteSpan data, std::uintptr_t asyncMarker);
-  virtual StatusCode SendOpcodeSecond() { return Status::NotImplemented; }
-  virtual StatusCode SendOpcodeThird() { return Status::NotImplemented; }
+  // The transport. Fills the images as well.
+  virtual Outcome SendOpcodeCore(const Command& command) = 0;
 
+  // The command's own time-out or the path's, in milliseconds, as much as the kernel's
+  // field holds.
+  std::uint32_t GetTimeoutMs(const Command& command) const;
   // Copies protocol, description and device fault to a fresh clone.
   void CopyTo(CommandPath& clone) const;
 
@@ -103,17 +99,29 @@ class CommandPath {
   std::string description_;
   Image sentBuffer_{};
   Image receivedBuffer_{};
-  std::int32_t lastOsError_ = 0;
   bool deviceFault_ = false;
-  bool hasUpperRegisters_ = true;
-  std::uint32_t timeoutSeconds_;
+  std::chrono::seconds timeout_;
 
  private:
   void LogCommand() const;
+
+  Outcome outcome_;
 };
 
-// The path for a device's "DevicePath": ATA over SCSI if that answers, else SCSI,
-// else null.
+// A path to a node whose transport is not known: nothing can be sent (21).
+class CommandPath_Plain final : public CommandPath {
+ public:
+  explicit CommandPath_Plain(std::string devicePath);
+
+  bool TestDevice() override { return false; }
+  std::unique_ptr<CommandPath> Clone() const override;
+
+ protected:
+  Outcome SendOpcodeCore(const Command& command) override;
+};
+
+// The path for a device's "DevicePath": the first transport of the table that answers,
+// null when none does.
 std::unique_ptr<CommandPath> CreateCommandPath(const PropertyList& properties);
 // A plain path on the node with `generic`, else what CreateCommandPath gives.
 std::unique_ptr<CommandPath> CreateBasePath(const PropertyList& properties, bool generic);
@@ -121,11 +129,13 @@ std::unique_ptr<CommandPath> CreateBasePath(const PropertyList& properties, bool
 // 16 bytes a line: offset, hexadecimal bytes, the bytes as text.
 std::string HexDump(ByteView bytes);
 
-// Puts a path's time-out back when it goes out of scope.
+// Puts a path's time-out back when it goes out of scope: for a row of commands that the
+// drive may be slow with. A single command brings its own.
 class TimeoutGuard {
  public:
-  TimeoutGuard(CommandPath& path, std::uint32_t seconds) : path_(path), old_(path.GetTimeout()) {
-    path_.SetTimeout(seconds);
+  TimeoutGuard(CommandPath& path, std::chrono::seconds timeout)
+      : path_(path), old_(path.GetTimeout()) {
+    path_.SetTimeout(timeout);
   }
   ~TimeoutGuard() { path_.SetTimeout(old_); }
   TimeoutGuard(const TimeoutGuard&) = delete;
@@ -133,7 +143,7 @@ class TimeoutGuard {
 
  private:
   CommandPath& path_;
-  std::uint32_t old_;
+  std::chrono::seconds old_;
 };
 
 }  // namespace Morvu::DeviceManagement

@@ -3,8 +3,6 @@
 #include <algorithm>
 #include <array>
 
-#include "devices/commands/SenseData.h"
-
 namespace Morvu::DeviceManagement {
 namespace {
 
@@ -25,13 +23,8 @@ constexpr std::uint8_t kTransferOut = 0x26;
 constexpr std::uint8_t kTransferNone = 0x20;
 constexpr std::uint8_t kTransferIn = 0x2E;
 
-constexpr std::uint8_t kStatusError = 0x01;
-constexpr std::uint8_t kStatusDeviceFault = 0x20;
-constexpr std::uint8_t kStatusBusy = 0x80;
 constexpr std::uint8_t kErrorAbort = 0x04;
 constexpr std::uint8_t kNopRefused[] = {0x41, 0x51, 0x71};
-
-constexpr std::size_t kPreviousRegisters = 5;
 
 std::uint8_t ProtocolBits(std::uint8_t flags) {
   if (flags & kDma) return kProtocolDma;
@@ -62,7 +55,8 @@ std::array<std::uint8_t, 12> BuildCdb12(ByteView tf, std::uint8_t flags) {
           tf[Byte::Control]};
 }
 
-std::array<std::uint8_t, 16> BuildCdb16(ByteView tf, ByteView previous, std::uint8_t flags) {
+std::array<std::uint8_t, 16> BuildCdb16(ByteView tf, std::uint8_t flags) {
+  const auto previous = tf.subspan(Byte::Previous);
   const std::uint8_t lbaTop = flags & kNoData ? previous[Byte::LbaHigh] : 0;
   return {kPassThrough16,      static_cast<std::uint8_t>(kExtend | ProtocolBits(flags)),
           TransferBits(flags), previous[Byte::Features],
@@ -74,62 +68,44 @@ std::array<std::uint8_t, 16> BuildCdb16(ByteView tf, ByteView previous, std::uin
           tf[Byte::Command],   tf[Byte::Control]};
 }
 
-// Where one sense format keeps the registers.
-struct RegisterPlaces {
-  std::size_t error, count, lbaLow, device, status;
-};
-constexpr RegisterPlaces kFixedPlaces = {3, 6, 9, 5, 4};         // SAT-3, table 150
-constexpr RegisterPlaces kOldKernelPlaces = {8, 11, 17, 10, 9};  // Linux before 6.11
+// Linux looks at a PIO data-in command before its last data request is gone, and reports
+// it as aborted although all data has come. A time-out looks the same but for that bit.
+bool IsUnendedPioIn(const Command& command, const Outcome& outcome) {
+  const bool isPioIn = (command.flags & kRead) && !(command.flags & kDma);
+  return isPioIn && outcome.sense.key == SenseKey::AbortedCommand && outcome.sense.Is(0x00) &&
+         (outcome.registers.status & AtaStatus::DataRequest) != 0;
+}
 
-bool ReadDescriptorRegisters(ByteView sense, ByteSpan tf, ByteSpan previous) {
-  constexpr std::uint8_t kAtaStatusReturn = 0x09;
-  if (ReadByte(sense, 8) != kAtaStatusReturn || ReadByte(sense, 9) != 12) return false;
-  if (sense[10] & 1) {
+// Judges sense and registers of a command that a layer has answered.
+void JudgeAnswer(const Command& command, Outcome& outcome) {
+  constexpr std::uint8_t kFailed = AtaStatus::Error | AtaStatus::DeviceFault | AtaStatus::Busy;
+  auto& registers = outcome.registers;
+  const bool isRefused = registers.known != 0 && (registers.status & kFailed) != 0;
+  if (isRefused) {
+    outcome.reached = Reached::Device;
+  } else if (outcome.sense.TellsFailure() && !IsUnendedPioIn(command, outcome)) {
+    // Registers without an error are no answer to a command that failed.
+    registers = AtaAnswer();
+    outcome.reached = outcome.sense.IsLayersRefusal() ? Reached::Layer : Reached::Device;
+  }
+}
+
+void PutRegisters(const AtaAnswer& answer, ByteSpan image) {
+  const auto previous = image.subspan(Byte::Previous);
+  if (answer.Has(AtaAnswer::kLow)) {
+    image[Byte::Error] = answer.error;
+    image[Byte::Count] = static_cast<std::uint8_t>(answer.count);
+    image[Byte::LbaLow] = static_cast<std::uint8_t>(answer.lba);
+    image[Byte::Device] = answer.device;
+    image[Byte::Status] = answer.status;
+    image[Byte::Control] = 0;
+  }
+  if (answer.Has(AtaAnswer::kMiddle)) WriteLittle(answer.lba >> 8, Byte::LbaMid, 2, image);
+  if (answer.Has(AtaAnswer::kUpper)) {
     previous[Byte::Error] = 0;
-    for (std::size_t i = Byte::Count; i <= Byte::LbaHigh; ++i) previous[i] = sense[10 + 2 * i];
+    previous[Byte::Count] = static_cast<std::uint8_t>(answer.count >> 8);
+    WriteLittle(answer.lba >> 24, Byte::LbaLow, 3, previous);
   }
-  for (std::size_t i = Byte::Error; i <= Byte::LbaHigh; ++i) tf[i] = sense[11 + 2 * i];
-  tf[Byte::Device] = sense[20];
-  tf[Byte::Status] = sense[21];
-  return true;
-}
-
-bool ReadFixedRegisters(ByteView bytes, const Sense& sense, ByteSpan tf, ByteSpan previous) {
-  if (!sense.IsFixed()) return false;
-  // The SCSI layer's own refusal: no ATA device has answered.
-  if (sense.IsIllegalRequest(kInvalidOpcode) || sense.IsIllegalRequest(kInvalidFieldInCdb)) {
-    return false;
-  }
-  const bool standard = bytes[kFixedPlaces.status] != 0;
-  const auto& places = standard ? kFixedPlaces : kOldKernelPlaces;
-  if (bytes[places.status] == 0) return false;
-  tf[Byte::Error] = bytes[places.error];
-  tf[Byte::Count] = bytes[places.count];
-  tf[Byte::LbaLow] = bytes[places.lbaLow];
-  if (standard) {
-    tf[Byte::LbaMid] = bytes[places.lbaLow + 1];
-    tf[Byte::LbaHigh] = bytes[places.lbaLow + 2];
-    constexpr std::uint8_t kExtendFlag = 0x80;
-    if (bytes[8] & kExtendFlag) previous[Byte::Error] = 0;
-  }
-  tf[Byte::Device] = bytes[places.device];
-  tf[Byte::Status] = bytes[places.status];
-  return true;
-}
-
-// Whether the sense brought the upper halves of the registers, or says that they are 0.
-bool TellsUpperRegisters(ByteView bytes) {
-  if (!ReadSense(bytes).IsFixed()) return (ReadByte(bytes, 10) & 1) != 0;
-  constexpr std::uint8_t kUpperNonzero = 0x60;  // SAT-3, table 151: of the count, of the LBA
-  return bytes[kFixedPlaces.status] != 0 && (bytes[8] & kUpperNonzero) == 0;
-}
-
-// False when the sense holds no registers; the records then stay as they were.
-bool ReadRegisters(ByteView bytes, ByteSpan tf, ByteSpan previous) {
-  const bool found = ReadDescriptorRegisters(bytes, tf, previous) ||
-                     ReadFixedRegisters(bytes, ReadSense(bytes), tf, previous);
-  if (found) tf[Byte::Control] = 0;
-  return found;
 }
 
 }  // namespace
@@ -145,47 +121,39 @@ std::unique_ptr<CommandPath> CommandPath_ATA_SCSI::Clone() const {
 
 bool CommandPath_ATA_SCSI::TestDevice() {
   // Every ATA device refuses NOP, and this refusal proves that one answers.
-  TaskFile tf{};
-  TaskFilePrevious previous{};
+  const TaskFile nop{};
   std::array<std::uint8_t, 512> data{};
-  const auto result = SendOpcode(tf, previous, kRead, data);
-  if (result != Status::Completed && result != Status::AtaCommandFailed) return false;
-  return std::ranges::find(kNopRefused, tf[Byte::Status]) != std::end(kNopRefused) ||
-         tf[Byte::Error] == kErrorAbort;
+  SendOpcode({.record = nop, .flags = kRead, .data = data});
+  const auto& registers = GetOutcome().registers;
+  if (!registers.Has(AtaAnswer::kLow)) return false;
+  return std::ranges::find(kNopRefused, registers.status) != std::end(kNopRefused) ||
+         registers.error == kErrorAbort;
 }
 
-StatusCode CommandPath_ATA_SCSI::SendOpcodeCore(ByteSpan command, ByteSpan reply,
-                                                std::uint8_t flags, ByteSpan data,
-                                                std::uintptr_t asyncMarker) {
-  if (command.size() < TaskFile().size() || reply.size() < kPreviousRegisters) {
-    return Status::BufferTooSmall;
+Outcome CommandPath_ATA_SCSI::SendOpcodeCore(const Command& command) {
+  if (command.record.size() != sizeof(TaskFile)) return NotSent(Status::BufferTooSmall);
+  const bool isExtended = (command.flags & kExt48) != 0;
+  const auto cdb16 = BuildCdb16(command.record, command.flags);
+  const auto cdb12 = BuildCdb12(command.record, command.flags);
+  const auto reply = CallSgIo(isExtended ? ByteView(cdb16) : ByteView(cdb12), command);
+  auto outcome = BeginOutcome(reply, CommandKind::Ata);
+  if (outcome.reached == Reached::Done) {
+    outcome.registers = ReadAtaRegisters(reply.GetSense(), isExtended);
+    JudgeAnswer(command, outcome);
   }
-  const auto keep = [&](Image& image) {
-    image.fill(0);
-    std::ranges::copy(command.first(8), image.begin());
-    std::ranges::copy(reply.first(std::min<std::size_t>(reply.size(), 8)), image.begin() + 8);
-  };
+  CheckLength(command, outcome);
+  KeepImages(command.record, outcome.registers);
+  if (outcome.registers.Has(AtaAnswer::kLow)) {
+    deviceFault_ = (outcome.registers.status & AtaStatus::DeviceFault) != 0;
+  }
+  return outcome;
+}
 
-  Image sent;
-  keep(sent);
-  SenseBuffer sense{};
-  StatusCode result;
-  if (flags & kExt48) {
-    auto cdb = BuildCdb16(command, reply, flags);
-    result = SendCdb(cdb, sense, flags, data, asyncMarker);
-  } else {
-    auto cdb = BuildCdb12(command, flags);
-    result = SendCdb(cdb, sense, flags, data, asyncMarker);
-  }
-  sentBuffer_ = sent;
-  const bool answered = ReadRegisters(sense, command, reply);
-  hasUpperRegisters_ = answered && TellsUpperRegisters(sense);
-  keep(receivedBuffer_);
-  if (result != Status::Completed) return result;
-  if (!answered && ReadSense(sense).TellsFailure()) return Status::AtaCommandFailed;
-  const auto status = command[Byte::Status];
-  deviceFault_ = (status & kStatusDeviceFault) != 0;
-  return status & (kStatusError | kStatusBusy) ? Status::AtaCommandFailed : result;
+void CommandPath_ATA_SCSI::KeepImages(ByteView record, const AtaAnswer& answer) {
+  sentBuffer_.fill(0);
+  std::ranges::copy(record, sentBuffer_.begin());
+  receivedBuffer_ = sentBuffer_;
+  PutRegisters(answer, receivedBuffer_);
 }
 
 }  // namespace Morvu::DeviceManagement

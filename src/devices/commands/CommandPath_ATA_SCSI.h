@@ -4,12 +4,13 @@
 
 namespace Morvu::DeviceManagement {
 
-// Sends ATA commands in ATA PASS-THROUGH CDBs (SAT-3, 12.2). `command` is a
-// TaskFile, `reply` a TaskFilePrevious; both hold the device's registers afterwards.
+// Sends ATA commands in ATA PASS-THROUGH CDBs (SAT-3, 12.2). The record is a TaskFile;
+// any other length gives 141.
 //
-// The registers come back in descriptor sense (SAT-3, 12.2.6) or in fixed-format
-// sense; kernels before 6.11 put the latter in places of their own. Sense that is
-// not the ATA device's answer leaves the records as they went in.
+// CHECK CONDITION alone is no failure here, since ATA PASS-THROUGH hands the device's
+// registers back that way: in descriptor sense (SAT-3, 12.2.6) or in fixed-format sense,
+// which kernels before 6.11 lay out in their own way. Sense that is not the ATA device's
+// answer leaves the registers unknown.
 class CommandPath_ATA_SCSI : public CommandPath_SCSI {
  public:
   explicit CommandPath_ATA_SCSI(std::string devicePath);
@@ -18,8 +19,10 @@ class CommandPath_ATA_SCSI : public CommandPath_SCSI {
   std::unique_ptr<CommandPath> Clone() const override;
 
  protected:
-  StatusCode SendOpcodeCore(ByteSpan command, ByteSpan reply, std::uint8_t flags, ByteSpan data,
-                            std::uintptr_t asyncMarker) override;
+  Outcome SendOpcodeCore(const Command& command) override;
+
+ private:
+  void KeepImages(ByteView record, const AtaAnswer& answer);
 };
 
 }  // namespace Morvu::DeviceManagement

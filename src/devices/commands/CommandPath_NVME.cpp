@@ -5,9 +5,11 @@
 
 #include <algorithm>
 #include <array>
+#include <cerrno>
 #include <cstddef>
 #include <cstring>
 
+#include "frame/BlockedSignals.h"
 #include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {
@@ -19,13 +21,21 @@ static_assert(sizeof(nvme_user_io) == (sizeof(void*) == 4 ? 44 : 48));
 static_assert(NVME_IOCTL_ADMIN_CMD == 0xC0484E41);
 static_assert(NVME_IOCTL_SUBMIT_IO == (sizeof(void*) == 4 ? 0x402C4E42 : 0x40304E42));
 
+constexpr std::chrono::seconds kNvmeTimeout{60};
+
 constexpr std::uint8_t kIdentify = 0x06;
 constexpr std::uint32_t kIdentifyController = 1;
 constexpr std::size_t kIdentifySize = 4096;
+
+// The status field of a completion as the kernel returns it (NVMe 1.0, figure 16).
 constexpr std::uint32_t kStatusMask = 0x7FF;
+constexpr std::uint32_t kMoreBit = 1 << 13;
+constexpr std::uint32_t kDoNotRetryBit = 1 << 14;
 constexpr int kStatusShift = 17;
 
-std::uint64_t Address(ByteSpan data) { return reinterpret_cast<std::uintptr_t>(data.data()); }
+std::uint64_t Address(ByteSpan data) {
+  return data.empty() ? 0 : reinterpret_cast<std::uintptr_t>(data.data());
+}
 
 // Copies whole dwords of a record to dwords of an image.
 void CopyDwords(ByteView record, std::size_t from, ByteSpan image, std::size_t to,
@@ -33,10 +43,15 @@ void CopyDwords(ByteView record, std::size_t from, ByteSpan image, std::size_t t
   std::ranges::copy(record.subspan(from * 4, count * 4), image.begin() + to * 4);
 }
 
+template <typename Record>
+ByteView BytesOf(const Record& record) {
+  return {reinterpret_cast<const std::uint8_t*>(&record), sizeof record};
+}
+
 }  // namespace
 
 CommandPath_NVME::CommandPath_NVME(std::string devicePath)
-    : CommandPath(std::move(devicePath), Transport::Nvme, "NVMe", 60) {}
+    : CommandPath(std::move(devicePath), Transport::Nvme, "NVMe", kNvmeTimeout) {}
 
 std::unique_ptr<CommandPath> CommandPath_NVME::Clone() const {
   auto clone = std::make_unique<CommandPath_NVME>(devicePath_);
@@ -52,66 +67,88 @@ bool CommandPath_NVME::TestDevice() {
   command.cdw10 = kIdentifyController;
   command.addr = Address(data);
   command.data_len = kIdentifySize;
+  const BlockedSignals blocked;
   return ioctl(handle_, NVME_IOCTL_ADMIN_CMD, &command) == 0;
 }
 
-StatusCode CommandPath_NVME::SendOpcodeCore(ByteSpan command, ByteSpan reply, std::uint8_t,
-                                            ByteSpan data, std::uintptr_t) {
-  NvmeCompletion completion;
-  const ByteSpan image(reinterpret_cast<std::uint8_t*>(&completion), sizeof completion);
-  StatusCode result;
-  if (command.size() == sizeof(nvme_admin_cmd)) {
-    result = SendAdmin(command, data, image);
-  } else if (command.size() == sizeof(nvme_user_io)) {
-    result = SendIo(command, data, image);
-  } else {
-    return Status::BufferTooSmall;
-  }
-  receivedBuffer_.fill(0);
-  std::ranges::copy(image, receivedBuffer_.begin());
-  std::copy_n(image.begin(), std::min(image.size(), reply.size()), reply.begin());
-  return result;
+std::optional<std::uint32_t> CommandPath_NVME::ReadNamespace() const {
+  const int identifier = ioctl(handle_, NVME_IOCTL_ID, nullptr);
+  if (identifier <= 0) return std::nullopt;
+  return static_cast<std::uint32_t>(identifier);
 }
 
-StatusCode CommandPath_NVME::SendAdmin(ByteSpan command, ByteSpan data, ByteSpan completion) {
-  WriteLittle64(Address(data), offsetof(nvme_admin_cmd, addr), command);
-  WriteLittle32(static_cast<std::uint32_t>(data.size()), offsetof(nvme_admin_cmd, data_len),
-                command);
-  // The submission queue entry (NVMe 1.0, figure 6), as far as the record has it.
-  sentBuffer_.fill(0);
-  CopyDwords(command, 0, sentBuffer_, 0, 8);
-  WriteLittle16(0, 2, sentBuffer_);
-  CopyDwords(command, 10, sentBuffer_, 10, 6);
+Outcome CommandPath_NVME::SendOpcodeCore(const Command& command) {
+  if (command.record.size() == sizeof(nvme_admin_cmd)) return SendAdmin(command);
+  if (command.record.size() == sizeof(nvme_user_io)) return SendIo(command);
+  return NotSent(Status::BufferTooSmall);
+}
 
+Outcome CommandPath_NVME::SendAdmin(const Command& command) {
   nvme_admin_cmd record;
-  std::memcpy(&record, command.data(), sizeof record);
-  const int result = ioctl(handle_, NVME_IOCTL_ADMIN_CMD, &record);
-  std::memcpy(command.data(), &record, sizeof record);
-  return Finish(result, record.result, record.rsvd1, completion);
-}
-
-StatusCode CommandPath_NVME::SendIo(ByteSpan command, ByteSpan data, ByteSpan completion) {
-  WriteLittle64(Address(data), offsetof(nvme_user_io, addr), command);
+  std::memcpy(&record, command.record.data(), sizeof record);
+  record.addr = Address(command.data);
+  record.data_len = static_cast<std::uint32_t>(command.data.size());
+  if (command.timeout.count() != 0) record.timeout_ms = GetTimeoutMs(command);
+  // The submission queue entry (NVMe 1.0, figure 6), as far as the record has it.
+  const auto bytes = BytesOf(record);
   sentBuffer_.fill(0);
-  CopyDwords(command, 0, sentBuffer_, 0, 1);
+  CopyDwords(bytes, 0, sentBuffer_, 0, 8);
   WriteLittle16(0, 2, sentBuffer_);
-  CopyDwords(command, 2, sentBuffer_, 4, 4);
+  CopyDwords(bytes, 10, sentBuffer_, 10, 6);
 
-  nvme_user_io record;
-  std::memcpy(&record, command.data(), sizeof record);
-  return Finish(ioctl(handle_, NVME_IOCTL_SUBMIT_IO, &record), 0, 0, completion);
+  auto outcome = Call(NVME_IOCTL_ADMIN_CMD, &record);
+  outcome.nvmeResult = record.result;
+  KeepCompletion(outcome, record.rsvd1);
+  return outcome;
 }
 
-StatusCode CommandPath_NVME::Finish(int result, std::uint32_t dword0, std::uint32_t dword1,
-                                    ByteSpan completion) {
-  lastOsError_ = std::min(result, 0);
-  if (result < 0) {
-    MORVU_LOG(kLogError, "SendOpcodeCore", "ioctl failed: " + std::to_string(result));
+Outcome CommandPath_NVME::SendIo(const Command& command) {
+  nvme_user_io record;
+  std::memcpy(&record, command.record.data(), sizeof record);
+  record.addr = Address(command.data);
+  const auto bytes = BytesOf(record);
+  sentBuffer_.fill(0);
+  CopyDwords(bytes, 0, sentBuffer_, 0, 1);
+  WriteLittle16(0, 2, sentBuffer_);
+  CopyDwords(bytes, 2, sentBuffer_, 4, 4);
+
+  const auto outcome = Call(NVME_IOCTL_SUBMIT_IO, &record);
+  KeepCompletion(outcome, 0);
+  return outcome;
+}
+
+Outcome CommandPath_NVME::Call(unsigned long request, void* record) {
+  Outcome outcome;
+  outcome.kind = CommandKind::Nvme;
+  int result = 0;
+  {
+    const BlockedSignals blocked;
+    // EINTR also ends a command that the kernel gave up on: the controller may have
+    // carried it out, so it is not sent again.
+    result = ioctl(handle_, request, record);
+    if (result < 0) outcome.osError = errno;
   }
-  WriteLittle32(dword0, 0, completion);
-  WriteLittle32(dword1, 4, completion);
-  WriteLittle32((static_cast<std::uint32_t>(result) & kStatusMask) << kStatusShift, 12, completion);
-  return result;
+  if (result < 0) {
+    outcome.reached = Reached::CallFailed;
+    MORVU_LOG(kLogError, "SendOpcodeCore", "ioctl failed: " + std::to_string(-outcome.osError));
+    return outcome;
+  }
+  const auto status = static_cast<std::uint32_t>(result);
+  outcome.reached = status == 0 ? Reached::Done : Reached::Device;
+  outcome.nvmeStatus = static_cast<std::uint16_t>(status & kStatusMask);
+  outcome.more = (status & kMoreBit) != 0;
+  outcome.doNotRetry = (status & kDoNotRetryBit) != 0;
+  return outcome;
+}
+
+void CommandPath_NVME::KeepCompletion(const Outcome& outcome, std::uint32_t dword1) {
+  const bool isCallsFailure = outcome.reached == Reached::CallFailed;
+  const auto status =
+      isCallsFailure ? static_cast<std::uint32_t>(-outcome.osError) : outcome.nvmeStatus;
+  receivedBuffer_.fill(0);
+  WriteLittle32(outcome.nvmeResult, 0, receivedBuffer_);
+  WriteLittle32(dword1, 4, receivedBuffer_);
+  WriteLittle32((status & kStatusMask) << kStatusShift, 12, receivedBuffer_);
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -1,31 +1,32 @@
 // The records in which commands travel: the ATA registers, the flag byte, the NVMe
-// admin and I/O records, the made-up NVMe completion.
+// admin and I/O records, and the form in which a path takes any of them.
 #pragma once
 
 #include <array>
+#include <chrono>
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/Bytes.h"
 
 namespace Morvu::DeviceManagement {
 
-// ATA registers of one command (ACS-3, 48-bit feature set: the "current" bytes).
-// After the command byte 0 is Error and byte 6 is Status.
-using TaskFile = std::array<std::uint8_t, 8>;
-// The "previous" bytes: the upper halves of Features, Count and LBA; bytes 5 to 7 unused.
-using TaskFilePrevious = std::array<std::uint8_t, 8>;
+// The registers of one ATA command (ACS-3): the "current" bytes, behind them the
+// "previous" ones, the upper halves of Features, Count and LBA.
+using TaskFile = std::array<std::uint8_t, 16>;
 
 namespace TaskFileByte {
 inline constexpr std::size_t Features = 0;
-inline constexpr std::size_t Error = 0;
+inline constexpr std::size_t Error = 0;  // in the image of an answer
 inline constexpr std::size_t Count = 1;
 inline constexpr std::size_t LbaLow = 2;
 inline constexpr std::size_t LbaMid = 3;
 inline constexpr std::size_t LbaHigh = 4;
 inline constexpr std::size_t Device = 5;
 inline constexpr std::size_t Command = 6;
-inline constexpr std::size_t Status = 6;
+inline constexpr std::size_t Status = 6;  // in the image of an answer
 inline constexpr std::size_t Control = 7;
+inline constexpr std::size_t Previous = 8;  // added to Features, Count and the LBA bytes
 }  // namespace TaskFileByte
 
 // How a command moves its data; the bits combine.
@@ -37,8 +38,6 @@ enum CommandFlags : std::uint8_t {
   kExt48 = 0x20,       // 48-bit ATA command
   kDiagnostic = 0x80,  // ATA protocol device diagnostic
 };
-
-using SenseBuffer = std::array<std::uint8_t, 32>;
 
 // The kernel's struct nvme_admin_cmd, little-endian (<linux/nvme_ioctl.h>).
 struct NvmeAdminCommand {
@@ -63,11 +62,13 @@ struct NvmeAdminCommand {
 };
 static_assert(sizeof(NvmeAdminCommand) == 72);
 
-// What a path makes of the kernel's answer, in the shape of a completion queue
-// entry: dword 0 the result, dword 3 the status code in bits 27:17.
-struct NvmeCompletion {
-  std::array<std::uint32_t, 4> dwords{};
+// A command as a path takes it.
+struct Command {
+  ByteView record{};                // a TaskFile, a CDB or an NVMe record, as the path has it
+  std::uint8_t flags = 0;           // CommandFlags
+  ByteSpan data{};                  // goes to the kernel as it is
+  std::size_t least = 0;            // bytes that a read must bring
+  std::chrono::seconds timeout{0};  // 0: the path's own
 };
-static_assert(sizeof(NvmeCompletion) == 16);
 
 }  // namespace Morvu::DeviceManagement

@@ -44,18 +44,15 @@ class CommandSet {
   virtual std::unique_ptr<CommandSet> Clone(const PropertyList& properties,
                                             CommandPath& path) const = 0;
 
-  // Sends `blockCount` sectors of the device's "SectorSize" (0 without that
-  // property), and never more than `data` holds. Returns the path's result.
-  StatusCode Send(ByteSpan command, ByteSpan reply, std::uint8_t flags, ByteSpan data,
-                  std::uint32_t blockCount, std::uintptr_t asyncMarker = 0);
-
  protected:
   CommandSet(const PropertyList& properties, CommandPath& path, std::string_view name)
       : properties_(&properties), path_(&path), name_(name) {}
 
-  // Called by Send with its own arguments before the command goes out.
-  virtual void RecordCommand(ByteView command, ByteView reply, std::uint8_t flags, ByteView data,
-                             std::uint32_t blockCount);
+  // Sends a command; one that `changesNothing` once more when the drive had something to
+  // tell first (UNIT ATTENTION) and so has not carried it out.
+  StatusCode Deliver(const Command& command, bool changesNothing);
+  // The device's "SectorSize" in bytes, 0 without that property.
+  std::uint32_t GetSectorSize() const;
 
   const PropertyList* properties_;
   CommandPath* path_;

@@ -10,8 +10,8 @@ namespace Morvu::DeviceManagement {
 namespace {
 
 constexpr std::size_t kIdentifySize = 4096;
-constexpr std::uint32_t kNamespace = 0;  // values of CNS
-constexpr std::uint32_t kController = 1;
+constexpr std::uint8_t kNamespace = 0;  // values of CNS
+constexpr std::uint8_t kController = 1;
 
 struct TextRow {
   const PropertyEntry* entry;
@@ -72,14 +72,13 @@ bool DeviceIdentification_NVME::Identify() {
   DetectProduct();
   auto* nvme = device_->GetCommandSetAs<CommandSet_NVME>(Protocol::Nvme);
   if (nvme == nullptr) return false;
-  NvmeCompletion completion;
   std::vector<std::uint8_t> controller(kIdentifySize);
-  if (nvme->nvmeIdentify(kController, 0, completion, controller) != Status::Completed) return false;
+  if (nvme->nvmeIdentify(kController, 0, controller) != Status::Completed) return false;
 
   const auto nsid =
       static_cast<std::uint32_t>(device_->GetProperties().GetSigned(Properties::Lun) + 1);
   std::vector<std::uint8_t> space(kIdentifySize);
-  if (nvme->nvmeIdentify(kNamespace, nsid, completion, space) == Status::Completed) {
+  if (nvme->nvmeIdentify(kNamespace, nsid, space) == Status::Completed) {
     PutNamespace(space);
   }
   for (const auto& row : kControllerTexts) {

@@ -41,7 +41,7 @@ bool DeviceIdentification_SCSI::Identify() {
 bool DeviceIdentification_SCSI::ReadInquiry(CommandSet_SCSI& scsi) {
   constexpr std::uint8_t kAllocation = 255;
   Block data{};
-  if (scsi.scsiInquiry(data, false, 0, kAllocation, 1) != Status::Completed) return false;
+  if (scsi.scsiInquiry(data, kAllocation) != Status::Completed) return false;
   for (const auto& row : kInquiryTexts) {
     device_->AddProperty(*row.entry, ReadText(data, row.offset, row.length));
   }
@@ -56,7 +56,7 @@ bool DeviceIdentification_SCSI::ReadCapacity(CommandSet_SCSI& scsi) {
   auto sectorSize = ReadBig(data, 4, 4);
   if (last == kMore) {
     data.fill(0);
-    if (scsi.scsiReadCapacity16(data, 0, 32, false, 1) == Status::Completed) {
+    if (scsi.scsiReadCapacity16(data, 32) == Status::Completed) {
       last = ReadBig(data, 0, 8);
       sectorSize = ReadBig(data, 8, 4);
     }

@@ -4,7 +4,7 @@
 
 namespace Morvu::DeviceManagement {
 
-Device::Device(DeviceKind kind) : path_(std::make_unique<CommandPath>("")), kind_(kind) {
+Device::Device(DeviceKind kind) : path_(std::make_unique<CommandPath_Plain>("")), kind_(kind) {
   AddProperty(Properties::Index, -1);
 }
 
@@ -49,7 +49,11 @@ void Device::AddCommandSet(std::unique_ptr<CommandSet> set) {
 
 void Device::SetPath(std::unique_ptr<CommandPath> path) {
   commandSets_.clear();
-  path_ = path != nullptr ? std::move(path) : std::make_unique<CommandPath>("");
+  path_ = path != nullptr ? std::move(path) : std::make_unique<CommandPath_Plain>("");
+}
+
+CommandPath& Device::GetCommandPath() const {
+  return commandSets_.empty() ? *path_ : commandSets_.begin()->second->GetPath();
 }
 
 std::uint32_t Device::GetPartitionId(const Partition& partition) const {

@@ -72,15 +72,20 @@ class Device : public std::enable_shared_from_this<Device> {
   // The old path goes; the command sets on it go with it.
   void SetPath(std::unique_ptr<CommandPath> path);
 
-  // ---- The path's own ----
-  // The time-out, in seconds.
-  void SetTimeout(std::uint32_t seconds) { path_->SetTimeout(seconds); }
-  std::uint32_t GetTimeout() const { return path_->GetTimeout(); }
-  std::int32_t GetLastOsError() const { return path_->GetLastOsError(); }
-  const CommandPath::Image& GetSentBuffer() const { return path_->GetSentBuffer(); }
-  const CommandPath::Image& GetReceivedBuffer() const { return path_->GetReceivedBuffer(); }
-  std::string GetSentAsText() const { return path_->GetSentAsText(); }
-  std::string GetReceivedAsText() const { return path_->GetReceivedAsText(); }
+  // The path by which the device's commands go: that of its command set, which for an
+  // NVMe drive is one of its own on the controller.
+  CommandPath& GetCommandPath() const;
+
+  // ---- That path's own ----
+  void SetTimeout(std::chrono::seconds timeout) { GetCommandPath().SetTimeout(timeout); }
+  std::chrono::seconds GetTimeout() const { return GetCommandPath().GetTimeout(); }
+  std::int32_t GetLastOsError() const { return GetCommandPath().GetLastOsError(); }
+  const CommandPath::Image& GetSentBuffer() const { return GetCommandPath().GetSentBuffer(); }
+  const CommandPath::Image& GetReceivedBuffer() const {
+    return GetCommandPath().GetReceivedBuffer();
+  }
+  std::string GetSentAsText() const { return GetCommandPath().GetSentAsText(); }
+  std::string GetReceivedAsText() const { return GetCommandPath().GetReceivedAsText(); }
   const std::string& GetPathName() const { return path_->GetDescription(); }
 
   std::vector<Partition>& GetPartitions() { return partitions_; }

@@ -1,6 +1,7 @@
 #include "messaging/features/CimClass.h"
 
 #include "devices/model/Device.h"
+#include "frame/NvmeStatus.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 
@@ -71,7 +72,7 @@ std::unique_ptr<Object> BuildMethodObject(const MethodDescription& description) 
 void AddStatusList(Object& method, StatusCode status) {
   auto property = std::make_unique<Property>();
   property->SetAttribute("type", "uint8");
-  property->value = std::to_string(status);
+  property->value = std::to_string(ToToldNumber(status));
   auto object = std::make_unique<Object>();
   object->AddProperty(std::move(property));
   auto list = std::make_unique<XmlMessaging::List>();

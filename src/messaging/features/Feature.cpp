@@ -1,7 +1,5 @@
 #include "messaging/features/Feature.h"
 
-#include <array>
-
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/commands/CommandSet_SCSI.h"
@@ -13,11 +11,6 @@
 namespace Morvu {
 
 using namespace DeviceManagement;
-
-namespace {
-constexpr std::uint32_t kStandbyTimeoutSeconds = 20;
-constexpr std::size_t kSectorSize = 512;
-}  // namespace
 
 Feature::Feature(Device* device, const ProgressReporter* reporter)
     : device_(device), osName_(GetOsName()), reporter_(reporter) {
@@ -89,10 +82,7 @@ void Feature::EndInitialize(StatusCode code) {
 }
 
 bool Function::StandbyImmediate() {
-  if (ata_ == nullptr) return false;
-  const TimeoutGuard timeout(device_->GetPath(), kStandbyTimeoutSeconds);
-  std::array<std::uint8_t, kSectorSize> sector{};
-  return ata_->ataStandbyImmediate(sector) == Status::Completed;
+  return ata_ != nullptr && ata_->ataStandbyImmediate() == Status::Completed;
 }
 
 }  // namespace Morvu

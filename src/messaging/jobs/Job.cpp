@@ -5,6 +5,7 @@
 #include <system_error>
 
 #include "frame/Logger.h"
+#include "frame/NvmeStatus.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/Feature.h"
@@ -233,7 +234,7 @@ std::unique_ptr<Object> Job::ToXmlObject() const {
       name_,
       std::to_string(progress.percent),
       std::to_string(isRunning ? kJobStateRunning : kJobStateCompleted),
-      std::to_string(progress.errorCode),
+      std::to_string(ToToldNumber(progress.errorCode)),
       ToTimeText(progress.startTime),
       ToDurationText(elapsed),
       ToDurationText(progress.timeBeforeRemoval),
@@ -241,6 +242,11 @@ std::unique_ptr<Object> Job::ToXmlObject() const {
   static_assert(std::size(texts) == std::size(kObjectProperties));
   auto object = DescribeXml();
   for (std::size_t i = 0; i < std::size(texts); ++i) object->properties[i]->value = texts[i];
+  // The number alone would read as the status code of the same number.
+  if (ToNvmeStatus(progress.errorCode)) {
+    auto& property = object->AddProperty("NVMeStatus", DescribeNvmeStatus(progress.errorCode));
+    property.SetAttribute("type", "string");
+  }
   return object;
 }
 

@@ -1,7 +1,6 @@
 #include "operations/erase/Sanitize.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 
 #include "devices/commands/CommandSet_ATA.h"
@@ -17,8 +16,6 @@ using XmlMessaging::Object;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
-
-using Sector = std::array<std::uint8_t, 512>;
 
 // The Count register of SANITIZE STATUS EXT (ACS-3, 7.36.8).
 constexpr std::uint16_t kInProgress = 0x4000;
@@ -157,20 +154,18 @@ std::int32_t Sanitize::Execute() {
 
 bool Sanitize::IsSanitizeFrozen() {
   if (ata_ == nullptr) return false;
-  Sector sector{};
-  ata_->ataSanitizeStatus(0, sector);
+  ata_->ataSanitizeStatus(0);
   return (ata_->GetAnswer().count & kFrozen) != 0;
 }
 
 StatusCode Sanitize::SanitizeProcess() {
-  Sector sector{};
   StatusCode result;
   if (crypto_) {
     MORVU_LOG(kLogInfo, "SanitizeProcess", "Sending Sanitize Crypto Scramble.");
-    result = ata_->ataSanitizeCryptoScramble(kFailureMode, sector);
+    result = ata_->ataSanitizeCryptoScramble(kFailureMode);
   } else {
     MORVU_LOG(kLogInfo, "SanitizeProcess", "Sending Sanitize Block Erase.");
-    result = ata_->ataSanitizeBlockErase(kFailureMode, sector);
+    result = ata_->ataSanitizeBlockErase(kFailureMode);
   }
   if (result == Status::Completed) return GetSanitizeResult();
   MORVU_LOG(kLogError, "SanitizeProcess",
@@ -199,8 +194,7 @@ StatusCode Sanitize::GetSanitizeResult() {
 }
 
 bool Sanitize::IsOver(StatusCode& code) {
-  Sector sector{};
-  const auto result = ata_->ataSanitizeStatus(0, sector);
+  const auto result = ata_->ataSanitizeStatus(0);
   const auto answer = ata_->GetAnswer();
   if (result != Status::Completed) {
     const auto reason = static_cast<std::uint8_t>(answer.lba);
@@ -217,7 +211,8 @@ bool Sanitize::IsOver(StatusCode& code) {
   MORVU_LOG(kLogInfo, "GetSanitizeResult",
             "Sanitize Count field = " + std::to_string(answer.count >> 8));
   // Some adapters hand on the lower half of the count alone, which leaves the progress.
-  const bool isIdle = answer.isWhole && (answer.count & kInProgress) == 0;
+  const bool isIdle =
+      answer.Has(DeviceManagement::AtaAnswer::kUpper) && (answer.count & kInProgress) == 0;
   return progress == kProgressEnd || isIdle;
 }
 

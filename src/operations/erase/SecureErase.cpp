@@ -14,7 +14,6 @@ namespace Morvu {
 using DeviceManagement::CommandSet_ATA;
 using DeviceManagement::Device;
 using DeviceManagement::SelectedDevices;
-using DeviceManagement::TimeoutGuard;
 using XmlMessaging::Object;
 namespace Properties = DeviceManagement::Properties;
 
@@ -26,7 +25,6 @@ constexpr std::size_t kPasswordOffset = 2;
 constexpr std::uint8_t kEnhancedErase = 0x02;  // bit 0 clear: the user password
 static_assert(SecureErase::kPassword.size() <= 32);
 
-constexpr std::uint32_t kEraseTimeoutSeconds = 7200;
 constexpr std::chrono::seconds kPause{1};
 
 constexpr std::string_view kBarringSystems[] = {"WIN8", "SERVER2012", "WIN8.1", "SERVER2012R2"};
@@ -168,15 +166,9 @@ bool SecureErase::Send(PasswordCommand command) {
   return (ata_->*command)(block) == Status::Completed;
 }
 
-bool SecureErase::ErasePrepare() {
-  PasswordBlock block{};
-  return ata_->ataSecurityErasePrepare(block) == Status::Completed;
-}
+bool SecureErase::ErasePrepare() { return ata_->ataSecurityErasePrepare() == Status::Completed; }
 
-bool SecureErase::EraseUnit() {
-  const TimeoutGuard timeout(device_->GetPath(), kEraseTimeoutSeconds);
-  return Send(&CommandSet_ATA::ataSecurityEraseUnit);
-}
+bool SecureErase::EraseUnit() { return Send(&CommandSet_ATA::ataSecurityEraseUnit); }
 
 bool SecureErase::IsCanceled() {
   if (!IsCancelRequested()) return false;

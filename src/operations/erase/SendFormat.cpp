@@ -9,14 +9,10 @@
 namespace Morvu {
 
 using DeviceManagement::Device;
-using DeviceManagement::NvmeCompletion;
 using DeviceManagement::PropertyList;
-using DeviceManagement::TimeoutGuard;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
-
-constexpr std::uint32_t kFormatTimeoutSeconds = 7200;
 
 void LogStatus(std::string_view text, StatusCode code) {
   MORVU_LOG(kLogInfo, "Initialize", std::string(text) + std::to_string(code));
@@ -106,13 +102,12 @@ std::int32_t SendFormat_NVMe::Execute() {
     return false;
   }
   SetPercent(20);
-  const TimeoutGuard timeout(device_->GetPath(), kFormatTimeoutSeconds);
-  const TimeoutGuard controllerTimeout(nvme_->GetPath(), kFormatTimeoutSeconds);
-  NvmeCompletion completion;
-  const auto result =
-      nvme_->nvmeFormatNVM(GetNamespace(device_->GetProperties()), settings_.lbaFormat,
-                           settings_.metadata, settings_.protectionInformation,
-                           settings_.protectionInfoLocation, settings_.secureErase, completion);
+  const auto result = nvme_->nvmeFormatNVM({.nsid = GetNamespace(device_->GetProperties()),
+                                            .lbaFormat = settings_.lbaFormat,
+                                            .metadata = settings_.metadata,
+                                            .protection = settings_.protectionInformation,
+                                            .protectionLocation = settings_.protectionInfoLocation,
+                                            .secureErase = settings_.secureErase});
   SetState(result == Status::Completed ? FeatureState::Finished : FeatureState::Failed);
   SetErrorCode(result);
   SetPercent(100);

@@ -20,7 +20,7 @@ namespace Protocol = DeviceManagement::Protocol;
 
 namespace {
 
-constexpr std::uint32_t kTransferTimeoutSeconds = 10;
+constexpr std::chrono::seconds kTransferTimeout{10};
 
 template <std::uint64_t Verdict>
 bool IsVerdict(FirmwareUpdate& update) {
@@ -145,7 +145,7 @@ bool FirmwareUpdate::Install(const FirmwareBinary& binary) {
   sender_->SetErrorCode(Status::ReadyToRun);  // of an earlier image nothing counts
   bool sent = false;
   {
-    const TimeoutGuard timeout(device_->GetPath(), kTransferTimeoutSeconds);
+    const TimeoutGuard timeout(device_->GetCommandPath(), kTransferTimeout);
     sent = sender_->Execute() != 0;
   }
   MORVU_LOG(kLogInfo, "Execute", "Finished sending data.");

@@ -15,7 +15,7 @@ namespace Properties = DeviceManagement::Properties;
 namespace {
 
 constexpr std::uint8_t kWithOffsets = 0x03;  // subcommand: segments, saved and used at once
-constexpr std::uint64_t kLargestSector = 4096;
+constexpr std::uint64_t kBlock = 512;        // of DOWNLOAD MICROCODE, whatever the drive's sector
 constexpr std::uint64_t kOffsetLimit = 1 << 20;  // blocks that an offset can name
 
 constexpr std::chrono::seconds kSettleTime{5};
@@ -81,16 +81,14 @@ bool SendFirmware_ATA::Cancel() {
 }
 
 bool SendFirmware_ATA::TransferImage() {
-  const auto sectorSize = device_->GetUInt(Properties::SectorSize);
-  if (sectorSize == 0 || sectorSize > kLargestSector) return Fail(Status::FirmwareUpdateFailed);
-  const auto total = image_.size() / sectorSize + (image_.size() % sectorSize != 0 ? 1 : 0);
+  const auto total = image_.size() / kBlock + (image_.size() % kBlock != 0 ? 1 : 0);
   if (total == 0 || total > kOffsetLimit) return Fail(Status::FirmwareUpdateFailed);
 
   const auto chunk = GetChunkBlocks();
   for (std::uint64_t sent = 0; sent < total;) {
     const auto blocks = std::min<std::uint64_t>(chunk, total - sent);
-    std::vector<std::uint8_t> buffer(static_cast<std::size_t>(blocks * sectorSize));
-    CopyImage(static_cast<std::size_t>(sent * sectorSize), buffer);
+    std::vector<std::uint8_t> buffer(static_cast<std::size_t>(blocks * kBlock));
+    CopyImage(static_cast<std::size_t>(sent * kBlock), buffer);
     if (!DownloadChunk(buffer, static_cast<std::uint16_t>(blocks),
                        static_cast<std::uint32_t>(sent))) {
       return Fail(Status::FirmwareUpdateFailed);
@@ -124,11 +122,9 @@ bool SendFirmware_ATA::DownloadChunk(ByteSpan buffer, std::uint16_t blocks,
 
 bool SendFirmware_ATA::SetSmartState(bool enable) {
   const bool disable = !enable && device_->GetBool(Properties::SMARTEnabled);
-  std::vector<std::uint8_t> sector(
-      static_cast<std::size_t>(std::min(device_->GetUInt(Properties::SectorSize), kLargestSector)));
   const bool done =
-      ata_ != nullptr && (disable ? ata_->ataSmartDisableOperations(sector)
-                                  : ata_->ataSmartEnableOperations(sector)) == Status::Completed;
+      ata_ != nullptr && (disable ? ata_->ataSmartDisableOperations()
+                                  : ata_->ataSmartEnableOperations()) == Status::Completed;
   if (!done) SetErrorCode(disable ? Status::SmartDisableFailed : Status::SmartEnableFailed);
   return done;
 }

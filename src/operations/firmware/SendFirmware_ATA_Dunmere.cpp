@@ -10,7 +10,7 @@ namespace {
 
 constexpr std::uint8_t kWholeImage = 0x07;
 constexpr std::uint32_t kVendorOffset = 0x414C;
-constexpr std::size_t kBlock = 4096;  // holds a sector of either size
+constexpr std::size_t kBlock = 512;
 
 }  // namespace
 

@@ -10,24 +10,20 @@
 
 namespace Morvu {
 
-using DeviceManagement::NvmeCompletion;
-using DeviceManagement::TimeoutGuard;
-
 namespace {
 
-constexpr std::uint32_t kTimeoutSeconds = 200;
+constexpr std::uint32_t kMostWaits = 200;
 constexpr std::size_t kPage = 4096;
 constexpr std::size_t kDword = 4;
 constexpr std::size_t kDwordsAtOnce = kPage / kDword;
 constexpr std::uint8_t kSlot = 1;
 constexpr std::uint8_t kStoreAndActivateAtReset = 1;
-constexpr std::uint32_t kIdentifyController = 1;
+constexpr std::uint8_t kIdentifyController = 1;
 
 }  // namespace
 
 std::int32_t SendFirmware_NVMe::Execute() {
   if (nvme_ == nullptr || image_.empty()) return Fail(Status::FirmwareUpdateFailed);
-  const TimeoutGuard timeout(device_->GetPath(), kTimeoutSeconds);
   auto result = TransferImage();
   if (result == Status::Completed) result = Activate();
   if (result == Status::Completed) result = nvmeReset();
@@ -41,13 +37,12 @@ StatusCode SendFirmware_NVMe::TransferImage() {
   MORVU_LOG(kLogInfo, "Execute", "Sending the firmware.");
   const auto dwords = image_.size() / kDword + (image_.size() % kDword != 0 ? 1 : 0);
   std::array<std::uint8_t, kPage> page;
-  NvmeCompletion completion;
   for (std::size_t offset = 0; offset < dwords;) {
     const auto count = std::min(kDwordsAtOnce, dwords - offset);
     const auto piece = ByteSpan(page).first(count * kDword);
     CopyImage(offset * kDword, piece);
-    const auto result = nvme_->nvmeFirmwareImageDownload(
-        static_cast<std::uint32_t>(count), static_cast<std::uint32_t>(offset), completion, piece);
+    const auto result = nvme_->nvmeFirmwareImageDownload(static_cast<std::uint32_t>(count),
+                                                         static_cast<std::uint32_t>(offset), piece);
     if (result != Status::Completed) return result;
     offset += count;
   }
@@ -56,8 +51,7 @@ StatusCode SendFirmware_NVMe::TransferImage() {
 
 StatusCode SendFirmware_NVMe::Activate() {
   MORVU_LOG(kLogDebug, "Execute", "Activating the firmware.");
-  NvmeCompletion completion;
-  return nvme_->nvmeFirmwareActivate(kSlot, kStoreAndActivateAtReset, completion);
+  return nvme_->nvmeFirmwareActivate(kSlot, kStoreAndActivateAtReset);
 }
 
 StatusCode SendFirmware_NVMe::nvmeReset() {
@@ -66,12 +60,9 @@ StatusCode SendFirmware_NVMe::nvmeReset() {
     if (const auto result = adapter_->ResetAdapter(); result != Status::Completed) return result;
   }
   std::array<std::uint8_t, kPage> page{};
-  NvmeCompletion completion;
-  const auto identify = [&] {
-    return nvme_->nvmeIdentify(kIdentifyController, 0, completion, page);
-  };
+  const auto identify = [&] { return nvme_->nvmeIdentify(kIdentifyController, 0, page); };
   auto result = identify();
-  for (std::uint32_t count = 0; result != Status::Completed && count < kTimeoutSeconds; ++count) {
+  for (std::uint32_t count = 0; result != Status::Completed && count < kMostWaits; ++count) {
     MORVU_LOG(kLogDebug, "nvmeReset", "Waiting for NVMe reset. Count = " + std::to_string(count));
     SleepFor(std::chrono::seconds(1));
     result = identify();

@@ -19,7 +19,7 @@ namespace Properties = DeviceManagement::Properties;
 
 namespace {
 
-constexpr std::uint32_t kTestTimeoutSeconds = 1800;
+constexpr std::chrono::seconds kTestTimeout{1800};
 constexpr std::chrono::seconds kPollPause{1};
 
 constexpr std::size_t kSmartDataSize = 512;
@@ -186,13 +186,12 @@ bool DriveSelfTest::ReportSelfTestStatus(ResultTable& table) {
 
 std::int32_t DriveSelfTest::Execute() {
   if (!BeginExecute()) return false;
-  const TimeoutGuard timeout(device_->GetPath(), kTestTimeoutSeconds);
+  const TimeoutGuard timeout(device_->GetCommandPath(), kTestTimeout);
   return RunTest();
 }
 
 bool DriveSelfTest::RunTest() {
-  std::array<std::uint8_t, kSmartDataSize> data{};
-  const auto result = ata_->ataSmartExecuteOffline(subcommand_, data);
+  const auto result = ata_->ataSmartExecuteOffline(subcommand_);
   if (result != Status::Completed) {
     MORVU_LOG(
         kLogError, "Execute",

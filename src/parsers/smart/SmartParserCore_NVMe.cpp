@@ -14,8 +14,8 @@ using namespace DeviceManagement;
 namespace {
 
 constexpr std::uint8_t kAttributeLog = 0xCA;
-constexpr std::uint16_t kDwords = 0x80;  // zero-based, as NUMD of Get Log Page is
-constexpr std::size_t kTransferSize = kDwords * 4 + 4;
+constexpr std::uint32_t kDwords = 0x81;
+constexpr std::size_t kTransferSize = kDwords * 4;
 constexpr std::size_t kListSize = 512;
 static_assert(kListSize <= kTransferSize);
 
@@ -53,8 +53,7 @@ void SmartParserCore_NVMe::Initialize() {
 
 StatusCode SmartParserCore_NVMe::ReadLog(ByteSpan data) {
   if (nvme_ == nullptr) return Status::NotSupportedByDrive;
-  NvmeCompletion completion{};
-  return nvme_->nvmeGetLogPage(kAttributeLog, kDwords, GetNamespace(*device_), completion, data);
+  return nvme_->nvmeGetLogPage(kAttributeLog, kDwords, GetNamespace(*device_), data);
 }
 
 bool SmartParserCore_NVMe::ParseSMART() {
