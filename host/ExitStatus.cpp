@@ -8,8 +8,8 @@ namespace {
 using Morvu::StatusCode;
 
 struct ExitRange {
-  StatusCode first;
-  StatusCode last;
+  std::int32_t first;
+  std::int32_t last;
   int exitStatus;  // of `first`; the others follow
 };
 
@@ -34,10 +34,13 @@ int ToExitStatus(StatusCode code, StatusCode sideResult) {
     const bool isTold = *status > 0 && *status <= 255 && *status != Morvu::Status::FirmwareCurrent;
     return isTold ? *status : kExitUnknown;
   }
-  if (code < 0) return kExitOsError;
-  if (code <= 255) return code;
+  if (code.IsSystemError()) return kExitOsError;
+  const auto number = code.Value();
+  if (number <= 255) return number;
   for (const auto& range : kExitRanges) {
-    if (code >= range.first && code <= range.last) return range.exitStatus + (code - range.first);
+    if (number >= range.first && number <= range.last) {
+      return range.exitStatus + (number - range.first);
+    }
   }
   return kExitUnknown;
 }

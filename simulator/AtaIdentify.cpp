@@ -157,6 +157,7 @@ void MakeAta(DriveState& state, const DriveSpec& spec) {
   ata.powerMode = PowerMode::Active;
   ata.smartEnabled = ata.autosave = ata.writeCache = ata.lookAhead = 1;
   ata.refusesTrusted = 1;
+  ata.refusesDiagnosticProtocol = 1;
 
   ata.security.supported = 1;
   ata.security.attemptsLeft = 5;

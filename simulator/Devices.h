@@ -26,6 +26,10 @@ void ExecuteNvmeDrive(Drive& drive, Transaction& transaction);
 void RefuseAta(Drive& drive, Transaction& transaction, std::uint8_t status, std::uint8_t error,
                std::uint32_t lba);
 
+// An ATA PASS-THROUGH command whose drive did not answer in time, as Linux's SATA layer
+// ends it: aborted, with registers that tell of no error.
+void TimeOutAta(Drive& drive, Transaction& transaction);
+
 // The command that a journal or a fault means: of an ATA PASS-THROUGH CDB the
 // ATA command itself.
 struct Identity {

@@ -171,7 +171,8 @@ void Drive::HandBackStaleData(Transaction& transaction) {
   if (transaction.transferred != 0) {
     std::memcpy(state_->lastData, transaction.data,
                 std::min<std::size_t>(transaction.transferred, sizeof state_->lastData));
-  } else if (transaction.scsiStatus != 0 && transaction.data != nullptr) {
+  } else if ((transaction.scsiStatus != 0 || transaction.hostStatus != 0) &&
+             transaction.data != nullptr) {
     std::memcpy(transaction.data, state_->lastData,
                 std::min<std::size_t>(transaction.length, sizeof state_->lastData));
   }
@@ -256,12 +257,24 @@ void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
       break;
     case FaultAction::Hang:
       fleet_.AdvanceClock(transaction.timeoutMs != 0 ? transaction.timeoutMs : kDefaultTimeoutMs);
-      if (transaction.ioctl == Ioctl::SgIo) {
+      if (transaction.ioctl != Ioctl::SgIo) {
+        transaction.errorNumber = EINTR;  // as the kernel ends a request that it had to abort
+      } else if (Identify(transaction).commandClass == CommandClass::Ata) {
+        TimeOutAta(*this, transaction);
+      } else {
         transaction.hostStatus = kHostTimedOut;
         transaction.driverStatus = kDriverTimedOut;
-      } else {
-        transaction.errorNumber = EINTR;  // as the kernel ends a request that it had to abort
       }
+      break;
+    case FaultAction::RawSense:
+      transaction.scsiStatus = static_cast<std::uint8_t>(fault.status);
+      transaction.hostStatus = fault.hostStatus;
+      transaction.senseLength = fault.senseLength;
+      std::memcpy(transaction.sense, fault.sense, sizeof transaction.sense);
+      break;
+    case FaultAction::Interrupt:
+      Dispatch(transaction);
+      transaction.signal = static_cast<int>(fault.value);
       break;
     case FaultAction::Kill:
       if (fault.afterwards) Dispatch(transaction);
@@ -343,7 +356,9 @@ void Drive::ClearJournal() {
 
 std::string Drive::MediumPath(std::uint32_t nsid) const {
   auto path = fleet_.Root() + "/dev/" + name_;
-  if (state_->kind == Kind::Nvme && nsid != 0) path += "n" + std::to_string(nsid);
+  if (state_->kind == Kind::Nvme && nsid != 0) {
+    path += "n" + std::to_string(nsid - state_->nvme.firstNamespace + 1);
+  }
   return path;
 }
 

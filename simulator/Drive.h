@@ -27,6 +27,7 @@ struct Transaction {
   std::uint32_t requested = 0;  // the length that the host wrote, whatever the direction
   std::uint32_t timeoutMs = 0;
   std::uint32_t nsid = 0;  // of the node that the ioctl went to, 0 for a controller
+  int signal = 0;          // one that comes while the drive works
 
   // The answer.
   std::uint32_t transferred = 0;

@@ -22,13 +22,15 @@ enum class SenseFormat : std::uint8_t {
   FixedSat3,       // always fixed format, with SAT-3's places
   FixedOldKernel,  // as Linux before 6.11: descriptor on success; a refusal and
                    // each PIO data-in command in fixed format at the wrong places
+  None,            // a layer that does not honour CK_COND: GOOD without sense; a refusal
+                   // in fixed format without registers
 };
 
 // CHECK POWER MODE's count register, ACS-3.
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 6;
+inline constexpr std::uint32_t kStateVersion = 7;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
@@ -50,6 +52,8 @@ enum class FaultAction : std::uint8_t {
   Garbage,     // pattern: see Garbage below
   Hang,        // ends at the command's time-out, which passes on the fleet's clock
   Kill,        // the process dies; afterwards says whether the drive did its work first
+  RawSense,    // status, sense: these very bytes, and the drive has done nothing
+  Interrupt,   // a signal (value) comes to the thread while it waits for the drive
 };
 
 enum class Garbage : std::uint8_t { Zeros, Ones, Random };
@@ -73,8 +77,10 @@ struct FaultSlot {
   std::uint32_t times;  // matching commands that it then meets; 0: all
   std::uint32_t value;  // errno, milliseconds or bytes
   std::uint32_t lba;    // LBA register 31:0 of an ATA error
+  std::uint8_t sense[32];
+  std::uint8_t senseLength, reserved[3];
 };
-static_assert(sizeof(FaultSlot) == 36);
+static_assert(sizeof(FaultSlot) == 72);
 
 // Sectors that cannot be read, by any way.
 struct BadRange {
@@ -192,6 +198,9 @@ struct NvmeState {
   SanitizeState sanitize;
   std::uint8_t activeSlot, nextSlot, supportsSanitize, refusesIdentify;
   std::uint32_t resets;
+  // The identifier of the first namespace's node (nvme0n1): the kernel numbers nodes as
+  // they come, not by their identifiers.
+  std::uint32_t firstNamespace, reserved;
 };
 
 struct ScsiState {
@@ -224,8 +233,8 @@ struct DriveState {
 
 // One process of each width must agree on these.
 static_assert(sizeof(AtaState) == 1840);
-static_assert(sizeof(NvmeState) == 8824);
-static_assert(sizeof(DriveState) == 12784);
+static_assert(sizeof(NvmeState) == 8832);
+static_assert(sizeof(DriveState) == 13944);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator

@@ -1,5 +1,7 @@
 #include "Fault.h"
 
+#include <algorithm>
+
 namespace Simulator {
 
 Fault::Fault(FaultAction action) {
@@ -74,6 +76,26 @@ Fault Fault::KillAfter() {
   Fault fault(FaultAction::Kill);
   fault.slot_.afterwards = 1;
   return fault;
+}
+
+Fault Fault::RawSense(std::uint8_t status, std::span<const std::uint8_t> sense) {
+  Fault fault(FaultAction::RawSense);
+  fault.slot_.status = status;
+  fault.slot_.senseLength =
+      static_cast<std::uint8_t>(std::min(sense.size(), sizeof fault.slot_.sense));
+  std::copy_n(sense.begin(), fault.slot_.senseLength, fault.slot_.sense);
+  return fault;
+}
+
+Fault Fault::Interrupt(int signal) {
+  Fault fault(FaultAction::Interrupt);
+  fault.slot_.value = static_cast<std::uint32_t>(signal);
+  return fault;
+}
+
+Fault& Fault::WithHostStatus(std::uint16_t hostStatus) {
+  slot_.hostStatus = hostStatus;
+  return *this;
 }
 
 Fault& Fault::OnCommand(std::uint32_t n) {

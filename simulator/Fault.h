@@ -8,6 +8,8 @@
 // match the opcode, if one is given, from the moment of Inject.
 #pragma once
 
+#include <span>
+
 #include "DriveState.h"
 
 namespace Simulator {
@@ -32,6 +34,15 @@ class Fault {
   static Fault Hang();
   static Fault KillBefore();
   static Fault KillAfter();
+  // Sense data byte for byte, with a SCSI status byte.
+  static Fault RawSense(std::uint8_t status, std::span<const std::uint8_t> sense);
+  // A signal while the thread waits. On a generic SCSI node it ends the wait (EINTR) of a
+  // thread that takes it, and the drive works on; with SA_RESTART the drive gets the
+  // command a second time. A thread that blocks the signal waits on.
+  static Fault Interrupt(int signal);
+
+  // The host adapter fails as well, whatever the device has said.
+  Fault& WithHostStatus(std::uint16_t hostStatus);
 
   Fault& OnCommand(std::uint32_t n);  // 1 is the next one
   Fault& OnOpcode(std::uint8_t opcode, CommandClass commandClass = CommandClass::Any);

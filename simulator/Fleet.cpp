@@ -56,7 +56,9 @@ std::string Check(const DriveSpec& spec) {
   if (spec.sectorSize != 512 && spec.sectorSize != 4096) return "a sector has 512 or 4096 bytes";
   if (spec.sectors == 0 || spec.sectors > std::uint64_t{1} << 40)
     return "a drive has 1 to 2^40 sectors";
-  if (spec.namespaces > kMaxNamespaces) return "a controller has at most 16 namespaces";
+  if (spec.firstNamespace == 0 || spec.namespaces + spec.firstNamespace - 1 > kMaxNamespaces) {
+    return "a controller has at most 16 namespaces, 1 to 16";
+  }
   if (spec.deviceType < 0 || spec.deviceType > 0x1F)
     return "a device type is a number from 0 to 31";
   return {};
@@ -245,8 +247,10 @@ Node Fleet::Find(std::string_view node) {
   const auto split = name.find('n', 4);
   const auto drive = FindDrive(name.substr(0, split));
   if (drive == nullptr || split == name.npos) return {drive, 0, false};
-  const auto nsid = static_cast<std::uint32_t>(std::strtoul(name.c_str() + split + 1, nullptr, 10));
-  if (nsid == 0 || nsid > kMaxNamespaces || !drive->State().nvme.namespaces[nsid - 1].exists)
+  const auto number =
+      static_cast<std::uint32_t>(std::strtoul(name.c_str() + split + 1, nullptr, 10));
+  const auto nsid = number + drive->State().nvme.firstNamespace - 1;
+  if (number == 0 || nsid > kMaxNamespaces || !drive->State().nvme.namespaces[nsid - 1].exists)
     return {};
   if (name.find('p', split) != name.npos) return {};
   return {drive, nsid, true};

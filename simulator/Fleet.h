@@ -31,7 +31,9 @@ struct DriveSpec {
   bool usb = false;    // the device path goes by a USB port
   int deviceType = 0;  // SCSI peripheral device type; 0 is a disk
   SenseFormat senseFormat = SenseFormat::Descriptor;
-  unsigned namespaces = 1;       // NVMe; 0 is a controller with nothing on it
+  unsigned namespaces = 1;  // NVMe; 0 is a controller with nothing on it
+  // NVMe: the identifier of the first one; its node is numbered 1 all the same.
+  unsigned firstNamespace = 1;
   bool refusesIdentify = false;  // NVMe: the controller fails IDENTIFY
   bool journal = true;
 };

@@ -169,11 +169,12 @@ bool MakeNvmeSysfs(const std::string& root, const std::string& name, const Drive
               Link("../../" + device, root + "/sys/class/nvme/" + name);
   for (std::size_t i = 0; made && i < kMaxNamespaces; ++i) {
     if (!state.nvme.namespaces[i].exists) continue;
-    const auto block = name + "n" + std::to_string(i + 1);
+    const auto block = name + "n" + std::to_string(i + 2 - state.nvme.firstNamespace);
     fs::create_directories(folder + "/" + block, failure);
     made = !failure &&
            Write(folder + "/" + block + "/size",
                  std::to_string(state.nvme.namespaces[i].bytes / 512) + "\n") &&
+           Write(folder + "/" + block + "/nsid", std::to_string(i + 1) + "\n") &&
            Link("../../" + device + "/" + block, root + "/sys/class/block/" + block);
   }
   return made;

@@ -5,6 +5,7 @@
 #include <linux/nvme_ioctl.h>
 #include <scsi/scsi_ioctl.h>
 #include <scsi/sg.h>
+#include <signal.h>
 #include <sys/ioctl.h>
 
 #include <array>
@@ -53,6 +54,34 @@ auto* Pointer(Record address) {
   return reinterpret_cast<std::uint8_t*>(static_cast<std::uintptr_t>(address));
 }
 
+// What a signal does to the thread that waits for the drive.
+enum class Delivery { None, Ends, Restarts };
+
+Delivery Deliver(int signal) {
+  sigset_t blocked;
+  pthread_sigmask(SIG_SETMASK, nullptr, &blocked);
+  struct sigaction action {};
+  sigaction(signal, nullptr, &action);
+  const bool isTaken = sigismember(&blocked, signal) == 0 && action.sa_handler != SIG_IGN;
+  pthread_kill(pthread_self(), signal);
+  if (!isTaken) return Delivery::None;
+  return (action.sa_flags & SA_RESTART) != 0 ? Delivery::Restarts : Delivery::Ends;
+}
+
+// The wait for a generic node can be interrupted, that for a block node cannot. False when
+// it was: the drive has worked on all the same.
+bool ExecuteInterruptibly(OpenNode& open, Transaction& transaction) {
+  const auto first = transaction;
+  open.node.drive->Execute(transaction);
+  if (transaction.signal == 0) return true;
+  const auto delivery = Deliver(transaction.signal);
+  if (open.node.block || delivery == Delivery::None) return true;
+  if (delivery == Delivery::Ends) return false;
+  transaction = first;
+  open.node.drive->Execute(transaction);
+  return true;
+}
+
 int SgIo(OpenNode& open, sg_io_hdr& header) {
   if (open.node.drive->State().kind == Kind::Nvme) return Fail(ENOTTY);
   if (header.interface_id != 'S') return Fail(ENOSYS);
@@ -72,7 +101,7 @@ int SgIo(OpenNode& open, sg_io_hdr& header) {
   transaction.length = moves ? header.dxfer_len : 0;
   transaction.requested = header.dxfer_len;
   transaction.timeoutMs = header.timeout;
-  open.node.drive->Execute(transaction);
+  if (!ExecuteInterruptibly(open, transaction)) return Fail(EINTR);
   if (transaction.errorNumber != 0) return Fail(transaction.errorNumber);
 
   header.status = transaction.scsiStatus;
@@ -84,7 +113,9 @@ int SgIo(OpenNode& open, sg_io_hdr& header) {
   if (sense != 0 && header.sbp != nullptr) std::memcpy(header.sbp, transaction.sense, sense);
   header.sb_len_wr = static_cast<unsigned char>(header.sbp != nullptr ? sense : 0);
   if (transaction.senseLength != 0) header.driver_status |= 0x08;
-  header.resid = static_cast<int>(transaction.length - transaction.transferred);
+  // Linux's SATA layer tells no residual.
+  const bool isSata = open.node.drive->State().kind == Kind::Ata;
+  header.resid = isSata ? 0 : static_cast<int>(transaction.length - transaction.transferred);
   header.duration = 0;
   const bool troubled = header.status != 0 || header.host_status != 0 || header.driver_status != 0;
   header.info = troubled ? SG_INFO_CHECK : SG_INFO_OK;
@@ -94,6 +125,13 @@ int SgIo(OpenNode& open, sg_io_hdr& header) {
 Direction NvmeDirection(std::uint8_t opcode, std::uint32_t length) {
   if (length == 0 || (opcode & 3) == 0) return Direction::None;
   return (opcode & 1) != 0 ? Direction::ToDevice : Direction::FromDevice;
+}
+
+// A controller asks for no retry of what it has refused for good; media errors may pass.
+int WithFlags(std::uint16_t status) {
+  constexpr int kDoNotRetry = 1 << 14;
+  constexpr int kMediaErrors = 2;
+  return status == 0 || status >> 8 == kMediaErrors ? status : status | kDoNotRetry;
 }
 
 template <typename Record>
@@ -112,8 +150,9 @@ int NvmePassThrough(OpenNode& open, Record& record, Ioctl ioctl) {
   transaction.nsid = open.node.nsid;
   open.node.drive->Execute(transaction);
   if (transaction.errorNumber != 0) return Fail(transaction.errorNumber);
+  if (transaction.signal != 0) Deliver(transaction.signal);
   record.result = transaction.nvmeResult;
-  return transaction.nvmeStatus;
+  return WithFlags(transaction.nvmeStatus);
 }
 
 // The I/O record is handed on in the form of the pass-through record, which

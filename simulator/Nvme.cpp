@@ -153,8 +153,9 @@ void MakeNvme(DriveState& state, const DriveSpec& spec) {
   PutHealth(nvme.health);
   PutLittle<std::uint32_t>(nvme.controller + 516, kMaxNamespaces);
   for (const auto& row : kFeatures) nvme.features[row.id] = {1, row.changeable, {}, row.value, 0};
+  nvme.firstNamespace = spec.firstNamespace;
   for (unsigned i = 0; i < spec.namespaces; ++i) {
-    auto& space = nvme.namespaces[i];
+    auto& space = nvme.namespaces[spec.firstNamespace - 1 + i];
     space.exists = 1;
     space.bytes = spec.sectors * spec.sectorSize;
     space.format = spec.sectorSize == 4096 ? 2 : 0;

@@ -178,7 +178,7 @@ namespace {
 void SetMaximum(NvmeCommand& command) {
   const auto last = command.Cdw(11) | static_cast<std::uint64_t>(command.Cdw(12)) << 32;
   const auto& state = command.TheDrive().State();
-  auto& space = command.Nvme().namespaces[0];
+  auto& space = command.Nvme().namespaces[command.Nvme().firstNamespace - 1];
   const std::uint64_t sector = NvmeSectorSize(space);
   if (!space.exists || last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0)
     return command.Fail(kNvmeInvalidField);

@@ -117,6 +117,10 @@ void Answer(Drive& drive, Transaction& transaction, AtaOutput out, bool extended
   const bool looksFailed = oldKernel && check && out.pioIn && !refused;
   if (looksFailed) out.status = 0x58;
   if (!refused && !check) return;
+  if (format == SenseFormat::None) {
+    if (refused) transaction.SetSense(0x0B, 0x00, 0x00);
+    return;
+  }
 
   const bool failed = refused || looksFailed;
   const auto code = failed ? SenseOf(out) : SenseCode{0x01, 0x00, 0x1D};
@@ -158,11 +162,7 @@ void PassThrough(Drive& drive, Transaction& transaction) {
   }
   const bool check = (transaction.command[2] & 0x20) != 0;
   const auto out = ExecuteAta(drive, transaction, in);
-  if (out.timedOut) {
-    transaction.hostStatus = kHostTimedOut;
-    transaction.driverStatus = kDriverTimedOut;
-    return;
-  }
+  if (out.timedOut) return TimeOutAta(drive, transaction);
   Answer(drive, transaction, out, in.extended, check);
 }
 
@@ -224,6 +224,19 @@ void RefuseAta(Drive& drive, Transaction& transaction, std::uint8_t status, std:
   const auto in = Decode(transaction.command);
   out.device = in.device;
   Answer(drive, transaction, out, in.extended, (transaction.command[2] & 0x20) != 0);
+}
+
+void TimeOutAta(Drive& drive, Transaction& transaction) {
+  constexpr std::uint8_t kReadyAlone = 0x40;
+  const auto in = Decode(transaction.command);
+  AtaOutput out;
+  out.status = kReadyAlone;
+  transaction.ataStatus = out.status;
+  const auto format = drive.State().senseFormat;
+  transaction.SetSense(0x0B, 0x00, 0x00, format == SenseFormat::Descriptor);
+  if (format == SenseFormat::Descriptor) PutDescriptor(transaction, out, in.extended);
+  if (format == SenseFormat::FixedSat3) PutFixed(transaction, out, in.extended);
+  if (format == SenseFormat::FixedOldKernel) PutFixedOldKernel(transaction, out, in.extended);
 }
 
 void ExecuteAtaDrive(Drive& drive, Transaction& transaction) {

@@ -74,23 +74,23 @@ void Verify(Drive& drive, Transaction& transaction) {
 }
 
 // DOWNLOAD MICROCODE: modes 04h and 05h take a whole image, 06h and 07h pieces.
-// A piece whose offset field is 0 behind another one of the same image is taken
-// to follow it, unless it begins an image of our own.
+// A piece must begin where the one before ended; offset 0 begins an image.
 void WriteBuffer(Drive& drive, Transaction& transaction) {
   const auto* cdb = transaction.command;
   auto& firmware = drive.State().scsi.firmware;
   const std::uint8_t mode = cdb[1] & kWriteBufferFamily;
   const auto size = static_cast<std::uint32_t>(GetBig(cdb + 6, 3));
-  auto offset = static_cast<std::uint32_t>(GetBig(cdb + 3, 3));
+  const auto offset = static_cast<std::uint32_t>(GetBig(cdb + 3, 3));
   if (mode < 0x04 || mode > 0x07) return transaction.Refuse(0x24, 0x00);
   if (size == 0) return;
   if (transaction.direction != Direction::ToDevice || transaction.length < size)
     return transaction.Refuse(0x24, 0x00);
-  const bool begins = size >= sizeof kImageMark - 1 &&
-                      std::memcmp(transaction.data, kImageMark, sizeof kImageMark - 1) == 0;
   const bool pieces = mode >= 0x06;
-  if (pieces && offset == 0 && firmware.running && !begins) offset = firmware.nextBlock;
-  if (!TakePiece(firmware, offset, size, 1, {transaction.data, size})) {
+  // Of an image that names its size the drive knows that no other begins in the middle.
+  const bool isOurs = size >= sizeof kImageMark - 1 &&
+                      std::memcmp(transaction.data, kImageMark, sizeof kImageMark - 1) == 0;
+  const bool overwrites = offset == 0 && firmware.running && firmware.imageBlocks != 0 && !isOurs;
+  if (overwrites || !TakePiece(firmware, offset, size, 1, {transaction.data, size})) {
     firmware.running = 0;
     return transaction.Refuse(0x26, 0x00);
   }

@@ -52,6 +52,7 @@ constexpr Choice<SenseFormat> kSenseFormats[] = {
     {"descriptor", SenseFormat::Descriptor},
     {"sat3", SenseFormat::FixedSat3},
     {"old-kernel", SenseFormat::FixedOldKernel},
+    {"none", SenseFormat::None},
 };
 // clang-format off
 // clang-format on
@@ -157,9 +158,10 @@ int Make(const Arguments& arguments) {
 }
 
 int Add(const Arguments& arguments) {
-  const Options options(arguments, {"--usb", "--no-journal", "--refuses-identify"},
-                        {"--kind", "--model", "--serial", "--firmware", "--vendor", "--size",
-                         "--sector-size", "--namespaces", "--device-type", "--sense"});
+  const Options options(
+      arguments, {"--usb", "--no-journal", "--refuses-identify"},
+      {"--kind", "--model", "--serial", "--firmware", "--vendor", "--size", "--sector-size",
+       "--namespaces", "--first-namespace", "--device-type", "--sense"});
   options.NeedWords(1, 1, "add FLEET --kind ata|nvme|scsi [options]");
   if (!options.Has("--kind")) throw UsageError("add needs --kind ata, nvme or scsi");
   DriveSpec spec;
@@ -174,6 +176,8 @@ int Add(const Arguments& arguments) {
   spec.sectors = ToBytes(options.Text("--size", "4G")) / spec.sectorSize;
   spec.namespaces =
       static_cast<unsigned>(ToNumber(options.Text("--namespaces", "1"), 16, "--namespaces"));
+  spec.firstNamespace = static_cast<unsigned>(
+      ToNumber(options.Text("--first-namespace", "1"), 16, "--first-namespace"));
   spec.deviceType =
       static_cast<int>(ToNumber(options.Text("--device-type", "0"), 31, "--device-type"));
   spec.senseFormat = Choose(kSenseFormats, options.Text("--sense", "descriptor"), "--sense");

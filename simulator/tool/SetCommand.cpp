@@ -37,6 +37,7 @@ constexpr FieldRow kFields[] = {
     {"self-test-result", 8, [](DriveState& s, std::uint64_t v) { s.ata.selfTest.nextResult = As<std::uint32_t>(v); }},
     {"smart-failing", 1, [](DriveState& s, std::uint64_t v) { s.ata.smartFailing = As<std::uint32_t>(v); }},
     {"standby-stays-active", 1, [](DriveState& s, std::uint64_t v) { s.ata.standbyStaysActive = As<std::uint8_t>(v); }},
+    {"refuses-diagnostic", 1, [](DriveState& s, std::uint64_t v) { s.ata.refusesDiagnosticProtocol = As<std::uint8_t>(v); }},
     {"stale-data", 1, [](DriveState& s, std::uint64_t v) { s.staleData = As<std::uint8_t>(v); }},
     {"journal", 1, [](DriveState& s, std::uint64_t v) { s.journalOff = v == 0; }},
     {"temperature", 200, [](DriveState& s, std::uint64_t v) { PutLittle<std::uint16_t>(s.nvme.health + 1, As<std::uint16_t>(v + 273)); }},

@@ -28,10 +28,11 @@ constexpr CommandRow kCommands[] = {
      "  --size N[K|M|G|T]    capacity (4G); the medium is a sparse file\n"
      "  --sector-size N      512 or 4096\n"
      "  --namespaces N       NVMe: 0 to 16 (1)\n"
+     "  --first-namespace N  NVMe: the identifier behind /dev/nvmeXn1 (1)\n"
      "  --refuses-identify   NVMe: a controller that fails IDENTIFY\n"
      "  --usb                the drive hangs on a USB port\n"
      "  --device-type N      SCSI device type; 0 is a disk, 5 a CD drive\n"
-     "  --sense FORMAT       ATA registers in the sense data: descriptor, sat3, old-kernel\n"
+     "  --sense FORMAT       ATA registers in the sense data: descriptor, sat3, old-kernel, none\n"
      "  --no-journal         keep no journal\n"},
     {"list", List, "list FLEET\n  The drives of the fleet.\n"},
     {"run", Run,

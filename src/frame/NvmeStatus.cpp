@@ -37,16 +37,18 @@ std::string_view FindNvmeText(std::uint16_t status) {
 
 }  // namespace
 
-StatusCode FromNvmeStatus(std::uint16_t status) { return kNvmeBase | (status & kNvmeMask); }
+StatusCode FromNvmeStatus(std::uint16_t status) {
+  return StatusCode::FromValue(kNvmeBase | (status & kNvmeMask));
+}
 
 std::optional<std::uint16_t> ToNvmeStatus(StatusCode code) {
-  if ((code & ~kNvmeMask) != kNvmeBase) return std::nullopt;
-  return static_cast<std::uint16_t>(code & kNvmeMask);
+  if ((code.Value() & ~kNvmeMask) != kNvmeBase) return std::nullopt;
+  return static_cast<std::uint16_t>(code.Value() & kNvmeMask);
 }
 
 std::int32_t ToToldNumber(StatusCode code) {
   const auto status = ToNvmeStatus(code);
-  return status ? *status : code;
+  return status ? *status : code.Value();
 }
 
 std::string DescribeNvmeStatus(StatusCode code) {

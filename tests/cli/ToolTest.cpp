@@ -8,6 +8,7 @@
 #include "Documentation.h"
 #include "ExitStatus.h"
 #include "Tool.h"
+#include "frame/NvmeStatus.h"
 
 namespace MorvuTool {
 namespace {
@@ -24,12 +25,20 @@ TEST(ExitStatus, IsZeroForAGoodEndAlone) {
   EXPECT_EQ(ToExitStatus(1 << 16, 0), kExitUnknown);
 }
 
+// Other numbers than status codes: 012h reads as a good end, 100h has none in its low byte.
+TEST(ExitStatus, OfAnNvmeStatusIsNeverThatOfAGoodEnd) {
+  for (std::uint16_t status = 0; status <= 0x7FF; ++status) {
+    const auto exitStatus = ToExitStatus(Morvu::FromNvmeStatus(status), 0);
+    EXPECT_EQ(exitStatus, status > 0 && status <= 255 && status != 18 ? status : kExitUnknown);
+  }
+}
+
 TEST(ExitStatus, TellsTheCodesAbove255Apart) {
   std::map<int, int> codes;
   for (const int code : {260, 261, 262, 269, 273, 274, 275, 276, 277, 278, 279, 280, 281,
                          282, 284, 285, 286, 287, 288, 289, 290, 291, 292, 293, 294, 295,
                          296, 297, 298, 299, 300, 301, 302, 903, 904, 905, 907, 908}) {
-    const int exitStatus = ToExitStatus(code, 0);
+    const int exitStatus = ToExitStatus(Morvu::StatusCode::FromValue(code), 0);
     EXPECT_GE(exitStatus, 24) << code;
     EXPECT_LE(exitStatus, 65) << code;
     EXPECT_TRUE(codes.emplace(exitStatus, code).second)

@@ -149,10 +149,10 @@ TEST_F(AtaCommands, ErasePrepareIsARead_InIdeMode) {
 
 TEST_F(AtaCommands, TheSectorSizeOfTheDeviceMakesTheLength) {
   properties.Add(DeviceProperty(Properties::SectorSize, 4096u));
-  set.ataReadDma(LargeBuffer(), 0, 2);
+  (void)set.ataReadDma(LargeBuffer(), 0, 2);
   EXPECT_EQ(8192u, TakeCommand().transferLength);
   properties.Remove(Properties::SectorSize);
-  set.ataReadDma(LargeBuffer(), 0, 2);
+  (void)set.ataReadDma(LargeBuffer(), 0, 2);
   EXPECT_EQ(0u, TakeCommand().transferLength);
 }
 
@@ -182,16 +182,16 @@ TEST_F(AtaCommands, AreNotSentWithWhatTheirRegistersCannotHold) {
 // Blocks of 512 bytes, whatever the device's sector.
 TEST_F(AtaCommands, BlocksAreNoSectors) {
   properties.Add(DeviceProperty(Properties::SectorSize, 4096u));
-  set.ataIdentifyDevice(LargeBuffer());
+  (void)set.ataIdentifyDevice(LargeBuffer());
   EXPECT_EQ(512u, TakeCommand().transferLength);
-  set.Send(Ata::ReadLogExt, {.count = 3}, LargeBuffer());
+  (void)set.Send(Ata::ReadLogExt, {.count = 3}, LargeBuffer());
   EXPECT_EQ(1536u, TakeCommand().transferLength);
 }
 
 TEST_F(AtaCommands, GoToTheDeviceByteForByte) {
   Bytes data(1024);
   for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 7);
-  set.Send(Ata::WriteDma, {.count = 2}, data);
+  (void)set.Send(Ata::WriteDma, {.count = 2}, data);
   EXPECT_EQ(Simulator::Digest(data.data(), data.size()), TakeCommand().dataDigest);
 }
 

@@ -185,7 +185,7 @@ TEST(TestDevice, OfAnNvmeDriveIsAnIdentify) {
   EXPECT_EQ(0x06, entry.Opcode());
   EXPECT_EQ(1u, entry.Cdw(10));
   EXPECT_EQ(4096u, entry.transferLength);
-  node.path.Close();
+  (void)node.path.Close();
   EXPECT_FALSE(node.path.TestDevice());
   EXPECT_TRUE(node.drive.Journal().empty());
 }
@@ -313,12 +313,12 @@ TEST(CommandPath, HandsItsTimeoutToTheKernel) {
   CommandSet_ATA set(node.properties, node.path);
   {
     const TimeoutGuard guard(node.path, 3600s);
-    set.Send(Ata::FlushCache);
+    (void)set.Send(Ata::FlushCache);
     EXPECT_EQ(3600000u, node.TakeCommand().timeoutMs);
   }
-  set.Send(Ata::FlushCache);
+  (void)set.Send(Ata::FlushCache);
   EXPECT_EQ(5000u, node.TakeCommand().timeoutMs);
-  set.ataStandbyImmediate();  // brings its own
+  (void)set.ataStandbyImmediate();  // brings its own
   EXPECT_EQ(20000u, node.TakeCommand().timeoutMs);
 }
 
@@ -326,7 +326,7 @@ TEST(CommandPath, NvmeLeavesTheTimeoutToTheKernel) {
   NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
   CommandSet_NVME set(node.properties, node.path);
   const TimeoutGuard guard(node.path, 3600s);
-  set.nvmeGetFeatures(0x04, 0, 0, {});
+  (void)set.nvmeGetFeatures(0x04, 0, 0, {});
   EXPECT_EQ(0u, node.TakeCommand().timeoutMs);
 }
 
@@ -374,8 +374,9 @@ TEST(CommandPath, KeepsWhatItSentAndWhatCameBack) {
 TEST(CommandPath, NvmeKeepsTheQueueEntry) {
   NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
   CommandSet_NVME set(node.properties, node.path);
-  set.Send(Nvme::SetFeatures,
-           {.nsid = 0x11223344, .featureId = 0x04, .value11 = 0xA1A2A3A4, .value12 = 0xB1B2B3B4});
+  (void)set.Send(
+      Nvme::SetFeatures,
+      {.nsid = 0x11223344, .featureId = 0x04, .value11 = 0xA1A2A3A4, .value12 = 0xB1B2B3B4});
   const ByteView sent(node.path.GetSentBuffer());
   EXPECT_EQ(0x00000009u, ReadLittle32(sent, 0));
   EXPECT_EQ(0x11223344u, ReadLittle32(sent, 4));
@@ -410,7 +411,7 @@ TEST(CommandLog, HasTwoLinesForEachCommand) {
   CommandSet_ATA set(node.properties, node.path);
   KeepingLogger logger;
   SetLogLevel(kLogInfo);
-  set.ataCheckPowerMode();
+  (void)set.ataCheckPowerMode();
   ASSERT_EQ(2u, logger.records.size());
   EXPECT_EQ("CommandPath", logger.records[0].file);
   EXPECT_EQ("LogCommand", logger.records[0].function);
@@ -424,7 +425,7 @@ TEST(CommandLog, TellsAnNvmeCommandAsText) {
   CommandSet_NVME set(node.properties, node.path);
   KeepingLogger logger;
   SetLogLevel(kLogDebug);
-  set.Send(Nvme::Flush, {.nsid = 1, .cdw2 = 0xA0B0C0D0});
+  (void)set.Send(Nvme::Flush, {.nsid = 1, .cdw2 = 0xA0B0C0D0});
   ASSERT_EQ(3u, logger.records.size());
   EXPECT_EQ("CommandSet_NVME", logger.records[0].file);
   EXPECT_EQ("nvmeFlush", logger.records[0].function);
@@ -446,7 +447,7 @@ TEST(CommandLog, TellsAnNvmeCommandAsText) {
       "  CDW15     : 0(0x00000000) \n",
       logger.records[0].message);
   logger.records.clear();
-  set.Send(Nvme::SetFeatures, {.featureId = 0x04});
+  (void)set.Send(Nvme::SetFeatures, {.featureId = 0x04});
   EXPECT_EQ(2u, logger.records.size());
 }
 
@@ -456,17 +457,27 @@ TEST(CommandLog, TellsAFailedCall) {
   KeepingLogger logger;
   SetLogLevel(kLogError);
   node.drive.Inject(Fault::IoctlError(EIO).Times(1));
-  set.Send(Ata::FlushCache);
+  (void)set.Send(Ata::FlushCache);
   ASSERT_EQ(1u, logger.records.size());
   EXPECT_EQ("SendOpcodeCore", logger.records[0].function);
   EXPECT_EQ("ioctl failed: -5", logger.records[0].message);
+}
+
+// A sound namespace leaves no error in the log.
+TEST(CommandLog, OfANodeThatIsLookedForHoldsNoError) {
+  Simulator::TestFleet fleet;
+  const auto drive = fleet.Add({.kind = Kind::Nvme});
+  KeepingLogger logger;
+  SetLogLevel(kLogError);
+  EXPECT_NE(nullptr, CreateCommandPath(OnNode(drive.Node())));
+  EXPECT_TRUE(logger.records.empty());
 }
 
 TEST(CommandPath, AllocatesNothingForACommand) {
   NodeUnderTest<CommandPath_ATA_SCSI> ata({});
   CommandSet_ATA set(ata.properties, ata.path);
   Bytes data(512);
-  set.Send(Ata::ReadDmaExt, {.count = 1}, data);  // the simulator opens its medium
+  (void)set.Send(Ata::ReadDmaExt, {.count = 1}, data);  // the simulator opens its medium
   const auto before = CountAllocations();
   EXPECT_EQ(Status::Completed, set.Send(Ata::ReadDmaExt, {.count = 1}, data));
   EXPECT_EQ(Status::Completed, set.Send(Ata::FlushCache));

@@ -1,7 +1,9 @@
 #include <boost/property_tree/ptree.hpp>
+#include <cerrno>
 
 #include "devices/Scan.h"
 #include "devices/commands/CommandPath.h"
+#include "devices/commands/CommandSet_NVME.h"
 #include "devices/identification/DeviceIdentification.h"
 
 namespace Morvu::Testing {
@@ -86,6 +88,24 @@ TEST(DriveTest, ACloneHasItsOwnOpenPathAndContent) {
   const auto clone = FindDrive(manager, "/dev/nvme0n2")->Clone();
   EXPECT_EQ("/dev/nvme0n2", clone->GetPath().GetDevicePath());
   EXPECT_EQ("/dev/nvme0", clone->GetCommandSet(Protocol::Nvme)->GetPath().GetDevicePath());
+}
+
+// What a device tells of its last command is what went to the controller, not to the
+// namespace's node.
+TEST(DriveTest, TellsTheLastCommandOfAnNvmeDriveToo) {
+  TestFleet fleet;
+  auto simulated = fleet.Add({.kind = Kind::Nvme, .serial = "NVME1"});
+  AdapterManager manager;
+  manager.Scan({.identify = true});
+  const auto drive = FindDrive(manager, "/dev/nvme0n1")->Clone();
+  auto* nvme = drive->GetCommandSetAs<DeviceManagement::CommandSet_NVME>(Protocol::Nvme);
+  ASSERT_NE(nullptr, nvme);
+  EXPECT_EQ(0, nvme->nvmeGetFeatures(0x04, 0, 0, {}));
+  EXPECT_TRUE(drive->GetSentAsText().starts_with("10~"));
+  EXPECT_EQ(0x57, drive->GetReceivedBuffer()[0]);
+  simulated.Inject(Simulator::Fault::IoctlError(EIO));
+  EXPECT_EQ(-EIO, nvme->nvmeGetFeatures(0x04, 0, 0, {}));
+  EXPECT_EQ(-EIO, drive->GetLastOsError());
 }
 
 TEST(DriveTest, ACloneHasClonesOfTheMembers) {

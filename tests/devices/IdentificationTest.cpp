@@ -421,6 +421,14 @@ TEST_F(Identification, OfAScsiDriveKeepsTheSectorSizeUntilItIsTold) {
   EXPECT_EQ("MORVU", Text(Properties::Vendor));
 }
 
+// A drive that has something else to tell first is no empty drive.
+TEST_F(Identification, OfAScsiDriveGoesOnBehindAUnitAttention) {
+  Add({.kind = Kind::Scsi, .sectors = 1000});
+  drive.Inject(Fault::ScsiError(0x02, 0x06, 0x29).OnOpcode(0x25).Times(1));
+  EXPECT_TRUE(Identify());
+  EXPECT_EQ("999", Text(Properties::MaximumLBA));
+}
+
 TEST_F(Identification, OfALargeScsiDriveAsksForTheWideCapacity) {
   Add({.kind = Kind::Scsi});
   drive.State().sectors = 0x123456789B;

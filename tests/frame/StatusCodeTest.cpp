@@ -2,20 +2,23 @@
 
 #include <set>
 
+#include "frame/NvmeStatus.h"
 #include "frame/StatusCode.h"
 
 namespace Morvu {
 namespace {
 
-bool HasText(StatusCode code) {
-  return GetStatusText(code) != "Unknown error: " + std::to_string(code);
+std::string TextOf(std::int32_t number) { return GetStatusText(StatusCode::FromValue(number)); }
+
+bool HasText(std::int32_t number) {
+  return TextOf(number) != "Unknown error: " + std::to_string(number);
 }
 
 TEST(StatusTexts, Are281) {
-  const std::set<StatusCode> without = {191, 200, 206, 239, 243, 244, 245, 251, 256, 257, 258,
-                                        259, 263, 264, 265, 266, 267, 268, 270, 271, 272, 283};
+  const std::set<std::int32_t> without = {191, 200, 206, 239, 243, 244, 245, 251, 256, 257, 258,
+                                          259, 263, 264, 265, 266, 267, 268, 270, 271, 272, 283};
   int count = 0;
-  for (StatusCode code = 0; code <= 302; ++code) {
+  for (std::int32_t code = 0; code <= 302; ++code) {
     EXPECT_EQ(!without.contains(code), HasText(code)) << code;
     count += HasText(code);
   }
@@ -30,10 +33,27 @@ TEST(StatusTexts, OfNumbersWithoutARowTellTheNumber) {
   EXPECT_EQ("Unknown error: 2147483647", GetStatusText(INT32_MAX));
 }
 
+// A status of the same number as a code is told by its own words.
+TEST(NvmeStatus, IsNoStatusCode) {
+  EXPECT_EQ("NVMe status 0x002 (Invalid Field in Command)", GetStatusText(FromNvmeStatus(0x002)));
+  EXPECT_EQ("NVMe status 0x10A (Invalid Format)", GetStatusText(FromNvmeStatus(0x10A)));
+  EXPECT_EQ("NVMe status 0x1C3 (Vendor Specific)", GetStatusText(FromNvmeStatus(0x1C3)));
+  EXPECT_EQ("NVMe status 0x03F (Unknown)", GetStatusText(FromNvmeStatus(0x03F)));
+  for (const std::int32_t code : {0, 1, 2, 18, 266, 302, -5, INT32_MAX, INT32_MIN}) {
+    EXPECT_FALSE(ToNvmeStatus(StatusCode::FromValue(code))) << code;
+    EXPECT_EQ(code, ToToldNumber(StatusCode::FromValue(code)));
+  }
+  for (std::uint16_t status = 0; status <= 0x7FF; ++status) {
+    EXPECT_EQ(status, ToNvmeStatus(FromNvmeStatus(status)));
+    EXPECT_EQ(status, ToToldNumber(FromNvmeStatus(status)));
+    EXPECT_NE(FromNvmeStatus(status), StatusCode::FromValue(status));
+  }
+}
+
 TEST(StatusTexts, NameTheirOwnNumberWhereTheyNameOne) {
   int named = 0;
-  for (StatusCode code = 0; code <= 302; ++code) {
-    const auto text = GetStatusText(code);
+  for (std::int32_t code = 0; code <= 302; ++code) {
+    const auto text = TextOf(code);
     if (text.find("encountered an error (") == text.npos) continue;
     EXPECT_NE(text.npos, text.find("(" + std::to_string(code) + ")")) << text;
     ++named;
@@ -43,7 +63,7 @@ TEST(StatusTexts, NameTheirOwnNumberWhereTheyNameOne) {
 
 TEST(StatusTexts, ThatAreTheSame) {
   for (const auto& [left, right] : {std::pair{2, 81}, std::pair{77, 255}, std::pair{221, 237}}) {
-    EXPECT_EQ(GetStatusText(left), GetStatusText(right));
+    EXPECT_EQ(TextOf(left), TextOf(right));
   }
   EXPECT_EQ("Completed successfully.", GetStatusText(Status::Completed));
   EXPECT_EQ("Running...", GetStatusText(Status::Running));

@@ -1,5 +1,6 @@
 // Jobs and their manager, by a clock that the test sets.
 #include <gtest/gtest.h>
+#include <signal.h>
 
 #include <atomic>
 #include <condition_variable>
@@ -7,6 +8,7 @@
 #include <set>
 #include <thread>
 
+#include "frame/NvmeStatus.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/Job.h"
 #include "messaging/jobs/JobManager.h"
@@ -293,6 +295,44 @@ TEST_F(Jobs, AreCanceledAndAwaitedWhenTheManagerGoes) {
     entered->Wait();
   }
   EXPECT_EQ(3u, posts.size());
+}
+
+template <const StatusCode& Code>
+std::unique_ptr<Message> EndWith(JobContext& context) {
+  context.Report(100, FeatureState::Failed, Code);
+  return std::make_unique<Message>();
+}
+const StatusCode kInvalidField = FromNvmeStatus(0x002);
+
+// What the number alone would tell falsely is told in words beside it.
+TEST_F(Jobs, TellAnNvmeStatusInWords) {
+  JobManager manager(Environment());
+  Run(manager, &EndWith<kInvalidField>);
+  EXPECT_EQ("2", TextOf(LastObject(), "ErrorCode"));
+  EXPECT_EQ("NVMe status 0x002 (Invalid Field in Command)", TextOf(LastObject(), "NVMeStatus"));
+  Run(manager, &EndWith<Status::Canceled>);
+  EXPECT_EQ("2", TextOf(LastObject(), "ErrorCode"));
+  EXPECT_EQ("none", TextOf(LastObject(), "NVMeStatus"));
+}
+
+std::atomic<bool> takesSignals = true;
+
+std::unique_ptr<Message> LookAtSignals(JobContext&) {
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  takesSignals = sigismember(&mask, SIGINT) == 0 || sigismember(&mask, SIGALRM) == 0;
+  return std::make_unique<Message>();
+}
+
+// A host's signals are for the host's threads, which keep theirs.
+TEST_F(Jobs, TakeNoSignalsOnTheirThreads) {
+  JobManager manager(Environment());
+  Run(manager, &LookAtSignals, "<Message subject='S'/>", false);
+  manager.Stop();
+  EXPECT_FALSE(takesSignals);
+  sigset_t mask;
+  pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+  EXPECT_EQ(0, sigismember(&mask, SIGINT));
 }
 
 TEST_F(Jobs, AreNotTakenOnAfterStop) {

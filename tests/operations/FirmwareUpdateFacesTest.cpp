@@ -176,7 +176,7 @@ TEST(FirmwareUpdateOption, AsksFirstAndTellsTheOutcome) {
                                       "Completed successfully."));
   EXPECT_EQ(scene.GetRevision(), kNewRevision);
   // The next run shows it.
-  scene.RunLine({"-drive_list"});
+  (void)scene.RunLine({"-drive_list"});
   EXPECT_THAT(scene.output, HasSubstr(std::string(kNewRevision)));
 }
 
@@ -187,7 +187,7 @@ TEST(FirmwareUpdateOption, WithoutADriveItLooksAtAllOfThemByTheirModules) {
   EXPECT_THAT(scene.output, HasSubstr(GetStatusText(Status::NoFirmware).substr(0, 40)));
   EXPECT_EQ(scene.GetRevision(), kOldRevision);
   scene.fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL9999"});
-  scene.RunLine({"-firmware_update"});
+  (void)scene.RunLine({"-firmware_update"});
   EXPECT_THAT(scene.output, HasSubstr("\n" + std::string(75, '=') + "\n\n"));
   EXPECT_THAT(scene.output, HasSubstr("BTWL1234"));
   EXPECT_THAT(scene.output, HasSubstr("BTWL9999"));
@@ -218,7 +218,7 @@ StatusCode Summarize(const std::vector<const char*>& models, bool selected) {
     if (kind == "foreign") device.AddProperty(Properties::Morvu, false);
     if (kind == "secure") device.AddProperty(Properties::SecurityEnabled, true);
     if (kind == "ide") device.AddProperty(Properties::DownloadMicrocodePossible, false);
-    if (kind == "fails") device.AddProperty(Properties::SectorSize, 0);
+    if (kind == "fails") scene.drive.Inject(Simulator::Fault::Fail().OnOpcode(0x92).Times(1));
     device.AddProperty(Properties::ModelNumber, kind);
     devices.push_back(&device);
   }

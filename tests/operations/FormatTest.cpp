@@ -57,20 +57,23 @@ TEST(Format, SendsTheSettingsToTheNamespace) {
 TEST(Format, LeavesTheOtherNamespacesAlone) {
   auto spec = NvmeSpec();
   spec.namespaces = 3;
-  for (const int chosen : {1, 2, 3}) {
-    MethodScene scene(spec, &Format::Run);
-    for (int space = 1; space <= 3; ++space) {
-      scene.fleet.Drive("/dev/nvme0n" + std::to_string(space)).WriteMedium(0, scene.content);
+  // The identifiers go from 1 on, or from 2 on: the node's number is none.
+  for (const unsigned first : {1, 2})
+    for (const int chosen : {1, 2, 3}) {
+      spec.firstNamespace = first;
+      MethodScene scene(spec, &Format::Run);
+      for (int space = 1; space <= 3; ++space) {
+        scene.fleet.Drive("/dev/nvme0n" + std::to_string(space)).WriteMedium(0, scene.content);
+      }
+      const auto node = "/dev/nvme0n" + std::to_string(chosen);
+      const auto outcome = RunLine({"-drive_path", node, "-format", "1", "-force"});
+      EXPECT_EQ(outcome.code, 0) << outcome.output;
+      for (int space = 1; space <= 3; ++space) {
+        auto drive = scene.fleet.Drive("/dev/nvme0n" + std::to_string(space));
+        const auto medium = drive.ReadMedium(0, scene.content.size());
+        EXPECT_EQ(medium, space == chosen ? Bytes(medium.size()) : scene.content) << space;
+      }
     }
-    const auto node = "/dev/nvme0n" + std::to_string(chosen);
-    const auto outcome = RunLine({"-drive_path", node, "-format", "1", "-force"});
-    EXPECT_EQ(outcome.code, 0) << outcome.output;
-    for (int space = 1; space <= 3; ++space) {
-      auto drive = scene.fleet.Drive("/dev/nvme0n" + std::to_string(space));
-      const auto medium = drive.ReadMedium(0, scene.content.size());
-      EXPECT_EQ(medium, space == chosen ? Bytes(medium.size()) : scene.content) << space;
-    }
-  }
 }
 
 // ---- The settings ----
@@ -244,8 +247,23 @@ TEST(Format, APartitionRefusesUnlessForced) {
   }
 }
 
+// Its number is no namespace's, and a namespace that has no node is not formatted blindly.
+TEST(Format, RefusesAControllerWithoutNamespaces) {
+  auto spec = NvmeSpec();
+  spec.namespaces = 0;
+  spec.serial = "LONELY0";
+  MethodScene scene(NvmeSpec(), &Format::Run);
+  auto controller = scene.fleet.Add(spec);
+  ASSERT_EQ(controller.Node(), "/dev/nvme1");
+  auto& hidden = controller.State().nvme.namespaces[1];
+  hidden = scene.drive.State().nvme.namespaces[0];
+  const auto outcome = RunLine({"-drive_path", "/dev/nvme1", "-format", "1", "-force"});
+  EXPECT_EQ(outcome.code, Status::NotSupportedByDrive) << outcome.output;
+  for (const auto& entry : controller.Journal()) EXPECT_NE(entry.Opcode(), kFormatNvm);
+}
+
 TEST(Format, RefusesByItsTable) {
-  const std::pair<StatusCode, std::function<void(Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(Device&)>> kRows[] = {
       {97, [](Device& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](Device& d) { d.AddProperty(Properties::Morvu, false); }},
       {255, [](Device& d) { d.AddProperty(Properties::RAIDMember, true); }},

@@ -72,8 +72,9 @@ TEST(Sanitize, GivesUpAfterFiveMinutesAndTheDriveGoesOn) {
   EXPECT_EQ(run.code, Status::SanitizeTimedOut);
   EXPECT_TRUE(scene.IsRunning());
   EXPECT_EQ(run.percents.back(), 80);
-  // One status before, for the freeze, and two of the refusal's rows.
-  EXPECT_EQ(CountOf(run.commands, kStatus), 302);
+  // One status before, for the freeze, and two of the refusal's rows; one more that Linux's
+  // SATA layer did not pass on.
+  EXPECT_EQ(CountOf(run.commands, kStatus), 303);
 }
 
 // Fixed-format sense brings no upper half of the count: a drive that is at work must
@@ -90,10 +91,47 @@ TEST(Sanitize, WaitsInEverySenseFormat) {
   }
 }
 
-// Linux's own SATA layer does not pass on the protocol that the command first goes by.
-TEST(Sanitize, RunsThroughLinuxsSataLayer) {
+// Linux's own SATA layer does not pass on the protocol that the command first goes by;
+// others do.
+TEST(Sanitize, RunsThroughEachLayer) {
+  for (const std::uint8_t refuses : {0, 1}) {
+    MethodSanitize scene;
+    scene.drive.State().ata.refusesDiagnosticProtocol = refuses;
+    scene.Prepare();
+    EXPECT_EQ(scene.Run(nullptr), 0);
+    EXPECT_TRUE(scene.IsErased());
+  }
+}
+
+// Once the layer has refused the protocol, nothing is sent by it again.
+TEST(Sanitize, RemembersWhatTheLayerRefuses) {
   MethodSanitize scene;
-  scene.drive.State().ata.refusesDiagnosticProtocol = 1;
+  const auto run = RunScene(scene, nullptr, 0);
+  EXPECT_EQ(run.code, 0);
+  constexpr std::uint8_t kDeviceDiagnostic = 8;
+  EXPECT_EQ(1, std::ranges::count_if(run.commands, [](const auto& entry) {
+              return entry.IsAta() && entry.Protocol() == kDeviceDiagnostic;
+            }));
+}
+
+// A command that ended without registers may have begun its work: it is not repeated.
+TEST(Sanitize, IsSentOnceWithoutRegisters) {
+  const std::uint8_t kParityError[18] = {0x70, 0, 0x0B, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x47};
+  for (const auto& fault : {Fault::RawSense(0x02, kParityError), Fault::RawSense(0x02, {}),
+                            Fault::RawSense(0x00, {}), Fault::Hang()}) {
+    for (const std::uint8_t refuses : {0, 1}) {
+      MethodSanitize scene;
+      scene.drive.State().ata.refusesDiagnosticProtocol = refuses;
+      auto once = fault;
+      scene.drive.Inject(once.OnOpcode(0xB4).OnFeature(0x12).Times(1));
+      const auto run = RunScene(scene, nullptr, 0);
+      EXPECT_EQ(1, CountOf(run.commands, 0x12)) << run.commands.size();
+    }
+  }
+}
+
+TEST(Sanitize, TellsAFrozenDrive) {
+  MethodSanitize scene;
   scene.drive.State().ata.sanitize.frozen = 1;
   scene.Prepare();
   EXPECT_EQ(scene.Run(nullptr), Status::SanitizeFrozen);
@@ -113,8 +151,8 @@ TEST(Sanitize, TellsWhyItFailed) {
 // The drive refuses the status with each reason. The first two statuses are those of
 // the refusals.
 TEST(Sanitize, TellsTheReasonOfTheDrive) {
-  const std::pair<std::uint32_t, StatusCode> kReasons[] = {{0, 292}, {1, 293}, {2, 296},
-                                                           {3, 294}, {4, 295}, {255, 295}};
+  const std::pair<std::uint32_t, std::int32_t> kReasons[] = {{0, 292}, {1, 293}, {2, 296},
+                                                             {3, 294}, {4, 295}, {255, 295}};
   for (const auto& [reason, code] : kReasons) {
     MethodSanitize scene;
     scene.Prepare();

@@ -125,7 +125,7 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);
   EXPECT_FALSE(scene.IsRunning());
 
-  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
       {4, [&](auto&) { scene.drive.State().vanished = 1; }},
       {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
@@ -144,6 +144,20 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   // The test of the connection, which comes first, reads the status anew.
   scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
   EXPECT_EQ(DriveSelfTest::Runner(*faulty, "short", "offline", nullptr, context), 188);
+}
+
+// A SATA layer does not say that a sector came short; what is missing is no good result.
+TEST(DriveSelfTest, ShortOrFalseDataAreNoResult) {
+  for (auto fault : {Fault::ShortData(0), Fault::ShortData(300),
+                     Fault::GarbageData(Simulator::Garbage::Random)}) {
+    MethodScene scene(SataSpec(), &DriveSelfTest::Run, {{"SelfTest", "short"}});
+    scene.Prepare();
+    scene.drive.Inject(fault.OnOpcode(0xB0).OnFeature(0xD0));
+    DriveSelfTest test(scene.device(), 0, SelfTestMode::Offline, nullptr);
+    ResultTable table;
+    EXPECT_TRUE(test.ReportSelfTestStatus(table));
+    EXPECT_NE(table.ToText().find("Unable to read self-test status."), std::string::npos);
+  }
 }
 
 TEST(DriveSelfTest, ACancelEndsTheWaitingNotTheTest) {
@@ -274,7 +288,7 @@ TEST(StandbyImmediate, EachCommandFails) {
 TEST(StandbyImmediate, RefusesByItsTable) {
   MethodStandby scene;
   scene.Prepare();
-  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
       {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
       {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},

@@ -1,6 +1,8 @@
 #include <aio.h>
+#include <signal.h>
 #include <sys/wait.h>
 
+#include <atomic>
 #include <cerrno>
 #include <thread>
 
@@ -9,6 +11,8 @@
 
 namespace Simulator {
 namespace {
+
+Bytes Tail(const Bytes& bytes, std::size_t size) { return Bytes(bytes.end() - size, bytes.end()); }
 
 TEST(Faults, MeetTheCommandThatTheyAreSetFor) {
   TestFleet fleet;
@@ -31,9 +35,9 @@ TEST(Faults, MeetTheCommandThatTheyAreSetFor) {
   drive.Inject(Fault::IoctlError(EIO).OnCommand(1));
   EXPECT_EQ(-1, NonData(handle, {0xE5}).result);
   drive.Inject(Fault::Hang().OnCommand(1));
-  EXPECT_EQ(3, NonData(handle, {0xE5}).host);
+  EXPECT_EQ(0x40, NonData(handle, {0xE5}).AtaStatus());  // as a SATA layer ends a time-out
   drive.Inject(Fault::ShortData(100).OnCommand(1));
-  EXPECT_EQ(412, PioIn(handle, {0xEC, 0, 1}).resid);
+  EXPECT_EQ(Bytes(412), Tail(PioIn(handle, {0xEC, 0, 1}).data, 412));
   drive.Inject(Fault::GarbageData(Garbage::Ones).OnCommand(1));
   EXPECT_EQ(Bytes(512, 0xFF), PioIn(handle, {0xEC, 0, 1}).data);
 
@@ -44,6 +48,40 @@ TEST(Faults, MeetTheCommandThatTheyAreSetFor) {
   EXPECT_EQ(ENODEV, errno);
   drive.ClearFaults();
   EXPECT_EQ(0, NonData(handle, {0xE5}).result);
+}
+
+std::atomic<int> taken = 0;
+
+// What a signal does to a wait, with and without SA_RESTART, and to a thread that blocks it.
+TEST(Faults, SignalsEndOrRepeatTheWaitForAGenericNode) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  const Handle handle(drive.Node());
+  struct sigaction action {
+  }, before{};
+  action.sa_handler = [](int) { ++taken; };
+  const auto send = [&](int flags) {
+    action.sa_flags = flags;
+    sigaction(SIGUSR1, &action, nullptr);
+    drive.ClearJournal();
+    drive.Inject(Fault::Interrupt(SIGUSR1).Times(1));
+    const auto answer = NonData(handle, {0xE5});
+    return std::pair(answer.result, drive.Journal().size());
+  };
+  sigaction(SIGUSR1, nullptr, &before);
+  EXPECT_EQ(std::pair(-1, std::size_t{1}), send(0));
+  EXPECT_EQ(EINTR, errno);
+  EXPECT_EQ(std::pair(0, std::size_t{2}), send(SA_RESTART));
+  EXPECT_EQ(2, taken);
+  sigset_t mask, old;
+  sigemptyset(&mask);
+  sigaddset(&mask, SIGUSR1);
+  pthread_sigmask(SIG_BLOCK, &mask, &old);
+  EXPECT_EQ(std::pair(0, std::size_t{1}), send(0));
+  EXPECT_EQ(2, taken);
+  pthread_sigmask(SIG_SETMASK, &old, nullptr);
+  EXPECT_EQ(3, taken);
+  sigaction(SIGUSR1, &before, nullptr);
 }
 
 TEST(Faults, StateAndJournalOutliveAKilledProcess) {

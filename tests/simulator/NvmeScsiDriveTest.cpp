@@ -5,6 +5,8 @@
 namespace Simulator {
 namespace {
 
+constexpr int kDoNotRetry = 1 << 14;
+
 struct NvmeAnswer {
   int result;
   std::uint32_t value;
@@ -34,14 +36,14 @@ TEST(NvmeDrive, IdentifiesFormatsAndRefuses) {
   const auto id = Admin(controller, 0x06, 0, 1, 0, Bytes(4096));
   ASSERT_EQ(0, id.result);
   EXPECT_EQ(0, std::memcmp(&id.data[24], "MORVU SSDPEDMD400G4 ", 20));
-  EXPECT_EQ(0x10A, Admin(controller, 0x80, 1, 0x0F).result);
+  EXPECT_EQ(kDoNotRetry | 0x10A, Admin(controller, 0x80, 1, 0x0F).result);
   EXPECT_EQ(0, Admin(controller, 0x80, 1, 2 | 1 << 9).result);
   const auto space = Admin(controller, 0x06, 1, 0, 0, Bytes(4096));
   EXPECT_EQ(10000, space.data[0] | space.data[1] << 8);
   EXPECT_EQ(2, space.data[26]);
   EXPECT_EQ(0, drive.ReadMedium(0, 1)[0]);
-  EXPECT_EQ(0x001, Admin(controller, 0xC1, 0, 0).result);
-  EXPECT_EQ(0x00B, Admin(controller, 0x80, 9, 0).result);
+  EXPECT_EQ(kDoNotRetry | 0x001, Admin(controller, 0xC1, 0, 0).result);
+  EXPECT_EQ(kDoNotRetry | 0x00B, Admin(controller, 0x80, 9, 0).result);
 }
 
 TEST(NvmeDrive, TakesFirmwareIntoASlotAndRunsItAfterAReset) {
@@ -51,8 +53,8 @@ TEST(NvmeDrive, TakesFirmwareIntoASlotAndRunsItAfterAReset) {
   const auto image = Image("NEW2", 8192);
   const Bytes first(image.begin(), image.begin() + 4096), second(image.begin() + 4096, image.end());
   EXPECT_EQ(0, Admin(controller, 0x11, 0, 1023, 0, first).result);
-  EXPECT_EQ(0x107, Admin(controller, 0x10, 0, 0x09).result);                // half an image
-  EXPECT_EQ(0x114, Admin(controller, 0x11, 0, 1023, 2048, second).result);  // a gap
+  EXPECT_EQ(kDoNotRetry | 0x107, Admin(controller, 0x10, 0, 0x09).result);  // half an image
+  EXPECT_EQ(kDoNotRetry | 0x114, Admin(controller, 0x11, 0, 1023, 2048, second).result);  // a gap
   EXPECT_EQ(0, Admin(controller, 0x11, 0, 1023, 1024, second).result);
   EXPECT_EQ(0, Admin(controller, 0x10, 0, 0x09).result);
   EXPECT_EQ("OLD1", GetText(drive.State().firmware));
@@ -73,7 +75,40 @@ TEST(NvmeDrive, ReadsAndWritesByTheIoRecordOfThisWidth) {
   EXPECT_EQ(0, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
   EXPECT_EQ(data, drive.ReadMedium(998 * 512, 1024));
   io.slba = 999;
-  EXPECT_EQ(0x080, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
+  EXPECT_EQ(kDoNotRetry | 0x080, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
+}
+
+TEST(NvmeDrive, NumbersNodesAsTheyCome) {
+  TestFleet fleet;
+  auto drive =
+      fleet.Add({.kind = Kind::Nvme, .sectors = 1000, .namespaces = 2, .firstNamespace = 2});
+  ASSERT_EQ("/dev/nvme0n1", drive.Node());
+  const Handle controller("/dev/nvme0"), first("/dev/nvme0n1"), second("/dev/nvme0n2");
+  EXPECT_EQ(-1, ioctl(controller.Get(), NVME_IOCTL_ID, nullptr));
+  EXPECT_EQ(2, ioctl(first.Get(), NVME_IOCTL_ID, nullptr));
+  EXPECT_EQ(3, ioctl(second.Get(), NVME_IOCTL_ID, nullptr));
+  EXPECT_EQ(-1, open("/dev/nvme0n3", O_RDWR));
+  drive.WriteMedium(0, Bytes(512, 7));
+  EXPECT_EQ(0, Admin(controller, 0x80, 3, 1 << 9).result);
+  EXPECT_EQ(7, drive.ReadMedium(0, 1)[0]);
+  EXPECT_EQ(0, Admin(controller, 0x80, 2, 1 << 9).result);
+  EXPECT_EQ(0, drive.ReadMedium(0, 1)[0]);
+}
+
+TEST(ScsiDrive, TakesAPieceOfAnImageOnlyAtItsPlace) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.kind = Kind::Scsi, .firmware = "OLD1"});
+  const Handle handle(drive.Node());
+  const auto image = Image("NEW2", 2048);
+  const auto send = [&](std::uint8_t offset, std::size_t from) {
+    const Bytes piece(image.begin() + from, image.begin() + from + 1024);
+    return Send(handle, {0x3B, 7, 0, 0, offset, 0, 0, 4, 0, 0}, SG_DXFER_TO_DEV, piece).status;
+  };
+  EXPECT_EQ(0, send(0, 0));
+  EXPECT_EQ(2, send(0, 1024));  // over the first
+  EXPECT_EQ(0, send(0, 0));
+  EXPECT_EQ(0, send(4, 1024));
+  EXPECT_EQ("NEW2", GetText(drive.State().firmware));
 }
 
 TEST(ScsiDrive, AnswersInquiryAndRefusesAtaPassThrough) {

@@ -123,7 +123,7 @@ bool CommandPath_ATA_SCSI::TestDevice() {
   // Every ATA device refuses NOP, and this refusal proves that one answers.
   const TaskFile nop{};
   std::array<std::uint8_t, 512> data{};
-  SendOpcode({.record = nop, .flags = kRead, .data = data});
+  (void)SendOpcode({.record = nop, .flags = kRead, .data = data});
   const auto& registers = GetOutcome().registers;
   if (!registers.Has(AtaAnswer::kLow)) return false;
   return std::ranges::find(kNopRefused, registers.status) != std::end(kNopRefused) ||

@@ -56,7 +56,7 @@ std::unique_ptr<CommandPath> CommandPath_SCSI::Clone() const {
 bool CommandPath_SCSI::TestDevice() {
   std::array<std::uint8_t, 512> data{};
   const auto cdb = EncodeScsi(Scsi::RequestSense, {});
-  SendOpcode({.record = cdb.View(), .flags = kRead, .data = data});
+  (void)SendOpcode({.record = cdb.View(), .flags = kRead, .data = data});
   const auto& outcome = GetOutcome();
   // Fixed-format sense, whatever it tells, comes from a SCSI device.
   if (outcome.reached == Reached::Done) return !outcome.sense.IsThere() || outcome.sense.IsFixed();

@@ -31,7 +31,7 @@ StatusCode ToStatus(const Outcome& outcome) {
     case Reached::NotSent:
       return outcome.refusal;
     case Reached::CallFailed:
-      return -outcome.osError;
+      return StatusCode::FromSystemError(outcome.osError);
     case Reached::Transport:
       return Status::ScsiCommandFailed;
     case Reached::Layer:

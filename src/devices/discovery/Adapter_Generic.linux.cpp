@@ -5,6 +5,7 @@
 #include <algorithm>
 #include <fstream>
 
+#include "devices/commands/CommandPath_NVME.h"
 #include "devices/discovery/OsPartition.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
@@ -69,7 +70,7 @@ std::unique_ptr<Drive> MakeGenericDrive(const std::string& name) {
   return drive;
 }
 
-std::unique_ptr<Drive> MakeNamespaceDrive(const std::string& path, std::uint32_t space) {
+std::unique_ptr<Drive> MakeNamespaceDrive(const std::string& path) {
   MORVU_LOG(kLogInfo, "FindPhysical", "Looking at nvme drive path " + path);
   auto drive = std::make_unique<Drive>();
   drive->AddProperty(Properties::DevicePath, path);
@@ -79,8 +80,13 @@ std::unique_ptr<Drive> MakeNamespaceDrive(const std::string& path, std::uint32_t
     MORVU_LOG(kLogWarning, "FindPhysical", "Drive didnt detect a drive path " + path);
     return nullptr;
   }
-  // Logical units count from 0, namespaces from 1.
-  drive->AddProperty(Properties::Lun, space - 1);
+  // Logical units count from 0, namespaces from 1. The node's number is no identifier:
+  // the kernel numbers nodes as they come.
+  if (const auto space = CommandPath_NVME(path).ReadNamespace()) {
+    drive->AddProperty(Properties::Lun, *space - 1);
+  } else {
+    MORVU_LOG(kLogWarning, "FindPhysical", "The namespace of " + path + " is not known");
+  }
   MORVU_LOG(kLogInfo, "FindPhysical",
             "Drive " + path + " has command set " + drive->GetPath().GetProtocol());
   return drive;
@@ -130,7 +136,7 @@ void Adapter_Generic_Linux::FindNvmeDrives(Devices& found) {
   for (const auto& path : ListNvmeNodes()) {
     const auto node = ParseNvmeNode(path);
     if (!node || !node->space || !std::ifstream(path).is_open()) continue;
-    if (auto drive = MakeNamespaceDrive(path, *node->space)) found.push_back(std::move(drive));
+    if (auto drive = MakeNamespaceDrive(path)) found.push_back(std::move(drive));
   }
 }
 

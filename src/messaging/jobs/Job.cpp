@@ -4,6 +4,7 @@
 #include <cerrno>
 #include <system_error>
 
+#include "frame/BlockedSignals.h"
 #include "frame/Logger.h"
 #include "frame/NvmeStatus.h"
 #include "frame/Text.h"
@@ -33,7 +34,7 @@ constexpr JobDuration kNotEnded{-3'661'000'001};
 StatusCode StatusOfException(const std::exception& error) {
   if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return -ENOMEM;
   if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
-    return -std::abs(system->code().value());
+    return StatusCode::FromSystemError(system->code().value());
   }
   return -EIO;
 }
@@ -122,6 +123,7 @@ bool Job::StartThread() {
   try {
     boost::thread::attributes attributes;
     attributes.set_stack_size(kStackSize);
+    const BlockedSignals blocked;  // the host's signals are for the host's threads
     thread_ = std::make_unique<boost::thread>(attributes, [this] { Run(); });
     return true;
   } catch (const std::exception& error) {

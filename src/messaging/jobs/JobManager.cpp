@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "devices/identification/ProductDetection.h"
+#include "frame/BlockedSignals.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/DeviceSelection.h"
 #include "messaging/jobs/NotificationService.h"
@@ -45,7 +46,10 @@ JobManager::JobManager(JobEnvironment environment)
       contextTemplate_(MakeContext(this)),
       adapterManager_(MakeScanOptions()),
       scanOptions_(MakeScanOptions()),
-      monitorThread_(std::make_unique<boost::thread>([this] { Monitor(); })) {}
+      monitorThread_([this] {
+        const BlockedSignals blocked;  // the host's signals are for the host's threads
+        return std::make_unique<boost::thread>([this] { Monitor(); });
+      }()) {}
 
 JobManager::~JobManager() { Stop(); }
 

@@ -154,12 +154,12 @@ std::int32_t Sanitize::Execute() {
 
 bool Sanitize::IsSanitizeFrozen() {
   if (ata_ == nullptr) return false;
-  ata_->ataSanitizeStatus(0);
+  (void)ata_->ataSanitizeStatus(0);
   return (ata_->GetAnswer().count & kFrozen) != 0;
 }
 
 StatusCode Sanitize::SanitizeProcess() {
-  StatusCode result;
+  StatusCode result = Status::NotRun;
   if (crypto_) {
     MORVU_LOG(kLogInfo, "SanitizeProcess", "Sending Sanitize Crypto Scramble.");
     result = ata_->ataSanitizeCryptoScramble(kFailureMode);
@@ -169,7 +169,7 @@ StatusCode Sanitize::SanitizeProcess() {
   }
   if (result == Status::Completed) return GetSanitizeResult();
   MORVU_LOG(kLogError, "SanitizeProcess",
-            "Sanitize command failed with error: " + std::to_string(result));
+            "Sanitize command failed with error: " + std::to_string(result.Value()));
   return Status::SanitizeUnsuccessful;
 }
 

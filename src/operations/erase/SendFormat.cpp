@@ -1,6 +1,9 @@
 #include "operations/erase/SendFormat.h"
 
+#include <optional>
+
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"
 #include "operations/Operation.h"
 #include "operations/erase/Sanitize.h"
@@ -15,13 +18,15 @@ namespace Properties = DeviceManagement::Properties;
 namespace {
 
 void LogStatus(std::string_view text, StatusCode code) {
-  MORVU_LOG(kLogInfo, "Initialize", std::string(text) + std::to_string(code));
+  MORVU_LOG(kLogInfo, "Initialize", std::string(text) + std::to_string(code.Value()));
 }
 
-// Numbered from 1, while logical units are numbered from 0; 0 when it is not known.
-std::uint32_t GetNamespace(const PropertyList& properties) {
+// Numbered from 1, while logical units are numbered from 0. Nothing for a drive that is
+// a controller alone, whose unit is none of a namespace, and where the kernel told none.
+std::optional<std::uint32_t> GetNamespace(const PropertyList& properties) {
+  const auto node = DeviceManagement::ParseNvmeNode(properties.GetString(Properties::DevicePath));
   const auto* unit = properties.Find(Properties::Lun);
-  if (unit == nullptr || !unit->HasValue()) return 0;
+  if (!node || !node->space || unit == nullptr || !unit->HasValue()) return std::nullopt;
   return static_cast<std::uint32_t>(unit->AsUnsigned()) + 1;
 }
 
@@ -92,6 +97,8 @@ SendFormat_NVMe::SendFormat_NVMe(Device* device, const FormatSettings& settings,
 
 void SendFormat_NVMe::Initialize() {
   SendFormat::Initialize();
+  // A controller alone has nothing to format; its number is no namespace's.
+  if (!GetNamespace(device_->GetProperties())) SetErrorCode(Status::NotSupportedByDrive);
   LogStatus("Send Format NVMe - Status = ", GetErrorCode());
 }
 
@@ -102,7 +109,12 @@ std::int32_t SendFormat_NVMe::Execute() {
     return false;
   }
   SetPercent(20);
-  const auto result = nvme_->nvmeFormatNVM({.nsid = GetNamespace(device_->GetProperties()),
+  const auto space = GetNamespace(device_->GetProperties());
+  if (!space) {
+    End(Status::NotSupportedByDrive);
+    return false;
+  }
+  const auto result = nvme_->nvmeFormatNVM({.nsid = *space,
                                             .lbaFormat = settings_.lbaFormat,
                                             .metadata = settings_.metadata,
                                             .protection = settings_.protectionInformation,

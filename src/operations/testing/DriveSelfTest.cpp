@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <numeric>
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "frame/Logger.h"
@@ -158,11 +159,18 @@ void DriveSelfTest::Initialize() {
 
 std::uint8_t DriveSelfTest::GetSelfTestStatus() {
   if (ata_ == nullptr) return kStatusUnread;
-  std::array<std::uint8_t, kSmartDataSize> data{};
+  std::array<std::uint8_t, kSmartDataSize> data;
+  data.fill(kStatusUnread);  // what the drive does not give stays unread
   const auto result = ata_->ataSmartReadData(data);
   if (result != Status::Completed) {
     MORVU_LOG(kLogError, "GetSelfTestStatus",
-              "SMART Read data failed with an error code = " + std::to_string(result));
+              "SMART Read data failed with an error code = " + std::to_string(result.Value()));
+    SetErrorCode(Status::SmartDataFailed);
+    return kStatusUnread;
+  }
+  // No residual can be trusted behind a SATA layer: the sector's checksum is the witness.
+  if (std::accumulate(data.begin(), data.end(), 0u) % 256 != 0) {
+    MORVU_LOG(kLogError, "GetSelfTestStatus", "SMART data failed their checksum.");
     SetErrorCode(Status::SmartDataFailed);
     return kStatusUnread;
   }
@@ -193,9 +201,9 @@ std::int32_t DriveSelfTest::Execute() {
 bool DriveSelfTest::RunTest() {
   const auto result = ata_->ataSmartExecuteOffline(subcommand_);
   if (result != Status::Completed) {
-    MORVU_LOG(
-        kLogError, "Execute",
-        "SMART Execute offline immediate failed with an error code = " + std::to_string(result));
+    MORVU_LOG(kLogError, "Execute",
+              "SMART Execute offline immediate failed with an error code = " +
+                  std::to_string(result.Value()));
     return Fail(Status::SmartExecuteOfflineFailed);
   }
   MORVU_LOG(kLogInfo, "Execute", "SMART Execute offline immediate successful.");
