@@ -1,10 +1,9 @@
 #include "devices/identification/DeviceIdentification_ATA.h"
 
-#include <algorithm>
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
 #include "devices/model/Device.h"
 #include "frame/Logger.h"
 
@@ -107,14 +106,6 @@ constexpr BitRow kBits[] = {
 };
 // clang-format on
 
-// Behind a controller in IDE mode these are known by their identify data only.
-constexpr std::string_view kNeedsIdentify[] = {
-    Products::Tarnwell,
-    Products::WistleBrook,
-    Products::SedgwoldBrook,
-    Products::Yarrowick2,
-};
-
 // Neither result matters: a drive that sleeps is awake afterwards.
 void Wake(CommandSet_ATA& ata, IdentifyData& data) {
   if (ata.ataReadDma(data, 0, 1) != Status::Completed) ata.ataCheckPowerMode(data);
@@ -163,9 +154,7 @@ bool DeviceIdentification_ATA::ReadIdentifyData() {
 }
 
 bool DeviceIdentification_ATA::CountsAsIdentified() const {
-  const auto product = device_->GetString(Properties::Product);
-  return !device_->GetBool(Properties::LSI) &&
-         std::ranges::find(kNeedsIdentify, product) == std::end(kNeedsIdentify);
+  return !device_->GetBool(Properties::LSI) && !ProductOf(*device_).needsIdentify;
 }
 
 }  // namespace Morvu::DeviceManagement

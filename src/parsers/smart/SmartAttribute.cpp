@@ -5,8 +5,7 @@
 #include <iterator>
 #include <span>
 
-#include "devices/identification/ProductDetection.h"
-#include "devices/identification/ProductFamilies.h"
+#include "devices/identification/Products.h"
 #include "devices/model/Device.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
@@ -75,18 +74,10 @@ constexpr Field kOemTemperature[] = {
     {"Over Temperature Counter", 32, 16},
 };
 
-// Products of the maker's own name that keep three temperatures in attribute BE.
-constexpr std::string_view kTemperatureProducts[] = {
-    Products::Fennimoor, Products::Ickmoor,         Products::Nolvaine,
-    Products::Drennick,  Products::DrennickRefresh, Products::DrennickRefresh535,
-};
-
 std::span<const Field> FindTemperatureFields(const Device& device) {
-  const auto product = device.GetString(Properties::Product);
-  if (std::ranges::find(kTemperatureProducts, product) != std::end(kTemperatureProducts)) {
-    return kTemperature;
-  }
-  if (!OemAttributeFamily(product)) return {};
+  const auto& product = ProductOf(device);
+  if (product.hasThreeTemperatures) return kTemperature;
+  if (!product.hasOemAttributes) return {};
   if (device.GetString(Properties::OEM) == "IBM") return kIbmTemperature;
   return kOemTemperature;
 }
@@ -113,13 +104,13 @@ std::string MakeRawText(std::string_view id, std::string_view description, std::
 std::string LookUpAttributeName(const Device& device, std::string_view id) {
   const auto* row = std::ranges::lower_bound(kNames, id, {}, &NameRow::id);
   if (row == std::end(kNames) || row->id != id) return "Unknown";
-  const auto product = device.GetString(Properties::Product);
+  const auto& product = ProductOf(device);
   std::string_view name;
-  if (OemAttributeFamily(product)) {
+  if (product.hasOemAttributes) {
     const auto oem = device.GetString(Properties::OEM);
     if (oem == "Dell") name = row->dell;
     if (oem == "EMC") name = row->emc;
-  } else if (NvmeSmartFamily(product)) {
+  } else if (product.hasNvmeAttributes) {
     name = row->nvme;
   }
   if (name.empty()) name = row->base;

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
@@ -53,11 +53,7 @@ constexpr auto kLifePercent = [] {
 }();
 static_assert(kLifePercent[100] == 100 && kLifePercent[29] == 28 && kLifePercent[1] == 1);
 
-// Products whose workload attributes carry no attribute's value.
-bool HidesWorkload(std::string_view product, std::string_view id) {
-  const bool isYarrowick = product == Products::Yarrowick || product == Products::YarrowickSLC;
-  return isYarrowick && (id == "E2" || id == "E3" || id == "E4");
-}
+bool IsWorkload(std::string_view id) { return id == "E2" || id == "E3" || id == "E4"; }
 
 }  // namespace
 
@@ -115,7 +111,7 @@ void SmartParserCore_ATA::AddAttribute(ByteView entry, std::uint8_t threshold) {
   namespace Byte = AttributeByte;
   if (entry[Byte::Id] == 0) return;
   auto id = ToHexNumber(entry[Byte::Id], 2);
-  if (HidesWorkload(device_->GetString(Properties::Product), id)) return;
+  if (IsWorkload(id) && ProductOf(*device_).hidesWorkload) return;
 
   const auto flags = ReadLittle16(entry, Byte::Flags);
   const auto normalized = entry[Byte::Normalized];

@@ -3,7 +3,7 @@
 #include <array>
 
 #include "devices/commands/CommandSet_NVME.h"
-#include "devices/identification/ProductFamilies.h"
+#include "devices/identification/Products.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 
@@ -46,8 +46,7 @@ std::vector<std::string> SmartParserCore_NVMe::GetHeader() const {
 
 void SmartParserCore_NVMe::Initialize() {
   StartAfresh();
-  const bool isInFamily =
-      device_ != nullptr && NvmeSmartFamily(device_->GetString(Properties::Product));
+  const bool isInFamily = device_ != nullptr && ProductOf(*device_).hasNvmeAttributes;
   EndInitialize(isInFamily ? Status::ReadyToRun : Status::NotSupportedByDrive);
 }
 
