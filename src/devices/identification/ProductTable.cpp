@@ -19,7 +19,7 @@ constexpr bool o = false;
 constexpr Product kProducts[] = {
 #include "devices/identification/Products.inc"
 };
-constexpr Product kNoProduct;
+constexpr Product kNoProduct{};
 
 constexpr std::string_view Ata = Protocol::Ata;
 constexpr std::string_view Nvme = Protocol::Nvme;

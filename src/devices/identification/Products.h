@@ -12,18 +12,18 @@ class Device;
 // The columns of Products.inc, which tells what each means.
 struct Product {
   std::string_view name;  // as the "Product" property holds it
-  bool isShown = false;
-  bool hasOemAttributes = false;
-  bool hasNvmeAttributes = false;
-  bool hasThreeTemperatures = false;
-  bool hidesWorkload = false;
-  bool hidesLife = false;
-  bool tellsOpal = false;
-  bool hasRemoteErase = false;
-  bool needsIdentify = false;
-  bool takesFirstBlockTwice = false;
-  std::uint8_t serialLength = 0;
-  std::string_view clockingFirmware = {};
+  bool isShown;
+  bool hasOemAttributes;
+  bool hasNvmeAttributes;
+  bool hasThreeTemperatures;
+  bool hidesWorkload;
+  bool hidesLife;
+  bool tellsOpal;
+  bool hasRemoteErase;
+  bool needsIdentify;
+  bool takesFirstBlockTwice;
+  std::uint8_t serialLength;
+  std::string_view clockingFirmware;
 };
 
 // All products, in table order.
