@@ -4,6 +4,8 @@
 #include <charconv>
 
 #include "cli/QRKCLI.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "operations/MethodDescriptions.h"

@@ -1,6 +1,9 @@
 // Sanitize: the watching of a drive that erases itself.
 #include <algorithm>
 
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "operations/erase/Sanitize.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

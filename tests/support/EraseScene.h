@@ -9,7 +9,6 @@
 #include <utility>
 #include <vector>
 
-#include "devices/properties/PropertyCatalogue.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/CimClass.h"
 #include "messaging/features/JobContext.h"

@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "devices/properties/PropertyCatalogue.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/JobContext.h"
 #include "operations/firmware/FirmwareUpdate.h"

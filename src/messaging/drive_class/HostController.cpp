@@ -3,6 +3,8 @@
 #include <string>
 
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
 #include "operations/Operation.h"
 
 namespace Morvu::HostController {

@@ -5,6 +5,9 @@
 #include <chrono>
 
 #include "cli/HeldSignals.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "operations/Operation.h"

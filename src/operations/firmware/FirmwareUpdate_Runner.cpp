@@ -4,7 +4,8 @@
 #include <string_view>
 
 #include "cli/QRKCLI.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/FirmwareProperties.h"
 #include "operations/Operation.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "operations/firmware/FirmwareUpdate.h"
