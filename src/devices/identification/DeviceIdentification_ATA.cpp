@@ -117,7 +117,9 @@ constexpr std::string_view kNeedsIdentify[] = {
 
 // Neither result matters: a drive that sleeps is awake afterwards.
 void Wake(CommandSet_ATA& ata, IdentifyData& data) {
-  if (ata.ataReadDma(data, 0, 1) != Status::Completed) ata.ataCheckPowerMode(data);
+  if (ata.ataReadDma(data, 0, 1) != Status::Completed) {
+    (void)ata.ataCheckPowerMode(data);
+  }
   data.fill(0);
 }
 

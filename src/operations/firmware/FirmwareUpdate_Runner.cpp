@@ -163,7 +163,7 @@ StatusCode FirmwareUpdate::Runner(std::span<Device* const> devices, const Reques
   for (auto* device : devices) {
     if (cli != nullptr) PrintHeader(*cli, *device, request, device == devices.front());
     const auto outcome = UpdateDevice(device, request, cli, reporter, summary);
-    if (cli != nullptr) cli->Finish(outcome);
+    if (cli != nullptr) (void)cli->Finish(outcome);
     if (!request.file.empty()) break;
   }
   return summary;
@@ -215,7 +215,7 @@ std::unique_ptr<XmlMessaging::Property> FirmwareUpdate::GetUpdateAvailable(
   const bool available = ready && verdict == FirmwareMapping::kUpdateAvailable;
   if (available) property->value = destination;
   if (ready && verdict == 0) property->value = kNone;
-  property->SetAttribute("status", std::to_string(ready ? Status::Completed : code));
+  property->SetAttribute("status", std::to_string((ready ? Status::Completed : code).Value()));
 
   const bool hidden = code == Status::RaidVolume || code == Status::NotAMorvuDrive;
   if (context != nullptr && context->postNotification != nullptr && !hidden) {
