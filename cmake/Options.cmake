@@ -26,3 +26,9 @@ if(CCACHE_PROGRAM)
   set(CMAKE_C_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
   set(CMAKE_CXX_COMPILER_LAUNCHER ${CCACHE_PROGRAM})
 endif()
+
+# Tests and the simulator are read in a debugger or not at all: they build a third faster so.
+add_library(morvu_test_options INTERFACE)
+if(NOT MORVU_SANITIZE)
+  target_compile_options(morvu_test_options INTERFACE -O0 -g1)
+endif()

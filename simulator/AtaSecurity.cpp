@@ -11,7 +11,7 @@ namespace {
 constexpr std::size_t kPasswordAt = 2, kPasswordSize = 32;
 
 // SECURITY commands that a frozen drive aborts.
-bool MayRun(AtaCommand& command) {
+bool MayChangeSecurity(AtaCommand& command) {
   const auto& security = command.Ata().security;
   if (security.supported && !security.frozen) return true;
   command.Abort();
@@ -34,7 +34,7 @@ void DisableSecurity(SecurityState& security) {
 }  // namespace
 
 void AtaSecuritySetPassword(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MayChangeSecurity(command)) return;
   const auto block = command.Take(kBlock);
   if (block.empty()) return;
   auto& security = command.Ata().security;
@@ -50,7 +50,7 @@ void AtaSecuritySetPassword(AtaCommand& command) {
 }
 
 void AtaSecurityUnlock(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MayChangeSecurity(command)) return;
   const auto block = command.Take(kBlock);
   auto& security = command.Ata().security;
   if (block.empty() || !security.enabled) return;
@@ -66,13 +66,13 @@ void AtaSecurityUnlock(AtaCommand& command) {
 }
 
 void AtaSecurityErasePrepare(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MayChangeSecurity(command)) return;
   command.Ata().security.prepared = 1;
 }
 
 // Only directly behind ERASE PREPARE, with the password that is set.
 void AtaSecurityEraseUnit(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MayChangeSecurity(command)) return;
   const auto block = command.Take(kBlock);
   if (block.empty()) return;
   auto& security = command.Ata().security;
@@ -92,7 +92,7 @@ void AtaSecurityFreezeLock(AtaCommand& command) {
 }
 
 void AtaSecurityDisablePassword(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MayChangeSecurity(command)) return;
   const auto block = command.Take(kBlock);
   auto& security = command.Ata().security;
   if (block.empty() || !security.enabled) return;

@@ -13,7 +13,7 @@ constexpr std::uint16_t kKey = 0xC24F, kFailing = 0x2CF4;
 constexpr std::uint8_t kRunning = 0xF0;
 
 // Every SMART command carries its key, and all but ENABLE need SMART on.
-bool MayRun(AtaCommand& command) {
+bool MaySmartRun(AtaCommand& command) {
   const bool keyed = (command.In().lba >> 8 & 0xFFFF) == kKey;
   if (keyed && command.Ata().smartEnabled) return true;
   command.Abort();
@@ -225,7 +225,7 @@ bool ReadAtaLog(AtaCommand& command, std::uint8_t address, std::uint32_t page,
 }
 
 void AtaSmartReadData(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MaySmartRun(command)) return;
   std::uint8_t block[512] = {};
   const auto& test = command.Ata().selfTest;
   PutLittle<std::uint16_t>(block, 0x0010);
@@ -243,7 +243,7 @@ void AtaSmartReadData(AtaCommand& command) {
 }
 
 void AtaSmartReadThresholds(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MaySmartRun(command)) return;
   std::uint8_t block[512] = {};
   PutLittle<std::uint16_t>(block, 0x0010);
   for (std::size_t i = 0; i < kSmartAttributes; ++i) {
@@ -255,14 +255,14 @@ void AtaSmartReadThresholds(AtaCommand& command) {
 }
 
 void AtaSmartAutosave(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MaySmartRun(command)) return;
   const auto value = command.In().count & 0xFF;
   if (value != 0x00 && value != 0xF1) return command.Abort();
   command.Ata().autosave = value == 0xF1;
 }
 
 void AtaSmartExecuteOffline(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MaySmartRun(command)) return;
   auto& drive = command.TheDrive();
   auto& test = command.Ata().selfTest;
   const auto subcommand = static_cast<std::uint8_t>(command.In().lba);
@@ -292,7 +292,7 @@ void AtaSmartExecuteOffline(AtaCommand& command) {
 }
 
 void AtaSmartReadLog(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MaySmartRun(command)) return;
   const auto address = static_cast<std::uint8_t>(command.In().lba);
   const auto size = (command.In().count & 0xFFu) * kBlock;
   if (size == 0 || command.Room().size() < size || !IsThere(command, address, true))
@@ -302,7 +302,7 @@ void AtaSmartReadLog(AtaCommand& command) {
 }
 
 void AtaSmartWriteLog(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MaySmartRun(command)) return;
   const auto address = static_cast<std::uint8_t>(command.In().lba);
   const auto data = command.Take((command.In().count & 0xFFu) * kBlock);
   if (data.empty()) return command.Abort();
@@ -318,11 +318,11 @@ void AtaSmartEnable(AtaCommand& command) {
 }
 
 void AtaSmartDisable(AtaCommand& command) {
-  if (MayRun(command)) command.Ata().smartEnabled = 0;
+  if (MaySmartRun(command)) command.Ata().smartEnabled = 0;
 }
 
 void AtaSmartReturnStatus(AtaCommand& command) {
-  if (!MayRun(command)) return;
+  if (!MaySmartRun(command)) return;
   const auto key = command.Ata().smartFailing ? kFailing : kKey;
   command.Out().lba = static_cast<std::uint64_t>(key) << 8;
 }

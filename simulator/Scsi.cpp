@@ -53,7 +53,7 @@ bool InMedium(Drive& drive, Transaction& transaction, const Span& span) {
   return false;
 }
 
-void ReadWrite(Drive& drive, Transaction& transaction) {
+void ReadOrWrite(Drive& drive, Transaction& transaction) {
   const auto span = DecodeSpan(transaction.command);
   if (!InMedium(drive, transaction, span)) return;
   const auto size = span.blocks * drive.State().sectorSize;
@@ -143,14 +143,14 @@ struct ScsiRow {
 
 // clang-format off
 constexpr ScsiRow kRows[] = {
-    {0x00, 6, TestUnitReady},     {0x03, 6, RequestSense},      {0x08, 6, ReadWrite},
-    {0x0A, 6, ReadWrite},         {0x12, 6, ReplyScsiInquiry},  {0x1A, 6, ReplyModeSense},
+    {0x00, 6, TestUnitReady},     {0x03, 6, RequestSense},      {0x08, 6, ReadOrWrite},
+    {0x0A, 6, ReadOrWrite},         {0x12, 6, ReplyScsiInquiry},  {0x1A, 6, ReplyModeSense},
     {0x1B, 6, StartStop},         {0x1D, 6, Nothing},           {0x25, 10, ReplyReadCapacity},
-    {0x28, 10, ReadWrite},        {0x2A, 10, ReadWrite},        {0x2F, 10, Verify},
+    {0x28, 10, ReadOrWrite},        {0x2A, 10, ReadOrWrite},        {0x2F, 10, Verify},
     {0x35, 10, Nothing},          {0x3B, 10, WriteBuffer},      {0x4D, 10, LogSense},
-    {0x5A, 10, ReplyModeSense},   {0x88, 16, ReadWrite},        {0x8A, 16, ReadWrite},
-    {0x91, 16, Nothing},          {0x9E, 16, ReplyReadCapacity}, {0xA8, 12, ReadWrite},
-    {0xAA, 12, ReadWrite},
+    {0x5A, 10, ReplyModeSense},   {0x88, 16, ReadOrWrite},        {0x8A, 16, ReadOrWrite},
+    {0x91, 16, Nothing},          {0x9E, 16, ReplyReadCapacity}, {0xA8, 12, ReadOrWrite},
+    {0xAA, 12, ReadOrWrite},
 };
 // clang-format on
 

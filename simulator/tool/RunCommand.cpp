@@ -1,4 +1,5 @@
-// morvu-simdrives run: a program with the preload library of its own width.
+// morvu-simdrives run: a program with the preload library of its own width. A 32-bit program
+// that the kernel does not run is run by QEMU's user-mode emulator.
 #include <elf.h>
 #include <errno.h>
 #include <unistd.h>
@@ -21,6 +22,8 @@ namespace {
 namespace fs = std::filesystem;
 
 constexpr int kCannotRun = 126, kNotFound = 127;
+constexpr const char* kEmulatorWish = "MORVU_X86_EMULATOR";  // as scripts/setup takes it
+constexpr const char* kEmulator = "qemu-i386";
 
 std::string FindProgram(const std::string& name) {
   if (name.find('/') != name.npos) return name;
@@ -60,6 +63,18 @@ void PutFirst(const char* name, const std::string& value) {
   setenv(name, held != nullptr && *held != '\0' ? (value + ":" + held).c_str() : value.c_str(), 1);
 }
 
+// The emulator starts as the machine's own program: the preload library is for what it runs.
+void ExecEmulated(const std::string& program, const std::vector<char*>& words) {
+  const char* wish = std::getenv(kEmulatorWish);
+  const auto emulator = FindProgram(wish != nullptr ? wish : kEmulator);
+  if (emulator.empty()) return;
+  const std::string preload = std::string("LD_PRELOAD=") + std::getenv("LD_PRELOAD");
+  unsetenv("LD_PRELOAD");
+  std::vector<const char*> emulated = {emulator.c_str(), "-E", preload.c_str(), program.c_str()};
+  emulated.insert(emulated.end(), words.begin() + 1, words.end());
+  execv(emulator.c_str(), const_cast<char**>(emulated.data()));
+}
+
 }  // namespace
 
 int Run(const Arguments& arguments) {
@@ -89,8 +104,12 @@ int Run(const Arguments& arguments) {
   for (std::size_t i = first; i < arguments.size(); ++i)
     words.push_back(const_cast<char*>(arguments[i].c_str()));
   words.push_back(nullptr);
+  const bool isWide = wanted == ELFCLASS64;
+  if (!isWide && std::getenv(kEmulatorWish) != nullptr) ExecEmulated(program, words);
   execv(program.c_str(), words.data());
-  std::fprintf(stderr, "morvu-simdrives: %s: %s\n", program.c_str(), std::strerror(errno));
+  const int failure = errno;
+  if (!isWide && failure == ENOEXEC) ExecEmulated(program, words);
+  std::fprintf(stderr, "morvu-simdrives: %s: %s\n", program.c_str(), std::strerror(failure));
   return kCannotRun;
 }
 

@@ -14,6 +14,7 @@
 #include "ExitStatus.h"
 #include "TestFleet.h"
 #include "Tool.h"
+#include "messaging/drive_class/Features.h"
 
 namespace MorvuTool {
 namespace {
@@ -58,7 +59,7 @@ std::string Record(const EraseRun& run) {
   }
   std::istringstream in{std::string(run.answer)};
   std::ostringstream out;
-  Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
   auto text = out.str();
   const auto information = text.rfind("\n\n\n");
@@ -91,7 +92,7 @@ void FailSmart(SimulatedDrive& drive) {
 void StayAwake(SimulatedDrive& drive) { drive.State().ata.standbyStaysActive = 1; }
 
 // clang-format off
-const EraseRun kRuns[] = {
+const EraseRun kEraseRuns[] = {
     {"secure_erase",           {"-secure_erase"}, "y\n"},
     {"secure_erase_no",        {"-secure_erase"}, "n\n"},
     {"secure_erase_end",       {"-secure_erase"}, ""},
@@ -123,7 +124,7 @@ const EraseRun kRuns[] = {
     {"standby_nvme",           {"-standby_immediate"}, "", true},
 };
 // clang-format on
-INSTANTIATE_TEST_SUITE_P(Runs, EraseGolden, ::testing::ValuesIn(kRuns),
+INSTANTIATE_TEST_SUITE_P(Runs, EraseGolden, ::testing::ValuesIn(kEraseRuns),
                          [](const auto& test) { return std::string(test.param.name); });
 
 }  // namespace

@@ -12,15 +12,13 @@
 namespace MorvuHost {
 namespace {
 
-constexpr std::string_view kListJobs = "<Message subject='MorvuJob'/>";
-
 int32_t Send(std::string_view text, bool synchronous = true) {
   std::uint64_t job = 0;
   return Library().SendXMLMessage(text.data(), static_cast<std::uint32_t>(text.size()), &job,
                                   synchronous);
 }
 
-std::set<std::string> Lines(const std::string& command) {
+std::set<std::string> OutputLines(const std::string& command) {
   std::set<std::string> lines;
   FILE* pipe = popen(command.c_str(), "r");
   char line[512];
@@ -36,15 +34,16 @@ TEST(LibraryFile, ExportsTheElevenFunctionsAndNothingElse) {
       "Load",           "Unload",          "GetVer",           "EnableLSIAdapter",
       "EnableLogger",   "DisableLogger",   "RegisterEvent",    "DisableLSIAdapter",
       "SendXMLMessage", "UnregisterEvent", "ReceiveXMLMessage"};
-  EXPECT_EQ(eleven, Lines("nm -D --defined-only -g " MORVU_LIBRARY_FILE
-                          " | sed -n 's/.* [TWDBRVu] //p' | sed 's/@.*//'"));
+  EXPECT_EQ(eleven, OutputLines("nm -D --defined-only -g " MORVU_LIBRARY_FILE
+                                " | sed -n 's/.* [TWDBRVu] //p' | sed 's/@.*//'"));
 }
 
 TEST(LibraryFile, BearsItsVersionInItsNames) {
   EXPECT_EQ("libMorvu.SSDFeatures.so.1.2.0",
             std::filesystem::path(MORVU_LIBRARY_FILE).filename().string());
-  EXPECT_EQ(std::set<std::string>{"libMorvu.SSDFeatures.so.1.2.0"},
-            Lines("readelf -d " MORVU_LIBRARY_FILE " | sed -n 's/.*SONAME.*\\[\\(.*\\)\\]/\\1/p'"));
+  EXPECT_EQ(
+      std::set<std::string>{"libMorvu.SSDFeatures.so.1.2.0"},
+      OutputLines("readelf -d " MORVU_LIBRARY_FILE " | sed -n 's/.*SONAME.*\\[\\(.*\\)\\]/\\1/p'"));
 }
 
 TEST(Border, AnswersItsVersionAtAnyTime) {

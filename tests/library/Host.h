@@ -12,6 +12,9 @@
 
 namespace MorvuHost {
 
+// Asks for the list of jobs.
+inline constexpr std::string_view kListJobs = "<Message subject='MorvuJob'/>";
+
 // The eleven functions of the library file, which stays loaded from the first use on.
 struct Functions {
   decltype(&::Load) Load;

@@ -9,8 +9,6 @@
 namespace MorvuHost {
 namespace {
 
-constexpr std::string_view kListJobs = "<Message subject='MorvuJob'/>";
-
 TEST(Jobs, DescribeTheClassesInOrder) {
   Host host;
   const auto reply = host.Call("<Message subject='supported functionality'/>");

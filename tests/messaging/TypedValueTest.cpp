@@ -29,7 +29,7 @@ TEST_P(Values, HaveATypedForm) {
   EXPECT_EQ("", element->value);
 }
 
-const std::uint8_t kBytes[] = {0xAB, 0x01};
+const std::uint8_t kTwoBytes[] = {0xAB, 0x01};
 
 const Case kCases[] = {
     {{Entry(Kind::String), "ABC"}, "string", "ABC", "4"},
@@ -45,8 +45,8 @@ const Case kCases[] = {
     {{Entry(Kind::Boolean), true}, "boolean", "True", "1"},
     {{Entry(Kind::Boolean), false}, "boolean", "False", "1"},
     {DeviceProperty(Entry(Kind::Boolean)), "boolean", "False", "0"},
-    {{Entry(Kind::BytePointer), ByteView(kBytes)}, "bytepointer", "AB01", "2"},
-    {{Entry(Kind::ListUint64), ByteView(kBytes)}, "list_uint64", "AB01", "2"},
+    {{Entry(Kind::BytePointer), ByteView(kTwoBytes)}, "bytepointer", "AB01", "2"},
+    {{Entry(Kind::ListUint64), ByteView(kTwoBytes)}, "list_uint64", "AB01", "2"},
 };
 INSTANTIATE_TEST_SUITE_P(Kinds, Values, ::testing::ValuesIn(kCases));
 

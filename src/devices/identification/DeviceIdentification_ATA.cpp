@@ -124,7 +124,9 @@ bool HasWrongChecksum(const IdentifyData& data) {
 
 // Neither result matters: a drive that sleeps is awake afterwards.
 void Wake(CommandSet_ATA& ata, IdentifyData& data) {
-  if (ata.ataReadDma(data, 0, 1) != Status::Completed) ata.ataCheckPowerMode(data);
+  if (ata.ataReadDma(data, 0, 1) != Status::Completed) {
+    (void)ata.ataCheckPowerMode(data);
+  }
   data.fill(0);
 }
 
