@@ -7,8 +7,13 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
-#include "devices/identification/ProductDetection.h"
-#include "devices/identification/ProductFamilies.h"
+#include "devices/identification/Products.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/LinkProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SettingProperties.h"
 #include "frame/Bytes.h"
 #include "frame/Text.h"
 
@@ -19,7 +24,6 @@ using DeviceManagement::CommandSet_ATA;
 using DeviceManagement::CommandSet_NVME;
 using DeviceManagement::Device;
 using DeviceManagement::Partition;
-namespace Products = DeviceManagement::Products;
 namespace Properties = DeviceManagement::Properties;
 namespace Protocol = DeviceManagement::Protocol;
 
@@ -102,13 +106,14 @@ bool IsReachable(Device& drive) {
 }
 
 bool ShowsSpreadSpectrumClocking(const Device& drive) {
-  const auto product = drive.GetString(Properties::Product);
-  return DeviceManagement::OemAttributeFamily(product) ||
-         (product == Products::Fennimoor &&
-          drive.GetString(Properties::Firmware).substr(0, 3) >= "LCW");
+  const auto& product = DeviceManagement::ProductOf(drive);
+  const auto from = product.clockingFirmware;
+  return product.hasOemAttributes ||
+         (!from.empty() && drive.GetString(Properties::Firmware).substr(0, from.size()) >= from);
 }
 
 void AppendCapacity(ResultTable& table, const Device& drive) {
+  // A count of sectors on ATA, beside a native maximum that is an address.
   const auto maximum = drive.GetUInt(Properties::MaximumLBA);
   const auto native = ReadNativeMax(drive);
   table.AppendRow({"Current MAX LBA:", "0x" + ToHexNumber(maximum)});
@@ -132,7 +137,7 @@ void AppendSettings(ResultTable& table, const Device& drive) {
   if (ShowsSpreadSpectrumClocking(drive)) {
     table.AppendRow({"SSC:", OnOff(drive.GetBool(Properties::SSCEnabled))});
   }
-  if (!DeviceManagement::OemAttributeFamily(drive.GetString(Properties::Product))) return;
+  if (!DeviceManagement::ProductOf(drive).hasOemAttributes) return;
   const auto speed = GetText(drive, Properties::SataNegotiatedSpeed);
   table.AppendRow({"Negotiated SATA Speed:", speed.empty() ? "Unknown" : speed});
   if (!drive.GetProperties().Has(Properties::PhyConfig)) return;

@@ -9,6 +9,7 @@
 #include "ExitStatus.h"
 #include "Tool.h"
 #include "frame/NvmeStatus.h"
+#include "messaging/drive_class/Features.h"
 
 namespace MorvuTool {
 namespace {
@@ -49,7 +50,7 @@ TEST(ExitStatus, TellsTheCodesAbove255Apart) {
 TEST(Documentation, TellsEveryOption) {
   std::istringstream in;
   std::ostringstream out;
-  const Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  const Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto page = MakeManualPage(cli, GetToolConfig());
   const auto completion = MakeBashCompletion(cli, GetToolConfig());
   for (const auto& parameter : cli.GetParameters()) {

@@ -6,7 +6,10 @@
 
 #include "devices/identification/ProductDetection.h"
 #include "devices/identification/ProductTable.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/identification/Products.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -83,6 +86,82 @@ TEST(ProductTable, EachSerialFamilyIsReached) {
   }
 }
 
+// ---- Models that are cut ----
+
+TEST(ProductTable, EachLongSataModelIsKnownCut) {
+  std::size_t unique = 0;
+  for (const auto& row : GetProductRows()) {
+    for (const auto model : row.Models()) {
+      auto cut = model.substr(0, 16);
+      while (cut.ends_with(' ')) cut.remove_suffix(1);
+      const bool isLong = model.size() > 16 && row.protocol == "ATA";
+      const auto found = FindCutModel(cut);
+      ASSERT_TRUE(found || !isLong) << model;
+      if (!isLong) continue;
+      EXPECT_EQ(found->protocol, "ATA") << model;
+      if (found->product.empty()) continue;
+      EXPECT_EQ(found->product, row.product) << model;
+      ++unique;
+    }
+  }
+  EXPECT_GT(unique, 0u);
+  for (const auto* model : {"", "MORVU", "MORVU SSDSC2BB480G4", "MORVU SSDPE2MD80", "SSD400SAS"}) {
+    EXPECT_FALSE(FindCutModel(model)) << model;
+  }
+}
+
+// ---- Traits ----
+
+struct TraitCase {
+  bool Product::*trait;
+  std::vector<std::string_view> with, without;
+};
+
+// Products that have a trait, and the nearest that do not.
+TEST(Products, HaveTheirTraits) {
+  const TraitCase kCases[] = {
+      {&Product::isShown,
+       {"Caldrome", "Tovarik", "Vorsham", "Vorsham3", "Cobbenrath", "Cobbenrath HD",
+        "Cobbenrath M2", "Cobbenrath Lisk", "Oxbrenn 10", "Oxbrenn 3", "OxbrennSE L95", "Wyndrake",
+        "Aldwreth"},
+       {"Caldrome X8", "OxbrennSE HD", "Marrow Fell", "Ruskaven", "Fennimoor", "Brastow"}},
+      {&Product::hasOemAttributes,
+       {"Vorsham", "Vorsham3", "Cobbenrath", "Cobbenrath HD", "Cobbenrath M2", "Cobbenrath Lisk",
+        "Marrow Fell", "Oxbrenn 10", "Oxbrenn 3", "OxbrennSE L95"},
+       {"OxbrennSE HD", "Caldrome", "Drennick", "Plinthway"}},
+      {&Product::hasNvmeAttributes,
+       {"Caldrome", "Tovarik", "Aldwreth", "Wyndrake", "Ruskaven"},
+       {"Caldrome X8", "Vorsham", "Ostrane"}},
+      {&Product::hasThreeTemperatures,
+       {"Fennimoor", "Ickmoor", "Nolvaine", "Drennick", "DrennickRefresh", "DrennickRefresh535"},
+       {"DrennickRefresh2", "Harnsey", "Sorvane"}},
+      {&Product::hidesWorkload, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
+      {&Product::hidesLife, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
+      {&Product::tellsOpal,
+       {"Nolvaine", "Drennick", "DrennickRefresh"},
+       {"DrennickRefresh2", "DrennickRefresh535"}},
+      {&Product::hasRemoteErase, {"Drennick", "DrennickRefresh"}, {"Nolvaine", "DrennickRefresh2"}},
+      {&Product::needsIdentify,
+       {"Tarnwell", "Wistle Brook", "Sedgwold Brook", "Yarrowick 2"},
+       {"Tarnwell Refresh", "Tessaly Brook", "Yarrowick", "Yarrowick SLC"}},
+      {&Product::takesFirstBlockTwice, {"Dunmere"}, {"Ruskaven", "Yarrowick"}},
+  };
+  for (const auto& each : kCases) {
+    for (const auto name : each.with) EXPECT_TRUE(FindProduct(name).*each.trait) << name;
+    for (const auto name : each.without) {
+      EXPECT_EQ(FindProduct(name).name, name);
+      EXPECT_FALSE(FindProduct(name).*each.trait) << name;
+    }
+  }
+}
+
+TEST(Products, AreToldApartByTheWholeName) {
+  for (const auto* name : {"", "Vorsham2", "vorsham", "Cobbenrath "}) {
+    EXPECT_FALSE(OemAttributeFamily(name)) << name;
+    EXPECT_EQ(FindProduct(name).name, "");
+  }
+}
+
 // ---- Detection ----
 
 struct Source {
@@ -152,6 +231,15 @@ TEST(ProductDetection, TakesAnUnknownModelForAnUnnamedDrive) {
   EXPECT_TRUE(output.GetBool(Properties::Morvu));
   EXPECT_EQ("Morvu SSD", output.GetString(Properties::ProductFamily));
   EXPECT_FALSE(output.Has(Properties::Product));
+}
+
+TEST(ProductDetection, OfACutModelTellsProductAndProtocolAlone) {
+  const auto output = Detect({"MORVU SSDSC2BB48", "0370", ""});
+  EXPECT_TRUE(output.GetBool(Properties::Morvu));
+  EXPECT_EQ("Cobbenrath", output.GetString(Properties::Product));
+  EXPECT_EQ("ATA", output.GetString(Properties::ProductProtocol));
+  EXPECT_EQ("Morvu SSD", output.GetString(Properties::ProductFamily));
+  EXPECT_FALSE(output.Has(Properties::OEM));
 }
 
 TEST(ProductDetection, KnowsOlderDrivesByTheirSerialNumber) {

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
 #include "messaging/XmlMessaging.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 
@@ -129,7 +131,7 @@ TEST(SmartAttribute, BreaksTheTemperatureDownByProductThenByOem) {
   EXPECT_THAT(BreakDown(kIbm, "BE"),
               ElementsAre(Pair("Current degree C", "513"), Pair("Highest degree C", "1541"),
                           Pair("Lowest degree C", "1027")));
-  for (const auto& make : {kDell, kEmc, Make{"vorsham X", ""}}) {
+  for (const auto& make : {kDell, kEmc, Make{"Vorsham3", ""}}) {
     EXPECT_THAT(BreakDown(make, "BE"),
                 ElementsAre(Pair("Current degree C", "1"), Pair("Highest degree C", "4"),
                             Pair("Lowest degree C", "3"), Pair("Over Temperature Counter", "1541")))

@@ -5,12 +5,16 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/drive_class/MorvuSSD.h"
 #include "parsers/smart/Smart.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 #include "parsers/smart/SmartParser.h"
 #include "parsers/smart/SmartParserCore_ATA.h"
 #include "parsers/smart/SmartParserCore_NVMe.h"
+#include "support/LogLines.h"
 #include "support/Sweep.h"
 
 namespace Morvu {
@@ -206,7 +210,7 @@ constexpr std::uint8_t kReadThresholds = 0xD1;
 
 struct SmartScene : DriveScene {
   using DriveScene::DriveScene;
-  StatusCode Run(const ProgressReporter* reporter) override {
+  StatusCode Run(ProgressReporter& reporter) override {
     parser = std::make_unique<SmartParser>(device(), reporter);
     if (parser->GetErrorCode() == Status::ReadyToRun) parser->Execute();
     return parser->GetErrorCode();
@@ -262,7 +266,7 @@ TEST(SmartParser, WritesTheDriveAndItsAttributesAsATree) {
   SmartParser(scene.device()).WriteData(before);
   EXPECT_FALSE(before.get_child("data").get_child_optional("smart_attributes"));
 
-  ASSERT_EQ(scene.Run(nullptr), 0);
+  ASSERT_EQ(scene.Run(NoReporter()), 0);
   boost::property_tree::ptree tree;
   scene.parser->WriteData(tree);
   EXPECT_EQ(tree.get<std::string>("data.drive.serial"), "BTWL402600K4480QGN");
@@ -322,6 +326,43 @@ TEST(SmartParser, SurvivesGarbage) {
   }
 }
 
+// A sector of which fewer bytes came, with nothing said of it.
+TEST(SmartParser, RefusesAShortSector) {
+  struct Case {
+    std::uint8_t feature;
+    std::uint32_t bytes;
+    StatusCode code;
+  };
+  constexpr Case kCases[] = {
+      {kReadData, 1, Status::SmartDataFailed},    // nothing that would fail
+      {kReadData, 17, Status::SmartDataFailed},   // an attribute without its value
+      {kReadData, 361, Status::SmartDataFailed},  // attributes alone
+      {kReadThresholds, 0, Status::SmartThresholdsFailed},
+      {kReadThresholds, 2, Status::SmartThresholdsFailed},
+      {kReadThresholds, 100, Status::SmartThresholdsFailed},
+  };
+  for (const auto& each : kCases) {
+    AtaScene scene;
+    auto fault = Fault::ShortData(each.bytes).OnOpcode(kSmart).OnFeature(each.feature);
+    EXPECT_EQ(RunScene(scene, &fault, 0).code, each.code) << each.bytes;
+    EXPECT_EQ(scene.parser->GetState(), FeatureState::Failed);
+    EXPECT_THAT(scene.parser->GetTable().GetRows(), IsEmpty());
+  }
+}
+
+TEST(SmartParser, ReadsADriveThatKeepsNoChecksum) {
+  for (const auto feature : {kReadData, kReadThresholds}) {
+    AtaScene scene;
+    auto fault = Fault::ShortData(511).OnOpcode(kSmart).OnFeature(feature);
+    const LogLines log;
+    EXPECT_EQ(RunScene(scene, &fault, 0).code, 0);
+    EXPECT_EQ(scene.parser->GetAttributes().size(), 18U);
+    const auto text =
+        feature == kReadData ? "SMART data sector is wrong" : "SMART threshold sector";
+    EXPECT_THAT(log.GetText(), ::testing::HasSubstr(text));
+  }
+}
+
 TEST(SmartParser, ReadsTheListOfAnNvmeDrive) {
   NvmeScene scene;
   const auto run = RunScene(scene, nullptr, 0);
@@ -339,7 +380,7 @@ TEST(SmartParser, AsksForNoNamespaceWithoutALogicalUnit) {
   scene.Prepare();
   scene.device()->GetProperties().Remove(Properties::Lun);
   scene.drive.ClearJournal();
-  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_EQ(scene.drive.Journal().back().NvmeNamespace(), 0U);
 }
 
@@ -364,27 +405,26 @@ TEST(SmartParser, LeavesTheCodeOfAListWithoutAnEnd) {
 
 struct RefusalCase {
   std::string_view name;
-  void (*shape)(DeviceManagement::Device& device);
+  bool isRaid, hasFault;
+  std::string_view error;
   StatusCode code;
 };
 
 TEST(SmartParser, RefusesInOrder) {
   constexpr RefusalCase kCases[] = {
-      {"RAID volume", [](auto& device) { device.AddProperty(Properties::RAID, true); },
-       Status::RaidVolume},
-      {"RAID volume with a fault",
-       [](auto& device) {
-         device.AddProperty(Properties::RAID, true);
-         device.GetPath().SetDeviceFault(true);
-       },
-       Status::RaidVolume},
-      {"failure reported",
-       [](auto& device) { device.AddProperty(Properties::ErrorString, "ASSERT_1"); }, 252},
+      {"RAID volume", true, false, "", Status::RaidVolume},
+      {"RAID volume with a fault", true, true, "ASSERT_1", Status::RaidVolume},
+      {"device fault", false, true, "", Status::DeviceFault},
+      {"device fault before a failure", false, true, "ASSERT_1", Status::DeviceFault},
+      {"failure reported", false, false, "ASSERT_1", Status::DisableLogical},
   };
   for (const auto& each : kCases) {
     AtaScene scene;
     scene.Prepare();
-    each.shape(*scene.device());
+    scene.device()->AddProperty(Properties::RAID, each.isRaid);
+    scene.device()->AddProperty(Properties::ErrorString, each.error);
+    // The test of the connection, which comes first, reads the status anew.
+    if (each.hasFault) scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00).Times(0));
     SmartParser parser(scene.device());
     EXPECT_EQ(parser.GetErrorCode(), each.code) << each.name;
     EXPECT_EQ(parser.SmartHealth(), 0);
@@ -400,7 +440,7 @@ TEST(SmartParser, RefusesOtherProductsAndTransports) {
   other.Prepare();
   other.device()->AddProperty(Properties::Product, "Tarnwell");
   EXPECT_EQ(SmartParser(other.device()).GetErrorCode(), Status::NotSupportedByDrive);
-  EXPECT_EQ(Smart::Describe(other.device()), nullptr);
+  EXPECT_EQ(FindDriveMethod("SmartParser")->method->Describe(other.device()), nullptr);
   EXPECT_EQ(SmartParser(nullptr).GetErrorCode(), Status::NoCommunication);
 }
 
@@ -410,7 +450,14 @@ struct Posted {
   std::uint32_t type;
   std::string path, name, value;
 };
-std::vector<Posted> posted;
+
+struct Posts : NoJobServices {
+  void PostNotification(const Notification& notification) override {
+    posted.push_back({notification.type, notification.objectPath, notification.value.GetName(),
+                      notification.value.ToText()});
+  }
+  std::vector<Posted> posted;
+};
 
 TEST(Smart, GivesTablesAndPostsDriveValues) {
   AtaScene scene;
@@ -421,12 +468,10 @@ TEST(Smart, GivesTablesAndPostsDriveValues) {
   XmlMessaging::Message reply;
   JobContext context;
   context.reply = &reply;
-  context.postNotification = [](JobManager*, const Notification& notification) {
-    posted.push_back({notification.type, notification.objectPath, notification.value.GetName(),
-                      notification.value.ToText()});
-  };
-  posted.clear();
-  EXPECT_EQ(Smart::ReadDrives(context, devices), 0);
+  Posts posts;
+  context.services = &posts;
+  EXPECT_EQ(Smart::ReadDrives(context, devices.GetDevices()), 0);
+  const auto& posted = posts.posted;
   ASSERT_EQ(posted.size(), 3U);
   const std::string path = "MorvuSSD.BTWL402600K4480QGN";
   EXPECT_THAT(posted[0].name + posted[1].name + posted[2].name, "SmartHealthSmartLifeTemperature");
@@ -451,7 +496,7 @@ TEST(Smart, TellsTheLastDrivesCodeUnlessOneWasGood) {
       devices.devices.push_back(scene.device()->Clone());
       devices.devices.back()->AddProperty(Properties::RAID, !isGood);
     }
-    return Smart::ReadDrives(context, devices);
+    return Smart::ReadDrives(context, devices.GetDevices());
   };
   EXPECT_EQ(read({true, false}), 0);
   EXPECT_EQ(read({false, true}), 0);
@@ -459,14 +504,13 @@ TEST(Smart, TellsTheLastDrivesCodeUnlessOneWasGood) {
 }
 
 TEST(Smart, TellsARequestForNothingFromOneForDrivesThatAreNotThere) {
-  SelectedDevices none;
   XmlMessaging::Message request;
   JobContext context;
   context.request = &request;
-  EXPECT_EQ(Smart::ReadDrives(context, none), Status::NotRun);
+  EXPECT_EQ(Smart::ReadDrives(context, {}), Status::NotRun);
   request.objects.push_back(std::make_unique<XmlMessaging::Object>());
   request.objects.back()->SetAttribute("cimClass", "MorvuSSD");
-  EXPECT_EQ(Smart::ReadDrives(context, none), Status::NoDeviceSelected);
+  EXPECT_EQ(Smart::ReadDrives(context, {}), Status::NoDeviceSelected);
 }
 
 }  // namespace

@@ -1,7 +1,7 @@
 #include "devices/commands/CommandSet.h"
 
 #include "devices/commands/CommandPath.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/properties/PropertyList.h"
 
 namespace Morvu::DeviceManagement {

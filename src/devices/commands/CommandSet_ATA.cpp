@@ -3,7 +3,7 @@
 #include <array>
 
 #include "devices/commands/CommandPath.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/DriverProperties.h"
 #include "devices/properties/PropertyList.h"
 
 namespace Morvu::DeviceManagement {

@@ -3,9 +3,16 @@
 #include <boost/property_tree/ptree.hpp>
 #include <string>
 
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
 #include "devices/model/Adapter.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -46,10 +53,7 @@ std::string AhciMode(const Drive& drive) {
   return YesNo(!drive.GetBool(Properties::ControllerIDEMode));
 }
 
-std::string LifeSupported(const Drive& drive) {
-  const auto product = drive.GetString(Properties::Product);
-  return YesNo(product != Products::Yarrowick && product != Products::YarrowickSLC);
-}
+std::string LifeSupported(const Drive& drive) { return YesNo(!ProductOf(drive).hidesLife); }
 
 std::string ChildCount(const Drive& drive) { return std::to_string(drive.GetChildren().size()); }
 

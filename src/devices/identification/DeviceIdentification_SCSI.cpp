@@ -2,7 +2,10 @@
 
 #include <array>
 
+#include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {
@@ -10,18 +13,13 @@ namespace {
 
 using Block = std::array<std::uint8_t, 512>;
 
-struct TextRow {
-  const PropertyEntry* entry;
-  std::uint8_t offset;
-  std::uint8_t length;
-};
-
+// Standard INQUIRY data (SPC-4).
 // clang-format off
-constexpr TextRow kInquiryTexts[] = {
-    {&Properties::ModelNumber,  16, 16},
-    {&Properties::Firmware,     32,  4},
-    {&Properties::SerialNumber, 36,  8},
-    {&Properties::Vendor,        8,  8},
+constexpr PropertyField kInquiryFields[] = {
+    {&Properties::ModelNumber,  {16, 16}},
+    {&Properties::Firmware,     {32,  4}},
+    {&Properties::SerialNumber, {36,  8}},
+    {&Properties::Vendor,       { 8,  8}},
 };
 // clang-format on
 
@@ -42,9 +40,7 @@ bool DeviceIdentification_SCSI::ReadInquiry(CommandSet_SCSI& scsi) {
   constexpr std::uint8_t kAllocation = 255;
   Block data{};
   if (scsi.scsiInquiry(data, kAllocation) != Status::Completed) return false;
-  for (const auto& row : kInquiryTexts) {
-    device_->AddProperty(*row.entry, ReadText(data, row.offset, row.length));
-  }
+  PutFields(data, kInquiryFields, device_->GetProperties());
   return true;
 }
 
@@ -61,7 +57,7 @@ bool DeviceIdentification_SCSI::ReadCapacity(CommandSet_SCSI& scsi) {
       sectorSize = ReadBig(data, 8, 4);
     }
   }
-  device_->AddProperty(Properties::MaximumLBA, last);
+  device_->AddProperty(Properties::MaximumLBA, last);  // on ATA the count of sectors
   device_->AddProperty(Properties::SectorSize, CheckedSectorSize(sectorSize));
   return true;
 }

@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+
 namespace Morvu::DeviceManagement {
 namespace {
 
@@ -40,6 +43,12 @@ Device* DeviceList::Find(std::string_view serialNumber, std::string_view partiti
            std::ranges::count(drive->GetPartitions(), partitionName, &Partition::GetName) > 0;
   });
   return found == drives_.end() ? nullptr : *found;
+}
+
+std::vector<Device*> SelectedDevices::GetDevices() const {
+  std::vector<Device*> pointers;
+  for (const auto& device : devices) pointers.push_back(device.get());
+  return pointers;
 }
 
 }  // namespace Morvu::DeviceManagement

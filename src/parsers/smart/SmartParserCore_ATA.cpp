@@ -1,11 +1,14 @@
 #include "parsers/smart/SmartParserCore_ATA.h"
 
+#include <algorithm>
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
+#include "devices/properties/ProductProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "parsers/smart/SmartAttributeEntry.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 
 namespace Morvu {
@@ -19,21 +22,7 @@ using Sector = std::array<std::uint8_t, kSectorSize>;
 
 // Both sectors: a revision, then the entries.
 constexpr std::size_t kFirstEntry = 2;
-constexpr std::size_t kEntrySize = 12;
 constexpr std::size_t kEntryCount = 30;
-static_assert(kFirstEntry + kEntrySize * kEntryCount <= kSectorSize);
-
-// The bytes of an entry of the attribute sector.
-namespace AttributeByte {
-constexpr std::size_t Id = 0;
-constexpr std::size_t Flags = 1;  // 2 bytes
-constexpr std::size_t Normalized = 3;
-constexpr std::size_t Worst = 4;
-constexpr std::size_t Raw = 5;  // 6 bytes
-}  // namespace AttributeByte
-
-// Of an entry of the threshold sector.
-constexpr std::size_t kThresholdByte = 1;
 
 constexpr std::uint16_t kPreFailure = 1 << 0;
 
@@ -53,10 +42,36 @@ constexpr auto kLifePercent = [] {
 }();
 static_assert(kLifePercent[100] == 100 && kLifePercent[29] == 28 && kLifePercent[1] == 1);
 
-// Products whose workload attributes carry no attribute's value.
-bool HidesWorkload(std::string_view product, std::string_view id) {
-  const bool isYarrowick = product == Products::Yarrowick || product == Products::YarrowickSLC;
-  return isYarrowick && (id == "E2" || id == "E3" || id == "E4");
+// What stands behind the attributes, the drive's capabilities among it: never all zero.
+constexpr std::size_t kBehindEntries = kFirstEntry + SmartEntry::kSize * kEntryCount;
+static_assert(kBehindEntries < kSectorSize);
+
+bool IsZero(ByteView bytes) {
+  return std::ranges::all_of(bytes, [](auto byte) { return byte == 0; });
+}
+
+// The layer below may tell no residual: a sector that came short is known by its
+// checksum and by what is missing. A checksum alone may be a drive's own fault.
+bool IsShort(ByteView data) { return SumOf(data) != 0 && IsZero(data.subspan(kBehindEntries)); }
+
+// Whether an attribute has no threshold because the sector came short, or not at all.
+bool LacksThresholds(ByteView data, ByteView thresholds) {
+  if (SumOf(thresholds) == 0 && !IsZero(thresholds)) return false;
+  for (auto at = kFirstEntry; at < kBehindEntries; at += SmartEntry::kSize) {
+    if (data[at] != 0 && IsZero(thresholds.subspan(at, SmartEntry::kSize))) return true;
+  }
+  return false;
+}
+
+bool IsWorkload(std::string_view id) { return id == "E2" || id == "E3" || id == "E4"; }
+
+void CheckSum(ByteView sector, std::string_view name) {
+  const auto text = std::string(name);
+  if (SumOf(sector) != 0) {
+    MORVU_LOG(kLogWarning, "ParseSMART", "The checksum of the SMART " + text + " sector is wrong.");
+  } else if (IsZero(sector)) {
+    MORVU_LOG(kLogWarning, "ParseSMART", "There is nothing in the SMART " + text + " sector.");
+  }
 }
 
 }  // namespace
@@ -80,8 +95,14 @@ bool SmartParserCore_ATA::ReadSectors(ByteSpan data, ByteSpan thresholds) {
   if (ata_->ataSmartReadData(data) != 0) {
     return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
   }
+  CheckSum(data, "data");
+  if (IsShort(data)) return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
   MORVU_LOG(kLogInfo, "ParseSMART", "SMART Read Data successful.");
   if (ata_->ataSmartReadThresholds(thresholds) != 0) {
+    return Fail(Status::SmartThresholdsFailed, "SMART Read Threshold failed.");
+  }
+  CheckSum(thresholds, "threshold");
+  if (LacksThresholds(data, thresholds)) {
     return Fail(Status::SmartThresholdsFailed, "SMART Read Threshold failed.");
   }
   MORVU_LOG(kLogInfo, "ParseSMART", "SMART Read Threshold successful.");
@@ -102,38 +123,39 @@ void SmartParserCore_ATA::ParseSectors(ByteView data, ByteView thresholds) {
   hasFailed_ = false;
   isWornOut_ = false;
   for (std::size_t i = 0; i < kEntryCount; ++i) {
-    const auto offset = kFirstEntry + i * kEntrySize;
-    if (offset + kEntrySize > data.size()) break;
+    const auto offset = kFirstEntry + i * SmartEntry::kSize;
+    if (offset + SmartEntry::kSize > data.size()) break;
     // The threshold of an attribute is the one in its place, whatever ID stands there.
-    AddAttribute(data.subspan(offset, kEntrySize), ReadByte(thresholds, offset + kThresholdByte));
+    AddAttribute(data.subspan(offset, SmartEntry::kSize),
+                 ReadByte(thresholds, offset + SmartEntry::kThreshold));
   }
   smartHealth_ = isWornOut_ ? 5 : hasFailed_ ? 50 : 100;
   for (const auto& [id, attribute] : attributes_) table_.Append(attribute->ToRows());
 }
 
 void SmartParserCore_ATA::AddAttribute(ByteView entry, std::uint8_t threshold) {
-  namespace Byte = AttributeByte;
-  if (entry[Byte::Id] == 0) return;
-  auto id = ToHexNumber(entry[Byte::Id], 2);
-  if (HidesWorkload(device_->GetString(Properties::Product), id)) return;
+  const auto number = ReadField(entry, SmartEntry::kId);
+  if (number == 0) return;
+  auto id = ToHexNumber(number, 2);
+  if (IsWorkload(id) && ProductOf(*device_).hidesWorkload) return;
 
-  const auto flags = ReadLittle16(entry, Byte::Flags);
-  const auto normalized = entry[Byte::Normalized];
+  const auto flags = ReadField<std::uint16_t>(entry, SmartEntry::kFlags);
+  const auto normalized = ReadField<std::uint8_t>(entry, SmartEntry::kNormalized);
   if (id == "E9") {
     smartLife_ = kLifePercent[normalized];
     isWornOut_ = isWornOut_ || normalized == 1;
   }
   // The RAID adapter's drives keep something else above the hours.
   const bool isShortRaw = id == "09" && device_->GetBool(Properties::LSI);
-  const auto raw = ReadLittle(entry, Byte::Raw, isShortRaw ? 4 : 6);
+  const auto raw = ReadField(entry, isShortRaw ? SmartEntry::kShortRaw : SmartEntry::kRaw);
 
   const bool counts = (flags & kPreFailure) != 0 || id == "B8";
   const bool fails = counts && normalized <= threshold;
   hasFailed_ = hasFailed_ || fails;
   auto description = LookUpAttributeName(*device_, id);
-  attributes_[id] = std::make_unique<SmartAttribute_ATA>(*device_, id, std::move(description), raw,
-                                                         normalized, threshold, entry[Byte::Worst],
-                                                         flags, fails ? "Fail" : "Pass");
+  attributes_[id] = std::make_unique<SmartAttribute_ATA>(
+      *device_, id, std::move(description), raw, normalized, threshold,
+      ReadField<std::uint8_t>(entry, SmartEntry::kWorst), flags, fails ? "Fail" : "Pass");
 }
 
 }  // namespace Morvu
