@@ -8,6 +8,8 @@
 #include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Files.h"
+#include "frame/status/Selection.h"
 
 namespace Morvu {
 namespace {

@@ -6,6 +6,7 @@
 #include "cli/QRKCLI.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Partitions.h"
 #include "operations/MethodDescriptions.h"
 
 namespace Morvu {

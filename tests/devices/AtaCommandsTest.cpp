@@ -51,6 +51,7 @@ struct NonDataRow {
 };
 constexpr NonDataRow kNonDataRows[] = {
 #include "AtaNonDataRows.inc"
+#include "frame/status/Commands.h"
 };
 static_assert(std::size(kRows) == 65);
 static_assert(std::size(kNonDataRows) == 49);

@@ -37,6 +37,7 @@ struct Row {
 };
 constexpr Row kRows[] = {
 #include "ScsiCommandRows.inc"
+#include "frame/status/Commands.h"
 };
 static_assert(std::size(kRows) == 51);
 

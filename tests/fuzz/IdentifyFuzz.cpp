@@ -10,6 +10,7 @@
 #include "devices/commands/CommandSet.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "frame/status/Commands.h"
 
 namespace {
 

@@ -2,6 +2,7 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "frame/status/Firmware.h"
 #include "messaging/features/CimClass.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "support/FirmwareScene.h"

@@ -4,6 +4,10 @@
 
 #include <algorithm>
 
+#include "frame/status/Files.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Health.h"
+#include "frame/status/Testing.h"
 #include "messaging/features/CimClass.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "support/FirmwareScene.h"

@@ -2,6 +2,9 @@
 #include <algorithm>
 
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
 #include "operations/erase/Format.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

@@ -1,6 +1,8 @@
 // Sanitize: the watching of a drive that erases itself.
 #include <algorithm>
 
+#include "frame/status/Erase.h"
+#include "frame/status/Testing.h"
 #include "operations/erase/Sanitize.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

@@ -9,6 +9,8 @@
 #include <thread>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
 #include "operations/erase/SecureErase.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

@@ -1,6 +1,9 @@
 // Self test and standby.
 #include <algorithm>
 
+#include "frame/status/Commands.h"
+#include "frame/status/Health.h"
+#include "frame/status/Testing.h"
 #include "operations/testing/DriveSelfTest.h"
 #include "operations/testing/StandbyImmediate.h"
 #include "support/EraseScene.h"

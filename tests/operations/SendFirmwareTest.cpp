@@ -3,6 +3,8 @@
 
 #include <algorithm>
 
+#include "frame/status/Drives.h"
+#include "frame/status/Firmware.h"
 #include "support/FirmwareScene.h"
 #include "support/Sweep.h"
 

@@ -5,6 +5,9 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include "devices/model/Drive.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Health.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "parsers/smart/Smart.h"
 #include "parsers/smart/SmartAttribute_ATA.h"

@@ -9,6 +9,7 @@
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
 #include "frame/Logger.h"
+#include "frame/status/Commands.h"
 #include "messaging/ResultTable.h"
 
 namespace Morvu::DeviceManagement {

@@ -1,6 +1,7 @@
 #include "devices/model/Device.h"
 
 #include "devices/system/SystemNodes.h"
+#include "frame/status/Partitions.h"
 
 namespace Morvu::DeviceManagement {
 

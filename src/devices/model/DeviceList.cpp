@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "frame/status/Commands.h"
+
 namespace Morvu::DeviceManagement {
 namespace {
 

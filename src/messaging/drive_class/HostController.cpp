@@ -3,6 +3,7 @@
 #include <string>
 
 #include "devices/model/Device.h"
+#include "frame/status/Requests.h"
 #include "operations/Operation.h"
 
 namespace Morvu::HostController {

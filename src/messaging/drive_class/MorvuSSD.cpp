@@ -6,6 +6,7 @@
 #include "devices/model/Drive.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/Feature.h"
 

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "devices/identification/ProductDetection.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/DeviceSelection.h"
 #include "messaging/jobs/NotificationService.h"

@@ -7,6 +7,8 @@
 #include "cli/HeldSignals.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Requests.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

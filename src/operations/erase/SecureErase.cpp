@@ -7,6 +7,10 @@
 #include "cli/HeldSignals.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
+#include "frame/status/Requests.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

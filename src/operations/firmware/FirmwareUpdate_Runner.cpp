@@ -5,6 +5,9 @@
 
 #include "cli/QRKCLI.h"
 #include "devices/properties/PropertyCatalogue.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Selection.h"
 #include "operations/Operation.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "operations/firmware/FirmwareUpdate.h"

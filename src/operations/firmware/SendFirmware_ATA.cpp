@@ -6,6 +6,10 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Health.h"
+#include "frame/status/Testing.h"
 
 namespace Morvu {
 

@@ -7,6 +7,8 @@
 #include "devices/model/Drive.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "operations/Operation.h"
 #include "parsers/smart/SmartParser.h"

@@ -6,6 +6,7 @@
 #include "devices/identification/ProductDetection.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Health.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 
 namespace Morvu {

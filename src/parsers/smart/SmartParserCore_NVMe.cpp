@@ -6,6 +6,7 @@
 #include "devices/identification/ProductFamilies.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Health.h"
 
 namespace Morvu {
 
