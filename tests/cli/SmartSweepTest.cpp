@@ -7,6 +7,7 @@
 #include "ExitStatus.h"
 #include "Tool.h"
 #include "frame/Text.h"
+#include "messaging/drive_class/Features.h"
 #include "support/Sweep.h"
 
 namespace MorvuTool {
@@ -23,11 +24,11 @@ using ::testing::HasSubstr;
 struct LineScene : DriveScene {
   using DriveScene::DriveScene;
   void Prepare() override {}
-  Morvu::StatusCode Run(const Morvu::ProgressReporter*) override {
+  Morvu::StatusCode Run(Morvu::ProgressReporter&) override {
     const char* argv[] = {"morvussd", "-smart"};
     std::istringstream in;
     std::ostringstream out;
-    Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+    Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
     const auto code = cli.runCLI(2, argv);
     exitStatus = ToExitStatus(code, cli.GetSideResult());
     printed = out.str();

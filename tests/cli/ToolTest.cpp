@@ -8,6 +8,7 @@
 #include "Documentation.h"
 #include "ExitStatus.h"
 #include "Tool.h"
+#include "messaging/drive_class/Features.h"
 
 namespace MorvuTool {
 namespace {
@@ -40,7 +41,7 @@ TEST(ExitStatus, TellsTheCodesAbove255Apart) {
 TEST(Documentation, TellsEveryOption) {
   std::istringstream in;
   std::ostringstream out;
-  const Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  const Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto page = MakeManualPage(cli, GetToolConfig());
   const auto completion = MakeBashCompletion(cli, GetToolConfig());
   for (const auto& parameter : cli.GetParameters()) {

@@ -151,7 +151,7 @@ struct HostScene : Scene {
     host.emplace();
     host->Call(kScan);
   }
-  Morvu::StatusCode Run(const Morvu::ProgressReporter*) override {
+  Morvu::StatusCode Run(Morvu::ProgressReporter&) override {
     reply = host->Call(kReadBySerial);
     return Morvu::StatusCode::FromValue(reply.ErrorCode());
   }

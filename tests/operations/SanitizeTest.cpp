@@ -23,7 +23,7 @@ constexpr int kStatus = 0x00, kCrypto = 0x11, kBlock = 0x12;
 
 struct MethodSanitize : MethodScene {
   explicit MethodSanitize(const std::string& type = "block", MethodParameters more = {})
-      : MethodScene(SataSpec(), &Sanitize::Run, With(type, std::move(more))) {
+      : MethodScene(SataSpec(), "Sanitize", With(type, std::move(more))) {
     drive.State().ata.sanitize.durationMs = 10'000;
   }
   static MethodParameters With(const std::string& type, MethodParameters more) {
@@ -87,7 +87,7 @@ TEST(Sanitize, WaitsInEverySenseFormat) {
     MethodSanitize scene;
     scene.drive.State().senseFormat = format;
     scene.Prepare();
-    EXPECT_EQ(scene.Run(nullptr), 0) << static_cast<int>(format);
+    EXPECT_EQ(scene.Run(NoReporter()), 0) << static_cast<int>(format);
     EXPECT_TRUE(scene.IsErased()) << static_cast<int>(format);
   }
 }
@@ -98,9 +98,9 @@ TEST(Sanitize, RunsThroughLinuxsSataLayer) {
   scene.drive.State().ata.refusesDiagnosticProtocol = 1;
   scene.drive.State().ata.sanitize.frozen = 1;
   scene.Prepare();
-  EXPECT_EQ(scene.Run(nullptr), Status::SanitizeFrozen);
+  EXPECT_EQ(scene.Run(NoReporter()), Status::SanitizeFrozen);
   scene.drive.State().ata.sanitize.frozen = 0;
-  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_TRUE(scene.IsErased());
 }
 
@@ -108,7 +108,7 @@ TEST(Sanitize, TellsWhyItFailed) {
   MethodSanitize failing;
   failing.drive.State().ata.sanitize.willFail = 1;
   failing.Prepare();
-  EXPECT_EQ(failing.Run(nullptr), Status::SanitizeUnsuccessful);
+  EXPECT_EQ(failing.Run(NoReporter()), Status::SanitizeUnsuccessful);
   EXPECT_TRUE(failing.IsUntouched());
 }
 
@@ -122,7 +122,7 @@ TEST(Sanitize, TellsTheReasonOfTheDrive) {
     scene.Prepare();
     scene.drive.Inject(
         Fault::AtaError(0x51, 0x04, reason).OnOpcode(kSanitize).OnFeature(kStatus).OnCommand(5));
-    EXPECT_EQ(scene.Run(nullptr), code) << reason;
+    EXPECT_EQ(scene.Run(NoReporter()), code) << reason;
   }
 }
 
@@ -173,7 +173,7 @@ TEST(Sanitize, AFrozenDriveIsPutInStandbyAndRefused) {
   awake.drive.State().ata.sanitize.frozen = 1;
   awake.Prepare();
   awake.drive.Inject(Fault::Fail().OnOpcode(kStandby));
-  EXPECT_EQ(awake.Run(nullptr), Status::StandbyFailed);
+  EXPECT_EQ(awake.Run(NoReporter()), Status::StandbyFailed);
 }
 
 TEST(Sanitize, APartitionRefusesUnlessForced) {
@@ -181,7 +181,7 @@ TEST(Sanitize, APartitionRefusesUnlessForced) {
     MethodSanitize scene("crypto", {{"force", force ? "True" : "False"}});
     scene.drive.AddPartition();
     scene.Prepare();
-    EXPECT_EQ(scene.Run(nullptr), force ? 0 : 13);
+    EXPECT_EQ(scene.Run(NoReporter()), force ? 0 : 13);
     EXPECT_TRUE(force ? scene.IsErased() : scene.IsUntouched());
   }
 }
@@ -240,7 +240,7 @@ TEST(Sanitize, TheLineAsksFirst) {
 }
 
 TEST(Sanitize, IsDescribedByItsFamily) {
-  const auto object = Sanitize::Describe(nullptr);
+  const auto object = Testing::DescribeMethod("Sanitize", nullptr);
   EXPECT_EQ(object->GetAttribute("name"), "Sanitize");
   EXPECT_EQ(object->GetAttribute("prompt"), "True");
   ASSERT_EQ(object->properties.size(), 2u);

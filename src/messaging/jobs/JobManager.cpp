@@ -32,7 +32,7 @@ std::unique_ptr<List> MakeJobList() {
 
 JobManager::JobManager(JobEnvironment environment)
     : environment_(std::move(environment)),
-      contextTemplate_(MakeContext(this)),
+      contextTemplate_(MakeContext()),
       adapterManager_(MakeScanOptions()),
       scanOptions_(MakeScanOptions()),
       monitorThread_(std::make_unique<boost::thread>([this] { Monitor(); })) {}
@@ -49,16 +49,10 @@ ScanOptions JobManager::MakeScanOptions() {
   return options;
 }
 
-JobContext JobManager::MakeContext(JobManager* manager) {
+JobContext JobManager::MakeContext() {
   JobContext context;
-  context.manager = manager;
-  context.rescan = [](JobManager* owner, const Message& request) { owner->Rescan(request); };
-  context.selectDevices = [](JobManager* owner, SelectedDevices& devices, const Message* request) {
-    owner->SelectDevices(devices, request);
-  };
-  context.postNotification = [](JobManager* owner, const Notification& notification) {
-    owner->PostNotification(notification);
-  };
+  context.manager = this;
+  context.services = this;
   return context;
 }
 

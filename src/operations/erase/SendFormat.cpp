@@ -34,16 +34,9 @@ std::uint32_t GetNamespace(const PropertyList& properties) {
 }  // namespace
 
 struct SendFormat::Rules {
-  static bool PartitionsUnknown(SendFormat& format) {
-    return !format.force_ && Refuse::PartitionsUnknown(*format.device_);
-  }
-  static bool HasPartition(SendFormat& format) {
-    return !format.force_ && Refuse::HasPartition(*format.device_);
-  }
-
   static constexpr Refusal<SendFormat> kTable[] = {
-      {PartitionsUnknown, Status::NoCommunication},
-      {HasPartition, Status::HasPartition},
+      {Unforced<Refuse::PartitionsUnknown>, Status::NoCommunication},
+      {Unforced<Refuse::HasPartition>, Status::HasPartition},
   };
 };
 
@@ -55,7 +48,7 @@ void SendFormat::Initialize() {
 // ---- ATA ----
 
 SendFormat_ATA::SendFormat_ATA(Device* device, std::uint8_t secureErase, bool force,
-                               const ProgressReporter* reporter)
+                               ProgressReporter& reporter)
     : SendFormat(device, {.secureErase = secureErase}, force, reporter) {
   SendFormat_ATA::Initialize();
 }
@@ -91,7 +84,7 @@ std::unique_ptr<Function> SendFormat_ATA::ChooseErase() {
 // ---- NVMe ----
 
 SendFormat_NVMe::SendFormat_NVMe(Device* device, const FormatSettings& settings, bool force,
-                                 const ProgressReporter* reporter)
+                                 ProgressReporter& reporter)
     : SendFormat(device, settings, force, reporter) {
   SendFormat_NVMe::Initialize();
 }

@@ -20,7 +20,7 @@ constexpr Refusal<SmartParser> kRefusals[] = {
 
 }  // namespace
 
-SmartParser::SmartParser(DeviceManagement::Device* device, const ProgressReporter* reporter)
+SmartParser::SmartParser(DeviceManagement::Device* device, ProgressReporter& reporter)
     : Parser(device, reporter) {
   Initialize();
 }
