@@ -8,6 +8,8 @@
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Selection.h"
 
 namespace Morvu {
 namespace {

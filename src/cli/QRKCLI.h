@@ -11,6 +11,7 @@
 
 #include "cli/CLIParser.h"
 #include "devices/model/ScanOptions.h"
+#include "frame/status/Files.h"
 
 namespace Morvu {
 

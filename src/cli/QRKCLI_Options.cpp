@@ -11,6 +11,8 @@
 #include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Files.h"
+#include "frame/status/Selection.h"
 
 namespace Morvu {
 namespace {

@@ -6,6 +6,7 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/DriverProperties.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -4,6 +4,8 @@
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/SecurityProperties.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Testing.h"
 #include "operations/erase/Sanitize.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

@@ -10,6 +10,7 @@
 #include "devices/properties/PropertyList.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -6,6 +6,7 @@
 #include "devices/commands/CommandPath.h"
 #include "devices/properties/DriverProperties.h"
 #include "devices/properties/PropertyList.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
