@@ -42,6 +42,18 @@ def read_notes(path):
         yield name, outcome, "".join(reason)
 
 
+def print_stages(path):
+    """Each line of the file is the second at which a stage began, and its name."""
+    if not path.exists():
+        return
+    begun = [line.split("\t", 1) for line in path.read_text().splitlines()]
+    print()
+    for (begin, name), (end, _) in zip(begun, begun[1:]):
+        print(f"{int(end) - int(begin):6} s  {name}")
+    if begun:
+        print(f"{begun[-1][0]:>6} s  in all\n")
+
+
 def main(folder):
     runs = {path.stem: list(read_junit(path)) for path in sorted(folder.glob("*.xml"))
             if path.stat().st_size}
@@ -54,6 +66,8 @@ def main(folder):
         count = collections.Counter(outcome for _, outcome, _ in cases)
         total += count
         print(f"{run:12}" + "".join(f"{count[column]:9}" for column in COLUMNS))
+
+    print_stages(folder / "stages")
 
     skipped = collections.defaultdict(list)
     for run, cases in runs.items():

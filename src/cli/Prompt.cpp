@@ -63,7 +63,7 @@ void Prompt::Show(const ResultTable& table) { cli_.PrintLine(table.Render()); }
 
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
-  cli_.Finish(outcome);
+  (void)cli_.Finish(outcome);
 }
 
 bool Prompt::Save(const ResultTable& table, const std::string& path) {

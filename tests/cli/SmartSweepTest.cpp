@@ -63,7 +63,7 @@ void CheckAta(const LineScene& scene, const SweptRun& run) {
     EXPECT_EQ(run.code, 0);
   } else {
     // Unknown to be ATA, or gone, a drive shows nothing; all else is of no account.
-    EXPECT_THAT(run.code, AnyOf(0, 4, 72, 118));
+    EXPECT_THAT(run.code.Value(), AnyOf(0, 4, 72, 118));
   }
 }
 
@@ -80,7 +80,7 @@ TEST(SmartLine, EndsWithTheCodeOfTheNvmeCommandThatFailed) {
     if (isLog) {
       EXPECT_EQ(run.code, 23);
     } else {
-      EXPECT_THAT(run.code, AnyOf(0, 4, 72, 118));
+      EXPECT_THAT(run.code.Value(), AnyOf(0, 4, 72, 118));
     }
   });
 }

@@ -172,7 +172,7 @@ TEST(FirmwareUpdateOption, AsksFirstAndTellsTheOutcome) {
                                       "Completed successfully."));
   EXPECT_EQ(scene.GetRevision(), kNewRevision);
   // The next run shows it.
-  scene.RunLine({"-drive_list"});
+  (void)scene.RunLine({"-drive_list"});
   EXPECT_THAT(scene.output, HasSubstr(std::string(kNewRevision)));
 }
 
@@ -183,7 +183,7 @@ TEST(FirmwareUpdateOption, WithoutADriveItLooksAtAllOfThemByTheirModules) {
   EXPECT_THAT(scene.output, HasSubstr(GetStatusText(Status::NoFirmware).substr(0, 40)));
   EXPECT_EQ(scene.GetRevision(), kOldRevision);
   scene.fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL9999"});
-  scene.RunLine({"-firmware_update"});
+  (void)scene.RunLine({"-firmware_update"});
   EXPECT_THAT(scene.output, HasSubstr("\n" + std::string(75, '=') + "\n\n"));
   EXPECT_THAT(scene.output, HasSubstr("BTWL1234"));
   EXPECT_THAT(scene.output, HasSubstr("BTWL9999"));

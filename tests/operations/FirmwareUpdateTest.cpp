@@ -47,7 +47,7 @@ TEST(FirmwareUpdate, RefusesByTheFirstTestThatHolds) {
   EXPECT_EQ(codeWithFile(), 1);
   EXPECT_EQ(FirmwareUpdate(&device, false, "", NoReporter()).GetErrorCode(), 301);
   EXPECT_EQ(CodeFor(&device, 900), 301);
-  const std::pair<std::uint64_t, StatusCode> verdicts[] = {
+  const std::pair<std::uint64_t, std::int32_t> verdicts[] = {
       {0, 18}, {1, 1}, {2, 67}, {3, 66}, {4, 68}, {5, 69}, {6, 103}, {7, 1}, {1ULL << 32, 1}};
   for (const auto& [verdict, code] : verdicts) EXPECT_EQ(CodeFor(&device, verdict), code);
 

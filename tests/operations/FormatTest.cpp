@@ -243,7 +243,7 @@ TEST(Format, APartitionRefusesUnlessForced) {
 }
 
 TEST(Format, RefusesByItsTable) {
-  const std::pair<StatusCode, std::function<void(Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(Device&)>> kRows[] = {
       {97, [](Device& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](Device& d) { d.AddProperty(Properties::Morvu, false); }},
       {255, [](Device& d) { d.AddProperty(Properties::RAIDMember, true); }},

@@ -113,8 +113,8 @@ TEST(Sanitize, TellsWhyItFailed) {
 // The drive refuses the status with each reason. The first two statuses are those of
 // the refusals.
 TEST(Sanitize, TellsTheReasonOfTheDrive) {
-  const std::pair<std::uint32_t, StatusCode> kReasons[] = {{0, 292}, {1, 293}, {2, 296},
-                                                           {3, 294}, {4, 295}, {255, 295}};
+  const std::pair<std::uint32_t, std::int32_t> kReasons[] = {{0, 292}, {1, 293}, {2, 296},
+                                                             {3, 294}, {4, 295}, {255, 295}};
   for (const auto& [reason, code] : kReasons) {
     MethodSanitize scene;
     scene.Prepare();

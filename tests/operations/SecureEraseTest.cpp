@@ -382,7 +382,7 @@ bool KillAt(MethodErase& scene, Fault fault, std::uint32_t n) {
   scene.drive.Inject(fault.OnCommand(n));
   const pid_t child = fork();
   if (child == 0) {
-    scene.Run(NoReporter());
+    (void)scene.Run(NoReporter());
     _exit(0);
   }
   int status = 0;

@@ -125,7 +125,7 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);
   EXPECT_FALSE(scene.IsRunning());
 
-  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
       {4, [&](auto&) { scene.drive.State().vanished = 1; }},
       {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
@@ -275,7 +275,7 @@ TEST(StandbyImmediate, EachCommandFails) {
 TEST(StandbyImmediate, RefusesByItsTable) {
   MethodStandby scene;
   scene.Prepare();
-  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
       {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
       {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},

@@ -35,7 +35,8 @@ struct ThreeCommands : DriveScene {
     if (ata.ataCheckPowerMode() != 0) return 24;
     if (canceled()) return 2;
     reporter.SetPercent(100);
-    return ata.ataStandbyImmediate() == 0 ? 0 : 25;
+    if (ata.ataStandbyImmediate() != 0) return 25;
+    return 0;
   }
   DeviceManagement::PropertyList properties;
   std::unique_ptr<CommandPath_ATA_SCSI> path;

@@ -47,13 +47,13 @@ CommandPath::CommandPath(std::string devicePath, std::string_view protocol,
       protocol_(protocol),
       description_(description),
       timeoutSeconds_(timeoutSeconds) {
-  CommandPath::Open();
+  (void)CommandPath::Open();
 }
 
-CommandPath::~CommandPath() { CommandPath::Close(); }
+CommandPath::~CommandPath() { (void)CommandPath::Close(); }
 
 StatusCode CommandPath::Open() {
-  if (IsOpen()) CommandPath::Close();
+  if (IsOpen()) (void)CommandPath::Close();
   // An empty path would be refused all the same, after a call to the system.
   if (!devicePath_.empty()) handle_ = open(devicePath_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
   return IsOpen() ? Status::Completed : Status::NoCommunication;

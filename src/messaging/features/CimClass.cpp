@@ -76,7 +76,7 @@ std::unique_ptr<Object> BuildMethodObject(const CimMethod& method) {
 void AddStatusList(Object& method, StatusCode status) {
   auto property = std::make_unique<Property>();
   property->SetAttribute("type", "uint8");
-  property->value = std::to_string(status);
+  property->value = std::to_string(status.Value());
   auto object = std::make_unique<Object>();
   object->AddProperty(std::move(property));
   auto list = std::make_unique<XmlMessaging::List>();

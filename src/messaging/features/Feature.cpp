@@ -80,7 +80,7 @@ void Feature::TakeResult(const Feature& other) {
 void Feature::EndInitialize(StatusCode code) {
   SetErrorCode(code);
   Log(GetLogName(), "Initialize", __LINE__, kLogInfo,
-      "Initialized with status: " + std::to_string(GetErrorCode()) + ".");
+      "Initialized with status: " + std::to_string(GetErrorCode().Value()) + ".");
 }
 
 bool Function::StandbyImmediate() {

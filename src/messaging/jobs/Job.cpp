@@ -32,7 +32,7 @@ constexpr JobDuration kNotEnded{-3'661'000'001};
 StatusCode StatusOfException(const std::exception& error) {
   if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return -ENOMEM;
   if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
-    return -std::abs(system->code().value());
+    return StatusCode::FromSystemError(system->code().value());
   }
   return -EIO;
 }
@@ -240,7 +240,7 @@ std::unique_ptr<Object> Job::ToXmlObject() const {
       name_,
       std::to_string(progress.percent),
       std::to_string(isRunning ? kJobStateRunning : kJobStateCompleted),
-      std::to_string(progress.errorCode),
+      std::to_string(progress.errorCode.Value()),
       ToTimeText(progress.startTime),
       ToDurationText(elapsed),
       ToDurationText(progress.timeBeforeRemoval),

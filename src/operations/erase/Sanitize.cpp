@@ -130,13 +130,13 @@ std::int32_t Sanitize::Execute() {
 bool Sanitize::IsSanitizeFrozen() {
   if (ata_ == nullptr) return false;
   Sector sector{};
-  ata_->ataSanitizeStatus(0, sector);
+  (void)ata_->ataSanitizeStatus(0, sector);
   return (ata_->GetAnswer().count & kFrozen) != 0;
 }
 
 StatusCode Sanitize::SanitizeProcess() {
   Sector sector{};
-  StatusCode result;
+  StatusCode result = Status::NotRun;
   if (crypto_) {
     MORVU_LOG(kLogInfo, "SanitizeProcess", "Sending Sanitize Crypto Scramble.");
     result = ata_->ataSanitizeCryptoScramble(kFailureMode, sector);
@@ -146,7 +146,7 @@ StatusCode Sanitize::SanitizeProcess() {
   }
   if (result == Status::Completed) return GetSanitizeResult();
   MORVU_LOG(kLogError, "SanitizeProcess",
-            "Sanitize command failed with error: " + std::to_string(result));
+            "Sanitize command failed with error: " + std::to_string(result.Value()));
   return Status::SanitizeUnsuccessful;
 }
 

@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint32_t kFormatTimeoutSeconds = 7200;
 
 void LogStatus(std::string_view text, StatusCode code) {
-  MORVU_LOG(kLogInfo, "Initialize", std::string(text) + std::to_string(code));
+  MORVU_LOG(kLogInfo, "Initialize", std::string(text) + std::to_string(code.Value()));
 }
 
 // Numbered from 1, while logical units are numbered from 0; 0 when it is not known.

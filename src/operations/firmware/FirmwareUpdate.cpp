@@ -1,6 +1,7 @@
 #include "operations/firmware/FirmwareUpdate.h"
 
 #include "devices/identification/DeviceIdentification.h"
+#include "devices/identification/Products.h"
 #include "devices/properties/PropertyCatalogue.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
@@ -112,7 +113,7 @@ void FirmwareUpdate::Initialize() {
 std::unique_ptr<SendFirmware> FirmwareUpdate::MakeSender() {
   auto& reporter = GetReporter();
   const bool nvme = device_->HasCommandSet(Protocol::Nvme);
-  if (device_->GetString(Properties::Product) == "Dunmere") {
+  if (DeviceManagement::ProductOf(*device_).takesFirstBlockTwice) {
     return std::make_unique<SendFirmware_ATA_Dunmere>(device_, reporter);
   }
   if (device_->HasCommandSet(Protocol::Ata)) {

@@ -171,7 +171,7 @@ std::unique_ptr<XmlMessaging::Property> FirmwareUpdate::GetUpdateAvailable(
   const bool available = ready && verdict == FirmwareMapping::kUpdateAvailable;
   if (available) property->value = destination;
   if (ready && verdict == 0) property->value = kNone;
-  property->SetAttribute("status", std::to_string(ready ? Status::Completed : code));
+  property->SetAttribute("status", std::to_string((ready ? Status::Completed : code).Value()));
 
   const bool hidden = code == Status::RaidVolume || code == Status::NotAMorvuDrive;
   if (context != nullptr && !hidden) {

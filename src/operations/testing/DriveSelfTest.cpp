@@ -156,7 +156,7 @@ std::uint8_t DriveSelfTest::GetSelfTestStatus() {
   const auto result = ata_->ataSmartReadData(data);
   if (result != Status::Completed) {
     MORVU_LOG(kLogError, "GetSelfTestStatus",
-              "SMART Read data failed with an error code = " + std::to_string(result));
+              "SMART Read data failed with an error code = " + std::to_string(result.Value()));
     SetErrorCode(Status::SmartDataFailed);
     return kStatusUnread;
   }
@@ -188,9 +188,9 @@ bool DriveSelfTest::RunTest() {
   std::array<std::uint8_t, kSmartDataSize> data{};
   const auto result = ata_->ataSmartExecuteOffline(subcommand_, data);
   if (result != Status::Completed) {
-    MORVU_LOG(
-        kLogError, "Execute",
-        "SMART Execute offline immediate failed with an error code = " + std::to_string(result));
+    MORVU_LOG(kLogError, "Execute",
+              "SMART Execute offline immediate failed with an error code = " +
+                  std::to_string(result.Value()));
     return Fail(Status::SmartExecuteOfflineFailed);
   }
   MORVU_LOG(kLogInfo, "Execute", "SMART Execute offline immediate successful.");
