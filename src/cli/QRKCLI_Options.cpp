@@ -6,6 +6,9 @@
 #include "cli/DriveInformation.h"
 #include "cli/QRKCLI.h"
 #include "devices/discovery/AdapterManager.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 

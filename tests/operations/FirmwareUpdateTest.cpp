@@ -4,6 +4,9 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "messaging/features/CimClass.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "support/FirmwareScene.h"

@@ -1,6 +1,8 @@
 // Self test and standby.
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "operations/testing/DriveSelfTest.h"
 #include "operations/testing/StandbyImmediate.h"
 #include "support/EraseScene.h"

@@ -8,6 +8,9 @@
 #include "devices/discovery/DriveXml.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/Logger.h"
 #include "messaging/ResultTable.h"
 

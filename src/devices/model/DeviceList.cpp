@@ -2,6 +2,9 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+
 namespace Morvu::DeviceManagement {
 namespace {
 

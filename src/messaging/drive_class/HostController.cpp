@@ -3,7 +3,8 @@
 #include <string>
 
 #include "devices/model/Device.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"

@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/FirmwareProperties.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"
