@@ -272,12 +272,12 @@ void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
       transaction.senseLength = fault.senseLength;
       std::memcpy(transaction.sense, fault.sense, sizeof transaction.sense);
       break;
-    case FaultAction::Interrupt:
-      Dispatch(transaction);
-      transaction.signal = static_cast<int>(fault.value);
-      break;
     case FaultAction::Kill:
       if (fault.afterwards) Dispatch(transaction);
+      break;
+    case FaultAction::Signal:
+      Dispatch(transaction);
+      transaction.signal = static_cast<int>(fault.value);
       break;
   }
 }

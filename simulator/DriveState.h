@@ -52,8 +52,8 @@ enum class FaultAction : std::uint8_t {
   Garbage,     // pattern: see Garbage below
   Hang,        // ends at the command's time-out, which passes on the fleet's clock
   Kill,        // the process dies; afterwards says whether the drive did its work first
+  Signal,      // value: this signal comes to the thread while it waits; the drive works on
   RawSense,    // status, sense: these very bytes, and the drive has done nothing
-  Interrupt,   // a signal (value) comes to the thread while it waits for the drive
 };
 
 enum class Garbage : std::uint8_t { Zeros, Ones, Random };

@@ -70,6 +70,12 @@ Fault Fault::GarbageData(Garbage garbage) {
 
 Fault Fault::Hang() { return Fault(FaultAction::Hang); }
 
+Fault Fault::Signal(int signal) {
+  Fault fault(FaultAction::Signal);
+  fault.slot_.value = static_cast<std::uint32_t>(signal);
+  return fault;
+}
+
 Fault Fault::KillBefore() { return Fault(FaultAction::Kill); }
 
 Fault Fault::KillAfter() {
@@ -84,12 +90,6 @@ Fault Fault::RawSense(std::uint8_t status, std::span<const std::uint8_t> sense) 
   fault.slot_.senseLength =
       static_cast<std::uint8_t>(std::min(sense.size(), sizeof fault.slot_.sense));
   std::copy_n(sense.begin(), fault.slot_.senseLength, fault.slot_.sense);
-  return fault;
-}
-
-Fault Fault::Interrupt(int signal) {
-  Fault fault(FaultAction::Interrupt);
-  fault.slot_.value = static_cast<std::uint32_t>(signal);
   return fault;
 }
 

@@ -39,7 +39,7 @@ class Fault {
   // A signal while the thread waits. On a generic SCSI node it ends the wait (EINTR) of a
   // thread that takes it, and the drive works on; with SA_RESTART the drive gets the
   // command a second time. A thread that blocks the signal waits on.
-  static Fault Interrupt(int signal);
+  static Fault Signal(int signal);
 
   // The host adapter fails as well, whatever the device has said.
   Fault& WithHostStatus(std::uint16_t hostStatus);

@@ -4,6 +4,7 @@
 
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
+#include "frame/status/Partitions.h"
 
 namespace Morvu {
 

@@ -6,6 +6,8 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/DriverProperties.h"
+#include "frame/status/Commands.h"
+#include "frame/status/Testing.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -12,7 +12,8 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/commands/CommandSet_SCSI.h"
-#include "frame/NvmeStatus.h"
+#include "frame/status/Commands.h"
+#include "frame/status/NvmeStatus.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -328,7 +329,7 @@ TEST(Outcome, SignalsWaitForTheEndOfACommand) {
     action.sa_flags = flags;
     sigaction(SIGALRM, &action, &before);
     signalsTaken = 0;
-    node.drive.Inject(Fault::Interrupt(SIGALRM).Times(1));
+    node.drive.Inject(Fault::Signal(SIGALRM).Times(1));
     EXPECT_EQ(Status::Completed, set.Send(Ata::FlushCache));
     EXPECT_EQ(1, signalsTaken);
     EXPECT_EQ(1u, node.drive.Journal().size());

@@ -2,8 +2,8 @@
 
 #include <set>
 
-#include "frame/NvmeStatus.h"
 #include "frame/StatusCode.h"
+#include "frame/status/NvmeStatus.h"
 
 namespace Morvu {
 namespace {

@@ -13,6 +13,7 @@
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/DriverProperties.h"
+#include "frame/status/Commands.h"
 
 namespace {
 

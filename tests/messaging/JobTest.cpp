@@ -8,7 +8,8 @@
 #include <set>
 #include <thread>
 
-#include "frame/NvmeStatus.h"
+#include "frame/status/NvmeStatus.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/Job.h"
 #include "messaging/jobs/JobManager.h"

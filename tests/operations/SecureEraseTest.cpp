@@ -13,6 +13,8 @@
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "devices/properties/SecurityProperties.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
 #include "operations/erase/SecureErase.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

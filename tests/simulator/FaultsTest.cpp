@@ -64,7 +64,7 @@ TEST(Faults, SignalsEndOrRepeatTheWaitForAGenericNode) {
     action.sa_flags = flags;
     sigaction(SIGUSR1, &action, nullptr);
     drive.ClearJournal();
-    drive.Inject(Fault::Interrupt(SIGUSR1).Times(1));
+    drive.Inject(Fault::Signal(SIGUSR1).Times(1));
     const auto answer = NonData(handle, {0xE5});
     return std::pair(answer.result, drive.Journal().size());
   };

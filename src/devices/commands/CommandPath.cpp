@@ -8,6 +8,7 @@
 
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -9,6 +9,7 @@
 #include "devices/commands/ScsiCommands.h"
 #include "frame/BlockedSignals.h"
 #include "frame/Logger.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

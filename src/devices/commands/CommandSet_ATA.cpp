@@ -5,6 +5,8 @@
 #include "devices/commands/CommandPath.h"
 #include "devices/properties/DriverProperties.h"
 #include "devices/properties/PropertyList.h"
+#include "frame/status/Commands.h"
+#include "frame/status/Testing.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -5,6 +5,7 @@
 #include "devices/commands/CommandPath_NVME.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Testing.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

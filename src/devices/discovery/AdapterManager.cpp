@@ -12,6 +12,7 @@
 #include "devices/properties/ProductProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "frame/Logger.h"
+#include "frame/status/Commands.h"
 #include "messaging/ResultTable.h"
 
 namespace Morvu::DeviceManagement {

@@ -2,6 +2,7 @@
 
 #include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemNodes.h"
+#include "frame/status/Partitions.h"
 
 namespace Morvu::DeviceManagement {
 

@@ -4,6 +4,7 @@
 
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

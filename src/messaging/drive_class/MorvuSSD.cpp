@@ -8,6 +8,7 @@
 #include "devices/properties/ScanProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MethodCall.h"
 #include "messaging/features/Feature.h"

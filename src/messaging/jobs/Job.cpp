@@ -6,8 +6,8 @@
 
 #include "frame/BlockedSignals.h"
 #include "frame/Logger.h"
-#include "frame/NvmeStatus.h"
 #include "frame/Text.h"
+#include "frame/status/NvmeStatus.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/Feature.h"
 

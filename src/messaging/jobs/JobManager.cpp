@@ -5,6 +5,7 @@
 
 #include "devices/identification/Products.h"
 #include "frame/BlockedSignals.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/DeviceSelection.h"
 #include "messaging/jobs/NotificationService.h"

@@ -6,6 +6,8 @@
 #include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Partitions.h"
 #include "operations/Operation.h"
 #include "operations/erase/Sanitize.h"
 #include "operations/erase/SecureErase.h"

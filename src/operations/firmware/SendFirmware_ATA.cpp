@@ -11,6 +11,10 @@
 #include "devices/properties/ProductProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Health.h"
+#include "frame/status/Testing.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

@@ -8,6 +8,8 @@
 #include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "parsers/smart/SmartParser.h"

@@ -8,6 +8,7 @@
 #include "devices/properties/ProductProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Health.h"
 #include "parsers/smart/SmartAttributeEntry.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 

@@ -7,6 +7,7 @@
 #include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Health.h"
 #include "parsers/smart/SmartAttributeEntry.h"
 
 namespace Morvu {

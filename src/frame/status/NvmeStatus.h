@@ -5,7 +5,7 @@
 #include <optional>
 #include <string>
 
-#include "frame/StatusCode.h"
+#include "frame/status/StatusCode.h"
 
 namespace Morvu {
 

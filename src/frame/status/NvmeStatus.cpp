@@ -1,10 +1,10 @@
-#include "frame/NvmeStatus.h"
+#include "frame/status/NvmeStatus.h"
 
 #include <algorithm>
+#include <array>
+#include <cstdio>
 #include <iterator>
 #include <string_view>
-
-#include "frame/Text.h"
 
 namespace Morvu {
 namespace {
@@ -20,7 +20,7 @@ struct NvmeStatusText {
 
 // clang-format off
 constexpr NvmeStatusText kNvmeStatusTexts[] = {
-#include "frame/NvmeStatusTexts.inc"
+#include "frame/status/NvmeStatusTexts.inc"
 };
 // clang-format on
 static_assert(std::ranges::adjacent_find(kNvmeStatusTexts, std::ranges::greater_equal{},
@@ -54,7 +54,9 @@ std::int32_t ToToldNumber(StatusCode code) {
 std::string DescribeNvmeStatus(StatusCode code) {
   const auto status = ToNvmeStatus(code);
   if (!status) return {};
-  return "NVMe status 0x" + ToHexNumber(*status, 3) + " (" + std::string(FindNvmeText(*status)) +
+  std::array<char, 8> number{};
+  std::snprintf(number.data(), number.size(), "%03X", static_cast<unsigned>(*status));
+  return std::string("NVMe status 0x") + number.data() + " (" + std::string(FindNvmeText(*status)) +
          ")";
 }
 
