@@ -22,29 +22,29 @@ constexpr std::uint64_t k48 = 0x665544332211;
 
 // Commands that stand in no table, as a caller makes them.
 constexpr AtaCommand kSmartVendor = {
-    "ataSmart", 0xB0, 0xDD, Ata::kPioIn, 0, AtaCount::Given, AtaData::Blocks, Ata::kSmartKey};
+    "ataSmart", 0xB0, 0xDD, AtaRow::kPioIn, 0, AtaCount::Given, AtaData::Blocks, AtaRow::kSmartKey};
 constexpr AtaCommand kRawNonData = {"ataNonData",
                                     7,
                                     0,
-                                    Ata::kNone,
-                                    Ata::k28,
+                                    AtaRow::kNone,
+                                    AtaRow::k28,
                                     AtaCount::Given,
                                     AtaData::None,
                                     0,
-                                    Ata::kNothing,
-                                    Ata::kPaths,
+                                    AtaRow::kNothing,
+                                    AtaRow::kPaths,
                                     AtaAdapterForm::Block,
                                     0};
 constexpr AtaCommand kRawForced = {"ataNonData",
                                    7,
                                    0,
-                                   Ata::kNone,
-                                   Ata::k28,
+                                   AtaRow::kNone,
+                                   AtaRow::k28,
                                    AtaCount::Given,
                                    AtaData::None,
                                    0,
-                                   Ata::kNothing,
-                                   Ata::kPaths,
+                                   AtaRow::kNothing,
+                                   AtaRow::kPaths,
                                    AtaAdapterForm::Same,
                                    0};
 
@@ -164,21 +164,21 @@ TEST_F(AtaCommands, AreNotSentWithLessRoomThanTheyMove) {
   const auto all = std::uint32_t{256} * 512;
   EXPECT_EQ(Status::BufferTooSmall, set.ataReadDma(LargeBuffer().first(all - 1), 0, 0));
   EXPECT_EQ(Status::BufferTooSmall, set.ataIdentifyDevice(LargeBuffer().first(511)));
-  EXPECT_EQ(Status::BufferTooSmall, set.Send(Ata::WriteDma, {.count = 1}));
+  EXPECT_EQ(Status::BufferTooSmall, set.Send(AtaRow::WriteDma, {.count = 1}));
   properties.Add(DeviceProperty(Properties::DriverManufacturer, "LSI API"));
   EXPECT_EQ(Status::BufferTooSmall,
-            set.Send(Ata::ReadVerifySectors, {.count = 2}, LargeBuffer().first(512)));
+            set.Send(AtaRow::ReadVerifySectors, {.count = 2}, LargeBuffer().first(512)));
   EXPECT_TRUE(drive.Journal().empty());
 }
 
 TEST_F(AtaCommands, AreNotSentWithWhatTheirRegistersCannotHold) {
   const auto data = LargeBuffer();
   EXPECT_EQ(Status::CountOutOfRange, set.ataReadDma(data, 0, 257));
-  EXPECT_EQ(Status::CountOutOfRange, set.Send(Ata::ReadDmaExt, {.count = 0x10001}, data));
-  EXPECT_EQ(Status::CountOutOfRange, set.Send(Ata::SetFeatures, {.count = 0x100}));
+  EXPECT_EQ(Status::CountOutOfRange, set.Send(AtaRow::ReadDmaExt, {.count = 0x10001}, data));
+  EXPECT_EQ(Status::CountOutOfRange, set.Send(AtaRow::SetFeatures, {.count = 0x100}));
   EXPECT_EQ(Status::LbaOutOfRange, set.ataReadDma(data, 0x10000000, 1));
   EXPECT_EQ(Status::LbaOutOfRange,
-            set.Send(Ata::WriteDmaExt, {.lba = std::uint64_t{1} << 48, .count = 1}, data));
+            set.Send(AtaRow::WriteDmaExt, {.lba = std::uint64_t{1} << 48, .count = 1}, data));
   EXPECT_EQ(Status::LbaOutOfRange, set.ataDownloadMicrocode(data, 3, 1, 1 << 20));
   EXPECT_TRUE(drive.Journal().empty());
 }
@@ -188,14 +188,14 @@ TEST_F(AtaCommands, BlocksAreNoSectors) {
   properties.Add(DeviceProperty(Properties::SectorSize, 4096u));
   (void)set.ataIdentifyDevice(LargeBuffer());
   EXPECT_EQ(512u, TakeCommand().transferLength);
-  (void)set.Send(Ata::ReadLogExt, {.count = 3}, LargeBuffer());
+  (void)set.Send(AtaRow::ReadLogExt, {.count = 3}, LargeBuffer());
   EXPECT_EQ(1536u, TakeCommand().transferLength);
 }
 
 TEST_F(AtaCommands, GoToTheDeviceByteForByte) {
   Bytes data(1024);
   for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 7);
-  (void)set.Send(Ata::WriteDma, {.count = 2}, data);
+  (void)set.Send(AtaRow::WriteDma, {.count = 2}, data);
   EXPECT_EQ(Simulator::Digest(data.data(), data.size()), TakeCommand().dataDigest);
 }
 

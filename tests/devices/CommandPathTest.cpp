@@ -244,15 +244,15 @@ TEST_P(AtaAnswers, OfARefusalTellItsError) {
 
 TEST_P(AtaAnswers, TellADeviceFault) {
   node.drive.Inject(Fault::AtaError(0x71, 0x04).Times(1));
-  EXPECT_EQ(Status::AtaCommandFailed, set.Send(Ata::FlushCache));
+  EXPECT_EQ(Status::AtaCommandFailed, set.Send(AtaRow::FlushCache));
   EXPECT_TRUE(node.path.GetDeviceFault());
-  EXPECT_EQ(Status::Completed, set.Send(Ata::FlushCache));
+  EXPECT_EQ(Status::Completed, set.Send(AtaRow::FlushCache));
   EXPECT_FALSE(node.path.GetDeviceFault());
 }
 
 TEST_P(AtaAnswers, OfABusyDriveAreAFailure) {
   node.drive.Inject(Fault::AtaError(0xD0, 0x00).Times(1));
-  EXPECT_EQ(Status::AtaCommandFailed, set.Send(Ata::FlushCache));
+  EXPECT_EQ(Status::AtaCommandFailed, set.Send(AtaRow::FlushCache));
 }
 
 TEST_P(AtaAnswers, DoNotTakeStaleDataForAReadThatWasRefused) {
@@ -279,9 +279,9 @@ TEST(AtaAnswer, OfACallThatFailedIsTheCallsResult) {
   NodeUnderTest<CommandPath_ATA_SCSI> node({});
   CommandSet_ATA set(node.properties, node.path);
   node.drive.Inject(Fault::IoctlError(EIO).Times(1));
-  EXPECT_EQ(-EIO, set.Send(Ata::FlushCache));
+  EXPECT_EQ(-EIO, set.Send(AtaRow::FlushCache));
   EXPECT_EQ(-EIO, node.path.GetLastOsError());
-  EXPECT_EQ(Status::Completed, set.Send(Ata::FlushCache));
+  EXPECT_EQ(Status::Completed, set.Send(AtaRow::FlushCache));
   EXPECT_EQ(0, node.path.GetLastOsError());
 }
 
@@ -295,7 +295,7 @@ TEST(AtaAnswer, RefusedByTheTransportIsNoAtaFailure) {
   };
   for (auto fault : kFaults) {
     node.drive.Inject(fault.Times(1));
-    EXPECT_EQ(Status::ScsiCommandFailed, set.Send(Ata::FlushCache));
+    EXPECT_EQ(Status::ScsiCommandFailed, set.Send(AtaRow::FlushCache));
   }
 }
 
@@ -315,10 +315,10 @@ TEST(CommandPath, HandsItsTimeoutToTheKernel) {
   CommandSet_ATA set(node.properties, node.path);
   {
     const TimeoutGuard guard(node.path, 3600s);
-    (void)set.Send(Ata::FlushCache);
+    (void)set.Send(AtaRow::FlushCache);
     EXPECT_EQ(3600000u, node.TakeCommand().timeoutMs);
   }
-  (void)set.Send(Ata::FlushCache);
+  (void)set.Send(AtaRow::FlushCache);
   EXPECT_EQ(5000u, node.TakeCommand().timeoutMs);
   (void)set.ataStandbyImmediate();  // brings its own
   EXPECT_EQ(20000u, node.TakeCommand().timeoutMs);
@@ -377,7 +377,7 @@ TEST(CommandPath, NvmeKeepsTheQueueEntry) {
   NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
   CommandSet_NVME set(node.properties, node.path);
   (void)set.Send(
-      Nvme::SetFeatures,
+      NvmeRow::SetFeatures,
       {.nsid = 0x11223344, .featureId = 0x04, .value11 = 0xA1A2A3A4, .value12 = 0xB1B2B3B4});
   const ByteView sent(node.path.GetSentBuffer());
   EXPECT_EQ(0x00000009u, ReadLittle32(sent, 0));
@@ -427,7 +427,7 @@ TEST(CommandLog, TellsAnNvmeCommandAsText) {
   CommandSet_NVME set(node.properties, node.path);
   KeepingLogger logger;
   SetLogLevel(kLogDebug);
-  (void)set.Send(Nvme::Flush, {.nsid = 1, .cdw2 = 0xA0B0C0D0});
+  (void)set.Send(NvmeRow::Flush, {.nsid = 1, .cdw2 = 0xA0B0C0D0});
   ASSERT_EQ(3u, logger.records.size());
   EXPECT_EQ("CommandSet_NVME", logger.records[0].file);
   EXPECT_EQ("nvmeFlush", logger.records[0].function);
@@ -449,7 +449,7 @@ TEST(CommandLog, TellsAnNvmeCommandAsText) {
       "  CDW15     : 0(0x00000000) \n",
       logger.records[0].message);
   logger.records.clear();
-  (void)set.Send(Nvme::SetFeatures, {.featureId = 0x04});
+  (void)set.Send(NvmeRow::SetFeatures, {.featureId = 0x04});
   EXPECT_EQ(2u, logger.records.size());
 }
 
@@ -459,7 +459,7 @@ TEST(CommandLog, TellsAFailedCall) {
   KeepingLogger logger;
   SetLogLevel(kLogError);
   node.drive.Inject(Fault::IoctlError(EIO).Times(1));
-  (void)set.Send(Ata::FlushCache);
+  (void)set.Send(AtaRow::FlushCache);
   ASSERT_EQ(1u, logger.records.size());
   EXPECT_EQ("SendOpcodeCore", logger.records[0].function);
   EXPECT_EQ("ioctl failed: -5", logger.records[0].message);
@@ -479,10 +479,10 @@ TEST(CommandPath, AllocatesNothingForACommand) {
   NodeUnderTest<CommandPath_ATA_SCSI> ata({});
   CommandSet_ATA set(ata.properties, ata.path);
   Bytes data(512);
-  (void)set.Send(Ata::ReadDmaExt, {.count = 1}, data);  // the simulator opens its medium
+  (void)set.Send(AtaRow::ReadDmaExt, {.count = 1}, data);  // the simulator opens its medium
   const auto before = CountAllocations();
-  EXPECT_EQ(Status::Completed, set.Send(Ata::ReadDmaExt, {.count = 1}, data));
-  EXPECT_EQ(Status::Completed, set.Send(Ata::FlushCache));
+  EXPECT_EQ(Status::Completed, set.Send(AtaRow::ReadDmaExt, {.count = 1}, data));
+  EXPECT_EQ(Status::Completed, set.Send(AtaRow::FlushCache));
   EXPECT_EQ(before, CountAllocations());
 }
 

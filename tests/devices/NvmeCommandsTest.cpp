@@ -124,7 +124,7 @@ TEST_F(NvmeCommands, TellThePathTheirDirection) {
 TEST_F(NvmeCommands, AreNotSentWithABufferThatIsTooShort) {
   Bytes data(4095);
   EXPECT_EQ(Status::BufferTooSmall, set.nvmeIdentify(1, 0, data));
-  EXPECT_EQ(Status::BufferTooSmall, set.Send(Nvme::SetFeatures, {.dwords = 0x40000001}, data));
+  EXPECT_EQ(Status::BufferTooSmall, set.Send(NvmeRow::SetFeatures, {.dwords = 0x40000001}, data));
   EXPECT_TRUE(drive.Journal().empty());
 }
 
@@ -134,7 +134,7 @@ TEST_F(NvmeCommands, AreNotSentWithACountThatTheirFieldCannotHold) {
   EXPECT_EQ(Status::CountOutOfRange, set.nvmeGetLogPage(2, 0, 0, data));
   EXPECT_EQ(Status::CountOutOfRange, set.nvmeGetLogPage(2, 4097, 0, data));
   EXPECT_EQ(Status::CountOutOfRange, set.nvmeFirmwareImageDownload(0, 0, data));
-  EXPECT_EQ(Status::CountOutOfRange, set.Send(Nvme::WriteZeroes, {.nsid = 1, .blocks = 65537}));
+  EXPECT_EQ(Status::CountOutOfRange, set.Send(NvmeRow::WriteZeroes, {.nsid = 1, .blocks = 65537}));
   EXPECT_TRUE(drive.Journal().empty());
   EXPECT_EQ(Status::Completed, set.nvmeGetLogPage(2, 128, 0, data));
 }
@@ -159,7 +159,7 @@ TEST_F(NvmeCommands, TheCompletionTellsResultAndStatus) {
 
 TEST_F(NvmeCommands, AFailedCallIsNegativeAndIsToldInTheCompletion) {
   drive.Inject(Fault::IoctlError(EIO).Times(1));
-  EXPECT_EQ(-EIO, set.Send(Nvme::Flush, {.nsid = 1}));
+  EXPECT_EQ(-EIO, set.Send(NvmeRow::Flush, {.nsid = 1}));
   EXPECT_EQ(-EIO, path.GetLastOsError());
   EXPECT_THAT(CompletionOf(path), ElementsAre(0u, 0u, 0u, (0x800u - EIO) << 17));
   EXPECT_EQ(Status::Completed, set.nvmeGetFeatures(0x04, 0, 0, {}));

@@ -68,7 +68,7 @@ TEST(AtaOutcome, IsToldBySenseAndRegisters) {
     node.drive.Inject(Fault::RawSense(kCheck, row.sense));
     Bytes data(512);
     EXPECT_EQ(row.pioIn, set.ataIdentifyDevice(data));
-    EXPECT_EQ(row.nonData, set.Send(Ata::FlushCache));
+    EXPECT_EQ(row.nonData, set.Send(AtaRow::FlushCache));
     EXPECT_EQ(row.isAnswered, set.GetAnswer().known != 0);
     // A command that is there for its answer has failed without one.
     const auto mode = row.nonData == 0 && !row.isAnswered ? Status::AtaCommandFailed : row.nonData;
@@ -180,7 +180,7 @@ TEST(AtaOutcome, AFailingKeyIsNeverGood) {
     node.drive.Inject(Fault::RawSense(random.Pick(4) == 0 ? 0 : kCheck, sense).Times(2));
     const auto code = isPioIn               ? set.ataIdentifyDevice(data)
                       : random.Pick(2) == 0 ? set.ataReadDma(data, 0, 1)
-                                            : set.Send(Ata::FlushCache);
+                                            : set.Send(AtaRow::FlushCache);
     node.drive.ClearFaults();
     if (code != 0 || !HasFailingKey(sense)) {
       good += code == 0;
@@ -201,7 +201,7 @@ TEST(ScsiOutcome, AFailingKeyIsNeverGood) {
   for (int i = 0; i < 10'000; ++i) {
     const auto sense = random.Next();
     node.drive.Inject(Fault::RawSense(random.Pick(4) == 0 ? 0 : kCheck, sense).Times(2));
-    const auto code = set.Send(Scsi::TestUnitReady);
+    const auto code = set.Send(ScsiRow::TestUnitReady);
     node.drive.ClearFaults();
     if (code != 0) continue;
     ASSERT_FALSE(HasFailingKey(sense)) << HexDump(sense);
@@ -217,10 +217,10 @@ TEST(ScsiOutcome, OfEachStatusThatDoesNoWorkIsAFailure) {
   CommandSet_SCSI set(node.properties, node.path);
   for (const std::uint8_t status : {0x02, 0x08, 0x18, 0x22, 0x28, 0x30, 0x40}) {
     node.drive.Inject(Fault::RawSense(status, {}).Times(1));
-    EXPECT_EQ(Status::ScsiCommandFailed, set.Send(Scsi::TestUnitReady)) << int{status};
+    EXPECT_EQ(Status::ScsiCommandFailed, set.Send(ScsiRow::TestUnitReady)) << int{status};
   }
   node.drive.Inject(Fault::RawSense(0x04, {}).Times(1));  // CONDITION MET
-  EXPECT_EQ(Status::Completed, set.Send(Scsi::TestUnitReady));
+  EXPECT_EQ(Status::Completed, set.Send(ScsiRow::TestUnitReady));
 }
 
 // A read that changes nothing is repeated once behind a UNIT ATTENTION, a write is not.
@@ -240,7 +240,7 @@ TEST(ScsiOutcome, OfAUnitAttentionIsAskedOnceMore) {
   const auto read = [&] { return set.scsiReadCapacity10(data); };
   EXPECT_EQ(std::pair(0, std::size_t{2}), sent(1, read));
   EXPECT_EQ(std::pair(131, std::size_t{2}), sent(2, read));
-  const auto write = [&] { return set.Send(Scsi::Write10, {.count = 1}, data); };
+  const auto write = [&] { return set.Send(ScsiRow::Write10, {.count = 1}, data); };
   EXPECT_EQ(std::pair(131, std::size_t{1}), sent(1, write));
 }
 
@@ -253,13 +253,13 @@ struct ShortRead {
 
 TEST(ScsiOutcome, OfAReadThatBringsTooLittleIsAFailure) {
   const ShortRead kReads[] = {
-      {Scsi::Read10, {.count = 1}, 512, 0},
-      {Scsi::Read10, {.count = 1}, 511, 131},
-      {Scsi::Inquiry, {.length = 255, .blocks = 1}, 36, 0},
-      {Scsi::Inquiry, {.length = 255, .blocks = 1}, 35, 131},
-      {Scsi::ReadCapacity10, {}, 8, 0},
-      {Scsi::ReadCapacity10, {}, 7, 131},
-      {Scsi::ReadCapacity16, {.length = 32, .blocks = 1}, 0, 131},
+      {ScsiRow::Read10, {.count = 1}, 512, 0},
+      {ScsiRow::Read10, {.count = 1}, 511, 131},
+      {ScsiRow::Inquiry, {.length = 255, .blocks = 1}, 36, 0},
+      {ScsiRow::Inquiry, {.length = 255, .blocks = 1}, 35, 131},
+      {ScsiRow::ReadCapacity10, {}, 8, 0},
+      {ScsiRow::ReadCapacity10, {}, 7, 131},
+      {ScsiRow::ReadCapacity16, {.length = 32, .blocks = 1}, 0, 131},
   };
   for (const auto& read : kReads) {
     NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
@@ -311,7 +311,7 @@ TEST(Outcome, TheLongestTimeOutDoesNotWrap) {
   CommandSet_ATA set(node.properties, node.path);
   for (const auto seconds : {4294967s, 4294968s, 100'000'000'000s}) {
     node.path.SetTimeout(seconds);
-    (void)set.Send(Ata::FlushCache);
+    (void)set.Send(AtaRow::FlushCache);
     EXPECT_GE(node.TakeCommand().timeoutMs, 4294967000u);
   }
 }
@@ -330,7 +330,7 @@ TEST(Outcome, SignalsWaitForTheEndOfACommand) {
     sigaction(SIGALRM, &action, &before);
     signalsTaken = 0;
     node.drive.Inject(Fault::Signal(SIGALRM).Times(1));
-    EXPECT_EQ(Status::Completed, set.Send(Ata::FlushCache));
+    EXPECT_EQ(Status::Completed, set.Send(AtaRow::FlushCache));
     EXPECT_EQ(1, signalsTaken);
     EXPECT_EQ(1u, node.drive.Journal().size());
     sigaction(SIGALRM, &before, nullptr);

@@ -64,8 +64,8 @@ TEST_F(ScsiCommands, ReachTheNodeAsTheStandardHasThem) {
 TEST_F(ScsiCommands, ARefusedReadIsNoGoodRead) {
   drive.Inject(Fault::ScsiError(0x02, 0x03, 0x11, 0x00).Times(1));
   Bytes data(512);
-  EXPECT_EQ(Status::ScsiCommandFailed, set.Send(Scsi::Read10, {.count = 1}, data));
-  EXPECT_EQ(Status::Completed, set.Send(Scsi::Read10, {.count = 1}, data));
+  EXPECT_EQ(Status::ScsiCommandFailed, set.Send(ScsiRow::Read10, {.count = 1}, data));
+  EXPECT_EQ(Status::Completed, set.Send(ScsiRow::Read10, {.count = 1}, data));
 }
 
 }  // namespace

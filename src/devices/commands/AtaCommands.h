@@ -64,7 +64,7 @@ struct AtaCommand {
   std::uint8_t device = 0x40;  // the LBA bit
 };
 
-namespace Ata {
+namespace AtaRow {
 
 inline constexpr std::uint8_t kPioIn = kRead;
 inline constexpr std::uint8_t kPioOut = kWrite;
@@ -197,6 +197,6 @@ inline constexpr AtaCommand ReadNativeMaxAddress       = {"ataReadNativeMaxAddre
 inline constexpr AtaCommand SetMaxAddress              = {"ataSetMaxAddress",              0xF9, 0x00, kNone,   k28, C::Given,  D::None};
 // clang-format on
 
-}  // namespace Ata
+}  // namespace AtaRow
 
 }  // namespace Morvu::DeviceManagement

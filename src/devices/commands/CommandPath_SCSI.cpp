@@ -56,7 +56,7 @@ std::unique_ptr<CommandPath> CommandPath_SCSI::Clone() const {
 
 bool CommandPath_SCSI::TestDevice() {
   std::array<std::uint8_t, 512> data{};
-  const auto cdb = EncodeScsi(Scsi::RequestSense, {});
+  const auto cdb = EncodeScsi(ScsiRow::RequestSense, {});
   (void)SendOpcode({.record = cdb.View(), .flags = kRead, .data = data});
   const auto& outcome = GetOutcome();
   // Fixed-format sense, whatever it tells, comes from a SCSI device.

@@ -138,7 +138,7 @@ StatusCode CommandSet_ATA::Send(const AtaCommand& row, const AtaArguments& argum
 
   auto registers = Fill(row, arguments);
   if (asAdapterRead && row.adapter == AtaAdapterForm::CountedBlock) registers.count = 1;
-  const auto protocol = asAdapterRead ? Ata::kDmaIn : row.protocol;
+  const auto protocol = asAdapterRead ? AtaRow::kDmaIn : row.protocol;
   const auto file = Encode(row, registers, arguments.control);
   const auto moved = data.first(static_cast<std::size_t>(length));
   const auto result = SendDirect(row, {.record = file,
@@ -166,77 +166,82 @@ StatusCode CommandSet_ATA::SendDirect(const AtaCommand& row, Command command) {
 // ---- The commands by name ----
 
 StatusCode CommandSet_ATA::ataReadDma(ByteSpan data, std::uint64_t lba, std::uint32_t count) {
-  return Send(Ata::ReadDma, {.lba = lba, .count = count}, data);
+  return Send(AtaRow::ReadDma, {.lba = lba, .count = count}, data);
 }
 
 StatusCode CommandSet_ATA::ataIdentifyDevice(ByteSpan data) {
-  return Send(Ata::IdentifyDevice, {}, data);
+  return Send(AtaRow::IdentifyDevice, {}, data);
 }
 
-StatusCode CommandSet_ATA::ataCheckPowerMode() { return Send(Ata::CheckPowerMode); }
+StatusCode CommandSet_ATA::ataCheckPowerMode() { return Send(AtaRow::CheckPowerMode); }
 
-StatusCode CommandSet_ATA::ataStandbyImmediate() { return Send(Ata::StandbyImmediate); }
+StatusCode CommandSet_ATA::ataStandbyImmediate() { return Send(AtaRow::StandbyImmediate); }
 
-StatusCode CommandSet_ATA::ataReadNativeMaxAddress() { return Send(Ata::ReadNativeMaxAddress); }
+StatusCode CommandSet_ATA::ataReadNativeMaxAddress() { return Send(AtaRow::ReadNativeMaxAddress); }
 
 StatusCode CommandSet_ATA::ataReadNativeMaxAddressExt() {
-  return Send(Ata::ReadNativeMaxAddressExt);
+  return Send(AtaRow::ReadNativeMaxAddressExt);
 }
 
 StatusCode CommandSet_ATA::ataDownloadMicrocode(ByteSpan data, std::uint8_t subcommand,
                                                 std::uint32_t blocks, std::uint32_t offset) {
-  return Send(Ata::DownloadMicrocode, {.lba = offset, .count = blocks, .features = subcommand},
+  return Send(AtaRow::DownloadMicrocode, {.lba = offset, .count = blocks, .features = subcommand},
               data);
 }
 
 StatusCode CommandSet_ATA::ataSecuritySetPassword(ByteSpan data) {
-  return Send(Ata::SecuritySetPassword, {}, data);
+  return Send(AtaRow::SecuritySetPassword, {}, data);
 }
 
 StatusCode CommandSet_ATA::ataSecurityUnlock(ByteSpan data) {
-  return Send(Ata::SecurityUnlock, {}, data);
+  return Send(AtaRow::SecurityUnlock, {}, data);
 }
 
 StatusCode CommandSet_ATA::ataSecurityErasePrepare() {
-  if (!properties_->GetBool(Properties::ControllerIDEMode)) return Send(Ata::SecurityErasePrepare);
+  if (!properties_->GetBool(Properties::ControllerIDEMode))
+    return Send(AtaRow::SecurityErasePrepare);
   std::array<std::uint8_t, kBlock> unseen{};
-  return Send(Ata::SecurityErasePrepareIde, {}, unseen);
+  return Send(AtaRow::SecurityErasePrepareIde, {}, unseen);
 }
 
 StatusCode CommandSet_ATA::ataSecurityEraseUnit(ByteSpan data) {
-  return Send(Ata::SecurityEraseUnit, {}, data);
+  return Send(AtaRow::SecurityEraseUnit, {}, data);
 }
 
 StatusCode CommandSet_ATA::ataSecurityDisablePassword(ByteSpan data) {
-  return Send(Ata::SecurityDisablePassword, {}, data);
+  return Send(AtaRow::SecurityDisablePassword, {}, data);
 }
 
 StatusCode CommandSet_ATA::ataSanitizeStatus(std::uint8_t count) {
-  return Send(Ata::SanitizeStatus, {.count = count});
+  return Send(AtaRow::SanitizeStatus, {.count = count});
 }
 
 StatusCode CommandSet_ATA::ataSanitizeCryptoScramble(std::uint8_t failureMode) {
-  return Send(Ata::SanitizeCryptoScramble, {.count = FailureMode(failureMode)});
+  return Send(AtaRow::SanitizeCryptoScramble, {.count = FailureMode(failureMode)});
 }
 
 StatusCode CommandSet_ATA::ataSanitizeBlockErase(std::uint8_t failureMode) {
-  return Send(Ata::SanitizeBlockErase, {.count = FailureMode(failureMode)});
+  return Send(AtaRow::SanitizeBlockErase, {.count = FailureMode(failureMode)});
 }
 
 StatusCode CommandSet_ATA::ataSmartReadData(ByteSpan data) {
-  return Send(Ata::SmartReadData, {}, data);
+  return Send(AtaRow::SmartReadData, {}, data);
 }
 
 StatusCode CommandSet_ATA::ataSmartReadThresholds(ByteSpan data) {
-  return Send(Ata::SmartReadThresholds, {}, data);
+  return Send(AtaRow::SmartReadThresholds, {}, data);
 }
 
 StatusCode CommandSet_ATA::ataSmartExecuteOffline(std::uint8_t subcommand) {
-  return Send(Ata::SmartExecuteOffline, {.lba = subcommand});
+  return Send(AtaRow::SmartExecuteOffline, {.lba = subcommand});
 }
 
-StatusCode CommandSet_ATA::ataSmartEnableOperations() { return Send(Ata::SmartEnableOperations); }
+StatusCode CommandSet_ATA::ataSmartEnableOperations() {
+  return Send(AtaRow::SmartEnableOperations);
+}
 
-StatusCode CommandSet_ATA::ataSmartDisableOperations() { return Send(Ata::SmartDisableOperations); }
+StatusCode CommandSet_ATA::ataSmartDisableOperations() {
+  return Send(AtaRow::SmartDisableOperations);
+}
 
 }  // namespace Morvu::DeviceManagement

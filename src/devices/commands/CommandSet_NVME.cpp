@@ -114,7 +114,7 @@ std::unique_ptr<CommandSet> CommandSet_NVME::Clone(const PropertyList& propertie
 StatusCode CommandSet_NVME::Send(const NvmeCommand& row, const NvmeArguments& arguments,
                                  ByteSpan data) {
   const auto record = Encode(row, arguments);
-  if (row.opcode != Nvme::SetFeatures.opcode) {
+  if (row.opcode != NvmeRow::SetFeatures.opcode) {
     MORVU_LOG(kLogDebug, row.name, ToLogText(record));
   }
   if (!CountsFit(row, arguments)) return Status::CountOutOfRange;
@@ -131,29 +131,29 @@ StatusCode CommandSet_NVME::Send(const NvmeCommand& row, const NvmeArguments& ar
 
 StatusCode CommandSet_NVME::nvmeGetLogPage(std::uint8_t logId, std::uint32_t dwords,
                                            std::uint32_t nsid, ByteSpan data) {
-  return Send(Nvme::GetLogPage, {.nsid = nsid, .dwords = dwords, .logId = logId}, data);
+  return Send(NvmeRow::GetLogPage, {.nsid = nsid, .dwords = dwords, .logId = logId}, data);
 }
 
 StatusCode CommandSet_NVME::nvmeIdentify(std::uint8_t cns, std::uint32_t nsid, ByteSpan data) {
-  return Send(Nvme::Identify, {.nsid = nsid, .cns = cns}, data);
+  return Send(NvmeRow::Identify, {.nsid = nsid, .cns = cns}, data);
 }
 
 StatusCode CommandSet_NVME::nvmeGetFeatures(std::uint8_t featureId, std::uint32_t nsid,
                                             std::uint32_t dwords, ByteSpan data) {
-  return Send(Nvme::GetFeatures, {.nsid = nsid, .dwords = dwords, .featureId = featureId}, data);
+  return Send(NvmeRow::GetFeatures, {.nsid = nsid, .dwords = dwords, .featureId = featureId}, data);
 }
 
 StatusCode CommandSet_NVME::nvmeFirmwareActivate(std::uint8_t slot, std::uint8_t action) {
-  return Send(Nvme::FirmwareActivate, {.slot = slot, .action = action});
+  return Send(NvmeRow::FirmwareActivate, {.slot = slot, .action = action});
 }
 
 StatusCode CommandSet_NVME::nvmeFirmwareImageDownload(std::uint32_t dwords,
                                                       std::uint32_t offsetDwords, ByteSpan data) {
-  return Send(Nvme::FirmwareImageDownload, {.dwords = dwords, .offset = offsetDwords}, data);
+  return Send(NvmeRow::FirmwareImageDownload, {.dwords = dwords, .offset = offsetDwords}, data);
 }
 
 StatusCode CommandSet_NVME::nvmeFormatNVM(const NvmeArguments& arguments) {
-  return Send(Nvme::FormatNVM, arguments);
+  return Send(NvmeRow::FormatNVM, arguments);
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -58,7 +58,7 @@ StatusCode CommandSet_SCSI::Send(const ScsiCommand& row, const ScsiArguments& ar
   if (data.size() < length) return Status::BufferTooSmall;
   const auto cdb = EncodeScsi(row, arguments);
   const auto moved = static_cast<std::size_t>(length);
-  const bool changesNothing = (row.flags & kRead) || row.opcode == Scsi::TestUnitReady.opcode;
+  const bool changesNothing = (row.flags & kRead) || row.opcode == ScsiRow::TestUnitReady.opcode;
   return Deliver({.record = cdb.View(),
                   .flags = row.flags,
                   .data = data.first(moved),
@@ -67,19 +67,19 @@ StatusCode CommandSet_SCSI::Send(const ScsiCommand& row, const ScsiArguments& ar
 }
 
 StatusCode CommandSet_SCSI::scsiInquiry(ByteSpan data, std::uint8_t length) {
-  return Send(Scsi::Inquiry, {.length = length, .blocks = 1}, data);
+  return Send(ScsiRow::Inquiry, {.length = length, .blocks = 1}, data);
 }
 
 StatusCode CommandSet_SCSI::scsiReadCapacity10(ByteSpan data) {
-  return Send(Scsi::ReadCapacity10, {}, data);
+  return Send(ScsiRow::ReadCapacity10, {}, data);
 }
 
 StatusCode CommandSet_SCSI::scsiReadCapacity16(ByteSpan data, std::uint32_t length) {
-  return Send(Scsi::ReadCapacity16, {.length = length, .blocks = 1}, data);
+  return Send(ScsiRow::ReadCapacity16, {.length = length, .blocks = 1}, data);
 }
 
 StatusCode CommandSet_SCSI::scsiWriteBuffer(ByteSpan data, const ScsiArguments& arguments) {
-  return Send(Scsi::WriteBuffer, arguments, data);
+  return Send(ScsiRow::WriteBuffer, arguments, data);
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -96,7 +96,7 @@ struct NvmeCommand {
   std::chrono::seconds timeout{0};  // 0: the kernel's
 };
 
-namespace Nvme {
+namespace NvmeRow {
 
 inline constexpr std::chrono::seconds kKernels{0};
 inline constexpr std::chrono::seconds kFirmware{200};
@@ -161,6 +161,6 @@ inline constexpr NvmeCommand ReservationAcquire      = {"nvmeReservationAcquire"
 inline constexpr NvmeCommand ReservationRelease      = {"nvmeReservationRelease",      0x15, 2, NvmeLength::Key,     Fields::Reserve};
 // clang-format on
 
-}  // namespace Nvme
+}  // namespace NvmeRow
 
 }  // namespace Morvu::DeviceManagement

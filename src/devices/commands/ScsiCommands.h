@@ -104,7 +104,7 @@ struct ScsiCdb {
 };
 ScsiCdb EncodeScsi(const ScsiCommand& command, const ScsiArguments& arguments);
 
-namespace Scsi {
+namespace ScsiRow {
 
 inline constexpr std::size_t kAll = ~std::size_t{0};
 
@@ -188,6 +188,6 @@ inline constexpr ScsiCommand SecurityProtocolOut = {"scsiSecurityProtocolOut", 0
 inline constexpr ScsiCommand ReadDefectData12    = {"scsiReadDefectData12",    0xB7, 12, kRead,   ScsiData::Blocks,   8,    Fields::Defects12, {}};
 // clang-format on
 
-}  // namespace Scsi
+}  // namespace ScsiRow
 
 }  // namespace Morvu::DeviceManagement
