@@ -10,9 +10,11 @@
 
 #include "Documentation.h"
 #include "ExitStatus.h"
+#include "TestFleet.h"
 #include "Tool.h"
 #include "frame/status/NvmeStatus.h"
 #include "messaging/drive_class/Features.h"
+#include "support/CommandLine.h"
 
 namespace MorvuTool {
 namespace {
@@ -34,6 +36,30 @@ TEST(ExitStatus, OfAnNvmeStatusIsNeverThatOfAGoodEnd) {
   for (std::uint16_t status = 0; status <= 0x7FF; ++status) {
     const auto exitStatus = ToExitStatus(Morvu::FromNvmeStatus(status), 0);
     EXPECT_EQ(exitStatus, status > 0 && status <= 255 && status != 18 ? status : kExitUnknown);
+  }
+}
+
+// A layer that drops the upper half of the answer, and the 28-bit command that cannot tell it:
+// no number is better than a false one.
+TEST(DriveInformation, TellsNoNativeMaximumThatIsCut) {
+  using Simulator::SenseFormat;
+  const std::pair<Simulator::DriveSpec, const char*> kDrives[] = {
+      {{.sectors = 0x12345678}, "0x12345677"},
+      {{.sectors = 0x123456, .senseFormat = SenseFormat::FixedSat3}, "0x123455"},
+      {{.sectors = 0x1234567, .senseFormat = SenseFormat::FixedSat3}, "0x1234566"},
+      {{.sectors = 0x12345678, .senseFormat = SenseFormat::FixedSat3},
+       "Failed to read native max."},
+  };
+  for (auto [spec, shown] : kDrives) {
+    spec.model = "MORVU SSDSC2BB480G4";
+    Simulator::TestFleet fleet;
+    fleet.Add(spec);
+    const auto outcome = Morvu::Testing::RunToolLine({"-drive_index", "0"});
+    std::istringstream lines(outcome.output);
+    std::string line;
+    while (std::getline(lines, line) && line.find("Native MAX LBA") == line.npos) {
+    }
+    EXPECT_THAT(line, ::testing::HasSubstr(shown)) << outcome.output;
   }
 }
 

@@ -293,6 +293,9 @@ class Guest(unittest.TestCase):
                    if "pci_nvme_format_set" in line]
         self.assertEqual(4, len(formats))
         self.assertEqual(1, len(set(formats)), formats)
+        self.assertRegex(formats[0], r"^ 3\b")
+        kept = (RESULTS / own("not-formatted.bin")).read_bytes()
+        self.assertEqual((b"first\n" * (1 << 20))[:4 << 20], kept)
 
     def test_tool_refuses_a_layout_that_the_namespace_lacks(self):
         self.assertEqual(CODE_BAD_ARGUMENTS, exit_of("format-too-high.txt"))

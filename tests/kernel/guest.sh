@@ -104,13 +104,16 @@ for width in 64 32; do
   keep $width.hdparm-mode.txt hdparm -C "$sata"
   mark_trace
 
-  # The second namespace is erased in the layout that it has, by the tool and by nvme.
+  # The second namespace is erased in the layout that it has, by the tool and by nvme. Its
+  # identifier is 3, whatever its node is called; the first one keeps its content.
+  yes first | dd of=/dev/nvme0n1 bs=1M count=4 iflag=fullblock 2>/dev/null
   layout=$(nvme id-ns /dev/nvme0n2 | sed -n 's/^flbas *: *//p')
   yes | dd of=/dev/nvme0n2 bs=1M count=4 iflag=fullblock 2>/dev/null
   sync
   keep $width.format.txt $tool -drive_path /dev/nvme0n2 -format 1 0 $((layout & 15)) 0 0 -force
   keep $width.formatted.bin dd if=/dev/nvme0n2 bs=1M count=4
-  keep $width.nvme-format.txt nvme format /dev/nvme0 -n 2 -s 1 -l $((layout & 15)) -f
+  keep $width.not-formatted.bin dd if=/dev/nvme0n1 bs=1M count=4 iflag=direct
+  keep $width.nvme-format.txt nvme format /dev/nvme0 -n 3 -s 1 -l $((layout & 15)) -f
   keep $width.format-too-high.txt $tool -drive_path /dev/nvme0n2 -format 1 0 99 0 0 -force
 done
 keep nvme.ns2.after.json nvme id-ns /dev/nvme0n2 -o json
