@@ -49,7 +49,7 @@ std::int64_t WidenSign(std::uint64_t value, std::uint32_t width) {
 std::vector<std::uint8_t> BytesOfHex(std::string_view text) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(ParseHex(text.substr(i, 2))));
+    bytes.push_back(static_cast<std::uint8_t>(ParseHex(text.substr(i, 2)).value_or(0)));
   }
   return bytes;
 }
@@ -170,11 +170,13 @@ DeviceProperty DeviceProperty::FromXml(const XmlMessaging::Property& element) {
   const PropertyEntry entry{name, displayName, known ? row->kind : PropertyKind::String};
   if (entry.kind == PropertyKind::Boolean) return DeviceProperty(entry, value == "True");
   if (known && row->isSigned) {
-    const bool negative = value.starts_with('-');
-    const auto magnitude = ParseDecimal(std::string_view(value).substr(negative ? 1 : 0));
-    return DeviceProperty(entry, negative ? 0 - magnitude : magnitude);
+    const auto number = ParseSigned(value);
+    return number ? DeviceProperty(entry, *number) : DeviceProperty(entry);
   }
-  if (known && row->width > 1) return DeviceProperty(entry, ParseDecimal(value));
+  if (known && row->width > 1) {
+    const auto number = ParseDecimal(value);
+    return number ? DeviceProperty(entry, *number) : DeviceProperty(entry);
+  }
   if (entry.kind == PropertyKind::BytePointer || entry.kind == PropertyKind::ListUint64) {
     return DeviceProperty(entry, ByteView(BytesOfHex(value)));
   }

@@ -86,7 +86,7 @@ class DeviceProperty {
   // The sample that a description shows when there is no property.
   static std::unique_ptr<XmlMessaging::Property> SampleXml();
   // The value of an element in the typed form. An unknown type gives a string; a
-  // number out of range is cut to its width.
+  // number out of range is cut to its width; a text that is no number gives no value.
   static DeviceProperty FromXml(const XmlMessaging::Property& element);
 
  private:
