@@ -4,6 +4,7 @@
 #include "NodeCommands.h"
 #include "devices/commands/CommandPath_ATA_SCSI.h"
 #include "devices/commands/CommandSet_ATA.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -51,7 +52,6 @@ struct NonDataRow {
 };
 constexpr NonDataRow kNonDataRows[] = {
 #include "AtaNonDataRows.inc"
-#include "frame/status/Commands.h"
 };
 static_assert(std::size(kRows) == 65);
 static_assert(std::size(kNonDataRows) == 49);

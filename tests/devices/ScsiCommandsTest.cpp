@@ -4,6 +4,7 @@
 #include "NodeCommands.h"
 #include "devices/commands/CommandPath_SCSI.h"
 #include "devices/commands/CommandSet_SCSI.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -37,7 +38,6 @@ struct Row {
 };
 constexpr Row kRows[] = {
 #include "ScsiCommandRows.inc"
-#include "frame/status/Commands.h"
 };
 static_assert(std::size(kRows) == 51);
 
