@@ -9,6 +9,7 @@
 #include "TestFleet.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/identification/ProductDetection.h"
+#include "devices/properties/BasicProperties.h"
 
 namespace {
 

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/Platform.h"
 #include "frame/Text.h"
 

@@ -4,6 +4,9 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
 #include "frame/status/Health.h"

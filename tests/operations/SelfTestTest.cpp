@@ -1,6 +1,8 @@
 // Self test and standby.
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Health.h"
 #include "frame/status/Testing.h"

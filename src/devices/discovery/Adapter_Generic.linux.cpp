@@ -8,6 +8,7 @@
 #include "devices/discovery/OsPartition.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Files.h"
 #include "frame/Logger.h"

@@ -5,6 +5,8 @@
 #include "devices/discovery/Adapter_Generic.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"

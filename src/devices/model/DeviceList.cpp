@@ -2,6 +2,8 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {

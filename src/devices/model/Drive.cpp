@@ -4,6 +4,7 @@
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Text.h"
 #include "messaging/ResultTable.h"
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "devices/properties/BasicProperties.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MorvuSSD.h"

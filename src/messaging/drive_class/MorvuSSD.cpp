@@ -4,6 +4,8 @@
 
 #include "devices/model/DeviceList.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Requests.h"

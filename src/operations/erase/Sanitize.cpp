@@ -5,6 +5,7 @@
 #include <chrono>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "frame/status/Drives.h"

@@ -4,6 +4,9 @@
 #include <array>
 #include <chrono>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "frame/status/Drives.h"

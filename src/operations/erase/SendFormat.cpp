@@ -1,6 +1,7 @@
 #include "operations/erase/SendFormat.h"
 
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Partitions.h"

@@ -2,7 +2,9 @@
 
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/identification/Products.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "frame/status/Drives.h"

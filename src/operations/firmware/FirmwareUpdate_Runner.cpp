@@ -3,7 +3,8 @@
 #include <algorithm>
 #include <string_view>
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/FirmwareProperties.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Firmware.h"
 #include "frame/status/Health.h"

@@ -6,6 +6,7 @@
 #include <memory>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "frame/status/Commands.h"

@@ -5,6 +5,7 @@
 
 #include "devices/model/DeviceList.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Drives.h"
