@@ -82,6 +82,10 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   return RunFeature(*features.front());
 }
 
+StatusCode QRKCLI::GetSideResult() const {
+  return isUnsaved_ ? Status::FileNotWritten : parseResult_;
+}
+
 StatusCode QRKCLI::Finish(StatusCode code) {
   const std::string_view colour = IsGood(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));
