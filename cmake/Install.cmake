@@ -9,6 +9,9 @@ install(TARGETS morvu_ssd EXPORT ${PROJECT_NAME}Targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/morvu DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
+# The list that the header of status codes names.
+install(FILES docs/status-codes.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
+
 # The way from the folder of the .pc file up to the prefix: the installation can be moved.
 file(RELATIVE_PATH prefix_from_pkgconfig /prefix/${CMAKE_INSTALL_LIBDIR}/pkgconfig /prefix)
 configure_file(cmake/morvu-ssdfeatures.pc.in morvu-ssdfeatures.pc @ONLY)

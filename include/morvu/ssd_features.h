@@ -3,7 +3,8 @@
  * Everything crosses this border as text: a request goes in as one XML document,
  * replies come out as XML documents. The conventions, told once:
  *
- *  1. Texts are UTF-8. A request need not be terminated; a received text is.
+ *  1. Texts are UTF-8. A request need not be terminated; a received text is. A request
+ *     is one XML document; a document type in it is passed over, with its entities.
  *  2. The host owns every buffer that it passes. The library keeps none of them
  *     after the call has returned, and hands out no pointer of its own.
  *  3. A status is a number of morvu/status_codes.h. It tells whether the call was
@@ -12,6 +13,10 @@
  *     and Unload must overlap no other call. Before Unload the host lets its jobs
  *     end.
  *  5. No function throws, and none fails on a null pointer.
+ *  6. Each job leaves a message, its reply, which stays until it is received or the
+ *     library is unloaded: a host that never receives fills its memory.
+ *  7. A thread of the host that is canceled (pthread_cancel) inside a call ends when the
+ *     call has returned. A process may return from main while jobs run.
  */
 #ifndef MORVU_SSD_FEATURES_H
 #define MORVU_SSD_FEATURES_H
@@ -28,7 +33,8 @@ extern "C" {
 /* Called with a job's identifier when a message of that job waits. Runs on the
  * job's thread, for a synchronous job on the caller's own, and may run before
  * SendXMLMessage has returned the identifier. It may call ReceiveXMLMessage; it
- * must not call RegisterEvent or UnregisterEvent, and must not block. */
+ * must not call RegisterEvent or UnregisterEvent, and must not block. One that ends
+ * its thread (pthread_exit) ends the job there, with an error in its "ErrorCode". */
 typedef void (*EventCallback)(uint64_t jobId);
 
 /* Makes the library ready. No drive is touched. Calling it again changes nothing.
@@ -50,16 +56,17 @@ void DisableLSIAdapter(void);
 
 /* Writes a log to the file `path`, of `pathLength` bytes without a terminator.
  * `level`: 1 errors, 2 warnings, 3 steps, 4 detail, 5 everything; more counts as
- * 5. `restart` empties the file first. Must not overlap a running job.
- * Returns 0, or 9 when the path cannot be used; an earlier log then goes on. */
+ * 5. `restart` empties the file first. Jobs may run meanwhile. The log goes to a
+ * file, a pipe that is read, a terminal or /dev/null.
+ * Returns 0, or 9 when the path cannot be opened; an earlier log then goes on. */
 int32_t EnableLogger(const char* path, uint32_t pathLength, uint32_t level, bool restart);
 
-/* Ends logging. Must not overlap a running job. */
+/* Ends logging. Jobs may run meanwhile. */
 void DisableLogger(void);
 
 /* Starts a job for the request `xml` of `xmlLength` bytes, which ends at a NUL if
  * it holds one. `*jobId` is the job's identifier, written on success only. With
- * `synchronous` the call returns when the job has ended, otherwise at once.
+ * `synchronous`, any byte but 0, the call returns when the job has ended, otherwise at once.
  * Returns 0; 73 for a null pointer; 178 before Load; 244 when the text is no
  * message or names no subject that the library has; 185 when no thread could be
  * started for the job. A negative status is an error number of the system. */

@@ -24,8 +24,6 @@ std::string_view Entry(int argc, const char* const* argv, int index) {
 
 bool IsOption(std::string_view entry) { return entry.starts_with("-"); }
 
-bool IsNumeric(std::string_view entry) { return !entry.empty() && IsDecimal(entry); }
-
 // One column of texts under a title, unframed.
 std::string TitledTable(std::string_view title, const std::vector<std::string>& rows) {
   ResultTable table;
@@ -139,7 +137,7 @@ int CLIParser::TakeValues(CLIParameter& parameter, int index, int argc, const ch
   int i = index + 1;
   for (; i < argc && !IsOption(Entry(argc, argv, i)); ++i) {
     const auto value = Entry(argc, argv, i);
-    if (parameter.GetKind() == OptionKind::Numbers && !IsNumeric(value)) {
+    if (parameter.GetKind() == OptionKind::Numbers && !IsDecimal(value)) {
       PrintError("Value is not numeric type: ", value);
       result = ParseError::ValueNotNumeric;
     } else if (parameter.GetKind() == OptionKind::Text && !parameter.GetValues().empty()) {

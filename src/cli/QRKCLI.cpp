@@ -10,6 +10,7 @@
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
+#include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
 #include "frame/status/Selection.h"
 
@@ -79,6 +80,10 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
     }
   }
   return RunFeature(*features.front());
+}
+
+StatusCode QRKCLI::GetSideResult() const {
+  return isUnsaved_ ? Status::FileNotWritten : parseResult_;
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {

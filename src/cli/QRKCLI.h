@@ -11,7 +11,6 @@
 
 #include "cli/CLIParser.h"
 #include "devices/model/ScanOptions.h"
-#include "frame/status/Files.h"
 
 namespace Morvu {
 
@@ -58,7 +57,7 @@ class QRKCLI : public CLIParser {
   bool IsDrivePicked() const { return drivePicked_; }
   // What went wrong beside the run, whatever its own status: a fault of the argument
   // line, or a table that could not be saved; 0 for nothing.
-  StatusCode GetSideResult() const { return isUnsaved_ ? Status::FileNotWritten : parseResult_; }
+  StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
  private:

@@ -1,5 +1,4 @@
 // What QRKCLI does for each option that is no feature.
-#include <charconv>
 #include <ctime>
 #include <optional>
 
@@ -21,14 +20,6 @@ using DeviceManagement::Device;
 namespace Properties = DeviceManagement::Properties;
 
 constexpr std::int64_t kDescriptionWidth = 70;
-
-// The whole text as a number; none when it holds anything else or is out of range.
-std::optional<std::uint64_t> ParseNumber(std::string_view text) {
-  std::uint64_t value = 0;
-  const auto [end, error] = std::from_chars(text.data(), text.data() + text.size(), value);
-  if (error != std::errc() || end != text.data() + text.size()) return std::nullopt;
-  return value;
-}
 
 std::string MakeLogName() {
   const auto now = std::time(nullptr);
@@ -150,7 +141,7 @@ Device* QRKCLI::FindDrive(Test test) {
 StatusCode QRKCLI::PickByIndex(const CLIParameter& parameter) {
   // Two numbers name no drive: guessing which one is meant could cost a drive's data.
   if (parameter.GetValues().size() > 1) return Status::InvalidArguments;
-  const auto index = ParseNumber(FirstValue(parameter));
+  const auto index = ParseDecimal(FirstValue(parameter));
   const auto& drives = adapterManager_->GetDrives();
   const bool exists = index && *index < drives.size();
   return Pick(exists ? drives[static_cast<std::size_t>(*index)] : nullptr,
@@ -195,8 +186,8 @@ StatusCode QRKCLI::PickByIdentifier(const CLIParameter& parameter) {
 StatusCode QRKCLI::PickByAddress(const CLIParameter& parameter) {
   const auto& values = parameter.GetValues();
   if (values.size() != 2) return Status::InvalidArguments;
-  const auto port = ParseNumber(values[0]);
-  const auto number = ParseNumber(values[1]);
+  const auto port = ParseDecimal(values[0]);
+  const auto number = ParseDecimal(values[1]);
   if (!port || !number) return Status::InvalidArguments;
   auto* drive = FindDrive([&](const Device& each) {
     return each.GetBool(Properties::CSMI) && each.GetUInt(Properties::PortNumber) == *port &&

@@ -1,24 +1,35 @@
 #include "frame/Logger.h"
 
-#include <atomic>
-#include <boost/filesystem.hpp>
-#include <ctime>
-#include <memory>
+#include <fcntl.h>
+#include <signal.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
 
-#include "frame/Files.h"
-#include "frame/Text.h"
+#include <algorithm>
+#include <atomic>
+#include <cerrno>
+#include <ctime>
+#include <mutex>
+
 #include "frame/status/Files.h"
 
 namespace Morvu {
 namespace {
 
-namespace fs = boost::filesystem;
-
 constexpr std::string_view kLevelNames[] = {"", "ERROR  ", "WARNING", "INFO   ", "DEBUG  "};
 
-std::atomic<Logger*> currentLogger = nullptr;
+// Of the process. Never destroyed: jobs that outlive main still log.
+struct CurrentLog {
+  std::mutex mutex;  // guards the pointer; whoever writes a line shares the logger
+  std::shared_ptr<Logger> logger;
+};
+CurrentLog& TheLog() {
+  static auto& log = *new CurrentLog;
+  return log;
+}
+std::atomic<bool> hasLogger = false;
 std::atomic<std::uint32_t> logLevel = 0;
-std::unique_ptr<Logger> theLogger;
 
 std::string LocalTime() {
   const std::time_t now = std::time(nullptr);
@@ -28,44 +39,109 @@ std::string LocalTime() {
   return std::string(text, std::strftime(text, sizeof text, "%H:%M:%S:00", &local));
 }
 
-bool IsUsablePath(const fs::path& path) {
-  const auto name = path.filename().string();
-  if (name.empty() || name == "." || name == "..") return false;
-  boost::system::error_code error;
-  if (fs::is_directory(path, error)) return false;
-  const auto parent = path.parent_path();
-  return parent.empty() || fs::is_directory(parent, error);
+// What a log may go to. A line to a disk's node would cost data.
+bool TakesLines(int descriptor, const struct stat& status) {
+  if (S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode)) return true;
+  constexpr auto kNullMajor = 1, kNullMinor = 3;
+  const bool isNull = S_ISCHR(status.st_mode) && status.st_rdev == makedev(kNullMajor, kNullMinor);
+  return isNull || isatty(descriptor) == 1;
+}
+
+// The open file of a log.
+class LogFile {
+ public:
+  explicit LogFile(const std::string& path) {
+    struct stat status {};
+    if (stat(path.c_str(), &status) == 0 && S_ISBLK(status.st_mode)) return;
+    // Not blocking: a pipe without a reader is refused, a full one loses lines.
+    descriptor_ =
+        open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
+    if (descriptor_ < 0) return;
+    if (fstat(descriptor_, &status) == 0 && TakesLines(descriptor_, status)) {
+      isPipe_ = S_ISFIFO(status.st_mode);
+      isRegular_ = S_ISREG(status.st_mode);
+      return;
+    }
+    close(descriptor_);
+    descriptor_ = -1;
+  }
+  ~LogFile() {
+    if (IsOpen()) close(descriptor_);
+  }
+  LogFile(const LogFile&) = delete;
+  LogFile& operator=(const LogFile&) = delete;
+
+  bool IsOpen() const { return descriptor_ >= 0; }
+
+  bool Empty() const { return !isRegular_ || ftruncate(descriptor_, 0) == 0; }
+
+  // In one call, so that the lines of several threads and processes stay apart.
+  void Append(std::string_view line) const {
+    sigset_t brokenPipe, old;
+    sigemptyset(&brokenPipe);
+    sigaddset(&brokenPipe, SIGPIPE);
+    if (isPipe_) pthread_sigmask(SIG_BLOCK, &brokenPipe, &old);
+    ssize_t written = 0;
+    do {
+      written = write(descriptor_, line.data(), line.size());
+    } while (written < 0 && errno == EINTR);
+    if (!isPipe_) return;
+    // A reader that went away meanwhile must not end the host.
+    constexpr timespec kAtOnce{};
+    if (written < 0 && errno == EPIPE) sigtimedwait(&brokenPipe, nullptr, &kAtOnce);
+    pthread_sigmask(SIG_SETMASK, &old, nullptr);
+  }
+
+ private:
+  int descriptor_ = -1;
+  bool isPipe_ = false;
+  bool isRegular_ = false;
+};
+
+void Replace(std::shared_ptr<Logger> logger) {
+  auto& log = TheLog();
+  std::lock_guard lock(log.mutex);
+  hasLogger = logger != nullptr;
+  log.logger.swap(logger);
+}
+
+std::shared_ptr<Logger> GetLogger() {
+  auto& log = TheLog();
+  std::lock_guard lock(log.mutex);
+  return log.logger;
 }
 
 }  // namespace
 
-Logger::Logger(std::string path, bool restart) : path_(std::move(path)) {
-  if (restart) (void)SaveBinary(path_, {}, false);
+std::unique_ptr<Logger> Logger::Open(const std::string& path, bool restart) {
+  const LogFile file(path);
+  if (!file.IsOpen() || (restart && !file.Empty())) return nullptr;
+  return std::make_unique<Logger>(path);
 }
-
-Logger::~Logger() = default;
 
 void Logger::Write(const LogRecord& record) {
-  std::string line = "[" + record.time + "] " + record.levelName + ": ";
-  if (!record.bare) {
-    line += record.file + "(" + std::to_string(record.line) + "): " + record.function + ": ";
-  }
-  (void)SaveFile(path_, line + record.message, true);
+  const LogFile file(path_);
+  if (!file.IsOpen()) return;
+  file.Append("[" + record.time + "] " + record.levelName + ": " + record.file + "(" +
+              std::to_string(record.line) + "): " + record.function + ": " + record.message + "\n");
 }
 
-void SetCurrentLogger(Logger* logger) { currentLogger = logger; }
+void SetCurrentLogger(Logger* logger) {
+  Replace(logger == nullptr ? nullptr : std::shared_ptr<Logger>(logger, [](Logger*) {}));
+}
 
 void SetLogLevel(std::uint32_t level) { logLevel = level; }
 
 bool IsLogged(std::uint32_t level) {
-  return currentLogger.load(std::memory_order_relaxed) != nullptr &&
+  return hasLogger.load(std::memory_order_relaxed) &&
          level <= logLevel.load(std::memory_order_relaxed);
 }
 
 void Log(std::string_view file, std::string_view function, std::int32_t line, std::uint32_t level,
          std::string_view message) {
-  Logger* logger = currentLogger;
-  if (logger == nullptr || level > logLevel) return;
+  if (!IsLogged(level)) return;
+  const auto logger = GetLogger();
+  if (!logger) return;
   LogRecord record;
   record.time = LocalTime();
   record.file = file;
@@ -76,27 +152,14 @@ void Log(std::string_view file, std::string_view function, std::int32_t line, st
   logger->Write(record);
 }
 
-void LogTest(Logger& logger, std::string_view message) {
-  LogRecord record;
-  record.time = LocalTime();
-  record.levelName = "TEST";
-  record.bare = true;
-  record.message = message;
-  logger.Write(record);
-}
-
 StatusCode EnableLog(std::string_view path, std::uint32_t level, bool restart) {
-  if (!IsUsablePath(fs::path(path.begin(), path.end()))) return Status::FileNotOpened;
-  DisableLog();
-  theLogger = std::make_unique<Logger>(std::string(path), restart);
+  auto logger = Logger::Open(std::string(path), restart);
+  if (!logger) return Status::FileNotOpened;
   SetLogLevel(std::min<std::uint32_t>(level, kLogAll));
-  SetCurrentLogger(theLogger.get());
+  Replace(std::move(logger));
   return Status::Completed;
 }
 
-void DisableLog() {
-  SetCurrentLogger(nullptr);
-  theLogger.reset();
-}
+void DisableLog() { Replace(nullptr); }
 
 }  // namespace Morvu

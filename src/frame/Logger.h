@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
@@ -24,17 +25,20 @@ struct LogRecord {
   std::string function;
   std::int32_t line = 0;
   std::string levelName;
-  bool bare = false;  // without the source position
   std::string message;
 };
 
 // Writes lines to one file, which is open only while a line is written, so that a
-// crash loses nothing. A line that cannot be written is lost without report.
+// crash loses nothing. A line that cannot be written is lost without report. Any number
+// of threads may write.
 class Logger {
  public:
-  // `restart` empties the file at once.
-  Logger(std::string path, bool restart);
-  virtual ~Logger();
+  // Null for what lines cannot be appended to: a folder, a disk, a pipe that nobody
+  // reads. `restart` empties the file at once.
+  static std::unique_ptr<Logger> Open(const std::string& path, bool restart);
+
+  explicit Logger(std::string path) : path_(std::move(path)) {}
+  virtual ~Logger() = default;
 
   virtual void Write(const LogRecord& record);
 
@@ -55,11 +59,8 @@ bool IsLogged(std::uint32_t level);
 void Log(std::string_view file, std::string_view function, std::int32_t line, std::uint32_t level,
          std::string_view message);
 
-// A line with the level name "TEST" and no source position.
-void LogTest(Logger& logger, std::string_view message);
-
-// The host's log: replaces the one logger. 9, with the old one going on, when the
-// path cannot be used: its directory must exist, and it must name a file.
+// The host's log: replaces the one logger, whatever threads log meanwhile. 9, with the
+// old one going on, when the path cannot be written.
 StatusCode EnableLog(std::string_view path, std::uint32_t level, bool restart);
 void DisableLog();
 

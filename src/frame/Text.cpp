@@ -1,12 +1,8 @@
 #include "frame/Text.h"
 
 #include <algorithm>
-#include <array>
-#include <boost/algorithm/string.hpp>
 #include <charconv>
-#include <cstdio>
 #include <ostream>
-#include <sstream>
 
 namespace Morvu {
 namespace {
@@ -42,41 +38,53 @@ constexpr Colour kColours[] = {
 };
 constexpr std::string_view kNormal = "\x1b[0m";
 
+constexpr char ToLower(char c) { return c >= 'A' && c <= 'Z' ? static_cast<char>(c + 32) : c; }
+constexpr bool IsSame(char left, char right) { return ToLower(left) == ToLower(right); }
+
 std::size_t IFind(std::string_view text, std::string_view part, std::size_t from = 0) {
   if (from > text.size()) return std::string_view::npos;
-  const auto rest = text.substr(from);
-  const auto found = boost::ifind_first(rest, part);
-  if (found.empty() && !part.empty()) return std::string_view::npos;
-  return from + static_cast<std::size_t>(found.begin() - rest.begin());
+  const auto begin = text.begin() + static_cast<std::ptrdiff_t>(from);
+  const auto found = std::search(begin, text.end(), part.begin(), part.end(), IsSame);
+  if (found == text.end() && !part.empty()) return std::string_view::npos;
+  return static_cast<std::size_t>(found - text.begin());
 }
 
-// Calls `write(name, stretch)` for each stretch of the text; `name` is empty for
-// plain text. A text without a complete mark is one plain stretch.
-template <typename Write>
-void ForEachStretch(std::string_view text, Write write) {
-  constexpr auto npos = std::string_view::npos;
-  // Most texts have no mark, and a search that ignores case is slow.
-  if (text.find('<') == npos || IFind(text, kOpen) == npos || IFind(text, kClose) == npos) {
-    write(std::string_view(), text);
-    return;
+struct Mark {
+  std::size_t begin;
+  std::size_t end;
+  std::string_view name;
+};
+
+// The next complete mark: "<c:", a name, ">".
+std::optional<Mark> FindMark(std::string_view text, std::size_t from) {
+  constexpr std::string_view kNameCharacters =
+      "ABCDEFGHIJKLMNOPQRSTUVWXYZabcdefghijklmnopqrstuvwxyz0123456789_-";
+  for (auto at = IFind(text, kOpen, from); at != text.npos; at = IFind(text, kOpen, at + 1)) {
+    const auto name = at + kOpen.size();
+    const auto end = text.find_first_not_of(kNameCharacters, name);
+    if (end == text.npos) return std::nullopt;
+    if (text[end] == '>') return Mark{at, end + 1, text.substr(name, end - name)};
   }
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const auto open = IFind(text, kOpen, at);
-    write(std::string_view(), text.substr(at, open == npos ? npos : open - at));
-    if (open == npos) return;
-    const auto nameEnd = text.find('>', open);
-    if (nameEnd == npos) return;
-    const auto name = text.substr(open + kOpen.size(), nameEnd - open - kOpen.size());
-    const auto close = IFind(text, kClose, nameEnd + 1);
-    write(name, text.substr(nameEnd + 1, close == npos ? npos : close - nameEnd - 1));
-    if (close == npos) return;
-    at = close + kClose.size();
-  }
+  return std::nullopt;
 }
 
 std::string WithoutTranslationMarks(std::string_view text) {
-  return boost::ierase_all_copy(std::string(text), kTranslate);
+  std::string without;
+  for (std::size_t at = 0;;) {
+    const auto mark = IFind(text, kTranslate, at);
+    without += text.substr(at, mark == text.npos ? mark : mark - at);
+    if (mark == text.npos) return without;
+    at = mark + kTranslate.size();
+  }
+}
+
+template <typename Number>
+std::optional<Number> ParseWhole(std::string_view text, int base) {
+  Number number = 0;
+  const auto* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, number, base);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return number;
 }
 
 template <typename Number>
@@ -88,46 +96,71 @@ std::string PadDecimal(Number magnitude, bool negative, int width) {
 
 }  // namespace
 
+std::vector<Stretch> SplitStretches(std::string_view text) {
+  // Most texts have no mark, and a search that ignores case is slow.
+  if (text.find('<') == text.npos || IFind(text, kClose) == text.npos) return {{{}, text}};
+  std::vector<Stretch> stretches;
+  const auto add = [&](std::string_view colour, std::size_t begin, std::size_t end) {
+    if (end > begin) stretches.push_back({colour, text.substr(begin, end - begin)});
+  };
+  for (std::size_t at = 0;;) {
+    const auto mark = FindMark(text, at);
+    add({}, at, mark ? mark->begin : text.size());
+    if (!mark) return stretches;
+    const auto close = IFind(text, kClose, mark->end);
+    add(mark->name, mark->end, std::min(close, text.size()));
+    if (close == text.npos) return stretches;
+    at = close + kClose.size();
+  }
+}
+
 void WriteMarkedUp(std::ostream& out, std::string_view text) {
-  ForEachStretch(WithoutTranslationMarks(text),
-                 [&](std::string_view, std::string_view stretch) { out << stretch; });
+  const auto plain = WithoutTranslationMarks(text);
+  for (const auto& stretch : SplitStretches(plain)) out << stretch.text;
 }
 
 void WriteColoured(std::ostream& out, std::string_view text) {
-  ForEachStretch(WithoutTranslationMarks(text), [&](std::string_view name, std::string_view part) {
+  const auto plain = WithoutTranslationMarks(text);
+  for (const auto& [name, part] : SplitStretches(plain)) {
     const auto colour = std::ranges::find(kColours, name, &Colour::name);
     if (colour == std::end(kColours)) {
       out << part;
     } else {
       out << colour->sequence << part << kNormal;
     }
-  });
+  }
 }
 
 std::string StripMarkup(std::string_view text) {
   std::string plain;
   plain.reserve(text.size());
-  ForEachStretch(text, [&](std::string_view, std::string_view stretch) { plain += stretch; });
+  for (const auto& stretch : SplitStretches(text)) plain += stretch.text;
   return plain;
 }
 
 std::string GetColourName(std::string_view text) {
-  const auto open = IFind(text, kOpen);
-  if (open == std::string_view::npos) return {};
-  const auto end = text.find('>', open);
-  if (end == std::string_view::npos) return {};
-  return std::string(text.substr(open + kOpen.size(), end - open - kOpen.size()));
+  const auto mark = FindMark(text, 0);
+  return mark ? std::string(mark->name) : std::string();
 }
 
-bool IEquals(std::string_view left, std::string_view right) { return boost::iequals(left, right); }
+bool IEquals(std::string_view left, std::string_view right) {
+  return std::ranges::equal(left, right, IsSame);
+}
 
 bool IContains(std::string_view text, std::string_view part) {
-  return boost::icontains(text, part);
+  return IFind(text, part) != text.npos;
 }
 
 std::string ReplaceAll(std::string_view text, std::string_view from, std::string_view to) {
   if (from.empty()) return std::string(text);
-  return boost::replace_all_copy(std::string(text), from, to);
+  std::string replaced;
+  for (std::size_t at = 0;;) {
+    const auto found = text.find(from, at);
+    replaced += text.substr(at, found == text.npos ? found : found - at);
+    if (found == text.npos) return replaced;
+    replaced += to;
+    at = found + from.size();
+  }
 }
 
 std::string Trim(std::string_view text) {
@@ -193,24 +226,21 @@ std::string ToDecimalText(std::uint64_t value, int width) {
   return PadDecimal(value, false, width);
 }
 
-std::uint64_t ParseDecimal(std::string_view text) {
-  // A stream reads as the wire's numbers are read: blanks before it, a sign, and
-  // whatever stands behind it.
-  std::istringstream in{std::string(text)};
-  in.imbue(std::locale::classic());
-  std::uint64_t value = 0;
-  return in >> value ? value : 0;
+std::optional<std::uint64_t> ParseDecimal(std::string_view text) {
+  return ParseWhole<std::uint64_t>(text, 10);
 }
 
-std::uint64_t ParseHex(std::string_view text) {
-  std::istringstream in{std::string(text)};
-  in.imbue(std::locale::classic());
-  std::uint64_t value = 0;
-  return in >> std::hex >> value ? value : 0;
+std::optional<std::int64_t> ParseSigned(std::string_view text) {
+  return ParseWhole<std::int64_t>(text, 10);
+}
+
+std::optional<std::uint64_t> ParseHex(std::string_view text) {
+  return ParseWhole<std::uint64_t>(text, 16);
 }
 
 bool IsDecimal(std::string_view text) {
-  return std::ranges::all_of(text, [](char c) { return c >= '0' && c <= '9'; });
+  const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
+  return !text.empty() && std::ranges::all_of(text, isDigit);
 }
 
 std::string ReadableSize(std::int64_t bytes) {
@@ -220,8 +250,9 @@ std::string ReadableSize(std::int64_t bytes) {
   std::size_t unit = 0;
   for (; value >= 1000 && unit + 1 < std::size(kUnits); ++unit) value /= 1000;
   char number[32];
-  std::snprintf(number, sizeof number, "%.*f", unit == 0 ? 0 : 2, value);
-  return std::string(number) + " " + std::string(kUnits[unit]);
+  const auto end = std::to_chars(std::begin(number), std::end(number), value,
+                                 std::chars_format::fixed, unit == 0 ? 0 : 2);
+  return std::string(number, end.ptr) + " " + std::string(kUnits[unit]);
 }
 
 }  // namespace Morvu

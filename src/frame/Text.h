@@ -4,6 +4,7 @@
 #include <cstddef>
 #include <cstdint>
 #include <iosfwd>
+#include <optional>
 #include <span>
 #include <string>
 #include <string_view>
@@ -12,18 +13,27 @@
 namespace Morvu {
 
 // Colour mark-up is <c:NAME>text</c>, several times in a text; "TRANS_" stands
-// before a word that a translation could replace.
+// before a word that a translation could replace. A text without a complete mark and
+// an end of one has no mark-up; what only looks like a mark is text.
+
+// A piece of a text: `colour` is the NAME around it, empty for plain text.
+struct Stretch {
+  std::string_view colour;
+  std::string_view text;
+};
+// The stretches of the text in order. They point into it.
+std::vector<Stretch> SplitStretches(std::string_view text);
 
 // Writes the text without marks and without "TRANS_".
 void WriteMarkedUp(std::ostream& out, std::string_view text);
 // The same, with the terminal's colour sequences in place of the marks.
 void WriteColoured(std::ostream& out, std::string_view text);
-// The text without colour marks. A text without a complete mark stays as it is.
+// The text without colour marks.
 std::string StripMarkup(std::string_view text);
 // The NAME of the first mark, or empty.
 std::string GetColourName(std::string_view text);
 
-// Comparisons that ignore the case of ASCII letters.
+// Comparisons that ignore the case of ASCII letters, whatever the host's locale.
 bool IEquals(std::string_view left, std::string_view right);
 bool IContains(std::string_view text, std::string_view part);
 
@@ -42,10 +52,12 @@ std::string ToHexNumber(std::uint64_t value, int width = 0);
 std::string ToDecimalText(std::int64_t value, int width = 0);
 std::string ToDecimalText(std::uint64_t value, int width = 0);
 
-// The number at the front of the text, 0 for a text that is no number.
-std::uint64_t ParseDecimal(std::string_view text);
-std::uint64_t ParseHex(std::string_view text);
-// All characters are digits; true for an empty text.
+// The number that the whole text writes, without a blank or a plus sign; none for any
+// other text, and for a number that the type does not hold.
+std::optional<std::uint64_t> ParseDecimal(std::string_view text);
+std::optional<std::int64_t> ParseSigned(std::string_view text);
+std::optional<std::uint64_t> ParseHex(std::string_view text);  // without "0x"
+// Digits and nothing else, at least one, however many: a number that may be too large.
 bool IsDecimal(std::string_view text);
 
 // "447.13 GB": decimal units, two places; "Unknown" for a negative size.

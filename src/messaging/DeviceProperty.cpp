@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <array>
-#include <charconv>
 #include <optional>
 
 #include "frame/Logger.h"
@@ -57,21 +56,17 @@ bool IsBytes(PropertyKind kind) {
   return kind == PropertyKind::BytePointer || kind == PropertyKind::ListUint64;
 }
 
-// The bits of the number that the whole text writes, if it writes one.
+// The bits of the number that the text writes, if it writes one.
 std::optional<std::uint64_t> ReadNumber(std::string_view text, bool isSigned) {
-  const bool negative = isSigned && text.starts_with('-');
-  if (negative) text.remove_prefix(1);
-  std::uint64_t magnitude = 0;
-  const auto* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, magnitude);
-  if (error != std::errc() || stop != end) return std::nullopt;
-  return negative ? 0 - magnitude : magnitude;
+  if (!isSigned) return ParseDecimal(text);
+  const auto number = ParseSigned(text);
+  return number ? std::optional(static_cast<std::uint64_t>(*number)) : std::nullopt;
 }
 
 std::vector<std::uint8_t> BytesOfHex(std::string_view text) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
-    bytes.push_back(static_cast<std::uint8_t>(ParseHex(text.substr(i, 2))));
+    bytes.push_back(static_cast<std::uint8_t>(ParseHex(text.substr(i, 2)).value_or(0)));
   }
   return bytes;
 }

@@ -27,7 +27,7 @@ class SilentReporter : public ProgressReporter {
 
 // The reporter of a run that nobody watches. It has no state: any thread may use it.
 inline ProgressReporter& NoReporter() {
-  static SilentReporter reporter;
+  static auto& reporter = *new SilentReporter;  // jobs use it while the process ends
   return reporter;
 }
 

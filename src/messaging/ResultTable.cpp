@@ -1,6 +1,7 @@
 #include "messaging/ResultTable.h"
 
 #include <algorithm>
+#include <utility>
 
 #include "frame/Files.h"
 #include "frame/Text.h"
@@ -25,36 +26,33 @@ std::vector<std::string> SplitAt(std::string_view text, std::string_view separat
   }
 }
 
-// A word without control characters and without blanks around it.
+// A word's characters: without blanks, and without control characters.
 std::string CleanWord(std::string_view word) {
   std::string clean;
   for (const char c : word) {
     if (static_cast<unsigned char>(c) >= 32 && c != 127) clean += c;
   }
-  return Trim(clean);
+  return clean;
 }
 
-// The words of a text; a word of a coloured stretch bears marks of its own.
+// The words of a text. A stretch of a word that is coloured bears marks of its own; a
+// mark without a blank beside it parts no word.
 std::vector<std::string> Words(std::string_view text) {
   std::vector<std::string> words;
-  const auto add = [&](std::string_view stretch, std::string_view colour) {
-    for (const auto& piece : Split(stretch, ' ')) {
-      const auto word = CleanWord(piece);
-      if (word.empty()) continue;
-      words.push_back(colour.empty() ? word : "<c:" + std::string(colour) + ">" + word + "</c>");
-    }
+  std::string word;
+  const auto endWord = [&] {
+    if (!word.empty()) words.push_back(std::exchange(word, {}));
   };
-  std::size_t at = 0;
-  while (at < text.size()) {
-    const auto open = text.find("<c:", at);
-    const auto nameEnd = open == text.npos ? open : text.find('>', open);
-    const auto close = nameEnd == text.npos ? nameEnd : text.find("</c>", nameEnd);
-    if (close == text.npos) break;
-    add(text.substr(at, open - at), {});
-    add(text.substr(nameEnd + 1, close - nameEnd - 1), text.substr(open + 3, nameEnd - open - 3));
-    at = close + 4;
+  for (const auto& [colour, stretch] : SplitStretches(text)) {
+    const auto pieces = Split(stretch, ' ');
+    for (std::size_t i = 0; i < pieces.size(); ++i) {
+      if (i != 0) endWord();
+      const auto piece = CleanWord(pieces[i]);
+      if (piece.empty()) continue;
+      word += colour.empty() ? piece : "<c:" + std::string(colour) + ">" + piece + "</c>";
+    }
   }
-  if (at < text.size()) add(text.substr(at), {});
+  endWord();
   return words;
 }
 
@@ -89,11 +87,6 @@ std::int64_t LongestWord(const std::string& text) {
   return longest;
 }
 
-void AppendLine(std::string& text, std::string_view line) {
-  if (!text.empty()) text += '\n';
-  text += line;
-}
-
 // Renders the rows of one table and keeps the widths that its rules need.
 class Renderer {
  public:
@@ -104,8 +97,7 @@ class Renderer {
     std::vector<std::vector<std::string>> cells;
     std::size_t height = 1;
     for (std::size_t column = 0; column < widths_.size(); ++column) {
-      static const std::string kEmpty;
-      const auto& text = column < row.cells.size() ? row.cells[column].text : kEmpty;
+      const auto text = column < row.cells.size() ? row.cells[column].text : std::string();
       cells.push_back(Wrap(text, widths_[column]));
       height = std::max(height, cells.back().size());
     }
@@ -263,17 +255,17 @@ std::vector<std::int64_t> ResultTable::GetCellWidths() const {
 
 std::string ResultTable::ToText(bool indented, bool framed) const {
   Renderer renderer(GetCellWidths(), indented, framed);
-  std::string header;
-  std::vector<std::string> blocks;
+  std::vector<std::string> header;
+  std::vector<std::vector<std::string>> blocks;
   bool isOpen = false;
   for (const auto& row : rows_) {
-    const auto text = renderer.Render(row);
+    auto text = renderer.Render(row);
     if (row.isHeader) {
-      AppendLine(header, text);
+      header.push_back(std::move(text));
       continue;
     }
     if (!isOpen) blocks.emplace_back();
-    AppendLine(blocks.back(), text);
+    blocks.back().push_back(std::move(text));
     isOpen = !row.isGroup;
   }
 
@@ -282,9 +274,11 @@ std::string ResultTable::ToText(bool indented, bool framed) const {
   const auto divider =
       Repeat(' ', lineWidth - renderer.GetTailWidth()) + Repeat('-', renderer.GetTailWidth());
   std::string text;
-  if (!header.empty()) text += (framed ? rule + "\n" : "") + header + "\n";
+  if (!header.empty()) text += (framed ? rule + "\n" : "") + Join(header, "\n") + "\n";
   if (framed || !header.empty()) text += rule + "\n";
-  text += Join(blocks, "\n" + divider + "\n");
+  for (std::size_t i = 0; i < blocks.size(); ++i) {
+    text += (i == 0 ? "" : "\n" + divider + "\n") + Join(blocks[i], "\n");
+  }
   if (framed) text += "\n" + rule;
   return text;
 }
@@ -306,13 +300,22 @@ std::string ResultTable::ToSeparated(std::string_view separator, bool includeHea
   return text;
 }
 
+// Cell by cell: over the whole text a mark without an end would reach into the next cell.
+ResultTable ResultTable::WithoutColours() const {
+  ResultTable plain = *this;
+  for (auto& row : plain.rows_) {
+    for (auto& cell : row.cells) cell.text = StripMarkup(cell.text);
+  }
+  return plain;
+}
+
 bool ResultTable::SaveText(const std::string& path, bool indented, bool append, bool framed) const {
-  return SaveFile(path, StripMarkup(ToText(indented, framed)), append);
+  return SaveFile(path, WithoutColours().ToText(indented, framed), append);
 }
 
 bool ResultTable::SaveSeparated(const std::string& path, std::string_view separator, bool append,
                                 bool includeHeaders) const {
-  return SaveFile(path, StripMarkup(ToSeparated(separator, includeHeaders)), append);
+  return SaveFile(path, WithoutColours().ToSeparated(separator, includeHeaders), append);
 }
 
 void ResultTable::Clear() { *this = ResultTable(); }

@@ -61,6 +61,7 @@ class ResultTable {
   std::unique_ptr<XmlMessaging::List> ToXml(bool asProperties, std::string_view serialNumber) const;
 
  private:
+  ResultTable WithoutColours() const;
   // The width that each column's cells are laid out in.
   std::vector<std::int64_t> GetCellWidths() const;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <boost/property_tree/ptree.hpp>
 #include <boost/property_tree/xml_parser.hpp>
+#include <cstdint>
 #include <cstring>
 #include <sstream>
 
@@ -25,7 +26,7 @@ class NestingScan {
  public:
   explicit NestingScan(std::string_view text) : text_(text.substr(0, text.find('\0'))) {}
 
-  // False for a text that is too deep, has a document type, or does not parse.
+  // False for a text that is too deep or does not parse.
   bool IsWithinLimit() {
     while (at_ < text_.size()) {
       if (!SkipTo("<")) return true;
@@ -46,6 +47,9 @@ class NestingScan {
 
  private:
   bool Is(char c) const { return at_ < text_.size() && text_[at_] == c; }
+  bool IsOneOf(std::string_view characters) const {
+    return at_ < text_.size() && characters.find(text_[at_]) != characters.npos;
+  }
 
   // Goes past the next `end`; always leaves a character to look at behind a "<".
   bool SkipTo(std::string_view end) {
@@ -68,7 +72,24 @@ class NestingScan {
       at_ += std::strlen(begin);
       return SkipTo(end);
     }
-    return false;  // a document type, whose brackets this scan does not follow
+    constexpr std::string_view kDocumentType = "!DOCTYPE";
+    if (!text_.substr(at_).starts_with(kDocumentType)) return false;
+    at_ += kDocumentType.size();
+    return SkipDocumentType();
+  }
+
+  // Up to the ">" behind the declarations, which stand in brackets. The reader skips it too.
+  bool SkipDocumentType() {
+    if (!IsOneOf(kBlanks)) return false;
+    for (int brackets = 0; at_ < text_.size(); ++at_) {
+      if (Is('[')) ++brackets;
+      if (Is(']') && brackets > 0) --brackets;
+      if (Is('>') && brackets == 0) {
+        ++at_;
+        return true;
+      }
+    }
+    return false;
   }
 
   bool SkipOpeningTag() {
@@ -107,24 +128,57 @@ class NestingScan {
   int depth_ = 0;
 };
 
-// XML 1.0 has no place for control characters, and a text of ours is UTF-8: what a
-// drive put into its strings must not make a reply unreadable.
+// A row of the well-formed UTF-8 byte sequences (Unicode 15, table 3-7): what the first
+// two bytes may be; those behind them are 80h to BFh.
+struct Utf8Row {
+  std::uint8_t firstLow, firstHigh, secondLow, secondHigh;
+  std::size_t length;
+};
+
+// clang-format off
+constexpr Utf8Row kUtf8Rows[] = {
+    {0x00, 0x7F, 0x00, 0x00, 1},
+    {0xC2, 0xDF, 0x80, 0xBF, 2},
+    {0xE0, 0xE0, 0xA0, 0xBF, 3},  // none that is too long
+    {0xE1, 0xEC, 0x80, 0xBF, 3},
+    {0xED, 0xED, 0x80, 0x9F, 3},  // no surrogates
+    {0xEE, 0xEF, 0x80, 0xBF, 3},
+    {0xF0, 0xF0, 0x90, 0xBF, 4},
+    {0xF1, 0xF3, 0x80, 0xBF, 4},
+    {0xF4, 0xF4, 0x80, 0x8F, 4},  // none above 10FFFFh
+};
+// clang-format on
+
+// The length of the UTF-8 sequence at the front of the text; 0 when it is none.
+std::size_t Utf8Length(std::string_view text) {
+  const auto byte = [&](std::size_t i) { return static_cast<std::uint8_t>(text[i]); };
+  const auto row = std::ranges::find_if(
+      kUtf8Rows, [&](const Utf8Row& r) { return byte(0) >= r.firstLow && byte(0) <= r.firstHigh; });
+  if (row == std::end(kUtf8Rows) || row->length > text.size()) return 0;
+  if (row->length > 1 && (byte(1) < row->secondLow || byte(1) > row->secondHigh)) return 0;
+  for (std::size_t i = 2; i < row->length; ++i) {
+    if ((byte(i) & 0xC0) != 0x80) return 0;
+  }
+  return row->length;
+}
+
+// Whether XML 1.0 has a place for the character at the front (production 2, Char): not
+// for most control characters, nor for FFFEh and FFFFh.
+bool IsXmlCharacter(std::string_view text) {
+  const auto lead = static_cast<std::uint8_t>(text[0]);
+  if (lead < 0x20) return lead == '\t' || lead == '\n' || lead == '\r';
+  return !text.starts_with("\xEF\xBF\xBE") && !text.starts_with("\xEF\xBF\xBF");
+}
+
+// What a drive or a host put into its strings must not make a reply unreadable.
 std::string WithoutForbiddenBytes(std::string_view text) {
-  std::string clean(text);
-  for (std::size_t i = 0; i < clean.size();) {
-    const auto lead = static_cast<unsigned char>(clean[i]);
-    const std::size_t length = lead < 0x80       ? 1
-                               : lead >> 5 == 6  ? 2
-                               : lead >> 4 == 14 ? 3
-                               : lead >> 3 == 30 ? 4
-                                                 : 0;
-    bool valid = length != 0 && i + length <= clean.size();
-    for (std::size_t k = 1; valid && k < length; ++k) {
-      valid = (static_cast<unsigned char>(clean[i + k]) & 0xC0) == 0x80;
-    }
-    if (length == 1) valid = lead >= 0x20 || lead == '\t' || lead == '\n' || lead == '\r';
-    if (!valid) clean[i] = '?';
-    i += valid ? length : 1;
+  std::string clean;
+  clean.reserve(text.size());
+  while (!text.empty()) {
+    const auto length = Utf8Length(text);
+    const auto character = text.substr(0, std::max<std::size_t>(length, 1));
+    clean += length != 0 && IsXmlCharacter(text) ? character : "?";
+    text.remove_prefix(character.size());
   }
   return clean;
 }
@@ -300,7 +354,7 @@ std::string ToDocument(const Root& root) {
 }  // namespace
 
 const std::string& Element::GetAttribute(std::string_view key) const {
-  static const std::string kAbsent;
+  static const auto& kAbsent = *new std::string;  // jobs use it while the process ends
   const auto found = attributes_.find(key);
   return found == attributes_.end() ? kAbsent : found->second;
 }

@@ -402,7 +402,7 @@ TEST(HexDump, ShowsBytesAndText) {
 
 class KeepingLogger : public Logger {
  public:
-  KeepingLogger() : Logger("", false) { SetCurrentLogger(this); }
+  KeepingLogger() : Logger("") { SetCurrentLogger(this); }
   ~KeepingLogger() override { SetCurrentLogger(nullptr); }
   void Write(const LogRecord& record) override { records.push_back(record); }
   std::vector<LogRecord> records;

@@ -1,5 +1,9 @@
+#include <fcntl.h>
 #include <gmock/gmock.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
+#include <atomic>
 #include <filesystem>
 #include <fstream>
 #include <thread>
@@ -12,6 +16,7 @@ namespace Morvu {
 namespace {
 
 using ::testing::ElementsAre;
+using ::testing::EndsWith;
 using ::testing::IsEmpty;
 using ::testing::MatchesRegex;
 
@@ -113,10 +118,47 @@ TEST_F(Logging, KeepsTheLinesOfThreadsApart) {
   for (const auto& line : lines) EXPECT_EQ(lines[0].size(), line.size());
 }
 
-TEST_F(Logging, MarksTestLines) {
-  Logger logger(path_, true);
-  LogTest(logger, "message");
-  EXPECT_THAT(Lines(path_), ElementsAre(MatchesRegex("\\[.*:00\\] TEST: message")));
+// What could cost a host its time or a disk its data is no log.
+TEST_F(Logging, TakesNoPipeWithoutAReaderAndNoDevice) {
+  ASSERT_EQ(0, EnableLog(path_, 5, true));
+  const auto pipe = folder_ + "/pipe";
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  for (const auto& path : {pipe, std::string("/dev/full"), folder_ + "/" + std::string(300, 'x')}) {
+    EXPECT_EQ(Status::FileNotOpened, EnableLog(path, 5, true)) << path;
+  }
+  Log("F", "f", 1, 1, "x");
+  EXPECT_EQ(1u, Lines(path_).size());
+  EXPECT_EQ(0, EnableLog("/dev/null", 5, true));
+}
+
+TEST_F(Logging, OutlivesTheReaderOfItsPipe) {
+  const auto pipe = folder_ + "/pipe";
+  ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
+  const int reader = open(pipe.c_str(), O_RDONLY | O_NONBLOCK);
+  ASSERT_EQ(0, EnableLog(pipe, 5, true));
+  Log("F", "f", 1, 1, "read");
+  char text[100] = "";
+  EXPECT_GT(read(reader, text, sizeof text - 1), 0);
+  EXPECT_THAT(std::string(text), EndsWith(": F(1): f: read\n"));
+  for (int i = 0; i < 2000; ++i) Log("F", "f", 1, 1, std::string(100, 'x'));  // more than it holds
+  close(reader);
+  Log("F", "f", 1, 1, "nobody reads");
+}
+
+TEST_F(Logging, IsSwitchedWhileThreadsLog) {
+  std::atomic<bool> stop = false;
+  std::vector<std::thread> threads;
+  for (int i = 0; i < 3; ++i) {
+    threads.emplace_back([&] {
+      while (!stop) MORVU_LOG(kLogError, "f", "x");
+    });
+  }
+  for (int i = 0; i < 300; ++i) {
+    EXPECT_EQ(0, EnableLog(path_ + std::to_string(i % 2), 5, true));
+    if (i % 3 == 0) DisableLog();
+  }
+  stop = true;
+  for (auto& thread : threads) thread.join();
 }
 
 TEST(SourceNames, AreWithoutFolderAndEndings) {

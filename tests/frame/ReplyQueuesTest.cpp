@@ -1,4 +1,5 @@
 #include <gtest/gtest.h>
+#include <malloc.h>
 
 #include "frame/border/ReplyQueues.h"
 #include "frame/border/SubjectMap.h"
@@ -51,6 +52,25 @@ TEST(ReplyQueues, DeliverTextsWithoutColours) {
       "a&lt;c:RED&gt;b&lt;/c&gt;c</Property></Object></Message>");
   EXPECT_EQ("<Message a=\"x\"><Object><Property b=\"1 &lt; 2\">abc</Property></Object></Message>",
             Take(queues, 1));
+}
+
+// A host may leave thousands unfetched: a text waits, and not the tree that it came from.
+TEST(ReplyQueues, HoldNoMoreThanTheText) {
+  constexpr std::size_t kJobs = 20;
+  auto message = std::make_unique<Message>();
+  for (int i = 0; i < 200; ++i) {
+    auto property = std::make_unique<XmlMessaging::Property>("name", "value");
+    property->SetAttribute("type", "string");
+    message->properties.push_back(std::move(property));
+  }
+  const auto size = message->ToText().size();
+  ReplyQueues queues;
+  const auto before = mallinfo2().uordblks;
+  for (std::size_t job = 0; job < kJobs; ++job) {
+    auto clone = message->Clone();
+    queues.Append(std::unique_ptr<Message>(static_cast<Message*>(clone.release())), job, false);
+  }
+  EXPECT_LT(mallinfo2().uordblks - before, kJobs * (size + size / 10));
 }
 
 TEST(SubjectMap, HasSixSubjects) {

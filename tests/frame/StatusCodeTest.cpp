@@ -1,5 +1,7 @@
 #include <gtest/gtest.h>
 
+#include <fstream>
+#include <regex>
 #include <set>
 
 #include "frame/StatusCode.h"
@@ -59,6 +61,24 @@ TEST(StatusTexts, NameTheirOwnNumberWhereTheyNameOne) {
     ++named;
   }
   EXPECT_GT(named, 10);
+}
+
+// The document is made by a script, which reads the table in its own way.
+TEST(StatusTexts, StandInTheDocument) {
+  std::ifstream document(MORVU_STATUS_DOCUMENT);
+  const std::regex row(R"(\| (\d+) \| (`MORVU_STATUS_\w+`)? \| (?:`(.+)`|\(no text: .+\)) \|)");
+  int texts = 0, names = 0;
+  for (std::string line; std::getline(document, line);) {
+    std::smatch cells;
+    if (!std::regex_match(line, cells, row)) continue;
+    const auto code = std::stoi(cells[1]);
+    EXPECT_EQ(cells[3].matched ? cells[3].str() : "Unknown error: " + std::to_string(code),
+              TextOf(code));
+    texts += cells[3].matched;
+    names += cells[2].matched;
+  }
+  EXPECT_EQ(281, texts);
+  EXPECT_EQ(153, names);
 }
 
 TEST(StatusTexts, ThatAreTheSame) {

@@ -1,9 +1,11 @@
 // Texts, numbers and bytes.
 #include <gtest/gtest.h>
 
+#include <locale>
 #include <sstream>
 
 #include "frame/Bytes.h"
+#include "frame/Files.h"
 #include "frame/Platform.h"
 #include "frame/Text.h"
 
@@ -31,6 +33,12 @@ const Markup kMarkups[] = {
     {"<c:RED>no end", "<c:RED>no end", "<c:RED>no end"},
     {"no begin</c>", "no begin</c>", "no begin</c>"},
     {"</c><c:RED>x", "</c>x", "</c>x"},
+    {"<C:red>x</C>y", "xy", "xy"},
+    // What only looks like a mark is text, and takes none away.
+    {"<c:RED a, b</c> c", "<c:RED a, b</c> c", "<c:RED a, b</c> c"},
+    {"a <c: <c:RED>b</c> <c:", "a <c: b <c:", "a <c: b <c:"},
+    {"1 <c:2> 3</c> <c:x y> z", "1  3 <c:x y> z", "1  3 <c:x y> z"},
+    {"<c:RED>a</c><c:RED", "a<c:RED", "a<c:RED"},
     {"TRANS_Drive", "TRANS_Drive", "Drive"},
     {"<c:RED>trans_Drive</c>", "trans_Drive", "Drive"},
     {"", "", ""},
@@ -54,16 +62,25 @@ TEST(Numbers, AreWrittenWithZeros) {
   EXPECT_EQ("0AFF", ToHex(bytes));
 }
 
-TEST(Numbers, AreReadOrZero) {
-  EXPECT_EQ(42u, ParseDecimal(" 42 sectors"));
-  EXPECT_EQ(0u, ParseDecimal("x42"));
-  EXPECT_EQ(0u, ParseDecimal(""));
+TEST(Numbers, AreReadWholeOrNotAtAll) {
+  EXPECT_EQ(42u, ParseDecimal("42"));
+  EXPECT_EQ(7u, ParseDecimal("007"));
   EXPECT_EQ(UINT64_MAX, ParseDecimal("18446744073709551615"));
-  EXPECT_EQ(255u, ParseHex("0xFF"));
-  EXPECT_EQ(255u, ParseHex("ff"));
-  EXPECT_TRUE(IsDecimal("0123"));
-  EXPECT_TRUE(IsDecimal(""));
-  EXPECT_FALSE(IsDecimal("-1"));
+  EXPECT_EQ(-5, ParseSigned("-5"));
+  EXPECT_EQ(INT64_MIN, ParseSigned("-9223372036854775808"));
+  EXPECT_EQ(255u, ParseHex("fF"));
+  for (const auto* text : {"", " 42", "42 ", "+42", "-5", "x42", "42x", "18446744073709551616",
+                           "123456789012345678901"}) {
+    EXPECT_FALSE(ParseDecimal(text)) << text;
+  }
+  for (const auto* text : {"", "-", "--5", "9223372036854775808"}) {
+    EXPECT_FALSE(ParseSigned(text)) << text;
+  }
+  for (const auto* text : {"", "0xFF", "-F", "10000000000000000"}) {
+    EXPECT_FALSE(ParseHex(text)) << text;
+  }
+  EXPECT_TRUE(IsDecimal("123456789012345678901"));
+  for (const auto* text : {"", "-1", "1 "}) EXPECT_FALSE(IsDecimal(text)) << text;
 }
 
 TEST(Texts, AreCompared) {
@@ -74,6 +91,30 @@ TEST(Texts, AreCompared) {
   EXPECT_EQ("b.b", ReplaceAll("aa.aa", "aa", "b"));
   EXPECT_EQ("aa", ReplaceAll("aa", "", "b"));
   EXPECT_EQ("True", BoolText(true));
+}
+
+// A host's locale, in which the capital of "i" is no ASCII letter.
+struct TurkishCase : std::ctype<char> {
+  char do_toupper(char c) const override {
+    return c == 'i' ? '\xDD' : std::ctype<char>::do_toupper(c);
+  }
+  char do_tolower(char c) const override {
+    return c == 'I' ? '\xFD' : std::ctype<char>::do_tolower(c);
+  }
+};
+
+TEST(Texts, AreComparedTheSameInEveryLocale) {
+  const auto old = std::locale::global(std::locale(std::locale(), new TurkishCase));
+  EXPECT_TRUE(IEquals("FIRMWARE", "Firmware"));
+  EXPECT_TRUE(IContains("FIRMWARE", "irm"));
+  EXPECT_EQ("x", StripMarkup("<c:I>x</C>"));
+  std::locale::global(old);
+}
+
+TEST(Texts, LoseEveryTranslationMark) {
+  std::ostringstream out;
+  WriteMarkedUp(out, "TRANS_a trans_b TRANS_TRANS_c TRANS");
+  EXPECT_EQ("a b c TRANS", out.str());
 }
 
 TEST(Bytes, AreNotReadBehindTheEnd) {
@@ -95,6 +136,13 @@ TEST(Bytes, OfAtaStringsChangePlaces) {
   std::uint8_t text[] = {'B', 'A', 0x00, '{', 'z', '!'};
   SwapBytePairs(text);
   EXPECT_EQ("AB  !z", std::string(text, text + sizeof text));
+}
+
+// A disk is full when the last bytes go out: not in the writing, but in the closing.
+TEST(Files, TellThatTheDiskIsFull) {
+  EXPECT_FALSE(SaveFile("/dev/full", "text", false));
+  const std::uint8_t bytes[] = {1, 2, 3};
+  EXPECT_FALSE(SaveBinary("/dev/full", bytes, true));
 }
 
 TEST(Platform, RunsCommandsAndKnowsItsPlace) {

@@ -2,10 +2,12 @@
 #include <gtest/gtest.h>
 
 #include <atomic>
+#include <chrono>
 #include <cstdio>
 #include <filesystem>
 #include <fstream>
 #include <set>
+#include <thread>
 
 #include "Host.h"
 
@@ -243,6 +245,25 @@ TEST(Callbacks, AreCalledAsOftenAsTheyAreRegistered) {
     host.Send(kListJobs, true);
     EXPECT_EQ(1, calls);
   }
+}
+
+// Not every language's true is the byte 1; a job must neither run twice nor not at all.
+TEST(Callbacks, AreCalledOnceWhateverByteIsTrue) {
+  using WithByte = std::int32_t (*)(const char*, std::uint32_t, std::uint64_t*, unsigned char);
+  // As a host sees it that finds the function by its name.
+  const auto send = reinterpret_cast<WithByte>(reinterpret_cast<void*>(Library().SendXMLMessage));
+  Host host;
+  Library().RegisterEvent(&Count);
+  for (const unsigned char byte : {1, 2, 0x80, 0xFF}) {
+    calls = 0;
+    std::uint64_t job = 0;
+    EXPECT_EQ(0, send(kListJobs.data(), static_cast<std::uint32_t>(kListJobs.size()), &job, byte));
+    EXPECT_EQ(1, calls) << int{byte};  // before the call returned
+    EXPECT_FALSE(host.Receive(job).IsEmpty());
+    std::this_thread::sleep_for(std::chrono::milliseconds(20));  // time for a second run
+    EXPECT_EQ(1, calls) << int{byte};
+  }
+  Library().UnregisterEvent(&Count);
 }
 
 TEST(Callbacks, MayReceive) {

@@ -2,22 +2,34 @@
 
 #include <dlfcn.h>
 #include <gtest/gtest.h>
+#include <morvu/ssd_features.h>
 #include <pthread.h>
 #include <time.h>
 
 #include <atomic>
 #include <boost/property_tree/xml_parser.hpp>
 #include <chrono>
+#include <filesystem>
+#include <limits>
 #include <sstream>
 #include <thread>
+#include <type_traits>
 
 #define MORVU_VISIBLE __attribute__((visibility("default")))
+
+// A function of the library, under the type that the C header gives it.
+#define MORVU_TAKE(name)                                              \
+  static_assert(std::is_same_v<decltype(f.name), decltype(&::name)>); \
+  f.name = reinterpret_cast<decltype(f.name)>(dlsym(handle, #name));  \
+  EXPECT_NE(nullptr, f.name) << #name
 
 namespace MorvuHost {
 namespace {
 
 std::atomic<std::int64_t> advancedSeconds = 0;
 std::atomic<bool> threadsRefused = false;
+std::atomic<int> unjoinedThreads = 0;
+std::atomic<int> mostThreads = std::numeric_limits<int>::max();
 
 constexpr auto kPatience = std::chrono::seconds(60);
 
@@ -30,22 +42,18 @@ const Functions& Library() {
       ADD_FAILURE() << dlerror();
       std::abort();
     }
-    const auto symbol = [&]<typename Function>(Function& function, const char* name) {
-      function = reinterpret_cast<Function>(dlsym(handle, name));
-      EXPECT_NE(nullptr, function) << name;
-    };
     Functions f;
-    symbol(f.Load, "Load");
-    symbol(f.Unload, "Unload");
-    symbol(f.GetVer, "GetVer");
-    symbol(f.EnableLSIAdapter, "EnableLSIAdapter");
-    symbol(f.DisableLSIAdapter, "DisableLSIAdapter");
-    symbol(f.EnableLogger, "EnableLogger");
-    symbol(f.DisableLogger, "DisableLogger");
-    symbol(f.SendXMLMessage, "SendXMLMessage");
-    symbol(f.ReceiveXMLMessage, "ReceiveXMLMessage");
-    symbol(f.RegisterEvent, "RegisterEvent");
-    symbol(f.UnregisterEvent, "UnregisterEvent");
+    MORVU_TAKE(Load);
+    MORVU_TAKE(Unload);
+    MORVU_TAKE(GetVer);
+    MORVU_TAKE(EnableLSIAdapter);
+    MORVU_TAKE(DisableLSIAdapter);
+    MORVU_TAKE(EnableLogger);
+    MORVU_TAKE(DisableLogger);
+    MORVU_TAKE(SendXMLMessage);
+    MORVU_TAKE(ReceiveXMLMessage);
+    MORVU_TAKE(RegisterEvent);
+    MORVU_TAKE(UnregisterEvent);
     return f;
   }();
   return functions;
@@ -129,20 +137,19 @@ Reply Host::Await(std::uint64_t job) {
   return {};
 }
 
-// A request is one job or another's thread may be first: whichever becomes the service,
-// the passes of those that follow are told under its identifier.
+// Of two equal requests one becomes the service, whichever thread comes first, and the
+// other runs the pass, which is told under the service's identifier.
 std::pair<std::uint64_t, Reply> Host::StartNotifications(const std::string& drives) {
   const auto request = "<Message subject='Notification'>" + drives +
                        "<Property name='Enabled'>True</Property>"
                        "<Property name='scan'>True</Property></Message>";
-  std::vector<std::uint64_t> jobs;
+  const std::uint64_t jobs[] = {Send(request), Send(request)};
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (std::chrono::steady_clock::now() < end) {
-    jobs.push_back(Send(request));
-    std::this_thread::sleep_for(std::chrono::milliseconds(20));
     for (const auto job : jobs) {
       if (auto reply = Receive(job); !reply.IsEmpty()) return {job, reply};
     }
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   ADD_FAILURE() << "nothing is told";
   return {};
@@ -165,6 +172,15 @@ void AdvanceTime(std::int64_t seconds) { advancedSeconds += seconds; }
 
 void RefuseThreads(bool refuse) { threadsRefused = refuse; }
 
+void LimitThreads(std::optional<int> more) {
+  mostThreads = more ? unjoinedThreads + *more : std::numeric_limits<int>::max();
+}
+
+std::size_t CountThreads() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
 }  // namespace MorvuHost
 
 // The library finds these before libc's own.
@@ -183,9 +199,20 @@ MORVU_VISIBLE int clock_gettime(clockid_t clock, timespec* time) {
 MORVU_VISIBLE int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                                  void* (*body)(void*), void* argument) {
   if (MorvuHost::threadsRefused) return EAGAIN;
+  if (MorvuHost::unjoinedThreads >= MorvuHost::mostThreads) return EAGAIN;
   static const auto real =
       reinterpret_cast<decltype(&pthread_create)>(dlsym(RTLD_NEXT, "pthread_create"));
-  return real(thread, attributes, body, argument);
+  const int error = real(thread, attributes, body, argument);
+  if (error == 0) ++MorvuHost::unjoinedThreads;
+  return error;
+}
+
+MORVU_VISIBLE int pthread_join(pthread_t thread, void** result) {
+  static const auto real =
+      reinterpret_cast<decltype(&pthread_join)>(dlsym(RTLD_NEXT, "pthread_join"));
+  const int error = real(thread, result);
+  if (error == 0) --MorvuHost::unjoinedThreads;
+  return error;
 }
 
 }  // extern "C"

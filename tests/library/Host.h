@@ -2,10 +2,9 @@
 // nothing of it but its C header.
 #pragma once
 
-#include <morvu/ssd_features.h>
-
 #include <boost/property_tree/ptree.hpp>
 #include <cstdint>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -15,19 +14,22 @@ namespace MorvuHost {
 // Asks for the list of jobs.
 inline constexpr std::string_view kListJobs = "<Message subject='MorvuJob'/>";
 
-// The eleven functions of the library file, which stays loaded from the first use on.
+using Callback = void (*)(std::uint64_t job);
+
+// The eleven functions of the library file, which stays loaded from the first use on. Their
+// types are those of the C header; without it a new status code rebuilds no test.
 struct Functions {
-  decltype(&::Load) Load;
-  decltype(&::Unload) Unload;
-  decltype(&::GetVer) GetVer;
-  decltype(&::EnableLSIAdapter) EnableLSIAdapter;
-  decltype(&::DisableLSIAdapter) DisableLSIAdapter;
-  decltype(&::EnableLogger) EnableLogger;
-  decltype(&::DisableLogger) DisableLogger;
-  decltype(&::SendXMLMessage) SendXMLMessage;
-  decltype(&::ReceiveXMLMessage) ReceiveXMLMessage;
-  decltype(&::RegisterEvent) RegisterEvent;
-  decltype(&::UnregisterEvent) UnregisterEvent;
+  std::int32_t (*Load)();
+  void (*Unload)();
+  std::uint64_t (*GetVer)();
+  void (*EnableLSIAdapter)();
+  void (*DisableLSIAdapter)();
+  std::int32_t (*EnableLogger)(const char*, std::uint32_t, std::uint32_t, bool);
+  void (*DisableLogger)();
+  std::int32_t (*SendXMLMessage)(const char*, std::uint32_t, std::uint64_t*, bool);
+  std::int32_t (*ReceiveXMLMessage)(std::uint64_t, char*, std::uint32_t*);
+  void (*RegisterEvent)(Callback);
+  void (*UnregisterEvent)(Callback);
 };
 const Functions& Library();
 
@@ -76,7 +78,7 @@ class Host {
   // Runs a request to its end, and gives its reply.
   Reply Call(std::string_view request) { return Receive(Send(request, true)); }
   // Starts the notification service and runs its pass over the drives that the Objects
-  // in `drives` name, until something is told. The job under which it is, and its first
+  // in `drives` name, which must have something to tell. The job under which it is, and its first
   // message.
   std::pair<std::uint64_t, Reply> StartNotifications(const std::string& drives = {});
   void StopNotifications();
@@ -88,5 +90,10 @@ class Host {
 void AdvanceTime(std::int64_t seconds);
 // Lets no thread start, until set back.
 void RefuseThreads(bool refuse);
+// Lets no more threads be started and not yet joined than there are now, and `more`; any
+// number again with the next call without one.
+void LimitThreads(std::optional<int> more = {});
+// The threads of this process that run.
+std::size_t CountThreads();
 
 }  // namespace MorvuHost

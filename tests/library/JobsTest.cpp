@@ -53,6 +53,22 @@ TEST(Jobs, AreRefusedWhenNoThreadCanBeStarted) {
   EXPECT_FALSE(host.Call(kListJobs).IsEmpty());
 }
 
+// A thread that has ended counts until it is joined: when there is no other, that is done
+// at once and not only when the manager comes round.
+TEST(Jobs, GetTheThreadsOfThoseThatHaveEnded) {
+  Host host;
+  const auto running = CountThreads();
+  for (int i = 0; i < 10; ++i) {
+    LimitThreads(1);
+    host.Await(host.Send(kListJobs));
+    for (int k = 0; CountThreads() > running && k < 60'000; ++k) {
+      std::this_thread::sleep_for(std::chrono::milliseconds(1));
+    }
+    host.Await(host.Send(kListJobs));
+    LimitThreads();
+  }
+}
+
 TEST(Jobs, WithoutThreadsTheLibraryDoesNotLoad) {
   RefuseThreads(true);
   EXPECT_EQ(185, Library().Load());

@@ -117,7 +117,7 @@ TEST_F(Smart, PassOverTheDrivesPostsTheirValues) {
       "<Message subject='Notification'><Property name='scan'>True</Property></Message>";
   const std::uint64_t jobs[] = {host_.Send(kPass), host_.Send(kPass)};
   std::map<std::string, std::string> values;
-  for (int i = 0; i < 5000 && values.size() < 5; ++i) {
+  for (int i = 0; i < 60'000 && values.size() < 5; ++i) {
     for (const auto job : jobs) {
       for (auto message = host_.Receive(job); !message.IsEmpty(); message = host_.Receive(job)) {
         if (message.Attribute("NotificationType") != "0") values.insert(Describe(message));

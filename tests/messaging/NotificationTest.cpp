@@ -1,8 +1,12 @@
 // The notification service, on jobs of a manager without drives.
 #include <gmock/gmock.h>
 
+#include <chrono>
 #include <condition_variable>
+#include <filesystem>
+#include <future>
 #include <mutex>
+#include <thread>
 
 #include "devices/model/Drive.h"
 #include "devices/properties/BasicProperties.h"
@@ -30,6 +34,11 @@ constexpr DrivePass kPass{{}, kAllDrives};
 
 std::unique_ptr<Message> Handle(JobContext& context) { return HandleNotification(context, kPass); }
 
+std::size_t CountThreads() {
+  const std::filesystem::directory_iterator tasks("/proc/self/task");
+  return static_cast<std::size_t>(std::distance(begin(tasks), end(tasks)));
+}
+
 class Notifications : public ::testing::Test {
  protected:
   Notifications() : manager_(Environment()) { passes = 0; }
@@ -47,11 +56,11 @@ class Notifications : public ::testing::Test {
   }
 
   JobId Ask(std::string_view content, bool synchronous = true) {
-    JobId id = 0;
     auto request =
         Message::Parse("<Message subject='Notification'>" + std::string(content) + "</Message>");
-    EXPECT_EQ(Status::Completed, manager_.CreateJob(std::move(request), &Handle, synchronous, id));
-    return id;
+    const auto created = manager_.CreateJob(std::move(request), &Handle, synchronous);
+    EXPECT_EQ(Status::Completed, created.status);
+    return created.id;
   }
 
   void Post(std::uint32_t number) {
@@ -141,6 +150,35 @@ TEST_F(Notifications, StartAgainAfterAStop) {
     std::lock_guard lock(mutex_);
     posted_.clear();
   }
+}
+
+TEST_F(Notifications, AreStoppedRightBehindTheirStart) {
+  const auto before = CountThreads();
+  for (int i = 0; i < 60; ++i) {
+    Ask("", false);
+    Ask("<Property name='Enabled'>False</Property>");
+  }
+  // The threads of the starts end; one that became a service would stay.
+  const auto end = std::chrono::steady_clock::now() + std::chrono::seconds(60);
+  while (CountThreads() > before && std::chrono::steady_clock::now() < end) {
+    std::this_thread::sleep_for(std::chrono::milliseconds(1));
+  }
+  EXPECT_EQ(before, CountThreads());
+}
+
+class Canceled : public SilentReporter {
+ public:
+  bool IsCancelRequested() override { return true; }
+};
+
+TEST(Services, DoNotBeginInACanceledJob) {
+  Canceled reporter;
+  JobContext context;
+  context.reporter = &reporter;
+  auto run = std::async(std::launch::async, [&] { NotificationService::RunService(context); });
+  const auto status = run.wait_for(std::chrono::seconds(20));
+  if (status != std::future_status::ready) NotificationService::StopService();
+  EXPECT_EQ(std::future_status::ready, status);
 }
 
 TEST(DrivePasses, TellLockedFrozenAndOpalDrives) {

@@ -1,5 +1,9 @@
 #include <gtest/gtest.h>
+#include <unistd.h>
 
+#include <cstdio>
+
+#include "frame/Files.h"
 #include "messaging/ResultTable.h"
 #include "messaging/XmlMessaging.h"
 
@@ -96,6 +100,16 @@ INSTANTIATE_TEST_SUITE_P(
         Rendering{"marks take no width", FromText("<c:RED>ab</c>~x\nabc~y", false), false, false,
                   "<c:RED>ab</c>   x\n"
                   "abc  y"},
+        Rendering{"marks without a blank part no word",
+                  WithWidth(FromText("ab<c:RED>cd</c>ef <c:RED>g</c>h", false), 0, 2), false, false,
+                  "ab<c:RED>cd</c>ef\n"
+                  "<c:RED>g</c>h    "},
+        Rendering{"blank rows", FromText("\n\n\nx", false), false, false,
+                  " \n"
+                  " \n"
+                  " \n"
+                  "x"},
+        Rendering{"nothing but blank rows", FromText("''\n\n\n\n"), false, false, "\n\n\n\n"},
         Rendering{"colour of wrapped words", WithWidth(FromText("<c:RED>ab cd</c>", false), 0, 2),
                   false, false,
                   "<c:RED>ab</c>\n"
@@ -107,6 +121,17 @@ TEST(ResultTable, SeparatesCells) {
   table.AppendRow({"A", "B"}, true);
   EXPECT_EQ("'A','B'\n1,2", table.ToSeparated());
   EXPECT_EQ("1;2", table.ToSeparated(";", false));
+}
+
+// A mark without an end would take the next cell's text and the separator with it.
+TEST(ResultTable, SavesEachCellWithoutItsColours) {
+  const auto path = testing::TempDir() + "table" + std::to_string(getpid());
+  const auto table = FromText("<c:RED~b</c>~<c:RED>c</c>", false);
+  ASSERT_TRUE(table.SaveSeparated(path));
+  EXPECT_EQ("<c:RED,b</c>,c\n", ReadFileText(path));
+  ASSERT_TRUE(table.SaveText(path, false, false, false));
+  EXPECT_EQ("<c:RED  b</c>  c\n", ReadFileText(path));
+  std::remove(path.c_str());
 }
 
 std::string AsXml(const ResultTable& table, bool asProperties) {

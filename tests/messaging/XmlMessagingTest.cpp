@@ -33,7 +33,11 @@ const Case kCases[] = {
     {"<Foo/>", "null"},
     {"<Message", "null"},
     {"<Message><Object></Message>", "null"},
-    {"<!DOCTYPE Message []><Message/>", "null"},
+    {"<!DOCTYPE Message><Message/>", "<Message/>"},
+    {"<!DOCTYPE Message [<!ENTITY a '>[x]'>]><Message b='&a;'/>", "<Message b=\"&amp;a;\"/>"},
+    {"<!DOCTYPE Message [<Message/>", "null"},
+    {"<!DOCTYPES><Message/>", "null"},
+    {"<!ELEMENT a><Message/>", "null"},
     {"<Message/>", "<Message/>"},
     {"<Message></Message>", "<Message/>"},
     {"<Foo/><Message a='1'/><Message b='2'/>", "<Message a=\"1\"/>"},
@@ -86,6 +90,8 @@ TEST(Depth, IsBoundedHoweverItIsHidden) {
   EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a><?></a>?>")));
   EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a><![CDATA[</a>]]>")));
   EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a>", "")));
+  // A document type whose end is behind its brackets.
+  EXPECT_EQ(nullptr, Message::Parse(Nested(kDeep, "<a><!DOCTYPE b [>]</a>[]>")));
 }
 
 TEST(Depth, IsNotWhatStandsSideBySide) {
@@ -144,6 +150,32 @@ TEST(Elements, WriteOnlyWhatAReaderTakes) {
   ASSERT_NE(nullptr, read);
   EXPECT_EQ("bell?", read->GetAttribute("a"));
   EXPECT_EQ("tab \xC3\xA4 ? ?", read->properties.at(0)->value);
+}
+
+TEST(Elements, WriteWellFormedUtf8) {
+  const std::pair<std::string_view, std::string_view> texts[] = {
+      {"\x7F \xC2\x80 \xE0\xA0\x80 \xED\x9F\xBF \xEE\x80\x80 \xEF\xBF\xBD", ""},
+      {"\xF0\x90\x80\x80 \xF4\x8F\xBF\xBF", ""},
+      {"a\xC0\x80z", "a??z"},            // U+0000, too long
+      {"a\xC1\xBFz", "a??z"},            // U+007F, too long
+      {"a\xE0\x9F\xBFz", "a???z"},       // U+07FF, too long
+      {"a\xF0\x8F\xBF\xBFz", "a????z"},  // U+FFFF, too long
+      {"a\xED\xA0\x80z", "a???z"},       // a surrogate
+      {"a\xED\xBF\xBFz", "a???z"},       // the last of them
+      {"a\xF4\x90\x80\x80z", "a????z"},  // behind the last character
+      {"a\xF8\x88\x80\x80\x80z", "a?????z"},
+      {"a\xEF\xBF\xBEz", "a?z"},  // U+FFFE has no place in XML
+      {"a\xEF\xBF\xBFz", "a?z"},
+      {"a\xE2\x82", "a??"},  // cut off
+      {"a\xE2\x82z", "a??z"},
+  };
+  for (const auto& [text, written] : texts) {
+    Message message;
+    message.SetAttribute("a", text);
+    const auto read = Message::Parse(message.ToText());
+    ASSERT_NE(nullptr, read);
+    EXPECT_EQ(written.empty() ? text : written, read->GetAttribute("a"));
+  }
 }
 
 }  // namespace

@@ -9,7 +9,7 @@ namespace Morvu::Testing {
 
 class LogLines : public Logger {
  public:
-  LogLines() : Logger("", false) {
+  LogLines() : Logger("") {
     SetLogLevel(kLogAll);
     SetCurrentLogger(this);
   }

@@ -118,7 +118,7 @@ std::unique_ptr<Device> Adapter_NVMe_Linux::MakeControllerDrive() {
   drive->AddProperty(Properties::PNPString, "1");
   drive->AddProperty(Properties::DevicePath, GetNodePath());
   const auto number = std::string_view(GetNodePath()).substr(GetNodePath().rfind('e') + 1);
-  drive->AddProperty(Properties::Lun, static_cast<std::int32_t>(ParseDecimal(number)));
+  drive->AddProperty(Properties::Lun, static_cast<std::int32_t>(ParseDecimal(number).value_or(0)));
   drive->SetPath(std::make_unique<CommandPath_NVME>(GetNodePath()));
   GiveCommandSet(*drive);
   return drive;

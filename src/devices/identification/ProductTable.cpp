@@ -101,7 +101,7 @@ using Expressions = std::vector<boost::regex>;
 
 // One for each row, in order; empty for a row without.
 const Expressions& GetExpressions() {
-  static const auto expressions = [] {
+  static const auto& expressions = *new const Expressions([] {
     Expressions all(std::size(kRows));
     for (std::size_t i = 0; i < all.size(); ++i) {
       const auto& test = kRows[i].test;
@@ -109,7 +109,7 @@ const Expressions& GetExpressions() {
       all[i].assign(test.text.data(), test.text.data() + test.text.size());
     }
     return all;
-  }();
+  }());
   return expressions;
 }
 

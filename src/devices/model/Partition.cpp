@@ -20,7 +20,7 @@ constexpr std::string_view kSizeField = "{printf \"%.0f\\n\", $4+$5}";
 // The folders on which this process keeps partitions mounted.
 boost::mutex foldersMutex;
 std::set<std::string>& Folders() {
-  static std::set<std::string> folders;
+  static auto& folders = *new std::set<std::string>;
   return folders;
 }
 
@@ -47,8 +47,8 @@ std::vector<std::string> ReadDf(const std::string& partition, std::int64_t unit,
 
 std::int64_t ReadNumber(const std::string& partition, std::int64_t unit, std::string_view field) {
   const auto lines = ReadDf(partition, unit, field);
-  if (lines.size() != 1 || lines[0].empty() || !IsDecimal(lines[0])) return kUnknown;
-  return static_cast<std::int64_t>(ParseDecimal(lines[0]));
+  if (lines.size() != 1 || lines[0].empty()) return kUnknown;
+  return ParseSigned(lines[0]).value_or(kUnknown);
 }
 
 std::int64_t ReadSize(const std::string& partition) {

@@ -16,13 +16,13 @@ struct InCallback {
 
 }  // namespace
 
-void EventCallbacks::Add(EventCallback callback) {
+void EventCallbacks::Add(HostCallback callback) {
   if (callback == nullptr) return;
   std::lock_guard lock(eventMutex_);
   callbacks_.push_back(callback);
 }
 
-void EventCallbacks::RemoveFirst(EventCallback callback) {
+void EventCallbacks::RemoveFirst(HostCallback callback) {
   std::lock_guard lock(eventMutex_);
   const auto found = std::ranges::find(callbacks_, callback);
   if (found != callbacks_.end()) callbacks_.erase(found);

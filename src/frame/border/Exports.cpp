@@ -1,6 +1,8 @@
 // The exported functions: the library's state, and the border that nothing but a
 // status crosses.
-#include <boost/thread/exceptions.hpp>
+#include <cxxabi.h>
+#include <pthread.h>
+
 #include <cerrno>
 #include <cstring>
 #include <mutex>
@@ -64,11 +66,33 @@ JobEnvironment MakeEnvironment() {
   return environment;
 }
 
+// A thread that is in the library is not cancelled: it would leave locks and jobs behind.
+// The host's request holds until the call has returned.
+class UncancelledCall {
+ public:
+  UncancelledCall() { pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state_); }
+  ~UncancelledCall() { pthread_setcancelstate(state_, nullptr); }
+  UncancelledCall(const UncancelledCall&) = delete;
+  UncancelledCall& operator=(const UncancelledCall&) = delete;
+
+ private:
+  int state_ = PTHREAD_CANCEL_ENABLE;
+};
+
+// A host may be written in a language whose true is another byte than 1, which a compiler
+// may take for true and for false. The byte is read once.
+bool IsTrue(const bool& byteOfHost) {
+  return *reinterpret_cast<const volatile unsigned char*>(&byteOfHost) != 0;
+}
+
 // No exception crosses the border: it comes back as a status.
 template <typename Call>
-std::int32_t Guarded(Call&& call) noexcept {
+std::int32_t Guarded(Call&& call) {
+  const UncancelledCall uncancelled;
   try {
     return StatusCode(call()).Value();
+  } catch (const abi::__forced_unwind&) {
+    throw;  // a callback ended the host's thread
   } catch (const std::bad_alloc&) {
     return -ENOMEM;
   } catch (const std::system_error& error) {
@@ -90,7 +114,7 @@ StatusCode LoadLibraryOnce() {
   try {
     process.loaded = std::make_shared<Library>(MakeEnvironment());
     return Status::Completed;
-  } catch (const boost::thread_resource_error&) {
+  } catch (const std::system_error&) {
     return Status::ThreadNotStarted;
   }
 }
@@ -116,7 +140,9 @@ StatusCode Send(std::string_view text, std::uint64_t& jobId, bool synchronous, L
   if (!message) return Status::UnknownSubject;
   const auto handler = library.subjects.Find(XmlMessaging::RoutingName(*message));
   if (handler == nullptr) return Status::UnknownSubject;
-  return library.jobs.CreateJob(std::move(message), handler, synchronous, jobId);
+  const auto created = library.jobs.CreateJob(std::move(message), handler, synchronous);
+  if (created.status == Status::Completed) jobId = created.id;
+  return created.status;
 }
 
 StatusCode SetScanLsi(bool scan) {
@@ -148,7 +174,7 @@ MORVU_EXPORT void DisableLSIAdapter(void) {
 MORVU_EXPORT int32_t EnableLogger(const char* path, uint32_t pathLength, uint32_t level,
                                   bool restart) {
   if (path == nullptr) return Status::FileNotOpened.Value();
-  return Guarded([&] { return EnableLog(TextOf(path, pathLength), level, restart); });
+  return Guarded([&] { return EnableLog(TextOf(path, pathLength), level, IsTrue(restart)); });
 }
 
 MORVU_EXPORT void DisableLogger(void) {
@@ -164,7 +190,7 @@ MORVU_EXPORT int32_t SendXMLMessage(const char* xml, uint32_t xmlLength, uint64_
     const auto library = GetLibrary();
     if (!library) return Status::NotInitialized;
     if (jobId == nullptr || xml == nullptr) return Status::InvalidArguments;
-    return Send(TextOf(xml, xmlLength), *jobId, synchronous, *library);
+    return Send(TextOf(xml, xmlLength), *jobId, IsTrue(synchronous), *library);
   });
 }
 

@@ -32,10 +32,15 @@ void StripColours(Message& message) {
 }  // namespace
 
 void ReplyQueues::Append(std::unique_ptr<Message> message, std::uint64_t jobId, bool keepAll) {
+  // A text holds a tenth of what its tree does, and a host may be slow to fetch it.
+  StripColours(*message);
+  auto text = message->ToText();
+  text.shrink_to_fit();
+  message.reset();
   std::lock_guard lock(replyMutex_);
   auto& queue = queues_[jobId];
   if (!keepAll && queue.size() == 1) queue.clear();
-  queue.push_back({std::move(message), {}});
+  queue.push_back(std::move(text));
 }
 
 bool ReplyQueues::Has(std::uint64_t jobId) const {
@@ -48,12 +53,7 @@ StatusCode ReplyQueues::Receive(std::uint64_t jobId, char* buffer, std::uint32_t
   std::lock_guard lock(replyMutex_);
   const auto found = queues_.find(jobId);
   if (found == queues_.end()) return Status::NoMessage;
-  auto& [message, text] = found->second.front();
-  if (message) {
-    StripColours(*message);
-    text = message->ToText();
-    message.reset();
-  }
+  const auto& text = found->second.front();
   const auto needed = static_cast<std::uint32_t>(text.size() + 1);
   const auto available = std::exchange(*bufferLength, needed);
   if (available < needed) return Status::BufferTooSmall;

@@ -2,7 +2,7 @@
 #pragma once
 
 #include <cstdint>
-#include <deque>
+#include <list>
 #include <map>
 #include <memory>
 #include <mutex>
@@ -13,7 +13,7 @@
 
 namespace Morvu {
 
-// Owns the messages in it. Any thread may call any operation.
+// Holds the texts of the messages in it. Any thread may call any operation.
 class ReplyQueues {
  public:
   // Without `keepAll` a single waiting message gives way to the new one.
@@ -26,13 +26,8 @@ class ReplyQueues {
   void Clear();
 
  private:
-  struct Waiting {
-    std::unique_ptr<XmlMessaging::Message> message;
-    std::string text;  // made from the message when it is first asked for
-  };
-
   mutable std::mutex replyMutex_;  // guards the queues; a queue there is never empty
-  std::map<std::uint64_t, std::deque<Waiting>> queues_;
+  std::map<std::uint64_t, std::list<std::string>> queues_;
 };
 
 }  // namespace Morvu

@@ -1,8 +1,6 @@
 #include "messaging/drive_class/DeviceSelection.h"
 
 #include <algorithm>
-#include <charconv>
-#include <optional>
 #include <string>
 
 #include "devices/properties/BasicProperties.h"
@@ -21,19 +19,9 @@ using XmlMessaging::Property;
 using Drives = std::span<Device* const>;
 namespace Properties = DeviceManagement::Properties;
 
-// The number that the whole text writes, if it writes one. "0" names a drive; a text
-// that merely reads as 0 must not.
-std::optional<std::int64_t> WholeNumber(std::string_view text) {
-  std::int64_t number = 0;
-  const auto* end = text.data() + text.size();
-  const auto [stop, error] = std::from_chars(text.data(), end, number);
-  if (error != std::errc() || stop != end || number < 0) return std::nullopt;
-  return number;
-}
-
 bool IsKey(const Property& property) {
   if (property.GetAttribute("key") != BoolText(true)) return false;
-  return property.GetAttribute("name") != Properties::Index.name || IsDecimal(property.value);
+  return property.GetAttribute("name") != Properties::Index.name || ParseDecimal(property.value);
 }
 
 // Null when the Object has no key.
@@ -46,8 +34,9 @@ const Property* FindKey(const Object& object) {
 bool IsNamedBy(const Device& device, const std::string& key) {
   if (device.GetString(Properties::SerialNumber) == key) return true;
   const auto* index = device.GetProperties().Find(Properties::Index);
-  const auto number = WholeNumber(key);
-  return index != nullptr && number && index->AsSigned() == *number;
+  // "0" names a drive; a text that merely reads as 0 must not.
+  const auto number = ParseSigned(key);
+  return index != nullptr && number && *number >= 0 && index->AsSigned() == *number;
 }
 
 void SelectByKey(Drives drives, const Object& object, SelectedDevices& selected) {
@@ -68,8 +57,8 @@ void SelectPartitions(Drives drives, const Object& object, SelectedDevices& sele
     return property->GetAttribute("name") == "Id";
   });
   if (child == object.properties.end()) return;
-  const auto id = WholeNumber((*child)->value);
-  if (!id) return;
+  const auto id = ParseSigned((*child)->value);
+  if (!id || *id < 0) return;
   for (const auto* drive : drives) {
     if (drive->GetKind() != DeviceKind::Drive) continue;
     const auto& partitions = drive->GetPartitions();

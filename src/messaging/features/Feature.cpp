@@ -45,9 +45,9 @@ void Feature::SetPercent(std::int32_t percent) {
   reporter_.SetPercent(percent);
 }
 
-bool Feature::BeginExecute() {
+bool Feature::BeginExecute(const char* file, int line) {
   const auto log = [&](LogLevel level, std::string_view text) {
-    Log(GetLogName(), "Execute", __LINE__, level, text);
+    Log(SourceBaseName(file), "Execute", line, level, text);
   };
   log(kLogInfo, "Executing...");
   if (device_ != nullptr && device_->TestConnection()) {
@@ -70,9 +70,9 @@ void Feature::TakeResult(const Feature& other) {
   SetPercent(other.GetPercent());
 }
 
-void Feature::EndInitialize(StatusCode code) {
+void Feature::EndInitialize(StatusCode code, const char* file, int line) {
   SetErrorCode(code);
-  Log(GetLogName(), "Initialize", __LINE__, kLogInfo,
+  Log(SourceBaseName(file), "Initialize", line, kLogInfo,
       "Initialized with status: " + std::to_string(GetErrorCode().Value()) + ".");
 }
 

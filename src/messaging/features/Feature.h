@@ -52,13 +52,14 @@ class Feature {
   // The device may be null.
   Feature(DeviceManagement::Device* device, ProgressReporter& reporter);
 
-  // The beginning of every Execute: logs, connects, and on failure sets code 4 and
-  // state 1. False when the run ends here.
-  [[nodiscard]] bool BeginExecute();
+  // The beginning of every Execute: logs under its caller's file and line, connects, and on failure
+  // sets code 4 and state 1. False when the run ends here.
+  [[nodiscard]] bool BeginExecute(const char* file = __builtin_FILE(), int line = __builtin_LINE());
   // The end of a run: code, and the state that goes with it.
   void End(StatusCode code);
-  // The end of every Initialize: sets the code and logs it.
-  void EndInitialize(StatusCode code);
+  // The end of every Initialize: sets the code and logs it, likewise.
+  void EndInitialize(StatusCode code, const char* file = __builtin_FILE(),
+                     int line = __builtin_LINE());
 
   // Takes over code, state and percent of the Feature that did the work.
   void TakeResult(const Feature& other);
@@ -78,9 +79,6 @@ class Feature {
   std::string statusText_;
 
  private:
-  // The base name of the source file under which this Feature's steps are logged.
-  virtual std::string_view GetLogName() const { return "Feature"; }
-
   ProgressReporter& reporter_;
   StatusCode errorCode_ = Status::NotRun;
   std::int32_t state_ = FeatureState::Running;

@@ -1,7 +1,6 @@
 #include "messaging/features/FeatureCall.h"
 
 #include <algorithm>
-#include <charconv>
 
 #include "frame/Text.h"
 
@@ -38,10 +37,8 @@ std::optional<std::uint64_t> CallArguments::GetNumber(std::string_view name,
                                                       std::uint64_t largest) const {
   const auto* text = Find(name);
   if (text == nullptr) return 0;
-  if (text->empty() || !IsDecimal(*text)) return std::nullopt;
-  std::uint64_t number = 0;
-  const auto parsed = std::from_chars(text->data(), text->data() + text->size(), number);
-  return parsed.ec == std::errc() ? std::min(number, largest) : largest;
+  if (!IsDecimal(*text)) return std::nullopt;
+  return std::min(ParseDecimal(*text).value_or(largest), largest);
 }
 
 }  // namespace Morvu

@@ -15,7 +15,7 @@ void NoJobServices::SetTimeBeforeRemoval(std::chrono::microseconds) {}
 void NoJobServices::SetNotifyProgress(bool) {}
 
 JobServices& GetNoJobServices() {
-  static NoJobServices services;
+  static auto& services = *new NoJobServices;  // jobs use it while the process ends
   return services;
 }
 

@@ -1,10 +1,8 @@
 #include "messaging/jobs/Job.h"
 
-#include <boost/thread/thread.hpp>
 #include <cerrno>
 #include <system_error>
 
-#include "frame/BlockedSignals.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/NvmeStatus.h"
@@ -90,10 +88,7 @@ void Job::Accept(std::unique_ptr<Message> request) {
 
 bool Job::StartThread() {
   try {
-    boost::thread::attributes attributes;
-    attributes.set_stack_size(kStackSize);
-    const BlockedSignals blocked;  // the host's signals are for the host's threads
-    thread_ = std::make_unique<boost::thread>(attributes, [this] { Run(); });
+    thread_ = std::make_unique<Thread>([this] { Run(); }, kStackSize);
     return true;
   } catch (const std::exception& error) {
     MORVU_LOG(kLogError, "StartThread", std::string("No thread for a job: ") + error.what());
@@ -101,13 +96,15 @@ bool Job::StartThread() {
   }
 }
 
-void Job::Join() {
-  if (!thread_) return;
-  thread_->join();
-  thread_.reset();
-}
+void Job::Join() { thread_.reset(); }
 
 void Job::Run() {
+  bool hasEnded = false;
+  // Even when a callback ends the thread, which unwinds it and is no std::exception.
+  const std::shared_ptr<void> atEnd(nullptr, [&](void*) {
+    if (!hasEnded) Abandon();
+    running_ = false;  // from here on the job may be destroyed
+  });
   try {
     auto reply = RunHandler();
     Change([&](Progress& progress) { progress.endTime = environment_.now(); });
@@ -119,7 +116,16 @@ void Job::Run() {
   } catch (const std::exception& error) {
     MORVU_LOG(kLogError, "Run", std::string("A reply was lost: ") + error.what());
   }
-  running_ = false;  // from here on the job may be destroyed
+  hasEnded = true;
+}
+
+void Job::Abandon() {
+  Change([&](Progress& progress) {
+    progress.endTime = environment_.now();
+    if (progress.state != FeatureState::Running) return;
+    progress.state = FeatureState::Failed;
+    progress.errorCode = StatusCode::FromSystemError(ECANCELED);
+  });
 }
 
 std::unique_ptr<Message> Job::RunHandler() {

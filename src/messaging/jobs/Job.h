@@ -10,13 +10,10 @@
 #include <optional>
 #include <string>
 
+#include "frame/Thread.h"
 #include "messaging/features/Feature.h"
 #include "messaging/features/JobContext.h"
 #include "messaging/jobs/JobTime.h"
-
-namespace boost {
-class thread;
-}
 
 namespace Morvu {
 
@@ -58,6 +55,9 @@ class Job : private ProgressReporter, private JobServices {
   // Waits for the job's thread, if it has one.
   void Join();
   bool IsRunning() const { return running_; }
+  // Of an accepted job. Its handler may change the request meanwhile.
+  const XmlMessaging::Message& GetRequest() const { return *request_; }
+  const std::string& GetName() const { return name_; }
 
   void SetPercent(std::int32_t percent) override;
   void RequestCancel() { cancelRequested_ = true; }
@@ -89,6 +89,8 @@ class Job : private ProgressReporter, private JobServices {
   std::unique_ptr<XmlMessaging::Message> RunHandler();
   // The reply of a job whose handler threw.
   std::unique_ptr<XmlMessaging::Message> Fail(StatusCode code);
+  // The end of a job whose thread a callback ended.
+  void Abandon();
   void PostProgress();
   // Adds the identifier and the job's object, and hands the message on.
   void Post(std::unique_ptr<XmlMessaging::Message> message);
@@ -99,7 +101,7 @@ class Job : private ProgressReporter, private JobServices {
   JobContext context_;
   std::unique_ptr<XmlMessaging::Message> request_;
   std::string name_;
-  std::unique_ptr<boost::thread> thread_;  // null for a synchronous job
+  std::unique_ptr<Thread> thread_;  // null for a synchronous job
   std::atomic<bool> running_ = false;
   std::atomic<bool> cancelRequested_ = false;
 

@@ -1,10 +1,8 @@
 #include "messaging/jobs/JobManager.h"
 
 #include <algorithm>
-#include <boost/thread/thread.hpp>
 
 #include "devices/identification/Products.h"
-#include "frame/BlockedSignals.h"
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/DeviceSelection.h"
@@ -36,10 +34,7 @@ JobManager::JobManager(JobEnvironment environment)
       contextTemplate_(MakeContext()),
       adapterManager_(MakeScanOptions()),
       scanOptions_(MakeScanOptions()),
-      monitorThread_([this] {
-        const BlockedSignals blocked;  // the host's signals are for the host's threads
-        return std::make_unique<boost::thread>([this] { Monitor(); });
-      }()) {}
+      monitorThread_(std::make_unique<Thread>([this] { Monitor(); })) {}
 
 JobManager::~JobManager() { Stop(); }
 
@@ -71,8 +66,8 @@ std::shared_ptr<Job> JobManager::NewJob(SubjectHandler handler) const {
   }
 }
 
-StatusCode JobManager::CreateJob(std::unique_ptr<Message> request, SubjectHandler handler,
-                                 bool synchronous, JobId& id) {
+JobManager::CreatedJob JobManager::CreateJob(std::unique_ptr<Message> request,
+                                             SubjectHandler handler, bool synchronous) {
   const auto job = NewJob(handler);
   job->Accept(std::move(request));
   auto status = AddJob(job, !synchronous);
@@ -80,10 +75,9 @@ StatusCode JobManager::CreateJob(std::unique_ptr<Message> request, SubjectHandle
     Sweep();  // frees the threads of jobs that have ended
     status = AddJob(job, true);
   }
-  if (status != Status::Completed) return status;
-  id = job->GetId();
+  if (status != Status::Completed) return {status};
   if (synchronous) job->Run();
-  return status;
+  return {status, job->GetId()};
 }
 
 StatusCode JobManager::AddJob(const std::shared_ptr<Job>& job, bool withThread) {
@@ -100,6 +94,15 @@ void JobManager::CancelJob(JobId id) {
   std::lock_guard lock(jobsMutex_);
   const auto found = std::ranges::find(jobs_, id, &Job::GetId);
   if (found != jobs_.end()) (*found)->RequestCancel();
+}
+
+void JobManager::CancelJobsBefore(const Message& request, bool (*test)(const Message&)) {
+  const auto& name = XmlMessaging::RoutingName(request);
+  std::lock_guard lock(jobsMutex_);
+  for (const auto& job : jobs_) {
+    if (&job->GetRequest() == &request) return;
+    if (job->GetName() == name && test(job->GetRequest())) job->RequestCancel();
+  }
 }
 
 std::unique_ptr<List> JobManager::BuildJobList() const {
@@ -150,7 +153,6 @@ void JobManager::Stop() {
   stopped_.notify_all();
   for (const auto& job : jobs) job->RequestCancel();
   NotificationService::StopServiceOf(this);
-  if (monitorThread_) monitorThread_->join();
   monitorThread_.reset();
   for (const auto& job : jobs) job->Join();
 }
@@ -178,7 +180,7 @@ void JobManager::SelectDevices(SelectedDevices& devices, const Message* request)
 }
 
 void JobManager::PostNotification(const Notification& notification) {
-  std::lock_guard lock(deviceMutex_);
+  // Without the device lock: a job that posts need not wait for another one's scan.
   NotificationService::Post(notification);
 }
 

@@ -27,12 +27,20 @@ class JobManager : private NoJobServices {
   JobManager(const JobManager&) = delete;
   JobManager& operator=(const JobManager&) = delete;
 
-  // Starts a job for the request, on a thread of its own or on this one. `id` is
-  // written on success only. 185 when no thread could be started; 178 after Stop.
-  StatusCode CreateJob(std::unique_ptr<XmlMessaging::Message> request, SubjectHandler handler,
-                       bool synchronous, JobId& id);
+  struct CreatedJob {
+    StatusCode status;
+    JobId id = 0;  // only of a job
+  };
+  // Starts a job for the request, on a thread of its own or on this one. 185 when no
+  // thread could be started; 178 after Stop.
+  CreatedJob CreateJob(std::unique_ptr<XmlMessaging::Message> request, SubjectHandler handler,
+                       bool synchronous);
   // Asks a job to end. An unknown id changes nothing.
   void CancelJob(JobId id);
+  // Asks the jobs of this subject to end that were created before the one of `request`,
+  // and whose own request passes the test.
+  void CancelJobsBefore(const XmlMessaging::Message& request,
+                        bool (*test)(const XmlMessaging::Message&));
   // The jobs that are not hidden, in the order of their creation.
   std::unique_ptr<XmlMessaging::List> BuildJobList() const;
   // The same list for a class description: one job without values.
@@ -73,7 +81,7 @@ class JobManager : private NoJobServices {
   bool running_ = true;
   std::condition_variable stopped_;
 
-  std::unique_ptr<boost::thread> monitorThread_;
+  std::unique_ptr<Thread> monitorThread_;
 };
 
 }  // namespace Morvu

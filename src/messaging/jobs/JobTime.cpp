@@ -23,7 +23,7 @@ std::locale MakeLocale() {
 }
 
 std::string Write(const auto& value) {
-  static const auto locale = MakeLocale();
+  static const auto& locale = *new std::locale(MakeLocale());  // jobs use it while the process ends
   std::ostringstream out;
   out.imbue(locale);
   out << value;

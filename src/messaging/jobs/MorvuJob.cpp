@@ -12,8 +12,8 @@ std::unique_ptr<Message> HandleMorvuJob(JobContext& context) {
   context.services->SetTimeBeforeRemoval(JobDuration::zero());
   context.services->SetHidden(true);
   if (context.request->GetAttribute("type") == "cancel") {
-    const auto& identifier = context.request->GetAttribute("identifier");
-    if (!identifier.empty()) context.manager->CancelJob(ParseDecimal(identifier));
+    const auto id = ParseDecimal(context.request->GetAttribute("identifier"));
+    if (id) context.manager->CancelJob(*id);
     return nullptr;
   }
   auto reply = std::make_unique<Message>();

@@ -5,6 +5,7 @@
 #include "devices/properties/SecurityProperties.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/jobs/JobManager.h"
 
 namespace Morvu {
 
@@ -22,7 +23,8 @@ constexpr std::string_view kNoOpal = "No Opal";
 
 // Taken before a service's `queueMutex_`.
 std::mutex serviceMutex;  // guards the service below
-std::shared_ptr<NotificationService> theService;
+// Never destroyed: jobs use it while the process ends.
+std::shared_ptr<NotificationService>& theService = *new std::shared_ptr<NotificationService>;
 
 std::unique_ptr<Message> ToMessage(const Notification& notification) {
   auto message = std::make_unique<Message>();
@@ -48,6 +50,8 @@ ServiceRequest ReadRequest(const Message& message) {
   }
   return request;
 }
+
+bool IsStart(const Message& message) { return ReadRequest(message).enable; }
 
 bool IsCanceled(const JobContext& context) { return context.reporter->IsCancelRequested(); }
 
@@ -77,7 +81,7 @@ void NotificationService::RunService(JobContext& context) {
   {
     std::lock_guard lock(serviceMutex);
     if (theService && theService->IsActive()) return;
-    if (IsCanceled(context)) return;  // the manager stops, and no one would stop this one
+    if (IsCanceled(context)) return;  // a stop came first, and no other would follow
     theService = service;             // a stopped one may still be on its way out
   }
   const std::shared_ptr<void> atEnd(nullptr, [&](void*) {
@@ -183,6 +187,8 @@ std::unique_ptr<Message> HandleNotification(JobContext& context, const DrivePass
   if (request.enable) {
     NotificationService::RunService(context);
   } else {
+    // A start whose thread has yet to begin is no service to be stopped: it is canceled.
+    if (context.manager != nullptr) context.manager->CancelJobsBefore(*context.request, &IsStart);
     NotificationService::StopService();
   }
   if (request.scan) RunDrivePass(context, pass);

@@ -30,7 +30,6 @@ class Format : public Function {
  private:
   struct Rules;
 
-  std::string_view GetLogName() const override { return "Format"; }
   std::unique_ptr<SendFormat> MakeSender();
   void LogSettings() const;
 

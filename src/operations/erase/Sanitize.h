@@ -27,7 +27,6 @@ class Sanitize : public Function {
  private:
   struct Rules;
 
-  std::string_view GetLogName() const override { return "Sanitize"; }
   // Asks the drive.
   bool IsSanitizeFrozen();
   StatusCode SanitizeProcess();

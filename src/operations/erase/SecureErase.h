@@ -32,7 +32,6 @@ class SecureErase : public Function {
   struct Rules;
   using PasswordCommand = StatusCode (DeviceManagement::CommandSet_ATA::*)(ByteSpan);
 
-  std::string_view GetLogName() const override { return "SecureErase"; }
   bool SecureEraseProcess();
   bool IsFrozen() const;
   // Sends a security command with the block that holds the password.

@@ -30,7 +30,6 @@ class SendFormat : public Function {
   SendFormat(DeviceManagement::Device* device, const FormatSettings& settings, bool force,
              ProgressReporter& reporter)
       : Function(device, reporter), settings_(settings), force_(force) {}
-  std::string_view GetLogName() const override { return "SendFormat"; }
 
   FormatSettings settings_;
   bool force_;

@@ -84,7 +84,6 @@ class FirmwareUpdate : public Function {
   bool Install(const FirmwareBinary& binary);
   bool Fail(StatusCode code);
   bool FailWithoutData();
-  std::string_view GetLogName() const override { return "FirmwareUpdate"; }
 
   bool ignoreSecurity_;
   Source source_;

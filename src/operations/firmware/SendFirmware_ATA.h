@@ -25,7 +25,6 @@ class SendFirmware_ATA : public SendFirmware {
   // True on success; false leaves 84 or 85 behind.
   bool SetSmartState(bool enable);
   std::uint32_t GetChunkBlocks() const;
-  std::string_view GetLogName() const override { return "SendFirmware_ATA"; }
 
   bool quietDrive_;
 };

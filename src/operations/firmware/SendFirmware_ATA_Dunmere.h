@@ -10,9 +10,6 @@ class SendFirmware_ATA_Dunmere : public SendFirmware_ATA {
   using SendFirmware_ATA::SendFirmware_ATA;
 
   std::int32_t Execute() override;
-
- private:
-  std::string_view GetLogName() const override { return "SendFirmware_ATA_Dunmere"; }
 };
 
 }  // namespace Morvu

@@ -22,7 +22,6 @@ class SendFirmware_NVMe : public SendFirmware {
   StatusCode Activate();
   // Resets the adapter, and waits until the controller answers again.
   StatusCode nvmeReset();
-  std::string_view GetLogName() const override { return "SendFirmware_NVMe"; }
 };
 
 }  // namespace Morvu

@@ -17,9 +17,6 @@ class SendFirmware_SCSI : public SendFirmware {
 
  protected:
   bool DownloadChunk(ByteSpan, std::uint16_t, std::uint32_t) override { return false; }
-
- private:
-  std::string_view GetLogName() const override { return "SendFirmware_SCSI"; }
 };
 
 }  // namespace Morvu

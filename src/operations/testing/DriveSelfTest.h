@@ -46,7 +46,6 @@ class DriveSelfTest : public Function {
  private:
   struct Rules;
 
-  std::string_view GetLogName() const override { return "DriveSelfTest"; }
   bool RunTest();
   // Waits for the end of a test that runs off-line. False when it was canceled.
   bool Watch();

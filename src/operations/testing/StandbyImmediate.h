@@ -20,7 +20,6 @@ class StandbyImmediate : public Function {
  private:
   struct Rules;
 
-  std::string_view GetLogName() const override { return "StandbyImmediate"; }
   bool Fail(std::string_view text, StatusCode code);
 };
 

@@ -71,8 +71,9 @@ void PostValues(const JobContext& context, const Device& device, const SmartPars
   post(kHealthNotification, kSmartHealth, parser.SmartHealth());
   post(kHealthNotification, kSmartLife, parser.SmartLife());
   if (const auto* temperature = FindTemperature(parser)) {
-    post(kTemperatureNotification, kTemperature,
-         static_cast<std::int64_t>(ParseDecimal(*temperature)));
+    if (const auto degrees = ParseSigned(*temperature)) {
+      post(kTemperatureNotification, kTemperature, *degrees);
+    }
   }
 }
 

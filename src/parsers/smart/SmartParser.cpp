@@ -65,7 +65,7 @@ void SmartParser::WriteData(boost::property_tree::ptree& tree) const {
 }
 
 const SmartParserCore::Attributes& SmartParser::GetAttributes() const {
-  static const SmartParserCore::Attributes none;
+  static const auto& none = *new SmartParserCore::Attributes;
   return core_ ? core_->GetAttributes() : none;
 }
 

@@ -24,7 +24,6 @@ class SmartParser : public Parser {
   const SmartParserCore::Attributes& GetAttributes() const;
 
  private:
-  std::string_view GetLogName() const override { return "SmartParser"; }
   StatusCode ChooseCore();
 
   std::unique_ptr<SmartParserCore> core_;  // null for a refused drive

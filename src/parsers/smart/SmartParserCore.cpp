@@ -25,7 +25,7 @@ std::int32_t SmartParserCore::Execute() {
 }
 
 bool SmartParserCore::Fail(StatusCode code, std::string_view reason) {
-  Log(GetLogName(), "ParseSMART", __LINE__, kLogError, reason);
+  MORVU_LOG(kLogError, "ParseSMART", reason);
   End(code);
   return false;
 }

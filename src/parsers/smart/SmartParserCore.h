@@ -42,7 +42,6 @@ class SmartParserCore : public Parser {
   std::int32_t smartLife_ = 100;
 
  private:
-  std::string_view GetLogName() const override { return "SmartParserCore"; }
 };
 
 }  // namespace Morvu

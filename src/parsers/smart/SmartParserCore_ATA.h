@@ -20,7 +20,6 @@ class SmartParserCore_ATA : public SmartParserCore {
 
  private:
   std::vector<std::string> GetHeader() const override;
-  std::string_view GetLogName() const override { return "SmartParserCore_ATA"; }
 
   bool ReadSectors(ByteSpan data, ByteSpan thresholds);
   void AddAttribute(ByteView entry, std::uint8_t threshold);

@@ -20,7 +20,6 @@ class SmartParserCore_NVMe : public SmartParserCore {
 
  private:
   std::vector<std::string> GetHeader() const override;
-  std::string_view GetLogName() const override { return "SmartParserCore_NVMe"; }
 
   StatusCode ReadLog(ByteSpan data);
   void AddAttribute(ByteView entry);
