@@ -197,8 +197,9 @@ struct NvmeState {
 struct ScsiState {
   FirmwareState firmware;
   std::uint8_t stopped;
-  std::uint8_t descriptorSense;  // D_SENSE of the control mode page
-  std::uint8_t reserved[6];
+  std::uint8_t descriptorSense;     // D_SENSE of the control mode page
+  std::uint8_t blankInquirySerial;  // bytes 36 to 43 of INQUIRY
+  std::uint8_t reserved[5];
 };
 
 struct DriveState {

@@ -28,6 +28,8 @@ constexpr CommandRow kCommands[] = {
      "  --size N[K|M|G|T]    capacity (4G); the medium is a sparse file\n"
      "  --sector-size N      512 or 4096\n"
      "  --namespaces N       NVMe: 0 to 16 (1)\n"
+     "  --nsids N,N,...      NVMe: the namespaces' identifiers (1,2,...)\n"
+     "  --controllers N      NVMe: 1 to 4 of one subsystem (1)\n"
      "  --refuses-identify   NVMe: a controller that fails IDENTIFY\n"
      "  --usb                the drive hangs on a USB port\n"
      "  --device-type N      SCSI device type; 0 is a disk, 5 a CD drive\n"

@@ -4,6 +4,7 @@
 
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
+#include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
@@ -104,7 +105,7 @@ bool QRKCLI::NeedsPartitions() const {
 void QRKCLI::Scan() {
   auto options = toolConfig_.scanOptions;
   options.findLogical = options.findLogical && NeedsPartitions();
-  adapterManager_->Scan(options);
+  ScanForSelection(*this, *adapterManager_, options);
   Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }
 

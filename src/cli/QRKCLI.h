@@ -81,7 +81,7 @@ class QRKCLI : public CLIParser {
 
   void PrintBanner();
   void Scan();
-  // The list of drives shows none, and looking for them takes two shell pipelines a drive.
+  // The list of drives shows none.
   bool NeedsPartitions() const;
 
   // Carries out an option that is no feature: 1 when the run goes on, else the

@@ -242,6 +242,16 @@ TEST(Format, APartitionRefusesUnlessForced) {
   }
 }
 
+TEST(Format, UnknownPartitionsRefuse) {
+  for (const auto& spec : {SataSpec(), NvmeSpec()}) {
+    MethodDelete scene(spec);
+    scene.Prepare();
+    HidePartitions(scene);
+    EXPECT_EQ(scene.Run(nullptr), 128);
+    EXPECT_TRUE(scene.IsUntouched());
+  }
+}
+
 TEST(Format, RefusesByItsTable) {
   const std::pair<StatusCode, std::function<void(Device&)>> kRows[] = {
       {97, [](Device& d) { d.AddProperty(Properties::RAID, true); }},

@@ -1,6 +1,6 @@
 #include "devices/model/Device.h"
 
-#include "devices/system/SystemNodes.h"
+#include "devices/system/SystemFacts.h"
 
 namespace Morvu::DeviceManagement {
 
@@ -63,10 +63,15 @@ std::uint32_t Device::GetPartitionId(const Partition& partition) const {
   return hash;
 }
 
+bool Device::ArePartitionsKnown() const {
+  return FindPartitionsNow(path_->GetDevicePath()).has_value();
+}
+
 StatusCode Device::CheckPartitions() {
   if (!TestConnection()) return Status::NoCommunication;
-  return ListPartitions(path_->GetDevicePath()).empty() ? Status::NoPartition
-                                                        : Status::HasPartition;
+  const auto partitions = FindPartitionsNow(path_->GetDevicePath());
+  if (!partitions) return Status::PartitionCheckFailed;
+  return partitions->empty() ? Status::NoPartition : Status::HasPartition;
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -109,6 +109,9 @@ struct Sanitize::Rules {
   static bool PartitionsUnknown(Sanitize& sanitize) {
     return !sanitize.force_ && Refuse::PartitionsUnknown(*sanitize.device_);
   }
+  static bool PartitionsUnasked(Sanitize& sanitize) {
+    return !sanitize.force_ && Refuse::PartitionsUnasked(*sanitize.device_);
+  }
   static bool HasPartition(Sanitize& sanitize) {
     return !sanitize.force_ && Refuse::HasPartition(*sanitize.device_);
   }
@@ -130,6 +133,7 @@ struct Sanitize::Rules {
       {FrozenAndAwake,                       Status::StandbyFailed},
       {Frozen,                               Status::SanitizeFrozen},
       {PartitionsUnknown,                    Status::NoCommunication},
+      {PartitionsUnasked,                    Status::PartitionCheckFailed},
       {HasPartition,                         Status::HasPartition},
   };
   // clang-format on

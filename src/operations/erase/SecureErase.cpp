@@ -71,6 +71,9 @@ struct SecureErase::Rules {
   static bool PartitionsUnknown(SecureErase& erase) {
     return !erase.force_ && Refuse::PartitionsUnknown(*erase.device_);
   }
+  static bool PartitionsUnasked(SecureErase& erase) {
+    return !erase.force_ && Refuse::PartitionsUnasked(*erase.device_);
+  }
   static bool HasPartition(SecureErase& erase) {
     return !erase.force_ && Refuse::HasPartition(*erase.device_);
   }
@@ -96,6 +99,7 @@ struct SecureErase::Rules {
       {SecurityUnsupported,                  Status::EraseSecurityUnsupported},
       {OpalInUse,                            Status::OpalActiveOrUnknown},
       {PartitionsUnknown,                    Status::NoCommunication},
+      {PartitionsUnasked,                    Status::PartitionCheckFailed},
       {HasPartition,                         Status::HasPartition},
       {SecurityEnabled,                      Status::EraseSecurityEnabled},
       {FrozenAndAwake,                       Status::EraseStandbyFailed},

@@ -35,12 +35,16 @@ struct SendFormat::Rules {
   static bool PartitionsUnknown(SendFormat& format) {
     return !format.force_ && Refuse::PartitionsUnknown(*format.device_);
   }
+  static bool PartitionsUnasked(SendFormat& format) {
+    return !format.force_ && Refuse::PartitionsUnasked(*format.device_);
+  }
   static bool HasPartition(SendFormat& format) {
     return !format.force_ && Refuse::HasPartition(*format.device_);
   }
 
   static constexpr Refusal<SendFormat> kTable[] = {
       {PartitionsUnknown, Status::NoCommunication},
+      {PartitionsUnasked, Status::PartitionCheckFailed},
       {HasPartition, Status::HasPartition},
   };
 };
