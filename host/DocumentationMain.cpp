@@ -5,12 +5,12 @@
 
 #include "Documentation.h"
 #include "Tool.h"
+#include "messaging/drive_class/Features.h"
 
 int main(int argc, char** argv) {
   const std::string_view kind = argc == 2 ? argv[1] : "";
   std::istringstream noInput;
-  const Morvu::QRKCLI cli(MorvuTool::GetFeatureMap(), MorvuTool::GetToolConfig(),
-                          {noInput, std::cout});
+  const Morvu::QRKCLI cli(Morvu::GetFeatures(), MorvuTool::GetToolConfig(), {noInput, std::cout});
   if (kind == "man") {
     std::cout << MorvuTool::MakeManualPage(cli, MorvuTool::GetToolConfig());
   } else if (kind == "bash-completion") {

@@ -6,8 +6,8 @@ namespace {
 using Morvu::StatusCode;
 
 struct ExitRange {
-  StatusCode first;
-  StatusCode last;
+  std::int32_t first;
+  std::int32_t last;
   int exitStatus;  // of `first`; the others follow
 };
 
@@ -27,10 +27,13 @@ constexpr ExitRange kExitRanges[] = {
 int ToExitStatus(StatusCode code, StatusCode sideResult) {
   const bool isGood = code == Morvu::Status::Completed || code == Morvu::Status::FirmwareCurrent;
   if (isGood) code = sideResult;
-  if (code < 0) return kExitOsError;
-  if (code <= 255) return code;
+  if (code.IsSystemError()) return kExitOsError;
+  const auto number = code.Value();
+  if (number <= 255) return number;
   for (const auto& range : kExitRanges) {
-    if (code >= range.first && code <= range.last) return range.exitStatus + (code - range.first);
+    if (number >= range.first && number <= range.last) {
+      return range.exitStatus + (number - range.first);
+    }
   }
   return kExitUnknown;
 }

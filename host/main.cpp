@@ -7,12 +7,13 @@
 
 #include "ExitStatus.h"
 #include "Tool.h"
+#include "messaging/drive_class/Features.h"
 
 namespace {
 
 int Run(int argc, char** argv) {
   const Morvu::CLIStreams streams{std::cin, std::cout, isatty(STDOUT_FILENO) == 1};
-  Morvu::QRKCLI cli(MorvuTool::GetFeatureMap(), MorvuTool::GetToolConfig(), streams);
+  Morvu::QRKCLI cli(Morvu::GetFeatures(), MorvuTool::GetToolConfig(), streams);
   const auto code = cli.runCLI(argc, argv);
   // Output that nobody could read is no good end.
   if (!std::cout.flush()) {

@@ -13,6 +13,7 @@ CLIParameter::CLIParameter(std::string_view name, OptionKind kind, OptionCategor
 
 CLIParameter::CLIParameter(const OptionDeclaration& declaration)
     : CLIParameter(declaration.name, declaration.kind, declaration.category, {}, {}) {
+  scan_ = declaration.scan;
   for (const auto text : declaration.descriptions) AddDescription(text);
   for (const auto& argument : declaration.arguments) AddArgument(argument.text, argument.name);
   for (const auto text : declaration.examples) AddExample(text);
@@ -37,11 +38,13 @@ void CLIParameter::AddArgument(std::string_view text, std::string_view argumentN
 }
 
 CLICommand::CLICommand(std::span<const OptionDeclaration> options) {
-  for (const auto& option : options) AddParameter(std::make_unique<CLIParameter>(option));
+  for (const auto& option : options) {
+    parameters_.push_back(std::make_unique<CLIParameter>(option));
+  }
 }
 
-void CLICommand::AddParameter(std::unique_ptr<CLIParameter> parameter) {
-  if (parameter) parameters_.push_back(std::move(parameter));
+CLICommand GetFeatureDefinition(const FeatureRecord& feature) {
+  return CLICommand(feature.options);
 }
 
 }  // namespace Morvu

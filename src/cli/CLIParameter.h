@@ -1,4 +1,4 @@
-// One option of a command line, and the data that a family declares it by.
+// One option of a command line.
 #pragma once
 
 #include <cstdint>
@@ -8,40 +8,9 @@
 #include <string_view>
 #include <vector>
 
+#include "messaging/features/FeatureRecord.h"
+
 namespace Morvu {
-
-// What may stand behind an option.
-enum class OptionKind : std::uint32_t {
-  Flag = 0,     // nothing
-  Numbers = 1,  // decimal numbers, at least one
-  Text = 2,     // exactly one text
-  Texts = 3,    // any number of texts, also none
-};
-
-enum class OptionCategory : std::uint32_t {
-  Tool = 0,
-  DriveSelection = 1,
-  Feature = 2,
-  Modifier = 3,
-};
-
-// One help line of an argument. Rows with the same name follow each other and are
-// the lines of one argument.
-struct ArgumentDeclaration {
-  std::string_view name;  // "[filename]" when it may be left out, "(type)" when not
-  std::string_view text;
-};
-
-// An option as its family declares it, in static storage. Examples stand without
-// the tool's name.
-struct OptionDeclaration {
-  std::string_view name;  // with its dash
-  OptionKind kind;
-  OptionCategory category;
-  std::span<const std::string_view> descriptions;  // paragraphs
-  std::span<const ArgumentDeclaration> arguments;
-  std::span<const std::string_view> examples;
-};
 
 class CLIParameter {
  public:
@@ -58,6 +27,7 @@ class CLIParameter {
   const std::string& GetText() const { return text_; }
   OptionKind GetKind() const { return kind_; }
   OptionCategory GetCategory() const { return category_; }
+  OptionScan GetScan() const { return scan_; }
   bool IsGiven() const { return given_; }
   bool IsHidden() const { return hidden_; }
   bool IsSupported() const { return supported_; }
@@ -83,6 +53,7 @@ class CLIParameter {
   bool given_ = false;
   bool hidden_ = false;
   OptionCategory category_;
+  OptionScan scan_ = OptionScan::Any;
   bool supported_ = true;
   std::vector<std::string> values_;
   std::vector<std::string> descriptions_;
@@ -91,19 +62,17 @@ class CLIParameter {
   std::vector<std::string> examples_;
 };
 
-// The options of one Feature family, as its GetFeatureDefinition returns them.
+// The options of one family.
 class CLICommand {
  public:
-  explicit CLICommand(const OptionDeclaration& option)
-      : CLICommand(std::span<const OptionDeclaration>(&option, 1)) {}
   explicit CLICommand(std::span<const OptionDeclaration> options);
 
-  // Adds one that was built by hand.
-  void AddParameter(std::unique_ptr<CLIParameter> parameter);
   std::vector<std::unique_ptr<CLIParameter>> TakeParameters() { return std::move(parameters_); }
 
  private:
   std::vector<std::unique_ptr<CLIParameter>> parameters_;
 };
+
+CLICommand GetFeatureDefinition(const FeatureRecord& feature);
 
 }  // namespace Morvu

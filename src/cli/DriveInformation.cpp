@@ -7,8 +7,7 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
-#include "devices/identification/ProductDetection.h"
-#include "devices/identification/ProductFamilies.h"
+#include "devices/identification/Products.h"
 #include "frame/Bytes.h"
 #include "frame/Text.h"
 
@@ -19,7 +18,6 @@ using DeviceManagement::CommandSet_ATA;
 using DeviceManagement::CommandSet_NVME;
 using DeviceManagement::Device;
 using DeviceManagement::Partition;
-namespace Products = DeviceManagement::Products;
 namespace Properties = DeviceManagement::Properties;
 namespace Protocol = DeviceManagement::Protocol;
 
@@ -102,10 +100,10 @@ bool IsReachable(Device& drive) {
 }
 
 bool ShowsSpreadSpectrumClocking(const Device& drive) {
-  const auto product = drive.GetString(Properties::Product);
-  return DeviceManagement::OemAttributeFamily(product) ||
-         (product == Products::Fennimoor &&
-          drive.GetString(Properties::Firmware).substr(0, 3) >= "LCW");
+  const auto& product = DeviceManagement::ProductOf(drive);
+  const auto from = product.clockingFirmware;
+  return product.hasOemAttributes ||
+         (!from.empty() && drive.GetString(Properties::Firmware).substr(0, from.size()) >= from);
 }
 
 void AppendCapacity(ResultTable& table, const Device& drive) {
@@ -132,7 +130,7 @@ void AppendSettings(ResultTable& table, const Device& drive) {
   if (ShowsSpreadSpectrumClocking(drive)) {
     table.AppendRow({"SSC:", OnOff(drive.GetBool(Properties::SSCEnabled))});
   }
-  if (!DeviceManagement::OemAttributeFamily(drive.GetString(Properties::Product))) return;
+  if (!DeviceManagement::ProductOf(drive).hasOemAttributes) return;
   const auto speed = GetText(drive, Properties::SataNegotiatedSpeed);
   table.AppendRow({"Negotiated SATA Speed:", speed.empty() ? "Unknown" : speed});
   if (!drive.GetProperties().Has(Properties::PhyConfig)) return;

@@ -4,6 +4,7 @@
 
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
+#include "cli/Prompt.h"
 #include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
@@ -30,7 +31,7 @@ std::string JoinArguments(int argc, const char* const* argv) {
 
 }  // namespace
 
-QRKCLI::QRKCLI(std::span<const FeatureEntry> featureMap, const ToolConfig& toolConfig,
+QRKCLI::QRKCLI(std::span<const FeatureRecord* const> features, const ToolConfig& toolConfig,
                const CLIStreams& streams)
     : CLIParser(streams, toolConfig.toolName),
       toolConfig_(toolConfig),
@@ -38,9 +39,10 @@ QRKCLI::QRKCLI(std::span<const FeatureEntry> featureMap, const ToolConfig& toolC
   for (const auto& option : GetToolOptions()) {
     AddParameter(std::make_unique<CLIParameter>(option));
   }
-  for (const auto& entry : featureMap) {
-    for (auto& parameter : entry.getFeatureDefinition().TakeParameters()) {
-      handlers_[parameter.get()] = entry.runCLI;
+  for (const auto* feature : features) {
+    const auto* option = feature->options.data();
+    for (auto& parameter : GetFeatureDefinition(*feature).TakeParameters()) {
+      handlers_[parameter.get()] = {feature, option++};
       AddParameter(std::move(parameter));
     }
   }
@@ -62,8 +64,7 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   }
   MORVU_LOG(kLogInfo, "runCLI", GetToolName() + " " + JoinArguments(argc, argv));
 
-  // What ends the run without a drive needs no scan.
-  if (!HasOption("-help") && !HasOption("-license")) Scan();
+  Scan();
   if (const auto result = HandleOptions(); result != Status::ReadyToRun) return Finish(result);
   if (devices_.empty()) devices_ = adapterManager_->GetDrives();
   if (const auto* feature = FindGivenFeature()) return RunFeature(*feature);
@@ -93,18 +94,19 @@ void QRKCLI::PrintBanner() {
   PrintLine();
 }
 
-bool QRKCLI::NeedsPartitions() const {
-  if (HasOption("-drive_list")) return false;
-  return std::ranges::any_of(GetParameters(), [](const auto& parameter) {
-    const auto category = parameter->GetCategory();
-    return parameter->IsGiven() &&
-           (category == OptionCategory::DriveSelection || category == OptionCategory::Feature);
-  });
+OptionScan QRKCLI::GetWantedScan() const {
+  auto wanted = OptionScan::Any;
+  for (const auto& parameter : GetParameters()) {
+    if (parameter->IsGiven()) wanted = std::min(wanted, parameter->GetScan());
+  }
+  return wanted == OptionScan::Any ? OptionScan::Drives : wanted;
 }
 
 void QRKCLI::Scan() {
+  const auto wanted = GetWantedScan();
+  if (wanted == OptionScan::None) return;
   auto options = toolConfig_.scanOptions;
-  options.findLogical = options.findLogical && NeedsPartitions();
+  options.findLogical = options.findLogical && wanted == OptionScan::Partitions;
   ScanForSelection(*this, *adapterManager_, options);
   Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }
@@ -130,10 +132,10 @@ StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
   if (devices_.empty()) return Finish(Status::NoDrivesFound);
   if (drivePicked_) PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);
-  if (handler == handlers_.end() || handler->second == nullptr) {
+  if (handler == handlers_.end() || handler->second.option->run == nullptr) {
     return Finish(Status::InvalidArguments);
   }
-  return handler->second(*this, devices_);
+  return RunCLI(*this, *handler->second.feature, *handler->second.option, devices_);
 }
 
 StatusCode QRKCLI::RunWithoutFeature(int argc) {

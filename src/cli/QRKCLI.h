@@ -22,21 +22,6 @@ class Device;
 class QRKCLI;
 class ResultTable;
 
-// The drives that a command line selected, at least one. The front end owns them;
-// they live as long as the call.
-using SelectedDrives = std::span<DeviceManagement::Device* const>;
-
-// A family's road from the command line. It runs its operation on the drives (the
-// first, if it works on one), and ends with `return cli.Finish(code)`.
-using RunCLIFunction = StatusCode (*)(QRKCLI& cli, SelectedDrives devices);
-
-// One Feature family of a host: one line of its feature map.
-struct FeatureEntry {
-  std::string_view name;
-  CLICommand (*getFeatureDefinition)();
-  RunCLIFunction runCLI;
-};
-
 // What a host tells about itself.
 struct ToolConfig {
   std::string_view toolName;     // the program, as it is typed
@@ -54,8 +39,8 @@ struct ToolConfig {
 
 class QRKCLI : public CLIParser {
  public:
-  // The map and the configuration are not owned and outlive the object.
-  QRKCLI(std::span<const FeatureEntry> featureMap, const ToolConfig& toolConfig,
+  // The records and the configuration are not owned and outlive the object.
+  QRKCLI(std::span<const FeatureRecord* const> features, const ToolConfig& toolConfig,
          const CLIStreams& streams);
   ~QRKCLI() override;
 
@@ -81,8 +66,8 @@ class QRKCLI : public CLIParser {
 
   void PrintBanner();
   void Scan();
-  // The list of drives shows none.
-  bool NeedsPartitions() const;
+  // What the given options want, the drives when none has a say.
+  OptionScan GetWantedScan() const;
 
   // Carries out an option that is no feature: 1 when the run goes on, else the
   // status that it ends with.
@@ -113,7 +98,12 @@ class QRKCLI : public CLIParser {
 
   const ToolConfig& toolConfig_;
   std::unique_ptr<DeviceManagement::AdapterManager> adapterManager_;
-  std::map<const CLIParameter*, RunCLIFunction> handlers_;
+  // The record that each of the features' options comes from.
+  struct Handler {
+    const FeatureRecord* feature;
+    const OptionDeclaration* option;
+  };
+  std::map<const CLIParameter*, Handler> handlers_;
   std::vector<Device*> devices_;
   bool drivePicked_ = false;
   bool onlyModifiers_ = true;

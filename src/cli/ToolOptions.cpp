@@ -90,21 +90,25 @@ constexpr auto kFlag = OptionKind::Flag;
 constexpr auto kNumbers = OptionKind::Numbers;
 constexpr auto kText = OptionKind::Text;
 constexpr auto kTexts = OptionKind::Texts;
+constexpr auto kNothing = OptionScan::None;
+constexpr auto kDrives = OptionScan::Drives;
+constexpr auto kAll = OptionScan::Partitions;
+constexpr auto kAny = OptionScan::Any;
 
 // clang-format off
 constexpr OptionDeclaration kToolOptions[] = {
-    // name           kind      category        help             arguments         examples
-    {"-help",         kTexts,   Tool,           kHelpText,       kHelpArguments,   kHelpExamples},
-    {"-license",      kFlag,    Tool,           kLicenseText,    {},               {}},
-    {"-log",          kTexts,   Tool,           kLogText,        kLogArguments,    kLogExamples},
-    {"-drive_list",   kTexts,   Tool,           kListText,       kListArguments,   kListExamples},
-    {"-drive_index",  kNumbers, DriveSelection, kIndexText,      kIndexArguments,  kIndexExamples},
-    {"-drive_letter", kText,    DriveSelection, kLetterText,     kLetterArguments, kLetterExamples},
-    {"-drive_serial", kText,    DriveSelection, kSerialText,     kSerialArguments, kSerialExamples},
-    {"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples},
-    {"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples},
-    {"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples},
-    {"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples},
+    // name           kind      category        help             arguments         examples             scan
+    {"-help",         kTexts,   Tool,           kHelpText,       kHelpArguments,   kHelpExamples,       kNothing},
+    {"-license",      kFlag,    Tool,           kLicenseText,    {},               {},                  kNothing},
+    {"-log",          kTexts,   Tool,           kLogText,        kLogArguments,    kLogExamples,        kAny},
+    {"-drive_list",   kTexts,   Tool,           kListText,       kListArguments,   kListExamples,       kDrives},
+    {"-drive_index",  kNumbers, DriveSelection, kIndexText,      kIndexArguments,  kIndexExamples,      kAll},
+    {"-drive_letter", kText,    DriveSelection, kLetterText,     kLetterArguments, kLetterExamples,     kAll},
+    {"-drive_serial", kText,    DriveSelection, kSerialText,     kSerialArguments, kSerialExamples,     kAll},
+    {"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples,       kAll},
+    {"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples,      kAny},
+    {"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny},
+    {"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples, kAny},
 };
 // clang-format on
 

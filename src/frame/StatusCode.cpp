@@ -11,7 +11,7 @@ namespace Morvu {
 namespace {
 
 struct StatusText {
-  StatusCode code;
+  std::int32_t code;
   std::string_view text;
 };
 
@@ -27,11 +27,10 @@ static_assert(std::ranges::adjacent_find(kStatusTexts, std::ranges::greater_equa
 }  // namespace
 
 std::string GetStatusText(StatusCode code) {
-  if (code < 0) return "OS Error: " + std::to_string(code);
-  const auto row = std::ranges::lower_bound(kStatusTexts, code, {}, &StatusText::code);
-  if (row == std::end(kStatusTexts) || row->code != code) {
-    return "Unknown error: " + std::to_string(code);
-  }
+  const auto number = std::to_string(code.Value());
+  if (code.IsSystemError()) return "OS Error: " + number;
+  const auto row = std::ranges::lower_bound(kStatusTexts, code.Value(), {}, &StatusText::code);
+  if (row == std::end(kStatusTexts) || row->code != code.Value()) return "Unknown error: " + number;
   return std::string(row->text);
 }
 

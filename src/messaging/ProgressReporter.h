@@ -6,14 +6,29 @@
 
 namespace Morvu {
 
-// How a Feature reaches whoever runs it. Any pointer may be null. The functions
-// are called on the Feature's thread, with `owner` as their first argument.
-struct ProgressReporter {
-  void* owner = nullptr;
-  void (*setPercent)(void* owner, std::int32_t percent) = nullptr;
-  void (*setState)(void* owner, std::int32_t state) = nullptr;
-  void (*setErrorCode)(void* owner, StatusCode code) = nullptr;
-  bool (*isCancelRequested)(void* owner) = nullptr;
+// How a Feature reaches whoever runs it. Called on the Feature's thread.
+class ProgressReporter {
+ public:
+  virtual ~ProgressReporter() = default;
+  virtual void SetPercent(std::int32_t percent) = 0;
+  virtual void SetState(std::int32_t state) = 0;
+  virtual void SetErrorCode(StatusCode code) = 0;
+  virtual bool IsCancelRequested() = 0;
 };
+
+// Hears nothing and never asks to stop.
+class SilentReporter : public ProgressReporter {
+ public:
+  void SetPercent(std::int32_t) override {}
+  void SetState(std::int32_t) override {}
+  void SetErrorCode(StatusCode) override {}
+  bool IsCancelRequested() override { return false; }
+};
+
+// The reporter of a run that nobody watches. It has no state: any thread may use it.
+inline ProgressReporter& NoReporter() {
+  static SilentReporter reporter;
+  return reporter;
+}
 
 }  // namespace Morvu

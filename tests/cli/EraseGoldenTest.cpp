@@ -14,6 +14,7 @@
 #include "ExitStatus.h"
 #include "TestFleet.h"
 #include "Tool.h"
+#include "messaging/drive_class/Features.h"
 
 namespace MorvuTool {
 namespace {
@@ -58,7 +59,7 @@ std::string Record(const EraseRun& run) {
   }
   std::istringstream in{std::string(run.answer)};
   std::ostringstream out;
-  Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
   auto text = out.str();
   const auto information = text.rfind("\n\n\n");

@@ -15,6 +15,7 @@
 #include "ExitStatus.h"
 #include "TestFleet.h"
 #include "Tool.h"
+#include "messaging/drive_class/Features.h"
 
 namespace MorvuTool {
 namespace {
@@ -140,7 +141,8 @@ std::string Golden::Record(const GoldenRun& run) {
   }
   out << '\n';
   std::istringstream in;
-  const auto features = run.withFeatures ? GetFeatureMap() : std::span<const Morvu::FeatureEntry>();
+  const auto features =
+      run.withFeatures ? Morvu::GetFeatures() : std::span<const Morvu::FeatureRecord* const>();
   Morvu::QRKCLI cli(features, GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
   out << "exit status " << ToExitStatus(code, cli.GetSideResult()) << '\n';
@@ -244,7 +246,7 @@ Morvu::StatusCode RunLine(const std::vector<std::string>& arguments, std::string
   for (const auto& argument : arguments) argv.push_back(argument.c_str());
   std::istringstream in;
   std::ostringstream out;
-  Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
   printed = out.str();
   return code;

@@ -43,7 +43,7 @@ struct SelectionCase {
 class OneDriveTest : public SelectionTest, public testing::WithParamInterface<SelectionCase> {};
 
 TEST_P(OneDriveTest, IsAskedAlone) {
-  const auto outcome = RunToolLine({}, GetParam().words);
+  const auto outcome = RunToolLine(GetParam().words);
   EXPECT_EQ(!GetParam().path.empty(), outcome.code == 0) << outcome.output;
   for (auto* drive : {&foreign_, &sata_, &nvme_, &two_}) {
     const bool isShown = outcome.output.find(drive->Node() + " ") != std::string::npos;
@@ -71,23 +71,23 @@ INSTANTIATE_TEST_SUITE_P(
 
 // Which of them is meant cannot be told.
 TEST_F(SelectionTest, AControllerWithSeveralNamespacesNamesNone) {
-  const auto outcome = RunToolLine({}, {"-drive_path", "/dev/nvme1"});
+  const auto outcome = RunToolLine({"-drive_path", "/dev/nvme1"});
   EXPECT_NE(0, outcome.code);
   EXPECT_THAT(outcome.output, Not(HasSubstr("/dev/nvme1n")));
 }
 
 // Alone it has the number that the list of all gives it.
 TEST_F(SelectionTest, ADriveKeepsItsNumber) {
-  EXPECT_THAT(RunToolLine({}, {"-drive_path", "/dev/sg1"}).output,
+  EXPECT_THAT(RunToolLine({"-drive_path", "/dev/sg1"}).output,
               testing::ContainsRegex("Drive Index: +\\| 4 "));
-  EXPECT_THAT(RunToolLine({}, {"-drive_index", "4"}).output, HasSubstr("/dev/sg1"));
+  EXPECT_THAT(RunToolLine({"-drive_index", "4"}).output, HasSubstr("/dev/sg1"));
 }
 
 TEST_F(SelectionTest, WaitsForNoOtherDrive) {
   const HeldDrive held(fleet_, "sg0");
   for (const char* option : {"-drive_path", "-drive_serial"}) {
     const auto* value = std::string_view(option) == "-drive_path" ? "/dev/sg1" : "SATA1";
-    EXPECT_EQ(0, RunToolLine({}, {option, value}).code);
+    EXPECT_EQ(0, RunToolLine({option, value}).code);
   }
 }
 

@@ -7,6 +7,7 @@
 #include "ExitStatus.h"
 #include "Tool.h"
 #include "frame/Text.h"
+#include "messaging/drive_class/Features.h"
 #include "support/Sweep.h"
 
 namespace MorvuTool {
@@ -23,11 +24,11 @@ using ::testing::HasSubstr;
 struct LineScene : DriveScene {
   using DriveScene::DriveScene;
   void Prepare() override {}
-  Morvu::StatusCode Run(const Morvu::ProgressReporter*) override {
+  Morvu::StatusCode Run(Morvu::ProgressReporter&) override {
     const char* argv[] = {"morvussd", "-smart"};
     std::istringstream in;
     std::ostringstream out;
-    Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+    Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
     const auto code = cli.runCLI(2, argv);
     exitStatus = ToExitStatus(code, cli.GetSideResult());
     printed = out.str();
@@ -62,7 +63,7 @@ void CheckAta(const LineScene& scene, const SweptRun& run) {
     EXPECT_EQ(run.code, 0);
   } else {
     // Unknown to be ATA, or gone, a drive shows nothing; all else is of no account.
-    EXPECT_THAT(run.code, AnyOf(0, 4, 72, 118));
+    EXPECT_THAT(run.code.Value(), AnyOf(0, 4, 72, 118));
   }
 }
 
@@ -79,7 +80,7 @@ TEST(SmartLine, EndsWithTheCodeOfTheNvmeCommandThatFailed) {
     if (isLog) {
       EXPECT_EQ(run.code, 23);
     } else {
-      EXPECT_THAT(run.code, AnyOf(0, 4, 72, 118));
+      EXPECT_THAT(run.code.Value(), AnyOf(0, 4, 72, 118));
     }
   });
 }

@@ -8,6 +8,7 @@
 #include "Documentation.h"
 #include "ExitStatus.h"
 #include "Tool.h"
+#include "messaging/drive_class/Features.h"
 
 namespace MorvuTool {
 namespace {
@@ -29,7 +30,7 @@ TEST(ExitStatus, TellsTheCodesAbove255Apart) {
   for (const int code : {260, 261, 262, 269, 273, 274, 275, 276, 277, 278, 279, 280, 281,
                          282, 284, 285, 286, 287, 288, 289, 290, 291, 292, 293, 294, 295,
                          296, 297, 298, 299, 300, 301, 302, 903, 904, 905, 907, 908}) {
-    const int exitStatus = ToExitStatus(code, 0);
+    const int exitStatus = ToExitStatus(Morvu::StatusCode::FromValue(code), 0);
     EXPECT_GE(exitStatus, 24) << code;
     EXPECT_LE(exitStatus, 65) << code;
     EXPECT_TRUE(codes.emplace(exitStatus, code).second)
@@ -40,7 +41,7 @@ TEST(ExitStatus, TellsTheCodesAbove255Apart) {
 TEST(Documentation, TellsEveryOption) {
   std::istringstream in;
   std::ostringstream out;
-  const Morvu::QRKCLI cli(GetFeatureMap(), GetToolConfig(), {in, out});
+  const Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto page = MakeManualPage(cli, GetToolConfig());
   const auto completion = MakeBashCompletion(cli, GetToolConfig());
   for (const auto& parameter : cli.GetParameters()) {

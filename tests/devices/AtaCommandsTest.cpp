@@ -115,22 +115,22 @@ TEST_F(AtaCommands, ErasePrepareIsARead_InIdeMode) {
 
 TEST_F(AtaCommands, TheSectorSizeOfTheDeviceMakesTheLength) {
   properties.Add(DeviceProperty(Properties::SectorSize, 4096u));
-  set.ataReadDma(LargeBuffer(), 0, 2);
+  (void)set.ataReadDma(LargeBuffer(), 0, 2);
   EXPECT_EQ(8192u, TakeCommand().transferLength);
   properties.Remove(Properties::SectorSize);
-  set.ataReadDma(LargeBuffer(), 0, 2);
+  (void)set.ataReadDma(LargeBuffer(), 0, 2);
   EXPECT_EQ(0u, TakeCommand().transferLength);
 }
 
 TEST_F(AtaCommands, NeverMoveMoreThanTheBufferHolds) {
-  set.ataReadDma(LargeBuffer().first(512), 0, 0);
+  (void)set.ataReadDma(LargeBuffer().first(512), 0, 0);
   EXPECT_EQ(512u, TakeCommand().transferLength);
 }
 
 TEST_F(AtaCommands, GoToTheDeviceByteForByte) {
   Bytes data(1024);
   for (std::size_t i = 0; i < data.size(); ++i) data[i] = static_cast<std::uint8_t>(i * 7);
-  set.ataWriteDma(data, 0, 2);
+  (void)set.ataWriteDma(data, 0, 2);
   EXPECT_EQ(Simulator::Digest(data.data(), data.size()), TakeCommand().dataDigest);
 }
 

@@ -187,7 +187,7 @@ TEST(TestDevice, OfAnNvmeDriveIsAnIdentify) {
   EXPECT_EQ(0x06, entry.Opcode());
   EXPECT_EQ(1u, entry.Cdw(10));
   EXPECT_EQ(4096u, entry.transferLength);
-  node.path.Close();
+  (void)node.path.Close();
   EXPECT_FALSE(node.path.TestDevice());
   EXPECT_TRUE(node.drive.Journal().empty());
 }
@@ -311,10 +311,10 @@ TEST(CommandPath, HandsItsTimeoutToTheKernel) {
   CommandSet_ATA set(node.properties, node.path);
   {
     const TimeoutGuard guard(node.path, 3600);
-    set.ataFlushCache();
+    (void)set.ataFlushCache();
     EXPECT_EQ(3600000u, node.TakeCommand().timeoutMs);
   }
-  set.ataFlushCache();
+  (void)set.ataFlushCache();
   EXPECT_EQ(5000u, node.TakeCommand().timeoutMs);
 }
 
@@ -323,7 +323,7 @@ TEST(CommandPath, NvmeLeavesTheTimeoutToTheKernel) {
   CommandSet_NVME set(node.properties, node.path);
   const TimeoutGuard guard(node.path, 3600);
   NvmeCompletion done;
-  set.nvmeGetFeatures(0x04, 0, 0, 0, done);
+  (void)set.nvmeGetFeatures(0x04, 0, 0, 0, done);
   EXPECT_EQ(0u, node.TakeCommand().timeoutMs);
 }
 
@@ -373,7 +373,7 @@ TEST(CommandPath, NvmeKeepsTheQueueEntry) {
   NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
   CommandSet_NVME set(node.properties, node.path);
   NvmeCompletion done;
-  set.nvmeSetFeatures(0x04, 0x11223344, 0xA1A2A3A4, 0xB1B2B3B4, 0, done);
+  (void)set.nvmeSetFeatures(0x04, 0x11223344, 0xA1A2A3A4, 0xB1B2B3B4, 0, done);
   const ByteView sent(node.path.GetSentBuffer());
   EXPECT_EQ(0x00000009u, ReadLittle32(sent, 0));
   EXPECT_EQ(0x11223344u, ReadLittle32(sent, 4));
@@ -409,7 +409,7 @@ TEST(CommandLog, HasTwoLinesForEachCommand) {
   CommandSet_ATA set(node.properties, node.path);
   KeepingLogger logger;
   SetLogLevel(kLogInfo);
-  set.ataCheckPowerMode();
+  (void)set.ataCheckPowerMode();
   ASSERT_EQ(2u, logger.records.size());
   EXPECT_EQ("CommandPath", logger.records[0].file);
   EXPECT_EQ("LogCommand", logger.records[0].function);
@@ -424,7 +424,7 @@ TEST(CommandLog, TellsAnNvmeCommandAsText) {
   KeepingLogger logger;
   SetLogLevel(kLogDebug);
   NvmeCompletion done;
-  set.nvmeFlush(0xA0B0C0D0, 1, done);
+  (void)set.nvmeFlush(0xA0B0C0D0, 1, done);
   ASSERT_EQ(3u, logger.records.size());
   EXPECT_EQ("CommandSet_NVME", logger.records[0].file);
   EXPECT_EQ("nvmeFlush", logger.records[0].function);
@@ -446,7 +446,7 @@ TEST(CommandLog, TellsAnNvmeCommandAsText) {
       "  CDW15     : 0(0x00000000) \n",
       logger.records[0].message);
   logger.records.clear();
-  set.nvmeSetFeatures(0x04, 0, 0, 0, 0, done);
+  (void)set.nvmeSetFeatures(0x04, 0, 0, 0, 0, done);
   EXPECT_EQ(2u, logger.records.size());
 }
 
@@ -456,7 +456,7 @@ TEST(CommandLog, TellsAFailedCall) {
   KeepingLogger logger;
   SetLogLevel(kLogError);
   node.drive.Inject(Fault::IoctlError(EIO).Times(1));
-  set.ataFlushCache();
+  (void)set.ataFlushCache();
   ASSERT_EQ(1u, logger.records.size());
   EXPECT_EQ("SendOpcodeCore", logger.records[0].function);
   EXPECT_EQ("ioctl failed: -1", logger.records[0].message);
@@ -466,7 +466,7 @@ TEST(CommandPath, AllocatesNothingForACommand) {
   NodeUnderTest<CommandPath_ATA_SCSI> ata({});
   CommandSet_ATA set(ata.properties, ata.path);
   Bytes data(512);
-  set.ataReadDmaExt(data, 0, 0, 1);  // the simulator opens its medium
+  (void)set.ataReadDmaExt(data, 0, 0, 1);  // the simulator opens its medium
   const auto before = CountAllocations();
   EXPECT_EQ(Status::Completed, set.ataReadDmaExt(data, 0, 0, 1));
   EXPECT_EQ(Status::Completed, set.ataFlushCache());

@@ -6,6 +6,7 @@
 
 #include "devices/identification/ProductDetection.h"
 #include "devices/identification/ProductTable.h"
+#include "devices/identification/Products.h"
 #include "devices/properties/PropertyCatalogue.h"
 
 namespace Morvu::DeviceManagement {
@@ -80,6 +81,58 @@ TEST(ProductTable, EachSerialFamilyIsReached) {
                         std::string(row.capacities.substr(0, 3)) + version + "GN";
     EXPECT_EQ(&row, FindSerialFamily(serial)) << serial;
     EXPECT_EQ(nullptr, FindSerialFamily(serial + "0"));
+  }
+}
+
+// ---- Traits ----
+
+struct TraitCase {
+  bool Product::*trait;
+  std::vector<std::string_view> with, without;
+};
+
+// Products that have a trait, and the nearest that do not.
+TEST(Products, HaveTheirTraits) {
+  const TraitCase kCases[] = {
+      {&Product::isShown,
+       {"Caldrome", "Tovarik", "Vorsham", "Vorsham3", "Cobbenrath", "Cobbenrath HD",
+        "Cobbenrath M2", "Cobbenrath Lisk", "Oxbrenn 10", "Oxbrenn 3", "OxbrennSE L95", "Wyndrake",
+        "Aldwreth"},
+       {"Caldrome X8", "OxbrennSE HD", "Marrow Fell", "Ruskaven", "Fennimoor", "Brastow"}},
+      {&Product::hasOemAttributes,
+       {"Vorsham", "Vorsham3", "Cobbenrath", "Cobbenrath HD", "Cobbenrath M2", "Cobbenrath Lisk",
+        "Marrow Fell", "Oxbrenn 10", "Oxbrenn 3", "OxbrennSE L95"},
+       {"OxbrennSE HD", "Caldrome", "Drennick", "Plinthway"}},
+      {&Product::hasNvmeAttributes,
+       {"Caldrome", "Tovarik", "Aldwreth", "Wyndrake", "Ruskaven"},
+       {"Caldrome X8", "Vorsham", "Ostrane"}},
+      {&Product::hasThreeTemperatures,
+       {"Fennimoor", "Ickmoor", "Nolvaine", "Drennick", "DrennickRefresh", "DrennickRefresh535"},
+       {"DrennickRefresh2", "Harnsey", "Sorvane"}},
+      {&Product::hidesWorkload, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
+      {&Product::hidesLife, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
+      {&Product::tellsOpal,
+       {"Nolvaine", "Drennick", "DrennickRefresh"},
+       {"DrennickRefresh2", "DrennickRefresh535"}},
+      {&Product::hasRemoteErase, {"Drennick", "DrennickRefresh"}, {"Nolvaine", "DrennickRefresh2"}},
+      {&Product::needsIdentify,
+       {"Tarnwell", "Wistle Brook", "Sedgwold Brook", "Yarrowick 2"},
+       {"Tarnwell Refresh", "Tessaly Brook", "Yarrowick", "Yarrowick SLC"}},
+      {&Product::takesFirstBlockTwice, {"Dunmere"}, {"Ruskaven", "Yarrowick"}},
+  };
+  for (const auto& each : kCases) {
+    for (const auto name : each.with) EXPECT_TRUE(FindProduct(name).*each.trait) << name;
+    for (const auto name : each.without) {
+      EXPECT_EQ(FindProduct(name).name, name);
+      EXPECT_FALSE(FindProduct(name).*each.trait) << name;
+    }
+  }
+}
+
+TEST(Products, AreToldApartByTheWholeName) {
+  for (const auto* name : {"", "Vorsham2", "vorsham", "Cobbenrath "}) {
+    EXPECT_FALSE(OemAttributeFamily(name)) << name;
+    EXPECT_EQ(FindProduct(name).name, "");
   }
 }
 

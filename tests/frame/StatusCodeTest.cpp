@@ -7,15 +7,17 @@
 namespace Morvu {
 namespace {
 
-bool HasText(StatusCode code) {
-  return GetStatusText(code) != "Unknown error: " + std::to_string(code);
+std::string TextOf(std::int32_t number) { return GetStatusText(StatusCode::FromValue(number)); }
+
+bool HasText(std::int32_t number) {
+  return TextOf(number) != "Unknown error: " + std::to_string(number);
 }
 
 TEST(StatusTexts, Are281) {
-  const std::set<StatusCode> without = {191, 200, 206, 239, 243, 244, 245, 251, 256, 257, 258,
-                                        259, 263, 264, 265, 266, 267, 268, 270, 271, 272, 283};
+  const std::set<std::int32_t> without = {191, 200, 206, 239, 243, 244, 245, 251, 256, 257, 258,
+                                          259, 263, 264, 265, 266, 267, 268, 270, 271, 272, 283};
   int count = 0;
-  for (StatusCode code = 0; code <= 302; ++code) {
+  for (std::int32_t code = 0; code <= 302; ++code) {
     EXPECT_EQ(!without.contains(code), HasText(code)) << code;
     count += HasText(code);
   }
@@ -32,8 +34,8 @@ TEST(StatusTexts, OfNumbersWithoutARowTellTheNumber) {
 
 TEST(StatusTexts, NameTheirOwnNumberWhereTheyNameOne) {
   int named = 0;
-  for (StatusCode code = 0; code <= 302; ++code) {
-    const auto text = GetStatusText(code);
+  for (std::int32_t code = 0; code <= 302; ++code) {
+    const auto text = TextOf(code);
     if (text.find("encountered an error (") == text.npos) continue;
     EXPECT_NE(text.npos, text.find("(" + std::to_string(code) + ")")) << text;
     ++named;
@@ -43,7 +45,7 @@ TEST(StatusTexts, NameTheirOwnNumberWhereTheyNameOne) {
 
 TEST(StatusTexts, ThatAreTheSame) {
   for (const auto& [left, right] : {std::pair{2, 81}, std::pair{77, 255}, std::pair{221, 237}}) {
-    EXPECT_EQ(GetStatusText(left), GetStatusText(right));
+    EXPECT_EQ(TextOf(left), TextOf(right));
   }
   EXPECT_EQ("Completed successfully.", GetStatusText(Status::Completed));
   EXPECT_EQ("Running...", GetStatusText(Status::Running));

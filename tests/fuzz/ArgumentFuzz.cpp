@@ -13,16 +13,14 @@ namespace {
 constexpr std::string_view kText[] = {"A feature's text, with enough words to fold the line."};
 constexpr Morvu::ArgumentDeclaration kArguments[] = {{"[file]", "A file."}};
 constexpr std::string_view kExamples[] = {"-drive_index 1 -feature"};
-constexpr Morvu::OptionDeclaration kOption = {
-    "-feature", Morvu::OptionKind::Texts, Morvu::OptionCategory::Feature, kText, kArguments,
-    kExamples};
-
-Morvu::CLICommand GetDefinition() { return Morvu::CLICommand(kOption); }
-
 // Not reached: the line asks for help.
-Morvu::StatusCode Run(Morvu::QRKCLI&, Morvu::SelectedDrives) { __builtin_trap(); }
+Morvu::StatusCode Run(const Morvu::FeatureCall&) { __builtin_trap(); }
 
-constexpr Morvu::FeatureEntry kFeatures[] = {{"Feature", &GetDefinition, &Run}};
+constexpr Morvu::OptionDeclaration kOptions[] = {{"-feature", Morvu::OptionKind::Texts,
+                                                  Morvu::OptionCategory::Feature, kText, kArguments,
+                                                  kExamples, Morvu::OptionScan::Partitions, &Run}};
+constexpr Morvu::FeatureRecord kFeature = {.name = "Feature", .options = kOptions};
+constexpr const Morvu::FeatureRecord* kFeatures[] = {&kFeature};
 
 std::vector<std::string> SplitEntries(const std::uint8_t* data, std::size_t size) {
   std::vector<std::string> entries(1);

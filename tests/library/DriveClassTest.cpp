@@ -14,19 +14,22 @@ namespace {
 using Simulator::Fault;
 using Simulator::Kind;
 
-// The descriptions of both classes. The file holds all methods; those that the library
-// does not have yet are left out of the comparison.
+// Methods of the file that the library does not have yet.
+const std::set<std::string> kMethodsToCome = {
+    "DataIntegrity", "GetFeatureNVMe", "HDATemperature", "IdentifyParser", "NVMeLogParser",
+    "PhyCounters",   "ReadEventLog",   "ReadLog",        "ReadNlog",       "ReadScan",
+};
+
+// The descriptions of both classes.
 TEST(DriveClasses, AreDescribedAsTheFileHas) {
   Host host;
   const auto message =
       ParseMessage(host.Call("<Message subject='supported functionality'/>").Text());
   std::string described;
-  std::set<std::string> methods;
   for (const auto& [tag, subject] : message) {
     const auto cimClass = AttributeText(subject, "cimClass");
     if (tag != "Subject" || (cimClass != "MorvuSSD" && cimClass != "Device")) continue;
     described += Outline(tag, subject);
-    for (const auto& child : subject) methods.insert(AttributeText(child.second, "name"));
   }
 
   std::string expected;
@@ -36,7 +39,7 @@ TEST(DriveClasses, AreDescribedAsTheFileHas) {
     if (!line.starts_with("    ")) {
       const auto name = line.substr(line.find(" name=\"") + 7);
       const bool isMethod = line.find("type=\"method\"") != line.npos;
-      isKept = !isMethod || methods.count(name.substr(0, name.find('"'))) != 0;
+      isKept = !isMethod || kMethodsToCome.count(name.substr(0, name.find('"'))) == 0;
     }
     if (isKept) expected += line + "\n";
   }

@@ -151,9 +151,9 @@ struct HostScene : Scene {
     host.emplace();
     host->Call(kScan);
   }
-  Morvu::StatusCode Run(const Morvu::ProgressReporter*) override {
+  Morvu::StatusCode Run(Morvu::ProgressReporter&) override {
     reply = host->Call(kReadBySerial);
-    return reply.ErrorCode();
+    return Morvu::StatusCode::FromValue(reply.ErrorCode());
   }
   std::optional<Host> host;
   Reply reply;
@@ -168,7 +168,7 @@ void CheckRun(const HostScene& scene, const SweptRun& run) {
     EXPECT_EQ(run.code, 0);  // the read whose data nobody looks at
   } else {
     // A drive that does not answer is not selected, or refused.
-    EXPECT_THAT(run.code, AnyOf(0, 4, 245));
+    EXPECT_THAT(run.code.Value(), AnyOf(0, 4, 245));
   }
   EXPECT_EQ(scene.reply.Listed().empty(), run.code != 0);
   EXPECT_EQ(scene.reply.Job("JobState"), "7");
@@ -178,7 +178,7 @@ TEST(SmartSweep, OverARefusal) { SweepFaults<HostScene>(Fault::Fail().Times(1), 
 TEST(SmartSweep, OverATimeOut) { SweepFaults<HostScene>(Fault::Hang().Times(1), CheckRun); }
 TEST(SmartSweep, OverADriveThatGoes) {
   SweepFaults<HostScene>(Fault::Vanish(), [](const HostScene& scene, const SweptRun& run) {
-    EXPECT_THAT(run.code, AnyOf(4, 22, 23, 245));
+    EXPECT_THAT(run.code.Value(), AnyOf(4, 22, 23, 245));
     EXPECT_EQ(scene.reply.Job("JobState"), "7");
   });
 }

@@ -40,7 +40,7 @@ class HandMadeDrive : public Drive {
 };
 
 // A job's context without a job, on drives of its own.
-class DriveClass : public ::testing::Test {
+class DriveClass : public ::testing::Test, protected NoJobServices, protected SilentReporter {
  protected:
   HandMadeDrive& Add(std::string_view serial, bool isMorvu = true) {
     auto& drive = *drives_.emplace_back(std::make_unique<HandMadeDrive>(serial, isMorvu));
@@ -57,13 +57,8 @@ class DriveClass : public ::testing::Test {
     JobContext context;
     context.request = request_.get();
     context.subject = subject;
-    context.manager = reinterpret_cast<JobManager*>(this);
-    context.reporter = &reporter_;
-    context.setNotifyProgress = [](Job*, bool) {};
-    context.selectDevices = [](JobManager* manager, SelectedDevices& selected,
-                               const Message* request) {
-      SelectDevices(reinterpret_cast<DriveClass*>(manager)->Drives(), request, selected);
-    };
+    context.reporter = this;
+    context.services = this;
     return HandleMorvuSSD(context);
   }
 
@@ -83,19 +78,22 @@ class DriveClass : public ::testing::Test {
     return drives;
   }
 
+  void SelectDevices(SelectedDevices& selected, const Message* request) override {
+    Morvu::SelectDevices(Drives(), request, selected);
+  }
+  void SetNotifyProgress(bool notify) override { notifiesProgress = notify; }
+  void SetPercent(std::int32_t value) override { percent = value; }
+  void SetState(std::int32_t value) override { state = value; }
+  void SetErrorCode(StatusCode value) override { code = value; }
+
   StatusCode code = -1;
   std::int32_t percent = -1;
   std::int32_t state = -1;
+  bool notifiesProgress = false;
 
  private:
   std::vector<std::unique_ptr<HandMadeDrive>> drives_;
   std::unique_ptr<Message> request_;
-  ProgressReporter reporter_{
-      this,
-      [](void* owner, std::int32_t value) { static_cast<DriveClass*>(owner)->percent = value; },
-      [](void* owner, std::int32_t value) { static_cast<DriveClass*>(owner)->state = value; },
-      [](void* owner, StatusCode value) { static_cast<DriveClass*>(owner)->code = value; },
-      nullptr};
 };
 
 std::string KeyObject(std::string_view cimClass, std::string_view name, std::string_view text) {
@@ -165,7 +163,8 @@ TEST_F(DriveClass, PartitionIsSelectedByItsId) {
   const auto id = std::to_string(second.GetPartitionId(second.GetPartitions()[1]));
   const auto select = [&](const std::string& content) {
     SelectedDevices selected;
-    SelectDevices(Drives(), Message::Parse("<Message>" + content + "</Message>").get(), selected);
+    Morvu::SelectDevices(Drives(), Message::Parse("<Message>" + content + "</Message>").get(),
+                         selected);
     return selected;
   };
   const auto partition = [](const std::string& text) {
@@ -383,15 +382,6 @@ TEST_F(DriveClass, HostControllerOfAnotherMakeIsEmpty) {
 }
 
 // ---- Tables ----
-
-TEST(DriveMethods, AreDescribedUnderTheirNames) {
-  for (const auto& method : GetDriveMethods()) {
-    const auto object = method.describe(nullptr);
-    ASSERT_NE(nullptr, object) << method.name;
-    EXPECT_EQ(method.name, object->GetAttribute("name"));
-    EXPECT_EQ("method", object->GetAttribute("type"));
-  }
-}
 
 TEST(DriveProperties, AreNamedOnce) {
   for (const auto& row : GetDriveProperties()) {

@@ -172,12 +172,12 @@ TEST_F(Jobs, EndInAnErrorWhenTheirHandlerThrows) {
 }
 
 std::unique_ptr<Message> Progress(JobContext& context) {
-  context.reporter->setPercent(context.reporter->owner, 10);
-  context.setNotifyProgress(context.job, true);
-  context.setKeepAll(context.job, true);
-  context.reporter->setPercent(context.reporter->owner, 20);
+  context.reporter->SetPercent(10);
+  context.services->SetNotifyProgress(true);
+  context.services->SetKeepAll(true);
+  context.reporter->SetPercent(20);
   Advance(3s);
-  context.reporter->setPercent(context.reporter->owner, 50);
+  context.reporter->SetPercent(50);
   context.Report(100, FeatureState::Failed, Status::Canceled);
   return context.request->GetAttribute("silent").empty() ? std::make_unique<Message>() : nullptr;
 }
@@ -210,12 +210,12 @@ TEST_F(Jobs, TellTheirEndByProgressWhenThereIsNoReply) {
 }
 
 std::unique_ptr<Message> Leave(JobContext& context) {
-  context.setTimeBeforeRemoval(context.job, JobDuration::zero());
+  context.services->SetTimeBeforeRemoval(JobDuration::zero());
   return nullptr;
 }
 
 std::unique_ptr<Message> Hide(JobContext& context) {
-  context.setHidden(context.job, true);
+  context.services->SetHidden(true);
   return nullptr;
 }
 
@@ -257,9 +257,9 @@ class Gate {
 std::unique_ptr<Gate> entered, go;
 
 std::unique_ptr<Message> WaitForCancel(JobContext& context) {
-  context.setTimeBeforeRemoval(context.job, JobDuration::zero());
+  context.services->SetTimeBeforeRemoval(JobDuration::zero());
   entered->Open();
-  while (!context.reporter->isCancelRequested(context.reporter->owner)) {
+  while (!context.reporter->IsCancelRequested()) {
     std::this_thread::yield();
   }
   context.Report(50, FeatureState::Failed, Status::Canceled);
@@ -317,11 +317,14 @@ TEST_F(Jobs, TakeNoIdentifierWhoseMessagesStillWait) {
 TEST_F(Jobs, HaveNoStartTimeWhileTheyScan) {
   entered = std::make_unique<Gate>();
   go = std::make_unique<Gate>();
+  struct : NoJobServices {
+    void Rescan(const Message&) override {
+      entered->Open();
+      go->Wait();
+    }
+  } services;
   JobContext context;
-  context.rescan = [](JobManager*, const Message&) {
-    entered->Open();
-    go->Wait();
-  };
+  context.services = &services;
   const auto environment = Environment();
   Job job(context, &Succeed, environment);
   job.Accept(Message::Parse("<Message subject='S' scan='True'/>"));

@@ -141,18 +141,22 @@ TEST_F(Notifications, StartAgainAfterAStop) {
 }
 
 TEST(DrivePasses, TellLockedFrozenAndOpalDrives) {
-  static std::vector<std::string> told;
-  told.clear();
+  struct : NoJobServices {
+    void PostNotification(const Notification& fact) override {
+      told.push_back(fact.objectPath + " " + std::to_string(fact.type) +
+                     std::to_string(fact.status) + " " + fact.value.GetName() + "=" +
+                     fact.value.ToText());
+    }
+    std::vector<std::string> told;
+  } services;
+  const auto& told = services.told;
   DeviceManagement::Drive drive;
   drive.AddProperty(Properties::SerialNumber, "SN");
   drive.AddProperty(Properties::SecurityFrozen, false);
   drive.AddProperty(Properties::OpalState, "No Opal");
   JobContext context;
   context.subject = "MorvuSSD";
-  context.postNotification = [](JobManager*, const Notification& fact) {
-    told.push_back(fact.objectPath + " " + std::to_string(fact.type) + std::to_string(fact.status) +
-                   " " + fact.value.GetName() + "=" + fact.value.ToText());
-  };
+  context.services = &services;
   NotifySecurity(context, drive);
   EXPECT_TRUE(told.empty());
   drive.AddProperty(Properties::SecurityFrozen, true);

@@ -27,7 +27,7 @@ class FirmwareModuleTest : public testing::Test {
 
   // The mapping that the modules of the folder give. The drive does not answer.
   FirmwareUpdate::AttributeCollection Map(const std::string& audience = "", int type = 0) {
-    FirmwareUpdate update(&drive_, false, type, audience, folder_.AsDirectories(), nullptr);
+    FirmwareUpdate update(&drive_, false, type, audience, folder_.AsDirectories(), NoReporter());
     return update.GetMapping();
   }
   std::uint64_t Verdict(const std::string& audience = "", int type = 0) {
@@ -46,7 +46,8 @@ class FirmwareModuleTest : public testing::Test {
 
 TEST_F(FirmwareModuleTest, WithoutModulesNothingIsKnown) {
   EXPECT_EQ(Verdict(), kNothingKnown);
-  FirmwareUpdate update(&drive_, false, 0, "", std::vector<std::string>{"/absent", ""}, nullptr);
+  FirmwareUpdate update(&drive_, false, 0, "", std::vector<std::string>{"/absent", ""},
+                        NoReporter());
   EXPECT_EQ(update.GetMappingStatus(), kNothingKnown);
 }
 
@@ -105,7 +106,7 @@ TEST_F(FirmwareModuleTest, DirectoriesAreSearchedInOrder) {
   std::filesystem::copy(folder_.Path("a.so"), second + "/b.so");
   std::ofstream(second + "/b.conf") << "date=5\n" << Answering("SECOND");
   const auto find = [&](std::vector<std::string> directories) {
-    FirmwareUpdate update(&drive_, false, 0, "", directories, nullptr);
+    FirmwareUpdate update(&drive_, false, 0, "", directories, NoReporter());
     return update.GetMapping().GetString(FirmwareMapping::Destination);
   };
   EXPECT_EQ(find({folder_.Path(), second}), "FIRST");

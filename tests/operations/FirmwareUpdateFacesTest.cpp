@@ -18,7 +18,7 @@ namespace Properties = DeviceManagement::Properties;
 // ---- The drive method ----
 
 TEST(FirmwareUpdateMethod, IsDescribedWithItsStatus) {
-  const auto plain = FirmwareUpdate::Describe(nullptr);
+  const auto plain = DescribeMethod("FirmwareUpdate", nullptr);
   EXPECT_EQ(plain->ToText(),
             "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
             "<Object category=\"standard\" displayName=\"Firmware Update\" name=\"FirmwareUpdate\" "
@@ -26,16 +26,16 @@ TEST(FirmwareUpdateMethod, IsDescribedWithItsStatus) {
             "name=\"file\" required=\"False\" type=\"string\"/></Object>");
   FirmwareScene scene(SataSpec());
   scene.Prepare();
-  EXPECT_THAT(FirmwareUpdate::Describe(scene.device())->ToText(),
+  EXPECT_THAT(DescribeMethod("FirmwareUpdate", scene.device())->ToText(),
               HasSubstr("<List type=\"status\"><Object><Property type=\"uint8\">301</Property>"));
   scene.device()->AddProperty(Properties::Morvu, false);
-  EXPECT_EQ(FirmwareUpdate::Describe(scene.device()), nullptr);
+  EXPECT_EQ(DescribeMethod("FirmwareUpdate", scene.device()), nullptr);
   scene.device()->AddProperty(Properties::RAID, true);
-  EXPECT_EQ(FirmwareUpdate::Describe(scene.device()), nullptr);
+  EXPECT_EQ(DescribeMethod("FirmwareUpdate", scene.device()), nullptr);
 }
 
 // A job's context with a request, whose notifications are kept.
-struct Host {
+struct Host : NoJobServices {
   explicit Host(const std::vector<std::string>& directories = {}) {
     auto object = std::make_unique<XmlMessaging::Object>();
     object->SetAttribute("name", "FirmwareModulesDirectories");
@@ -43,26 +43,24 @@ struct Host {
     request.objects.push_back(std::move(object));
     context.request = &request;
     context.subject = "MorvuSSD";
-    context.setNotifyProgress = [](Job*, bool notify) { progress = notify; };
-    context.postNotification = [](JobManager*, const Notification& notification) {
-      notifications.push_back(notification);
-    };
+    context.services = this;
     notifications.clear();
-    progress = false;
+  }
+  void PostNotification(const Notification& notification) override {
+    notifications.push_back(notification);
   }
 
   StatusCode Run(Device& device, const std::string& file = "") {
     DeviceManagement::SelectedDevices devices;
     devices.devices.push_back(device.Clone());
-    XmlMessaging::Object method;
-    if (!file.empty()) method.AddProperty("file", file);
-    return FirmwareUpdate::Run(context, method, devices);
+    MethodParameters parameters;
+    if (!file.empty()) parameters.emplace_back("file", file);
+    return CallMethod(context, "FirmwareUpdate", parameters, devices);
   }
 
   XmlMessaging::Message request;
   JobContext context;
   inline static std::vector<Notification> notifications;
-  inline static bool progress = false;
 };
 
 TEST(FirmwareUpdateMethod, UpdatesFromTheModulesThatTheRequestNames) {
@@ -74,7 +72,6 @@ TEST(FirmwareUpdateMethod, UpdatesFromTheModulesThatTheRequestNames) {
   EXPECT_EQ(Host().Run(*scene.device()), Status::NoFirmware);
   Host host({"/absent", folder.Path()});
   EXPECT_EQ(host.Run(*scene.device()), Status::Completed);
-  EXPECT_TRUE(Host::progress);
   EXPECT_EQ(scene.GetRevision(), "NEW2");
 }
 
@@ -87,13 +84,12 @@ TEST(FirmwareUpdateMethod, AFileGoesToTheFirstDriveOnly) {
   devices.devices.push_back(scene.device()->Clone());
   devices.devices.push_back(scene.device()->Clone());
   devices.devices[1]->AddProperty(Properties::RAID, true);
-  XmlMessaging::Object method;
-  method.AddProperty("file", scene.ImagePath());
+  const MethodParameters parameters{{"file", scene.ImagePath()}};
   JobContext context;
-  EXPECT_EQ(FirmwareUpdate::Run(context, method, devices), Status::Completed);
+  EXPECT_EQ(CallMethod(context, "FirmwareUpdate", parameters, devices), Status::Completed);
   EXPECT_EQ(scene.GetRevision(), kNewRevision);
   DeviceManagement::SelectedDevices none;
-  EXPECT_EQ(FirmwareUpdate::Run(context, method, none), Status::InvalidArguments);
+  EXPECT_EQ(CallMethod(context, "FirmwareUpdate", parameters, none), Status::InvalidArguments);
 }
 
 // ---- The property ----
@@ -176,7 +172,7 @@ TEST(FirmwareUpdateOption, AsksFirstAndTellsTheOutcome) {
                                       "Completed successfully."));
   EXPECT_EQ(scene.GetRevision(), kNewRevision);
   // The next run shows it.
-  scene.RunLine({"-drive_list"});
+  (void)scene.RunLine({"-drive_list"});
   EXPECT_THAT(scene.output, HasSubstr(std::string(kNewRevision)));
 }
 
@@ -187,7 +183,7 @@ TEST(FirmwareUpdateOption, WithoutADriveItLooksAtAllOfThemByTheirModules) {
   EXPECT_THAT(scene.output, HasSubstr(GetStatusText(Status::NoFirmware).substr(0, 40)));
   EXPECT_EQ(scene.GetRevision(), kOldRevision);
   scene.fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL9999"});
-  scene.RunLine({"-firmware_update"});
+  (void)scene.RunLine({"-firmware_update"});
   EXPECT_THAT(scene.output, HasSubstr("\n" + std::string(75, '=') + "\n\n"));
   EXPECT_THAT(scene.output, HasSubstr("BTWL1234"));
   EXPECT_THAT(scene.output, HasSubstr("BTWL9999"));
@@ -230,7 +226,8 @@ StatusCode Summarize(const std::vector<const char*>& models, bool selected) {
   folder.Add("m", "date=1\nmapping=" + mapping + "\nbinary.x=" + image + "\n");
   const FirmwareUpdate::Request request{.driveSelected = selected,
                                         .moduleDirectories = folder.AsDirectories()};
-  return FirmwareUpdate::Runner(devices, request, nullptr, nullptr);
+  MessageFace face(NoReporter(), false);
+  return FirmwareUpdate::Runner(devices, request, face);
 }
 
 TEST(FirmwareUpdateRunner, SumsUpAWalkOverAllDrives) {

@@ -32,7 +32,8 @@ PropertyList Verdict(std::uint64_t status) {
 // The code of an update whose mapping has this verdict.
 StatusCode CodeFor(Device* device, std::uint64_t status, bool ignoreSecurity = false) {
   FirmwareUpdate update(
-      device, ignoreSecurity, [&](const PropertyList&) { return Verdict(status); }, {}, nullptr);
+      device, ignoreSecurity, [&](const PropertyList&) { return Verdict(status); }, {},
+      NoReporter());
   return update.GetErrorCode();
 }
 
@@ -41,12 +42,12 @@ TEST(FirmwareUpdate, RefusesByTheFirstTestThatHolds) {
   scene.Prepare();
   auto& device = *scene.device();
   const auto codeWithFile = [&] {
-    return FirmwareUpdate(&device, false, scene.ImagePath(), nullptr).GetErrorCode();
+    return FirmwareUpdate(&device, false, scene.ImagePath(), NoReporter()).GetErrorCode();
   };
   EXPECT_EQ(codeWithFile(), 1);
-  EXPECT_EQ(FirmwareUpdate(&device, false, "", nullptr).GetErrorCode(), 301);
+  EXPECT_EQ(FirmwareUpdate(&device, false, "", NoReporter()).GetErrorCode(), 301);
   EXPECT_EQ(CodeFor(&device, 900), 301);
-  const std::pair<std::uint64_t, StatusCode> verdicts[] = {
+  const std::pair<std::uint64_t, std::int32_t> verdicts[] = {
       {0, 18}, {1, 1}, {2, 67}, {3, 66}, {4, 68}, {5, 69}, {6, 103}, {7, 1}, {1ULL << 32, 1}};
   for (const auto& [verdict, code] : verdicts) EXPECT_EQ(CodeFor(&device, verdict), code);
 
@@ -63,7 +64,7 @@ TEST(FirmwareUpdate, RefusesByTheFirstTestThatHolds) {
   EXPECT_EQ(codeWithFile(), 97);
   scene.drive.Inject(Fault::Vanish());
   EXPECT_EQ(codeWithFile(), 4);
-  EXPECT_EQ(FirmwareUpdate(nullptr, false, "x", nullptr).GetErrorCode(), 4);
+  EXPECT_EQ(FirmwareUpdate(nullptr, false, "x", NoReporter()).GetErrorCode(), 4);
   EXPECT_EQ(CodeFor(nullptr, 1), 4);
 }
 
@@ -71,7 +72,7 @@ TEST(FirmwareUpdate, AnUpdateThatWasRefusedDoesNotRun) {
   FirmwareScene scene(SataSpec());
   scene.Prepare();
   scene.device()->AddProperty(Properties::RAID, true);
-  FirmwareUpdate update(scene.device(), false, scene.ImagePath(), nullptr);
+  FirmwareUpdate update(scene.device(), false, scene.ImagePath(), NoReporter());
   EXPECT_EQ(update.Execute(), 0);
   EXPECT_EQ(update.GetErrorCode(), Status::NoCommunication);
   EXPECT_EQ(scene.GetRevision(), kOldRevision);
@@ -90,7 +91,7 @@ TEST(FirmwareUpdate, FilesThatAreNoImageSendNothing) {
   for (const auto& path : {folder + "/absent", folder + "/empty", folder + "/huge", folder}) {
     SCOPED_TRACE(path);
     RecordingReporter reporter;
-    FirmwareUpdate update(scene.device(), false, path, reporter.Get());
+    FirmwareUpdate update(scene.device(), false, path, reporter);
     ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
     EXPECT_EQ(update.Execute(), 0);
     EXPECT_EQ(update.GetErrorCode(), Status::FileNotRead);
@@ -109,7 +110,7 @@ TEST(FirmwareUpdate, SendsTheImagesOfAModuleInOrder) {
   FirmwareScene scene(SataSpec());
   scene.Prepare();
   RecordingReporter reporter;
-  FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), reporter.Get());
+  FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), reporter);
   EXPECT_EQ(update.Execute(), 1);
   EXPECT_EQ(update.GetErrorCode(), Status::Completed);
   EXPECT_EQ(scene.GetRevision(), "NEW2");
@@ -126,7 +127,7 @@ TEST(FirmwareUpdate, AFailedSecondImageLeavesTheFirstInstalled) {
                         "\n" + image);
     FirmwareScene scene(SataSpec());
     scene.Prepare();
-    FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), nullptr);
+    FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), NoReporter());
     EXPECT_EQ(update.Execute(), 0);
     EXPECT_EQ(update.GetErrorCode(), Status::FileNotRead);
     EXPECT_EQ(scene.GetRevision(), "MID1");
@@ -140,7 +141,7 @@ TEST(FirmwareUpdate, AModuleThatChangedAfterItsAnswerGivesNoImage) {
       "m", "date=1\nmapping=" + MakeMapping("1", "one") + "\nbinary.one=" + image + "\n");
   FirmwareScene scene(SataSpec());
   scene.Prepare();
-  FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), nullptr);
+  FirmwareUpdate update(scene.device(), false, 0, "", folder.AsDirectories(), NoReporter());
   ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
   std::filesystem::resize_file(path, std::filesystem::file_size(path) - 1);
   EXPECT_EQ(update.Execute(), 0);
@@ -161,10 +162,10 @@ TEST(FirmwareUpdate, TakesTheImagesOfItsCallbacks) {
     EXPECT_EQ(name, "x");
     return scene.image;
   };
-  FirmwareUpdate update(scene.device(), false, mapping, binary, nullptr);
+  FirmwareUpdate update(scene.device(), false, mapping, binary, NoReporter());
   EXPECT_EQ(update.Execute(), 1);
   EXPECT_EQ(scene.GetRevision(), kNewRevision);
-  FirmwareUpdate nothing(scene.device(), false, {}, {}, nullptr);
+  FirmwareUpdate nothing(scene.device(), false, {}, {}, NoReporter());
   EXPECT_EQ(nothing.GetErrorCode(), Status::NoFirmware);
 }
 

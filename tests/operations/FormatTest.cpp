@@ -25,14 +25,14 @@ constexpr std::uint8_t kAllProtection = 0x1F;
 
 struct MethodFormat : MethodScene {
   explicit MethodFormat(MethodParameters parameters = {})
-      : MethodScene(NvmeSpec(), &Format::Run, std::move(parameters)) {
+      : MethodScene(NvmeSpec(), "Format", std::move(parameters)) {
     drive.State().nvme.namespaces[0].endToEnd = kAllProtection;
   }
 };
 
 struct MethodDelete : MethodScene {
   explicit MethodDelete(const Simulator::DriveSpec& spec, MethodParameters parameters = {})
-      : MethodScene(spec, &Format::RunDelete, std::move(parameters)) {}
+      : MethodScene(spec, "Delete", std::move(parameters)) {}
 };
 
 TEST(Format, SendsTheSettingsToTheNamespace) {
@@ -56,7 +56,7 @@ TEST(Format, LeavesTheOtherNamespacesAlone) {
   auto spec = NvmeSpec();
   spec.namespaces = 3;
   for (const int chosen : {1, 2, 3}) {
-    MethodScene scene(spec, &Format::Run);
+    MethodScene scene(spec, "Format");
     for (int space = 1; space <= 3; ++space) {
       scene.fleet.Drive("/dev/nvme0n" + std::to_string(space)).WriteMedium(0, scene.content);
     }
@@ -167,9 +167,9 @@ TEST(Format, TheLineChecksItsArguments) {
 // ---- The drive methods ----
 
 TEST(Format, TheMethodIsForNvmeAlone) {
-  MethodScene scene(SataSpec(), &Format::Run);
+  MethodScene scene(SataSpec(), "Format");
   scene.Prepare();
-  EXPECT_EQ(scene.Run(nullptr), Status::NotSupportedByDrive);
+  EXPECT_EQ(scene.Run(NoReporter()), Status::NotSupportedByDrive);
   EXPECT_TRUE(scene.IsUntouched());
 }
 
@@ -214,7 +214,7 @@ TEST(Format, AFrozenSataDriveIsSanitized) {
   stuck.drive.State().ata.security.frozen = 1;
   stuck.shape = [](Device& device) { device.AddProperty(Properties::SanitizeSupported, false); };
   stuck.Prepare();
-  EXPECT_EQ(stuck.Run(nullptr), Status::SecurityFrozen);
+  EXPECT_EQ(stuck.Run(NoReporter()), Status::SecurityFrozen);
   EXPECT_TRUE(stuck.IsUntouched());
 }
 
@@ -236,7 +236,7 @@ TEST(Format, APartitionRefusesUnlessForced) {
       MethodDelete scene(spec, {{"force", force ? "True" : "False"}});
       scene.shape = [](Device& device) { device.GetPartitions().emplace_back("/dev/sda1"); };
       scene.Prepare();
-      EXPECT_EQ(scene.Run(nullptr), force ? 0 : 13);
+      EXPECT_EQ(scene.Run(NoReporter()), force ? 0 : 13);
       EXPECT_TRUE(force ? scene.IsErased() : scene.IsUntouched());
     }
   }
@@ -247,13 +247,13 @@ TEST(Format, UnknownPartitionsRefuse) {
     MethodDelete scene(spec);
     scene.Prepare();
     HidePartitions(scene);
-    EXPECT_EQ(scene.Run(nullptr), 128);
+    EXPECT_EQ(scene.Run(NoReporter()), 128);
     EXPECT_TRUE(scene.IsUntouched());
   }
 }
 
 TEST(Format, RefusesByItsTable) {
-  const std::pair<StatusCode, std::function<void(Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(Device&)>> kRows[] = {
       {97, [](Device& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](Device& d) { d.AddProperty(Properties::Morvu, false); }},
       {255, [](Device& d) { d.AddProperty(Properties::RAIDMember, true); }},
@@ -264,16 +264,16 @@ TEST(Format, RefusesByItsTable) {
     MethodDelete scene(SataSpec(), {{"force", "True"}});
     scene.shape = shape;
     scene.Prepare();
-    EXPECT_EQ(scene.Run(nullptr), code);
+    EXPECT_EQ(scene.Run(NoReporter()), code);
     EXPECT_TRUE(scene.IsUntouched());
-    const auto object = Format::DescribeDelete(scene.device());
+    const auto object = Testing::DescribeMethod("Delete", scene.device());
     EXPECT_EQ(object == nullptr, code == 97 || code == 45) << code;
   }
   MethodDelete sas(
       {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "S7A00001", .sectors = 512});
   sas.shape = [](Device& device) { device.AddProperty(Properties::Morvu, true); };
   sas.Prepare();
-  EXPECT_EQ(sas.Run(nullptr), Status::NotSupportedByDrive);
+  EXPECT_EQ(sas.Run(NoReporter()), Status::NotSupportedByDrive);
 }
 
 // ---- Faults ----

@@ -3,8 +3,9 @@
 
 #include <sstream>
 
+#include "cli/Prompt.h"
 #include "cli/QRKCLI.h"
-#include "operations/MethodDescriptions.h"
+#include "messaging/drive_class/MethodCall.h"
 #include "operations/Operation.h"
 
 namespace Morvu {
@@ -37,43 +38,6 @@ TEST(Refusals, WithoutADeviceItsTestsHold) {
   EXPECT_EQ(97, FirstRefusal(table, operation));
 }
 
-// ---- Parameters ----
-
-TEST(Parameters, AreReadFromTheirTexts) {
-  const auto method = XmlMessaging::Object::Parse(
-      "<Object><Property name='text'>a</Property><Property name='text'>b</Property>"
-      "<Property name='yes'>True</Property><Property name='no'>true</Property>"
-      "<Property name='number'>7</Property><Property name='large'>256</Property>"
-      "<Property name='huge'>99999999999999999999</Property>"
-      "<Property name='negative'>-1</Property><Property name='word'>seven</Property></Object>");
-  EXPECT_EQ("b", GetTextParameter(*method, "text"));
-  EXPECT_EQ("extended", GetTextParameter(*method, "absent", "extended"));
-  EXPECT_TRUE(GetBoolParameter(*method, "yes"));
-  EXPECT_FALSE(GetBoolParameter(*method, "no"));
-  EXPECT_FALSE(GetBoolParameter(*method, "absent"));
-  EXPECT_EQ(7, GetNumberParameter<std::uint8_t>(*method, "number"));
-  EXPECT_EQ(0, GetNumberParameter<std::uint8_t>(*method, "absent"));
-  EXPECT_EQ(0, GetNumberParameter<std::uint8_t>(*method, "word"));
-  // Out of range must not become a good setting.
-  EXPECT_EQ(255, GetNumberParameter<std::uint8_t>(*method, "large"));
-  EXPECT_EQ(255, GetNumberParameter<std::uint8_t>(*method, "huge"));
-  EXPECT_EQ(255, GetNumberParameter<std::uint8_t>(*method, "negative"));
-  EXPECT_EQ(256, GetNumberParameter<std::uint16_t>(*method, "large"));
-}
-
-// ---- Descriptions ----
-
-TEST(Descriptions, TellTheStatusOfMethodsThatHaveIt) {
-  EXPECT_EQ(nullptr, DescribeMethod("SecureErase", 45, {45, 97, 3}));
-  const auto erase = DescribeMethod("SecureErase", 12, {45, 97, 3});
-  ASSERT_EQ(1u, erase->lists.size());
-  EXPECT_EQ("status", erase->lists[0]->GetAttribute("type"));
-  EXPECT_EQ("12", erase->lists[0]->objects[0]->properties[0]->value);
-  EXPECT_TRUE(DescribeMethod("SecureErase")->lists.empty());
-  EXPECT_TRUE(DescribeMethod("ReadScan", 1)->lists.empty());
-  EXPECT_EQ(nullptr, DescribeMethod("Explode"));
-}
-
 // ---- Confirmation ----
 
 struct Question {
@@ -92,9 +56,13 @@ TEST_P(Confirmation, Decides) {
   std::ostringstream out;
   const ToolConfig config{};
   QRKCLI cli({}, config, {in, out});
+  cli.FindParameter("-force")->SetGiven(force);
+  Prompt prompt(cli);
+  MessageFace message(NoReporter(), force);
+  Face& face = isPrompt ? static_cast<Face&>(prompt) : message;
   constexpr EraseTexts texts{"Unable to wipe.", "WARNING! You wipe!", "Proceed?"};
 
-  EXPECT_EQ(result, ConfirmErase(code, isPrompt ? &cli : nullptr, force, texts));
+  EXPECT_EQ(result, ConfirmErase(code, face, texts));
 
   if (shown.empty()) {
     EXPECT_EQ("", out.str());

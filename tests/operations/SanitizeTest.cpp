@@ -21,7 +21,7 @@ constexpr int kStatus = 0x00, kCrypto = 0x11, kBlock = 0x12;
 
 struct MethodSanitize : MethodScene {
   explicit MethodSanitize(const std::string& type = "block", MethodParameters more = {})
-      : MethodScene(SataSpec(), &Sanitize::Run, With(type, std::move(more))) {
+      : MethodScene(SataSpec(), "Sanitize", With(type, std::move(more))) {
     drive.State().ata.sanitize.durationMs = 10'000;
   }
   static MethodParameters With(const std::string& type, MethodParameters more) {
@@ -85,7 +85,7 @@ TEST(Sanitize, WaitsInEverySenseFormat) {
     MethodSanitize scene;
     scene.drive.State().senseFormat = format;
     scene.Prepare();
-    EXPECT_EQ(scene.Run(nullptr), 0) << static_cast<int>(format);
+    EXPECT_EQ(scene.Run(NoReporter()), 0) << static_cast<int>(format);
     EXPECT_TRUE(scene.IsErased()) << static_cast<int>(format);
   }
 }
@@ -96,9 +96,9 @@ TEST(Sanitize, RunsThroughLinuxsSataLayer) {
   scene.drive.State().ata.refusesDiagnosticProtocol = 1;
   scene.drive.State().ata.sanitize.frozen = 1;
   scene.Prepare();
-  EXPECT_EQ(scene.Run(nullptr), Status::SanitizeFrozen);
+  EXPECT_EQ(scene.Run(NoReporter()), Status::SanitizeFrozen);
   scene.drive.State().ata.sanitize.frozen = 0;
-  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_TRUE(scene.IsErased());
 }
 
@@ -106,21 +106,21 @@ TEST(Sanitize, TellsWhyItFailed) {
   MethodSanitize failing;
   failing.drive.State().ata.sanitize.willFail = 1;
   failing.Prepare();
-  EXPECT_EQ(failing.Run(nullptr), Status::SanitizeUnsuccessful);
+  EXPECT_EQ(failing.Run(NoReporter()), Status::SanitizeUnsuccessful);
   EXPECT_TRUE(failing.IsUntouched());
 }
 
 // The drive refuses the status with each reason. The first two statuses are those of
 // the refusals.
 TEST(Sanitize, TellsTheReasonOfTheDrive) {
-  const std::pair<std::uint32_t, StatusCode> kReasons[] = {{0, 292}, {1, 293}, {2, 296},
-                                                           {3, 294}, {4, 295}, {255, 295}};
+  const std::pair<std::uint32_t, std::int32_t> kReasons[] = {{0, 292}, {1, 293}, {2, 296},
+                                                             {3, 294}, {4, 295}, {255, 295}};
   for (const auto& [reason, code] : kReasons) {
     MethodSanitize scene;
     scene.Prepare();
     scene.drive.Inject(
         Fault::AtaError(0x51, 0x04, reason).OnOpcode(kSanitize).OnFeature(kStatus).OnCommand(5));
-    EXPECT_EQ(scene.Run(nullptr), code) << reason;
+    EXPECT_EQ(scene.Run(NoReporter()), code) << reason;
   }
 }
 
@@ -171,7 +171,7 @@ TEST(Sanitize, AFrozenDriveIsPutInStandbyAndRefused) {
   awake.drive.State().ata.sanitize.frozen = 1;
   awake.Prepare();
   awake.drive.Inject(Fault::Fail().OnOpcode(kStandby));
-  EXPECT_EQ(awake.Run(nullptr), Status::StandbyFailed);
+  EXPECT_EQ(awake.Run(NoReporter()), Status::StandbyFailed);
 }
 
 TEST(Sanitize, APartitionRefusesUnlessForced) {
@@ -179,7 +179,7 @@ TEST(Sanitize, APartitionRefusesUnlessForced) {
     MethodSanitize scene("crypto", {{"force", force ? "True" : "False"}});
     scene.drive.AddPartition();
     scene.Prepare();
-    EXPECT_EQ(scene.Run(nullptr), force ? 0 : 13);
+    EXPECT_EQ(scene.Run(NoReporter()), force ? 0 : 13);
     EXPECT_TRUE(force ? scene.IsErased() : scene.IsUntouched());
   }
 }
@@ -188,7 +188,7 @@ TEST(Sanitize, UnknownPartitionsRefuse) {
   MethodSanitize scene("crypto");
   scene.Prepare();
   HidePartitions(scene);
-  EXPECT_EQ(scene.Run(nullptr), 128);
+  EXPECT_EQ(scene.Run(NoReporter()), 128);
   EXPECT_TRUE(scene.IsUntouched());
 }
 
@@ -246,7 +246,7 @@ TEST(Sanitize, TheLineAsksFirst) {
 }
 
 TEST(Sanitize, IsDescribedByItsFamily) {
-  const auto object = Sanitize::Describe(nullptr);
+  const auto object = Testing::DescribeMethod("Sanitize", nullptr);
   EXPECT_EQ(object->GetAttribute("name"), "Sanitize");
   EXPECT_EQ(object->GetAttribute("prompt"), "True");
   ASSERT_EQ(object->properties.size(), 2u);

@@ -37,7 +37,7 @@ Bytes PasswordBlock(bool enhanced) {
 
 struct MethodErase : MethodScene {
   explicit MethodErase(MethodParameters parameters = {})
-      : MethodScene(SataSpec(), &SecureErase::Run, std::move(parameters)) {}
+      : MethodScene(SataSpec(), "SecureErase", std::move(parameters)) {}
 };
 
 struct LineErase : LineScene {
@@ -70,7 +70,7 @@ TEST(SecureErase, PausesBeforePrepareAndBeforeErase) {
   MethodErase scene;
   scene.Prepare();
   const auto start = scene.fleet.Now();
-  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_GE(scene.fleet.Now() - start, 2000u);
 }
 
@@ -79,7 +79,7 @@ TEST(SecureErase, GivesTheEraseTwoHours) {
   scene.Prepare();
   scene.drive.Inject(Fault::Hang().OnOpcode(kErase));
   const auto start = scene.fleet.Now();
-  EXPECT_EQ(scene.Run(nullptr), Status::EraseUnitFailed);
+  EXPECT_EQ(scene.Run(NoReporter()), Status::EraseUnitFailed);
   EXPECT_GE(scene.fleet.Now() - start, 7'200'000u);
 }
 
@@ -109,7 +109,7 @@ TEST_P(SecureEraseRefusal, LeavesTheDriveAsItWas) {
   scene.shape = GetParam().shapeDevice;
   scene.Prepare();
   GetParam().shapeDrive(scene);
-  EXPECT_EQ(scene.Run(nullptr), GetParam().code);
+  EXPECT_EQ(scene.Run(NoReporter()), GetParam().code);
   EXPECT_TRUE(scene.IsUntouched());
   EXPECT_FALSE(scene.drive.State().ata.security.enabled);
   EXPECT_EQ(std::ranges::count(scene.drive.Opcodes(), kSetPassword), 0);
@@ -165,7 +165,7 @@ TEST(SecureErase, RunsWhereNothingRefuses) {
     MethodErase scene;
     scene.shape = std::move(shape);
     scene.Prepare();
-    return scene.Run(nullptr);
+    return scene.Run(NoReporter());
   };
   EXPECT_EQ(runs(Has(Properties::OpalState, "Opal Ready")), 0);
   EXPECT_EQ(runs(Has(Properties::OpalState, "No Opal")), 0);
@@ -181,7 +181,7 @@ TEST(SecureErase, APartitionedDriveIsErasedWhenForced) {
   MethodErase scene(kForced);
   scene.drive.AddPartition(1 << 20, "/data");
   scene.Prepare();
-  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_TRUE(scene.IsErased());
 }
 
@@ -189,14 +189,14 @@ TEST(SecureErase, IsDescribedWithTheCodeOfTheDrive) {
   MethodErase scene;
   scene.Prepare();
   scene.device()->AddProperty(Properties::SecurityEnabled, true);
-  const auto object = SecureErase::Describe(scene.device());
+  const auto object = Testing::DescribeMethod("SecureErase", scene.device());
   ASSERT_NE(object, nullptr);
   const auto lists = object->Find("List", "type", "status", 2);
   ASSERT_EQ(lists.size(), 1u);
   EXPECT_NE(object->ToText().find(">149</Property>"), std::string::npos) << object->ToText();
   scene.device()->AddProperty(Properties::RAID, true);
-  EXPECT_EQ(SecureErase::Describe(scene.device()), nullptr);
-  EXPECT_TRUE(SecureErase::Describe(nullptr)->lists.empty());
+  EXPECT_EQ(Testing::DescribeMethod("SecureErase", scene.device()), nullptr);
+  EXPECT_TRUE(Testing::DescribeMethod("SecureErase", nullptr)->lists.empty());
 }
 
 // ---- Faults ----
@@ -383,7 +383,7 @@ bool KillAt(MethodErase& scene, Fault fault, std::uint32_t n) {
   scene.drive.Inject(fault.OnCommand(n));
   const pid_t child = fork();
   if (child == 0) {
-    scene.Run(nullptr);
+    (void)scene.Run(NoReporter());
     _exit(0);
   }
   int status = 0;

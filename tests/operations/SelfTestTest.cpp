@@ -30,7 +30,7 @@ const Simulator::JournalEntry& FindStart(const std::vector<Simulator::JournalEnt
 // A self-test of thirty seconds by the method.
 struct MethodTest : MethodScene {
   explicit MethodTest(const std::string& test = "short")
-      : MethodScene(SataSpec(), &DriveSelfTest::Run, {{"SelfTest", test}}) {
+      : MethodScene(SataSpec(), "DriveSelfTest", {{"SelfTest", test}}) {
     auto& state = drive.State().ata.selfTest;
     state.shortMs = state.extendedMs = state.conveyanceMs = 30'000;
   }
@@ -56,7 +56,7 @@ TEST(DriveSelfTest, TheMethodWaitsForTheEndAndFollowsTheDrive) {
 }
 
 TEST(DriveSelfTest, TheMethodRunsTheExtendedTestByDefault) {
-  MethodScene scene(SataSpec(), &DriveSelfTest::Run);
+  MethodScene scene(SataSpec(), "DriveSelfTest");
   const auto run = RunScene(scene, nullptr, 0);
   EXPECT_EQ(run.code, 0);
   EXPECT_EQ(FindStart(run.commands).Lba() & 0xFF, 2u);
@@ -76,7 +76,7 @@ TEST_P(SelfTestStatus, IsReported) {
   MethodTest scene;
   scene.drive.State().ata.selfTest.status = static_cast<std::uint8_t>(GetParam().byte);
   scene.Prepare();
-  DriveSelfTest test(scene.device(), 0, SelfTestMode::Offline, nullptr);
+  DriveSelfTest test(scene.device(), 0, SelfTestMode::Offline, NoReporter());
   ResultTable table;
   EXPECT_EQ(test.ReportSelfTestStatus(table), GetParam().isOver);
   EXPECT_EQ(test.GetPercent(), GetParam().percent);
@@ -107,7 +107,7 @@ TEST(DriveSelfTest, TellsAFailedTest) {
   MethodTest scene;
   scene.drive.State().ata.selfTest.nextResult = 7;
   scene.Prepare();
-  EXPECT_EQ(scene.Run(nullptr), Status::SelfTestFailed);
+  EXPECT_EQ(scene.Run(NoReporter()), Status::SelfTestFailed);
 }
 
 // What a method call or a line names, and what comes of it.
@@ -115,17 +115,17 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   MethodTest scene;
   scene.Prepare();
   auto& device = *scene.device();
-  const JobContext context;
+  MessageFace face(NoReporter(), false);
   const auto run = [&](std::string_view test, std::string_view mode) {
-    return DriveSelfTest::Runner(device, test, mode, nullptr, context);
+    return DriveSelfTest::Runner(device, test, mode, face);
   };
-  EXPECT_EQ(run("status", "captiveOffline"), Status::InvalidSelfTest);
+  EXPECT_EQ(CallMethod(device, "DriveSelfTest", {{"SelfTest", "status"}}), Status::InvalidSelfTest);
   EXPECT_EQ(run("long", "offline"), Status::InvalidSelfTest);
   EXPECT_EQ(run("long", "slow"), Status::InvalidArguments);
   EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);
   EXPECT_FALSE(scene.IsRunning());
 
-  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
       {4, [&](auto&) { scene.drive.State().vanished = 1; }},
       {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
@@ -136,14 +136,14 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   for (const auto& [code, shape] : kRows) {
     const auto clone = device.Clone();
     shape(*clone);
-    EXPECT_EQ(DriveSelfTest::Runner(*clone, "short", "offline", nullptr, context), code);
+    EXPECT_EQ(DriveSelfTest::Runner(*clone, "short", "offline", face), code);
     scene.drive.State().vanished = 0;
   }
   const auto faulty = device.Clone();
   faulty->GetPath().SetDeviceFault(true);
   // The test of the connection, which comes first, reads the status anew.
   scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(DriveSelfTest::Runner(*faulty, "short", "offline", nullptr, context), 188);
+  EXPECT_EQ(DriveSelfTest::Runner(*faulty, "short", "offline", face), 188);
 }
 
 TEST(DriveSelfTest, ACancelEndsTheWaitingNotTheTest) {
@@ -224,7 +224,7 @@ TEST(DriveSelfTest, TheLineNeedsADriveAndAnAction) {
 // ---- Standby ----
 
 struct MethodStandby : MethodScene {
-  MethodStandby() : MethodScene(SataSpec(), &StandbyImmediate::Run) {}
+  MethodStandby() : MethodScene(SataSpec(), "StandbyImmediate") {}
 };
 
 TEST(StandbyImmediate, SendsTheDriveToStandbyAndChecks) {
@@ -247,7 +247,8 @@ TEST(StandbyImmediate, SeesADriveThatStaysAwake) {
       scene.drive.State().senseFormat = format;
       scene.drive.State().ata.standbyStaysActive = awake ? 1 : 0;
       scene.Prepare();
-      EXPECT_EQ(scene.Run(nullptr), awake ? Status::StandbyFailed : 0) << static_cast<int>(format);
+      EXPECT_EQ(scene.Run(NoReporter()), awake ? Status::StandbyFailed : 0)
+          << static_cast<int>(format);
     }
   }
 }
@@ -274,7 +275,7 @@ TEST(StandbyImmediate, EachCommandFails) {
 TEST(StandbyImmediate, RefusesByItsTable) {
   MethodStandby scene;
   scene.Prepare();
-  const std::pair<StatusCode, std::function<void(DeviceManagement::Device&)>> kRows[] = {
+  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
       {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
       {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
       {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
@@ -283,17 +284,17 @@ TEST(StandbyImmediate, RefusesByItsTable) {
   for (const auto& [code, shape] : kRows) {
     const auto clone = scene.device()->Clone();
     shape(*clone);
-    EXPECT_EQ(StandbyImmediate::Runner(*clone, nullptr, JobContext()), code);
+    EXPECT_EQ(CallMethod(*clone, "StandbyImmediate"), code);
   }
   EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Active);
 }
 
 TEST(StandbyImmediate, ADriveWithoutAtaHasNoSuchMethod) {
-  MethodScene scene(NvmeSpec(), &StandbyImmediate::Run);
+  MethodScene scene(NvmeSpec(), "StandbyImmediate");
   scene.Prepare();
-  EXPECT_EQ(scene.Run(nullptr), Status::NotSupportedByDrive);
-  EXPECT_EQ(StandbyImmediate::Describe(scene.device()), nullptr);
-  EXPECT_EQ(DriveSelfTest::Describe(scene.device()), nullptr);
+  EXPECT_EQ(scene.Run(NoReporter()), Status::NotSupportedByDrive);
+  EXPECT_EQ(Testing::DescribeMethod("StandbyImmediate", scene.device()), nullptr);
+  EXPECT_EQ(Testing::DescribeMethod("DriveSelfTest", scene.device()), nullptr);
 }
 
 }  // namespace

@@ -135,7 +135,7 @@ TEST(SendFirmwareAta, WaitsBeforeTheDriveIsAskedAgain) {
   FirmwareScene scene(SataSpec());
   scene.Prepare();
   const auto before = scene.fleet.Now();
-  EXPECT_EQ(scene.Run(nullptr), Status::Completed);
+  EXPECT_EQ(scene.Run(NoReporter()), Status::Completed);
   EXPECT_GE(scene.fleet.Now() - before, 5'000u);
 }
 
@@ -216,7 +216,7 @@ TEST(SendFirmwareNvme, WaitsUntilTheControllerAnswers) {
   for (const bool comesBack : {true, false}) {
     FirmwareScene scene(NvmeSpec(), 5000);
     scene.Prepare();
-    FirmwareUpdate update(scene.device(), false, scene.ImagePath(), nullptr);
+    FirmwareUpdate update(scene.device(), false, scene.ImagePath(), NoReporter());
     auto fault = Simulator::Fault::Fail().OnOpcode(0x06, Simulator::CommandClass::NvmeAdmin);
     // Initialize has asked the drive already; Execute asks once before the transfer.
     scene.drive.ClearJournal();

@@ -26,16 +26,17 @@ struct ThreeCommands : DriveScene {
     path = std::make_unique<CommandPath_ATA_SCSI>(drive.Node());
     properties.Add(DeviceProperty(DeviceManagement::Properties::SectorSize, 512));
   }
-  StatusCode Run(const ProgressReporter* reporter) override {
-    const auto canceled = [&] { return reporter->isCancelRequested(reporter->owner); };
+  StatusCode Run(ProgressReporter& reporter) override {
+    const auto canceled = [&] { return reporter.IsCancelRequested(); };
     CommandSet_ATA ata(properties, *path);
     std::array<std::uint8_t, 512> data{};
     if (ata.ataSmartReadData(data) != 0) return 23;
     if (canceled()) return 2;
     if (ata.ataCheckPowerMode() != 0) return 24;
     if (canceled()) return 2;
-    reporter->setPercent(reporter->owner, 100);
-    return ata.ataStandbyImmediate() == 0 ? 0 : 25;
+    reporter.SetPercent(100);
+    if (ata.ataStandbyImmediate() != 0) return 25;
+    return 0;
   }
   DeviceManagement::PropertyList properties;
   std::unique_ptr<CommandPath_ATA_SCSI> path;
@@ -65,7 +66,7 @@ TEST(Sweep, CancelsAtEachQuestion) {
 }
 
 struct LosesDescriptor : ThreeCommands {
-  StatusCode Run(const ProgressReporter* reporter) override {
+  StatusCode Run(ProgressReporter& reporter) override {
     const auto code = ThreeCommands::Run(reporter);
     if (code == 25) lost = open("/dev/null", O_RDONLY | O_CLOEXEC);
     return code;

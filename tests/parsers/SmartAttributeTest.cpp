@@ -129,7 +129,7 @@ TEST(SmartAttribute, BreaksTheTemperatureDownByProductThenByOem) {
   EXPECT_THAT(BreakDown(kIbm, "BE"),
               ElementsAre(Pair("Current degree C", "513"), Pair("Highest degree C", "1541"),
                           Pair("Lowest degree C", "1027")));
-  for (const auto& make : {kDell, kEmc, Make{"vorsham X", ""}}) {
+  for (const auto& make : {kDell, kEmc, Make{"Vorsham3", ""}}) {
     EXPECT_THAT(BreakDown(make, "BE"),
                 ElementsAre(Pair("Current degree C", "1"), Pair("Highest degree C", "4"),
                             Pair("Lowest degree C", "3"), Pair("Over Temperature Counter", "1541")))

@@ -6,6 +6,7 @@
 
 #include "devices/model/Drive.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/drive_class/MorvuSSD.h"
 #include "parsers/smart/Smart.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 #include "parsers/smart/SmartParser.h"
@@ -206,7 +207,7 @@ constexpr std::uint8_t kReadThresholds = 0xD1;
 
 struct SmartScene : DriveScene {
   using DriveScene::DriveScene;
-  StatusCode Run(const ProgressReporter* reporter) override {
+  StatusCode Run(ProgressReporter& reporter) override {
     parser = std::make_unique<SmartParser>(device(), reporter);
     if (parser->GetErrorCode() == Status::ReadyToRun) parser->Execute();
     return parser->GetErrorCode();
@@ -262,7 +263,7 @@ TEST(SmartParser, WritesTheDriveAndItsAttributesAsATree) {
   SmartParser(scene.device()).WriteData(before);
   EXPECT_FALSE(before.get_child("data").get_child_optional("smart_attributes"));
 
-  ASSERT_EQ(scene.Run(nullptr), 0);
+  ASSERT_EQ(scene.Run(NoReporter()), 0);
   boost::property_tree::ptree tree;
   scene.parser->WriteData(tree);
   EXPECT_EQ(tree.get<std::string>("data.drive.serial"), "BTWL402600K4480QGN");
@@ -339,7 +340,7 @@ TEST(SmartParser, AsksForNoNamespaceWithoutALogicalUnit) {
   scene.Prepare();
   scene.device()->GetProperties().Remove(Properties::Lun);
   scene.drive.ClearJournal();
-  EXPECT_EQ(scene.Run(nullptr), 0);
+  EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_EQ(scene.drive.Journal().back().NvmeNamespace(), 0U);
 }
 
@@ -400,7 +401,7 @@ TEST(SmartParser, RefusesOtherProductsAndTransports) {
   other.Prepare();
   other.device()->AddProperty(Properties::Product, "Tarnwell");
   EXPECT_EQ(SmartParser(other.device()).GetErrorCode(), Status::NotSupportedByDrive);
-  EXPECT_EQ(Smart::Describe(other.device()), nullptr);
+  EXPECT_EQ(FindDriveMethod("SmartParser")->method->Describe(other.device()), nullptr);
   EXPECT_EQ(SmartParser(nullptr).GetErrorCode(), Status::NoCommunication);
 }
 
@@ -410,7 +411,14 @@ struct Posted {
   std::uint32_t type;
   std::string path, name, value;
 };
-std::vector<Posted> posted;
+
+struct Posts : NoJobServices {
+  void PostNotification(const Notification& notification) override {
+    posted.push_back({notification.type, notification.objectPath, notification.value.GetName(),
+                      notification.value.ToText()});
+  }
+  std::vector<Posted> posted;
+};
 
 TEST(Smart, GivesTablesAndPostsDriveValues) {
   AtaScene scene;
@@ -421,12 +429,10 @@ TEST(Smart, GivesTablesAndPostsDriveValues) {
   XmlMessaging::Message reply;
   JobContext context;
   context.reply = &reply;
-  context.postNotification = [](JobManager*, const Notification& notification) {
-    posted.push_back({notification.type, notification.objectPath, notification.value.GetName(),
-                      notification.value.ToText()});
-  };
-  posted.clear();
-  EXPECT_EQ(Smart::ReadDrives(context, devices), 0);
+  Posts posts;
+  context.services = &posts;
+  EXPECT_EQ(Smart::ReadDrives(context, devices.GetDevices()), 0);
+  const auto& posted = posts.posted;
   ASSERT_EQ(posted.size(), 3U);
   const std::string path = "MorvuSSD.BTWL402600K4480QGN";
   EXPECT_THAT(posted[0].name + posted[1].name + posted[2].name, "SmartHealthSmartLifeTemperature");
@@ -451,7 +457,7 @@ TEST(Smart, TellsTheLastDrivesCodeUnlessOneWasGood) {
       devices.devices.push_back(scene.device()->Clone());
       devices.devices.back()->AddProperty(Properties::RAID, !isGood);
     }
-    return Smart::ReadDrives(context, devices);
+    return Smart::ReadDrives(context, devices.GetDevices());
   };
   EXPECT_EQ(read({true, false}), 0);
   EXPECT_EQ(read({false, true}), 0);
@@ -459,14 +465,13 @@ TEST(Smart, TellsTheLastDrivesCodeUnlessOneWasGood) {
 }
 
 TEST(Smart, TellsARequestForNothingFromOneForDrivesThatAreNotThere) {
-  SelectedDevices none;
   XmlMessaging::Message request;
   JobContext context;
   context.request = &request;
-  EXPECT_EQ(Smart::ReadDrives(context, none), Status::NotRun);
+  EXPECT_EQ(Smart::ReadDrives(context, {}), Status::NotRun);
   request.objects.push_back(std::make_unique<XmlMessaging::Object>());
   request.objects.back()->SetAttribute("cimClass", "MorvuSSD");
-  EXPECT_EQ(Smart::ReadDrives(context, none), Status::NoDeviceSelected);
+  EXPECT_EQ(Smart::ReadDrives(context, {}), Status::NoDeviceSelected);
 }
 
 }  // namespace

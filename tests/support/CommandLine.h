@@ -1,12 +1,12 @@
-// A command-line host for tests, with the features that a test names.
+// A command-line host for tests, with all features.
 #pragma once
 
-#include <span>
 #include <sstream>
 #include <string>
 #include <vector>
 
 #include "cli/QRKCLI.h"
+#include "messaging/drive_class/Features.h"
 
 namespace Morvu::Testing {
 
@@ -21,8 +21,7 @@ struct LineOutcome {
 };
 
 // Runs a command line. `answers` is what the user types.
-inline LineOutcome RunToolLine(std::span<const FeatureEntry> features,
-                               const std::vector<std::string>& words,
+inline LineOutcome RunToolLine(const std::vector<std::string>& words,
                                const std::string& answers = "") {
   DeviceManagement::ScanOptions options;
   options.identify = true;
@@ -37,7 +36,7 @@ inline LineOutcome RunToolLine(std::span<const FeatureEntry> features,
                           .scanOptions = options};
   std::istringstream in(answers);
   std::ostringstream out;
-  QRKCLI cli(features, config, {in, out});
+  QRKCLI cli(GetFeatures(), config, {in, out});
   std::vector<const char*> arguments{"tool"};
   for (const auto& word : words) arguments.push_back(word.c_str());
   LineOutcome outcome;

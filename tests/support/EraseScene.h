@@ -11,21 +11,15 @@
 #include <vector>
 
 #include "devices/properties/PropertyCatalogue.h"
-#include "messaging/XmlMessaging.h"
-#include "messaging/features/CimClass.h"
-#include "messaging/features/JobContext.h"
-#include "operations/erase/Format.h"
-#include "operations/erase/Sanitize.h"
-#include "operations/erase/SecureErase.h"
-#include "operations/testing/DriveSelfTest.h"
-#include "operations/testing/StandbyImmediate.h"
 #include "support/CommandLine.h"
+#include "support/MethodCalls.h"
 #include "support/Scene.h"
 
 namespace Morvu::EraseTesting {
 
 using Testing::DriveScene;
 using Testing::LineOutcome;
+using Testing::MethodParameters;
 
 inline Simulator::DriveSpec SataSpec() {
   return {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1234", .sectors = 512};
@@ -38,35 +32,25 @@ inline Simulator::DriveSpec NvmeSpec() {
 }
 
 using Bytes = std::vector<std::uint8_t>;
-using MethodParameters = std::vector<std::pair<std::string_view, std::string>>;
 
 // Runs a drive method on a clone of the device, as a job does.
-inline StatusCode CallMethod(DeviceManagement::Device& device, CimMethod::Runner run,
+inline StatusCode CallMethod(DeviceManagement::Device& device, std::string_view name,
                              const MethodParameters& parameters = {},
-                             const ProgressReporter* reporter = nullptr) {
+                             ProgressReporter& reporter = NoReporter()) {
   JobContext context;
-  context.reporter = reporter;
-  XmlMessaging::Object method;
-  for (const auto& [name, text] : parameters) method.AddProperty(name, text);
+  context.reporter = &reporter;
   DeviceManagement::SelectedDevices devices;
   devices.devices.push_back(device.Clone());
   const auto& clone = *devices.devices.front();
   const auto timeout = clone.GetTimeout();
-  const auto code = run(context, method, devices);
+  const auto code = Testing::CallMethod(context, name, parameters, devices);
   EXPECT_EQ(clone.GetTimeout(), timeout) << "the clone's time-out was not put back";
   return code;
 }
 
-// Runs a command line with the five operations on it. `answers` is what the user types.
+// Runs a command line. `answers` is what the user types.
 inline LineOutcome RunLine(const std::vector<std::string>& words, const std::string& answers = "") {
-  static constexpr FeatureEntry kFeatures[] = {
-      {"Format", &Format::GetFeatureDefinition, &Format::RunCLI},
-      {"Secure erase", &SecureErase::GetFeatureDefinition, &SecureErase::RunCLI},
-      {"Sanitize", &Sanitize::GetFeatureDefinition, &Sanitize::RunCLI},
-      {"Self test", &DriveSelfTest::GetFeatureDefinition, &DriveSelfTest::RunCLI},
-      {"Standby immediate", &StandbyImmediate::GetFeatureDefinition, &StandbyImmediate::RunCLI},
-  };
-  return Testing::RunToolLine(kFeatures, words, answers);
+  return Testing::RunToolLine(words, answers);
 }
 
 // The drive's medium, a small one, is full of a pattern.
@@ -101,15 +85,15 @@ class EraseScene : public DriveScene {
 // The method on the scene's drive.
 class MethodScene : public EraseScene {
  public:
-  MethodScene(const Simulator::DriveSpec& spec, CimMethod::Runner run,
+  MethodScene(const Simulator::DriveSpec& spec, std::string_view name,
               MethodParameters parameters = {})
-      : EraseScene(spec), run_(run), parameters_(std::move(parameters)) {}
-  StatusCode Run(const ProgressReporter* reporter) override {
-    return CallMethod(*device(), run_, parameters_, reporter);
+      : EraseScene(spec), name_(name), parameters_(std::move(parameters)) {}
+  StatusCode Run(ProgressReporter& reporter) override {
+    return CallMethod(*device(), name_, parameters_, reporter);
   }
 
  private:
-  CimMethod::Runner run_;
+  std::string_view name_;
   MethodParameters parameters_;
 };
 
@@ -128,7 +112,7 @@ class LineScene : public EraseScene {
     words_.insert(words_.begin(), {"-drive_serial", spec.serial});
   }
   void Prepare() override {}
-  StatusCode Run(const ProgressReporter* = nullptr) override {
+  StatusCode Run(ProgressReporter& = NoReporter()) override {
     outcome = RunLine(words_, answers_);
     return outcome.code;
   }

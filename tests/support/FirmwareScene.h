@@ -6,11 +6,10 @@
 #include <vector>
 
 #include "devices/properties/PropertyCatalogue.h"
-#include "messaging/XmlMessaging.h"
-#include "messaging/features/JobContext.h"
 #include "operations/firmware/FirmwareUpdate.h"
 #include "support/CommandLine.h"
 #include "support/FirmwareModules.h"
+#include "support/MethodCalls.h"
 #include "support/Scene.h"
 
 namespace Morvu::Testing {
@@ -52,7 +51,7 @@ class FirmwareScene : public DriveScene {
     if (device() != nullptr && shape) shape(*device());
   }
 
-  StatusCode Run(const ProgressReporter* reporter) override {
+  StatusCode Run(ProgressReporter& reporter) override {
     FirmwareUpdate update(device(), false, ImagePath(), reporter);
     if (update.GetErrorCode() == Status::ReadyToRun) update.Execute();
     return update.GetErrorCode();
@@ -78,14 +77,12 @@ class MethodScene : public FirmwareScene {
  public:
   using FirmwareScene::FirmwareScene;
 
-  StatusCode Run(const ProgressReporter* reporter) override {
+  StatusCode Run(ProgressReporter& reporter) override {
     JobContext context;
-    context.reporter = reporter;
-    XmlMessaging::Object method;
-    method.AddProperty("file", ImagePath());
+    context.reporter = &reporter;
     DeviceManagement::SelectedDevices devices;
     devices.devices.push_back(device()->Clone());
-    return FirmwareUpdate::Run(context, method, devices);
+    return CallMethod(context, "FirmwareUpdate", {{"file", ImagePath()}}, devices);
   }
 };
 
@@ -95,15 +92,13 @@ class CommandLineScene : public FirmwareScene {
   using FirmwareScene::FirmwareScene;
 
   void Prepare() override {}
-  StatusCode Run(const ProgressReporter*) override {
+  StatusCode Run(ProgressReporter&) override {
     return RunLine(
         {"-drive_serial", drive.State().serial, "-firmware_update", ImagePath(), "-force"});
   }
 
   StatusCode RunLine(const std::vector<std::string>& words, const std::string& answers = "") {
-    static constexpr FeatureEntry kFeatures[] = {
-        {"Firmware update", &FirmwareUpdate::GetFeatureDefinition, &FirmwareUpdate::RunCLI}};
-    auto outcome = RunToolLine(kFeatures, words, answers);
+    auto outcome = RunToolLine(words, answers);
     output = std::move(outcome.output);
     return outcome.code;
   }

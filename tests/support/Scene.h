@@ -16,7 +16,7 @@ namespace Morvu::Testing {
 //     EraseScene() : DriveScene({.model = "MORVU SSDSC2BB480G4"}) {
 //       drive.State().ata.security.frozen = 0;                      shape the drive
 //     }
-//     StatusCode Run(const ProgressReporter* reporter) override {   and run the operation
+//     StatusCode Run(ProgressReporter& reporter) override {   and run the operation
 //       SecureErase erase(device(), reporter);
 //       if (erase.GetErrorCode() == Status::ReadyToRun) erase.Execute();
 //       return erase.GetErrorCode();

@@ -5,10 +5,9 @@
 
 #include "TestFleet.h"
 #include "frame/StatusCode.h"
+#include "messaging/ProgressReporter.h"
 
 namespace Morvu {
-
-struct ProgressReporter;
 
 namespace Testing {
 
@@ -22,8 +21,8 @@ class Scene {
 
   // What stands before the run and is no part of it.
   virtual void Prepare() {}
-  // One run, and its status. `reporter` may be null.
-  virtual StatusCode Run(const ProgressReporter* reporter) = 0;
+  // One run, and its status.
+  virtual StatusCode Run(ProgressReporter& reporter) = 0;
   // A time-out that the run must leave as it was, in seconds.
   virtual std::uint32_t GetTimeout() const { return 0; }
 

@@ -44,29 +44,20 @@ struct SweptRun {
 };
 
 // Reports to a run's record, and requests cancel from the n-th question on; never for 0.
-class RecordingReporter {
+class RecordingReporter : public SilentReporter {
  public:
-  explicit RecordingReporter(std::size_t cancelAt = 0) : cancelAt_(cancelAt) {
-    reporter_.owner = this;
-    reporter_.setPercent = [](void* self, std::int32_t percent) {
-      static_cast<RecordingReporter*>(self)->percents.push_back(percent);
-    };
-    reporter_.isCancelRequested = [](void* self) {
-      auto& reporter = *static_cast<RecordingReporter*>(self);
-      ++reporter.questions;
-      return reporter.cancelAt_ != 0 && reporter.questions >= reporter.cancelAt_;
-    };
-  }
-  RecordingReporter(const RecordingReporter&) = delete;
-  RecordingReporter& operator=(const RecordingReporter&) = delete;
+  explicit RecordingReporter(std::size_t cancelAt = 0) : cancelAt_(cancelAt) {}
 
-  const ProgressReporter* Get() const { return &reporter_; }
+  void SetPercent(std::int32_t percent) override { percents.push_back(percent); }
+  bool IsCancelRequested() override {
+    ++questions;
+    return cancelAt_ != 0 && questions >= cancelAt_;
+  }
 
   std::vector<std::int32_t> percents;
   std::size_t questions = 0;
 
  private:
-  ProgressReporter reporter_;
   std::size_t cancelAt_;
 };
 
@@ -126,7 +117,7 @@ SweptRun RunScene(AScene& scene, const Simulator::Fault* fault, std::size_t canc
   RecordingReporter reporter(cancelAt);
   const LeakCheck leaks(scene);
   SweptRun run;
-  run.code = scene.Run(reporter.Get());
+  run.code = scene.Run(reporter);
   leaks.Verify();
   run.percents = std::move(reporter.percents);
   run.questions = reporter.questions;

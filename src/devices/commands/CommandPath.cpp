@@ -47,13 +47,13 @@ CommandPath::CommandPath(std::string devicePath, std::string_view protocol,
       protocol_(protocol),
       description_(description),
       timeoutSeconds_(timeoutSeconds) {
-  CommandPath::Open();
+  (void)CommandPath::Open();
 }
 
-CommandPath::~CommandPath() { CommandPath::Close(); }
+CommandPath::~CommandPath() { (void)CommandPath::Close(); }
 
 StatusCode CommandPath::Open() {
-  if (IsOpen()) CommandPath::Close();
+  if (IsOpen()) (void)CommandPath::Close();
   // Read-only: commands pass all the same, and the close of a block node that was open for
   // writing makes udev read the disk anew. An empty path would be refused after a call.
   if (!devicePath_.empty()) handle_ = open(devicePath_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);

@@ -169,7 +169,7 @@ StatusCode CommandPath_ATA_SCSI::SendOpcodeCore(ByteSpan command, ByteSpan reply
   Image sent;
   keep(sent);
   SenseBuffer sense{};
-  StatusCode result;
+  StatusCode result = Status::NotRun;
   if (flags & kExt48) {
     auto cdb = BuildCdb16(command, reply, flags);
     result = SendCdb(cdb, sense, flags, data, asyncMarker);

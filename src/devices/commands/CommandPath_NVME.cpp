@@ -59,7 +59,7 @@ StatusCode CommandPath_NVME::SendOpcodeCore(ByteSpan command, ByteSpan reply, st
                                             ByteSpan data, std::uintptr_t) {
   NvmeCompletion completion;
   const ByteSpan image(reinterpret_cast<std::uint8_t*>(&completion), sizeof completion);
-  StatusCode result;
+  StatusCode result = Status::NotRun;
   if (command.size() == sizeof(nvme_admin_cmd)) {
     result = SendAdmin(command, data, image);
   } else if (command.size() == sizeof(nvme_user_io)) {
@@ -111,7 +111,7 @@ StatusCode CommandPath_NVME::Finish(int result, std::uint32_t dword0, std::uint3
   WriteLittle32(dword0, 0, completion);
   WriteLittle32(dword1, 4, completion);
   WriteLittle32((static_cast<std::uint32_t>(result) & kStatusMask) << kStatusShift, 12, completion);
-  return result;
+  return StatusCode::FromValue(result);
 }
 
 }  // namespace Morvu::DeviceManagement

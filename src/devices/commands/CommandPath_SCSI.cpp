@@ -63,7 +63,7 @@ bool CommandPath_SCSI::TestDevice() {
   std::array<std::uint8_t, 512> data{};
   const auto result = SendOpcode(cdb, sense, kRead, data);
   // Fixed-format sense, whatever it tells, comes from a SCSI device.
-  if (sense[0] == Sense::kFixed) return result >= 0;
+  if (sense[0] == Sense::kFixed) return !result.IsSystemError();
   return result == Status::Completed && sense[0] == 0;
 }
 
@@ -97,7 +97,7 @@ StatusCode CommandPath_SCSI::SendCdb(ByteSpan cdb, ByteSpan sense, std::uint8_t 
   if (result < 0) {
     lastOsError_ = result;
     MORVU_LOG(kLogError, "SendOpcodeCore", "ioctl failed: " + std::to_string(result));
-    return result;
+    return StatusCode::FromValue(result);
   }
   std::copy_n(sense.begin(), std::min(sense.size(), kImageSize), receivedBuffer_.begin());
   if (std::ranges::find(kFailedStatuses, header.masked_status) != std::end(kFailedStatuses)) {

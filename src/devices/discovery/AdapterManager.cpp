@@ -64,7 +64,7 @@ void CheckDriver(Device& drive) {
   const auto check = std::ranges::find(kDriverChecks, protocol, &DriverCheck::productProtocol);
   if (check == std::end(kDriverChecks)) return;
   if (drive.HasCommandSet(check->commandSet) || drive.HasCommandSet(check->otherCommandSet)) return;
-  drive.AddProperty(Properties::DriverCommunicationError, check->error);
+  drive.AddProperty(Properties::DriverCommunicationError, check->error.Value());
 }
 
 void LogDrive(const Device& drive) {

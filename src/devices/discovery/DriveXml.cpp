@@ -3,7 +3,7 @@
 #include <boost/property_tree/ptree.hpp>
 #include <string>
 
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
 #include "devices/model/Adapter.h"
 #include "devices/model/Drive.h"
 
@@ -46,10 +46,7 @@ std::string AhciMode(const Drive& drive) {
   return YesNo(!drive.GetBool(Properties::ControllerIDEMode));
 }
 
-std::string LifeSupported(const Drive& drive) {
-  const auto product = drive.GetString(Properties::Product);
-  return YesNo(product != Products::Yarrowick && product != Products::YarrowickSLC);
-}
+std::string LifeSupported(const Drive& drive) { return YesNo(!ProductOf(drive).hidesLife); }
 
 std::string ChildCount(const Drive& drive) { return std::to_string(drive.GetChildren().size()); }
 

@@ -1,10 +1,10 @@
 #include "devices/identification/DeviceIdentification_ATA.h"
 
-#include <algorithm>
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
+#include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
 #include "frame/Logger.h"
 
@@ -13,20 +13,16 @@ namespace {
 
 using IdentifyData = std::array<std::uint8_t, 512>;
 
-std::uint16_t Word(const IdentifyData& data, std::size_t word) {
-  return ReadLittle16(data, word * 2);
+// The places of words, and of bits in a word, as ACS-3 counts them.
+constexpr PagePlace Words(unsigned word, unsigned count = 1) {
+  return {static_cast<std::uint16_t>(word * 2), static_cast<std::uint16_t>(count * 2)};
+}
+constexpr PagePlace Bit(unsigned word, std::uint8_t bit) {
+  return {static_cast<std::uint16_t>(word * 2), 2, bit, 1};
 }
 
-bool Bit(const IdentifyData& data, std::size_t word, int bit) {
-  return (Word(data, word) >> bit & 1) != 0;
-}
-
-// A text of `count` words, whose bytes are exchanged in pairs.
-std::string Text(const IdentifyData& data, std::size_t word, std::size_t count) {
-  auto copy = data;
-  const auto field = ByteSpan(copy).subspan(word * 2, count * 2);
-  SwapBytePairs(field);
-  return ReadText(field, 0, field.size());
+std::uint64_t Read(const IdentifyData& data, const PagePlace& place) {
+  return ReadField(data, place);
 }
 
 // ---- Properties that are more than a word, a bit or a text ----
@@ -34,90 +30,86 @@ std::string Text(const IdentifyData& data, std::size_t word, std::size_t count) 
 // A drive in its boot loader tells more than a model.
 std::string ReadModel(const IdentifyData& data) {
   constexpr std::string_view kBootloader = "MorvuBootloader";
-  const auto model = Text(data, 27, 20);
+  const auto model = Form::AtaText(data, Words(27, 20));
   return model.find(kBootloader) == model.npos ? model : std::string(kBootloader);
 }
 
 // The drive's own status text; behind a "*" it is no fault.
 std::string ReadErrorString(const IdentifyData& data) {
-  const auto text = Text(data, 140, 10);
+  const auto text = Form::AtaText(data, Words(140, 10));
   return text.starts_with('*') ? std::string() : text;
 }
 
 std::uint64_t ReadMaximumLba(const IdentifyData& data) {
   constexpr std::uint32_t kMore = 0xFFFFFFF;  // the drive has more than 28 bits tell
-  const auto lba28 = ReadLittle32(data, 60 * 2) & kMore;
-  return lba28 == kMore ? ReadLittle64(data, 100 * 2) : lba28;
+  const auto lba28 = Read(data, Words(60, 2)) & kMore;
+  return lba28 == kMore ? Read(data, Words(100, 4)) : lba28;
 }
 
 bool IsHardDisk(const IdentifyData& data) {
   constexpr std::uint16_t kNonRotating = 1;
-  return Word(data, 217) != kNonRotating;
+  return Read(data, Words(217)) != kNonRotating;
 }
 
 // Words 117 and 118 count in words, and hold where word 106 is valid and says so.
 std::uint64_t ReadSectorSize(const IdentifyData& data) {
-  const bool told = Bit(data, 106, 14) && !Bit(data, 106, 15) && Bit(data, 106, 12);
-  return told ? std::uint64_t{ReadLittle32(data, 117 * 2)} * 2 : 512;
+  constexpr PagePlace kValid{106 * 2, 2, 14, 2};  // 01b: the word is valid
+  const bool told = Read(data, kValid) == 1 && Read(data, Bit(106, 12)) != 0;
+  return told ? Read(data, Words(117, 2)) * 2 : 512;
 }
 
 std::uint64_t ReadWwid(const IdentifyData& data) {
   std::uint64_t name = 0;
-  for (std::size_t word = 108; word <= 111; ++word) name = name << 16 | Word(data, word);
+  for (unsigned word = 108; word <= 111; ++word) name = name << 16 | Read(data, Words(word));
   return name;
 }
 
 std::string_view ReadNegotiatedSpeed(const IdentifyData& data) {
   constexpr std::string_view kSpeeds[] = {"", "1.5 Gbs", "3.0 Gbs", "6.0 Gbs"};
-  const auto generation = static_cast<std::size_t>(Word(data, 77) >> 1 & 7);
+  const auto generation = static_cast<std::size_t>(Read(data, {77 * 2, 2, 1, 3}));
   return generation < std::size(kSpeeds) ? kSpeeds[generation] : std::string_view();
 }
 
 // ---- The rest, in the order in which they are read ----
 
-struct BitRow {
-  const PropertyEntry* entry;
-  std::uint8_t word;
-  std::uint8_t bit;
+// clang-format off
+constexpr PropertyField kIdentifyTexts[] = {
+    {&Properties::SerialNumber,                     Words(10, 10), Form::AtaText},
+    {&Properties::Firmware,                         Words(23, 4), Form::AtaText},
 };
 
-// clang-format off
-constexpr BitRow kBits[] = {
-    {&Properties::SecurityFrozen,                  128,  3},
-    {&Properties::SecurityLocked,                  128,  2},
-    {&Properties::SecurityEnabled,                 128,  1},
-    {&Properties::SecuritySupported,               128,  0},
-    {&Properties::SMARTEnabled,                     85,  0},
-    {&Properties::DIPMSupported,                    78,  3},
-    {&Properties::DIPMEnabled,                      79,  3},
-    {&Properties::WriteCacheSupported,              82,  5},
-    {&Properties::WriteCacheEnabled,                85,  5},
-    {&Properties::SSCEnabled,                      129,  1},
-    {&Properties::TCGSupported,                     48,  0},
-    {&Properties::DigitalFenceSupported,           157,  0},
-    {&Properties::RemoteSecureEraseSupported,      157,  1},
-    {&Properties::SataGen1,                         76,  1},
-    {&Properties::SataGen2,                         76,  2},
-    {&Properties::SataGen3,                         76,  3},
-    {&Properties::IEEE1667Supported,                69,  7},
-    {&Properties::SanitizeSupported,                59, 12},
-    {&Properties::SanitizeCryptoScrambleSupported,  59, 13},
-    {&Properties::SanitizeBlockEraseSupported,      59, 15},
-    {&Properties::SMARTSelfTestSupported,           84,  1},
+constexpr PropertyField kIdentifyFields[] = {
+    {&Properties::SecurityFrozen,                   Bit(128,  3)},
+    {&Properties::SecurityLocked,                   Bit(128,  2)},
+    {&Properties::SecurityEnabled,                  Bit(128,  1)},
+    {&Properties::SecuritySupported,                Bit(128,  0)},
+    {&Properties::SMARTEnabled,                     Bit( 85,  0)},
+    {&Properties::DIPMSupported,                    Bit( 78,  3)},
+    {&Properties::DIPMEnabled,                      Bit( 79,  3)},
+    {&Properties::WriteCacheSupported,              Bit( 82,  5)},
+    {&Properties::WriteCacheEnabled,                Bit( 85,  5)},
+    {&Properties::SSCEnabled,                       Bit(129,  1)},
+    {&Properties::TCGSupported,                     Bit( 48,  0)},
+    {&Properties::DigitalFenceSupported,            Bit(157,  0)},
+    {&Properties::RemoteSecureEraseSupported,       Bit(157,  1)},
+    {&Properties::SataGen1,                         Bit( 76,  1)},
+    {&Properties::SataGen2,                         Bit( 76,  2)},
+    {&Properties::SataGen3,                         Bit( 76,  3)},
+    {&Properties::IEEE1667Supported,                Bit( 69,  7)},
+    {&Properties::SanitizeSupported,                Bit( 59, 12)},
+    {&Properties::SanitizeCryptoScrambleSupported,  Bit( 59, 13)},
+    {&Properties::SanitizeBlockEraseSupported,      Bit( 59, 15)},
+    {&Properties::SMARTSelfTestSupported,           Bit( 84,  1)},
+    {&Properties::TrimSize,                         Words(105)},
+    {&Properties::PhyConfig,                        Words(138)},
 };
 // clang-format on
 
-// Behind a controller in IDE mode these are known by their identify data only.
-constexpr std::string_view kNeedsIdentify[] = {
-    Products::Tarnwell,
-    Products::WistleBrook,
-    Products::SedgwoldBrook,
-    Products::Yarrowick2,
-};
-
 // Neither result matters: a drive that sleeps is awake afterwards.
 void Wake(CommandSet_ATA& ata, IdentifyData& data) {
-  if (ata.ataReadDma(data, 0, 1) != Status::Completed) ata.ataCheckPowerMode(data);
+  if (ata.ataReadDma(data, 0, 1) != Status::Completed) {
+    (void)ata.ataCheckPowerMode(data);
+  }
   data.fill(0);
 }
 
@@ -145,27 +137,23 @@ bool DeviceIdentification_ATA::ReadIdentifyData() {
   if (!device_->GetBool(Properties::CSMI)) Wake(*ata, data);
   if (ata->ataIdentifyDevice(data) != Status::Completed) return false;
 
-  device_->AddProperty(Properties::SerialNumber, Text(data, 10, 10));
-  device_->AddProperty(Properties::Firmware, Text(data, 23, 4));
+  auto& properties = device_->GetProperties();
+  PutFields(data, kIdentifyTexts, properties);
   device_->AddProperty(Properties::ModelNumber, ReadModel(data));
   device_->AddProperty(Properties::ErrorString, ReadErrorString(data));
   device_->AddProperty(Properties::MaximumLBA, ReadMaximumLba(data));
-  device_->AddProperty(Properties::TrimSupported, Bit(data, 169, 0));
+  device_->AddProperty(Properties::TrimSupported, Read(data, Bit(169, 0)) != 0);
   device_->AddProperty(Properties::HDD, IsHardDisk(data));
   device_->AddProperty(Properties::SectorSize, CheckedSectorSize(ReadSectorSize(data)));
   device_->AddProperty(Properties::WWID, ReadWwid(data));
-  for (const auto& row : kBits) device_->AddProperty(*row.entry, Bit(data, row.word, row.bit));
-  device_->AddProperty(Properties::TrimSize, std::uint32_t{Word(data, 105)});
-  device_->AddProperty(Properties::PhyConfig, std::uint32_t{Word(data, 138)});
+  PutFields(data, kIdentifyFields, properties);
   const auto speed = ReadNegotiatedSpeed(data);
   if (!speed.empty()) device_->AddProperty(Properties::SataNegotiatedSpeed, speed);
   return true;
 }
 
 bool DeviceIdentification_ATA::CountsAsIdentified() const {
-  const auto product = device_->GetString(Properties::Product);
-  return !device_->GetBool(Properties::LSI) &&
-         std::ranges::find(kNeedsIdentify, product) == std::end(kNeedsIdentify);
+  return !device_->GetBool(Properties::LSI) && !ProductOf(*device_).needsIdentify;
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -2,6 +2,7 @@
 
 #include <array>
 
+#include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
 #include "frame/Logger.h"
 
@@ -10,18 +11,13 @@ namespace {
 
 using Block = std::array<std::uint8_t, 512>;
 
-struct TextRow {
-  const PropertyEntry* entry;
-  std::uint8_t offset;
-  std::uint8_t length;
-};
-
+// Standard INQUIRY data (SPC-4, 6.4.2).
 // clang-format off
-constexpr TextRow kInquiryTexts[] = {
-    {&Properties::ModelNumber,  16, 16},
-    {&Properties::Firmware,     32,  4},
-    {&Properties::SerialNumber, 36,  8},
-    {&Properties::Vendor,        8,  8},
+constexpr PropertyField kInquiryFields[] = {
+    {&Properties::ModelNumber,  {16, 16}},
+    {&Properties::Firmware,     {32,  4}},
+    {&Properties::SerialNumber, {36,  8}},
+    {&Properties::Vendor,       { 8,  8}},
 };
 // clang-format on
 
@@ -42,9 +38,7 @@ bool DeviceIdentification_SCSI::ReadInquiry(CommandSet_SCSI& scsi) {
   constexpr std::uint8_t kAllocation = 255;
   Block data{};
   if (scsi.scsiInquiry(data, false, 0, kAllocation, 1) != Status::Completed) return false;
-  for (const auto& row : kInquiryTexts) {
-    device_->AddProperty(*row.entry, ReadText(data, row.offset, row.length));
-  }
+  PutFields(data, kInquiryFields, device_->GetProperties());
   return true;
 }
 

@@ -1,8 +1,7 @@
 #include "devices/identification/ProductDetection.h"
 
-#include <algorithm>
-
 #include "devices/identification/ProductTable.h"
+#include "devices/identification/Products.h"
 #include "devices/properties/PropertyCatalogue.h"
 #include "frame/Text.h"
 
@@ -11,27 +10,6 @@ namespace {
 
 constexpr std::string_view kMaker = "MORVU";
 constexpr std::string_view kUnnamedFamily = "Morvu SSD";
-
-constexpr std::string_view kWithOpalText[] = {
-    Products::Nolvaine,
-    Products::Drennick,
-    Products::DrennickRefresh,
-};
-constexpr std::string_view kWithRemoteErase[] = {
-    Products::Drennick,
-    Products::DrennickRefresh,
-};
-// Their model strings are another vendor's too; the serial number tells them apart.
-constexpr std::string_view kWithSharedModel[] = {
-    Products::AmbrelHithe,
-    Products::AmbrelHithePlus,
-};
-constexpr std::size_t kSharedModelSerialLength = 8;
-
-template <std::size_t Size>
-bool IsOneOf(const std::string_view (&products)[Size], std::string_view product) {
-  return std::ranges::find(products, product) != std::end(products);
-}
 
 void Put(PropertyList& output, const PropertyEntry& entry, const auto& value) {
   output.Add(DeviceProperty(entry, value));
@@ -53,13 +31,19 @@ void PutFamily(const SerialFamily& row, PropertyList& output) {
   Put(output, Properties::ProductFamily, row.series);
 }
 
-void PutSecurityTraits(const PropertyList& source, std::string_view product, PropertyList& output) {
-  if (!IsOneOf(kWithOpalText, product)) return;
-  const bool opal = source.GetBool(Properties::TCGSupported);
-  Put(output, Properties::ProductFamily,
-      output.GetString(Properties::ProductFamily) + (opal ? " Opal Ready" : " No Opal"));
-  Put(output, Properties::DigitalFenceSupported, true);
-  if (IsOneOf(kWithRemoteErase, product)) Put(output, Properties::RemoteSecureEraseSupported, true);
+void PutSecurityTraits(const PropertyList& source, const Product& product, PropertyList& output) {
+  if (product.tellsOpal) {
+    const bool opal = source.GetBool(Properties::TCGSupported);
+    Put(output, Properties::ProductFamily,
+        output.GetString(Properties::ProductFamily) + (opal ? " Opal Ready" : " No Opal"));
+    Put(output, Properties::DigitalFenceSupported, true);
+  }
+  if (product.hasRemoteErase) Put(output, Properties::RemoteSecureEraseSupported, true);
+}
+
+// Some model strings are another vendor's too; the serial number tells them apart.
+bool IsAnotherVendors(const Product& product, std::string_view serialNumber) {
+  return product.serialLength != 0 && serialNumber.size() != product.serialLength;
 }
 
 }  // namespace
@@ -75,9 +59,9 @@ ProductDetection::ProductDetection(PropertyList& source) {
   } else if (const auto* family = FindSerialFamily(serialNumber)) {
     PutFamily(*family, output_);
   }
-  const auto product = output_.GetString(Properties::Product);
+  const auto& product = FindProduct(output_.GetString(Properties::Product));
   PutSecurityTraits(source, product, output_);
-  if (IsOneOf(kWithSharedModel, product) && serialNumber.size() != kSharedModelSerialLength) {
+  if (IsAnotherVendors(product, serialNumber)) {
     output_.Remove(Properties::Morvu);
     output_.Remove(Properties::Product);
     output_.Remove(Properties::ProductFamily);

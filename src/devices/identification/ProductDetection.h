@@ -7,13 +7,6 @@
 
 namespace Morvu::DeviceManagement {
 
-// The products' internal names, as the "Product" property holds them, in table order.
-namespace Products {
-#define PRODUCT(identifier, name) inline constexpr std::string_view identifier = name;
-#include "devices/identification/Products.inc"
-#undef PRODUCT
-}  // namespace Products
-
 // The customers for whom drives are built, as the "OEM" property holds them.
 namespace Oems {
 inline constexpr std::string_view Acer = "Acer";

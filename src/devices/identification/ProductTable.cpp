@@ -6,11 +6,20 @@
 
 #include "devices/commands/CommandSet.h"
 #include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
+#include "devices/model/Device.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
 
-namespace P = Products;
+// The marks of a product's traits.
+constexpr bool X = true;
+constexpr bool o = false;
+
+constexpr Product kProducts[] = {
+#include "devices/identification/Products.inc"
+};
+constexpr Product kNoProduct{};
 
 constexpr std::string_view Ata = Protocol::Ata;
 constexpr std::string_view Nvme = Protocol::Nvme;
@@ -66,19 +75,19 @@ constexpr bool HasRow(std::string_view ProductRow::*field, std::string_view valu
   return std::ranges::any_of(kRows, [&](const auto& row) { return row.*field == value; });
 }
 
-constexpr std::string_view kProducts[] = {
-#define PRODUCT(identifier, name) name,
-#include "devices/identification/Products.inc"
-#undef PRODUCT
-};
+constexpr bool IsProduct(std::string_view name) {
+  return std::ranges::find(kProducts, name, &Product::name) != std::end(kProducts);
+}
 
-static_assert(std::size(kRows) == 242);
-static_assert(std::size(kFamilies) == 19);
-static_assert(std::size(kProducts) == 52);
-static_assert(std::size(kOems) == 13);
 static_assert(std::ranges::all_of(kRows, [](const auto& row) { return IsSound(row); }));
+static_assert(std::ranges::all_of(kRows, IsProduct, &ProductRow::product),
+              "a row's product is not in the table of products");
+static_assert(std::ranges::all_of(kFamilies, IsProduct, &SerialFamily::product),
+              "a family's product is not in the table of products");
 static_assert(std::ranges::all_of(kProducts,
-                                  [](auto p) { return HasRow(&ProductRow::product, p); }),
+                                  [](const auto& p) {
+                                    return HasRow(&ProductRow::product, p.name);
+                                  }),
               "a product has no row");
 static_assert(std::ranges::all_of(kOems, [](auto oem) { return HasRow(&ProductRow::oem, oem); }),
               "an OEM has no row");
@@ -129,6 +138,17 @@ bool HasWord(std::string_view list, std::string_view word) {
 }
 
 }  // namespace
+
+std::span<const Product> GetProducts() { return kProducts; }
+
+const Product& FindProduct(std::string_view name) {
+  const auto* product = std::ranges::find(kProducts, name, &Product::name);
+  return product == std::end(kProducts) ? kNoProduct : *product;
+}
+
+const Product& ProductOf(const Device& device) {
+  return FindProduct(device.GetString(Properties::Product));
+}
 
 std::span<const ProductRow> GetProductRows() { return kRows; }
 

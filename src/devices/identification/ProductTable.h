@@ -22,7 +22,7 @@ struct ProductTest {
 struct ProductRow {
   static constexpr std::size_t kMaxModels = 12;
 
-  std::string_view product;
+  std::string_view product;   // a name of Products.inc
   std::string_view oem;       // may be empty
   std::string_view configId;  // five digits, may be empty
   bool lsi;

@@ -42,4 +42,10 @@ Device* DeviceList::Find(std::string_view serialNumber, std::string_view partiti
   return found == drives_.end() ? nullptr : *found;
 }
 
+std::vector<Device*> SelectedDevices::GetDevices() const {
+  std::vector<Device*> pointers;
+  for (const auto& device : devices) pointers.push_back(device.get());
+  return pointers;
+}
+
 }  // namespace Morvu::DeviceManagement

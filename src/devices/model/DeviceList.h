@@ -28,6 +28,8 @@ class DeviceList {
 struct SelectedDevices {
   std::vector<std::unique_ptr<Device>> devices;
   std::vector<Partition> partitions;
+
+  std::vector<Device*> GetDevices() const;
 };
 
 }  // namespace Morvu::DeviceManagement

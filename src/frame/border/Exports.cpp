@@ -64,13 +64,13 @@ JobEnvironment MakeEnvironment() {
 
 // No exception crosses the border: it comes back as a status.
 template <typename Call>
-StatusCode Guarded(Call&& call) noexcept {
+std::int32_t Guarded(Call&& call) noexcept {
   try {
-    return call();
+    return StatusCode(call()).Value();
   } catch (const std::bad_alloc&) {
     return -ENOMEM;
   } catch (const std::system_error& error) {
-    return -std::abs(error.code().value());
+    return StatusCode::FromSystemError(error.code().value()).Value();
   } catch (...) {
     return -EIO;
   }
@@ -145,7 +145,7 @@ MORVU_EXPORT void DisableLSIAdapter(void) {
 
 MORVU_EXPORT int32_t EnableLogger(const char* path, uint32_t pathLength, uint32_t level,
                                   bool restart) {
-  if (path == nullptr) return Status::FileNotOpened;
+  if (path == nullptr) return Status::FileNotOpened.Value();
   return Guarded([&] { return EnableLog(TextOf(path, pathLength), level, restart); });
 }
 

@@ -24,8 +24,8 @@ void NotifyFirmware(JobContext& context, DeviceManagement::Device& drive) {
   (void)FirmwareUpdate::GetUpdateAvailable(&context, Properties::FirmwareUpdateAvailable, &drive);
 }
 
-void NotifySmart(JobContext& context, DeviceManagement::SelectedDevices& drives) {
-  (void)Smart::ReadDrives(context, drives);
+void NotifySmart(JobContext& context, DeviceManagement::SelectedDevices& selected) {
+  (void)Smart::ReadDrives(context, selected.GetDevices());
 }
 
 constexpr DrivePass::DriveStep kEachDrive[] = {&NotifyFirmware, &NotifySecurity};
@@ -52,8 +52,8 @@ constexpr ClassRow kClasses[] = {
 };
 
 std::unique_ptr<Message> HandleSupportedFunctionality(JobContext& context) {
-  context.setHidden(context.job, true);
-  context.setTimeBeforeRemoval(context.job, JobDuration::zero());
+  context.services->SetHidden(true);
+  context.services->SetTimeBeforeRemoval(JobDuration::zero());
   SubjectMap unused;  // the library's own map is being read meanwhile
   auto reply = BuildSupportedFunctionality(unused);
   context.Report(100, FeatureState::Finished, Status::Completed);

@@ -1,11 +1,14 @@
-#include "messaging/drive_class/HostController.h"
-
+// The drive method "HostController": the controller that a drive hangs on, and its
+// driver.
 #include <string>
 
 #include "devices/model/Device.h"
-#include "operations/Operation.h"
+#include "devices/properties/PropertyCatalogue.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/features/FeatureRecord.h"
+#include "messaging/features/JobContext.h"
 
-namespace Morvu::HostController {
+namespace Morvu {
 namespace {
 
 using DeviceManagement::Device;
@@ -13,6 +16,8 @@ using XmlMessaging::List;
 using XmlMessaging::Object;
 using XmlMessaging::Property;
 namespace Properties = DeviceManagement::Properties;
+
+constexpr std::string_view kTableName = "HostController";
 
 constexpr CimProperty kRows[] = {
     {&Properties::ControllerDescription, "o", &GetGenericProperty, nullptr},
@@ -43,25 +48,42 @@ std::unique_ptr<Object> MakeRow(const CimProperty& property, Device& device) {
   return row;
 }
 
-}  // namespace
+bool IsMorvu(const Device& device) { return device.GetBool(Properties::Morvu); }
 
-std::unique_ptr<Object> Describe(Device* device) {
-  if (device != nullptr && !device->GetBool(Properties::Morvu)) return nullptr;
-  return DescribeMethod("HostController");
-}
-
-StatusCode Run(JobContext& context, const Object&, DeviceManagement::SelectedDevices& devices) {
-  auto* device = BeginMethod(context, devices);
-  if (device == nullptr) return Status::NoDeviceSelected;
-  if (!device->GetBool(Properties::Morvu) || context.reply == nullptr) return Status::Completed;
-
+// Adds the List to the reply: rows of a category, a field and its value.
+StatusCode RunHostController(const FeatureCall& call, JobContext& context) {
+  if (!IsMorvu(call.GetDevice()) || context.reply == nullptr) return Status::Completed;
   auto list = std::make_unique<List>();
-  list->SetAttribute("name", "HostController");
+  list->SetAttribute("name", kTableName);
   list->SetAttribute("type", "table");
   list->SetAttribute("direction", "o");
-  for (const auto& property : kRows) list->objects.push_back(MakeRow(property, *device));
+  for (const auto& property : kRows) list->objects.push_back(MakeRow(property, call.GetDevice()));
   context.reply->lists.push_back(std::move(list));
   return Status::Completed;
 }
 
-}  // namespace Morvu::HostController
+StatusCode AssessHostController(Device& device) {
+  return IsMorvu(device) ? Status::ReadyToRun : Status::NotAMorvuDrive;
+}
+
+constexpr StatusCode kHiddenCodes[] = {Status::NotAMorvuDrive};
+constexpr CimMethod kMethods[] = {
+    {.name = "HostController",
+     .category = "standard",
+     .targetType = "device",
+     .hasTable = true,
+     .tableName = kTableName,
+     .hiddenCodes = kHiddenCodes,
+     .assess = &AssessHostController,
+     .run = &RunHostController},
+};
+
+}  // namespace
+
+extern constexpr FeatureRecord HostControllerRecord = {
+    .name = "HostController",
+    .needsDrive = true,
+    .methods = kMethods,
+};
+
+}  // namespace Morvu

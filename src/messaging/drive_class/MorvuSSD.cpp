@@ -7,6 +7,7 @@
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/drive_class/MethodCall.h"
 #include "messaging/features/Feature.h"
 
 namespace Morvu {
@@ -74,8 +75,8 @@ void AddProperties(Object& object, JobContext& context, Device& device) {
 
 void AddMethods(Object& object, Device& device) {
   MORVU_LOG(kLogInfo, "ToXmlObject", "Including methods");
-  for (const auto& method : GetDriveMethods()) {
-    if (auto description = method.describe(&device)) {
+  for (const auto& row : GetDriveMethods()) {
+    if (auto description = row.method->Describe(&device)) {
       object.objects.push_back(std::move(description));
     }
   }
@@ -152,11 +153,6 @@ std::vector<const Object*> FindMethodObjects(Message& request) {
   return methods;
 }
 
-StatusCode RunMethod(JobContext& context, const Object& object, SelectedDevices& devices) {
-  const auto* method = FindDriveMethod(object.GetAttribute("name"));
-  return method == nullptr ? Status::UnknownMethod : method->run(context, object, devices);
-}
-
 void ListDrives(JobContext& context, SelectedDevices& devices, List& list) {
   for (const auto& device : devices.devices) {
     if (device->GetKind() != DeviceKind::Drive) continue;
@@ -183,7 +179,7 @@ StatusCode CarryOut(JobContext& context, SelectedDevices& devices, List& list) {
   if (properties.empty()) {
     const auto methods = FindMethodObjects(*context.request);
     if (methods.size() > 1) return Status::SeveralMethods;
-    if (methods.size() == 1) return RunMethod(context, *methods.front(), devices);
+    if (methods.size() == 1) return RunDriveMethod(context, *methods.front(), devices);
     ListDrives(context, devices, list);
     return Status::Completed;
   }
@@ -200,7 +196,7 @@ bool NamesDriveClass(const Message& request) {
 }  // namespace
 
 std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
-  context.setNotifyProgress(context.job, true);
+  context.services->SetNotifyProgress(true);
   auto reply = std::make_unique<Message>();
   reply->SetAttribute("subject", context.subject);
   context.reply = reply.get();
@@ -208,7 +204,7 @@ std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
   list->SetAttribute("cimClass", context.subject);
 
   SelectedDevices devices;
-  context.selectDevices(context.manager, devices, context.request);
+  context.services->SelectDevices(devices, context.request);
   StatusCode status = Status::Completed;
   if (!devices.devices.empty()) {
     status = CarryOut(context, devices, *list);
@@ -238,10 +234,8 @@ void DeclareDriveClasses(Message& reply, std::vector<std::string>& subjectNames)
     for (const auto& row : GetDriveProperties()) {
       subject->properties.push_back(row.Describe(nullptr, nullptr));
     }
-    for (const auto& method : GetDriveMethods()) {
-      if (auto description = method.describe(nullptr)) {
-        subject->objects.push_back(std::move(description));
-      }
+    for (const auto& row : GetDriveMethods()) {
+      subject->objects.push_back(row.method->Describe(nullptr));
     }
     reply.subjects.push_back(std::move(subject));
   }

@@ -9,7 +9,7 @@
 #include <string_view>
 #include <vector>
 
-#include "messaging/features/CimClass.h"
+#include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"
 
 namespace Morvu {
@@ -24,12 +24,18 @@ constexpr bool IsDriveClass(std::string_view cimClass) {
   return cimClass == kMorvuClass || cimClass == kDeviceClass;
 }
 
-// The properties, in the order in which a host sees them, and the methods, in
-// ascending byte order of their names. Null for a name that is not there.
+// A method, and the family that it comes from.
+struct DriveMethod {
+  const FeatureRecord* feature;
+  const CimMethod* method;
+};
+
+// The properties, in the order in which a host sees them, and the methods of all families,
+// in ascending byte order of their names. Null for a name that is not there.
 std::span<const CimProperty> GetDriveProperties();
-std::span<const CimMethod> GetDriveMethods();
+std::span<const DriveMethod> GetDriveMethods();
 const CimProperty* FindDriveProperty(std::string_view name);
-const CimMethod* FindDriveMethod(std::string_view name);
+const DriveMethod* FindDriveMethod(std::string_view name);
 
 // The handler of both subjects. It always replies.
 std::unique_ptr<XmlMessaging::Message> HandleMorvuSSD(JobContext& context);

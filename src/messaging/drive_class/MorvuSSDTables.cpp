@@ -1,15 +1,11 @@
 #include <algorithm>
 #include <functional>
+#include <vector>
 
 #include "devices/properties/PropertyCatalogue.h"
-#include "messaging/drive_class/HostController.h"
+#include "messaging/drive_class/Features.h"
 #include "messaging/drive_class/MorvuSSD.h"
-#include "operations/erase/Format.h"
-#include "operations/erase/SecureErase.h"
 #include "operations/firmware/FirmwareUpdate.h"
-#include "operations/testing/DriveSelfTest.h"
-#include "operations/testing/StandbyImmediate.h"
-#include "parsers/smart/Smart.h"
 
 namespace Morvu {
 namespace {
@@ -24,27 +20,57 @@ constexpr CimProperty kProperties[] = {
 };
 static_assert(std::size(kProperties) == 77);
 
-constexpr CimMethod kMethods[] = {
-#include "messaging/drive_class/MorvuSSDMethods.inc"
+// Declared "io", and refused until their setters are there.
+constexpr const PropertyEntry* kSettersToCome[] = {
+    &Properties::EnduranceAnalyzer,
+    &Properties::MaximumLBA,
+    &Properties::PhyConfig,
+    &Properties::PhysicalSectorSize,
+    &Properties::PhySpeed,
+    &Properties::PLITestTimeInterval,
+    &Properties::PowerGovernorMode,
+    &Properties::ReadErrorRecoveryTimer,
+    &Properties::SSCEnabled,
+    &Properties::TempLoggingInterval,
+    &Properties::TempThreshold,
+    &Properties::WriteCacheState,
+    &Properties::WriteErrorRecoveryTimer,
 };
-// Strictly rising.
-static_assert(std::ranges::adjacent_find(kMethods, std::ranges::greater_equal{},
-                                         &CimMethod::name) == std::end(kMethods));
+// A row has a setter, or waits for one, when it is "io" and only then.
+static_assert(std::ranges::all_of(kProperties, [](const CimProperty& row) {
+  const bool waits = std::ranges::find(kSettersToCome, row.entry) != std::end(kSettersToCome);
+  const bool hasSetter = row.setter != nullptr;
+  return row.direction == "io" ? hasSetter != waits : !hasSetter && !waits;
+}));
+
+std::vector<DriveMethod> ListMethods() {
+  std::vector<DriveMethod> methods;
+  for (const auto* feature : GetFeatures()) {
+    for (const auto& method : feature->methods) methods.push_back({feature, &method});
+  }
+  std::ranges::sort(methods, {}, [](const DriveMethod& row) { return row.method->name; });
+  return methods;
+}
 
 }  // namespace
 
 std::span<const CimProperty> GetDriveProperties() { return kProperties; }
 
-std::span<const CimMethod> GetDriveMethods() { return kMethods; }
+std::span<const DriveMethod> GetDriveMethods() {
+  static const auto methods = ListMethods();
+  return methods;
+}
 
 const CimProperty* FindDriveProperty(std::string_view name) {
   const auto* row = std::ranges::find(kProperties, name, &CimProperty::GetName);
   return row == std::end(kProperties) ? nullptr : row;
 }
 
-const CimMethod* FindDriveMethod(std::string_view name) {
-  const auto* row = std::ranges::lower_bound(kMethods, name, {}, &CimMethod::name);
-  return row == std::end(kMethods) || row->name != name ? nullptr : row;
+const DriveMethod* FindDriveMethod(std::string_view name) {
+  const auto methods = GetDriveMethods();
+  const auto row = std::ranges::find_if(
+      methods, [&](const DriveMethod& each) { return each.method->name == name; });
+  return row == methods.end() ? nullptr : &*row;
 }
 
 }  // namespace Morvu

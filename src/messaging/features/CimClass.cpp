@@ -1,5 +1,7 @@
 #include "messaging/features/CimClass.h"
 
+#include <algorithm>
+
 #include "devices/model/Device.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
@@ -37,20 +39,22 @@ std::unique_ptr<Property> GetGenericProperty(JobContext*, const PropertyEntry& e
   return element;
 }
 
-std::unique_ptr<Object> BuildMethodObject(const MethodDescription& description) {
+namespace {
+
+std::unique_ptr<Object> BuildMethodObject(const CimMethod& method) {
   auto object = std::make_unique<Object>();
   object->SetAttribute("type", "method");
   const auto set = [&](std::string_view key, std::string_view value) {
     if (!value.empty()) object->SetAttribute(key, value);
   };
-  set("name", description.name);
-  set("displayName", description.displayName);
-  set("description", description.description);
-  set("prompt", description.prompt ? "True" : "");
-  set("category", description.category);
-  set("targetType", description.targetType);
-  set("cancelSupported", description.cancelSupported ? "" : "False");
-  for (const auto& parameter : description.parameters) {
+  set("name", method.name);
+  set("displayName", method.displayName);
+  set("description", method.description);
+  set("prompt", method.prompt ? "True" : "");
+  set("category", method.category);
+  set("targetType", method.targetType);
+  set("cancelSupported", method.cancelSupported ? "" : "False");
+  for (const auto& parameter : method.parameters) {
     auto property = std::make_unique<Property>();
     property->SetAttribute("name", parameter.name);
     property->SetAttribute("type", parameter.type);
@@ -58,26 +62,38 @@ std::unique_ptr<Object> BuildMethodObject(const MethodDescription& description) 
     property->SetAttribute("direction", "i");
     object->AddProperty(std::move(property));
   }
-  if (description.hasTable) {
+  if (method.hasTable) {
     auto list = std::make_unique<XmlMessaging::List>();
     list->SetAttribute("type", "table");
     list->SetAttribute("direction", "o");
-    if (!description.tableName.empty()) list->SetAttribute("name", description.tableName);
+    if (!method.tableName.empty()) list->SetAttribute("name", method.tableName);
     object->lists.push_back(std::move(list));
   }
   return object;
 }
 
+// The List that tells whether the method can run now: 1 means yes.
 void AddStatusList(Object& method, StatusCode status) {
   auto property = std::make_unique<Property>();
   property->SetAttribute("type", "uint8");
-  property->value = std::to_string(status);
+  property->value = std::to_string(status.Value());
   auto object = std::make_unique<Object>();
   object->AddProperty(std::move(property));
   auto list = std::make_unique<XmlMessaging::List>();
   list->SetAttribute("type", "status");
   list->objects.push_back(std::move(object));
   method.lists.push_back(std::move(list));
+}
+
+}  // namespace
+
+std::unique_ptr<Object> CimMethod::Describe(DeviceManagement::Device* device) const {
+  if (device == nullptr || assess == nullptr) return BuildMethodObject(*this);
+  const auto status = assess(*device);
+  if (std::ranges::find(hiddenCodes, status) != hiddenCodes.end()) return nullptr;
+  auto object = BuildMethodObject(*this);
+  if (hasStatus) AddStatusList(*object, status);
+  return object;
 }
 
 }  // namespace Morvu

@@ -13,12 +13,12 @@ namespace Morvu {
 
 namespace DeviceManagement {
 class Device;
-struct SelectedDevices;
 }  // namespace DeviceManagement
 namespace XmlMessaging {
 class Object;
 class Property;
 }  // namespace XmlMessaging
+struct FeatureCall;
 struct JobContext;
 
 // One row of a class's property table.
@@ -50,18 +50,6 @@ std::unique_ptr<XmlMessaging::Property> GetGenericProperty(JobContext* context,
                                                            const PropertyEntry& entry,
                                                            DeviceManagement::Device* device);
 
-// One row of a class's method table.
-struct CimMethod {
-  // The method's description; null hides the method on this device. `device` may be null.
-  using Describer = std::unique_ptr<XmlMessaging::Object> (*)(DeviceManagement::Device* device);
-  using Runner = StatusCode (*)(JobContext& context, const XmlMessaging::Object& method,
-                                DeviceManagement::SelectedDevices& devices);
-
-  std::string_view name;
-  Describer describe;
-  Runner run;
-};
-
 // A parameter of a method.
 struct MethodParameter {
   std::string_view name;
@@ -69,24 +57,30 @@ struct MethodParameter {
   bool required = false;
 };
 
-// What a method's description says; empty texts and false leave the attribute out.
-struct MethodDescription {
+// One row of a class's method table. Empty texts and false leave an attribute out of the
+// description.
+struct CimMethod {
+  // The code that the method's Feature is left at on the device, before it is run.
+  using Assessor = StatusCode (*)(DeviceManagement::Device& device);
+  using Runner = StatusCode (*)(const FeatureCall& call, JobContext& context);
+
   std::string_view name;
-  std::string_view displayName;
-  std::string_view description;
-  std::string_view category;    // "standard" or "advanced"
-  std::string_view targetType;  // "device" or "partition"
-  bool prompt = false;          // the host must ask the user first
+  std::string_view displayName{};
+  std::string_view description{};
+  std::string_view category{};    // "standard" or "advanced"
+  std::string_view targetType{};  // "device" or "partition"
+  bool prompt = false;            // the host must ask the user first
   bool cancelSupported = true;
-  std::span<const MethodParameter> parameters;
+  std::span<const MethodParameter> parameters{};
   bool hasStatus = false;  // a drive's description tells whether the method can run now
   bool hasTable = false;   // the reply holds a table
-  std::string_view tableName;
-};
+  std::string_view tableName{};
+  std::span<const StatusCode> hiddenCodes{};  // assessed so, a device lacks the method
+  Assessor assess = nullptr;                  // null: every device has the method
+  Runner run = nullptr;
 
-// The Object that describes a method.
-std::unique_ptr<XmlMessaging::Object> BuildMethodObject(const MethodDescription& description);
-// Adds the List that tells whether the method can run now: 1 means yes.
-void AddStatusList(XmlMessaging::Object& method, StatusCode status);
+  // The description for the class, or for a device; null when the device lacks the method.
+  std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device) const;
+};
 
 }  // namespace Morvu

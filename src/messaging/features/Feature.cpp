@@ -19,7 +19,7 @@ constexpr std::uint32_t kStandbyTimeoutSeconds = 20;
 constexpr std::size_t kSectorSize = 512;
 }  // namespace
 
-Feature::Feature(Device* device, const ProgressReporter* reporter)
+Feature::Feature(Device* device, ProgressReporter& reporter)
     : device_(device), osName_(GetOsName()), reporter_(reporter) {
   if (device != nullptr) {
     deviceType_ = device->GetKind();
@@ -37,24 +37,19 @@ Feature::Feature(Device* device, const ProgressReporter* reporter)
 void Feature::SetErrorCode(StatusCode code) {
   if (code == errorCode_) return;
   errorCode_ = code;
-  if (reporter_ && reporter_->setErrorCode) reporter_->setErrorCode(reporter_->owner, code);
+  reporter_.SetErrorCode(code);
 }
 
 void Feature::SetState(std::int32_t state) {
   if (state == state_) return;
   state_ = state;
-  if (reporter_ && reporter_->setState) reporter_->setState(reporter_->owner, state);
+  reporter_.SetState(state);
 }
 
 void Feature::SetPercent(std::int32_t percent) {
   if (percent == percent_) return;
   percent_ = percent;
-  if (reporter_ && reporter_->setPercent) reporter_->setPercent(reporter_->owner, percent);
-}
-
-bool Feature::IsCancelRequested() const {
-  return reporter_ && reporter_->isCancelRequested &&
-         reporter_->isCancelRequested(reporter_->owner);
+  reporter_.SetPercent(percent);
 }
 
 bool Feature::BeginExecute() {
@@ -85,7 +80,7 @@ void Feature::TakeResult(const Feature& other) {
 void Feature::EndInitialize(StatusCode code) {
   SetErrorCode(code);
   Log(GetLogName(), "Initialize", __LINE__, kLogInfo,
-      "Initialized with status: " + std::to_string(GetErrorCode()) + ".");
+      "Initialized with status: " + std::to_string(GetErrorCode().Value()) + ".");
 }
 
 bool Function::StandbyImmediate() {

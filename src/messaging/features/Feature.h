@@ -45,12 +45,12 @@ class Feature {
   StatusCode GetErrorCode() const { return errorCode_; }
   std::int32_t GetState() const { return state_; }
   std::int32_t GetPercent() const { return percent_; }
-  bool IsCancelRequested() const;
+  bool IsCancelRequested() const { return reporter_.IsCancelRequested(); }
   DeviceManagement::Device* GetDevice() const { return device_; }
 
  protected:
-  // Either may be null.
-  Feature(DeviceManagement::Device* device, const ProgressReporter* reporter);
+  // The device may be null.
+  Feature(DeviceManagement::Device* device, ProgressReporter& reporter);
 
   // The beginning of every Execute: logs, connects, and on failure sets code 4 and
   // state 1. False when the run ends here.
@@ -63,7 +63,7 @@ class Feature {
   // Takes over code, state and percent of the Feature that did the work.
   void TakeResult(const Feature& other);
   // For a Feature that runs another one.
-  const ProgressReporter* GetReporter() const { return reporter_; }
+  ProgressReporter& GetReporter() const { return reporter_; }
 
   DeviceManagement::Device* device_;
   DeviceManagement::Drive* drive_ = nullptr;
@@ -81,7 +81,7 @@ class Feature {
   // The base name of the source file under which this Feature's steps are logged.
   virtual std::string_view GetLogName() const { return "Feature"; }
 
-  const ProgressReporter* reporter_;
+  ProgressReporter& reporter_;
   StatusCode errorCode_ = Status::NotRun;
   std::int32_t state_ = FeatureState::Running;
   std::int32_t percent_ = 0;

@@ -1,4 +1,4 @@
-// What a subject handler and a method see of the job that runs them.
+// What a subject handler and a method's run see of the job that runs them.
 #pragma once
 
 #include <chrono>
@@ -19,7 +19,6 @@ namespace XmlMessaging {
 class Message;
 }
 
-class Job;
 class JobManager;
 struct JobContext;
 
@@ -34,32 +33,56 @@ struct Notification {
 // Handles a request; the reply, which may be null, goes to the job.
 using SubjectHandler = std::unique_ptr<XmlMessaging::Message> (*)(JobContext& context);
 
-// Lives in the job and is valid while its handler runs. The operations take the
-// `job` or the `manager` field as their first argument.
-struct JobContext {
-  XmlMessaging::Message* request = nullptr;  // owned by the job
-  XmlMessaging::Message* reply = nullptr;    // the handler's, for deeper code to add to
-  const ProgressReporter* reporter = nullptr;
-  JobManager* manager = nullptr;
-  Job* job = nullptr;
-  std::string subject;
+// What a job does for its handler: the first three are its manager's.
+class JobServices {
+ public:
+  virtual ~JobServices() = default;
 
-  void (*postMessage)(Job* job, std::unique_ptr<XmlMessaging::Message> message) = nullptr;
-  void (*postNotification)(JobManager* manager, const Notification& notification) = nullptr;
-  void (*rescan)(JobManager* manager, const XmlMessaging::Message& request) = nullptr;
-  void (*selectDevices)(JobManager* manager, DeviceManagement::SelectedDevices& devices,
-                        const XmlMessaging::Message* request) = nullptr;
-  void (*setHidden)(Job* job, bool hidden) = nullptr;
-  void (*setKeepAll)(Job* job, bool keepAll) = nullptr;
-  void (*setTimeBeforeRemoval)(Job* job, std::chrono::microseconds duration) = nullptr;
-  void (*setNotifyProgress)(Job* job, bool notify) = nullptr;
+  virtual void Rescan(const XmlMessaging::Message& request) = 0;
+  // Fills `devices` with clones of what the request names; a null request names all.
+  virtual void SelectDevices(DeviceManagement::SelectedDevices& devices,
+                             const XmlMessaging::Message* request) = 0;
+  virtual void PostNotification(const Notification& notification) = 0;
+
+  // Posts the message with the job's identifier and object.
+  virtual void PostMessage(std::unique_ptr<XmlMessaging::Message> message) = 0;
+  virtual void SetHidden(bool hidden) = 0;
+  virtual void SetKeepAll(bool keepAll) = 0;
+  virtual void SetTimeBeforeRemoval(std::chrono::microseconds duration) = 0;
+  virtual void SetNotifyProgress(bool notify) = 0;
+};
+
+// Does nothing, and selects nothing.
+class NoJobServices : public JobServices {
+ public:
+  void Rescan(const XmlMessaging::Message& request) override;
+  void SelectDevices(DeviceManagement::SelectedDevices& devices,
+                     const XmlMessaging::Message* request) override;
+  void PostNotification(const Notification& notification) override;
+  void PostMessage(std::unique_ptr<XmlMessaging::Message> message) override;
+  void SetHidden(bool hidden) override;
+  void SetKeepAll(bool keepAll) override;
+  void SetTimeBeforeRemoval(std::chrono::microseconds duration) override;
+  void SetNotifyProgress(bool notify) override;
+};
+
+// The services of a context without a job. They have no state.
+JobServices& GetNoJobServices();
+
+// Lives in the job and is valid while its handler runs. Nothing here is owned.
+struct JobContext {
+  XmlMessaging::Message* request = nullptr;  // the job's
+  XmlMessaging::Message* reply = nullptr;    // the handler's, for deeper code to add to
+  ProgressReporter* reporter = &NoReporter();
+  JobServices* services = &GetNoJobServices();
+  JobManager* manager = nullptr;
+  std::string subject;
 
   // Percent, state and error code in one call.
   void Report(std::int32_t percent, std::int32_t state, StatusCode code) const {
-    if (reporter == nullptr) return;
-    if (reporter->setErrorCode) reporter->setErrorCode(reporter->owner, code);
-    if (reporter->setState) reporter->setState(reporter->owner, state);
-    if (reporter->setPercent) reporter->setPercent(reporter->owner, percent);
+    reporter->SetErrorCode(code);
+    reporter->SetState(state);
+    reporter->SetPercent(percent);
   }
 };
 

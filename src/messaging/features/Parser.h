@@ -26,7 +26,7 @@ class Parser : public Feature {
   std::unique_ptr<XmlMessaging::List> ToXml(bool asProperties) const;
 
  protected:
-  Parser(DeviceManagement::Device* device, const ProgressReporter* reporter = nullptr)
+  explicit Parser(DeviceManagement::Device* device, ProgressReporter& reporter = NoReporter())
       : Feature(device, reporter) {}
   Parser() : Parser(nullptr) {}
   // A table of text without a drive.

@@ -32,7 +32,7 @@ constexpr JobDuration kNotEnded{-3'661'000'001};
 StatusCode StatusOfException(const std::exception& error) {
   if (dynamic_cast<const std::bad_alloc*>(&error) != nullptr) return -ENOMEM;
   if (const auto* system = dynamic_cast<const std::system_error*>(&error)) {
-    return -std::abs(system->code().value());
+    return StatusCode::FromSystemError(system->code().value());
   }
   return -EIO;
 }
@@ -63,43 +63,12 @@ constexpr ObjectProperty kObjectProperties[] = {
 
 Job::Job(const JobContext& contextTemplate, SubjectHandler handler,
          const JobEnvironment& environment)
-    : environment_(environment), handler_(handler), context_(contextTemplate) {
-  reporter_.owner = this;
-  reporter_.setPercent = [](void* owner, std::int32_t percent) {
-    static_cast<Job*>(owner)->SetPercent(percent);
-  };
-  reporter_.setState = [](void* owner, std::int32_t state) {
-    static_cast<Job*>(owner)->Change([&](Progress& progress) { progress.state = state; });
-  };
-  reporter_.setErrorCode = [](void* owner, StatusCode code) {
-    static_cast<Job*>(owner)->Change([&](Progress& progress) { progress.errorCode = code; });
-  };
-  reporter_.isCancelRequested = [](void* owner) {
-    return static_cast<Job*>(owner)->cancelRequested_.load();
-  };
-  context_.reporter = &reporter_;
-  context_.job = this;
-  FillContext(context_);
-}
-
-// The operations of the context that end in the job. A null job is let pass.
-void Job::FillContext(JobContext& context) {
-  context.postMessage = [](Job* job, std::unique_ptr<Message> message) {
-    if (job != nullptr && message) job->Post(std::move(message));
-  };
-  context.setHidden = [](Job* job, bool hidden) {
-    if (job != nullptr) job->Change([&](Progress& progress) { progress.hidden = hidden; });
-  };
-  context.setKeepAll = [](Job* job, bool keepAll) {
-    if (job != nullptr) job->Change([&](Progress& progress) { progress.keepAll = keepAll; });
-  };
-  context.setTimeBeforeRemoval = [](Job* job, JobDuration duration) {
-    if (job == nullptr) return;
-    job->Change([&](Progress& progress) { progress.timeBeforeRemoval = duration; });
-  };
-  context.setNotifyProgress = [](Job* job, bool notify) {
-    if (job != nullptr) job->Change([&](Progress& progress) { progress.notifyProgress = notify; });
-  };
+    : environment_(environment),
+      handler_(handler),
+      managerServices_(*contextTemplate.services),
+      context_(contextTemplate) {
+  context_.reporter = this;
+  context_.services = this;
 }
 
 Job::~Job() { Join(); }
@@ -153,7 +122,7 @@ void Job::Run() {
 std::unique_ptr<Message> Job::RunHandler() {
   try {
     if (request_->GetAttribute("scan") == "True") {
-      context_.rescan(context_.manager, *request_);
+      Rescan(*request_);
     }
     Change([&](Progress& progress) { progress.startTime = environment_.now(); });
     return handler_(context_);
@@ -174,6 +143,14 @@ std::unique_ptr<Message> Job::Fail(StatusCode code) {
   return reply;
 }
 
+void Job::SetState(std::int32_t state) {
+  Change([&](Progress& progress) { progress.state = state; });
+}
+
+void Job::SetErrorCode(StatusCode code) {
+  Change([&](Progress& progress) { progress.errorCode = code; });
+}
+
 void Job::SetPercent(std::int32_t percent) {
   bool isPosted = false;
   Change([&](Progress& progress) {
@@ -185,6 +162,36 @@ void Job::SetPercent(std::int32_t percent) {
     isPosted = progress.notifyProgress && !isEnd;
   });
   if (isPosted) PostProgress();
+}
+
+void Job::Rescan(const Message& request) { managerServices_.Rescan(request); }
+
+void Job::SelectDevices(DeviceManagement::SelectedDevices& devices, const Message* request) {
+  managerServices_.SelectDevices(devices, request);
+}
+
+void Job::PostNotification(const Notification& notification) {
+  managerServices_.PostNotification(notification);
+}
+
+void Job::PostMessage(std::unique_ptr<Message> message) {
+  if (message) Post(std::move(message));
+}
+
+void Job::SetHidden(bool hidden) {
+  Change([&](Progress& progress) { progress.hidden = hidden; });
+}
+
+void Job::SetKeepAll(bool keepAll) {
+  Change([&](Progress& progress) { progress.keepAll = keepAll; });
+}
+
+void Job::SetTimeBeforeRemoval(JobDuration duration) {
+  Change([&](Progress& progress) { progress.timeBeforeRemoval = duration; });
+}
+
+void Job::SetNotifyProgress(bool notify) {
+  Change([&](Progress& progress) { progress.notifyProgress = notify; });
 }
 
 void Job::PostProgress() {
@@ -233,7 +240,7 @@ std::unique_ptr<Object> Job::ToXmlObject() const {
       name_,
       std::to_string(progress.percent),
       std::to_string(isRunning ? kJobStateRunning : kJobStateCompleted),
-      std::to_string(progress.errorCode),
+      std::to_string(progress.errorCode.Value()),
       ToTimeText(progress.startTime),
       ToDurationText(elapsed),
       ToDurationText(progress.timeBeforeRemoval),

@@ -38,12 +38,12 @@ struct JobEnvironment {
   JobTime (*now)() = &GetSystemTime;
 };
 
-class Job {
+class Job : private ProgressReporter, private JobServices {
  public:
-  // Takes the operations of `contextTemplate` into its context. `environment` must
-  // outlive the job.
+  // Its context is `contextTemplate`, whose services serve what is not the job's own.
+  // They and `environment` must outlive the job.
   Job(const JobContext& contextTemplate, SubjectHandler handler, const JobEnvironment& environment);
-  ~Job();  // waits for the job's thread
+  ~Job() override;  // waits for the job's thread
   Job(const Job&) = delete;
   Job& operator=(const Job&) = delete;
 
@@ -59,7 +59,7 @@ class Job {
   void Join();
   bool IsRunning() const { return running_; }
 
-  void SetPercent(std::int32_t percent);
+  void SetPercent(std::int32_t percent) override;
   void RequestCancel() { cancelRequested_ = true; }
   bool IsHidden() const;
   // Whether the job has yet to stay: until its end and `timeBeforeRemoval` after it.
@@ -70,7 +70,22 @@ class Job {
   static std::unique_ptr<XmlMessaging::Object> DescribeXml();
 
  private:
-  static void FillContext(JobContext& context);
+  // ProgressReporter
+  void SetState(std::int32_t state) override;
+  void SetErrorCode(StatusCode code) override;
+  bool IsCancelRequested() override { return cancelRequested_; }
+
+  // JobServices
+  void Rescan(const XmlMessaging::Message& request) override;
+  void SelectDevices(DeviceManagement::SelectedDevices& devices,
+                     const XmlMessaging::Message* request) override;
+  void PostNotification(const Notification& notification) override;
+  void PostMessage(std::unique_ptr<XmlMessaging::Message> message) override;
+  void SetHidden(bool hidden) override;
+  void SetKeepAll(bool keepAll) override;
+  void SetTimeBeforeRemoval(JobDuration duration) override;
+  void SetNotifyProgress(bool notify) override;
+
   std::unique_ptr<XmlMessaging::Message> RunHandler();
   // The reply of a job whose handler threw.
   std::unique_ptr<XmlMessaging::Message> Fail(StatusCode code);
@@ -80,7 +95,7 @@ class Job {
 
   const JobEnvironment& environment_;
   const SubjectHandler handler_;
-  ProgressReporter reporter_;
+  JobServices& managerServices_;
   JobContext context_;
   std::unique_ptr<XmlMessaging::Message> request_;
   std::string name_;

@@ -2,9 +2,8 @@
 
 #include <algorithm>
 #include <boost/thread/thread.hpp>
-#include <iterator>
 
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/DeviceSelection.h"
 #include "messaging/jobs/NotificationService.h"
@@ -16,20 +15,10 @@ using DeviceManagement::ScanOptions;
 using DeviceManagement::SelectedDevices;
 using XmlMessaging::List;
 using XmlMessaging::Message;
-namespace Products = DeviceManagement::Products;
 
 namespace {
 
 constexpr std::chrono::seconds kSweepInterval{1};
-
-// The products that a scan on the message path publishes.
-constexpr std::string_view kIncludedProducts[] = {
-    Products::Caldrome,   Products::Tovarik,      Products::Vorsham,      Products::Vorsham3,
-    Products::Cobbenrath, Products::CobbenrathHD, Products::CobbenrathM2, Products::CobbenrathLisk,
-    Products::Oxbrenn10,  Products::Oxbrenn3,     Products::OxbrennSEL95, Products::Wyndrake,
-    Products::Aldwreth,
-};
-static_assert(std::size(kIncludedProducts) == 13);
 
 std::unique_ptr<List> MakeJobList() {
   auto list = std::make_unique<List>();
@@ -43,7 +32,7 @@ std::unique_ptr<List> MakeJobList() {
 
 JobManager::JobManager(JobEnvironment environment)
     : environment_(std::move(environment)),
-      contextTemplate_(MakeContext(this)),
+      contextTemplate_(MakeContext()),
       adapterManager_(MakeScanOptions()),
       scanOptions_(MakeScanOptions()),
       monitorThread_(std::make_unique<boost::thread>([this] { Monitor(); })) {}
@@ -54,20 +43,16 @@ ScanOptions JobManager::MakeScanOptions() {
   ScanOptions options;
   options.identify = true;
   options.findLogical = true;
-  options.includeProducts.assign(std::begin(kIncludedProducts), std::end(kIncludedProducts));
+  for (const auto& product : DeviceManagement::GetProducts()) {
+    if (product.isShown) options.includeProducts.emplace_back(product.name);
+  }
   return options;
 }
 
-JobContext JobManager::MakeContext(JobManager* manager) {
+JobContext JobManager::MakeContext() {
   JobContext context;
-  context.manager = manager;
-  context.rescan = [](JobManager* owner, const Message& request) { owner->Rescan(request); };
-  context.selectDevices = [](JobManager* owner, SelectedDevices& devices, const Message* request) {
-    owner->SelectDevices(devices, request);
-  };
-  context.postNotification = [](JobManager* owner, const Notification& notification) {
-    owner->PostNotification(notification);
-  };
+  context.manager = this;
+  context.services = this;
   return context;
 }
 

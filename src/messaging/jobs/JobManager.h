@@ -18,12 +18,12 @@ class List;
 
 // Locks, outermost first: `scanMutex_`, `deviceMutex_`, `jobsMutex_`, then that of a job. Any
 // thread may call any operation.
-class JobManager {
+class JobManager : private NoJobServices {
  public:
   // Starts the monitor thread, which drops jobs whose time is over. Throws when there
   // is no thread to be had.
   explicit JobManager(JobEnvironment environment);
-  ~JobManager();  // stops
+  ~JobManager() override;  // stops
   JobManager(const JobManager&) = delete;
   JobManager& operator=(const JobManager&) = delete;
 
@@ -48,14 +48,14 @@ class JobManager {
   // a scan takes it to publish what it found, a selection to take clones, on which jobs work
   // without it.
   void SetScanLsi(bool scan) { scanLsi_ = scan; }
-  void Rescan(const XmlMessaging::Message& request);
+  void Rescan(const XmlMessaging::Message& request) override;
   void SelectDevices(DeviceManagement::SelectedDevices& devices,
-                     const XmlMessaging::Message* request);
-  void PostNotification(const Notification& notification);
+                     const XmlMessaging::Message* request) override;
+  void PostNotification(const Notification& notification) override;
 
  private:
   static DeviceManagement::ScanOptions MakeScanOptions();
-  static JobContext MakeContext(JobManager* manager);
+  JobContext MakeContext();
   std::shared_ptr<Job> NewJob(SubjectHandler handler) const;
   // Puts the job on the list and starts it, with a thread or without.
   StatusCode AddJob(const std::shared_ptr<Job>& job, bool withThread);

@@ -9,8 +9,8 @@ namespace Morvu {
 using XmlMessaging::Message;
 
 std::unique_ptr<Message> HandleMorvuJob(JobContext& context) {
-  context.setTimeBeforeRemoval(context.job, JobDuration::zero());
-  context.setHidden(context.job, true);
+  context.services->SetTimeBeforeRemoval(JobDuration::zero());
+  context.services->SetHidden(true);
   if (context.request->GetAttribute("type") == "cancel") {
     const auto& identifier = context.request->GetAttribute("identifier");
     if (!identifier.empty()) context.manager->CancelJob(ParseDecimal(identifier));

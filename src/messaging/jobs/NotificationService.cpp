@@ -47,11 +47,18 @@ ServiceRequest ReadRequest(const Message& message) {
   return request;
 }
 
-bool IsCanceled(const JobContext& context) {
-  const auto* reporter = context.reporter;
-  return reporter != nullptr && reporter->isCancelRequested != nullptr &&
-         reporter->isCancelRequested(reporter->owner);
-}
+bool IsCanceled(const JobContext& context) { return context.reporter->IsCancelRequested(); }
+
+// Lets a job's request to stop through, and nothing else: the code of what runs by it is
+// not the job's.
+class CancelOnly : public SilentReporter {
+ public:
+  explicit CancelOnly(ProgressReporter& job) : job_(job) {}
+  bool IsCancelRequested() override { return job_.IsCancelRequested(); }
+
+ private:
+  ProgressReporter& job_;
+};
 
 std::unique_ptr<XmlMessaging::Property> DescribeParameter(std::string_view name) {
   auto property = std::make_unique<XmlMessaging::Property>(name, "");
@@ -117,7 +124,7 @@ void NotificationService::Run() {
     }
     // Without the lock: the host's callback may send a request that posts again.
     for (const auto& notification : taken) {
-      context_->postMessage(context_->job, ToMessage(notification));
+      context_->services->PostMessage(ToMessage(notification));
     }
   }
 }
@@ -134,8 +141,8 @@ std::string GetObjectPath(const JobContext& context, const Device& drive) {
 
 void NotifySecurity(JobContext& context, Device& drive) {
   const auto post = [&](const DeviceProperty& value) {
-    context.postNotification(context.manager, {kTypeDriveState, value,
-                                               GetObjectPath(context, drive), kStatusNoteworthy});
+    context.services->PostNotification(
+        {kTypeDriveState, value, GetObjectPath(context, drive), kStatusNoteworthy});
   };
   const auto& properties = drive.GetProperties();
   for (const auto* entry : {&Properties::SecurityFrozen, &Properties::SecurityLocked}) {
@@ -147,19 +154,14 @@ void NotifySecurity(JobContext& context, Device& drive) {
 }
 
 void RunDrivePass(JobContext& context, const DrivePass& pass) {
-  // The steps see the job's cancel and nothing else of it: its code is not theirs.
-  ProgressReporter reporter;
-  if (context.reporter != nullptr) {
-    reporter.owner = context.reporter->owner;
-    reporter.isCancelRequested = context.reporter->isCancelRequested;
-  }
+  CancelOnly reporter(*context.reporter);
   JobContext passContext = context;
   passContext.subject = "MorvuSSD";
   passContext.reply = nullptr;
   passContext.reporter = &reporter;
 
   DeviceManagement::SelectedDevices selected;
-  context.selectDevices(context.manager, selected, context.request);
+  context.services->SelectDevices(selected, context.request);
   for (const auto& device : selected.devices) {
     for (const auto step : pass.eachDrive) {
       if (IsCanceled(passContext)) return;
@@ -173,8 +175,8 @@ void RunDrivePass(JobContext& context, const DrivePass& pass) {
 }
 
 std::unique_ptr<Message> HandleNotification(JobContext& context, const DrivePass& pass) {
-  context.setKeepAll(context.job, true);
-  context.setHidden(context.job, true);
+  context.services->SetKeepAll(true);
+  context.services->SetHidden(true);
   const auto request = ReadRequest(*context.request);
   if (request.enable) {
     NotificationService::RunService(context);

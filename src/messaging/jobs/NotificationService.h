@@ -47,7 +47,7 @@ class NotificationService : public BackgroundService {
 };
 
 // The pass over the drives that produces most notifications: first the steps of each
-// drive, then those of all. A step posts what it finds by `context.postNotification`.
+// drive, then those of all. A step posts what it finds by `context.services`.
 // During the pass `context.subject` is "MorvuSSD".
 struct DrivePass {
   using DriveStep = void (*)(JobContext& context, DeviceManagement::Device& drive);

@@ -1,34 +1,18 @@
 #include "operations/erase/Format.h"
 
-#include <charconv>
-#include <limits>
 #include <optional>
 
-#include "cli/HeldSignals.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "messaging/features/JobContext.h"
 #include "operations/Operation.h"
 
 namespace Morvu {
 
 using DeviceManagement::Device;
-using DeviceManagement::SelectedDevices;
-using XmlMessaging::Object;
 namespace Protocol = DeviceManagement::Protocol;
 
 namespace {
-
-// clang-format off
-constexpr Refusal<Format> kRefusals[] = {
-    {OfDevice<Refuse::NotConnected>,       Status::NoCommunication},
-    {OfDevice<Refuse::RaidVolume>,         Status::RaidVolume},
-    {OfDevice<Refuse::NotMorvu>,           Status::NotAMorvuDrive},
-    {OfDevice<Refuse::RaidMember>,         Status::RaidMemberRefused},
-    {OfDevice<Refuse::StorageSpaceMember>, Status::StorageSpaceMember},
-    {OfDevice<Refuse::DeviceFault>,        Status::DeviceFault},
-    {OfDevice<Refuse::FailureReported>,    Status::DisableLogical},
-};
-// clang-format on
 
 constexpr EraseTexts kTexts = {
     .unable = "Unable to format the selected drive.",
@@ -36,27 +20,26 @@ constexpr EraseTexts kTexts = {
     .prompt = "Proceed with the format?",
 };
 
-constexpr std::string_view kOptionName = "-format";
 constexpr std::string_view kDescriptions[] = {
     "Format the selected drive. The tool will prompt prior to issuing the format.",
     "WARNING! FORMAT WILL ERASE ALL DATA ON THE DRIVE!",
 };
 // clang-format off
 constexpr ArgumentDeclaration kArguments[] = {
-    {"[SES]",  "(Optional) Secure Erase Setting. Supported values are:"},
+    {"[SES]",  "(Optional) Secure Erase Setting. Supported values are:", "SecureEraseSetting"},
     {"[SES]",  "0 = No Secure Erase{ NVMe: Default } / Standard Secure Erase{ ATA: Default }"},
     {"[SES]",  "1 = User Data Erase {NVMe} / Enhanced Secure Erase {ATA}"},
     {"[SES]",  "2 = Crypto Erase {NVMe Only}"},
-    {"[PI]",   "(Optional) Protection Information {NVMe Only. Selected drive may not support all options}. Supported values are:"},
+    {"[PI]",   "(Optional) Protection Information {NVMe Only. Selected drive may not support all options}. Supported values are:", "ProtectionInformation"},
     {"[PI]",   "0 = Protection Information not enabled {Default }"},
     {"[PI]",   "1 = Protection Information Type 1 enabled"},
     {"[PI]",   "2 = Protection Information Type 2 enabled"},
     {"[PI]",   "3 = Protection Information Type 3 enabled"},
-    {"[LBAF]", "(Optional) LBA Format {NVMe Only. Selected drive may not support all options.} See identify controller information for supported values. Default = 0"},
-    {"[PIL]",  "(Optional) Protection Information Location {NVMe Only}. Supported values are:"},
+    {"[LBAF]", "(Optional) LBA Format {NVMe Only. Selected drive may not support all options.} See identify controller information for supported values. Default = 0", "LBAFormat"},
+    {"[PIL]",  "(Optional) Protection Information Location {NVMe Only}. Supported values are:", "ProtectionInformationLocation"},
     {"[PIL]",  "0 = Protection information is transferred as the last 8 bytes of metadata when protection information is enabled. {Default}"},
     {"[PIL]",  "1 = Protection information is transferred as the first 8 bytes of metadata when protection information is enabled."},
-    {"[MS]",   "(Optional) Metadata Settings {NVMe Only}. Supported values are:"},
+    {"[MS]",   "(Optional) Metadata Settings {NVMe Only}. Supported values are:", "MetadataSetting"},
     {"[MS]",   "0 = Metadata is transferred as part of a separate contiguous buffer. {Default}"},
     {"[MS]",   "1 = Metadata is transferred as part of an extended data LBA."},
 };
@@ -65,21 +48,10 @@ constexpr std::string_view kExamples[] = {
     "-drive_index 1 -format",
     "-drive_index 1 -format 1 2 0",
 };
-constexpr OptionDeclaration kOption = {
-    .name = kOptionName,
-    .kind = OptionKind::Texts,
-    .category = OptionCategory::Feature,
-    .descriptions = kDescriptions,
-    .arguments = kArguments,
-    .examples = kExamples,
-};
-
-// The settings where the host gives them: by the method's parameters, and by place on
-// the command line.
 struct SettingRow {
-  std::string_view parameter;
+  std::string_view argument;
   std::uint8_t FormatSettings::*setting;
-  bool nvmeOnly;
+  bool nvmeOnly;  // at the prompt other drives pass it over
 };
 // clang-format off
 constexpr SettingRow kSettings[] = {
@@ -91,35 +63,12 @@ constexpr SettingRow kSettings[] = {
 };
 // clang-format on
 
-// A setting as it was typed. One that is too large for any drive reads as the largest,
-// so that the check of the settings says so; none for what is no number: a slip must
-// not format a drive in another way than it was meant.
-std::optional<std::uint8_t> ParseSetting(std::string_view text) {
-  if (text.empty() || !IsDecimal(text)) return std::nullopt;
-  constexpr auto kLargest = std::numeric_limits<std::uint8_t>::max();
-  std::uint8_t value = 0;
-  const auto parsed = std::from_chars(text.data(), text.data() + text.size(), value);
-  return parsed.ec == std::errc() ? value : kLargest;
-}
-
-std::optional<FormatSettings> ParseMethod(const Object& method) {
+// None when a text is no number, on a drive that passes it over too.
+std::optional<FormatSettings> ParseSettings(const CallArguments& arguments, bool isNvme) {
   FormatSettings settings;
   for (const auto& row : kSettings) {
-    const auto value = ParseSetting(GetTextParameter(method, row.parameter, "0"));
+    const auto value = arguments.GetNumber<std::uint8_t>(row.argument);
     if (!value) return std::nullopt;
-    settings.*row.setting = *value;
-  }
-  return settings;
-}
-
-std::optional<FormatSettings> ParseArguments(const std::vector<std::string>& arguments,
-                                             bool isNvme) {
-  if (arguments.size() > std::size(kSettings)) return std::nullopt;
-  FormatSettings settings;
-  for (std::size_t i = 0; i < arguments.size(); ++i) {
-    const auto value = ParseSetting(arguments[i]);
-    if (!value) return std::nullopt;
-    const auto& row = kSettings[i];
     if (isNvme || !row.nvmeOnly) settings.*row.setting = *value;
   }
   return settings;
@@ -127,14 +76,28 @@ std::optional<FormatSettings> ParseArguments(const std::vector<std::string>& arg
 
 }  // namespace
 
+struct Format::Rules {
+  // clang-format off
+  static constexpr Refusal<Format> kTable[] = {
+      {OfDevice<Refuse::NotConnected>,       Status::NoCommunication},
+      {OfDevice<Refuse::RaidVolume>,         Status::RaidVolume},
+      {OfDevice<Refuse::NotMorvu>,           Status::NotAMorvuDrive},
+      {OfDevice<Refuse::RaidMember>,         Status::RaidMemberRefused},
+      {OfDevice<Refuse::StorageSpaceMember>, Status::StorageSpaceMember},
+      {OfDevice<Refuse::DeviceFault>,        Status::DeviceFault},
+      {OfDevice<Refuse::FailureReported>,    Status::DisableLogical},
+  };
+  // clang-format on
+};
+
 Format::Format(Device* device, const FormatSettings& settings, bool force,
-               const ProgressReporter* reporter)
+               ProgressReporter& reporter)
     : Function(device, reporter), force_(force), settings_(settings) {
   Format::Initialize();
 }
 
 void Format::Initialize() {
-  auto code = FirstRefusal<Format>(kRefusals, *this);
+  auto code = FirstRefusal<Format>(Rules::kTable, *this);
   if (code == Status::ReadyToRun) {
     sender_ = MakeSender();
     code = sender_ == nullptr ? Status::NotSupportedByDrive : sender_->GetErrorCode();
@@ -188,71 +151,95 @@ void Format::LogSettings() const {
   log("Format - Metadata settings = ", settings_.metadata);
 }
 
-StatusCode Format::Runner(Device& device, const FormatSettings& settings, QRKCLI* cli,
-                          const JobContext& context, bool force) {
+StatusCode Format::Runner(Device& device, const FormatSettings& settings, Face& face) {
   const auto errors = CheckFormatSettings(device, settings);
-  if (cli != nullptr) {
-    for (const auto& error : errors) cli->PrintLine(error);
-  }
+  for (const auto& error : errors) face.Say(error);
   if (!errors.empty()) return Status::InvalidArguments;
 
-  HeldSignals signals;
-  const auto* reporter = cli != nullptr ? signals.GetReporter() : context.reporter;
-  Format format(&device, settings, false, reporter);
-  const auto answer = ConfirmErase(format.GetErrorCode(), cli, force, kTexts);
+  Format format(&device, settings, false, face.GetReporter());
+  const auto answer = ConfirmErase(format.GetErrorCode(), face, kTexts);
   if (answer != Status::ReadyToRun) return answer;
   format.SetForce(true);
   if (settings.secureErase == 1) format.SetEnhanced(true);
-  if (cli != nullptr) {
-    cli->PrintLine("Formatting the drive...");
-    signals.Hold();
-  }
+  face.Begin("Formatting the drive...");
   format.Execute();
   return format.GetErrorCode();
 }
 
-// ---- The drive methods ----
+namespace {
 
-std::unique_ptr<Object> Format::Describe(Device*) { return DescribeMethod("Format"); }
+bool SpeaksNvme(const FeatureCall& call) { return call.GetDevice().HasCommandSet(Protocol::Nvme); }
 
-StatusCode Format::Run(JobContext& context, const Object& method, SelectedDevices& devices) {
-  auto* device = BeginMethod(context, devices);
-  if (device == nullptr) return Status::NoDeviceSelected;
-  if (!device->HasCommandSet(Protocol::Nvme)) return Status::NotSupportedByDrive;
-  const auto settings = ParseMethod(method);
+StatusCode RunFormat(const FeatureCall& call) {
+  const auto settings = ParseSettings(call.arguments, SpeaksNvme(call));
   if (!settings) return Status::InvalidArguments;
-  return Runner(*device, *settings, nullptr, context, GetBoolParameter(method, "force"));
+  return Format::Runner(call.GetDevice(), *settings, call.face);
 }
 
-std::unique_ptr<Object> Format::DescribeDelete(Device* device) {
-  if (device == nullptr) return DescribeMethod("Delete");
-  return DescribeMethod("Delete", Format(device, {}, false, nullptr).GetErrorCode(),
-                        {Status::RaidVolume, Status::NotSupportedByDrive, Status::NotAMorvuDrive});
+// The method is for drives with NVMe.
+StatusCode RunFormatMethod(const FeatureCall& call, JobContext&) {
+  return SpeaksNvme(call) ? RunFormat(call) : Status::NotSupportedByDrive;
 }
 
-StatusCode Format::RunDelete(JobContext& context, const Object& method, SelectedDevices& devices) {
-  auto* device = BeginMethod(context, devices);
-  if (device == nullptr) return Status::NoDeviceSelected;
-  const bool isNvme = device->HasCommandSet(Protocol::Nvme);
-  const bool isPlain = GetTextParameter(method, "Crypto") == BoolText(false);
-  auto settings = isNvme ? GetCurrentLayout(*device) : FormatSettings();
+// For any drive; one with NVMe keeps its layout.
+StatusCode RunDelete(const FeatureCall& call, JobContext&) {
+  const bool isNvme = SpeaksNvme(call);
+  const bool isPlain = call.arguments.GetText("Crypto") == BoolText(false);
+  auto settings = isNvme ? GetCurrentLayout(call.GetDevice()) : FormatSettings();
   // The setting without the drive's crypto or enhanced erase is one lower.
   settings.secureErase = static_cast<std::uint8_t>((isNvme ? 2 : 1) - (isPlain ? 1 : 0));
-  return Runner(*device, settings, nullptr, context, GetBoolParameter(method, "force"));
+  return Format::Runner(call.GetDevice(), settings, call.face);
 }
 
-// ---- The command line ----
-
-CLICommand Format::GetFeatureDefinition() { return CLICommand(kOption); }
-
-StatusCode Format::RunCLI(QRKCLI& cli, SelectedDrives devices) {
-  const bool isAsked = BeginRunCLI(cli, kOptionName);
-  auto* device = GetPickedDrive(cli, devices);
-  if (!isAsked || device == nullptr) return cli.Finish(Status::InvalidArguments);
-  const auto settings =
-      ParseArguments(cli.GetArguments(kOptionName), device->HasCommandSet(Protocol::Nvme));
-  if (!settings) return cli.Finish(Status::InvalidArguments);
-  return cli.Finish(Runner(*device, *settings, &cli, JobContext(), cli.HasOption("-force")));
+StatusCode AssessFormat(Device& device) {
+  return Format(&device, {}, false, NoReporter()).GetErrorCode();
 }
+
+constexpr MethodParameter kDeleteParameters[] = {{"force", "boolean"}, {"Crypto", "boolean"}};
+constexpr StatusCode kDeleteHiddenCodes[] = {Status::RaidVolume, Status::NotSupportedByDrive,
+                                             Status::NotAMorvuDrive};
+constexpr MethodParameter kParameters[] = {
+    {"SecureEraseSetting", "uint8"}, {"ProtectionInformation", "uint8"},
+    {"LBAFormat", "uint8"},          {"ProtectionInformationLocation", "uint8"},
+    {"MetadataSetting", "uint8"},    {"force", "boolean"},
+};
+constexpr CimMethod kMethods[] = {
+    {.name = "Delete",
+     .displayName = "Format",
+     .category = "advanced",
+     .targetType = "device",
+     .prompt = true,
+     .cancelSupported = false,
+     .parameters = kDeleteParameters,
+     .hasStatus = true,
+     .hiddenCodes = kDeleteHiddenCodes,
+     .assess = &AssessFormat,
+     .run = &RunDelete},
+    {.name = "Format",
+     .displayName = "Format",
+     .targetType = "device",
+     .prompt = true,
+     .parameters = kParameters,
+     .run = &RunFormatMethod},
+};
+constexpr OptionDeclaration kOptions[] = {
+    {.name = "-format",
+     .kind = OptionKind::Texts,
+     .category = OptionCategory::Feature,
+     .descriptions = kDescriptions,
+     .arguments = kArguments,
+     .examples = kExamples,
+     .run = &RunFormat},
+};
+
+}  // namespace
+
+extern constexpr FeatureRecord FormatRecord = {
+    .name = "Format",
+    .destroys = true,
+    .needsDrive = true,
+    .methods = kMethods,
+    .options = kOptions,
+};
 
 }  // namespace Morvu

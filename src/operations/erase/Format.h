@@ -2,11 +2,11 @@
 #pragma once
 
 #include <memory>
+#include <string>
 #include <string_view>
+#include <vector>
 
-#include "cli/QRKCLI.h"
-#include "messaging/XmlMessaging.h"
-#include "messaging/features/JobContext.h"
+#include "messaging/features/Face.h"
 #include "operations/erase/SendFormat.h"
 
 namespace Morvu {
@@ -16,30 +16,20 @@ namespace Morvu {
 class Format : public Function {
  public:
   Format(DeviceManagement::Device* device, const FormatSettings& settings, bool force,
-         const ProgressReporter* reporter);
+         ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
   void SetForce(bool force);
   void SetEnhanced(bool enhanced);
 
-  // Checks the settings, asks, and formats. `cli` is null on the message path.
+  // Checks the settings, asks, and formats.
   static StatusCode Runner(DeviceManagement::Device& device, const FormatSettings& settings,
-                           QRKCLI* cli, const JobContext& context, bool force);
-
-  // The method "Format", for drives with NVMe.
-  static std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device);
-  static StatusCode Run(JobContext& context, const XmlMessaging::Object& method,
-                        DeviceManagement::SelectedDevices& devices);
-  // The method "Delete", for any drive; one with NVMe keeps its layout.
-  static std::unique_ptr<XmlMessaging::Object> DescribeDelete(DeviceManagement::Device* device);
-  static StatusCode RunDelete(JobContext& context, const XmlMessaging::Object& method,
-                              DeviceManagement::SelectedDevices& devices);
-
-  static CLICommand GetFeatureDefinition();
-  static StatusCode RunCLI(QRKCLI& cli, SelectedDrives devices);
+                           Face& face);
 
  private:
+  struct Rules;
+
   std::string_view GetLogName() const override { return "Format"; }
   std::unique_ptr<SendFormat> MakeSender();
   void LogSettings() const;

@@ -12,8 +12,6 @@
 namespace Morvu {
 
 using DeviceManagement::Device;
-using DeviceManagement::SelectedDevices;
-using XmlMessaging::Object;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
@@ -50,7 +48,6 @@ constexpr EraseTexts kTexts = {
 constexpr std::string_view kBlock = "block";
 constexpr std::string_view kCrypto = "crypto";
 
-constexpr std::string_view kOptionName = "-sanitize";
 constexpr std::string_view kDescriptions[] = {
     "Issue an ATA Sanitize command to the selected drive. The Tool will prompt prior to issuing "
     "the command.",
@@ -58,31 +55,12 @@ constexpr std::string_view kDescriptions[] = {
 };
 constexpr ArgumentDeclaration kArguments[] = {
     {"(type)",
-     "(Required) Specify the type of Sanitize erase. Supported values are 'block' and 'crypto'."},
+     "(Required) Specify the type of Sanitize erase. Supported values are 'block' and 'crypto'.",
+     "SanitizeType"},
 };
 constexpr std::string_view kExamples[] = {
     "-drive_index 1 -sanitize block",
     "-drive_index 1 -sanitize crypto",
-};
-constexpr OptionDeclaration kOption = {
-    .name = kOptionName,
-    .kind = OptionKind::Text,
-    .category = OptionCategory::Feature,
-    .descriptions = kDescriptions,
-    .arguments = kArguments,
-    .examples = kExamples,
-};
-
-constexpr MethodParameter kParameters[] = {{"SanitizeType", "string", true}, {"force", "boolean"}};
-constexpr MethodDescription kMethod = {
-    .name = "Sanitize",
-    .displayName = "Sanitize",
-    .description = {},
-    .category = "advanced",
-    .targetType = "device",
-    .prompt = true,
-    .parameters = kParameters,
-    .tableName = {},
 };
 
 }  // namespace
@@ -106,15 +84,6 @@ struct Sanitize::Rules {
     return sanitize.IsSanitizeFrozen() && !sanitize.StandbyImmediate();
   }
   static bool Frozen(Sanitize& sanitize) { return sanitize.IsSanitizeFrozen(); }
-  static bool PartitionsUnknown(Sanitize& sanitize) {
-    return !sanitize.force_ && Refuse::PartitionsUnknown(*sanitize.device_);
-  }
-  static bool PartitionsUnasked(Sanitize& sanitize) {
-    return !sanitize.force_ && Refuse::PartitionsUnasked(*sanitize.device_);
-  }
-  static bool HasPartition(Sanitize& sanitize) {
-    return !sanitize.force_ && Refuse::HasPartition(*sanitize.device_);
-  }
 
   // clang-format off
   static constexpr Refusal<Sanitize> kTable[] = {
@@ -132,14 +101,14 @@ struct Sanitize::Rules {
       {OfDevice<Refuse::FailureReported>,    Status::DisableLogical},
       {FrozenAndAwake,                       Status::StandbyFailed},
       {Frozen,                               Status::SanitizeFrozen},
-      {PartitionsUnknown,                    Status::NoCommunication},
-      {PartitionsUnasked,                    Status::PartitionCheckFailed},
-      {HasPartition,                         Status::HasPartition},
+      {Unforced<Refuse::PartitionsUnknown>,  Status::NoCommunication},
+      {Unforced<Refuse::PartitionsUnasked>,  Status::PartitionCheckFailed},
+      {Unforced<Refuse::HasPartition>,       Status::HasPartition},
   };
   // clang-format on
 };
 
-Sanitize::Sanitize(Device* device, bool force, bool crypto, const ProgressReporter* reporter)
+Sanitize::Sanitize(Device* device, bool force, bool crypto, ProgressReporter& reporter)
     : Function(device, reporter), force_(force), crypto_(crypto) {
   Sanitize::Initialize();
 }
@@ -162,13 +131,13 @@ std::int32_t Sanitize::Execute() {
 bool Sanitize::IsSanitizeFrozen() {
   if (ata_ == nullptr) return false;
   Sector sector{};
-  ata_->ataSanitizeStatus(0, sector);
+  (void)ata_->ataSanitizeStatus(0, sector);
   return (ata_->GetAnswer().count & kFrozen) != 0;
 }
 
 StatusCode Sanitize::SanitizeProcess() {
   Sector sector{};
-  StatusCode result;
+  StatusCode result = Status::NotRun;
   if (crypto_) {
     MORVU_LOG(kLogInfo, "SanitizeProcess", "Sending Sanitize Crypto Scramble.");
     result = ata_->ataSanitizeCryptoScramble(kFailureMode, sector);
@@ -178,7 +147,7 @@ StatusCode Sanitize::SanitizeProcess() {
   }
   if (result == Status::Completed) return GetSanitizeResult();
   MORVU_LOG(kLogError, "SanitizeProcess",
-            "Sanitize command failed with error: " + std::to_string(result));
+            "Sanitize command failed with error: " + std::to_string(result.Value()));
   return Status::SanitizeUnsuccessful;
 }
 
@@ -225,39 +194,53 @@ bool Sanitize::IsOver(StatusCode& code) {
   return progress == kProgressEnd || isIdle;
 }
 
-StatusCode Sanitize::Runner(Device& device, QRKCLI* cli, const JobContext& context, bool force,
-                            std::string_view type) {
+StatusCode Sanitize::Runner(Device& device, Face& face, std::string_view type) {
   if (type != kBlock && type != kCrypto) return Status::SanitizeCommandUnsupported;
-  Sanitize sanitize(&device, false, type == kCrypto, context.reporter);
-  const auto answer = ConfirmErase(sanitize.GetErrorCode(), cli, force, kTexts);
+  Sanitize sanitize(&device, false, type == kCrypto, face.GetReporter());
+  const auto answer = ConfirmErase(sanitize.GetErrorCode(), face, kTexts);
   if (answer != Status::ReadyToRun) return answer;
 
   sanitize.SetForce(true);
-  if (cli != nullptr) {
-    cli->PrintLine("Issuing sanitize...");
-    cli->PrintLine("WARNING! Do not power off the drive while sanitize is executing.");
-  }
+  face.Begin("Issuing sanitize...");
+  face.Say("WARNING! Do not power off the drive while sanitize is executing.");
   sanitize.Execute();
   return sanitize.GetErrorCode();
 }
 
-std::unique_ptr<Object> Sanitize::Describe(Device*) { return BuildMethodObject(kMethod); }
+namespace {
 
-StatusCode Sanitize::Run(JobContext& context, const Object& method, SelectedDevices& devices) {
-  auto* device = BeginMethod(context, devices);
-  if (device == nullptr) return Status::NoDeviceSelected;
-  return Runner(*device, nullptr, context, GetBoolParameter(method, "force"),
-                GetTextParameter(method, "SanitizeType"));
+StatusCode RunSanitize(const FeatureCall& call) {
+  return Sanitize::Runner(call.GetDevice(), call.face, call.arguments.GetText("SanitizeType"));
 }
 
-CLICommand Sanitize::GetFeatureDefinition() { return CLICommand(kOption); }
+constexpr MethodParameter kParameters[] = {{"SanitizeType", "string", true}, {"force", "boolean"}};
+constexpr CimMethod kMethods[] = {
+    {.name = "Sanitize",
+     .displayName = "Sanitize",
+     .category = "advanced",
+     .targetType = "device",
+     .prompt = true,
+     .parameters = kParameters,
+     .run = &RunAsMethod<RunSanitize>},
+};
+constexpr OptionDeclaration kOptions[] = {
+    {.name = "-sanitize",
+     .kind = OptionKind::Text,
+     .category = OptionCategory::Feature,
+     .descriptions = kDescriptions,
+     .arguments = kArguments,
+     .examples = kExamples,
+     .run = &RunSanitize},
+};
 
-StatusCode Sanitize::RunCLI(QRKCLI& cli, SelectedDrives devices) {
-  const bool isAsked = BeginRunCLI(cli, kOptionName);
-  auto* device = GetPickedDrive(cli, devices);
-  if (!isAsked || device == nullptr) return cli.Finish(Status::InvalidArguments);
-  return cli.Finish(
-      Runner(*device, &cli, JobContext(), cli.HasOption("-force"), cli.GetArgument(kOptionName)));
-}
+}  // namespace
+
+extern constexpr FeatureRecord SanitizeRecord = {
+    .name = "Sanitize",
+    .destroys = true,
+    .needsDrive = true,
+    .methods = kMethods,
+    .options = kOptions,
+};
 
 }  // namespace Morvu

@@ -1,13 +1,10 @@
 // SANITIZE DEVICE of an ATA drive (ACS-3, 4.17): block erase or crypto scramble.
 #pragma once
 
-#include <memory>
 #include <string_view>
 
-#include "cli/QRKCLI.h"
-#include "messaging/XmlMessaging.h"
+#include "messaging/features/Face.h"
 #include "messaging/features/Feature.h"
-#include "messaging/features/JobContext.h"
 
 namespace Morvu {
 
@@ -17,22 +14,15 @@ class Sanitize : public Function {
  public:
   // `force`: go on although the drive has partitions. `crypto`: crypto scramble in
   // place of block erase. A drive that is frozen is put in standby, and refused.
-  Sanitize(DeviceManagement::Device* device, bool force, bool crypto,
-           const ProgressReporter* reporter);
+  Sanitize(DeviceManagement::Device* device, bool force, bool crypto, ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
+  bool IsForced() const { return force_; }
   void SetForce(bool force) { force_ = force; }
 
-  // `type` is "block" or "crypto"; `cli` is null on the message path.
-  static StatusCode Runner(DeviceManagement::Device& device, QRKCLI* cli, const JobContext& context,
-                           bool force, std::string_view type);
-
-  static std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device);
-  static StatusCode Run(JobContext& context, const XmlMessaging::Object& method,
-                        DeviceManagement::SelectedDevices& devices);
-  static CLICommand GetFeatureDefinition();
-  static StatusCode RunCLI(QRKCLI& cli, SelectedDrives devices);
+  // `type` is "block" or "crypto".
+  static StatusCode Runner(DeviceManagement::Device& device, Face& face, std::string_view type);
 
  private:
   struct Rules;

@@ -4,7 +4,6 @@
 #include <array>
 #include <chrono>
 
-#include "cli/HeldSignals.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "operations/Operation.h"
@@ -13,9 +12,7 @@ namespace Morvu {
 
 using DeviceManagement::CommandSet_ATA;
 using DeviceManagement::Device;
-using DeviceManagement::SelectedDevices;
 using DeviceManagement::TimeoutGuard;
-using XmlMessaging::Object;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
@@ -38,20 +35,11 @@ constexpr EraseTexts kTexts = {
     .prompt = "Proceed with the secure erase?",
 };
 
-constexpr std::string_view kOptionName = "-secure_erase";
 constexpr std::string_view kDescriptions[] = {
     "Secure erase the selected drive. The Tool will prompt prior to issuing the secure erase.",
     "WARNING! SECURE ERASE WILL ERASE ALL DATA ON THE DRIVE!",
 };
 constexpr std::string_view kExamples[] = {"-drive_index 1 -secure_erase"};
-constexpr OptionDeclaration kOption = {
-    .name = kOptionName,
-    .kind = OptionKind::Flag,
-    .category = OptionCategory::Feature,
-    .descriptions = kDescriptions,
-    .arguments = {},
-    .examples = kExamples,
-};
 
 bool Contains(std::span<const std::string_view> names, std::string_view name) {
   return std::ranges::find(names, name) != names.end();
@@ -67,15 +55,6 @@ struct SecureErase::Rules {
   }
   static bool OpalInUse(SecureErase& erase) {
     return Contains(kOpalInUse, erase.device_->GetString(Properties::OpalState));
-  }
-  static bool PartitionsUnknown(SecureErase& erase) {
-    return !erase.force_ && Refuse::PartitionsUnknown(*erase.device_);
-  }
-  static bool PartitionsUnasked(SecureErase& erase) {
-    return !erase.force_ && Refuse::PartitionsUnasked(*erase.device_);
-  }
-  static bool HasPartition(SecureErase& erase) {
-    return !erase.force_ && Refuse::HasPartition(*erase.device_);
   }
   static bool SecurityEnabled(SecureErase& erase) {
     return erase.device_->GetBool(Properties::SecurityEnabled);
@@ -98,9 +77,9 @@ struct SecureErase::Rules {
       {OfDevice<Refuse::DeviceFault>,        Status::DeviceFault},
       {SecurityUnsupported,                  Status::EraseSecurityUnsupported},
       {OpalInUse,                            Status::OpalActiveOrUnknown},
-      {PartitionsUnknown,                    Status::NoCommunication},
-      {PartitionsUnasked,                    Status::PartitionCheckFailed},
-      {HasPartition,                         Status::HasPartition},
+      {Unforced<Refuse::PartitionsUnknown>,  Status::NoCommunication},
+      {Unforced<Refuse::PartitionsUnasked>,  Status::PartitionCheckFailed},
+      {Unforced<Refuse::HasPartition>,       Status::HasPartition},
       {SecurityEnabled,                      Status::EraseSecurityEnabled},
       {FrozenAndAwake,                       Status::EraseStandbyFailed},
       {Frozen,                               Status::SecurityFrozen},
@@ -108,8 +87,7 @@ struct SecureErase::Rules {
   // clang-format on
 };
 
-SecureErase::SecureErase(Device* device, bool force, bool enhanced,
-                         const ProgressReporter* reporter)
+SecureErase::SecureErase(Device* device, bool force, bool enhanced, ProgressReporter& reporter)
     : Function(device, reporter), force_(force), enhanced_(enhanced) {
   SecureErase::Initialize();
 }
@@ -212,52 +190,73 @@ void SecureErase::CleanUp() {
   SetPercent(100);
 }
 
-StatusCode SecureErase::Runner(Device& device, QRKCLI* cli, const JobContext& context, bool force,
-                               bool enhanced) {
-  HeldSignals signals;
-  const auto* reporter = cli != nullptr ? signals.GetReporter() : context.reporter;
-  SecureErase erase(&device, false, enhanced, reporter);
+StatusCode SecureErase::Runner(Device& device, Face& face, bool enhanced) {
+  SecureErase erase(&device, false, enhanced, face.GetReporter());
   const bool hadPartition = erase.GetErrorCode() == Status::HasPartition;
-  const auto answer = ConfirmErase(erase.GetErrorCode(), cli, force, kTexts);
+  const auto answer = ConfirmErase(erase.GetErrorCode(), face, kTexts);
   if (answer != Status::ReadyToRun) return answer;
 
   erase.SetForce(true);
   if (hadPartition) {
     // The partition stood before the drive's security state, which still counts.
     erase.Initialize();
-    const auto state = ConfirmErase(erase.GetErrorCode(), cli, true, kTexts);
-    if (state != Status::ReadyToRun) return state;
+    if (erase.GetErrorCode() != Status::ReadyToRun) {
+      face.Say(kTexts.unable);
+      return erase.GetErrorCode();
+    }
   }
-  if (cli != nullptr) {
-    cli->PrintLine("Secure Erasing the drive...");
-    signals.Hold();
-  }
-  if (erase.Execute() && hadPartition && cli != nullptr) {
-    cli->PrintLine("Please power cycle the drive or system in order to update the partition list");
+  face.Begin("Secure Erasing the drive...");
+  if (erase.Execute() && hadPartition) {
+    face.Say("Please power cycle the drive or system in order to update the partition list");
   }
   return erase.GetErrorCode();
 }
 
-std::unique_ptr<Object> SecureErase::Describe(Device* device) {
-  if (device == nullptr) return DescribeMethod("SecureErase");
-  return DescribeMethod("SecureErase", SecureErase(device, false, false, nullptr).GetErrorCode(),
-                        {Status::NotAMorvuDrive, Status::RaidVolume, Status::NoAtaDriver});
+namespace {
+
+// The option has no word for the enhanced erase.
+StatusCode RunSecureErase(const FeatureCall& call) {
+  return SecureErase::Runner(call.GetDevice(), call.face, call.arguments.GetFlag("EnhancedErase"));
 }
 
-StatusCode SecureErase::Run(JobContext& context, const Object& method, SelectedDevices& devices) {
-  auto* device = BeginMethod(context, devices);
-  if (device == nullptr) return Status::NoDeviceSelected;
-  return Runner(*device, nullptr, context, GetBoolParameter(method, "force"),
-                GetBoolParameter(method, "EnhancedErase"));
+StatusCode AssessSecureErase(Device& device) {
+  return SecureErase(&device, false, false, NoReporter()).GetErrorCode();
 }
 
-CLICommand SecureErase::GetFeatureDefinition() { return CLICommand(kOption); }
+constexpr MethodParameter kParameters[] = {{"EnhancedErase", "boolean"}, {"force", "boolean"}};
+constexpr StatusCode kHiddenCodes[] = {Status::NotAMorvuDrive, Status::RaidVolume,
+                                       Status::NoAtaDriver};
+constexpr CimMethod kMethods[] = {
+    {.name = "SecureErase",
+     .displayName = "Secure Erase",
+     .description = "blah blah blah secure erase",
+     .category = "advanced",
+     .targetType = "device",
+     .prompt = true,
+     .parameters = kParameters,
+     .hasStatus = true,
+     .hiddenCodes = kHiddenCodes,
+     .assess = &AssessSecureErase,
+     .run = &RunAsMethod<RunSecureErase>},
+};
+constexpr OptionDeclaration kOptions[] = {
+    {.name = "-secure_erase",
+     .kind = OptionKind::Flag,
+     .category = OptionCategory::Feature,
+     .descriptions = kDescriptions,
+     .arguments = {},
+     .examples = kExamples,
+     .run = &RunSecureErase},
+};
 
-StatusCode SecureErase::RunCLI(QRKCLI& cli, SelectedDrives devices) {
-  const bool isAsked = BeginRunCLI(cli, kOptionName);
-  auto* device = GetPickedDrive(cli, devices);
-  if (!isAsked || device == nullptr) return cli.Finish(Status::InvalidArguments);
-  return cli.Finish(Runner(*device, &cli, JobContext(), cli.HasOption("-force"), false));
-}
+}  // namespace
+
+extern constexpr FeatureRecord SecureEraseRecord = {
+    .name = "SecureErase",
+    .destroys = true,
+    .needsDrive = true,
+    .methods = kMethods,
+    .options = kOptions,
+};
 
 }  // namespace Morvu

@@ -2,13 +2,11 @@
 // taken off again afterwards.
 #pragma once
 
-#include <memory>
+#include <string_view>
 
-#include "cli/QRKCLI.h"
 #include "devices/commands/CommandSet_ATA.h"
-#include "messaging/XmlMessaging.h"
+#include "messaging/features/Face.h"
 #include "messaging/features/Feature.h"
-#include "messaging/features/JobContext.h"
 
 namespace Morvu {
 
@@ -21,21 +19,14 @@ class SecureErase : public Function {
   // `force`: go on although the drive has partitions. `enhanced`: the drive's enhanced
   // erase mode. A drive that is frozen is put in standby, and refused.
   SecureErase(DeviceManagement::Device* device, bool force, bool enhanced,
-              const ProgressReporter* reporter);
+              ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
+  bool IsForced() const { return force_; }
   void SetForce(bool force) { force_ = force; }
 
-  // `cli` is null on the message path.
-  static StatusCode Runner(DeviceManagement::Device& device, QRKCLI* cli, const JobContext& context,
-                           bool force, bool enhanced);
-
-  static std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device);
-  static StatusCode Run(JobContext& context, const XmlMessaging::Object& method,
-                        DeviceManagement::SelectedDevices& devices);
-  static CLICommand GetFeatureDefinition();
-  static StatusCode RunCLI(QRKCLI& cli, SelectedDrives devices);
+  static StatusCode Runner(DeviceManagement::Device& device, Face& face, bool enhanced);
 
  private:
   struct Rules;

@@ -19,7 +19,7 @@ namespace {
 constexpr std::uint32_t kFormatTimeoutSeconds = 7200;
 
 void LogStatus(std::string_view text, StatusCode code) {
-  MORVU_LOG(kLogInfo, "Initialize", std::string(text) + std::to_string(code));
+  MORVU_LOG(kLogInfo, "Initialize", std::string(text) + std::to_string(code.Value()));
 }
 
 // Numbered from 1, while logical units are numbered from 0; 0 when it is not known.
@@ -32,20 +32,10 @@ std::uint32_t GetNamespace(const PropertyList& properties) {
 }  // namespace
 
 struct SendFormat::Rules {
-  static bool PartitionsUnknown(SendFormat& format) {
-    return !format.force_ && Refuse::PartitionsUnknown(*format.device_);
-  }
-  static bool PartitionsUnasked(SendFormat& format) {
-    return !format.force_ && Refuse::PartitionsUnasked(*format.device_);
-  }
-  static bool HasPartition(SendFormat& format) {
-    return !format.force_ && Refuse::HasPartition(*format.device_);
-  }
-
   static constexpr Refusal<SendFormat> kTable[] = {
-      {PartitionsUnknown, Status::NoCommunication},
-      {PartitionsUnasked, Status::PartitionCheckFailed},
-      {HasPartition, Status::HasPartition},
+      {Unforced<Refuse::PartitionsUnknown>, Status::NoCommunication},
+      {Unforced<Refuse::PartitionsUnasked>, Status::PartitionCheckFailed},
+      {Unforced<Refuse::HasPartition>, Status::HasPartition},
   };
 };
 
@@ -57,7 +47,7 @@ void SendFormat::Initialize() {
 // ---- ATA ----
 
 SendFormat_ATA::SendFormat_ATA(Device* device, std::uint8_t secureErase, bool force,
-                               const ProgressReporter* reporter)
+                               ProgressReporter& reporter)
     : SendFormat(device, {.secureErase = secureErase}, force, reporter) {
   SendFormat_ATA::Initialize();
 }
@@ -93,7 +83,7 @@ std::unique_ptr<Function> SendFormat_ATA::ChooseErase() {
 // ---- NVMe ----
 
 SendFormat_NVMe::SendFormat_NVMe(Device* device, const FormatSettings& settings, bool force,
-                                 const ProgressReporter* reporter)
+                                 ProgressReporter& reporter)
     : SendFormat(device, settings, force, reporter) {
   SendFormat_NVMe::Initialize();
 }

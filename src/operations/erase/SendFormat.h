@@ -22,12 +22,13 @@ struct FormatSettings {
 class SendFormat : public Function {
  public:
   void Initialize() override;
+  bool IsForced() const { return force_; }
   void SetForce(bool force) { force_ = force; }
   void SetEnhanced(bool enhanced) { enhanced_ = enhanced; }
 
  protected:
   SendFormat(DeviceManagement::Device* device, const FormatSettings& settings, bool force,
-             const ProgressReporter* reporter)
+             ProgressReporter& reporter)
       : Function(device, reporter), settings_(settings), force_(force) {}
   std::string_view GetLogName() const override { return "SendFormat"; }
 
@@ -44,7 +45,7 @@ class SendFormat : public Function {
 class SendFormat_ATA : public SendFormat {
  public:
   SendFormat_ATA(DeviceManagement::Device* device, std::uint8_t secureErase, bool force,
-                 const ProgressReporter* reporter);
+                 ProgressReporter& reporter);
   void Initialize() override;
   std::int32_t Execute() override;
 
@@ -56,7 +57,7 @@ class SendFormat_ATA : public SendFormat {
 class SendFormat_NVMe : public SendFormat {
  public:
   SendFormat_NVMe(DeviceManagement::Device* device, const FormatSettings& settings, bool force,
-                  const ProgressReporter* reporter);
+                  ProgressReporter& reporter);
   void Initialize() override;
   std::int32_t Execute() override;
 };

@@ -1,6 +1,7 @@
 #include "operations/firmware/FirmwareUpdate.h"
 
 #include "devices/identification/DeviceIdentification.h"
+#include "devices/identification/Products.h"
 #include "devices/properties/PropertyCatalogue.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
@@ -22,39 +23,39 @@ namespace {
 
 constexpr std::uint32_t kTransferTimeoutSeconds = 10;
 
-template <std::uint64_t Verdict>
-bool IsVerdict(FirmwareUpdate& update) {
-  return update.GetMappingStatus() == Verdict;
-}
-
-bool HasNoImage(FirmwareUpdate& update) {
-  return !update.HasFile() && update.GetMappingStatus() == FirmwareMapping::kUnknownDrive;
-}
-
-bool SecurityIsOn(Device& device) {
-  return device.GetBool(Properties::SecurityEnabled) && !device.GetBool(Properties::LSI);
-}
-
-// clang-format off
-constexpr Refusal<FirmwareUpdate> kRefusals[] = {
-    {OfDevice<Refuse::NotConnected>, Status::NoCommunication},
-    {OfDevice<Refuse::RaidVolume>,   Status::RaidVolume},
-    {OfDevice<Refuse::NotMorvu>,     Status::NotAMorvuDrive},
-    {IsVerdict<0>,                   Status::FirmwareCurrent},
-    {IsVerdict<3>,                   Status::FirmwarePreproduction},
-    {IsVerdict<2>,                   Status::FirmwareUnsupported},
-    {IsVerdict<4>,                   Status::ContactSupport},
-    {IsVerdict<5>,                   Status::FirmwareNeedsOtherTool},
-    {IsVerdict<6>,                   Status::ContactRepresentative},
-    {HasNoImage,                     Status::NoFirmware},
-    {OfDevice<SecurityIsOn>,         Status::FirmwareSecurityEnabled},
-};
-// clang-format on
-
 }  // namespace
 
+struct FirmwareUpdate::Rules {
+  template <std::uint64_t Verdict>
+  static bool IsVerdict(FirmwareUpdate& update) {
+    return update.GetMappingStatus() == Verdict;
+  }
+  static bool HasNoImage(FirmwareUpdate& update) {
+    return !update.HasFile() && update.GetMappingStatus() == FirmwareMapping::kUnknownDrive;
+  }
+  static bool SecurityIsOn(Device& device) {
+    return device.GetBool(Properties::SecurityEnabled) && !device.GetBool(Properties::LSI);
+  }
+
+  // clang-format off
+  static constexpr Refusal<FirmwareUpdate> kTable[] = {
+      {OfDevice<Refuse::NotConnected>, Status::NoCommunication},
+      {OfDevice<Refuse::RaidVolume>,   Status::RaidVolume},
+      {OfDevice<Refuse::NotMorvu>,     Status::NotAMorvuDrive},
+      {IsVerdict<0>,                   Status::FirmwareCurrent},
+      {IsVerdict<3>,                   Status::FirmwarePreproduction},
+      {IsVerdict<2>,                   Status::FirmwareUnsupported},
+      {IsVerdict<4>,                   Status::ContactSupport},
+      {IsVerdict<5>,                   Status::FirmwareNeedsOtherTool},
+      {IsVerdict<6>,                   Status::ContactRepresentative},
+      {HasNoImage,                     Status::NoFirmware},
+      {OfDevice<SecurityIsOn>,         Status::FirmwareSecurityEnabled},
+  };
+  // clang-format on
+};
+
 FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, std::string file,
-                               const ProgressReporter* reporter)
+                               ProgressReporter& reporter)
     : Function(device, reporter),
       ignoreSecurity_(ignoreSecurity),
       source_(Source::File),
@@ -64,7 +65,7 @@ FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, std::string 
 
 FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, std::int32_t moduleType,
                                std::string audience, std::span<const std::string> extraDirectories,
-                               const ProgressReporter* reporter)
+                               ProgressReporter& reporter)
     : Function(device, reporter),
       ignoreSecurity_(ignoreSecurity),
       source_(Source::Module),
@@ -77,7 +78,7 @@ FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, std::int32_t
 }
 
 FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, EmbeddedMapping mapping,
-                               EmbeddedBinary binary, const ProgressReporter* reporter)
+                               EmbeddedBinary binary, ProgressReporter& reporter)
     : Function(device, reporter),
       ignoreSecurity_(ignoreSecurity),
       source_(Source::Embedded),
@@ -99,7 +100,7 @@ void FirmwareUpdate::Initialize() {
   MORVU_LOG(kLogDebug, "Initialize",
             "Firmware Mapping Attributes: " + WriteAttributeCollection(mapping_));
 
-  auto code = FirstRefusal<FirmwareUpdate>(kRefusals, *this);
+  auto code = FirstRefusal<FirmwareUpdate>(Rules::kTable, *this);
   const bool mayRun =
       code == Status::ReadyToRun || (ignoreSecurity_ && code == Status::FirmwareSecurityEnabled);
   if (mayRun) {
@@ -110,9 +111,9 @@ void FirmwareUpdate::Initialize() {
 }
 
 std::unique_ptr<SendFirmware> FirmwareUpdate::MakeSender() {
-  const auto* reporter = GetReporter();
+  auto& reporter = GetReporter();
   const bool nvme = device_->HasCommandSet(Protocol::Nvme);
-  if (device_->GetString(Properties::Product) == "Dunmere") {
+  if (DeviceManagement::ProductOf(*device_).takesFirstBlockTwice) {
     return std::make_unique<SendFirmware_ATA_Dunmere>(device_, reporter);
   }
   if (device_->HasCommandSet(Protocol::Ata)) {

@@ -7,15 +7,13 @@
 #include <string>
 #include <vector>
 
-#include "cli/CLIParameter.h"
 #include "devices/properties/PropertyList.h"
 #include "messaging/features/CimClass.h"
+#include "messaging/features/Face.h"
 #include "messaging/features/Feature.h"
 #include "operations/firmware/SendFirmware.h"
 
 namespace Morvu {
-
-class QRKCLI;
 
 // Decides whether a drive may take new firmware, finds the images, sends them and
 // looks whether the drive came back with them. The images come from a file that the
@@ -32,14 +30,14 @@ class FirmwareUpdate : public Function {
   // With `ignoreSecurity` ATA security that is on is told (136), and does not keep the
   // update from running.
   FirmwareUpdate(DeviceManagement::Device* device, bool ignoreSecurity, std::string file,
-                 const ProgressReporter* reporter);
+                 ProgressReporter& reporter);
   // Modules of this type, and of this audience if it is not empty, in the folder
   // FirmwareModules beside the running program and in the extra directories.
   FirmwareUpdate(DeviceManagement::Device* device, bool ignoreSecurity, std::int32_t moduleType,
                  std::string audience, std::span<const std::string> extraDirectories,
-                 const ProgressReporter* reporter);
+                 ProgressReporter& reporter);
   FirmwareUpdate(DeviceManagement::Device* device, bool ignoreSecurity, EmbeddedMapping mapping,
-                 EmbeddedBinary binary, const ProgressReporter* reporter);
+                 EmbeddedBinary binary, ProgressReporter& reporter);
   ~FirmwareUpdate() override;
 
   std::int32_t Execute() override;
@@ -50,31 +48,25 @@ class FirmwareUpdate : public Function {
   std::uint64_t GetMappingStatus() const;
   bool HasFile() const { return !file_.empty(); }
 
-  // ---- The family: drive method, command line, drive property ----
+  // ---- The family: drive method, option, drive property ----
 
   struct Request {
     std::string file{};
     std::string audience{};
     bool driveSelected = false;  // a file is used only together with a selected drive
-    bool force = false;
     std::vector<std::string> moduleDirectories{};
   };
   // Updates the drives one after the other, or the first with a file; the summary of
-  // their codes. `cli` is null on the message path.
+  // their codes.
   static StatusCode Runner(std::span<DeviceManagement::Device* const> devices,
-                           const Request& request, QRKCLI* cli, const ProgressReporter* reporter);
-
-  static std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device);
-  static StatusCode Run(JobContext& context, const XmlMessaging::Object& method,
-                        DeviceManagement::SelectedDevices& devices);
-  static CLICommand GetFeatureDefinition();
-  static StatusCode RunCLI(QRKCLI& cli, std::span<DeviceManagement::Device* const> devices);
+                           const Request& request, Face& face);
 
   // The drive property "FirmwareUpdateAvailable": a CimProperty::Getter.
   static std::unique_ptr<XmlMessaging::Property> GetUpdateAvailable(
       JobContext* context, const PropertyEntry& entry, DeviceManagement::Device* device);
 
  private:
+  struct Rules;
   enum class Source : std::uint32_t { Embedded = 0, File = 1, Module = 2 };
 
   AttributeCollection GetTargetMappingAttributes(const AttributeCollection& attributes);

@@ -3,22 +3,21 @@
 #include <algorithm>
 #include <string_view>
 
-#include "cli/QRKCLI.h"
 #include "devices/properties/PropertyCatalogue.h"
-#include "operations/Operation.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/features/FeatureRecord.h"
+#include "messaging/features/JobContext.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "operations/firmware/FirmwareUpdate.h"
 
 namespace Morvu {
 
 using DeviceManagement::Device;
-using DeviceManagement::SelectedDevices;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
 
-constexpr std::string_view kMethod = "FirmwareUpdate";
-constexpr std::string_view kOption = "-firmware_update";
+constexpr std::string_view kFileArgument = "file";
 constexpr std::string_view kAudienceOption = "-firmware_module_audience";
 constexpr std::int32_t kModuleType = 0;
 constexpr std::size_t kRuleWidth = 75;
@@ -32,7 +31,8 @@ constexpr Lines kText = {"Update the firmware of the selected drive (if possible
 constexpr ArgumentDeclaration kArguments[] = {
     {"[filename]",
      "(Optional) Firmware binary file used to update the drive. The Tool will prompt prior to "
-     "issuing the firmware update"},
+     "issuing the firmware update",
+     kFileArgument},
 };
 constexpr std::string_view kExamples[] = {"-drive_index 1 -firmware_update",
                                           "-drive_index 1 -firmware_update firmwareBinaryFile.bin"};
@@ -41,13 +41,6 @@ constexpr ArgumentDeclaration kAudienceArguments[] = {
     {"(audience)", "The audience as the modules give it."}};
 constexpr Lines kAudienceExamples = {
     "-drive_index 1 -firmware_update -firmware_module_audience [audience]"};
-
-// clang-format off
-constexpr OptionDeclaration kOptions[] = {
-    {kOption,         OptionKind::Texts, OptionCategory::Feature,  kText,         kArguments,         kExamples},
-    {kAudienceOption, OptionKind::Text,  OptionCategory::Modifier, kAudienceText, kAudienceArguments, kAudienceExamples},
-};
-// clang-format on
 
 // Whether a code is one of a few.
 bool IsOneOf(StatusCode code, std::initializer_list<StatusCode> codes) {
@@ -80,7 +73,7 @@ StatusCode AddRun(StatusCode summary, StatusCode outcome) {
 }
 
 std::unique_ptr<FirmwareUpdate> MakeUpdate(Device* device, const FirmwareUpdate::Request& request,
-                                           const ProgressReporter* reporter) {
+                                           ProgressReporter& reporter) {
   if (!request.file.empty() && request.driveSelected) {
     return std::make_unique<FirmwareUpdate>(device, false, request.file, reporter);
   }
@@ -88,43 +81,39 @@ std::unique_ptr<FirmwareUpdate> MakeUpdate(Device* device, const FirmwareUpdate:
                                           request.moduleDirectories, reporter);
 }
 
-void PrintHeader(QRKCLI& cli, const Device& device, const FirmwareUpdate::Request& request,
-                 bool isFirst) {
+void ShowHeader(Face& face, const Device& device, const FirmwareUpdate::Request& request,
+                bool isFirst) {
   if (!request.file.empty()) return;
-  if (!isFirst) cli.Print("\n" + std::string(kRuleWidth, '=') + "\n\n");
-  if (!request.driveSelected) cli.Print(device.ToText() + "\n\n");
+  if (!isFirst) face.Say("\n" + std::string(kRuleWidth, '=') + "\n");
+  if (!request.driveSelected) face.Say(device.ToText() + "\n");
 }
 
-// Runs an update at the prompt; false when the user declines it.
-bool RunAtPrompt(QRKCLI& cli, FirmwareUpdate& update, const FirmwareUpdate::Request& request) {
-  if (request.driveSelected && !request.force &&
-      !cli.Confirm("WARNING! You have selected to update the drives firmware! ",
-                   "Proceed with the update?")) {
+// Runs an update; false when the user declines it.
+bool RunUpdate(Face& face, FirmwareUpdate& update, const FirmwareUpdate::Request& request) {
+  if (request.driveSelected && !face.IsForced() &&
+      face.Ask("WARNING! You have selected to update the drives firmware! ",
+               "Proceed with the update?") == Answer::No) {
     return false;
   }
-  if (!request.file.empty()) cli.PrintLine("Given firmware binary: " + request.file);
-  cli.PrintLine("Updating the drive's firmware...");
+  if (!request.file.empty()) face.Say("Given firmware binary: " + request.file);
+  face.Say("Updating the drive's firmware...");
   update.Execute();
   if (update.GetErrorCode() == Status::Completed) {
-    cli.PrintLine("Firmware Update Successful.\nPlease reboot the system.");
+    face.Say("Firmware Update Successful.\nPlease reboot the system.");
   }
   return true;
 }
 
 // The outcome for one drive, and what it makes of the summary.
-StatusCode UpdateDevice(Device* device, const FirmwareUpdate::Request& request, QRKCLI* cli,
-                        const ProgressReporter* reporter, StatusCode& summary) {
-  const auto update = MakeUpdate(device, request, reporter);
+StatusCode UpdateDevice(Device* device, const FirmwareUpdate::Request& request, Face& face,
+                        StatusCode& summary) {
+  const auto update = MakeUpdate(device, request, face.GetReporter());
   if (update->GetErrorCode() != Status::ReadyToRun) {
     const auto outcome = update->GetErrorCode();
     summary = request.driveSelected ? outcome : AddRefusal(summary, outcome);
     return outcome;
   }
-  if (cli == nullptr) {
-    update->Execute();
-  } else if (!RunAtPrompt(*cli, *update, request)) {
-    return summary = Status::CanceledByUser;
-  }
+  if (!RunUpdate(face, *update, request)) return summary = Status::CanceledByUser;
   const auto outcome = update->GetErrorCode();
   summary = request.driveSelected ? outcome : AddRun(summary, outcome);
   return outcome;
@@ -143,8 +132,7 @@ std::vector<std::string> GetModuleDirectories(const XmlMessaging::Message* reque
 }
 
 void Notify(JobContext& context, Device& device, std::string_view text, std::uint32_t level) {
-  context.postNotification(
-      context.manager,
+  context.services->PostNotification(
       {.type = kFirmwareNotification,
        .value = DeviceProperty(Properties::FirmwareUpdateAvailable, text),
        .objectPath = context.subject + "." + device.GetString(Properties::SerialNumber),
@@ -154,49 +142,17 @@ void Notify(JobContext& context, Device& device, std::string_view text, std::uin
 }  // namespace
 
 StatusCode FirmwareUpdate::Runner(std::span<Device* const> devices, const Request& request,
-                                  QRKCLI* cli, const ProgressReporter* reporter) {
+                                  Face& face) {
   if (devices.empty()) {
-    const auto code = request.driveSelected ? Status::InvalidArguments : Status::NoSupportedDevices;
-    return cli == nullptr ? code : cli->Finish(code);
+    return request.driveSelected ? Status::InvalidArguments : Status::NoSupportedDevices;
   }
   StatusCode summary = Status::Completed;
   for (auto* device : devices) {
-    if (cli != nullptr) PrintHeader(*cli, *device, request, device == devices.front());
-    const auto outcome = UpdateDevice(device, request, cli, reporter, summary);
-    if (cli != nullptr) cli->Finish(outcome);
+    ShowHeader(face, *device, request, device == devices.front());
+    face.Tell(UpdateDevice(device, request, face, summary));
     if (!request.file.empty()) break;
   }
   return summary;
-}
-
-std::unique_ptr<XmlMessaging::Object> FirmwareUpdate::Describe(Device* device) {
-  if (device == nullptr) return DescribeMethod(kMethod);
-  const auto update = MakeUpdate(device, {}, nullptr);
-  return DescribeMethod(kMethod, update->GetErrorCode(),
-                        {Status::NotAMorvuDrive, Status::RaidVolume});
-}
-
-StatusCode FirmwareUpdate::Run(JobContext& context, const XmlMessaging::Object& method,
-                               SelectedDevices& devices) {
-  if (context.setNotifyProgress != nullptr) context.setNotifyProgress(context.job, true);
-  std::vector<Device*> selected;
-  for (const auto& device : devices.devices) selected.push_back(device.get());
-  const Request request{.file = GetTextParameter(method, "file"),
-                        .driveSelected = true,
-                        .moduleDirectories = GetModuleDirectories(context.request)};
-  return Runner(selected, request, nullptr, context.reporter);
-}
-
-CLICommand FirmwareUpdate::GetFeatureDefinition() { return CLICommand(kOptions); }
-
-StatusCode FirmwareUpdate::RunCLI(QRKCLI& cli, std::span<Device* const> devices) {
-  if (!BeginRunCLI(cli, kOption)) return cli.Finish(Status::InvalidArguments);
-  if (cli.GetArguments(kOption).size() > 1) return cli.Finish(Status::InvalidArguments);
-  const Request request{.file = cli.GetArgument(kOption),
-                        .audience = cli.GetArgument(kAudienceOption),
-                        .driveSelected = cli.IsDrivePicked(),
-                        .force = cli.HasOption("-force")};
-  return Runner(devices, request, &cli, nullptr);
 }
 
 std::unique_ptr<XmlMessaging::Property> FirmwareUpdate::GetUpdateAvailable(
@@ -205,7 +161,7 @@ std::unique_ptr<XmlMessaging::Property> FirmwareUpdate::GetUpdateAvailable(
   if (device == nullptr) return property;
   const Request request{.moduleDirectories =
                             GetModuleDirectories(context == nullptr ? nullptr : context->request)};
-  const auto update = MakeUpdate(device, request, nullptr);
+  const auto update = MakeUpdate(device, request, NoReporter());
 
   constexpr std::string_view kNone = "No update available";
   const auto code = update->GetErrorCode();
@@ -215,14 +171,74 @@ std::unique_ptr<XmlMessaging::Property> FirmwareUpdate::GetUpdateAvailable(
   const bool available = ready && verdict == FirmwareMapping::kUpdateAvailable;
   if (available) property->value = destination;
   if (ready && verdict == 0) property->value = kNone;
-  property->SetAttribute("status", std::to_string(ready ? Status::Completed : code));
+  property->SetAttribute("status", std::to_string((ready ? Status::Completed : code).Value()));
 
   const bool hidden = code == Status::RaidVolume || code == Status::NotAMorvuDrive;
-  if (context != nullptr && context->postNotification != nullptr && !hidden) {
+  if (context != nullptr && !hidden) {
     Notify(*context, *device, available ? destination : std::string(kNone),
            available ? kImportant : kInformative);
   }
   return property;
 }
+
+namespace {
+
+StatusCode RunFirmwareUpdate(const FeatureCall& call) {
+  const FirmwareUpdate::Request request{.file = call.arguments.GetText(kFileArgument),
+                                        .audience = call.arguments.GetText(kAudienceOption),
+                                        .driveSelected = call.areChosen};
+  return FirmwareUpdate::Runner(call.devices, request, call.face);
+}
+
+// A request without an Object of a drive is for all drives, as if each were chosen.
+StatusCode RunFirmwareUpdateMethod(const FeatureCall& call, JobContext& context) {
+  const FirmwareUpdate::Request request{.file = call.arguments.GetText(kFileArgument),
+                                        .driveSelected = true,
+                                        .moduleDirectories = GetModuleDirectories(context.request)};
+  return FirmwareUpdate::Runner(call.devices, request, call.face);
+}
+
+StatusCode AssessFirmwareUpdate(Device& device) {
+  return MakeUpdate(&device, {}, NoReporter())->GetErrorCode();
+}
+
+constexpr MethodParameter kParameters[] = {{kFileArgument, "string"}};
+constexpr StatusCode kHiddenCodes[] = {Status::NotAMorvuDrive, Status::RaidVolume};
+constexpr CimMethod kMethods[] = {
+    {.name = "FirmwareUpdate",
+     .displayName = "Firmware Update",
+     .category = "standard",
+     .targetType = "device",
+     .prompt = true,
+     .parameters = kParameters,
+     .hasStatus = true,
+     .hiddenCodes = kHiddenCodes,
+     .assess = &AssessFirmwareUpdate,
+     .run = &RunFirmwareUpdateMethod},
+};
+constexpr OptionDeclaration kOptions[] = {
+    {.name = "-firmware_update",
+     .kind = OptionKind::Texts,
+     .category = OptionCategory::Feature,
+     .descriptions = kText,
+     .arguments = kArguments,
+     .examples = kExamples,
+     .run = &RunFirmwareUpdate},
+    {.name = kAudienceOption,
+     .kind = OptionKind::Text,
+     .category = OptionCategory::Modifier,
+     .descriptions = kAudienceText,
+     .arguments = kAudienceArguments,
+     .examples = kAudienceExamples,
+     .scan = OptionScan::Any},
+};
+
+}  // namespace
+
+extern constexpr FeatureRecord FirmwareUpdateRecord = {
+    .name = "FirmwareUpdate",
+    .methods = kMethods,
+    .options = kOptions,
+};
 
 }  // namespace Morvu

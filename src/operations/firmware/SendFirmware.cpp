@@ -4,7 +4,7 @@
 
 namespace Morvu {
 
-SendFirmware::SendFirmware(DeviceManagement::Device* device, const ProgressReporter* reporter)
+SendFirmware::SendFirmware(DeviceManagement::Device* device, ProgressReporter& reporter)
     : Function(device, reporter) {
   SetErrorCode(Status::ReadyToRun);
 }

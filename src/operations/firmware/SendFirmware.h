@@ -14,7 +14,7 @@ class SendFirmware : public Function {
   void SetData(ByteView image) { image_ = image; }
 
  protected:
-  SendFirmware(DeviceManagement::Device* device, const ProgressReporter* reporter);
+  SendFirmware(DeviceManagement::Device* device, ProgressReporter& reporter);
 
   // The ATA family's way of sending `blocks` sectors, `offsetBlocks` into the image.
   virtual bool DownloadChunk(ByteSpan buffer, std::uint16_t blocks, std::uint32_t offsetBlocks) = 0;

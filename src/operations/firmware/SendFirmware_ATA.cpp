@@ -6,6 +6,7 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "operations/Operation.h"
 
 namespace Morvu {
 
@@ -22,15 +23,24 @@ constexpr std::chrono::seconds kSettleTime{5};
 
 }  // namespace
 
-SendFirmware_ATA::SendFirmware_ATA(Device* device, const ProgressReporter* reporter)
+struct SendFirmware_ATA::Rules {
+  static bool NoDownload(Device& device) {
+    return !device.GetBool(Properties::DownloadMicrocodePossible);
+  }
+
+  static constexpr Refusal<SendFirmware_ATA> kTable[] = {
+      {OfDevice<NoDownload>, Status::ControllerIdeMode},
+  };
+};
+
+SendFirmware_ATA::SendFirmware_ATA(Device* device, ProgressReporter& reporter)
     : SendFirmware(device, reporter),
       quietDrive_(!device->GetBool(Properties::LSI) && !device->GetBool(Properties::RAIDMember)) {
   SendFirmware_ATA::Initialize();
 }
 
 void SendFirmware_ATA::Initialize() {
-  const bool possible = device_->GetBool(Properties::DownloadMicrocodePossible);
-  EndInitialize(possible ? Status::ReadyToRun : Status::ControllerIdeMode);
+  EndInitialize(FirstRefusal<SendFirmware_ATA>(Rules::kTable, *this));
 }
 
 std::int32_t SendFirmware_ATA::Execute() {

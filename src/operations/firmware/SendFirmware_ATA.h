@@ -8,7 +8,7 @@ namespace Morvu {
 // meanwhile, unless it stands behind a RAID controller.
 class SendFirmware_ATA : public SendFirmware {
  public:
-  SendFirmware_ATA(DeviceManagement::Device* device, const ProgressReporter* reporter);
+  SendFirmware_ATA(DeviceManagement::Device* device, ProgressReporter& reporter);
 
   std::int32_t Execute() override;
   void Initialize() override;
@@ -17,6 +17,8 @@ class SendFirmware_ATA : public SendFirmware {
   bool DownloadChunk(ByteSpan buffer, std::uint16_t blocks, std::uint32_t offsetBlocks) override;
 
  private:
+  struct Rules;
+
   bool Prepare();
   bool TransferImage();
   bool Cancel();

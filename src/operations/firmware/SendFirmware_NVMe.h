@@ -8,7 +8,7 @@ namespace Morvu {
 // drive runs the image after its next reset. No percent and no cancel.
 class SendFirmware_NVMe : public SendFirmware {
  public:
-  SendFirmware_NVMe(DeviceManagement::Device* device, const ProgressReporter* reporter)
+  SendFirmware_NVMe(DeviceManagement::Device* device, ProgressReporter& reporter)
       : SendFirmware(device, reporter) {}
 
   std::int32_t Execute() override;

@@ -9,7 +9,7 @@ namespace Morvu {
 // and no cancel.
 class SendFirmware_SCSI : public SendFirmware {
  public:
-  SendFirmware_SCSI(DeviceManagement::Device* device, const ProgressReporter* reporter)
+  SendFirmware_SCSI(DeviceManagement::Device* device, ProgressReporter& reporter)
       : SendFirmware(device, reporter) {}
 
   std::int32_t Execute() override;

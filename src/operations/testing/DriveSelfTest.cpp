@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <chrono>
+#include <memory>
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "frame/Logger.h"
@@ -12,9 +13,7 @@
 namespace Morvu {
 
 using DeviceManagement::Device;
-using DeviceManagement::SelectedDevices;
 using DeviceManagement::TimeoutGuard;
-using XmlMessaging::Object;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
@@ -62,10 +61,9 @@ constexpr ModeName kModes[] = {
 };
 
 using TestMaker = std::unique_ptr<DriveSelfTest> (*)(Device& device, SelfTestMode mode,
-                                                     const ProgressReporter* reporter);
+                                                     ProgressReporter& reporter);
 template <typename Test>
-std::unique_ptr<DriveSelfTest> Make(Device& device, SelfTestMode mode,
-                                    const ProgressReporter* reporter) {
+std::unique_ptr<DriveSelfTest> Make(Device& device, SelfTestMode mode, ProgressReporter& reporter) {
   return std::make_unique<Test>(&device, mode, reporter);
 }
 
@@ -81,31 +79,27 @@ constexpr TestName kTests[] = {
 };
 constexpr std::string_view kStatus = "status";
 
-constexpr std::string_view kOptionName = "-self_test";
+constexpr std::string_view kTestArgument = "SelfTest";
+constexpr std::string_view kModeArgument = "Mode";
+
 constexpr std::string_view kDescriptions[] = {
     "Execute a drive self test routine on the selected drive. Note: self tests can take several "
     "minutes to complete."};
 constexpr ArgumentDeclaration kArguments[] = {
     {"(action)",
      "(Required) Specify the type of self_test to run, or request status. Supported actions are: "
-     "short, extended, conveyance, and status."},
+     "short, extended, conveyance, and status.",
+     kTestArgument},
     {"[mode]",
      "(Optional) Used to specify mode of the self_test. Available options are offline and captive. "
-     "Default is offline."},
+     "Default is offline.",
+     kModeArgument},
 };
 constexpr std::string_view kExamples[] = {"-drive_index 1 -self_test short"};
-constexpr OptionDeclaration kOption = {
-    .name = kOptionName,
-    .kind = OptionKind::Texts,
-    .category = OptionCategory::Feature,
-    .descriptions = kDescriptions,
-    .arguments = kArguments,
-    .examples = kExamples,
-};
 
 // The test of this name; null, and the log tells why, for a name that starts none.
 std::unique_ptr<DriveSelfTest> MakeTest(Device& device, std::string_view test, SelfTestMode mode,
-                                        const ProgressReporter* reporter) {
+                                        ProgressReporter& reporter) {
   if (test == kStatus) return std::make_unique<DriveSelfTest>(&device, 0, mode, reporter);
   const auto* row = std::ranges::find(kTests, test, &TestName::name);
   if (row == std::end(kTests)) {
@@ -116,11 +110,11 @@ std::unique_ptr<DriveSelfTest> MakeTest(Device& device, std::string_view test, S
   return row->make(device, mode, reporter);
 }
 
-void Announce(QRKCLI& cli, std::string_view test, SelfTestMode mode) {
-  cli.PrintLine("Executing " + std::string(test) + " self-test routine.");
-  cli.PrintLine("This can take several minutes to complete.");
+void Announce(Face& face, std::string_view test, SelfTestMode mode) {
+  face.Say("Executing " + std::string(test) + " self-test routine.");
+  face.Say("This can take several minutes to complete.");
   if (mode != SelfTestMode::Offline) return;
-  cli.PrintLine(
+  face.Say(
       "self-test routine is running in offline mode.\n"
       "Use '-self_test status' to query status of the self-test routine.");
 }
@@ -147,7 +141,7 @@ struct DriveSelfTest::Rules {
 };
 
 DriveSelfTest::DriveSelfTest(Device* device, std::uint8_t subcommand, SelfTestMode mode,
-                             const ProgressReporter* reporter)
+                             ProgressReporter& reporter)
     : Function(device, reporter), subcommand_(subcommand), mode_(mode) {
   DriveSelfTest::Initialize();
 }
@@ -162,7 +156,7 @@ std::uint8_t DriveSelfTest::GetSelfTestStatus() {
   const auto result = ata_->ataSmartReadData(data);
   if (result != Status::Completed) {
     MORVU_LOG(kLogError, "GetSelfTestStatus",
-              "SMART Read data failed with an error code = " + std::to_string(result));
+              "SMART Read data failed with an error code = " + std::to_string(result.Value()));
     SetErrorCode(Status::SmartDataFailed);
     return kStatusUnread;
   }
@@ -194,9 +188,9 @@ bool DriveSelfTest::RunTest() {
   std::array<std::uint8_t, kSmartDataSize> data{};
   const auto result = ata_->ataSmartExecuteOffline(subcommand_, data);
   if (result != Status::Completed) {
-    MORVU_LOG(
-        kLogError, "Execute",
-        "SMART Execute offline immediate failed with an error code = " + std::to_string(result));
+    MORVU_LOG(kLogError, "Execute",
+              "SMART Execute offline immediate failed with an error code = " +
+                  std::to_string(result.Value()));
     return Fail(Status::SmartExecuteOfflineFailed);
   }
   MORVU_LOG(kLogInfo, "Execute", "SMART Execute offline immediate successful.");
@@ -240,11 +234,10 @@ bool DriveSelfTest::Fail(StatusCode code) {
 }
 
 StatusCode DriveSelfTest::Runner(Device& device, std::string_view test, std::string_view mode,
-                                 QRKCLI* cli, const JobContext& context) {
+                                 Face& face) {
   const auto* row = std::ranges::find(kModes, mode, &ModeName::name);
   if (row == std::end(kModes)) return Status::InvalidArguments;
-  if (test == kStatus && cli == nullptr) return Status::InvalidSelfTest;
-  const auto selfTest = MakeTest(device, test, row->mode, context.reporter);
+  const auto selfTest = MakeTest(device, test, row->mode, face.GetReporter());
   if (selfTest == nullptr) return Status::InvalidSelfTest;
   if (selfTest->GetErrorCode() != Status::ReadyToRun) return selfTest->GetErrorCode();
 
@@ -252,40 +245,62 @@ StatusCode DriveSelfTest::Runner(Device& device, std::string_view test, std::str
     MORVU_LOG(kLogInfo, "Runner", "Getting status of self-test routine.");
     ResultTable table;
     selfTest->ReportSelfTestStatus(table);
-    cli->PrintLine(table.ToText());
+    face.Show(table);
     return selfTest->GetErrorCode();
   }
   MORVU_LOG(kLogInfo, "Runner", "Executing " + std::string(test) + " self-test routine.");
-  if (cli != nullptr) Announce(*cli, test, row->mode);
+  Announce(face, test, row->mode);
   selfTest->Execute();
   return selfTest->GetErrorCode();
 }
 
-std::unique_ptr<Object> DriveSelfTest::Describe(Device* device) {
-  if (device == nullptr) return DescribeMethod("DriveSelfTest");
-  const DriveSelfTest test(device, 0, SelfTestMode::Offline, nullptr);
-  return DescribeMethod("DriveSelfTest", test.GetErrorCode(),
-                        {Status::RaidVolume, Status::NotSupportedByDrive});
+namespace {
+
+StatusCode RunSelfTest(const FeatureCall& call) {
+  return DriveSelfTest::Runner(call.GetDevice(), call.arguments.GetText(kTestArgument),
+                               call.arguments.GetText(kModeArgument), call.face);
 }
 
-StatusCode DriveSelfTest::Run(JobContext& context, const Object& method, SelectedDevices& devices) {
-  auto* device = BeginMethod(context, devices);
-  if (device == nullptr) return Status::NoDeviceSelected;
-  return Runner(*device, GetTextParameter(method, "SelfTest", "extended"), "captiveOffline",
-                nullptr, context);
+// The status would be shown, which a host cannot see.
+StatusCode RunSelfTestMethod(const FeatureCall& call, JobContext&) {
+  const auto test = call.arguments.GetText(kTestArgument, "extended");
+  if (test == kStatus) return Status::InvalidSelfTest;
+  return DriveSelfTest::Runner(call.GetDevice(), test, "captiveOffline", call.face);
 }
 
-CLICommand DriveSelfTest::GetFeatureDefinition() { return CLICommand(kOption); }
-
-StatusCode DriveSelfTest::RunCLI(QRKCLI& cli, SelectedDrives devices) {
-  const bool isAsked = BeginRunCLI(cli, kOptionName);
-  auto* device = GetPickedDrive(cli, devices);
-  auto arguments = cli.GetArguments(kOptionName);
-  if (!isAsked || device == nullptr || arguments.empty() || arguments.size() > 2) {
-    return cli.Finish(Status::InvalidArguments);
-  }
-  arguments.resize(2);
-  return cli.Finish(Runner(*device, arguments[0], arguments[1], &cli, JobContext()));
+StatusCode AssessSelfTest(Device& device) {
+  return DriveSelfTest(&device, 0, SelfTestMode::Offline, NoReporter()).GetErrorCode();
 }
+
+constexpr MethodParameter kParameters[] = {{kTestArgument, "string", true}};
+constexpr StatusCode kHiddenCodes[] = {Status::RaidVolume, Status::NotSupportedByDrive};
+constexpr CimMethod kMethods[] = {
+    {.name = "DriveSelfTest",
+     .displayName = "Drive Self Test",
+     .category = "advanced",
+     .targetType = "device",
+     .parameters = kParameters,
+     .hiddenCodes = kHiddenCodes,
+     .assess = &AssessSelfTest,
+     .run = &RunSelfTestMethod},
+};
+constexpr OptionDeclaration kOptions[] = {
+    {.name = "-self_test",
+     .kind = OptionKind::Texts,
+     .category = OptionCategory::Feature,
+     .descriptions = kDescriptions,
+     .arguments = kArguments,
+     .examples = kExamples,
+     .run = &RunSelfTest},
+};
+
+}  // namespace
+
+extern constexpr FeatureRecord DriveSelfTestRecord = {
+    .name = "DriveSelfTest",
+    .needsDrive = true,
+    .methods = kMethods,
+    .options = kOptions,
+};
 
 }  // namespace Morvu

@@ -1,14 +1,12 @@
 // The drive's own SMART self-tests (ATA8-ACS, 7.52.5).
 #pragma once
 
-#include <memory>
+#include <cstdint>
 #include <string_view>
 
-#include "cli/QRKCLI.h"
 #include "messaging/ResultTable.h"
-#include "messaging/XmlMessaging.h"
+#include "messaging/features/Face.h"
 #include "messaging/features/Feature.h"
-#include "messaging/features/JobContext.h"
 
 namespace Morvu {
 
@@ -23,7 +21,7 @@ class DriveSelfTest : public Function {
   // `subcommand` is the LBA low value of SMART EXECUTE OFF-LINE IMMEDIATE. With 0 and
   // without a run it serves the status.
   DriveSelfTest(DeviceManagement::Device* device, std::uint8_t subcommand, SelfTestMode mode,
-                const ProgressReporter* reporter);
+                ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
@@ -34,16 +32,10 @@ class DriveSelfTest : public Function {
   // Adds lines that tell of the status, and sets the percent. True when no test runs.
   bool ReportSelfTestStatus(ResultTable& table);
 
-  // `test` is "short", "extended", "conveyance" or, with `cli`, "status"; `mode` is
-  // "offline", "captive", "captiveOffline" or empty. `cli` is null on the message path.
+  // `test` is "short", "extended", "conveyance" or "status"; `mode` is "offline",
+  // "captive", "captiveOffline" or empty.
   static StatusCode Runner(DeviceManagement::Device& device, std::string_view test,
-                           std::string_view mode, QRKCLI* cli, const JobContext& context);
-
-  static std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device);
-  static StatusCode Run(JobContext& context, const XmlMessaging::Object& method,
-                        DeviceManagement::SelectedDevices& devices);
-  static CLICommand GetFeatureDefinition();
-  static StatusCode RunCLI(QRKCLI& cli, SelectedDrives devices);
+                           std::string_view mode, Face& face);
 
  protected:
   // The subcommand of a test, which has one of its own in captive mode.
@@ -67,22 +59,20 @@ class DriveSelfTest : public Function {
 
 class ShortSelfTest : public DriveSelfTest {
  public:
-  ShortSelfTest(DeviceManagement::Device* device, SelfTestMode mode,
-                const ProgressReporter* reporter)
+  ShortSelfTest(DeviceManagement::Device* device, SelfTestMode mode, ProgressReporter& reporter)
       : DriveSelfTest(device, InMode(0x01, mode), mode, reporter) {}
 };
 
 class ExtendedSelfTest : public DriveSelfTest {
  public:
-  ExtendedSelfTest(DeviceManagement::Device* device, SelfTestMode mode,
-                   const ProgressReporter* reporter)
+  ExtendedSelfTest(DeviceManagement::Device* device, SelfTestMode mode, ProgressReporter& reporter)
       : DriveSelfTest(device, InMode(0x02, mode), mode, reporter) {}
 };
 
 class ConveyanceSelfTest : public DriveSelfTest {
  public:
   ConveyanceSelfTest(DeviceManagement::Device* device, SelfTestMode mode,
-                     const ProgressReporter* reporter)
+                     ProgressReporter& reporter)
       : DriveSelfTest(device, InMode(0x03, mode), mode, reporter) {}
 };
 

@@ -7,49 +7,40 @@
 namespace Morvu {
 
 using DeviceManagement::Device;
-using DeviceManagement::SelectedDevices;
-using XmlMessaging::Object;
 
 namespace {
 
 // CHECK POWER MODE's Count register in standby (ACS-3, 7.3).
 constexpr std::uint8_t kStandbyMode = 0x00;
 
-// clang-format off
-constexpr Refusal<StandbyImmediate> kRefusals[] = {
-    {OfDevice<Refuse::NotConnected>,    Status::NoCommunication},
-    {OfDevice<Refuse::RaidVolume>,      Status::RaidVolume},
-    {OfDevice<Refuse::NotMorvu>,        Status::NotAMorvuDrive},
-    {OfDevice<Refuse::RaidMember>,      Status::RaidMemberRefused},
-    {OfDevice<Refuse::NoAta>,           Status::NotSupportedByDrive},
-    {OfDevice<Refuse::DeviceFault>,     Status::DeviceFault},
-    {OfDevice<Refuse::FailureReported>, Status::DisableLogical},
-};
-// clang-format on
-
-constexpr std::string_view kOptionName = "-standby_immediate";
 constexpr std::string_view kDescriptions[] = {
     "Send an ATA Standby Immediate command to the selected drive. This will prepare the drive for "
     "a power cycle."};
 constexpr std::string_view kExamples[] = {"-drive_index 1 -standby_immediate"};
-constexpr OptionDeclaration kOption = {
-    .name = kOptionName,
-    .kind = OptionKind::Flag,
-    .category = OptionCategory::Feature,
-    .descriptions = kDescriptions,
-    .arguments = {},
-    .examples = kExamples,
-};
 
 }  // namespace
 
-StandbyImmediate::StandbyImmediate(Device* device, const ProgressReporter* reporter)
+struct StandbyImmediate::Rules {
+  // clang-format off
+  static constexpr Refusal<StandbyImmediate> kTable[] = {
+      {OfDevice<Refuse::NotConnected>,    Status::NoCommunication},
+      {OfDevice<Refuse::RaidVolume>,      Status::RaidVolume},
+      {OfDevice<Refuse::NotMorvu>,        Status::NotAMorvuDrive},
+      {OfDevice<Refuse::RaidMember>,      Status::RaidMemberRefused},
+      {OfDevice<Refuse::NoAta>,           Status::NotSupportedByDrive},
+      {OfDevice<Refuse::DeviceFault>,     Status::DeviceFault},
+      {OfDevice<Refuse::FailureReported>, Status::DisableLogical},
+  };
+  // clang-format on
+};
+
+StandbyImmediate::StandbyImmediate(Device* device, ProgressReporter& reporter)
     : Function(device, reporter) {
   StandbyImmediate::Initialize();
 }
 
 void StandbyImmediate::Initialize() {
-  EndInitialize(FirstRefusal<StandbyImmediate>(kRefusals, *this));
+  EndInitialize(FirstRefusal<StandbyImmediate>(Rules::kTable, *this));
 }
 
 std::int32_t StandbyImmediate::Execute() {
@@ -77,32 +68,52 @@ bool StandbyImmediate::Fail(std::string_view text, StatusCode code) {
   return false;
 }
 
-StatusCode StandbyImmediate::Runner(Device& device, QRKCLI* cli, const JobContext& context) {
-  StandbyImmediate standby(&device, context.reporter);
+StatusCode StandbyImmediate::Runner(Device& device, Face& face) {
+  StandbyImmediate standby(&device, face.GetReporter());
   if (standby.GetErrorCode() != Status::ReadyToRun) return standby.GetErrorCode();
-  if (cli != nullptr) cli->PrintLine("Sending Standby Immediate...");
+  face.Say("Sending Standby Immediate...");
   standby.Execute();
   return standby.GetErrorCode();
 }
 
-std::unique_ptr<Object> StandbyImmediate::Describe(Device* device) {
-  if (device == nullptr) return DescribeMethod("StandbyImmediate");
-  return DescribeMethod("StandbyImmediate", StandbyImmediate(device, nullptr).GetErrorCode(),
-                        {Status::RaidVolume, Status::NotSupportedByDrive});
+namespace {
+
+StatusCode RunStandby(const FeatureCall& call) {
+  return StandbyImmediate::Runner(call.GetDevice(), call.face);
 }
 
-StatusCode StandbyImmediate::Run(JobContext& context, const Object&, SelectedDevices& devices) {
-  auto* device = BeginMethod(context, devices);
-  return device == nullptr ? Status::NoDeviceSelected : Runner(*device, nullptr, context);
+StatusCode AssessStandby(Device& device) {
+  return StandbyImmediate(&device, NoReporter()).GetErrorCode();
 }
 
-CLICommand StandbyImmediate::GetFeatureDefinition() { return CLICommand(kOption); }
+constexpr StatusCode kHiddenCodes[] = {Status::RaidVolume, Status::NotSupportedByDrive};
+constexpr CimMethod kMethods[] = {
+    {.name = "StandbyImmediate",
+     .displayName = "Standby Immediate",
+     .description = "Issue an ATA Standby immediate command.",
+     .category = "advanced",
+     .targetType = "device",
+     .hiddenCodes = kHiddenCodes,
+     .assess = &AssessStandby,
+     .run = &RunAsMethod<RunStandby>},
+};
+constexpr OptionDeclaration kOptions[] = {
+    {.name = "-standby_immediate",
+     .kind = OptionKind::Flag,
+     .category = OptionCategory::Feature,
+     .descriptions = kDescriptions,
+     .arguments = {},
+     .examples = kExamples,
+     .run = &RunStandby},
+};
 
-StatusCode StandbyImmediate::RunCLI(QRKCLI& cli, SelectedDrives devices) {
-  const bool isAsked = BeginRunCLI(cli, kOptionName);
-  auto* device = GetPickedDrive(cli, devices);
-  if (!isAsked || device == nullptr) return cli.Finish(Status::InvalidArguments);
-  return cli.Finish(Runner(*device, &cli, JobContext()));
-}
+}  // namespace
+
+extern constexpr FeatureRecord StandbyImmediateRecord = {
+    .name = "StandbyImmediate",
+    .needsDrive = true,
+    .methods = kMethods,
+    .options = kOptions,
+};
 
 }  // namespace Morvu

@@ -8,10 +8,11 @@
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
-#include "operations/Operation.h"
+#include "messaging/features/FeatureRecord.h"
 #include "parsers/smart/SmartParser.h"
 
-namespace Morvu::Smart {
+namespace Morvu {
+namespace Smart {
 
 using DeviceManagement::Device;
 using DeviceManagement::SelectedDevices;
@@ -23,8 +24,7 @@ namespace Properties = DeviceManagement::Properties;
 
 namespace {
 
-constexpr std::string_view kMethodName = "SmartParser";
-constexpr std::string_view kOption = "-smart";
+constexpr std::string_view kFileArgument = "file";
 
 // The values that the notification service tells; no device keeps them.
 constexpr PropertyEntry kSmartHealth{"SmartHealth", "Smart Health", PropertyKind::Sint16};
@@ -61,10 +61,9 @@ const std::string* FindTemperature(const SmartParser& parser) {
 }
 
 void PostValues(const JobContext& context, const Device& device, const SmartParser& parser) {
-  if (context.postNotification == nullptr) return;
   const auto objectPath = "MorvuSSD." + device.GetString(Properties::SerialNumber);
   const auto post = [&](std::uint32_t type, const PropertyEntry& entry, std::int64_t value) {
-    context.postNotification(context.manager, {type, DeviceProperty(entry, value), objectPath, 0});
+    context.services->PostNotification({type, DeviceProperty(entry, value), objectPath, 0});
   };
   post(kHealthNotification, kSmartHealth, parser.SmartHealth());
   post(kHealthNotification, kSmartLife, parser.SmartLife());
@@ -86,20 +85,13 @@ StatusCode StatusWithoutDevices(const Message* request) {
 
 }  // namespace
 
-std::unique_ptr<Object> Describe(Device* device) {
-  if (device == nullptr || device->AsDrive() == nullptr) return DescribeMethod(kMethodName);
-  const SmartParser parser(device);
-  return DescribeMethod(kMethodName, parser.GetErrorCode(),
-                        {Status::RaidVolume, Status::NotSupportedByDrive});
-}
-
-StatusCode ReadDrives(JobContext& context, SelectedDevices& devices) {
-  if (devices.devices.empty()) return StatusWithoutDevices(context.request);
+StatusCode ReadDrives(JobContext& context, std::span<Device* const> devices) {
+  if (devices.empty()) return StatusWithoutDevices(context.request);
   StatusCode result = Status::NotRun;
-  for (const auto& device : devices.devices) {
+  for (auto* device : devices) {
     if (device->AsDrive() == nullptr) continue;
     // Without the job's reporter: the job is not at its end with the first drive's.
-    SmartParser parser(device.get());
+    SmartParser parser(device);
     if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
       if (context.reply != nullptr) context.reply->lists.push_back(BuildTable(*device, parser));
       PostValues(context, *device, parser);
@@ -109,19 +101,14 @@ StatusCode ReadDrives(JobContext& context, SelectedDevices& devices) {
   return result;
 }
 
-StatusCode Run(JobContext& context, const Object&, SelectedDevices& devices) {
-  if (context.setNotifyProgress != nullptr) context.setNotifyProgress(context.job, true);
-  return ReadDrives(context, devices);
-}
-
 std::unique_ptr<Message> HandleSubject(JobContext& context) {
-  if (context.setNotifyProgress != nullptr) context.setNotifyProgress(context.job, true);
+  context.services->SetNotifyProgress(true);
   auto reply = std::make_unique<Message>();
   reply->SetAttribute("subject", context.subject);
   context.reply = reply.get();
   SelectedDevices devices;
-  context.selectDevices(context.manager, devices, context.request);
-  const auto status = ReadDrives(context, devices);
+  context.services->SelectDevices(devices, context.request);
+  const auto status = ReadDrives(context, devices.GetDevices());
   context.Report(100, status == Status::Completed ? 0 : 1, status);
   context.reply = nullptr;
   return reply;
@@ -141,55 +128,79 @@ void DeclareSubject(Message& reply, std::vector<std::string>& names) {
   reply.subjects.push_back(std::move(subject));
 }
 
-// ---- The command line ----
+// ---- The family ----
 
 namespace {
-
-constexpr std::string_view kDescriptions[] = {"Display selected drive's SMART data to the screen."};
-constexpr ArgumentDeclaration kArguments[] = {
-    {"[filename]",
-     "(Optional)  Save the SMART data to the given file. Data is saved in CSV format."}};
-constexpr std::string_view kExamples[] = {"-drive_index 1 -smart",
-                                          "-drive_index 1 -smart smartData.csv"};
-constexpr OptionDeclaration kDeclaration = {
-    .name = kOption,
-    .kind = OptionKind::Texts,
-    .category = OptionCategory::Feature,
-    .descriptions = kDescriptions,
-    .arguments = kArguments,
-    .examples = kExamples,
-};
 
 // The columns that give way where a line is short: description and raw value.
 constexpr std::size_t kWrappedColumns[] = {1, 2};
 
-void ShowTable(QRKCLI& cli, ResultTable& table) {
+void ShowTable(Face& face, ResultTable& table) {
   for (const auto column : kWrappedColumns) table.SetColumnWidth(column, 0);
-  cli.PrintLine();
-  cli.Print(table.Render() + "\n\n");
+  face.Say();
+  face.Show(table);
+  face.Say();
 }
 
-}  // namespace
-
-CLICommand GetFeatureDefinition() { return CLICommand(kDeclaration); }
-
-StatusCode RunCLI(QRKCLI& cli, SelectedDrives devices) {
-  if (!BeginRunCLI(cli, kOption)) return cli.Finish(Status::InvalidArguments);
-  const auto arguments = cli.GetArguments(kOption);
-  if (arguments.size() > 1) {
-    cli.PrintLine("Error: Too many arguments given for -smart. See -help for proper usage.");
-    return cli.Finish(Status::InvalidArguments);
-  }
-  SmartParser parser(devices.empty() ? nullptr : devices.front());
+// At the prompt the first drive is read.
+StatusCode RunOption(const FeatureCall& call) {
+  SmartParser parser(&call.GetDevice());
   if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
-    if (arguments.empty()) {
-      ShowTable(cli, parser.GetTable());
+    const auto file = call.arguments.GetText(kFileArgument);
+    if (!call.arguments.Has(kFileArgument)) {
+      ShowTable(call.face, parser.GetTable());
     } else {
-      MORVU_LOG(kLogDebug, "RunCLI", "Saving SMART to: " + arguments.front());
-      cli.SaveTable(parser.GetTable(), arguments.front());
+      MORVU_LOG(kLogDebug, "RunCLI", "Saving SMART to: " + file);
+      // A table that could not be saved is told beside the run's own end.
+      (void)call.face.Save(parser.GetTable(), file);
     }
   }
-  return cli.Finish(parser.GetErrorCode());
+  return parser.GetErrorCode();
 }
 
-}  // namespace Morvu::Smart
+StatusCode RunMethod(const FeatureCall& call, JobContext& context) {
+  return ReadDrives(context, call.devices);
+}
+
+StatusCode Assess(Device& device) {
+  return device.AsDrive() == nullptr ? Status::ReadyToRun : SmartParser(&device).GetErrorCode();
+}
+
+constexpr std::string_view kDescriptions[] = {"Display selected drive's SMART data to the screen."};
+constexpr ArgumentDeclaration kArguments[] = {
+    {"[filename]",
+     "(Optional)  Save the SMART data to the given file. Data is saved in CSV format.",
+     kFileArgument}};
+constexpr std::string_view kExamples[] = {"-drive_index 1 -smart",
+                                          "-drive_index 1 -smart smartData.csv"};
+constexpr StatusCode kHiddenCodes[] = {Status::RaidVolume, Status::NotSupportedByDrive};
+constexpr CimMethod kMethods[] = {
+    {.name = "SmartParser",
+     .displayName = "SMART Details",
+     .category = "standard",
+     .targetType = "device",
+     .hasTable = true,
+     .hiddenCodes = kHiddenCodes,
+     .assess = &Assess,
+     .run = &RunMethod},
+};
+constexpr OptionDeclaration kOptions[] = {
+    {.name = "-smart",
+     .kind = OptionKind::Texts,
+     .category = OptionCategory::Feature,
+     .descriptions = kDescriptions,
+     .arguments = kArguments,
+     .examples = kExamples,
+     .run = &RunOption},
+};
+
+}  // namespace
+}  // namespace Smart
+
+extern constexpr FeatureRecord SmartRecord = {
+    .name = "Smart",
+    .methods = Smart::kMethods,
+    .options = Smart::kOptions,
+};
+
+}  // namespace Morvu

@@ -1,14 +1,15 @@
 #include "parsers/smart/SmartAttribute.h"
 
 #include <algorithm>
+#include <array>
 #include <boost/property_tree/ptree.hpp>
 #include <iterator>
 #include <span>
 
-#include "devices/identification/ProductDetection.h"
-#include "devices/identification/ProductFamilies.h"
+#include "devices/identification/Products.h"
 #include "devices/model/Device.h"
 #include "frame/Text.h"
+#include "messaging/PageTable.h"
 #include "messaging/XmlMessaging.h"
 
 namespace Morvu {
@@ -36,62 +37,50 @@ static_assert(std::ranges::adjacent_find(kNames, std::ranges::greater_equal{}, &
 
 constexpr std::string_view kVendorSpecific = "Vendor Specific";
 
-// A field of a raw value: its first bit and its width.
-struct Field {
-  std::string_view name;
-  unsigned bit;
-  unsigned width;
+// The fields of raw values, whose 6 bytes are a page.
+using RawBytes = std::array<std::uint8_t, 6>;
+
+constexpr PageField kEraseCycles[] = {
+    {{0, 2}, "Minimum erase cycles", Form::Decimal},
+    {{2, 2}, "Maximum erase cycles", Form::Decimal},
+    {{4, 2}, "Average erase cycles", Form::Decimal},
+};
+constexpr PageField kPowerLossTest[] = {
+    {{0, 2}, "Last test result (microseconds)", Form::Decimal},
+    {{2, 2}, "Minutes since last test", Form::Decimal},
+    {{4, 2}, "Total number of tests", Form::Decimal},
+};
+constexpr PageField kThrottling[] = {
+    {{0, 1}, "Throttle status (%)", Form::Decimal},
+    {{1, 3}, "Throttling event count", Form::Decimal},
+    {{4, 1}, "Reserved", Form::Decimal},
+};
+constexpr PageField kTemperature[] = {
+    {{0, 2}, "Current degree C", Form::Decimal},
+    {{2, 2}, "Highest degree C", Form::Decimal},
+    {{4, 2}, "Lowest degree C", Form::Decimal},
+};
+constexpr PageField kIbmTemperature[] = {
+    {{0, 2}, "Current degree C", Form::Decimal},
+    {{4, 2}, "Highest degree C", Form::Decimal},
+    {{2, 2}, "Lowest degree C", Form::Decimal},
+};
+constexpr PageField kOemTemperature[] = {
+    {{0, 1}, "Current degree C", Form::Decimal},
+    {{3, 1}, "Highest degree C", Form::Decimal},
+    {{2, 1}, "Lowest degree C", Form::Decimal},
+    {{4, 2}, "Over Temperature Counter", Form::Decimal},
 };
 
-constexpr Field kEraseCycles[] = {
-    {"Minimum erase cycles", 0, 16},
-    {"Maximum erase cycles", 16, 16},
-    {"Average erase cycles", 32, 16},
-};
-constexpr Field kPowerLossTest[] = {
-    {"Last test result (microseconds)", 0, 16},
-    {"Minutes since last test", 16, 16},
-    {"Total number of tests", 32, 16},
-};
-constexpr Field kThrottling[] = {
-    {"Throttle status (%)", 0, 8},
-    {"Throttling event count", 8, 24},
-    {"Reserved", 32, 8},
-};
-constexpr Field kTemperature[] = {
-    {"Current degree C", 0, 16},
-    {"Highest degree C", 16, 16},
-    {"Lowest degree C", 32, 16},
-};
-constexpr Field kIbmTemperature[] = {
-    {"Current degree C", 0, 16},
-    {"Highest degree C", 32, 16},
-    {"Lowest degree C", 16, 16},
-};
-constexpr Field kOemTemperature[] = {
-    {"Current degree C", 0, 8},
-    {"Highest degree C", 24, 8},
-    {"Lowest degree C", 16, 8},
-    {"Over Temperature Counter", 32, 16},
-};
-
-// Products of the maker's own name that keep three temperatures in attribute BE.
-constexpr std::string_view kTemperatureProducts[] = {
-    Products::Fennimoor, Products::Ickmoor,         Products::Nolvaine,
-    Products::Drennick,  Products::DrennickRefresh, Products::DrennickRefresh535,
-};
-
-std::span<const Field> FindTemperatureFields(const Device& device) {
-  const auto product = device.GetString(Properties::Product);
-  if (std::ranges::find(kTemperatureProducts, product) != std::end(kTemperatureProducts)) {
-    return kTemperature;
-  }
-  if (!OemAttributeFamily(product)) return {};
+std::span<const PageField> FindTemperatureFields(const Device& device) {
+  const auto& product = ProductOf(device);
+  if (product.hasThreeTemperatures) return kTemperature;
+  if (!product.hasOemAttributes) return {};
   if (device.GetString(Properties::OEM) == "IBM") return kIbmTemperature;
   return kOemTemperature;
 }
 
-std::span<const Field> FindFields(const Device& device, std::string_view id) {
+std::span<const PageField> FindFields(const Device& device, std::string_view id) {
   if (id == "AD") return kEraseCycles;
   if (id == "AF") return kPowerLossTest;
   if (id == "EA") return kThrottling;
@@ -113,13 +102,13 @@ std::string MakeRawText(std::string_view id, std::string_view description, std::
 std::string LookUpAttributeName(const Device& device, std::string_view id) {
   const auto* row = std::ranges::lower_bound(kNames, id, {}, &NameRow::id);
   if (row == std::end(kNames) || row->id != id) return "Unknown";
-  const auto product = device.GetString(Properties::Product);
+  const auto& product = ProductOf(device);
   std::string_view name;
-  if (OemAttributeFamily(product)) {
+  if (product.hasOemAttributes) {
     const auto oem = device.GetString(Properties::OEM);
     if (oem == "Dell") name = row->dell;
     if (oem == "EMC") name = row->emc;
-  } else if (NvmeSmartFamily(product)) {
+  } else if (product.hasNvmeAttributes) {
     name = row->nvme;
   }
   if (name.empty()) name = row->base;
@@ -134,9 +123,10 @@ SmartAttribute::SmartAttribute(const Device& device, std::string id, std::string
       rawText_(MakeRawText(id_, description_, raw)),
       raw_(raw),
       normalized_(normalized) {
+  RawBytes bytes{};
+  WriteLittle(raw, 0, bytes.size(), bytes);
   for (const auto& field : FindFields(device, id_)) {
-    const auto value = raw >> field.bit & ((std::uint64_t{1} << field.width) - 1);
-    breakdown_.emplace_back(field.name, std::to_string(value));
+    breakdown_.emplace_back(field.label, ShowField(bytes, field));
   }
 }
 

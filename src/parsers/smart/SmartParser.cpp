@@ -19,7 +19,7 @@ constexpr Refusal<SmartParser> kRefusals[] = {
 
 }  // namespace
 
-SmartParser::SmartParser(DeviceManagement::Device* device, const ProgressReporter* reporter)
+SmartParser::SmartParser(DeviceManagement::Device* device, ProgressReporter& reporter)
     : Parser(device, reporter) {
   Initialize();
 }

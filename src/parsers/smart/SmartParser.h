@@ -10,9 +10,7 @@ namespace Morvu {
 // the core for its protocol, and takes over the core's table and result.
 class SmartParser : public Parser {
  public:
-  // `reporter` may be null.
-  explicit SmartParser(DeviceManagement::Device* device,
-                       const ProgressReporter* reporter = nullptr);
+  explicit SmartParser(DeviceManagement::Device* device, ProgressReporter& reporter = NoReporter());
 
   std::int32_t Execute() override;
   void Initialize() override;

@@ -3,9 +3,10 @@
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/identification/ProductDetection.h"
+#include "devices/identification/Products.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "parsers/smart/SmartAttributeEntry.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 
 namespace Morvu {
@@ -19,21 +20,8 @@ using Sector = std::array<std::uint8_t, kSectorSize>;
 
 // Both sectors: a revision, then the entries.
 constexpr std::size_t kFirstEntry = 2;
-constexpr std::size_t kEntrySize = 12;
 constexpr std::size_t kEntryCount = 30;
-static_assert(kFirstEntry + kEntrySize * kEntryCount <= kSectorSize);
-
-// The bytes of an entry of the attribute sector.
-namespace AttributeByte {
-constexpr std::size_t Id = 0;
-constexpr std::size_t Flags = 1;  // 2 bytes
-constexpr std::size_t Normalized = 3;
-constexpr std::size_t Worst = 4;
-constexpr std::size_t Raw = 5;  // 6 bytes
-}  // namespace AttributeByte
-
-// Of an entry of the threshold sector.
-constexpr std::size_t kThresholdByte = 1;
+static_assert(kFirstEntry + SmartEntry::kSize * kEntryCount <= kSectorSize);
 
 constexpr std::uint16_t kPreFailure = 1 << 0;
 
@@ -53,11 +41,7 @@ constexpr auto kLifePercent = [] {
 }();
 static_assert(kLifePercent[100] == 100 && kLifePercent[29] == 28 && kLifePercent[1] == 1);
 
-// Products whose workload attributes carry no attribute's value.
-bool HidesWorkload(std::string_view product, std::string_view id) {
-  const bool isYarrowick = product == Products::Yarrowick || product == Products::YarrowickSLC;
-  return isYarrowick && (id == "E2" || id == "E3" || id == "E4");
-}
+bool IsWorkload(std::string_view id) { return id == "E2" || id == "E3" || id == "E4"; }
 
 }  // namespace
 
@@ -102,38 +86,39 @@ void SmartParserCore_ATA::ParseSectors(ByteView data, ByteView thresholds) {
   hasFailed_ = false;
   isWornOut_ = false;
   for (std::size_t i = 0; i < kEntryCount; ++i) {
-    const auto offset = kFirstEntry + i * kEntrySize;
-    if (offset + kEntrySize > data.size()) break;
+    const auto offset = kFirstEntry + i * SmartEntry::kSize;
+    if (offset + SmartEntry::kSize > data.size()) break;
     // The threshold of an attribute is the one in its place, whatever ID stands there.
-    AddAttribute(data.subspan(offset, kEntrySize), ReadByte(thresholds, offset + kThresholdByte));
+    AddAttribute(data.subspan(offset, SmartEntry::kSize),
+                 ReadByte(thresholds, offset + SmartEntry::kThreshold));
   }
   smartHealth_ = isWornOut_ ? 5 : hasFailed_ ? 50 : 100;
   for (const auto& [id, attribute] : attributes_) table_.Append(attribute->ToRows());
 }
 
 void SmartParserCore_ATA::AddAttribute(ByteView entry, std::uint8_t threshold) {
-  namespace Byte = AttributeByte;
-  if (entry[Byte::Id] == 0) return;
-  auto id = ToHexNumber(entry[Byte::Id], 2);
-  if (HidesWorkload(device_->GetString(Properties::Product), id)) return;
+  const auto number = ReadField(entry, SmartEntry::kId);
+  if (number == 0) return;
+  auto id = ToHexNumber(number, 2);
+  if (IsWorkload(id) && ProductOf(*device_).hidesWorkload) return;
 
-  const auto flags = ReadLittle16(entry, Byte::Flags);
-  const auto normalized = entry[Byte::Normalized];
+  const auto flags = ReadField<std::uint16_t>(entry, SmartEntry::kFlags);
+  const auto normalized = ReadField<std::uint8_t>(entry, SmartEntry::kNormalized);
   if (id == "E9") {
     smartLife_ = kLifePercent[normalized];
     isWornOut_ = isWornOut_ || normalized == 1;
   }
   // The RAID adapter's drives keep something else above the hours.
   const bool isShortRaw = id == "09" && device_->GetBool(Properties::LSI);
-  const auto raw = ReadLittle(entry, Byte::Raw, isShortRaw ? 4 : 6);
+  const auto raw = ReadField(entry, isShortRaw ? SmartEntry::kShortRaw : SmartEntry::kRaw);
 
   const bool counts = (flags & kPreFailure) != 0 || id == "B8";
   const bool fails = counts && normalized <= threshold;
   hasFailed_ = hasFailed_ || fails;
   auto description = LookUpAttributeName(*device_, id);
-  attributes_[id] = std::make_unique<SmartAttribute_ATA>(*device_, id, std::move(description), raw,
-                                                         normalized, threshold, entry[Byte::Worst],
-                                                         flags, fails ? "Fail" : "Pass");
+  attributes_[id] = std::make_unique<SmartAttribute_ATA>(
+      *device_, id, std::move(description), raw, normalized, threshold,
+      ReadField<std::uint8_t>(entry, SmartEntry::kWorst), flags, fails ? "Fail" : "Pass");
 }
 
 }  // namespace Morvu

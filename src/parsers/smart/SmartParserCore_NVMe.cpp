@@ -3,9 +3,10 @@
 #include <array>
 
 #include "devices/commands/CommandSet_NVME.h"
-#include "devices/identification/ProductFamilies.h"
+#include "devices/identification/Products.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "parsers/smart/SmartAttributeEntry.h"
 
 namespace Morvu {
 
@@ -18,14 +19,6 @@ constexpr std::uint16_t kDwords = 0x80;  // zero-based, as NUMD of Get Log Page 
 constexpr std::size_t kTransferSize = kDwords * 4 + 4;
 constexpr std::size_t kListSize = 512;
 static_assert(kListSize <= kTransferSize);
-
-constexpr std::size_t kEntrySize = 12;
-// The bytes of an entry.
-namespace EntryByte {
-constexpr std::size_t Id = 0;
-constexpr std::size_t Normalized = 3;
-constexpr std::size_t Raw = 5;  // 6 bytes
-}  // namespace EntryByte
 
 // The namespace whose log is asked for: 0 where the drive has no logical unit number.
 std::uint32_t GetNamespace(const Device& device) {
@@ -46,8 +39,7 @@ std::vector<std::string> SmartParserCore_NVMe::GetHeader() const {
 
 void SmartParserCore_NVMe::Initialize() {
   StartAfresh();
-  const bool isInFamily =
-      device_ != nullptr && NvmeSmartFamily(device_->GetString(Properties::Product));
+  const bool isInFamily = device_ != nullptr && ProductOf(*device_).hasNvmeAttributes;
   EndInitialize(isInFamily ? Status::ReadyToRun : Status::NotSupportedByDrive);
 }
 
@@ -65,20 +57,20 @@ bool SmartParserCore_NVMe::ParseSMART() {
 }
 
 bool SmartParserCore_NVMe::ParseList(ByteView list) {
-  for (std::size_t offset = 0; offset < list.size(); offset += kEntrySize) {
-    if (list[offset + EntryByte::Id] == 0) return true;
-    if (list.size() - offset < kEntrySize) break;
-    AddAttribute(list.subspan(offset, kEntrySize));
+  for (std::size_t offset = 0; offset < list.size(); offset += SmartEntry::kSize) {
+    if (list[offset] == 0) return true;
+    if (list.size() - offset < SmartEntry::kSize) break;
+    AddAttribute(list.subspan(offset, SmartEntry::kSize));
   }
   MORVU_LOG(kLogDebug, "ParseSMART", "Offset went beyond buffer length.");
   return false;
 }
 
 void SmartParserCore_NVMe::AddAttribute(ByteView entry) {
-  auto id = ToHexNumber(entry[EntryByte::Id]);
-  auto attribute = std::make_unique<SmartAttribute>(*device_, id, LookUpAttributeName(*device_, id),
-                                                    ReadLittle(entry, EntryByte::Raw, 6),
-                                                    entry[EntryByte::Normalized]);
+  auto id = ToHexNumber(ReadField(entry, SmartEntry::kId));
+  auto attribute = std::make_unique<SmartAttribute>(
+      *device_, id, LookUpAttributeName(*device_, id), ReadField(entry, SmartEntry::kRaw),
+      ReadField<std::uint8_t>(entry, SmartEntry::kNormalized));
   table_.Append(attribute->ToRows());
   attributes_[std::move(id)] = std::move(attribute);
 }

@@ -1,4 +1,4 @@
-#include "cli/HeldSignals.h"
+#include "frame/HeldSignals.h"
 
 #include <ctime>
 
@@ -17,10 +17,6 @@ bool IsIgnored(int signal) {
 HeldSignals::HeldSignals() {
   sigemptyset(&held_);
   pthread_sigmask(SIG_SETMASK, nullptr, &before_);
-  reporter_.owner = this;
-  reporter_.isCancelRequested = [](void* self) {
-    return static_cast<const HeldSignals*>(self)->IsPending();
-  };
 }
 
 HeldSignals::~HeldSignals() {

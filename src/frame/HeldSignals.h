@@ -1,16 +1,14 @@
-// While a drive has a password of ours, Ctrl-C must not end the tool: it asks to stop.
+// While a drive is in a state that must not last, Ctrl-C must not end the tool: it asks to
+// stop.
 #pragma once
 
 #include <csignal>
 
-#include "messaging/ProgressReporter.h"
-
 namespace Morvu {
 
 // From Hold to the end of the object the signals that would end the process (SIGINT,
-// SIGTERM, SIGHUP, unless they are ignored) are held back in this thread. An operation
-// that runs with the reporter sees the first one as a request to cancel; then they
-// count as carried out.
+// SIGTERM, SIGHUP, unless they are ignored) are held back in this thread. One that came
+// meanwhile is a request to stop; at the end of the object it counts as carried out.
 class HeldSignals {
  public:
   HeldSignals();
@@ -19,14 +17,12 @@ class HeldSignals {
   HeldSignals& operator=(const HeldSignals&) = delete;
 
   void Hold();
-  const ProgressReporter* GetReporter() const { return &reporter_; }
-
- private:
+  // One was held back.
   bool IsPending() const;
 
+ private:
   sigset_t held_;    // those that this object blocks
   sigset_t before_;  // the thread's mask
-  ProgressReporter reporter_;
 };
 
 }  // namespace Morvu

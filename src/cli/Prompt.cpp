@@ -1,0 +1,100 @@
+#include "cli/Prompt.h"
+
+#include <algorithm>
+#include <vector>
+
+#include "cli/QRKCLI.h"
+#include "frame/Logger.h"
+#include "frame/Text.h"
+#include "messaging/ResultTable.h"
+
+namespace Morvu {
+namespace {
+
+constexpr std::string_view kForce = "-force";
+
+// The names that a call knows an option's words by, in their order on the line.
+std::vector<std::string_view> GetWordNames(const OptionDeclaration& option) {
+  std::vector<std::string_view> names;
+  for (const auto& row : option.arguments) {
+    if (!row.argument.empty()) names.push_back(row.argument);
+  }
+  return names;
+}
+
+// Words that may not be left out. Of an option that takes one value only the parser has
+// told that it is missing.
+std::size_t CountRequired(const OptionDeclaration& option) {
+  if (option.kind != OptionKind::Texts) return 0;
+  return static_cast<std::size_t>(
+      std::ranges::count_if(option.arguments, [](const ArgumentDeclaration& row) {
+        return !row.argument.empty() && row.name.starts_with('(');
+      }));
+}
+
+// False, and a line says why, when the option has too many words or too few.
+bool TakeWords(QRKCLI& cli, const OptionDeclaration& option, CallArguments& arguments) {
+  const auto words = cli.GetArguments(option.name);
+  const auto names = GetWordNames(option);
+  if (words.size() > names.size()) {
+    cli.PrintLine("Error: Too many arguments given for " + std::string(option.name) +
+                  ". See -help for proper usage.");
+    return false;
+  }
+  for (std::size_t i = 0; i < words.size(); ++i) arguments.Set(names[i], words[i]);
+  return words.size() >= CountRequired(option);
+}
+
+// A flag stands as "True", another modifier with its first value.
+void TakeModifiers(const QRKCLI& cli, CallArguments& arguments) {
+  for (const auto& parameter : cli.GetParameters()) {
+    if (!parameter->IsGiven() || parameter->GetCategory() != OptionCategory::Modifier) continue;
+    const bool isFlag = parameter->GetKind() == OptionKind::Flag;
+    arguments.Set(parameter->GetName(),
+                  isFlag ? BoolText(true) : cli.GetArgument(parameter->GetName()));
+  }
+}
+
+}  // namespace
+
+void Prompt::Say(std::string_view line) { cli_.PrintLine(line); }
+
+void Prompt::Show(const ResultTable& table) { cli_.PrintLine(table.Render()); }
+
+void Prompt::Tell(StatusCode outcome) {
+  hasToldOutcomes_ = true;
+  (void)cli_.Finish(outcome);
+}
+
+bool Prompt::Save(const ResultTable& table, const std::string& path) {
+  return cli_.SaveTable(table, path);
+}
+
+Answer Prompt::Ask(std::string_view warning, std::string_view question) {
+  return cli_.Confirm(warning, question) ? Answer::Yes : Answer::No;
+}
+
+bool Prompt::IsForced() const { return cli_.HasOption(kForce); }
+
+void Prompt::Begin(std::string_view line) {
+  Say(line);
+  signals_.Hold();
+}
+
+StatusCode Prompt::Finish(StatusCode code) { return hasToldOutcomes_ ? code : cli_.Finish(code); }
+
+StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclaration& option,
+                  SelectedDrives devices) {
+  Log(feature.name, "RunCLI", __LINE__, kLogInfo, "Start");
+  if (feature.needsDrive) {
+    if (!cli.IsDrivePicked()) return cli.Finish(Status::InvalidArguments);
+    devices = devices.first(1);
+  }
+  CallArguments arguments;
+  if (!TakeWords(cli, option, arguments)) return cli.Finish(Status::InvalidArguments);
+  TakeModifiers(cli, arguments);
+  Prompt prompt(cli);
+  return prompt.Finish(option.run({prompt, devices, cli.IsDrivePicked(), arguments}));
+}
+
+}  // namespace Morvu

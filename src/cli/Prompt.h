@@ -1,0 +1,56 @@
+// A feature at the prompt: the way from a command line into a family.
+#pragma once
+
+#include <span>
+
+#include "frame/HeldSignals.h"
+#include "messaging/features/FeatureRecord.h"
+
+namespace Morvu {
+
+class QRKCLI;
+
+// The drives that a command line selected, at least one. The front end owns them;
+// they live as long as the call.
+using SelectedDrives = std::span<DeviceManagement::Device* const>;
+
+// The person at the prompt.
+class Prompt : public Face {
+ public:
+  explicit Prompt(QRKCLI& cli) : cli_(cli), reporter_(signals_) {}
+
+  void Say(std::string_view line = {}) override;
+  void Show(const ResultTable& table) override;
+  void Tell(StatusCode outcome) override;
+  bool Save(const ResultTable& table, const std::string& path) override;
+  Answer Ask(std::string_view warning, std::string_view question) override;
+  bool IsForced() const override;
+  void Begin(std::string_view line) override;
+  ProgressReporter& GetReporter() override { return reporter_; }
+
+  // Prints the end of the run, unless outcomes told it; the code.
+  StatusCode Finish(StatusCode code);
+
+ private:
+  // A signal that is held is a request to stop.
+  class SignalReporter : public SilentReporter {
+   public:
+    explicit SignalReporter(const HeldSignals& signals) : signals_(signals) {}
+    bool IsCancelRequested() override { return signals_.IsPending(); }
+
+   private:
+    const HeldSignals& signals_;
+  };
+
+  QRKCLI& cli_;
+  HeldSignals signals_;
+  SignalReporter reporter_;
+  bool hasToldOutcomes_ = false;
+};
+
+// Runs the family's option with its words from the line, and prints how it ended: 73
+// without a drive that the family needs, and for more words than the option has.
+StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclaration& option,
+                  SelectedDrives devices);
+
+}  // namespace Morvu

@@ -1,0 +1,44 @@
+#include "messaging/drive_class/MethodCall.h"
+
+#include <algorithm>
+
+#include "messaging/ResultTable.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/drive_class/MorvuSSD.h"
+
+namespace Morvu {
+namespace {
+
+constexpr std::string_view kForce = "force";
+
+// The parameters that the method declares; of several with one name the last counts.
+CallArguments TakeParameters(const CimMethod& method, const XmlMessaging::Object& request) {
+  CallArguments arguments;
+  for (const auto& property : request.properties) {
+    const auto& name = property->GetAttribute("name");
+    if (std::ranges::find(method.parameters, name, &MethodParameter::name) !=
+        method.parameters.end()) {
+      arguments.Set(name, property->value);
+    }
+  }
+  return arguments;
+}
+
+}  // namespace
+
+bool MessageFace::Save(const ResultTable& table, const std::string& path) {
+  return table.SaveSeparated(path);
+}
+
+StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& request,
+                          const DeviceManagement::SelectedDevices& selected) {
+  const auto* row = FindDriveMethod(request.GetAttribute("name"));
+  if (row == nullptr) return Status::UnknownMethod;
+  const auto devices = selected.GetDevices();
+  if (row->feature->needsDrive && devices.size() != 1) return Status::NoDeviceSelected;
+  const auto arguments = TakeParameters(*row->method, request);
+  MessageFace face(*context.reporter, arguments.GetFlag(kForce));
+  return row->method->run({face, devices, true, arguments}, context);
+}
+
+}  // namespace Morvu

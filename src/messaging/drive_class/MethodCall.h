@@ -1,0 +1,39 @@
+// A method of the drive class: the way from a message into a family.
+#pragma once
+
+#include "devices/model/DeviceList.h"
+#include "messaging/features/FeatureRecord.h"
+#include "messaging/features/JobContext.h"
+
+namespace Morvu {
+
+namespace XmlMessaging {
+class Object;
+}
+
+// The host that sent a message: it hears the status, and the progress through its job. It
+// has asked its user already.
+class MessageFace : public Face {
+ public:
+  MessageFace(ProgressReporter& reporter, bool forced) : reporter_(reporter), forced_(forced) {}
+
+  void Say(std::string_view) override {}
+  void Show(const ResultTable&) override {}
+  void Tell(StatusCode) override {}
+  bool Save(const ResultTable& table, const std::string& path) override;
+  Answer Ask(std::string_view, std::string_view) override { return Answer::Unasked; }
+  bool IsForced() const override { return forced_; }
+  void Begin(std::string_view) override {}
+  ProgressReporter& GetReporter() override { return reporter_; }
+
+ private:
+  ProgressReporter& reporter_;
+  bool forced_;
+};
+
+// Runs the method with the parameters that the request's Object gives it. 270 for an
+// unknown one; 245 when its family works on one drive and not exactly one is selected.
+StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& request,
+                          const DeviceManagement::SelectedDevices& selected);
+
+}  // namespace Morvu

@@ -1,0 +1,44 @@
+// Face: whoever asked for an operation, as the operation sees it: a person at a prompt, or
+// a host by a message. Families speak to a Face and know neither.
+#pragma once
+
+#include <string>
+#include <string_view>
+
+#include "frame/StatusCode.h"
+#include "messaging/ProgressReporter.h"
+
+namespace Morvu {
+
+class ResultTable;
+
+enum class Answer {
+  Yes,
+  No,
+  Unasked,  // there is nobody to ask: a host asks its user before it sends the message
+};
+
+class Face {
+ public:
+  virtual ~Face() = default;
+
+  // Tells a person; a host hears the result alone.
+  virtual void Say(std::string_view line = {}) = 0;
+  virtual void Show(const ResultTable& table) = 0;
+  // The outcome of one drive of several, when it is there. Who tells outcomes has told the
+  // end of the run as well.
+  virtual void Tell(StatusCode outcome) = 0;
+  // Saves the table as CSV, and tells a person whether it could be saved.
+  [[nodiscard]] virtual bool Save(const ResultTable& table, const std::string& path) = 0;
+
+  virtual Answer Ask(std::string_view warning, std::string_view question) = 0;
+  // Every question was answered with yes beforehand.
+  virtual bool IsForced() const = 0;
+  // Tells what begins: a change of the drive that must not be cut off. From here to the
+  // end of the run a signal that would end the tool is a request to stop.
+  virtual void Begin(std::string_view line) = 0;
+
+  virtual ProgressReporter& GetReporter() = 0;
+};
+
+}  // namespace Morvu

@@ -1,0 +1,75 @@
+// FeatureRecord: all that there is to say of a family of operations, in one constant beside
+// the family. Methods, options, help, manual page, completion, the option tables of the
+// documents, the gate before an erase and the sweeps of the tests are made from the records.
+#pragma once
+
+#include <cstdint>
+#include <span>
+#include <string_view>
+
+#include "messaging/features/CimClass.h"
+#include "messaging/features/FeatureCall.h"
+
+namespace Morvu {
+
+// What may stand behind an option.
+enum class OptionKind : std::uint32_t {
+  Flag = 0,     // nothing
+  Numbers = 1,  // decimal numbers, at least one
+  Text = 2,     // exactly one text
+  Texts = 3,    // any number of texts, also none
+};
+
+enum class OptionCategory : std::uint32_t {
+  Tool = 0,
+  DriveSelection = 1,
+  Feature = 2,
+  Modifier = 3,
+};
+
+// What an option wants to be looked for before it is carried out. Of several options on
+// a line the one that wants least counts: it ends the run.
+enum class OptionScan : std::uint32_t {
+  None = 0,        // nothing
+  Drives = 1,      // the drives
+  Partitions = 2,  // the drives and their partitions
+  Any = 3,         // it has no say
+};
+
+// One help line of an argument. Rows with the same name follow each other and are
+// the lines of one argument.
+struct ArgumentDeclaration {
+  std::string_view name;  // "[filename]" when it may be left out, "(type)" when not
+  std::string_view text;
+  std::string_view argument{};  // in the first row: its name in a call
+};
+
+// An option as its family declares it. Examples stand without the tool's name.
+struct OptionDeclaration {
+  using Runner = StatusCode (*)(const FeatureCall& call);
+
+  std::string_view name;  // with its dash
+  OptionKind kind;
+  OptionCategory category;
+  std::span<const std::string_view> descriptions;  // paragraphs
+  std::span<const ArgumentDeclaration> arguments;
+  std::span<const std::string_view> examples;
+  OptionScan scan = OptionScan::Partitions;
+  Runner run = nullptr;  // of a feature
+};
+
+struct FeatureRecord {
+  std::string_view name;    // its class's
+  bool destroys = false;    // the drive's data
+  bool needsDrive = false;  // works on exactly one drive, which somebody must have chosen
+  std::span<const CimMethod> methods{};
+  std::span<const OptionDeclaration> options{};  // the features, and the modifiers of their own
+};
+
+// A method that does what its family's option does.
+template <OptionDeclaration::Runner Run>
+StatusCode RunAsMethod(const FeatureCall& call, JobContext&) {
+  return Run(call);
+}
+
+}  // namespace Morvu
