@@ -15,6 +15,7 @@
 
 #include "TestFleet.h"
 #include "devices/identification/ProductDetection.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/properties/PropertyList.h"
 #include "morvu/ssd_features.h"
 

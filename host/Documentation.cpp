@@ -4,6 +4,7 @@
 #include <string_view>
 #include <vector>
 
+#include "cli/ToolOptions.h"
 #include "frame/Text.h"
 
 namespace MorvuTool {
@@ -160,6 +161,42 @@ std::string MakeBashCompletion(const CLIParser& parser, const Morvu::ToolConfig&
   text = Morvu::ReplaceAll(text, "@OPTIONS@", Morvu::Join(options, " "));
   text = Morvu::ReplaceAll(text, "@WITH_FILE@", Morvu::Join(withFile, "|"));
   return Morvu::ReplaceAll(text, "@WITH_VALUE@", Morvu::Join(withValue, "|"));
+}
+
+namespace {
+
+// Option and arguments, and what it does: two cells.
+std::string MakeOptionCells(const Morvu::OptionDeclaration& option) {
+  std::string text = "| `" + std::string(option.name);
+  std::string_view last;
+  for (const auto& row : option.arguments) {
+    if (row.name != last) text += " " + std::string(row.name);
+    last = row.name;
+  }
+  text += "` |";
+  for (const auto paragraph : option.descriptions) text += " " + std::string(paragraph);
+  return text + " |";
+}
+
+std::string_view YesIf(bool condition) { return condition ? " yes |" : " |"; }
+
+}  // namespace
+
+std::string MakeOptionTables(std::span<const Morvu::FeatureRecord* const> features) {
+  std::string text =
+      "| Feature | What it does | Needs a selected drive | Destroys data |\n|---|---|---|---|\n";
+  for (const auto* feature : features) {
+    for (const auto& option : feature->options) {
+      const bool isFeature = option.category == OptionCategory::Feature;
+      text += MakeOptionCells(option);
+      text += YesIf(isFeature && feature->needsDrive);
+      text += YesIf(isFeature && feature->destroys);
+      text += '\n';
+    }
+  }
+  text += "\n| Option | What it does |\n|---|---|\n";
+  for (const auto& option : Morvu::GetToolOptions()) text += MakeOptionCells(option) + '\n';
+  return text;
 }
 
 }  // namespace MorvuTool

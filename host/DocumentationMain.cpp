@@ -1,4 +1,5 @@
-// morvussd-docs: writes the manual page or the completion to standard output.
+// morvussd-docs: writes what is made from the option data to standard output: the manual
+// page, the completion, or the option tables of docs/command-line.md.
 #include <iostream>
 #include <sstream>
 #include <string_view>
@@ -15,8 +16,10 @@ int main(int argc, char** argv) {
     std::cout << MorvuTool::MakeManualPage(cli, MorvuTool::GetToolConfig());
   } else if (kind == "bash-completion") {
     std::cout << MorvuTool::MakeBashCompletion(cli, MorvuTool::GetToolConfig());
+  } else if (kind == "options") {
+    std::cout << MorvuTool::MakeOptionTables(Morvu::GetFeatures());
   } else {
-    std::cerr << "usage: morvussd-docs man|bash-completion\n";
+    std::cerr << "usage: morvussd-docs man|bash-completion|options\n";
     return 1;
   }
   return std::cout.flush() ? 0 : 1;

@@ -1,5 +1,7 @@
 #include "ExitStatus.h"
 
+#include "frame/status/Firmware.h"
+
 namespace MorvuTool {
 namespace {
 

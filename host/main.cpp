@@ -7,6 +7,7 @@
 
 #include "ExitStatus.h"
 #include "Tool.h"
+#include "frame/status/Files.h"
 #include "messaging/drive_class/Features.h"
 
 namespace {

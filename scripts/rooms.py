@@ -10,6 +10,7 @@ import sys
 
 FLOORS = {
     "frame": 1,
+    "frame/status": 1,
     "messaging": 2,
     "devices/properties": 3,
     "devices/system": 3,

@@ -267,6 +267,10 @@ void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
     case FaultAction::Kill:
       if (fault.afterwards) Dispatch(transaction);
       break;
+    case FaultAction::Signal:
+      Dispatch(transaction);
+      raise(static_cast<int>(fault.value));
+      break;
   }
 }
 

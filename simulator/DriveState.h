@@ -50,6 +50,7 @@ enum class FaultAction : std::uint8_t {
   Garbage,     // pattern: see Garbage below
   Hang,        // ends at the command's time-out, which passes on the fleet's clock
   Kill,        // the process dies; afterwards says whether the drive did its work first
+  Signal,      // value: the thread that sends the command gets this signal; the drive works on
 };
 
 enum class Garbage : std::uint8_t { Zeros, Ones, Random };

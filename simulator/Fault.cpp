@@ -68,6 +68,12 @@ Fault Fault::GarbageData(Garbage garbage) {
 
 Fault Fault::Hang() { return Fault(FaultAction::Hang); }
 
+Fault Fault::Signal(int signal) {
+  Fault fault(FaultAction::Signal);
+  fault.slot_.value = static_cast<std::uint32_t>(signal);
+  return fault;
+}
+
 Fault Fault::KillBefore() { return Fault(FaultAction::Kill); }
 
 Fault Fault::KillAfter() {

@@ -30,6 +30,7 @@ class Fault {
   static Fault ShortData(std::uint32_t bytes);
   static Fault GarbageData(Garbage garbage);
   static Fault Hang();
+  static Fault Signal(int signal);  // to the thread that sends the command
   static Fault KillBefore();
   static Fault KillAfter();
 

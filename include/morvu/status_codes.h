@@ -1,7 +1,8 @@
 /* Status codes of the Morvu SSD library: the results of its functions and the
  * numbers in the "ErrorCode" property of a job. A negative number carries an
- * operating-system error. Every code that the library sets has a name here; the
- * full list of texts is in docs/status-codes.md. */
+ * operating-system error (-errno). Every code that the library sets has a name here; the
+ * full list with its texts is docs/status-codes.md, installed as status-codes.md.
+ * This file is made by scripts/status-codes from src/frame/status/StatusCodes.inc. */
 #ifndef MORVU_STATUS_CODES_H
 #define MORVU_STATUS_CODES_H
 

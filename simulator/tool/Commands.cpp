@@ -148,6 +148,8 @@ Fault MakeFault(const Options& options) {
   if (action == "garbage")
     return Fault::GarbageData(Choose(kGarbage, value(3, "zeros, ones or random"), "garbage"));
   if (action == "hang") return Fault::Hang();
+  if (action == "signal")
+    return Fault::Signal(static_cast<int>(ToNumber(value(3, "a signal"), 64, "a signal")));
   if (action == "kill")
     return options.Has("--afterwards") ? Fault::KillAfter() : Fault::KillBefore();
   throw UsageError("unknown fault \"" + action + "\"; \"morvu-simdrives fault --help\" lists them");

@@ -58,6 +58,7 @@ constexpr CommandRow kCommands[] = {
      "  short BYTES              fewer data than asked for\n"
      "  garbage zeros|ones|random  other data than the drive's\n"
      "  hang                     no answer until the time-out\n"
+     "  signal N                 the thread that sends the command gets the signal\n"
      "  kill [--afterwards]      the program dies before (after) the drive has worked\n"
      "  clear                    take all faults away\n"
      "  --command N              the N-th command from now that fits; 1 is the next\n"

@@ -8,7 +8,7 @@
 #include <string_view>
 #include <vector>
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/ScanProperties.h"
 #include "devices/system/KernelFiles.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Text.h"

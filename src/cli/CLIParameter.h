@@ -1,6 +1,7 @@
 // One option of a command line.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 #include <memory>
 #include <span>
@@ -29,6 +30,7 @@ class CLIParameter {
   OptionCategory GetCategory() const { return category_; }
   OptionScan GetScan() const { return scan_; }
   bool IsGiven() const { return given_; }
+  std::size_t CountMentions() const { return mentions_; }  // on the line
   bool IsHidden() const { return hidden_; }
   bool IsSupported() const { return supported_; }
   const std::vector<std::string>& GetValues() const { return values_; }
@@ -41,6 +43,7 @@ class CLIParameter {
   void SetText(std::string_view text) { text_ = text; }
   void SetKind(OptionKind kind) { kind_ = kind; }
   void SetGiven(bool given) { given_ = given; }
+  void AddMention() { ++mentions_; }
   void SetHidden(bool hidden) { hidden_ = hidden; }              // left out of the help
   void SetSupported(bool supported) { supported_ = supported; }  // refused when it is not
   void AddValue(std::string_view value) { values_.emplace_back(value); }
@@ -51,6 +54,7 @@ class CLIParameter {
   std::string text_;
   OptionKind kind_;
   bool given_ = false;
+  std::size_t mentions_ = 0;
   bool hidden_ = false;
   OptionCategory category_;
   OptionScan scan_ = OptionScan::Any;

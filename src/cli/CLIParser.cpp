@@ -2,7 +2,6 @@
 
 #include <algorithm>
 #include <istream>
-#include <limits>
 #include <ostream>
 
 #include "frame/Text.h"
@@ -54,6 +53,8 @@ std::string ArgumentsTable(const CLIParameter& parameter) {
   table.SetColumnWidth(2, kArgumentsWidth - nameWidth);
   return table.ToText(false, false);
 }
+
+bool IsYes(std::string_view answer) { return IEquals(answer, "y") || IEquals(answer, "yes"); }
 
 // The bytes of the colour mark that begins at `at`; 0 when none does.
 std::size_t MarkLength(std::string_view text, std::size_t at) {
@@ -109,6 +110,7 @@ StatusCode CLIParser::ParseArguments(int argc, const char* const* argv) {
       continue;
     }
     parameter->SetGiven(true);
+    parameter->AddMention();
     const auto kind = parameter->GetKind();
     const bool noValue = i + 1 == argc || IsOption(Entry(argc, argv, i + 1));
     if (kind == OptionKind::Flag) {
@@ -203,11 +205,9 @@ bool CLIParser::Confirm(std::string_view text, std::string_view prompt, bool rea
   if (!prompt.empty()) Print(std::string(prompt) + " (Y|N): ");
   streams_.out.flush();
 
-  const auto answer = streams_.in.get();
-  if (answer != '\n' && streams_.in) {
-    streams_.in.ignore(std::numeric_limits<std::streamsize>::max(), '\n');
-  }
-  return !reading || answer == 'y' || answer == 'Y';
+  std::string answer;
+  std::getline(streams_.in, answer);
+  return !reading || IsYes(answer);
 }
 
 std::string CLIParser::WrapText(std::string_view text) {
@@ -223,6 +223,8 @@ void CLIParser::Print(std::string_view text) {
     WriteMarkedUp(streams_.out, text);
   }
 }
+
+bool CLIParser::Flush() { return static_cast<bool>(streams_.out.flush()); }
 
 void CLIParser::PrintLine(std::string_view text) {
   Print(text);

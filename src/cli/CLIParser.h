@@ -57,9 +57,9 @@ class CLIParser {
   // Empty for a hidden parameter.
   std::string GetParameterHelp(const CLIParameter& parameter) const;
 
-  // Shows the text in a frame and asks the question. True for "y" or "Y" alone; the
-  // end of input counts as no. With `reading` false any key is waited for, and the
-  // answer is true.
+  // Shows the text in a frame and asks the question. True for a line "y" or "yes", in
+  // either case, and nothing else; the end of input counts as no. With `reading` false
+  // any line is waited for, and the answer is true.
   bool Confirm(std::string_view text, std::string_view prompt, bool reading = true);
 
   // The text folded at blanks to 77 visible columns. A longer word stays whole.
@@ -68,6 +68,8 @@ class CLIParser {
   // Writes a text with its colour marks carried out; PrintLine ends the line.
   void Print(std::string_view text);
   void PrintLine(std::string_view text = {});
+  // Whoever reads the output has all of it; false when it could not be written.
+  bool Flush();
 
  protected:
   const std::string& GetToolName() const { return toolName_; }

@@ -8,6 +8,12 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/identification/Products.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/LinkProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SettingProperties.h"
 #include "frame/Bytes.h"
 #include "frame/Text.h"
 
@@ -107,6 +113,7 @@ bool ShowsSpreadSpectrumClocking(const Device& drive) {
 }
 
 void AppendCapacity(ResultTable& table, const Device& drive) {
+  // A count of sectors on ATA, beside a native maximum that is an address.
   const auto maximum = drive.GetUInt(Properties::MaximumLBA);
   const auto native = ReadNativeMax(drive);
   table.AppendRow({"Current MAX LBA:", "0x" + ToHexNumber(maximum)});

@@ -57,9 +57,13 @@ void TakeModifiers(const QRKCLI& cli, CallArguments& arguments) {
 
 }  // namespace
 
-void Prompt::Say(std::string_view line) { cli_.PrintLine(line); }
+// Each line is there when it is told: a run may take hours.
+void Prompt::Say(std::string_view line) {
+  cli_.PrintLine(line);
+  cli_.Flush();
+}
 
-void Prompt::Show(const ResultTable& table) { cli_.PrintLine(table.Render()); }
+void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
 
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
@@ -81,7 +85,11 @@ void Prompt::Begin(std::string_view line) {
   signals_.Hold();
 }
 
-StatusCode Prompt::Finish(StatusCode code) { return hasToldOutcomes_ ? code : cli_.Finish(code); }
+StatusCode Prompt::Finish(StatusCode code) {
+  if (!hasToldOutcomes_) (void)cli_.Finish(code);
+  cli_.Flush();  // a signal that was held may end the tool now
+  return code;
+}
 
 StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclaration& option,
                   SelectedDrives devices) {

@@ -28,7 +28,8 @@ class Prompt : public Face {
   void Begin(std::string_view line) override;
   ProgressReporter& GetReporter() override { return reporter_; }
 
-  // Prints the end of the run, unless outcomes told it; the code.
+  // Prints the end of the run, unless outcomes told it; the code. A signal that was held
+  // comes when the prompt ends.
   StatusCode Finish(StatusCode code);
 
  private:
@@ -36,7 +37,7 @@ class Prompt : public Face {
   class SignalReporter : public SilentReporter {
    public:
     explicit SignalReporter(const HeldSignals& signals) : signals_(signals) {}
-    bool IsCancelRequested() override { return signals_.IsPending(); }
+    bool IsCancelRequested() override { return signals_.IsStopRequested(); }
 
    private:
     const HeldSignals& signals_;

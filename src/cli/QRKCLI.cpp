@@ -1,14 +1,18 @@
 #include "cli/QRKCLI.h"
 
 #include <algorithm>
+#include <set>
 
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
+#include "cli/EraseGate.h"
 #include "cli/Prompt.h"
 #include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Selection.h"
 
 namespace Morvu {
 namespace {
@@ -67,8 +71,15 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   Scan();
   if (const auto result = HandleOptions(); result != Status::ReadyToRun) return Finish(result);
   if (devices_.empty()) devices_ = adapterManager_->GetDrives();
-  if (const auto* feature = FindGivenFeature()) return RunFeature(*feature);
-  return RunWithoutFeature(argc);
+  const auto features = FindGivenFeatures();
+  if (features.empty()) return RunWithoutFeature(argc);
+  for (const auto* feature : features) {
+    if (!handlers_.at(feature).feature->destroys || devices_.empty()) continue;
+    if (const auto code = CheckErase(features.size()); code != Status::ReadyToRun) {
+      return Finish(code);
+    }
+  }
+  return RunFeature(*features.front());
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {
@@ -107,7 +118,10 @@ void QRKCLI::Scan() {
   if (wanted == OptionScan::None) return;
   auto options = toolConfig_.scanOptions;
   options.findLogical = options.findLogical && wanted == OptionScan::Partitions;
-  ScanForSelection(*this, *adapterManager_, options);
+  const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
+    return handlers_.at(feature).feature->destroys;
+  });
+  ScanForSelection(*this, *adapterManager_, options, destroys);
   Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }
 
@@ -121,11 +135,31 @@ StatusCode QRKCLI::HandleOptions() {
   return Status::ReadyToRun;
 }
 
-const CLIParameter* QRKCLI::FindGivenFeature() const {
-  const auto found = std::ranges::find_if(GetParameters(), [](const auto& parameter) {
-    return parameter->IsGiven() && parameter->GetCategory() == OptionCategory::Feature;
-  });
-  return found == GetParameters().end() ? nullptr : found->get();
+std::vector<const CLIParameter*> QRKCLI::FindGivenFeatures() const {
+  std::vector<const CLIParameter*> features;
+  for (const auto& parameter : GetParameters()) {
+    if (parameter->IsGiven() && parameter->GetCategory() == OptionCategory::Feature) {
+      features.push_back(parameter.get());
+    }
+  }
+  return features;
+}
+
+StatusCode QRKCLI::CheckErase(std::size_t features) {
+  const bool standsTwice = std::ranges::any_of(
+      GetParameters(), [](const auto& parameter) { return parameter->CountMentions() > 1; });
+  const std::set<const Device*> picked(devices_.begin(), devices_.end());
+  const auto reason =
+      FindEraseRefusal({.isDoubtful = standsTwice || parseResult_ != Status::Completed,
+                        .features = features,
+                        .drives = drivePicked_ ? picked.size() : 0,
+                        .isShared = isSelectionShared_});
+  if (!reason.empty()) {
+    PrintLine(WrapText(reason));
+    return Status::InvalidArguments;
+  }
+  // Nothing is erased behind the back of somebody who cannot read what is told.
+  return Flush() ? Status::ReadyToRun : Status::FileNotWritten;
 }
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {

@@ -11,6 +11,7 @@
 
 #include "cli/CLIParser.h"
 #include "devices/model/ScanOptions.h"
+#include "frame/status/Files.h"
 
 namespace Morvu {
 
@@ -85,12 +86,15 @@ class QRKCLI : public CLIParser {
   StatusCode Pick(Device* drive, StatusCode notFound);
   // The first drive found that the test holds for, or null.
   template <typename Test>
-  Device* FindDrive(Test test) const;
+  Device* FindDrive(Test test);
 
   // Handles every given option but the features, in registration order; 1 when the
   // run goes on.
   StatusCode HandleOptions();
-  const CLIParameter* FindGivenFeature() const;
+  std::vector<const CLIParameter*> FindGivenFeatures() const;
+  // Whether the line may do what the option does to a drive's data. A reason against it is
+  // printed.
+  StatusCode CheckErase(std::size_t features);
   StatusCode RunFeature(const CLIParameter& parameter);
   StatusCode RunWithoutFeature(int argc);
   StatusCode RunDefaultOption();
@@ -106,6 +110,7 @@ class QRKCLI : public CLIParser {
   std::map<const CLIParameter*, Handler> handlers_;
   std::vector<Device*> devices_;
   bool drivePicked_ = false;
+  bool isSelectionShared_ = false;  // one selection, several drives
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
   bool isUnsaved_ = false;

@@ -6,8 +6,13 @@
 #include "cli/DriveInformation.h"
 #include "cli/QRKCLI.h"
 #include "devices/discovery/AdapterManager.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Files.h"
+#include "frame/status/Selection.h"
 
 namespace Morvu {
 namespace {
@@ -132,11 +137,14 @@ StatusCode QRKCLI::Pick(Device* drive, StatusCode notFound) {
 }
 
 template <typename Test>
-Device* QRKCLI::FindDrive(Test test) const {
+Device* QRKCLI::FindDrive(Test test) {
+  Device* found = nullptr;
   for (auto* drive : adapterManager_->GetDrives()) {
-    if (test(*drive)) return drive;
+    if (!test(*drive)) continue;
+    isSelectionShared_ = isSelectionShared_ || found != nullptr;
+    if (found == nullptr) found = drive;
   }
-  return nullptr;
+  return found;
 }
 
 StatusCode QRKCLI::PickByIndex(const CLIParameter& parameter) {

@@ -1,7 +1,6 @@
 #include "cli/ScanSelection.h"
 
 #include <algorithm>
-#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -9,6 +8,7 @@
 #include "cli/CLIParser.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
 
 namespace Morvu {
 namespace {
@@ -20,18 +20,23 @@ Nodes FindSerialNodes(const std::string& serial) {
   return DeviceManagement::FindNodesBySerial(serial);
 }
 
-// A selector whose drive the kernel knows without asking it. What the kernel does not know of
-// a serial number, a drive may: then all are asked.
+// A selector whose drive the kernel knows without asking it. `isDrivesOwn` is a value that
+// the drives tell: one of which the kernel does not know may bear it as well.
 struct Selector {
   std::string_view option;
   Nodes (*find)(const std::string& value);
-  bool asksAllElse;
+  bool isDrivesOwn;
 };
 constexpr Selector kSelectors[] = {
     {"-drive_path", DeviceManagement::FindNodesByPath, false},
     {"-drive_letter", DeviceManagement::FindNodesByPartition, false},
     {"-drive_serial", FindSerialNodes, true},
 };
+
+const Selector* FindSelector(std::string_view option) {
+  const auto* found = std::ranges::find(kSelectors, option, &Selector::option);
+  return found == std::end(kSelectors) ? nullptr : found;
+}
 
 // The line's only selector, if it is one of these.
 const CLIParameter* FindOnlySelector(const CLIParser& line) {
@@ -56,20 +61,18 @@ bool IsListed(const AdapterManager& manager, const std::string& serial) {
 }  // namespace
 
 void ScanForSelection(const CLIParser& line, AdapterManager& manager,
-                      DeviceManagement::ScanOptions options) {
+                      const DeviceManagement::ScanOptions& options, bool destroys) {
   const auto* parameter = FindOnlySelector(line);
-  const auto selector =
-      parameter == nullptr ? std::end(kSelectors)
-                           : std::ranges::find(kSelectors, parameter->GetName(), &Selector::option);
-  const bool hasValue = selector != std::end(kSelectors) && !parameter->GetValues().empty() &&
+  const auto* selector = parameter == nullptr ? nullptr : FindSelector(parameter->GetName());
+  const bool hasValue = selector != nullptr && !parameter->GetValues().empty() &&
                         !parameter->GetValues().front().empty();
-  if (!hasValue) return manager.Scan(options);
+  if (!hasValue || (destroys && selector->isDrivesOwn)) return manager.Scan(options);
 
   const auto& value = parameter->GetValues().front();
   auto narrow = options;
   narrow.onlyNodes = selector->find(value);
   if (!narrow.onlyNodes.empty()) manager.Scan(narrow);
-  if (selector->asksAllElse && !IsListed(manager, value)) manager.Scan(options);
+  if (selector->isDrivesOwn && !IsListed(manager, value)) manager.Scan(options);
 }
 
 }  // namespace Morvu

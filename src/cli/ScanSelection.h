@@ -11,8 +11,9 @@ namespace DeviceManagement {
 class AdapterManager;
 }
 
-// Scans for what the line needs; all drives, unless its only selector leads to some.
+// Scans for what the line needs; all drives, unless its only selector leads to some. Before
+// data are destroyed each drive is asked whether the serial number is its own too.
 void ScanForSelection(const CLIParser& line, DeviceManagement::AdapterManager& manager,
-                      DeviceManagement::ScanOptions options);
+                      const DeviceManagement::ScanOptions& options, bool destroys);
 
 }  // namespace Morvu

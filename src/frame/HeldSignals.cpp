@@ -1,11 +1,16 @@
 #include "frame/HeldSignals.h"
 
-#include <ctime>
-
 namespace Morvu {
 namespace {
 
-constexpr int kEndingSignals[] = {SIGINT, SIGTERM, SIGHUP};
+struct SignalRow {
+  int signal;
+  bool asksToStop;
+};
+constexpr SignalRow kSignals[] = {
+    {SIGINT, true},   {SIGTERM, true},  {SIGHUP, true},   {SIGQUIT, true},
+    {SIGTSTP, false}, {SIGPIPE, false}, {SIGXFSZ, false},
+};
 
 bool IsIgnored(int signal) {
   struct sigaction action {};
@@ -19,26 +24,26 @@ HeldSignals::HeldSignals() {
   pthread_sigmask(SIG_SETMASK, nullptr, &before_);
 }
 
-HeldSignals::~HeldSignals() {
-  constexpr timespec kNow{};
-  while (sigtimedwait(&held_, nullptr, &kNow) > 0) {
-  }
-  pthread_sigmask(SIG_SETMASK, &before_, nullptr);
-}
+HeldSignals::~HeldSignals() { pthread_sigmask(SIG_SETMASK, &before_, nullptr); }
 
 void HeldSignals::Hold() {
-  for (const int signal : kEndingSignals) {
+  for (const auto& row : kSignals) {
     // One that is blocked already is waited for elsewhere.
-    if (!IsIgnored(signal) && sigismember(&before_, signal) == 0) sigaddset(&held_, signal);
+    if (!IsIgnored(row.signal) && sigismember(&before_, row.signal) == 0) {
+      sigaddset(&held_, row.signal);
+    }
   }
   pthread_sigmask(SIG_BLOCK, &held_, nullptr);
 }
 
-bool HeldSignals::IsPending() const {
+bool HeldSignals::IsStopRequested() const {
   sigset_t pending;
   if (sigpending(&pending) != 0) return false;
-  for (const int signal : kEndingSignals) {
-    if (sigismember(&held_, signal) == 1 && sigismember(&pending, signal) == 1) return true;
+  for (const auto& row : kSignals) {
+    if (row.asksToStop && sigismember(&held_, row.signal) == 1 &&
+        sigismember(&pending, row.signal) == 1) {
+      return true;
+    }
   }
   return false;
 }

@@ -6,9 +6,9 @@
 
 namespace Morvu {
 
-// From Hold to the end of the object the signals that would end the process (SIGINT,
-// SIGTERM, SIGHUP, unless they are ignored) are held back in this thread. One that came
-// meanwhile is a request to stop; at the end of the object it counts as carried out.
+// From Hold to the end of the object the signals that would end the process or stop it are
+// held back in this thread, unless they are ignored. One that came meanwhile is delivered
+// at the end of the object, so that a loop in a shell ends as well.
 class HeldSignals {
  public:
   HeldSignals();
@@ -17,8 +17,8 @@ class HeldSignals {
   HeldSignals& operator=(const HeldSignals&) = delete;
 
   void Hold();
-  // One was held back.
-  bool IsPending() const;
+  // One that asks to stop was held back.
+  bool IsStopRequested() const;
 
  private:
   sigset_t held_;    // those that this object blocks

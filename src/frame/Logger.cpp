@@ -7,6 +7,7 @@
 
 #include "frame/Files.h"
 #include "frame/Text.h"
+#include "frame/status/Files.h"
 
 namespace Morvu {
 namespace {

@@ -2,7 +2,10 @@
 
 #include <algorithm>
 #include <array>
+#include <charconv>
+#include <optional>
 
+#include "frame/Logger.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 
@@ -46,6 +49,25 @@ std::int64_t WidenSign(std::uint64_t value, std::uint32_t width) {
   return static_cast<std::int64_t>(value << shift) >> shift;
 }
 
+bool IsText(PropertyKind kind) {
+  return kind == PropertyKind::String || kind == PropertyKind::VectorString;
+}
+
+bool IsBytes(PropertyKind kind) {
+  return kind == PropertyKind::BytePointer || kind == PropertyKind::ListUint64;
+}
+
+// The bits of the number that the whole text writes, if it writes one.
+std::optional<std::uint64_t> ReadNumber(std::string_view text, bool isSigned) {
+  const bool negative = isSigned && text.starts_with('-');
+  if (negative) text.remove_prefix(1);
+  std::uint64_t magnitude = 0;
+  const auto* end = text.data() + text.size();
+  const auto [stop, error] = std::from_chars(text.data(), end, magnitude);
+  if (error != std::errc() || stop != end) return std::nullopt;
+  return negative ? 0 - magnitude : magnitude;
+}
+
 std::vector<std::uint8_t> BytesOfHex(std::string_view text) {
   std::vector<std::uint8_t> bytes;
   for (std::size_t i = 0; i + 1 < text.size(); i += 2) {
@@ -66,11 +88,20 @@ DeviceProperty::DeviceProperty(const PropertyEntry& entry)
 
 DeviceProperty::DeviceProperty(const PropertyEntry& entry, std::string_view text)
     : DeviceProperty(entry) {
-  value_ = std::string(text);
+  if (IsText(kind_)) {
+    value_ = std::string(text);
+  } else {
+    Refuse(text);
+  }
 }
 
-DeviceProperty::DeviceProperty(const PropertyEntry& entry, bool value)
-    : DeviceProperty(entry, static_cast<std::uint64_t>(value ? 1 : 0)) {}
+DeviceProperty::DeviceProperty(const PropertyEntry& entry, bool value) : DeviceProperty(entry) {
+  if (kind_ == PropertyKind::Boolean) {
+    value_ = std::uint64_t{value};
+  } else {
+    Refuse(BoolText(value));
+  }
+}
 
 DeviceProperty::DeviceProperty(const PropertyEntry& entry, std::int64_t value)
     : DeviceProperty(entry, static_cast<std::uint64_t>(value)) {}
@@ -78,25 +109,34 @@ DeviceProperty::DeviceProperty(const PropertyEntry& entry, std::int64_t value)
 DeviceProperty::DeviceProperty(const PropertyEntry& entry, std::uint64_t value)
     : DeviceProperty(entry) {
   const auto* row = FindKind(kind_);
-  if (row != nullptr && row->width != 0) {
+  if (IsNumber(row)) {
     value_ = CutToWidth(value, row->width);
   } else {
-    value_ = std::to_string(value);
+    Refuse(std::to_string(value));
   }
 }
 
 DeviceProperty::DeviceProperty(const PropertyEntry& entry, ByteView bytes) : DeviceProperty(entry) {
-  value_ = std::vector<std::uint8_t>(bytes.begin(), bytes.end());
+  if (IsBytes(kind_)) {
+    value_ = std::vector<std::uint8_t>(bytes.begin(), bytes.end());
+  } else {
+    Refuse(ToHex(bytes));
+  }
 }
 
 DeviceProperty::DeviceProperty(const PropertyEntry& entry, Producer producer, const void* context)
     : DeviceProperty(entry) {
   kind_ = PropertyKind::Dynamic;
-  value_ = Dynamic{producer, context};
+  if (producer != nullptr) value_ = Dynamic{producer, context};
+}
+
+void DeviceProperty::Refuse(std::string_view value) const {
+  MORVU_LOG(kLogError, "DeviceProperty",
+            "Property " + name_ + " takes no value of this kind: " + std::string(value));
 }
 
 std::uint32_t DeviceProperty::GetSize() const {
-  if (IsDynamic()) return 4;
+  if (std::holds_alternative<Dynamic>(value_)) return 4;
   if (const auto* text = std::get_if<std::string>(&value_)) {
     return static_cast<std::uint32_t>(text->size() + 1);
   }
@@ -108,8 +148,16 @@ std::uint32_t DeviceProperty::GetSize() const {
 }
 
 DeviceProperty DeviceProperty::Resolve() const {
+  if (!IsDynamic()) return *this;
   const auto* dynamic = std::get_if<Dynamic>(&value_);
-  return dynamic == nullptr ? *this : dynamic->producer(dynamic->context);
+  if (dynamic == nullptr) return {};
+  auto value = dynamic->producer(dynamic->context);
+  return value.IsDynamic() ? DeviceProperty() : value;
+}
+
+void DeviceProperty::Rebind(const void* from, const void* to) {
+  auto* dynamic = std::get_if<Dynamic>(&value_);
+  if (dynamic != nullptr && dynamic->context == from) dynamic->context = to;
 }
 
 bool DeviceProperty::AsBoolean() const { return AsUnsigned() == 1; }
@@ -169,15 +217,11 @@ DeviceProperty DeviceProperty::FromXml(const XmlMessaging::Property& element) {
   const bool known = row != std::end(kKinds);
   const PropertyEntry entry{name, displayName, known ? row->kind : PropertyKind::String};
   if (entry.kind == PropertyKind::Boolean) return DeviceProperty(entry, value == "True");
-  if (known && row->isSigned) {
-    const bool negative = value.starts_with('-');
-    const auto magnitude = ParseDecimal(std::string_view(value).substr(negative ? 1 : 0));
-    return DeviceProperty(entry, negative ? 0 - magnitude : magnitude);
+  if (known && IsNumber(row)) {
+    const auto number = ReadNumber(value, row->isSigned);
+    return number ? DeviceProperty(entry, *number) : DeviceProperty(entry);
   }
-  if (known && row->width > 1) return DeviceProperty(entry, ParseDecimal(value));
-  if (entry.kind == PropertyKind::BytePointer || entry.kind == PropertyKind::ListUint64) {
-    return DeviceProperty(entry, ByteView(BytesOfHex(value)));
-  }
+  if (IsBytes(entry.kind)) return DeviceProperty(entry, ByteView(BytesOfHex(value)));
   return DeviceProperty(entry, std::string_view(value));
 }
 

@@ -9,6 +9,7 @@
 #include <vector>
 
 #include "frame/Bytes.h"
+#include "messaging/PropertyEntry.h"
 
 namespace Morvu {
 
@@ -16,41 +17,21 @@ namespace XmlMessaging {
 class Property;
 }
 
-// The type codes, in the order of the words that the wire uses.
-enum class PropertyKind : std::int32_t {
-  String = 0,
-  Sint16 = 1,
-  Sint32 = 2,
-  Sint64 = 3,
-  Uint16 = 4,
-  Uint32 = 5,
-  Uint64 = 6,
-  Boolean = 7,
-  BytePointer = 8,
-  ListUint64 = 9,
-  Dynamic = 10,
-  VectorString = 11,
-};
-
-// A row of the property catalogue: what a property is called and which type it has.
-struct PropertyEntry {
-  std::string_view name;         // key in code and on the wire
-  std::string_view displayName;  // text for a person
-  PropertyKind kind;
-};
-
 // A value under a catalogue entry's name. Copies own their bytes; a copy of a
-// dynamic property keeps the producer and its context.
+// dynamic property keeps the producer and its context, until it is rebound.
 class DeviceProperty {
  public:
-  // Computes the value anew at each read. `context` is not owned.
+  // Computes the value anew at each read. `context` is not owned. What it returns is
+  // taken as it stands: another dynamic property counts as an empty value.
   using Producer = DeviceProperty (*)(const void* context);
 
   // An empty value: "", 0, false; its size is 0.
   DeviceProperty() = default;
   explicit DeviceProperty(const PropertyEntry& entry);
 
-  // A value of the entry's kind. Numbers are cut to the kind's width.
+  // A value of the entry's kind: a text for String and VectorString, a number for the
+  // kinds of numbers, whose width it is cut to, and so on. A value of any other kind is
+  // refused: the property stays empty, and the log tells so.
   DeviceProperty(const PropertyEntry& entry, std::string_view text);
   DeviceProperty(const PropertyEntry& entry, const char* text)
       : DeviceProperty(entry, std::string_view(text)) {}
@@ -67,13 +48,17 @@ class DeviceProperty {
   const std::string& GetName() const { return name_; }
   const std::string& GetDisplayName() const { return displayName_; }
   PropertyKind GetKind() const { return kind_; }
-  // Bytes of the stored value: a text with its NUL, 4 for a dynamic one, 0 when empty.
+  // Bytes of the stored value: a text with its NUL, 4 for a producer, 0 when empty.
   std::uint32_t GetSize() const;
   bool HasValue() const { return GetSize() != 0; }
   bool IsDynamic() const { return kind_ == PropertyKind::Dynamic; }
 
-  // This value; of a dynamic property the one that its producer gives now.
+  // This value; of a dynamic property the one that its producer gives now, empty
+  // without a producer. Never dynamic itself.
   DeviceProperty Resolve() const;
+  // Lets a dynamic property that asked `from` ask `to`. For one that was copied from
+  // one device to another.
+  void Rebind(const void* from, const void* to);
 
   bool AsBoolean() const;
   std::uint64_t AsUnsigned() const;  // widened with zeros
@@ -85,8 +70,8 @@ class DeviceProperty {
   std::unique_ptr<XmlMessaging::Property> ToXml() const;
   // The sample that a description shows when there is no property.
   static std::unique_ptr<XmlMessaging::Property> SampleXml();
-  // The value of an element in the typed form. An unknown type gives a string; a
-  // number out of range is cut to its width.
+  // The value of an element in the typed form. An unknown type gives a string, a text
+  // that is no number of the type's sign an empty value; a number out of range is cut.
   static DeviceProperty FromXml(const XmlMessaging::Property& element);
 
  private:
@@ -97,6 +82,8 @@ class DeviceProperty {
   // Numbers and booleans are stored widened; `kind_` knows their width.
   using Value =
       std::variant<std::monostate, std::string, std::uint64_t, std::vector<std::uint8_t>, Dynamic>;
+
+  void Refuse(std::string_view value) const;
 
   std::string name_;
   std::string displayName_;

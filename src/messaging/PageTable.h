@@ -45,6 +45,13 @@ constexpr Number ReadField(ByteView page, const PagePlace& place) {
   return static_cast<Number>(value);
 }
 
+// The sum of all bytes, modulo 256: 0 of an ATA sector that keeps a checksum in its last.
+constexpr std::uint8_t SumOf(ByteView page) {
+  unsigned sum = 0;
+  for (const auto byte : page) sum += byte;
+  return static_cast<std::uint8_t>(sum);
+}
+
 // How a field is shown. It is asked for fields that the page holds wholly only.
 using PageForm = std::string (*)(ByteView page, const PagePlace& place);
 

@@ -2,7 +2,9 @@
 
 #include <string>
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "frame/status/Partitions.h"
 
 namespace Morvu {
 

@@ -131,9 +131,11 @@ TEST_P(CLIParserAnswers, AreYesForTheLetterAlone) {
 }
 
 const Answer kAnswers[] = {
-    {"y\n", true, true},  {"Y\n", true, true}, {"yes\n", true, true}, {"y", true, true},
-    {"n\n", true, false}, {"\n", true, false}, {"", true, false},     {" y\n", true, false},
-    {"\n", false, true},  {"", false, true},
+    {"y\n", true, true},   {"Y\n", true, true},   {"yes\n", true, true},
+    {"y", true, true},     {"YES\n", true, true}, {"yikes no!\n", true, false},
+    {"yy\n", true, false}, {"ye\n", true, false}, {"n\n", true, false},
+    {"\n", true, false},   {"", true, false},     {" y\n", true, false},
+    {"\n", false, true},   {"", false, true},
 };
 INSTANTIATE_TEST_SUITE_P(Table, CLIParserAnswers, ::testing::ValuesIn(kAnswers));
 

@@ -38,7 +38,6 @@ struct GoldenRun {
   Host host = Host::Mixed;
   void (*shape)(Drives& drives) = nullptr;
   std::string_view file = "";  // written by the run, and recorded behind its output
-  bool withFeatures = true;
 };
 
 void PrintTo(const GoldenRun& run, std::ostream* out) { *out << run.name; }
@@ -141,9 +140,7 @@ std::string Golden::Record(const GoldenRun& run) {
   }
   out << '\n';
   std::istringstream in;
-  const auto features =
-      run.withFeatures ? Morvu::GetFeatures() : std::span<const Morvu::FeatureRecord* const>();
-  Morvu::QRKCLI cli(features, GetToolConfig(), {in, out});
+  Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
   out << "exit status " << ToExitStatus(code, cli.GetSideResult()) << '\n';
   if (!run.file.empty()) out << "$ cat " << run.file << '\n' << ReadFile(std::string(run.file));
@@ -172,7 +169,7 @@ void FillNvmeList(Drives& drives) {
 void Silence(Drives& drives) { drives.sata.Inject(Fault::IoctlError(ENODEV)); }
 
 const GoldenRun kRuns[] = {
-    {.name = "help", .arguments = {"-help"}, .withFeatures = false},
+    {.name = "help", .arguments = {"-help"}},
     {.name = "help_drive_index", .arguments = {"-help", "drive_index"}},
     {.name = "help_smart", .arguments = {"-help", "SMART"}},
     {.name = "help_nothing", .arguments = {"-help", "nothing like it"}},

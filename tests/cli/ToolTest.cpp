@@ -2,7 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
+#include <regex>
+#include <set>
 #include <sstream>
 
 #include "Documentation.h"
@@ -50,6 +53,42 @@ TEST(Documentation, TellsEveryOption) {
     EXPECT_THAT(completion, ::testing::ContainsRegex("[\" ]" + name + "[\" ]")) << name;
   }
   EXPECT_EQ(completion.find('@'), std::string::npos);
+}
+
+std::string ReadDocument() {
+  std::ostringstream text;
+  text << std::ifstream(MORVU_COMMAND_LINE_DOCUMENT, std::ios::binary).rdbuf();
+  return text.str();
+}
+
+// build/.../morvussd-docs options writes what has to stand there.
+TEST(CommandLineDocument, HoldsTheOptionsOfTheRecords) {
+  constexpr std::string_view kBegin = "<!-- made by: morvussd-docs options -->\n";
+  constexpr std::string_view kEnd = "<!-- end -->\n";
+  const auto document = ReadDocument();
+  const auto begin = document.find(kBegin);
+  const auto end = document.find(kEnd);
+  ASSERT_NE(begin, document.npos);
+  ASSERT_NE(end, document.npos);
+  EXPECT_EQ(document.substr(begin + kBegin.size(), end - begin - kBegin.size()),
+            MakeOptionTables(Morvu::GetFeatures()));
+}
+
+TEST(CommandLineDocument, NamesNoOptionThatIsNotThere) {
+  std::istringstream in;
+  std::ostringstream out;
+  const Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
+  // Names that stand for others or for a fault, and one that is to come.
+  const std::set<std::string> kNoOptions = {"-FEATURE", "-bogus", "-identify"};
+  const auto document = ReadDocument();
+  const std::regex option("[ `(\\n](-[A-Za-z][A-Za-z_]+)");
+  std::size_t found = 0;
+  for (std::sregex_iterator match(document.begin(), document.end(), option), last; match != last;
+       ++match, ++found) {
+    const auto name = (*match)[1].str();
+    EXPECT_TRUE(cli.FindParameter(name) != nullptr || kNoOptions.contains(name)) << name;
+  }
+  EXPECT_GT(found, 30U);
 }
 
 }  // namespace

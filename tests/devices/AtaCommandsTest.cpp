@@ -4,6 +4,9 @@
 #include "NodeCommands.h"
 #include "devices/commands/CommandPath_ATA_SCSI.h"
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

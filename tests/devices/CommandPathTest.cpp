@@ -17,7 +17,9 @@
 #include "devices/commands/CommandPath_SCSI.h"
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -1,4 +1,8 @@
 #include "devices/Scan.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/Files.h"
 #include "frame/Logger.h"
 
@@ -274,6 +278,20 @@ TEST(DiscoveryTest, MarksADriveBehindAnUnreachableDriver) {
     EXPECT_FALSE(drive->HasCommandSet(Protocol::Ata));
   }
   EXPECT_THAT(errors, ElementsAre(286, 287, 288));
+}
+
+// The system tells 16 characters of its model.
+TEST(DiscoveryTest, MarksASataDriveThatAnswersNothing) {
+  TestFleet fleet;
+  auto silent = fleet.Add({.model = kSataModel});
+  silent.Inject(Fault::HostError(1).Times(0));
+  AdapterManager manager;
+  manager.Scan({.identify = true, .includeProducts = {"none of these"}});
+  ASSERT_EQ(1u, manager.GetDrives().size());
+  const auto& drive = *manager.GetDrives()[0];
+  EXPECT_EQ(286u, drive.GetUInt(Properties::DriverCommunicationError));
+  EXPECT_EQ(16u, drive.GetString(Properties::ModelNumber).size());
+  EXPECT_EQ("ATA", drive.GetString(Properties::ProductProtocol));
 }
 
 // ---- Partitions ----

@@ -5,6 +5,8 @@
 #include "devices/Scan.h"
 #include "devices/commands/CommandPath.h"
 #include "devices/identification/DeviceIdentification.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
 
 namespace Morvu::Testing {
 namespace {

@@ -9,6 +9,17 @@
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/FirmwareProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/LinkProperties.h"
+#include "devices/properties/NamespaceProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
+#include "devices/properties/SettingProperties.h"
+#include "support/LogLines.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -93,6 +104,26 @@ TEST_F(Identification, OfAnAtaDriveReadsItAll) {
       {&Properties::LSI, "(none)"},
   };
   for (const auto& [entry, value] : kExpected) EXPECT_EQ(value, Text(*entry)) << entry->name;
+}
+
+TEST_F(Identification, LogsAWrongChecksum) {
+  constexpr std::string_view kLine = "The checksum of the identify data is wrong.";
+  Add({});
+  const Testing::LogLines log;
+  EXPECT_TRUE(Identify());
+  EXPECT_EQ(std::string::npos, log.GetText().find(kLine));
+  drive.Inject(Fault::ShortData(511).OnOpcode(0xEC));  // all but the checksum
+  EXPECT_TRUE(Identify());
+  EXPECT_NE(std::string::npos, log.GetText().find(kLine));
+}
+
+TEST_F(Identification, OfAWholeModelForgetsWhatTheCutOneTold) {
+  Add({.model = "MORVU SSDSC2BB48 OF TOMORROW"});
+  device.AddProperty(Properties::ModelNumber, "MORVU SSDSC2BB48");
+  device.AddProperty(Properties::Product, "Cobbenrath");
+  EXPECT_TRUE(Identify());
+  EXPECT_EQ("True", Text(Properties::Morvu));
+  EXPECT_EQ("(none)", Text(Properties::Product));
 }
 
 TEST_F(Identification, OfAnAtaDriveWakesItFirst) {

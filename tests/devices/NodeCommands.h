@@ -9,7 +9,7 @@
 
 #include "TestFleet.h"
 #include "devices/commands/CommandPath.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/properties/PropertyList.h"
 
 namespace Morvu::DeviceManagement {

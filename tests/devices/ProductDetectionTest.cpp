@@ -7,7 +7,9 @@
 #include "devices/identification/ProductDetection.h"
 #include "devices/identification/ProductTable.h"
 #include "devices/identification/Products.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -81,6 +83,30 @@ TEST(ProductTable, EachSerialFamilyIsReached) {
                         std::string(row.capacities.substr(0, 3)) + version + "GN";
     EXPECT_EQ(&row, FindSerialFamily(serial)) << serial;
     EXPECT_EQ(nullptr, FindSerialFamily(serial + "0"));
+  }
+}
+
+// ---- Models that are cut ----
+
+TEST(ProductTable, EachLongSataModelIsKnownCut) {
+  std::size_t unique = 0;
+  for (const auto& row : GetProductRows()) {
+    for (const auto model : row.Models()) {
+      auto cut = model.substr(0, 16);
+      while (cut.ends_with(' ')) cut.remove_suffix(1);
+      const bool isLong = model.size() > 16 && row.protocol == "ATA";
+      const auto found = FindCutModel(cut);
+      ASSERT_TRUE(found || !isLong) << model;
+      if (!isLong) continue;
+      EXPECT_EQ(found->protocol, "ATA") << model;
+      if (found->product.empty()) continue;
+      EXPECT_EQ(found->product, row.product) << model;
+      ++unique;
+    }
+  }
+  EXPECT_GT(unique, 0u);
+  for (const auto* model : {"", "MORVU", "MORVU SSDSC2BB480G4", "MORVU SSDPE2MD80", "SSD400SAS"}) {
+    EXPECT_FALSE(FindCutModel(model)) << model;
   }
 }
 
@@ -205,6 +231,15 @@ TEST(ProductDetection, TakesAnUnknownModelForAnUnnamedDrive) {
   EXPECT_TRUE(output.GetBool(Properties::Morvu));
   EXPECT_EQ("Morvu SSD", output.GetString(Properties::ProductFamily));
   EXPECT_FALSE(output.Has(Properties::Product));
+}
+
+TEST(ProductDetection, OfACutModelTellsProductAndProtocolAlone) {
+  const auto output = Detect({"MORVU SSDSC2BB48", "0370", ""});
+  EXPECT_TRUE(output.GetBool(Properties::Morvu));
+  EXPECT_EQ("Cobbenrath", output.GetString(Properties::Product));
+  EXPECT_EQ("ATA", output.GetString(Properties::ProductProtocol));
+  EXPECT_EQ("Morvu SSD", output.GetString(Properties::ProductFamily));
+  EXPECT_FALSE(output.Has(Properties::OEM));
 }
 
 TEST(ProductDetection, KnowsOlderDrivesByTheirSerialNumber) {

@@ -1,6 +1,9 @@
 #include "devices/Scan.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Adapter.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SettingProperties.h"
 #include "support/HeldDrive.h"
 
 namespace Morvu::Testing {

@@ -12,6 +12,7 @@
 #include "TestFleet.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
 
 namespace Morvu::Testing {
 

@@ -4,6 +4,7 @@
 #include "NodeCommands.h"
 #include "devices/commands/CommandPath_SCSI.h"
 #include "devices/commands/CommandSet_SCSI.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "frame/Logger.h"
+#include "frame/status/Files.h"
 
 namespace Morvu {
 namespace {

@@ -10,6 +10,10 @@
 #include "devices/commands/CommandSet.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "frame/status/Commands.h"
 
 namespace {
 

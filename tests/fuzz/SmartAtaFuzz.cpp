@@ -5,6 +5,8 @@
 #include <cstdint>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
 #include "messaging/XmlMessaging.h"
 #include "parsers/smart/SmartAttribute.h"
 #include "parsers/smart/SmartParserCore_ATA.h"

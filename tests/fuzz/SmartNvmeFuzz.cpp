@@ -3,6 +3,7 @@
 #include <cstdint>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
 #include "messaging/XmlMessaging.h"
 #include "parsers/smart/SmartAttribute.h"
 #include "parsers/smart/SmartParserCore_NVMe.h"

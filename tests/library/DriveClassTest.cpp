@@ -91,6 +91,24 @@ TEST_F(DriveClass, ListsAnNvmeDriveAsTheFileHas) {
   ExpectGolden("nvme_drive.txt", Outline("Object", *reply.Listed().front()));
 }
 
+TEST_F(DriveClass, ListsTheProductsThatAreShownAlone) {
+  fleet_.Add({.model = "MORVU SSDSC2CF240F3"});  // a product, but not for hosts
+  fleet_.Add({.model = "MORVU OF TOMORROW"});
+  AddSata();
+  const auto reply = Scan();
+  ASSERT_EQ(1u, reply.Listed().size());
+  EXPECT_EQ("BTWL402600K4480QGN", PropertyText(*reply.Listed().front(), "SerialNumber"));
+}
+
+// Its model reaches the system cut to 16 characters.
+TEST_F(DriveClass, ListsADriveThatAnswersNothing) {
+  auto drive = AddSata();
+  drive.Inject(Fault::HostError(1).Times(0));
+  const auto reply = Scan();
+  ASSERT_EQ(1u, reply.Listed().size());
+  EXPECT_EQ("MORVU SSDSC2BB48", PropertyText(*reply.Listed().front(), "ModelNumber"));
+}
+
 TEST_F(DriveClass, KeepsItsListUntilTheNextScan) {
   AddSata("BTWL000000000480QG");
   EXPECT_EQ(0u, Ask("").Listed().size());

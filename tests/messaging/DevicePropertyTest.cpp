@@ -2,6 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
 #include "messaging/DeviceProperty.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/CimClass.h"
@@ -59,6 +60,82 @@ TEST(DynamicProperty, IsComputedAtEachRead) {
   EXPECT_EQ("3", property.ToText());
   EXPECT_EQ(4u, property.GetSize());
   EXPECT_EQ("string", property.ToXml()->GetAttribute("type"));
+}
+
+constexpr PropertyEntry kDynamic{"Dynamic", "Dynamic", PropertyKind::Dynamic};
+DeviceProperty ProduceItself(const void*) { return {kSigned, &ProduceItself, nullptr}; }
+
+TEST(DynamicProperty, WithoutAValueIsEmpty) {
+  for (const auto& property : {DeviceProperty(kDynamic), DeviceProperty(kSigned, nullptr, nullptr),
+                               DeviceProperty(kSigned, &ProduceItself, nullptr)}) {
+    EXPECT_EQ(0u, property.AsUnsigned());
+    EXPECT_EQ(0, property.AsSigned());
+    EXPECT_EQ("", property.AsString());
+    EXPECT_EQ("", property.ToText());
+    EXPECT_FALSE(property.Resolve().HasValue());
+  }
+  EXPECT_FALSE(DeviceProperty(kDynamic).HasValue());
+}
+
+DeviceProperty ProduceIndex(const void* context) {
+  const auto* drive = static_cast<const DeviceManagement::Device*>(context);
+  return {kSigned, drive->GetProperties().GetSigned(DeviceManagement::Properties::Index)};
+}
+
+TEST(DynamicProperty, OfACloneAsksTheClone) {
+  using DeviceManagement::Properties::Index;
+  auto drive = std::make_unique<DeviceManagement::Drive>();
+  const DeviceManagement::Device* owner = drive.get();
+  drive->GetProperties().Add(DeviceProperty(kSigned, &ProduceIndex, owner));
+  drive->AddProperty(Index, 5);
+  const auto clone = drive->Clone();
+  clone->AddProperty(Index, 6);
+  EXPECT_EQ(5, drive->GetProperties().GetSigned(kSigned));
+  drive.reset();
+  EXPECT_EQ(6, clone->GetProperties().GetSigned(kSigned));
+}
+
+// ---- Values of another kind ----
+
+TEST(DeviceProperty, RefusesAValueOfAnotherKind) {
+  const DeviceProperty refused[] = {
+      {kWord, "500"},
+      {kFlag, "True"},
+      {kBytes, "01"},
+      {kFlag, 1},
+      {kText, 1},
+      {kBytes, 1},
+      {kDynamic, 1},
+      {kText, true},
+      {kWord, true},
+      {kDynamic, "ABC"},
+      {kText, ByteView(kThreeBytes)},
+      {kWord, ByteView(kThreeBytes)},
+  };
+  for (const auto& property : refused) {
+    EXPECT_FALSE(property.HasValue()) << property.GetName();
+    EXPECT_EQ(0u, property.AsUnsigned());
+    EXPECT_EQ("", property.AsString());
+  }
+}
+
+TEST(DeviceProperty, TakesNumbersAloneForNumbers) {
+  const auto read = [](std::string_view type, std::string_view value) {
+    XmlMessaging::Property element;
+    element.SetAttribute("name", "A");
+    element.SetAttribute("type", type);
+    element.SetAttribute("value", value);
+    const auto property = DeviceProperty::FromXml(element);
+    return property.HasValue() ? property.ToText() : "refused";
+  };
+  for (const auto* text : {"", "abc", "12 ", "0x12", "--1", "-", "99999999999999999999"}) {
+    EXPECT_EQ("refused", read("uint16", text)) << text;
+    EXPECT_EQ("refused", read("sint64", text)) << text;
+  }
+  EXPECT_EQ("refused", read("uint16", "-5"));
+  EXPECT_EQ("-5", read("sint16", "-5"));
+  EXPECT_EQ("-9223372036854775808", read("sint64", "-9223372036854775808"));
+  EXPECT_EQ("4464", read("uint16", "70000"));
 }
 
 TEST(GenericProperty, DescribesWithoutADevice) {

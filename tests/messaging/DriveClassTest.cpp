@@ -3,6 +3,10 @@
 #include <gmock/gmock.h>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/DeviceSelection.h"

@@ -7,6 +7,7 @@
 #include <set>
 #include <thread>
 
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/Job.h"
 #include "messaging/jobs/JobManager.h"

@@ -5,6 +5,9 @@
 #include <mutex>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
 #include "messaging/jobs/NotificationService.h"

@@ -2,7 +2,7 @@
 #include <gtest/gtest.h>
 
 #include "devices/model/Drive.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "operations/firmware/FirmwareModule.h"
 #include "operations/firmware/FirmwareUpdate.h"

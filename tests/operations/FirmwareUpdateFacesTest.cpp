@@ -2,6 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/FirmwareProperties.h"
+#include "devices/properties/SecurityProperties.h"
+#include "frame/status/Firmware.h"
 #include "messaging/features/CimClass.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "support/FirmwareScene.h"

@@ -1,7 +1,14 @@
 // Format: the settings, Format NVM, and the erases that stand in for it.
 #include <algorithm>
 
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/NamespaceProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
 #include "operations/erase/Format.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

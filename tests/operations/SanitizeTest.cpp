@@ -1,6 +1,11 @@
 // Sanitize: the watching of a drive that erases itself.
 #include <algorithm>
 
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/SecurityProperties.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Testing.h"
 #include "operations/erase/Sanitize.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
@@ -239,7 +244,7 @@ TEST(Sanitize, TheLineAsksFirst) {
   EXPECT_EQ(scene.Run(), Status::CanceledByUser);
   EXPECT_EQ(RunLine({"-sanitize", "block"}, "y\n").code, 73);
   EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize", "all"}, "y\n").code, 291);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize"}, "y\n").code, 291);
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize"}, "y\n").code, 73);
   EXPECT_TRUE(scene.IsUntouched());
   EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize", "crypto"}, "Y\n").code, 0);
   EXPECT_TRUE(scene.IsErased());

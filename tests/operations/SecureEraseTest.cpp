@@ -9,6 +9,12 @@
 #include <thread>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
 #include "operations/erase/SecureErase.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"

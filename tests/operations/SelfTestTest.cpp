@@ -1,6 +1,11 @@
 // Self test and standby.
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "frame/status/Commands.h"
+#include "frame/status/Health.h"
+#include "frame/status/Testing.h"
 #include "operations/testing/DriveSelfTest.h"
 #include "operations/testing/StandbyImmediate.h"
 #include "support/EraseScene.h"

@@ -3,6 +3,12 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/FirmwareProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Firmware.h"
 #include "support/FirmwareScene.h"
 #include "support/Sweep.h"
 

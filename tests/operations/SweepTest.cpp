@@ -7,7 +7,7 @@
 
 #include "devices/commands/CommandPath_ATA_SCSI.h"
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/properties/PropertyList.h"
 #include "support/Sweep.h"
 

@@ -2,6 +2,8 @@
 #include <gtest/gtest.h>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
 #include "messaging/XmlMessaging.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 

@@ -5,6 +5,11 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Health.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "parsers/smart/Smart.h"
@@ -12,6 +17,7 @@
 #include "parsers/smart/SmartParser.h"
 #include "parsers/smart/SmartParserCore_ATA.h"
 #include "parsers/smart/SmartParserCore_NVMe.h"
+#include "support/LogLines.h"
 #include "support/Sweep.h"
 
 namespace Morvu {
@@ -323,6 +329,43 @@ TEST(SmartParser, SurvivesGarbage) {
   }
 }
 
+// A sector of which fewer bytes came, with nothing said of it.
+TEST(SmartParser, RefusesAShortSector) {
+  struct Case {
+    std::uint8_t feature;
+    std::uint32_t bytes;
+    StatusCode code;
+  };
+  constexpr Case kCases[] = {
+      {kReadData, 1, Status::SmartDataFailed},    // nothing that would fail
+      {kReadData, 17, Status::SmartDataFailed},   // an attribute without its value
+      {kReadData, 361, Status::SmartDataFailed},  // attributes alone
+      {kReadThresholds, 0, Status::SmartThresholdsFailed},
+      {kReadThresholds, 2, Status::SmartThresholdsFailed},
+      {kReadThresholds, 100, Status::SmartThresholdsFailed},
+  };
+  for (const auto& each : kCases) {
+    AtaScene scene;
+    auto fault = Fault::ShortData(each.bytes).OnOpcode(kSmart).OnFeature(each.feature);
+    EXPECT_EQ(RunScene(scene, &fault, 0).code, each.code) << each.bytes;
+    EXPECT_EQ(scene.parser->GetState(), FeatureState::Failed);
+    EXPECT_THAT(scene.parser->GetTable().GetRows(), IsEmpty());
+  }
+}
+
+TEST(SmartParser, ReadsADriveThatKeepsNoChecksum) {
+  for (const auto feature : {kReadData, kReadThresholds}) {
+    AtaScene scene;
+    auto fault = Fault::ShortData(511).OnOpcode(kSmart).OnFeature(feature);
+    const LogLines log;
+    EXPECT_EQ(RunScene(scene, &fault, 0).code, 0);
+    EXPECT_EQ(scene.parser->GetAttributes().size(), 18U);
+    const auto text =
+        feature == kReadData ? "SMART data sector is wrong" : "SMART threshold sector";
+    EXPECT_THAT(log.GetText(), ::testing::HasSubstr(text));
+  }
+}
+
 TEST(SmartParser, ReadsTheListOfAnNvmeDrive) {
   NvmeScene scene;
   const auto run = RunScene(scene, nullptr, 0);
@@ -365,27 +408,26 @@ TEST(SmartParser, LeavesTheCodeOfAListWithoutAnEnd) {
 
 struct RefusalCase {
   std::string_view name;
-  void (*shape)(DeviceManagement::Device& device);
+  bool isRaid, hasFault;
+  std::string_view error;
   StatusCode code;
 };
 
 TEST(SmartParser, RefusesInOrder) {
   constexpr RefusalCase kCases[] = {
-      {"RAID volume", [](auto& device) { device.AddProperty(Properties::RAID, true); },
-       Status::RaidVolume},
-      {"RAID volume with a fault",
-       [](auto& device) {
-         device.AddProperty(Properties::RAID, true);
-         device.GetPath().SetDeviceFault(true);
-       },
-       Status::RaidVolume},
-      {"failure reported",
-       [](auto& device) { device.AddProperty(Properties::ErrorString, "ASSERT_1"); }, 252},
+      {"RAID volume", true, false, "", Status::RaidVolume},
+      {"RAID volume with a fault", true, true, "ASSERT_1", Status::RaidVolume},
+      {"device fault", false, true, "", Status::DeviceFault},
+      {"device fault before a failure", false, true, "ASSERT_1", Status::DeviceFault},
+      {"failure reported", false, false, "ASSERT_1", Status::DisableLogical},
   };
   for (const auto& each : kCases) {
     AtaScene scene;
     scene.Prepare();
-    each.shape(*scene.device());
+    scene.device()->AddProperty(Properties::RAID, each.isRaid);
+    scene.device()->AddProperty(Properties::ErrorString, each.error);
+    // The test of the connection, which comes first, reads the status anew.
+    if (each.hasFault) scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00).Times(0));
     SmartParser parser(scene.device());
     EXPECT_EQ(parser.GetErrorCode(), each.code) << each.name;
     EXPECT_EQ(parser.SmartHealth(), 0);

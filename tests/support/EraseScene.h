@@ -10,7 +10,6 @@
 #include <utility>
 #include <vector>
 
-#include "devices/properties/PropertyCatalogue.h"
 #include "support/CommandLine.h"
 #include "support/MethodCalls.h"
 #include "support/Scene.h"

@@ -5,7 +5,6 @@
 #include <utility>
 #include <vector>
 
-#include "devices/properties/PropertyCatalogue.h"
 #include "operations/firmware/FirmwareUpdate.h"
 #include "support/CommandLine.h"
 #include "support/FirmwareModules.h"

@@ -7,6 +7,7 @@
 #include <string>
 
 #include "devices/discovery/AdapterManager.h"
+#include "devices/properties/BasicProperties.h"
 #include "messaging/ProgressReporter.h"
 #include "support/SceneBase.h"
 

@@ -7,13 +7,14 @@
 //   });
 //   SweepCancels<EraseScene>([](EraseScene& scene, const SweptRun& run) { ... });
 //
-// After every run, whatever its end, no descriptor and no thread is left behind, and
-// the time-out of the scene's device is what it was.
+// After every run, whatever its end, no descriptor and no thread is left behind, no signal
+// is held back or waits, and the time-out of the scene's device is what it was.
 #pragma once
 
 #include <gtest/gtest.h>
 
 #include <chrono>
+#include <csignal>
 #include <cstddef>
 #include <filesystem>
 #include <functional>
@@ -68,11 +69,16 @@ class LeakCheck {
       : scene_(scene),
         timeout_(scene.GetTimeout()),
         files_(ListFiles()),
-        threads_(CountThreads()) {}
+        threads_(CountThreads()),
+        heldSignals_(ListHeldSignals()) {}
 
   void Verify() const {
     EXPECT_EQ(scene_.GetTimeout(), timeout_) << "the time-out was not put back";
     EXPECT_EQ(ListFiles(), files_) << "a descriptor was left open";
+    EXPECT_EQ(ListHeldSignals(), heldSignals_) << "signals were not given back";
+    sigset_t pending;
+    sigpending(&pending);
+    EXPECT_TRUE(sigisemptyset(&pending)) << "a signal was left waiting";
     // A thread that was joined may still be seen for a moment.
     for (int i = 0; i < 1000 && CountThreads() > threads_; ++i) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
@@ -95,6 +101,16 @@ class LeakCheck {
     return files;
   }
 
+  static std::set<int> ListHeldSignals() {
+    sigset_t mask;
+    pthread_sigmask(SIG_SETMASK, nullptr, &mask);
+    std::set<int> held;
+    for (int signal = 1; signal < NSIG; ++signal) {
+      if (sigismember(&mask, signal) == 1) held.insert(signal);
+    }
+    return held;
+  }
+
   static std::ptrdiff_t CountThreads() {
     return std::distance(std::filesystem::directory_iterator("/proc/self/task"), {});
   }
@@ -103,6 +119,7 @@ class LeakCheck {
   std::uint32_t timeout_;
   std::multiset<std::string> files_;
   std::ptrdiff_t threads_;
+  std::set<int> heldSignals_;
 };
 
 // Runs a fresh scene; `fault` is null for a good run.

@@ -6,10 +6,11 @@
 #include "devices/commands/CommandPath_ATA_SCSI.h"
 #include "devices/commands/CommandPath_NVME.h"
 #include "devices/commands/CommandPath_SCSI.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/properties/PropertyList.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

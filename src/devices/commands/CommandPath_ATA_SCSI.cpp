@@ -4,6 +4,7 @@
 #include <array>
 
 #include "devices/commands/SenseData.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

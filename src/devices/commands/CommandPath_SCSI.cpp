@@ -9,6 +9,7 @@
 
 #include "devices/commands/SenseData.h"
 #include "frame/Logger.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -6,7 +6,7 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/commands/CommandSet_SCSI.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/properties/PropertyList.h"
 
 namespace Morvu::DeviceManagement {

@@ -4,8 +4,9 @@
 
 #include "devices/commands/AtaOpcodes.h"
 #include "devices/commands/CommandPath.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/DriverProperties.h"
 #include "devices/properties/PropertyList.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -7,7 +7,6 @@
 
 #include "devices/commands/CommandPath_NVME.h"
 #include "devices/commands/NvmeOpcodes.h"
-#include "devices/properties/PropertyCatalogue.h"
 #include "devices/properties/PropertyList.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"

@@ -3,7 +3,6 @@
 #include <array>
 
 #include "devices/commands/ScsiOpcodes.h"
-#include "devices/properties/PropertyCatalogue.h"
 #include "devices/properties/PropertyList.h"
 
 namespace Morvu::DeviceManagement {

@@ -10,9 +10,13 @@
 #include "devices/discovery/OsPartition.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "devices/system/SystemFacts.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"
+#include "frame/status/Commands.h"
 #include "messaging/ResultTable.h"
 
 namespace Morvu::DeviceManagement {
@@ -272,7 +276,8 @@ std::vector<std::string> FindNodesBySerial(std::string_view serial) {
   const auto facts = SystemFacts::Read();
   std::vector<std::string> nodes;
   const auto keep = [&](const std::string& path) {
-    if (facts.FindSerialNumber(path) == serial) nodes.push_back(path);
+    const auto known = facts.FindSerialNumber(path);
+    if (known.empty() || known == serial) nodes.push_back(path);
   };
   for (const auto& name : facts.GetGenericNodes().value_or(nodes)) keep("/dev/" + name);
   for (const auto& path : facts.GetNvmeNodes().value_or(std::vector<std::string>())) {

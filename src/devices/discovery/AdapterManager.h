@@ -66,7 +66,8 @@ class AdapterManager {
   std::shared_ptr<Adapter_Generic_Linux> generic_;
 };
 
-// The nodes of the drives with this serial number, as far as the kernel knows it by itself.
+// The nodes of the drives with this serial number, and of those whose serial number the
+// kernel does not know by itself.
 std::vector<std::string> FindNodesBySerial(std::string_view serial);
 // The nodes of the drives to which a path leads: a node that a scan lists, the block node of
 // the same device, a controller with all its namespaces, or a symbolic link to one of these.

@@ -8,6 +8,8 @@
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "devices/system/SystemFacts.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"

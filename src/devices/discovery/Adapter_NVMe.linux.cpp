@@ -10,6 +10,8 @@
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemFacts.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"

@@ -6,6 +6,13 @@
 #include "devices/identification/Products.h"
 #include "devices/model/Adapter.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

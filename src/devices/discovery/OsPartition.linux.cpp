@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
 #include "devices/system/MountTable.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"

@@ -9,6 +9,8 @@
 #include "devices/identification/DeviceIdentification_System.h"
 #include "devices/identification/ProductDetection.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -45,10 +47,12 @@ DeviceIdentification::DeviceIdentification(Device* device) : device_(device) {
   }
 }
 
-void DeviceIdentification::DetectProduct() {
-  if (device_ == nullptr) return;
+bool DeviceIdentification::DetectProduct() {
+  if (device_ == nullptr) return false;
   auto& properties = device_->GetProperties();
-  ProductDetection(properties).Merge(properties);
+  const ProductDetection detection(properties);
+  detection.Merge(properties);
+  return detection.GetOutput().Has(Properties::Product);
 }
 
 std::uint32_t DeviceIdentification::CheckedSectorSize(std::uint64_t told) {
@@ -66,6 +70,7 @@ bool IdentifyDevice(Device* device) {
 
 bool UpdateProperties(Device& device) {
   const bool identified = IdentifyDevice(&device);
+  // On ATA the count of sectors stands there: the size is told one sector too large.
   const auto* last = device.GetProperties().Find(Properties::MaximumLBA);
   const bool hasSize = last != nullptr && last->HasValue();
   device.AddProperty(

@@ -23,8 +23,9 @@ class DeviceIdentification {
   virtual bool Identify() = 0;
 
  protected:
-  // Adds to the device's properties which product it is, as far as they tell.
-  void DetectProduct();
+  // Adds to the device's properties which product it is, as far as they tell. Whether
+  // they do.
+  bool DetectProduct();
   // A sector size that a device told, or the default where it cannot be one.
   static std::uint32_t CheckedSectorSize(std::uint64_t told);
 

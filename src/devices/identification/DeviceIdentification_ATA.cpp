@@ -6,6 +6,15 @@
 #include "devices/identification/Products.h"
 #include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/FirmwareProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/LinkProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
+#include "devices/properties/SettingProperties.h"
 #include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {
@@ -40,6 +49,8 @@ std::string ReadErrorString(const IdentifyData& data) {
   return text.starts_with('*') ? std::string() : text;
 }
 
+// ATA tells a count of sectors, and "MaximumLBA" keeps it; of other drives the property
+// is the last address, which is one less.
 std::uint64_t ReadMaximumLba(const IdentifyData& data) {
   constexpr std::uint32_t kMore = 0xFFFFFFF;  // the drive has more than 28 bits tell
   const auto lba28 = Read(data, Words(60, 2)) & kMore;
@@ -105,6 +116,12 @@ constexpr PropertyField kIdentifyFields[] = {
 };
 // clang-format on
 
+// Word 255, the integrity word of ACS-3: a drive that keeps a checksum says so.
+bool HasWrongChecksum(const IdentifyData& data) {
+  constexpr std::uint8_t kSignature = 0xA5;
+  return data[510] == kSignature && SumOf(data) != 0;
+}
+
 // Neither result matters: a drive that sleeps is awake afterwards.
 void Wake(CommandSet_ATA& ata, IdentifyData& data) {
   if (ata.ataReadDma(data, 0, 1) != Status::Completed) {
@@ -120,7 +137,9 @@ bool DeviceIdentification_ATA::Identify() {
   if (device_ == nullptr) return false;
   DetectProduct();
   const bool answered = ReadIdentifyData();
-  DetectProduct();
+  const bool isKnown = DetectProduct();
+  // A product that the system's cut model told, and the drive's own does not.
+  if (answered && !isKnown) device_->GetProperties().Remove(Properties::Product);
   if (!device_->GetBool(Properties::Morvu)) {
     device_->AddProperty(Properties::DigitalFenceSupported, false);
     device_->AddProperty(Properties::RemoteSecureEraseSupported, false);
@@ -136,6 +155,9 @@ bool DeviceIdentification_ATA::ReadIdentifyData() {
   IdentifyData data{};
   if (!device_->GetBool(Properties::CSMI)) Wake(*ata, data);
   if (ata->ataIdentifyDevice(data) != Status::Completed) return false;
+  if (HasWrongChecksum(data)) {
+    MORVU_LOG(kLogWarning, "Identify", "The checksum of the identify data is wrong.");
+  }
 
   auto& properties = device_->GetProperties();
   PutFields(data, kIdentifyTexts, properties);

@@ -5,6 +5,11 @@
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/LinkProperties.h"
+#include "devices/properties/NamespaceProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {
@@ -73,7 +78,7 @@ void DeviceIdentification_NVME::PutNamespace(ByteView data) {
   if (size == 0) {
     device_->GetProperties().Remove(Properties::MaximumLBA);
   } else {
-    device_->AddProperty(Properties::MaximumLBA, size - 1);
+    device_->AddProperty(Properties::MaximumLBA, size - 1);  // on ATA the count itself
   }
   PutFields(data, kNamespaceFields, device_->GetProperties());
   device_->AddProperty(Properties::SectorSize, CheckedSectorSize(ReadLbaSize(data)));

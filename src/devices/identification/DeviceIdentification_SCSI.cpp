@@ -4,6 +4,8 @@
 
 #include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {
@@ -11,7 +13,7 @@ namespace {
 
 using Block = std::array<std::uint8_t, 512>;
 
-// Standard INQUIRY data (SPC-4, 6.4.2).
+// Standard INQUIRY data (SPC-4).
 // clang-format off
 constexpr PropertyField kInquiryFields[] = {
     {&Properties::ModelNumber,  {16, 16}},
@@ -55,7 +57,7 @@ bool DeviceIdentification_SCSI::ReadCapacity(CommandSet_SCSI& scsi) {
       sectorSize = ReadBig(data, 8, 4);
     }
   }
-  device_->AddProperty(Properties::MaximumLBA, last);
+  device_->AddProperty(Properties::MaximumLBA, last);  // on ATA the count of sectors
   device_->AddProperty(Properties::SectorSize, CheckedSectorSize(sectorSize));
   return true;
 }

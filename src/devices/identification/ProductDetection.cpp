@@ -2,7 +2,9 @@
 
 #include "devices/identification/ProductTable.h"
 #include "devices/identification/Products.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Text.h"
 
 namespace Morvu::DeviceManagement {
@@ -23,6 +25,12 @@ void PutRow(const ProductRow& row, PropertyList& output) {
   if (!row.configId.empty()) Put(output, Properties::ConfigID, row.configId);
   if (row.lsi) Put(output, Properties::LSI, true);
   Put(output, Properties::ProductProtocol, row.protocol);
+}
+
+void PutCutModel(const CutModel& cut, PropertyList& output) {
+  Put(output, Properties::Morvu, true);
+  if (!cut.product.empty()) Put(output, Properties::Product, cut.product);
+  Put(output, Properties::ProductProtocol, cut.protocol);
 }
 
 void PutFamily(const SerialFamily& row, PropertyList& output) {
@@ -65,6 +73,10 @@ ProductDetection::ProductDetection(PropertyList& source) {
     output_.Remove(Properties::Morvu);
     output_.Remove(Properties::Product);
     output_.Remove(Properties::ProductFamily);
+  }
+  // A drive that did not answer is known by what the system tells of it alone.
+  if (output_.IsEmpty()) {
+    if (const auto cut = FindCutModel(model)) PutCutModel(*cut, output_);
   }
   // A maker's name alone makes an unnamed drive of this maker.
   const bool unnamed = output_.GetBool(Properties::Morvu)

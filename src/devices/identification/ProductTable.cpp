@@ -8,6 +8,7 @@
 #include "devices/identification/ProductDetection.h"
 #include "devices/identification/Products.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -137,6 +138,14 @@ bool HasWord(std::string_view list, std::string_view word) {
   return false;
 }
 
+// Standard INQUIRY data (SPC-4) has room for 16 characters of model.
+bool IsCutFrom(std::string_view model, std::string_view whole) {
+  constexpr std::size_t kRoom = 16;
+  if (whole.size() <= kRoom) return false;
+  const auto cut = whole.substr(0, kRoom);
+  return model == cut.substr(0, cut.find_last_not_of(' ') + 1);
+}
+
 }  // namespace
 
 std::span<const Product> GetProducts() { return kProducts; }
@@ -174,6 +183,17 @@ const SerialFamily* FindSerialFamily(std::string_view serialNumber) {
   };
   const auto row = std::ranges::find_if(kFamilies, fits);
   return row == std::end(kFamilies) ? nullptr : row;
+}
+
+std::optional<CutModel> FindCutModel(std::string_view model) {
+  std::optional<CutModel> found;
+  for (const auto& row : kRows) {
+    const auto isCut = [&](std::string_view whole) { return IsCutFrom(model, whole); };
+    if (row.protocol != Ata || std::ranges::none_of(row.Models(), isCut)) continue;
+    if (!found) found = {row.product, row.protocol};
+    if (found->product != row.product) found->product = {};
+  }
+  return found;
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 #include <span>
 #include <string_view>
 
@@ -53,5 +54,13 @@ std::span<const SerialFamily> GetSerialFamilies();
 const ProductRow* FindProductRow(std::string_view model, std::string_view firmware,
                                  std::string_view serialNumber);
 const SerialFamily* FindSerialFamily(std::string_view serialNumber);
+
+// What the 16 characters to which INQUIRY and sysfs cut the model of a SATA drive tell.
+struct CutModel {
+  std::string_view product;  // empty where models of several products begin alike
+  std::string_view protocol;
+};
+// None for a model that is not cut, or is of no row. In upper case, without blanks around it.
+std::optional<CutModel> FindCutModel(std::string_view model);
 
 }  // namespace Morvu::DeviceManagement

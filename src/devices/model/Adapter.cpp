@@ -4,6 +4,8 @@
 #include <tuple>
 
 #include "devices/model/Drive.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
 #include "messaging/ResultTable.h"
 
 namespace Morvu::DeviceManagement {

@@ -1,6 +1,8 @@
 #include "devices/model/Device.h"
 
+#include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemFacts.h"
+#include "frame/status/Partitions.h"
 
 namespace Morvu::DeviceManagement {
 
@@ -23,6 +25,7 @@ bool Device::TestConnection() { return path_->TestDevice(); }
 void Device::CopyFrom(const Device& other) {
   if (&other == this) return;
   properties_ = other.properties_;
+  properties_.Rebind(&other, this);
   parent_ = other.parent_;
   keptParent_ = parent_ == nullptr ? nullptr : parent_->weak_from_this().lock();
   options_ = other.options_;

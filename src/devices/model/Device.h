@@ -13,7 +13,6 @@
 #include "devices/commands/CommandSet.h"
 #include "devices/model/Partition.h"
 #include "devices/model/ScanOptions.h"
-#include "devices/properties/PropertyCatalogue.h"
 #include "devices/properties/PropertyList.h"
 
 namespace Morvu::DeviceManagement {

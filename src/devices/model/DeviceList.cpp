@@ -2,6 +2,10 @@
 
 #include <algorithm>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "frame/status/Commands.h"
+
 namespace Morvu::DeviceManagement {
 namespace {
 

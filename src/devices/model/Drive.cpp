@@ -4,6 +4,8 @@
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Text.h"
 #include "messaging/ResultTable.h"
 

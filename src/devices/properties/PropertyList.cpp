@@ -51,4 +51,8 @@ void PropertyList::Merge(const PropertyList& other) {
   for (const auto& property : other) Add(property);
 }
 
+void PropertyList::Rebind(const void* from, const void* to) {
+  for (auto& property : properties_) property.Rebind(from, to);
+}
+
 }  // namespace Morvu::DeviceManagement

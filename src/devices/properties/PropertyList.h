@@ -29,6 +29,8 @@ class PropertyList {
 
   // Adds all values of `other`, which win over those that are here.
   void Merge(const PropertyList& other);
+  // Lets the dynamic values that asked `from` ask `to`.
+  void Rebind(const void* from, const void* to);
 
   auto begin() const { return properties_.begin(); }
   auto end() const { return properties_.end(); }

@@ -10,6 +10,8 @@
 #include "frame/border/EventCallbacks.h"
 #include "frame/border/ReplyQueues.h"
 #include "frame/border/SubjectMap.h"
+#include "frame/status/Files.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
 #include "morvu/ssd_features.h"

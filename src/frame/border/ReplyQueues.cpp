@@ -5,6 +5,7 @@
 #include <utility>
 
 #include "frame/Text.h"
+#include "frame/status/Requests.h"
 
 namespace Morvu {
 

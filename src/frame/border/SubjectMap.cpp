@@ -2,6 +2,7 @@
 
 #include <vector>
 
+#include "devices/properties/FirmwareProperties.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "messaging/features/Feature.h"
 #include "messaging/jobs/JobTime.h"

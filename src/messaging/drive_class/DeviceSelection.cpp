@@ -5,6 +5,7 @@
 #include <optional>
 #include <string>
 
+#include "devices/properties/BasicProperties.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MorvuSSD.h"

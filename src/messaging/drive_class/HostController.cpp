@@ -3,7 +3,10 @@
 #include <string>
 
 #include "devices/model/Device.h"
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"

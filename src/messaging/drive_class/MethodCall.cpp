@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "frame/status/Requests.h"
 #include "messaging/ResultTable.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MorvuSSD.h"

@@ -4,8 +4,11 @@
 
 #include "devices/model/DeviceList.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MethodCall.h"
 #include "messaging/features/Feature.h"

@@ -2,7 +2,18 @@
 #include <functional>
 #include <vector>
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/FirmwareProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/LinkProperties.h"
+#include "devices/properties/NamespaceProperties.h"
+#include "devices/properties/NvmeFeatureProperties.h"
+#include "devices/properties/ProductProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
+#include "devices/properties/SettingProperties.h"
 #include "messaging/drive_class/Features.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "operations/firmware/FirmwareUpdate.h"

@@ -1,5 +1,6 @@
 #include "messaging/features/Parser.h"
 
+#include "devices/properties/BasicProperties.h"
 #include "messaging/XmlMessaging.h"
 
 namespace Morvu {

@@ -4,6 +4,7 @@
 #include <boost/thread/thread.hpp>
 
 #include "devices/identification/Products.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/DeviceSelection.h"
 #include "messaging/jobs/NotificationService.h"

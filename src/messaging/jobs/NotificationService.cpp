@@ -1,6 +1,8 @@
 #include "messaging/jobs/NotificationService.h"
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 

@@ -4,6 +4,8 @@
 
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Requests.h"
 #include "messaging/features/JobContext.h"
 #include "operations/Operation.h"
 

@@ -2,6 +2,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "devices/properties/NamespaceProperties.h"
 #include "operations/erase/Format.h"
 
 namespace Morvu {

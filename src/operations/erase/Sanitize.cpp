@@ -5,8 +5,14 @@
 #include <chrono>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
+#include "frame/status/Requests.h"
+#include "frame/status/Testing.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

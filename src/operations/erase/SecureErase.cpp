@@ -4,8 +4,15 @@
 #include <array>
 #include <chrono>
 
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ScanProperties.h"
+#include "devices/properties/SecurityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Partitions.h"
+#include "frame/status/Requests.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

@@ -1,7 +1,10 @@
 #include "operations/erase/SendFormat.h"
 
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Partitions.h"
 #include "operations/Operation.h"
 #include "operations/erase/Sanitize.h"
 #include "operations/erase/SecureErase.h"

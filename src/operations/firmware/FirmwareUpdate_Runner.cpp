@@ -3,7 +3,13 @@
 #include <algorithm>
 #include <string_view>
 
-#include "devices/properties/PropertyCatalogue.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/FirmwareProperties.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Health.h"
+#include "frame/status/Selection.h"
+#include "frame/status/Testing.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"

@@ -4,8 +4,17 @@
 #include <vector>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/DriverProperties.h"
+#include "devices/properties/FirmwareProperties.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/properties/ProductProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Firmware.h"
+#include "frame/status/Health.h"
+#include "frame/status/Testing.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

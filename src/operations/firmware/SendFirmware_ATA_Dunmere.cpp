@@ -4,6 +4,7 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "frame/Logger.h"
+#include "frame/status/Firmware.h"
 
 namespace Morvu {
 namespace {

@@ -7,6 +7,7 @@
 #include "devices/model/Adapter.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Firmware.h"
 
 namespace Morvu {
 

@@ -5,6 +5,7 @@
 
 #include "devices/commands/CommandSet_SCSI.h"
 #include "frame/Logger.h"
+#include "frame/status/Firmware.h"
 
 namespace Morvu {
 namespace {

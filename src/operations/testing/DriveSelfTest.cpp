@@ -6,8 +6,14 @@
 #include <memory>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/status/Commands.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Health.h"
+#include "frame/status/Requests.h"
+#include "frame/status/Testing.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

@@ -2,6 +2,10 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "frame/Logger.h"
+#include "frame/status/Commands.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Requests.h"
+#include "frame/status/Testing.h"
 #include "operations/Operation.h"
 
 namespace Morvu {

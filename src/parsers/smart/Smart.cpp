@@ -5,8 +5,11 @@
 
 #include "devices/model/DeviceList.h"
 #include "devices/model/Drive.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "parsers/smart/SmartParser.h"

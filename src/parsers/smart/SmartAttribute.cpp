@@ -8,6 +8,8 @@
 
 #include "devices/identification/Products.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/properties/ProductProperties.h"
 #include "frame/Text.h"
 #include "messaging/PageTable.h"
 #include "messaging/XmlMessaging.h"

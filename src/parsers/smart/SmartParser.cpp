@@ -3,6 +3,7 @@
 #include <boost/property_tree/ptree.hpp>
 
 #include "frame/Logger.h"
+#include "frame/status/Drives.h"
 #include "operations/Operation.h"
 #include "parsers/smart/SmartParserCore_ATA.h"
 #include "parsers/smart/SmartParserCore_NVMe.h"

@@ -1,11 +1,14 @@
 #include "parsers/smart/SmartParserCore_ATA.h"
 
+#include <algorithm>
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/identification/Products.h"
+#include "devices/properties/ProductProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Health.h"
 #include "parsers/smart/SmartAttributeEntry.h"
 #include "parsers/smart/SmartAttribute_ATA.h"
 
@@ -21,7 +24,6 @@ using Sector = std::array<std::uint8_t, kSectorSize>;
 // Both sectors: a revision, then the entries.
 constexpr std::size_t kFirstEntry = 2;
 constexpr std::size_t kEntryCount = 30;
-static_assert(kFirstEntry + SmartEntry::kSize * kEntryCount <= kSectorSize);
 
 constexpr std::uint16_t kPreFailure = 1 << 0;
 
@@ -41,7 +43,37 @@ constexpr auto kLifePercent = [] {
 }();
 static_assert(kLifePercent[100] == 100 && kLifePercent[29] == 28 && kLifePercent[1] == 1);
 
+// What stands behind the attributes, the drive's capabilities among it: never all zero.
+constexpr std::size_t kBehindEntries = kFirstEntry + SmartEntry::kSize * kEntryCount;
+static_assert(kBehindEntries < kSectorSize);
+
+bool IsZero(ByteView bytes) {
+  return std::ranges::all_of(bytes, [](auto byte) { return byte == 0; });
+}
+
+// The layer below may tell no residual: a sector that came short is known by its
+// checksum and by what is missing. A checksum alone may be a drive's own fault.
+bool IsShort(ByteView data) { return SumOf(data) != 0 && IsZero(data.subspan(kBehindEntries)); }
+
+// Whether an attribute has no threshold because the sector came short, or not at all.
+bool LacksThresholds(ByteView data, ByteView thresholds) {
+  if (SumOf(thresholds) == 0 && !IsZero(thresholds)) return false;
+  for (auto at = kFirstEntry; at < kBehindEntries; at += SmartEntry::kSize) {
+    if (data[at] != 0 && IsZero(thresholds.subspan(at, SmartEntry::kSize))) return true;
+  }
+  return false;
+}
+
 bool IsWorkload(std::string_view id) { return id == "E2" || id == "E3" || id == "E4"; }
+
+void CheckSum(ByteView sector, std::string_view name) {
+  const auto text = std::string(name);
+  if (SumOf(sector) != 0) {
+    MORVU_LOG(kLogWarning, "ParseSMART", "The checksum of the SMART " + text + " sector is wrong.");
+  } else if (IsZero(sector)) {
+    MORVU_LOG(kLogWarning, "ParseSMART", "There is nothing in the SMART " + text + " sector.");
+  }
+}
 
 }  // namespace
 
@@ -64,8 +96,14 @@ bool SmartParserCore_ATA::ReadSectors(ByteSpan data, ByteSpan thresholds) {
   if (ata_->ataSmartReadData(data) != 0) {
     return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
   }
+  CheckSum(data, "data");
+  if (IsShort(data)) return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
   MORVU_LOG(kLogInfo, "ParseSMART", "SMART Read Data successful.");
   if (ata_->ataSmartReadThresholds(thresholds) != 0) {
+    return Fail(Status::SmartThresholdsFailed, "SMART Read Threshold failed.");
+  }
+  CheckSum(thresholds, "threshold");
+  if (LacksThresholds(data, thresholds)) {
     return Fail(Status::SmartThresholdsFailed, "SMART Read Threshold failed.");
   }
   MORVU_LOG(kLogInfo, "ParseSMART", "SMART Read Threshold successful.");

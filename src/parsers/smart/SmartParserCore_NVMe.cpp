@@ -4,8 +4,10 @@
 
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/identification/Products.h"
+#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Health.h"
 #include "parsers/smart/SmartAttributeEntry.h"
 
 namespace Morvu {

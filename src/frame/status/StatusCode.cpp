@@ -1,4 +1,4 @@
-#include "frame/StatusCode.h"
+#include "frame/status/StatusCode.h"
 
 #include <algorithm>
 #include <iterator>
@@ -16,10 +16,14 @@ struct StatusText {
 };
 
 constexpr StatusText kStatusTexts[] = {
-#include "frame/StatusTexts.inc"
+#define STATUS(code, group, name, text) {code, text},
+#include "frame/status/StatusCodes.inc"
+#undef STATUS
 };
 
-static_assert(std::size(kStatusTexts) == 281);
+constexpr bool HasText(const StatusText& row) { return !row.text.empty(); }
+
+static_assert(std::ranges::count_if(kStatusTexts, HasText) == 281);
 static_assert(std::ranges::adjacent_find(kStatusTexts, std::ranges::greater_equal{},
                                          &StatusText::code) == std::end(kStatusTexts),
               "codes rise strictly");
@@ -30,7 +34,9 @@ std::string GetStatusText(StatusCode code) {
   const auto number = std::to_string(code.Value());
   if (code.IsSystemError()) return "OS Error: " + number;
   const auto row = std::ranges::lower_bound(kStatusTexts, code.Value(), {}, &StatusText::code);
-  if (row == std::end(kStatusTexts) || row->code != code.Value()) return "Unknown error: " + number;
+  if (row == std::end(kStatusTexts) || row->code != code.Value() || !HasText(*row)) {
+    return "Unknown error: " + number;
+  }
   return std::string(row->text);
 }
 

@@ -1,0 +1,21 @@
+// The gate before an option that destroys data: a line with anything doubtful about it
+// erases nothing.
+#pragma once
+
+#include <cstddef>
+#include <string_view>
+
+namespace Morvu {
+
+// What a line with such an option says.
+struct EraseLine {
+  bool isDoubtful;       // a word was not understood, or an option stands twice
+  std::size_t features;  // options that are carried out on a drive
+  std::size_t drives;    // different ones that the selections name
+  bool isShared;         // a selection names several drives by one word
+};
+
+// Why the line is refused, for a person; empty when the option may be carried out.
+std::string_view FindEraseRefusal(const EraseLine& line);
+
+}  // namespace Morvu

@@ -1,0 +1,168 @@
+// Lines with an option that destroys data: what is doubtful about them, and that nothing
+// reaches the drive then.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+#include <sys/wait.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <csignal>
+#include <string>
+#include <vector>
+
+#include "support/EraseScene.h"
+
+namespace Morvu {
+namespace {
+
+using namespace EraseTesting;
+using Simulator::Fault;
+using ::testing::HasSubstr;
+
+// Two drives, both full of data; "B" is the second one's serial number.
+class EraseGate : public ::testing::Test {
+ protected:
+  EraseGate() {
+    auto spec = SataSpec();
+    for (const auto* serial : {"A", "B"}) {
+      spec.serial = serial;
+      auto drive = fleet.Add(spec);
+      drive.WriteMedium(0, content);
+      drives.push_back(drive);
+    }
+  }
+
+  bool AreUntouched() {
+    return std::ranges::all_of(
+        drives, [&](auto& drive) { return drive.ReadMedium(0, content.size()) == content; });
+  }
+
+  static void SetSerial(Simulator::SimulatedDrive& drive, std::string_view serial) {
+    auto& text = drive.State().serial;
+    std::ranges::fill(text, '\0');
+    std::ranges::copy(serial, text);
+  }
+
+  Simulator::TestFleet fleet;
+  std::vector<Simulator::SimulatedDrive> drives;
+  const Bytes content = Bytes(4096, 0xA5);
+};
+
+struct Refused {
+  std::vector<std::string> words;
+  StatusCode code;
+  std::string_view reason;
+};
+void PrintTo(const Refused& line, std::ostream* out) {
+  for (const auto& word : line.words) *out << word << ' ';
+}
+
+class RefusedErase : public EraseGate, public ::testing::WithParamInterface<Refused> {};
+
+TEST_P(RefusedErase, ErasesNothing) {
+  const auto outcome = RunLine(GetParam().words, "y\n");
+  EXPECT_EQ(outcome.code, GetParam().code);
+  EXPECT_TRUE(AreUntouched());
+  EXPECT_THAT(outcome.output, HasSubstr(GetParam().reason));
+}
+
+constexpr std::string_view kDoubtful = "is not";
+constexpr std::string_view kAlone = "must be the only";
+constexpr std::string_view kSelect = "select the drive with";
+constexpr std::string_view kSeveral = "more than one";
+
+const Refused kRefused[] = {
+    // A second feature, wherever it stands.
+    {{"-drive_serial", "A", "-secure_erase", "-force", "-smart"}, 73, kAlone},
+    {{"-drive_serial", "A", "-smart", "-secure_erase", "-force"}, 73, kAlone},
+    {{"-drive_serial", "A", "-format", "-sanitize", "block", "-force"}, 73, kAlone},
+    {{"-drive_serial", "A", "-standby_immediate", "-format", "-force"}, 73, kAlone},
+    // Two drives, by two options or by one that stands twice.
+    {{"-drive_index", "0", "-drive_serial", "B", "-secure_erase", "-force"}, 73, kSeveral},
+    {{"-drive_serial", "A", "-secure_erase", "-force", "-drive_serial", "B"}, 73, kDoubtful},
+    {{"-drive_index", "0", "1", "-secure_erase", "-force"}, 73, "Invalid arguments"},
+    // None.
+    {{"-secure_erase", "-force"}, 73, kSelect},
+    {{"-sanitize", "block", "-force"}, 73, kSelect},
+    {{"-format", "-force"}, 73, kSelect},
+    // Words that were not understood.
+    {{"-drive_serial", "A", "-secure_erase", "now", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-sanitize", "block", "crypto", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-sanitize", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-format", "-1", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-format", "-force", "now"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-format", "-froce", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "B", "-secure_erase", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-format", "0", "-format", "1", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-format", "0", "0", "0", "0", "0", "0", "-force"}, 73, "Too many"},
+};
+INSTANTIATE_TEST_SUITE_P(Lines, RefusedErase, ::testing::ValuesIn(kRefused));
+
+// One drive may be named twice over.
+TEST_F(EraseGate, LetsTwoSelectionsOfOneDrivePass) {
+  EXPECT_EQ(RunLine({"-drive_index", "0", "-drive_serial", "A", "-secure_erase", "-force"}).code,
+            0);
+  EXPECT_EQ(drives[0].ReadMedium(0, content.size()), Bytes(content.size()));
+  EXPECT_EQ(drives[1].ReadMedium(0, content.size()), content);
+}
+
+TEST_F(EraseGate, RefusesASerialNumberThatTwoDrivesBear) {
+  SetSerial(drives[1], "A");
+  const auto outcome = RunLine({"-drive_serial", "A", "-secure_erase", "-force"});
+  EXPECT_EQ(outcome.code, 73);
+  EXPECT_TRUE(AreUntouched());
+  EXPECT_THAT(outcome.output, HasSubstr("several drives"));
+  EXPECT_EQ(RunLine({"-drive_path", drives[1].Node(), "-secure_erase", "-force"}).code, 0);
+  EXPECT_EQ(drives[0].ReadMedium(0, content.size()), content);
+}
+
+// An empty serial number is nobody's, also where a drive tells none.
+TEST_F(EraseGate, AnEmptySelectionSelectsNoDrive) {
+  SetSerial(drives[0], "");
+  for (const std::string option : {"-drive_serial", "-drive_path", "-drive_letter"}) {
+    const auto outcome = RunLine({option, "", "-secure_erase", "-force"});
+    EXPECT_THAT(outcome.output, HasSubstr("Drive could not be found")) << option;
+    EXPECT_TRUE(AreUntouched()) << option;
+  }
+}
+
+// ---- Signals ----
+
+// Runs the line in a process of its own, which gets the signal at the command with this
+// opcode; how it ended.
+int RunInAProcess(Simulator::SimulatedDrive& drive, int signal, int opcode) {
+  drive.Inject(Fault::Signal(signal).OnOpcode(static_cast<std::uint8_t>(opcode)).Times(1));
+  const pid_t child = fork();
+  if (child == 0) {
+    std::signal(signal, SIG_DFL);
+    (void)RunLine({"-drive_serial", "A", "-secure_erase", "-force"});
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  drive.ClearFaults();
+  return status;
+}
+
+struct SentSignal {
+  int signal;
+  bool stops;
+};
+class HeldSignal : public EraseGate, public ::testing::WithParamInterface<SentSignal> {};
+
+// It comes while the drive has the password: that is taken off first, and then the tool
+// ends by the signal, as a loop in a shell expects of it.
+TEST_P(HeldSignal, EndsTheToolOnceThePasswordIsOff) {
+  constexpr int kErasePrepare = 0xF3;
+  const auto status = RunInAProcess(drives[0], GetParam().signal, kErasePrepare);
+  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == GetParam().signal) << status;
+  EXPECT_FALSE(drives[0].State().ata.security.enabled);
+  EXPECT_EQ(AreUntouched(), GetParam().stops);
+}
+INSTANTIATE_TEST_SUITE_P(Signals, HeldSignal,
+                         ::testing::Values(SentSignal{SIGINT, true}, SentSignal{SIGTERM, true},
+                                           SentSignal{SIGHUP, true}, SentSignal{SIGQUIT, true},
+                                           SentSignal{SIGPIPE, false}, SentSignal{SIGXFSZ, false}));
+
+}  // namespace
+}  // namespace Morvu

@@ -1,0 +1,263 @@
+// Every method and option of every family, under faults and cancels: whatever happens, the
+// end that is told is true, data are gone only where a command that takes them was carried
+// out, and nothing is left behind. The list of the records is the list of what is swept: a
+// new family stands here by itself, and one that destroys has to have its scenes below.
+#include <algorithm>
+#include <memory>
+#include <string>
+#include <vector>
+
+#include "gtest/gtest.h"
+#include "messaging/drive_class/Features.h"
+#include "support/EraseScene.h"
+#include "support/FirmwareModules.h"
+#include "support/Sweep.h"
+
+namespace Morvu {
+namespace {
+
+using namespace EraseTesting;
+using Simulator::Fault;
+using Testing::SweepCancels;
+using Testing::SweepFaults;
+using Testing::SweptRun;
+
+// ---- Scenes ----
+
+constexpr std::string_view kImage = "IMAGE";  // stands for the path of a firmware image
+
+// How a method or an option is run well.
+struct FeatureScene {
+  std::string_view name;  // of the method or the option
+  std::string_view label{};
+  Simulator::DriveSpec (*spec)() = &SataSpec;
+  MethodParameters parameters{};
+  std::vector<std::string> words{};
+  bool erases = false;     // the good run leaves nothing on the medium
+  bool canCancel = false;  // it asks whether it is to stop
+  bool isSilent = false;   // it sends no command
+};
+
+const FeatureScene kScenes[] = {
+    {.name = "Delete", .label = "Sata", .erases = true, .canCancel = true},
+    {.name = "Delete", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
+    {.name = "Format", .spec = &NvmeSpec, .erases = true},
+    {.name = "SecureErase", .erases = true, .canCancel = true},
+    {.name = "Sanitize",
+     .parameters = {{"SanitizeType", "block"}},
+     .erases = true,
+     .canCancel = true},
+    {.name = "-format", .label = "Sata", .erases = true, .canCancel = true},
+    {.name = "-format", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
+    {.name = "-secure_erase", .erases = true, .canCancel = true},
+    {.name = "-sanitize", .words = {"block"}, .erases = true, .canCancel = true},
+
+    {.name = "DriveSelfTest", .parameters = {{"SelfTest", "short"}}, .canCancel = true},
+    {.name = "-self_test", .label = "Watched", .words = {"short", "captiveOffline"}},
+    {.name = "-self_test", .label = "Started", .words = {"short"}},
+    {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .canCancel = true},
+    {.name = "-firmware_update", .words = {std::string(kImage), "-force"}},
+    {.name = "SmartParser", .label = "Sata"},
+    {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
+    {.name = "HostController", .isSilent = true},
+    {.name = "-smart", .label = "Sata"},
+    {.name = "-smart", .label = "Nvme", .spec = &NvmeSpec},
+};
+
+// The scenes of a method or an option; of one that has none a plain call, which a family
+// that destroys may not rely on.
+std::vector<FeatureScene> FindScenes(std::string_view name) {
+  std::vector<FeatureScene> found;
+  std::ranges::copy_if(kScenes, std::back_inserter(found),
+                       [&](const FeatureScene& scene) { return scene.name == name; });
+  if (found.empty()) found.push_back({.name = name});
+  return found;
+}
+
+template <typename Visit>
+void VisitRecords(Visit visit) {
+  for (const auto* feature : GetFeatures()) {
+    for (const auto& method : feature->methods) visit(*feature, method.name);
+    for (const auto& option : feature->options) {
+      if (option.category == OptionCategory::Feature) visit(*feature, option.name);
+    }
+  }
+}
+
+std::vector<FeatureScene> ListScenes() {
+  std::vector<FeatureScene> scenes;
+  VisitRecords([&](const FeatureRecord&, std::string_view name) {
+    std::ranges::copy(FindScenes(name), std::back_inserter(scenes));
+  });
+  return scenes;
+}
+
+bool IsOption(const FeatureScene& scene) { return scene.name.starts_with('-'); }
+
+void PrintTo(const FeatureScene& scene, std::ostream* out) { *out << scene.name << scene.label; }
+
+// One run of the scene on either face.
+class FeatureRunScene : public EraseScene {
+ public:
+  explicit FeatureRunScene(const FeatureScene& scene) : EraseScene(scene.spec()), scene_(scene) {
+    const auto image = Testing::MakeSimulatedImage("NEW2", 140'000);
+    EXPECT_TRUE(SaveBinary(ImagePath(), image, false));
+  }
+
+  // The scan of a command line is part of its run.
+  void Prepare() override {
+    if (!IsOption(scene_)) EraseScene::Prepare();
+  }
+
+  StatusCode Run(ProgressReporter& reporter) override {
+    if (!IsOption(scene_)) {
+      auto parameters = scene_.parameters;
+      for (auto& [name, text] : parameters) FillIn(text);
+      return CallMethod(*device(), scene_.name, parameters, reporter);
+    }
+    std::vector<std::string> words = {"-drive_serial", drive.State().serial,
+                                      std::string(scene_.name)};
+    words.insert(words.end(), scene_.words.begin(), scene_.words.end());
+    for (auto& word : words) FillIn(word);
+    const auto outcome = RunLine(words, "y\n");
+    output = outcome.output;
+    return outcome.code;
+  }
+
+  std::string output;
+
+ private:
+  std::string ImagePath() const { return fleet.Folder() + "/image.bin"; }
+  void FillIn(std::string& text) const {
+    if (text == kImage) text = ImagePath();
+  }
+
+  const FeatureScene& scene_;
+};
+
+// ---- What holds after every run ----
+
+constexpr int kSecurityErase = 0xF4;
+constexpr int kDisablePassword = 0xF6;
+constexpr int kSanitize = 0xB4;
+constexpr int kBlockErase = 0x12, kCryptoScramble = 0x11;  // its Features register
+constexpr int kFormatNvm = 0x80;
+
+// A command that takes the data was carried out.
+bool TookData(const std::vector<Simulator::JournalEntry>& commands) {
+  return std::ranges::any_of(commands, [](const Simulator::JournalEntry& command) {
+    if (!command.Succeeded()) return false;
+    const auto feature = command.Features() & 0xFF;
+    if (command.IsAta()) {
+      return command.AtaOpcode() == kSecurityErase ||
+             (command.AtaOpcode() == kSanitize &&
+              (feature == kBlockErase || feature == kCryptoScramble));
+    }
+    return command.ioctl == Simulator::Ioctl::NvmeAdmin && command.Opcode() == kFormatNvm;
+  });
+}
+
+void CheckEnd(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun& run) {
+  SCOPED_TRACE(drive.output);
+  EXPECT_NE(run.code, Status::ReadyToRun);
+  EXPECT_NE(run.code, Status::Running);
+  const bool tookData = TookData(run.commands);
+  if (!tookData || !scene.erases) {
+    EXPECT_TRUE(drive.IsUntouched()) << run.code;
+  }
+  if (run.code == Status::Completed && scene.erases) {
+    EXPECT_TRUE(tookData);
+    EXPECT_TRUE(drive.IsErased());
+  }
+  if (IsOption(scene)) {
+    const auto told = CLIParser::WrapText(GetStatusText(run.code));
+    EXPECT_NE(drive.output.find(told), std::string::npos) << run.code;
+  }
+}
+
+bool HasPassword(FeatureRunScene& drive) { return drive.drive.State().ata.security.enabled != 0; }
+
+class FeatureSweep : public ::testing::TestWithParam<FeatureScene> {
+ protected:
+  std::unique_ptr<FeatureRunScene> Make() { return std::make_unique<FeatureRunScene>(GetParam()); }
+
+  template <typename Check>
+  void Sweep(const Fault& fault, Check check) {
+    if (GetParam().isSilent) {
+      EXPECT_TRUE(
+          Testing::RunGoodScene<FeatureRunScene>([this] { return Make(); }, 0).good.empty());
+      return;
+    }
+    SweepFaults<FeatureRunScene>([this] { return Make(); }, fault,
+                                 [&](FeatureRunScene& drive, const SweptRun& run) {
+                                   CheckEnd(GetParam(), drive, run);
+                                   check(drive, run);
+                                 });
+  }
+};
+
+TEST_P(FeatureSweep, EachCommandFails) {
+  Sweep(Fault::Fail().Times(1), [](FeatureRunScene& drive, const SweptRun& run) {
+    EXPECT_TRUE(!HasPassword(drive) || run.Met().Opcode() == kDisablePassword);
+  });
+}
+
+// A drive that is gone cannot be rid of the password.
+TEST_P(FeatureSweep, TheDriveVanishes) {
+  Sweep(Fault::Vanish(), [](FeatureRunScene&, const SweptRun&) {});
+}
+
+// By a host's request, or by Ctrl-C: while the drive is being changed it asks to stop, and
+// before that it would end the tool, which a handler keeps it from here.
+TEST_P(FeatureSweep, IsCanceled) {
+  std::size_t canceled = 0;
+  const auto check = [&](FeatureRunScene& drive, const SweptRun& run) {
+    CheckEnd(GetParam(), drive, run);
+    EXPECT_FALSE(HasPassword(drive));
+    EXPECT_TRUE(run.code == Status::Completed || run.code == Status::Canceled) << run.code;
+    if (run.code == Status::Canceled) ++canceled;
+  };
+  if (IsOption(GetParam())) {
+    struct sigaction harmless {
+    }, before{};
+    harmless.sa_handler = [](int) {};
+    sigaction(SIGINT, &harmless, &before);
+    SweepFaults<FeatureRunScene>([this] { return Make(); }, Fault::Signal(SIGINT), check);
+    sigaction(SIGINT, &before, nullptr);
+  } else if (GetParam().canCancel) {
+    SweepCancels<FeatureRunScene>([this] { return Make(); }, check);
+  } else {
+    const auto good = Testing::RunGoodScene<FeatureRunScene>([this] { return Make(); }, 0);
+    EXPECT_EQ(good.questions, 0U);
+  }
+  EXPECT_EQ(canceled > 0, GetParam().canCancel);
+}
+
+INSTANTIATE_TEST_SUITE_P(Families, FeatureSweep, ::testing::ValuesIn(ListScenes()),
+                         [](const auto& test) {
+                           auto name = std::string(test.param.name) + std::string(test.param.label);
+                           std::erase(name, '_');
+                           if (name.front() == '-') name.replace(0, 1, "Option");
+                           return name;
+                         });
+
+TEST(FeatureSweeps, HaveAScenePerMethodAndOptionThatDestroysAndNoneElseErases) {
+  VisitRecords([](const FeatureRecord& feature, std::string_view name) {
+    for (const auto& scene : FindScenes(name)) {
+      EXPECT_EQ(scene.erases, feature.destroys)
+          << name << ": one that destroys needs a scene in this test's table";
+    }
+  });
+}
+
+// A scene whose method or option is gone sweeps nothing.
+TEST(FeatureSweeps, HaveNoSceneThatNoRecordBears) {
+  std::vector<std::string_view> names;
+  VisitRecords([&](const FeatureRecord&, std::string_view name) { names.push_back(name); });
+  for (const auto& scene : kScenes) {
+    EXPECT_NE(std::ranges::find(names, scene.name), names.end()) << scene.name;
+  }
+}
+
+}  // namespace
+}  // namespace Morvu
