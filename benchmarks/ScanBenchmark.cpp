@@ -28,7 +28,11 @@ using Simulator::Kind;
 constexpr int kGenericDrives = 60;
 constexpr int kControllers = 4;  // each has one namespace
 static_assert(kGenericDrives + kControllers == 64);
+// A reply that lists 64 drives with all their properties costs several times the scan: the
+// scan is measured behind a question with a short answer.
 constexpr std::string_view kScan =
+    R"(<?xml version="1.0" encoding="utf-8"?><Message cimClass="MorvuJob" scan="True"/>)";
+constexpr std::string_view kScanAndList =
     R"(<?xml version="1.0" encoding="utf-8"?><Message cimClass="MorvuSSD" scan="True"/>)";
 
 struct SentCommand {
@@ -55,10 +59,11 @@ class Host {
   Host(const Host&) = delete;
   Host& operator=(const Host&) = delete;
 
-  // Scans, and fetches the reply that lists the drives; how many it lists.
-  std::size_t Scan() {
+  // Sends a request and fetches its reply; how many drives it lists.
+  std::size_t Call(std::string_view request) {
     std::uint64_t job = 0;
-    if (SendXMLMessage(kScan.data(), kScan.size(), &job, true) != MORVU_STATUS_COMPLETED) return 0;
+    const auto length = static_cast<std::uint32_t>(request.size());
+    if (SendXMLMessage(request.data(), length, &job, true) != MORVU_STATUS_COMPLETED) return 0;
     std::size_t drives = 0;
     for (;;) {
       auto size = static_cast<std::uint32_t>(reply_.size());
@@ -75,7 +80,7 @@ class Host {
   // What a scan sends to the drives.
   std::vector<SentCommand> RecordCommands() {
     for (auto& drive : drives_) drive.ClearJournal();
-    Scan();
+    Call(kScan);
     std::vector<SentCommand> commands;
     for (const auto& drive : drives_) {
       for (auto& entry : drive.Journal()) commands.push_back({drive.Node(), entry});
@@ -169,12 +174,25 @@ BENCHMARK(ScanFloor)->Name("scan_64_drives/floor")->Unit(benchmark::kMillisecond
 
 void ScanLibrary(benchmark::State& state) {
   Host host(false);
-  MeasureProcessor(state, [&] {
-    if (host.Scan() != kGenericDrives + kControllers) state.SkipWithError("drives are missing");
-  });
+  MeasureProcessor(state, [&] { host.Call(kScan); });
+  constexpr std::string_view kList = R"(<Message cimClass="MorvuSSD"/>)";
+  if (host.Call(kList) != kGenericDrives + kControllers) state.SkipWithError("drives are missing");
 }
 BENCHMARK(ScanLibrary)
     ->Name("scan_64_drives/library")
+    ->Unit(benchmark::kMillisecond)
+    ->UseManualTime();
+
+void ScanAndListLibrary(benchmark::State& state) {
+  Host host(false);
+  MeasureProcessor(state, [&] {
+    if (host.Call(kScanAndList) != kGenericDrives + kControllers) {
+      state.SkipWithError("drives are missing");
+    }
+  });
+}
+BENCHMARK(ScanAndListLibrary)
+    ->Name("list_64_drives/library")
     ->Unit(benchmark::kMillisecond)
     ->UseManualTime();
 

@@ -119,6 +119,7 @@ int Open(int (*real)(const char*, int, ...), const char* name, int flags, mode_t
 
 int OpenAt(int (*real)(int, const char*, int, ...), int folder, const char* name, int flags,
            mode_t mode) {
+  if (IsMountInfo(name)) return Fresh(OpenMountInfo());
   const FleetPath path(name);
   return path.TheNode() ? OpenNodeFile(path, flags) : Fresh(real(folder, path.Get(), flags, mode));
 }

@@ -153,7 +153,9 @@ std::vector<std::string> ListNodes(ScanOptions options, const SystemFacts& facts
   for (const auto& space : spaces) {
     if (!options.scanNvme || space.controllers.empty()) generic.push_back(space.path);
   }
-  for (const auto& name : FindGenericCandidates(options, facts)) generic.push_back("/dev/" + name);
+  for (auto& candidate : FindGenericCandidates(options, facts)) {
+    generic.push_back(std::move(candidate.path));
+  }
   std::ranges::sort(generic);
   nodes.insert(nodes.end(), generic.begin(), generic.end());
   return nodes;

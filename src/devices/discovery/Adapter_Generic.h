@@ -1,6 +1,10 @@
 #pragma once
 
+#include <string>
+#include <vector>
+
 #include "devices/model/Adapter.h"
+#include "devices/system/SystemFacts.h"
 
 namespace Morvu::DeviceManagement {
 
@@ -16,12 +20,15 @@ class Adapter_Generic_Linux : public Adapter {
 };
 
 // The generic nodes that a scan asks, by what the kernel shows; told to the log.
-std::vector<std::string> FindGenericCandidates(const ScanOptions& options,
-                                               const SystemFacts& facts);
+struct GenericCandidate {
+  std::string path;  // "/dev/sg0"
+  GenericDevice device;
+};
+std::vector<GenericCandidate> FindGenericCandidates(const ScanOptions& options,
+                                                    const SystemFacts& facts);
 
 // The drive of a namespace's node, on which nothing is asked yet; null when the node cannot be
 // opened, or the namespace's identifier is not known.
-struct NvmeSpace;
 std::unique_ptr<Device> MakeNamespaceDrive(const NvmeSpace& space);
 
 }  // namespace Morvu::DeviceManagement

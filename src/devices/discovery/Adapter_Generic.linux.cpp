@@ -1,7 +1,5 @@
 #include "devices/discovery/Adapter_Generic.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
 
 #include "devices/commands/CommandPath_NVME.h"
@@ -12,17 +10,15 @@
 #include "devices/properties/IdentityProperties.h"
 #include "devices/system/SystemFacts.h"
 #include "frame/Logger.h"
-#include "frame/Text.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
 
 constexpr std::string_view kDiskType = "0";  // SPC-4, table 155: direct access block device
 
-bool IsDisk(const std::string& name, const SystemFacts& facts) {
-  const auto type = facts.ReadGenericAttribute(name, "type");
-  MORVU_LOG(kLogInfo, "FindPhysical", "Checking device: " + type);
-  const bool isDisk = type == kDiskType;
+bool IsDisk(const std::string& name, const GenericDevice& device) {
+  MORVU_LOG(kLogInfo, "FindPhysical", "Checking device: " + device.type);
+  const bool isDisk = device.type == kDiskType;
   MORVU_LOG(kLogInfo, "FindPhysical",
             isDisk ? "Device is a disk drive" : "Device is not a disk drive: " + name);
   return isDisk;
@@ -41,25 +37,15 @@ bool IsOnWantedBus(const std::string& name, bool scanUsb, const SystemFacts& fac
   return wanted;
 }
 
-bool NodeExists(const std::string& path) {
-  struct stat status {};
-  const bool exists = stat(path.c_str(), &status) == 0;
-  MORVU_LOG(kLogInfo, "FindPhysical", (exists ? "Found " : "Failed to find ") + path);
-  return exists;
-}
-
-std::unique_ptr<Device> MakeGenericDrive(const std::string& name, const SystemFacts& facts) {
-  const auto model = facts.ReadGenericAttribute(name, "model");
-  const auto firmware = facts.ReadGenericAttribute(name, "rev");
-  MORVU_LOG(kLogInfo, "FindPhysical", "Model: " + model);
-  MORVU_LOG(kLogInfo, "FindPhysical", "Firmware: " + firmware);
-  const auto path = "/dev/" + name;
-  if (!NodeExists(path)) return nullptr;
+std::unique_ptr<Device> MakeGenericDrive(const GenericCandidate& candidate) {
+  MORVU_LOG(kLogInfo, "FindPhysical", "Model: " + candidate.device.model);
+  MORVU_LOG(kLogInfo, "FindPhysical", "Firmware: " + candidate.device.revision);
+  MORVU_LOG(kLogInfo, "FindPhysical", "Found " + candidate.path);
   MORVU_LOG(kLogInfo, "FindPhysical", "Creating Drive object");
   auto drive = std::make_unique<Drive>();
-  drive->AddProperty(Properties::DevicePath, path);
-  drive->AddProperty(Properties::Firmware, firmware);
-  drive->AddProperty(Properties::ModelNumber, model);
+  drive->AddProperty(Properties::DevicePath, candidate.path);
+  drive->AddProperty(Properties::Firmware, candidate.device.revision);
+  drive->AddProperty(Properties::ModelNumber, candidate.device.model);
   return drive;
 }
 
@@ -110,14 +96,16 @@ std::vector<NvmeSpace> FindSpaces(const ScanOptions& options, const SystemFacts&
 
 }  // namespace
 
-std::vector<std::string> FindGenericCandidates(const ScanOptions& options,
-                                               const SystemFacts& facts) {
+std::vector<GenericCandidate> FindGenericCandidates(const ScanOptions& options,
+                                                    const SystemFacts& facts) {
   MORVU_LOG(kLogInfo, "FindPhysical", "Looking for physical drives");
-  std::vector<std::string> candidates;
-  for (const auto& name : facts.GetGenericNodes().value_or(candidates)) {
-    if (!options.Wants("/dev/" + name)) continue;
-    if (IsDisk(name, facts) && IsOnWantedBus(name, options.scanUsb, facts)) {
-      candidates.push_back(name);
+  std::vector<GenericCandidate> candidates;
+  for (const auto& name : facts.GetGenericNodes().value_or(std::vector<std::string>())) {
+    auto path = "/dev/" + name;
+    if (!options.Wants(path)) continue;
+    auto device = facts.ReadGenericDevice(name);
+    if (IsDisk(name, device) && IsOnWantedBus(name, options.scanUsb, facts)) {
+      candidates.push_back({std::move(path), std::move(device)});
     }
   }
   return candidates;
@@ -144,8 +132,8 @@ std::unique_ptr<Device> MakeNamespaceDrive(const NvmeSpace& space) {
 void Adapter_Generic_Linux::ScanDrives(const ScanOptions& options, const SystemFacts& facts) {
   MORVU_LOG(kLogInfo, "ScanDrives", "Scanning for drives");
   Devices found;
-  for (const auto& name : FindGenericCandidates(options, facts)) {
-    if (auto drive = MakeGenericDrive(name, facts)) found.push_back(std::move(drive));
+  for (const auto& candidate : FindGenericCandidates(options, facts)) {
+    found.push_back(MakeGenericDrive(candidate));
   }
   const auto generic = found.size();
   for (const auto& space : FindSpaces(options, facts)) {

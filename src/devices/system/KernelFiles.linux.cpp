@@ -19,13 +19,25 @@ struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
+int OpenAt(int folder, const std::string& path, int flags) {
+  int handle = -1;
+  do {
+    handle = openat(folder, path.c_str(), flags | O_CLOEXEC | O_NOCTTY);
+  } while (handle < 0 && errno == EINTR);
+  return handle;
+}
+
+std::optional<std::string> ReadLinkAt(int folder, const std::string& path) {
+  char target[4096];
+  const auto length = readlinkat(folder, path.c_str(), target, sizeof target);
+  if (length < 0 || static_cast<std::size_t>(length) == sizeof target) return {};
+  return std::string(target, static_cast<std::size_t>(length));
+}
+
 class OpenFile {
  public:
-  explicit OpenFile(const std::string& path) {
-    do {
-      handle_ = open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NOCTTY);
-    } while (handle_ < 0 && errno == EINTR);
-  }
+  explicit OpenFile(const std::string& path) : OpenFile(AT_FDCWD, path) {}
+  OpenFile(int folder, const std::string& path) : handle_(OpenAt(folder, path, O_RDONLY)) {}
   ~OpenFile() {
     if (handle_ >= 0) close(handle_);
   }
@@ -34,7 +46,7 @@ class OpenFile {
 
   // Appends the next piece: how long it is, 0 at the end, negative on a failure.
   ssize_t Read(std::string& text) const {
-    char block[16384];
+    char block[4096];
     ssize_t count = 0;
     do {
       count = read(handle_, block, sizeof block);
@@ -44,7 +56,7 @@ class OpenFile {
   }
 
  private:
-  int handle_ = -1;
+  int handle_;
 };
 
 }  // namespace
@@ -69,12 +81,24 @@ std::optional<std::vector<std::string>> ListFolder(const std::string& path) {
   return names;
 }
 
-std::optional<std::string> ReadLink(const std::string& path) {
-  std::string target(4096, '\0');
-  const auto length = readlink(path.c_str(), target.data(), target.size());
-  if (length < 0 || static_cast<std::size_t>(length) == target.size()) return {};
-  target.resize(static_cast<std::size_t>(length));
-  return target;
+std::optional<std::string> ReadLink(const std::string& path) { return ReadLinkAt(AT_FDCWD, path); }
+
+KernelFolder::KernelFolder(const std::string& path)
+    : handle_(OpenAt(AT_FDCWD, path, O_RDONLY | O_DIRECTORY)) {}
+
+KernelFolder::~KernelFolder() {
+  if (handle_ >= 0) close(handle_);
+}
+
+std::optional<std::string> KernelFolder::ReadLinkOf(const std::string& name) const {
+  return ReadLinkAt(handle_, name);
+}
+
+// sysfs gives the whole of an attribute, a page at most, in one read.
+std::string KernelFolder::ReadAttributeOf(const std::string& name) const {
+  const OpenFile file(handle_, name);
+  std::string text;
+  return file.Read(text) < 0 ? std::string() : Trim(text);
 }
 
 std::optional<std::string> ReadKernelFile(const std::string& path) {

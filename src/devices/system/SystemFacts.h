@@ -23,6 +23,13 @@ struct NvmeSpace {
   Names controllers;                        // that reach it: "/dev/nvme0"; by their names
 };
 
+// A SCSI device as its INQUIRY told it to the kernel; empty where it could not be read.
+struct GenericDevice {
+  std::string type;  // SPC-4, table 155
+  std::string model;
+  std::string revision;
+};
+
 class SystemFacts {
  public:
   static SystemFacts Read();
@@ -36,8 +43,8 @@ class SystemFacts {
   const std::optional<std::vector<NvmeSpace>>& GetNvmeSpaces() const { return nvmeSpaces_; }
   const std::optional<MountTable>& GetMounts() const { return mounts_; }
 
-  // What sysfs shows of the device behind a generic node: "type", "model", "rev".
-  std::string ReadGenericAttribute(std::string_view name, std::string_view attribute) const;
+  // What sysfs shows of the device behind a generic node, "sg0".
+  GenericDevice ReadGenericDevice(std::string_view name) const;
   // Whether the way to the device goes by a USB port.
   std::optional<bool> IsUsb(std::string_view name) const;
   // The serial number that the kernel has read from a drive behind a generic node or an

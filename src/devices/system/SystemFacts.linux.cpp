@@ -92,15 +92,17 @@ std::optional<SystemFacts::Links> SystemFacts::ReadLinks(const std::string& fold
   if (access(std::string(kBlockClass).c_str(), F_OK) != 0) return {};
   const auto names = ListFolder(folder);
   if (!names) return {};
+  const KernelFolder opened(folder);
   Links links;
   for (const auto& name : *names) {
-    const auto target = ReadLink(folder + name);
+    const auto target = opened.ReadLinkOf(name);
     if (!target) {
       if (errno == ENOENT || errno == EINVAL) continue;  // it went meanwhile; it is no link
       return {};
     }
     const auto devices = target->find(kDevices);
-    if (devices != target->npos) links.emplace(name, target->substr(devices + kDevices.size()));
+    if (devices == target->npos) continue;
+    links.emplace_hint(links.end(), name, target->substr(devices + kDevices.size()));
   }
   return links;
 }
@@ -134,9 +136,10 @@ std::vector<NvmeSpace> SystemFacts::FindNvmeSpaces() const {
   return spaces;
 }
 
-std::string SystemFacts::ReadGenericAttribute(std::string_view name,
-                                              std::string_view attribute) const {
-  return ReadAttribute(Path(kGenericClass, name, "/device/").append(attribute));
+GenericDevice SystemFacts::ReadGenericDevice(std::string_view name) const {
+  const KernelFolder device(Path(kGenericClass, name, "/device"));
+  return {device.ReadAttributeOf("type"), device.ReadAttributeOf("model"),
+          device.ReadAttributeOf("rev")};
 }
 
 std::optional<bool> SystemFacts::IsUsb(std::string_view name) const {
@@ -166,7 +169,7 @@ std::uint64_t SystemFacts::FindWorldWideName(std::string_view devicePath) const 
   constexpr std::size_t kDigits = 16;  // a longer one does not fit, and cut it tells nothing
   const auto name = GetNodeName(devicePath);
   if (!IsGenericName(name)) return 0;
-  const auto text = ReadGenericAttribute(name, "wwid");
+  const auto text = ReadAttribute(Path(kGenericClass, name, "/device/wwid"));
   if (!text.starts_with(kNaa) || text.size() != kNaa.size() + kDigits) return 0;
   std::uint64_t value = 0;
   const auto* end = text.data() + text.size();
