@@ -3,7 +3,20 @@ find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS thread date_time filesystem regex)
 find_library(CRYPTOPP_LIBRARY cryptopp REQUIRED)
 
+# A program whose property MORVU_ARCHIVES is set links their archives: little of them is used,
+# and to load the shared ones, with ICU behind Boost.Regex, takes four fifths of a start of
+# morvussd. The shared library can not: on x86_64 the archives hold no position-independent code.
 add_library(morvu_dependencies INTERFACE)
-target_link_libraries(morvu_dependencies INTERFACE
-  Boost::thread Boost::date_time Boost::filesystem Boost::regex
-  ${CRYPTOPP_LIBRARY} Threads::Threads ${CMAKE_DL_LIBS} rt)
+function(morvu_link_dependency archive shared)
+  find_library(MORVU_${archive}_ARCHIVE lib${archive}.a)
+  if(MORVU_${archive}_ARCHIVE AND NOT Boost_USE_STATIC_LIBS)
+    set(links_archives $<BOOL:$<TARGET_PROPERTY:MORVU_ARCHIVES>>)
+    set(shared "$<IF:${links_archives},${MORVU_${archive}_ARCHIVE},${shared}>")
+  endif()
+  target_link_libraries(morvu_dependencies INTERFACE ${shared})
+endfunction()
+foreach(component thread date_time filesystem regex)
+  morvu_link_dependency(boost_${component} Boost::${component})
+endforeach()
+morvu_link_dependency(cryptopp ${CRYPTOPP_LIBRARY})
+target_link_libraries(morvu_dependencies INTERFACE Threads::Threads ${CMAKE_DL_LIBS} rt)

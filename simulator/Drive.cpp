@@ -13,6 +13,7 @@
 
 #include "Bytes.h"
 #include "Devices.h"
+#include "FleetFiles.h"
 #include "Real.h"
 
 namespace Simulator {
@@ -355,11 +356,8 @@ void Drive::ClearJournal() {
 }
 
 std::string Drive::MediumPath(std::uint32_t nsid) const {
-  auto path = fleet_.Root() + "/dev/" + name_;
-  if (state_->kind == Kind::Nvme && nsid != 0) {
-    path += "n" + std::to_string(nsid - state_->nvme.firstNamespace + 1);
-  }
-  return path;
+  const bool space = state_->kind == Kind::Nvme && nsid != 0;
+  return fleet_.Root() + "/dev/" + (space ? NamespaceNode(fleet_.Root(), name_, nsid) : name_);
 }
 
 int Drive::Medium(std::uint32_t nsid) {

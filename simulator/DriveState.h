@@ -198,16 +198,15 @@ struct NvmeState {
   SanitizeState sanitize;
   std::uint8_t activeSlot, nextSlot, supportsSanitize, refusesIdentify;
   std::uint32_t resets;
-  // The identifier of the first namespace's node (nvme0n1): the kernel numbers nodes as
-  // they come, not by their identifiers.
-  std::uint32_t firstNamespace, reserved;
+  std::uint32_t reserved;
 };
 
 struct ScsiState {
   FirmwareState firmware;
   std::uint8_t stopped;
-  std::uint8_t descriptorSense;  // D_SENSE of the control mode page
-  std::uint8_t reserved[6];
+  std::uint8_t descriptorSense;     // D_SENSE of the control mode page
+  std::uint8_t blankInquirySerial;  // bytes 36 to 43 of INQUIRY
+  std::uint8_t reserved[5];
 };
 
 struct DriveState {

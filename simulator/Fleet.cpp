@@ -48,7 +48,8 @@ std::string Fail(std::string& error, std::string text) {
 
 std::string Check(const DriveSpec& spec) {
   if (spec.model.empty() || spec.model.size() > 40) return "a model has 1 to 40 characters";
-  if (spec.serial.empty() || spec.serial.size() > 20)
+  const bool needsSerial = spec.kind != Kind::Scsi;
+  if ((needsSerial && spec.serial.empty()) || spec.serial.size() > 20)
     return "a serial number has 1 to 20 characters";
   if (spec.firmware.empty() || spec.firmware.size() > 8)
     return "a firmware revision has 1 to 8 characters";
@@ -56,9 +57,12 @@ std::string Check(const DriveSpec& spec) {
   if (spec.sectorSize != 512 && spec.sectorSize != 4096) return "a sector has 512 or 4096 bytes";
   if (spec.sectors == 0 || spec.sectors > std::uint64_t{1} << 40)
     return "a drive has 1 to 2^40 sectors";
-  if (spec.firstNamespace == 0 || spec.namespaces + spec.firstNamespace - 1 > kMaxNamespaces) {
-    return "a controller has at most 16 namespaces, 1 to 16";
+  if (spec.namespaces > kMaxNamespaces || spec.nsids.size() > kMaxNamespaces)
+    return "a controller has at most 16 namespaces";
+  for (const auto nsid : spec.nsids) {
+    if (nsid == 0 || nsid > kMaxNamespaces) return "a namespace's identifier is 1 to 16";
   }
+  if (spec.controllers == 0 || spec.controllers > 4) return "a subsystem has 1 to 4 controllers";
   if (spec.deviceType < 0 || spec.deviceType > 0x1F)
     return "a device type is a number from 0 to 31";
   return {};
@@ -203,28 +207,58 @@ void Fleet::AdvanceClock(std::int64_t milliseconds) {
 
 std::string Fleet::Add(const DriveSpec& spec, std::string& error) {
   if (const auto reason = Check(spec); !reason.empty()) return Fail(error, reason);
-  const bool nvme = spec.kind == Kind::Nvme;
-  int number = 0;
-  const auto taken = [&](int n) {
-    return fs::exists(root_ + "/drives/" + (nvme ? "nvme" : "sg") + std::to_string(n) + ".state");
-  };
-  while (taken(number)) ++number;
-  const auto name = (nvme ? "nvme" : "sg") + std::to_string(number);
-
   const auto state = std::make_unique<DriveState>();
   Fill(*state, spec);
-  const auto node = root_ + "/dev/" + name;
-  const auto bytes = spec.sectors * spec.sectorSize;
-  bool made = MakeMedium(node, nvme ? 0 : bytes);
-  for (unsigned i = 1; nvme && i <= spec.namespaces; ++i) {
-    made = made && MakeMedium(node + "n" + std::to_string(i), bytes);
+  return spec.kind == Kind::Nvme ? AddNvme(spec, *state, error) : AddScsi(spec, *state, error);
+}
+
+// The lowest numbers that no drive has.
+std::vector<std::string> Fleet::NewNames(const char* prefix, std::size_t count) const {
+  std::vector<std::string> names;
+  for (int number = 0; names.size() < count; ++number) {
+    auto name = prefix + std::to_string(number);
+    if (!fs::exists(root_ + "/dev/" + name) && !fs::exists(root_ + "/drives/" + name + ".state"))
+      names.push_back(std::move(name));
   }
-  made = made && MakeSysfs(root_, name, *state);
-  // The state comes last: a drive that has one is whole.
-  made = made && WriteFile(root_ + "/drives/" + name + ".state", state.get(), sizeof(DriveState));
-  if (!made)
-    return Fail(error, "cannot write the drive's files into " + root_ + ": " + strerror(errno));
-  return "/dev/" + name + (nvme && spec.namespaces > 0 ? "n1" : "");
+  return names;
+}
+
+// The state comes last: a drive that has one is whole.
+bool Fleet::KeepState(const std::string& name, const DriveState& state, std::string& error) {
+  if (WriteFile(root_ + "/drives/" + name + ".state", &state, sizeof(DriveState))) return true;
+  error = "cannot write the drive's files into " + root_ + ": " + strerror(errno);
+  return false;
+}
+
+std::string Fleet::AddScsi(const DriveSpec& spec, const DriveState& state, std::string& error) {
+  const auto name = NewNames("sg", 1).front();
+  const bool made = MakeMedium(root_ + "/dev/" + name, spec.sectors * spec.sectorSize) &&
+                    MakeSysfs(root_, name, state, spec.wwn);
+  if (!made) error = "cannot write the drive's files into " + root_ + ": " + strerror(errno);
+  return made && KeepState(name, state, error) ? "/dev/" + name : std::string();
+}
+
+std::string Fleet::AddNvme(const DriveSpec& spec, const DriveState& state, std::string& error) {
+  NvmePlaces places;
+  places.controllers = NewNames("nvme", spec.controllers);
+  const auto& name = places.controllers.front();
+  places.namespacePrefix = spec.subsystem < 0 ? name : "nvme" + std::to_string(spec.subsystem);
+  for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
+    if (state.nvme.namespaces[nsid - 1].exists) places.nsids.push_back(nsid);
+  }
+  bool made = true;
+  for (const auto& controller : places.controllers) {
+    made = made && MakeMedium(root_ + "/dev/" + controller, 0);
+  }
+  const auto node = places.namespacePrefix + "n";
+  for (std::size_t i = 1; i <= places.nsids.size(); ++i) {
+    made = made &&
+           MakeMedium(root_ + "/dev/" + node + std::to_string(i), spec.sectors * spec.sectorSize);
+  }
+  made = made && MakeSysfs(root_, places, state);
+  if (!made) error = "cannot write the drive's files into " + root_ + ": " + strerror(errno);
+  if (!made || !KeepState(name, state, error)) return {};
+  return "/dev/" + (places.nsids.empty() ? name : node + "1");
 }
 
 std::shared_ptr<Drive> Fleet::FindDrive(const std::string& name) {
@@ -244,15 +278,11 @@ Node Fleet::Find(std::string_view node) {
     return generic.empty() ? Node{} : Node{FindDrive(generic), 0, true};
   }
   if (!name.starts_with("nvme")) return {FindDrive(name), 0, false};
-  const auto split = name.find('n', 4);
-  const auto drive = FindDrive(name.substr(0, split));
-  if (drive == nullptr || split == name.npos) return {drive, 0, false};
-  const auto number =
-      static_cast<std::uint32_t>(std::strtoul(name.c_str() + split + 1, nullptr, 10));
-  const auto nsid = number + drive->State().nvme.firstNamespace - 1;
-  if (number == 0 || nsid > kMaxNamespaces || !drive->State().nvme.namespaces[nsid - 1].exists)
-    return {};
-  if (name.find('p', split) != name.npos) return {};
+  if (name.find('n', 4) == name.npos) return {FindDrive(DriveOfController(root_, name)), 0, false};
+  const auto [controller, nsid] = FindNamespace(root_, name);
+  if (nsid == 0 || nsid > kMaxNamespaces) return {};
+  const auto drive = FindDrive(controller);
+  if (drive == nullptr || !drive->State().nvme.namespaces[nsid - 1].exists) return {};
   return {drive, nsid, true};
 }
 
@@ -274,6 +304,34 @@ std::string Fleet::AddPartition(std::string_view node, std::uint64_t bytes,
   return MakePartition(
       root_, block,
       {bytes, std::string(fileSystem), std::string(mountPoint), std::string(volumeGroup)});
+}
+
+std::string Fleet::MountInfo() const {
+  std::string text;
+  int number = 20;
+  for (const auto& mount : ReadMounts(root_)) {
+    const bool loops = mount.options.find("loop") != mount.options.npos;
+    const bool readOnly =
+        mount.options.starts_with("ro") || mount.options.find(",ro") != mount.options.npos;
+    const auto source = loops ? std::string("/dev/loop0") : mount.node;
+    std::string device = loops ? "7:0" : "0:40";
+    std::ifstream file(root_ + "/sys/class/block/" + NodeName(mount.node) + "/dev");
+    if (!loops && file) std::getline(file, device);
+    const std::string access = readOnly ? "ro" : "rw";
+    ++number;
+    text += std::to_string(number) + " 1 " + device + " / " + mount.mountPoint + " " + access +
+            ",relatime shared:" + std::to_string(number) + " - " + mount.fileSystem + " " + source +
+            " " + access + "\n";
+  }
+  return text;
+}
+
+std::uint64_t Fleet::FindMountedBytes(std::string_view mountPoint) const {
+  std::uint64_t bytes = 0;
+  for (const auto& mount : ReadMounts(root_)) {
+    if (mount.mountPoint == mountPoint) bytes = mount.bytes;  // the one on top
+  }
+  return bytes;
 }
 
 void Fleet::SetRootMount(std::string_view device) { WriteRootMount(root_, device); }

@@ -3,7 +3,8 @@
 //   dev/sg0, dev/sda, dev/nvme0, dev/nvme0n1   nodes; those with data are the media
 //   sys/class/..., sys/devices/...             the links and files of sysfs
 //   drives/sg0.state, .journal, .logs/         what the drive remembers and has seen
-//   bin/, tables/                              df, mount, umount, pvdisplay and what they print
+//   bin/, tables/                              df, mount, umount, pvdisplay and what they print;
+//                                              which node is which namespace; what was written
 //   fleet.state                                the clock
 #pragma once
 
@@ -32,8 +33,13 @@ struct DriveSpec {
   int deviceType = 0;  // SCSI peripheral device type; 0 is a disk
   SenseFormat senseFormat = SenseFormat::Descriptor;
   unsigned namespaces = 1;  // NVMe; 0 is a controller with nothing on it
-  // NVMe: the identifier of the first one; its node is numbered 1 all the same.
-  unsigned firstNamespace = 1;
+  // NVMe: the identifiers of the namespaces, when they are not 1, 2, ... A node's number
+  // is its place in this list.
+  std::vector<std::uint32_t> nsids{};
+  unsigned controllers = 1;  // NVMe: of one subsystem, whose namespaces have one node each
+  int subsystem = -1;     // NVMe: the number in the namespaces' names, when it is not the drive's
+  std::uint64_t wwn = 0;  // SCSI: the World Wide Name that sysfs shows
+  bool inquirySerial = true;     // SCSI: INQUIRY has the serial number too
   bool refusesIdentify = false;  // NVMe: the controller fails IDENTIFY
   bool journal = true;
 };
@@ -73,6 +79,10 @@ class Fleet {
   std::string AddPartition(std::string_view node, std::uint64_t bytes, std::string_view fileSystem,
                            std::string_view mountPoint, std::string_view volumeGroup);
   void SetRootMount(std::string_view device);  // what `mount` shows on /
+  // /proc/self/mountinfo of a machine with these drives.
+  std::string MountInfo() const;
+  // The bytes of the file system on a mount point; 0 when none of the fleet's is there.
+  std::uint64_t FindMountedBytes(std::string_view mountPoint) const;
 
   std::uint64_t Now() const;
   void AdvanceClock(std::int64_t milliseconds);
@@ -92,6 +102,10 @@ class Fleet {
  private:
   explicit Fleet(std::string root);
   std::shared_ptr<Drive> FindDrive(const std::string& name);
+  std::vector<std::string> NewNames(const char* prefix, std::size_t count) const;
+  bool KeepState(const std::string& name, const DriveState& state, std::string& error);
+  std::string AddScsi(const DriveSpec& spec, const DriveState& state, std::string& error);
+  std::string AddNvme(const DriveSpec& spec, const DriveState& state, std::string& error);
 
   std::string root_;
   FleetState* state_ = nullptr;

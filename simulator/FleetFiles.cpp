@@ -1,8 +1,10 @@
 #include "FleetFiles.h"
 
+#include <algorithm>
 #include <cctype>
 #include <filesystem>
 #include <fstream>
+#include <iterator>
 #include <sstream>
 
 #include "Bytes.h"
@@ -54,22 +56,61 @@ awk -v root="$root" -v unit="$unit" '$3 != "-" {
 )sh";
 
 constexpr std::string_view kMount = R"sh(#!/bin/sh
-# mount of the simulated fleet: prints the table, or puts a node into it.
+# mount of the simulated fleet: prints the table, or puts a node into it. As strict as the
+# kernel about types and options; what a mount writes to the disk stands in tables/events.
 root=$(cd "$(dirname "$0")/.." && pwd)
 table=$root/tables/partitions
 if [ $# -eq 0 ]; then
   awk -v root="$root" '{ print ($1 ~ "^/dev/(sd|nvme)" ? root : "") $1 " on / type ext4 (rw,relatime)" }' "$root/tables/root"
-  awk -v root="$root" '$3 != "-" { print root $1 " on " ($3 ~ "^/mnt/" ? root : "") $3 " type " $2 " (rw,relatime)" }' "$table"
+  awk -v root="$root" '$3 != "-" {
+    print ($6 ~ "(^|,)loop" ? "/dev/loop0" : root $1) " on " ($3 ~ "^/mnt/" ? root : "") $3 " type " $2 " (" ($6 ~ "(^|,)ro(,|$)" ? "ro" : "rw") ",relatime)"
+  }' "$table"
   exit 0
 fi
-node=${1#"$root"}
-awk -v node="$node" '$1 == node && $2 != "-" { found = 1 } END { exit !found }' "$table" || {
-  echo "mount: $node: can't read superblock." >&2
-  exit 32
-}
-where=${2#"$root"}
-awk -v node="$node" -v where="$where" '$1 == node && $3 == "-" { $3 = where } { print }' "$table" > "$table.new" &&
-  mv "$table.new" "$table"
+type= options=rw
+while getopts t:o: letter; do
+  case $letter in
+    t) type=$OPTARG ;;
+    o) options=$OPTARG ;;
+    *) exit 1 ;;
+  esac
+done
+shift $((OPTIND - 1))
+node=${1#"$root"} where=${2#"$root"}
+fail() { echo "mount: $where: $1." >&2; exit 32; }
+has() { case ,$options, in *,$1,*) return 0 ;; *) return 1 ;; esac; }
+
+set -- $(awk -v node="$node" '$1 == node { print; exit }' "$table")
+[ "${2:--}" != - ] || fail "can't read superblock on $node"
+[ -z "$type" ] || [ "$type" = "$2" ] || fail "wrong fs type, bad option, bad superblock on $node"
+[ -d "$root$where" ] || fail "mount point does not exist"
+{ [ "$3" = - ] || has loop; } || fail "$node already mounted or mount point busy"
+for option in $(echo "$options" | tr , ' '); do
+  case $2:$option in
+    *:ro | *:rw | *:loop | *:nosuid | *:nodev | *:noexec) ;;
+    ext[34]:noload | xfs:norecovery | xfs:nouuid | btrfs:rescue=nologreplay | f2fs:norecovery) ;;
+    *) fail "bad option $option for $2" ;;
+  esac
+done
+! { [ "$2" = xfs ] && has norecovery; } || has ro || fail "no-recovery mounts must be read-only"
+# Without the type's own option a read-only mount replays the journal, unless a loop
+# device beneath lets no write through.
+quiet=no
+has ro && case $2 in
+  ext[34]) has noload && quiet=yes ;;
+  xfs | f2fs) has norecovery && quiet=yes ;;
+  btrfs) has rescue=nologreplay && quiet=yes ;;
+  *) quiet=yes ;;
+esac
+if has loop && has ro && [ $quiet = no ]; then fail "cannot mount $node read-only"; fi
+[ $quiet = yes ] || echo "write $node" >>"$root/tables/events"
+echo "mount $node $options" >>"$root/tables/events"
+if [ "$3" = - ]; then
+  awk -v node="$node" -v where="$where" -v options="$options" '$1 == node { $3 = where; $6 = options } { print }' "$table"
+else
+  cat "$table"
+  echo "$node $2 $where $4 - $options"
+fi >"$table.new" && mv "$table.new" "$table"
 )sh";
 
 constexpr std::string_view kUmount = R"sh(#!/bin/sh
@@ -82,8 +123,17 @@ awk -v what="$what" '$3 == what || $1 == what { found = 1 } END { exit !found }'
   echo "umount: $what: not mounted." >&2
   exit 32
 }
-awk -v what="$what" '$3 == what || $1 == what { $3 = "-" } { print }' "$table" > "$table.new" &&
-  mv "$table.new" "$table"
+# The mount on top goes; a node that is mounted elsewhere too has a line for each.
+awk -v what="$what" '{ lines[NR] = $0; nodes[NR] = $1; if ($3 == what || $1 == what) last = NR }
+END {
+  for (i = 1; i <= NR; ++i) {
+    if (i != last) { print lines[i]; continue }
+    first = 1
+    for (j = 1; j < i; ++j) if (nodes[j] == nodes[i]) first = 0
+    if (!first) continue
+    $0 = lines[i]; $3 = "-"; $6 = "-"; print
+  }
+}' "$table" >"$table.new" && mv "$table.new" "$table"
 )sh";
 
 constexpr std::string_view kPvdisplay = R"sh(#!/bin/sh
@@ -98,6 +148,43 @@ awk -v node="$node" '$1 == node && $5 != "-" {
   exit 5
 }
 )sh";
+
+std::string ReadFirstLine(const std::string& path) {
+  std::string line;
+  std::ifstream file(path);
+  std::getline(file, line);
+  return line;
+}
+
+// What tells the type of a file system: the magic text at its place.
+struct Magic {
+  std::string_view fileSystem;
+  std::size_t offset;
+  std::string_view bytes;
+};
+// clang-format off
+constexpr Magic kMagics[] = {
+    {"ext4",  0x438,   {"\x53\xEF", 2}},
+    {"ext4",  0x45C,   {"\x04\0\0\0\x40\0\0\0", 8}},  // a journal, extents
+    {"xfs",   0,       {"XFSB", 4}},
+    {"btrfs", 0x10040, {"_BHRfS_M", 8}},
+    {"f2fs",  0x400,   {"\x10\x20\xF5\xF2", 4}},
+    {"ntfs",  3,       {"NTFS    ", 8}},
+    {"ntfs",  510,     {"\x55\xAA", 2}},
+    {"vfat",  82,      {"FAT32   ", 8}},
+    {"vfat",  510,     {"\x55\xAA", 2}},
+};
+// clang-format on
+
+std::string Superblock(std::string_view fileSystem) {
+  std::string medium;
+  for (const auto& magic : kMagics) {
+    if (magic.fileSystem != fileSystem) continue;
+    if (medium.empty()) medium.resize(0x11000);
+    medium.replace(magic.offset, magic.bytes.size(), magic.bytes);
+  }
+  return medium;
+}
 
 bool Script(const std::string& path, std::string_view text) {
   if (!Write(path, text)) return false;
@@ -119,7 +206,52 @@ std::string NextDisk(const std::string& root) {
   }
 }
 
-bool MakeScsiSysfs(const std::string& root, const std::string& name, const DriveState& state) {
+void AppendLine(const std::string& path, std::string_view line) {
+  std::ofstream(path, std::ios::app) << line << '\n';
+}
+
+// The words of each line of a table.
+std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
+  std::vector<std::vector<std::string>> rows;
+  std::ifstream file(path);
+  for (std::string line; std::getline(file, line);) {
+    std::istringstream words(line);
+    rows.emplace_back(std::istream_iterator<std::string>(words),
+                      std::istream_iterator<std::string>());
+  }
+  return rows;
+}
+
+// Folder, link and attributes of a disk. `folder` stands below /sys/devices.
+bool MakeBlockNode(const std::string& root, const std::string& folder, const std::string& name,
+                   std::uint64_t bytes, const std::string& device) {
+  std::error_code failure;
+  const auto path = root + "/sys/" + folder + "/" + name;
+  fs::create_directories(path, failure);
+  return !failure && Write(path + "/size", std::to_string(bytes / 512) + "\n") &&
+         Write(path + "/dev", device + "\n") && Write(path + "/hidden", "0\n") &&
+         Link("../../" + folder + "/" + name, root + "/sys/class/block/" + name);
+}
+
+// The unit serial number (SPC-4, 7.8.16) and the designator as sysfs shows them.
+bool MakeIdentity(const std::string& folder, const DriveState& state, std::uint64_t wwn) {
+  const auto serial = GetText(state.serial);
+  char name[32];
+  std::snprintf(name, sizeof name, "naa.%016llx\n", static_cast<unsigned long long>(wwn));
+  const auto ata = "t10.ATA     " + Padded(GetText(state.model), 40);
+  const bool hasName = state.kind == Kind::Ata || wwn != 0;
+  if (hasName &&
+      !Write(folder + "/wwid", state.kind == Kind::Ata ? ata.substr(0, 52) + Padded(serial, 20)
+                                                       : std::string(name))) {
+    return false;
+  }
+  if (serial.empty()) return true;
+  const std::string head{'\0', '\x80', '\0', static_cast<char>(serial.size())};
+  return Write(folder + "/vpd_pg80", head + serial);
+}
+
+bool MakeScsiSysfs(const std::string& root, const std::string& name, const DriveState& state,
+                   std::uint64_t wwn) {
   const auto number = name.substr(2);
   const auto host = "host" + number;
   const auto address = number + ":0:0:0";
@@ -141,41 +273,73 @@ bool MakeScsiSysfs(const std::string& root, const std::string& name, const Drive
       Write(folder + "/type", std::to_string(state.deviceType) + "\n") &&
       Write(folder + "/vendor", Padded(ata ? "ATA" : GetText(state.vendor), 8)) &&
       Write(folder + "/model", Padded(GetText(state.model), 16)) &&
-      Write(folder + "/rev", Padded(revision, 4)) &&
+      Write(folder + "/rev", Padded(revision, 4)) && MakeIdentity(folder, state, wwn) &&
       Link("../../../" + address, folder + "/scsi_generic/" + name + "/device") &&
       Link("../../" + device + "/scsi_generic/" + name, root + "/sys/class/scsi_generic/" + name);
   if (!made || state.deviceType != 0) return made;
 
   const auto disk = NextDisk(root);
-  fs::create_directories(folder + "/block/" + disk, failure);
   fs::create_hard_link(root + "/dev/" + name, root + "/dev/" + disk, failure);
   return !failure &&
-         Write(folder + "/block/" + disk + "/size",
-               std::to_string(state.sectors * (state.sectorSize / 512)) + "\n") &&
-         Link("../../../" + address, folder + "/block/" + disk + "/device") &&
-         Link("../../" + device + "/block/" + disk, root + "/sys/class/block/" + disk);
+         MakeBlockNode(root, device + "/block", disk, state.sectors * state.sectorSize,
+                       "8:" + std::to_string(std::stoi(number) * 16)) &&
+         Link("../../../" + address, folder + "/block/" + disk + "/device");
 }
 
-bool MakeNvmeSysfs(const std::string& root, const std::string& name, const DriveState& state) {
+std::string NvmeFolder(const std::string& name) {
   char slot[32];
   std::snprintf(slot, sizeof slot, "0000:%02x:00.0", 0x41 + std::stoi(name.substr(4)));
-  const auto device = std::string("devices/pci0000:40/") + slot + "/nvme/" + name;
+  return std::string("devices/pci0000:40/") + slot + "/nvme/" + name;
+}
+
+// One path to a namespace of a subsystem with several controllers: listed, hidden, and
+// without a node.
+bool MakeHiddenPath(const std::string& root, const std::string& folder, const std::string& name) {
+  return MakeBlockNode(root, folder, name, 0, "0:0") &&
+         Write(root + "/sys/" + folder + "/" + name + "/hidden", "1\n");
+}
+
+bool MakeNvmeController(const std::string& root, const std::string& name, int controllerId,
+                        const DriveState& state) {
+  const auto device = NvmeFolder(name);
   const auto folder = root + "/sys/" + device;
   std::error_code failure;
   fs::create_directories(folder, failure);
-  bool made = !failure && Write(folder + "/model", Padded(GetText(state.model), 40)) &&
-              Write(folder + "/serial", Padded(GetText(state.serial), 20)) &&
-              Write(folder + "/firmware_rev", Padded(GetText(state.firmware), 8)) &&
-              Link("../../" + device, root + "/sys/class/nvme/" + name);
-  for (std::size_t i = 0; made && i < kMaxNamespaces; ++i) {
-    if (!state.nvme.namespaces[i].exists) continue;
-    const auto block = name + "n" + std::to_string(i + 2 - state.nvme.firstNamespace);
-    fs::create_directories(folder + "/" + block, failure);
-    made = !failure &&
-           Write(folder + "/" + block + "/size",
-                 std::to_string(state.nvme.namespaces[i].bytes / 512) + "\n") &&
-           Write(folder + "/" + block + "/nsid", std::to_string(i + 1) + "\n") &&
-           Link("../../" + device + "/" + block, root + "/sys/class/block/" + block);
+  return !failure && Write(folder + "/model", Padded(GetText(state.model), 40)) &&
+         Write(folder + "/serial", Padded(GetText(state.serial), 20)) &&
+         Write(folder + "/firmware_rev", Padded(GetText(state.firmware), 8)) &&
+         Write(folder + "/cntlid", std::to_string(controllerId) + "\n") &&
+         Write(folder + "/subsysnqn", "nqn.2014.08.org.nvmexpress:" + GetText(state.serial) +
+                                          GetText(state.model) + "\n") &&
+         Link("../../" + device, root + "/sys/class/nvme/" + name);
+}
+
+bool MakeNvmeSysfs(const std::string& root, const NvmePlaces& places, const DriveState& state) {
+  bool made = true;
+  for (std::size_t i = 0; i < places.controllers.size(); ++i) {
+    made = made && MakeNvmeController(root, places.controllers[i], static_cast<int>(i + 1), state);
+  }
+  const auto& first = places.controllers.front();
+  const auto number = places.namespacePrefix.substr(4);
+  const bool shared = places.controllers.size() > 1;
+  const auto parent =
+      shared ? "devices/virtual/nvme-subsystem/nvme-subsys" + number : NvmeFolder(first);
+  for (std::size_t i = 0; made && i < places.nsids.size(); ++i) {
+    const auto nsid = places.nsids[i];
+    const auto node = "n" + std::to_string(i + 1);
+    const auto block = places.namespacePrefix + node;
+    made = MakeBlockNode(root, parent, block, state.nvme.namespaces[nsid - 1].bytes,
+                         "259:" + std::to_string(std::stoi(first.substr(4)) * 16 + nsid)) &&
+           Write(root + "/sys/" + parent + "/" + block + "/nsid", std::to_string(nsid) + "\n");
+    AppendLine(root + "/tables/namespaces", block + " " + first + " " + std::to_string(nsid));
+    for (const auto& controller : places.controllers) {
+      if (!shared) break;
+      made = made && MakeHiddenPath(root, NvmeFolder(controller),
+                                    places.namespacePrefix + "c" + controller.substr(4) + node);
+    }
+  }
+  for (const auto& controller : places.controllers) {
+    if (controller != first) AppendLine(root + "/tables/controllers", controller + " " + first);
   }
   return made;
 }
@@ -213,14 +377,74 @@ bool MakeFleetFolders(const std::string& root) {
     fs::create_directories(root + folder, failure);
     if (failure) return false;
   }
-  return Write(root + "/tables/partitions", "") && Write(root + "/tables/root", "") &&
-         Script(root + "/bin/df", kDf) && Script(root + "/bin/mount", kMount) &&
+  for (const auto* table : {"partitions", "root", "namespaces", "controllers", "events"}) {
+    if (!Write(root + "/tables/" + table, "")) return false;
+  }
+  if (!Write(root + "/dev/loop-control", "")) return false;
+  return Script(root + "/bin/df", kDf) && Script(root + "/bin/mount", kMount) &&
          Script(root + "/bin/umount", kUmount) && Script(root + "/bin/pvdisplay", kPvdisplay);
 }
 
-bool MakeSysfs(const std::string& root, const std::string& name, const DriveState& state) {
-  return state.kind == Kind::Nvme ? MakeNvmeSysfs(root, name, state)
-                                  : MakeScsiSysfs(root, name, state);
+bool MakeSysfs(const std::string& root, const NvmePlaces& places, const DriveState& state) {
+  return MakeNvmeSysfs(root, places, state);
+}
+
+bool MakeSysfs(const std::string& root, const std::string& name, const DriveState& state,
+               std::uint64_t wwn) {
+  return MakeScsiSysfs(root, name, state, wwn);
+}
+
+std::pair<std::string, std::uint32_t> FindNamespace(const std::string& root,
+                                                    const std::string& block) {
+  for (const auto& row : ReadTable(root + "/tables/namespaces")) {
+    if (row.size() == 3 && row[0] == block)
+      return {row[1], static_cast<std::uint32_t>(std::stoul(row[2]))};
+  }
+  return {};
+}
+
+std::string NamespaceNode(const std::string& root, const std::string& drive, std::uint32_t nsid) {
+  for (const auto& row : ReadTable(root + "/tables/namespaces")) {
+    if (row.size() == 3 && row[1] == drive && row[2] == std::to_string(nsid)) return row[0];
+  }
+  return drive + "n" + std::to_string(nsid);
+}
+
+std::string DriveOfController(const std::string& root, const std::string& controller) {
+  for (const auto& row : ReadTable(root + "/tables/controllers")) {
+    if (row.size() == 2 && row[0] == controller) return row[1];
+  }
+  return controller;
+}
+
+std::vector<MountedPartition> ReadMounts(const std::string& root) {
+  const auto partitions = ReadTable(root + "/tables/partitions");
+  std::vector<MountedPartition> mounts;
+  for (const auto& row : ReadTable(root + "/tables/root")) {
+    if (row.empty()) continue;
+    const auto partition = std::ranges::find_if(
+        partitions, [&](const auto& each) { return each.size() > 3 && each[0] == row[0]; });
+    const bool known = partition != partitions.end();
+    mounts.push_back({row[0], known ? (*partition)[1] : "ext4", "/", "rw",
+                      known ? std::stoull((*partition)[3]) : std::uint64_t{1} << 30});
+  }
+  for (const auto& row : partitions) {
+    if (row.size() < 5 || row[2] == "-") continue;
+    const auto options = row.size() > 5 && row[5] != "-" ? row[5] : std::string("rw");
+    mounts.push_back({row[0], row[1], row[2], options, std::stoull(row[3])});
+  }
+  return mounts;
+}
+
+void AppendEvent(const std::string& root, std::string_view line) {
+  AppendLine(root + "/tables/events", line);
+}
+
+std::vector<std::string> ReadEvents(const std::string& root) {
+  std::vector<std::string> lines;
+  std::ifstream file(root + "/tables/events");
+  for (std::string line; std::getline(file, line);) lines.push_back(line);
+  return lines;
 }
 
 std::string MakePartition(const std::string& root, const std::string& block,
@@ -237,8 +461,14 @@ std::string MakePartition(const std::string& root, const std::string& block,
   const auto field = [](const std::string& text) { return text.empty() ? std::string("-") : text; };
   std::ofstream table(root + "/tables/partitions", std::ios::app);
   table << "/dev/" << name << ' ' << field(spec.fileSystem) << ' ' << field(spec.mountPoint) << ' '
-        << spec.bytes << ' ' << field(spec.volumeGroup) << '\n';
-  const bool made = !failure && table.good() && Write(root + "/dev/" + name, "") &&
+        << spec.bytes << ' ' << field(spec.volumeGroup) << " -\n";
+  const auto disk = ReadFirstLine(root + "/sys/class/block/" + block + "/dev");
+  const auto colon = disk.find(':') + 1;
+  const auto minor = std::stoul(disk.substr(colon)) + (disk.starts_with("8:") ? 0 : 4096) +
+                     static_cast<unsigned>(number);
+  const bool made = !failure && table.good() &&
+                    Write(root + "/dev/" + name, Superblock(spec.fileSystem)) &&
+                    Write(folder + "/dev", disk.substr(0, colon) + std::to_string(minor) + "\n") &&
                     Write(folder + "/partition", std::to_string(number) + "\n") &&
                     Write(folder + "/size", std::to_string(spec.bytes / 512) + "\n") &&
                     Link(link + "/" + name, root + "/sys/class/block/" + name);

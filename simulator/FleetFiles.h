@@ -3,6 +3,8 @@
 
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "DriveState.h"
 
@@ -19,9 +21,38 @@ struct PartitionSpec {
 std::string CheckFleetPath(const std::string& root);
 
 bool MakeFleetFolders(const std::string& root);
-bool MakeSysfs(const std::string& root, const std::string& name, const DriveState& state);
+// Where an NVMe subsystem shows: its controllers, the names of its namespaces ("nvme0"
+// before "n1"), and the identifier of each namespace in the order of the nodes.
+struct NvmePlaces {
+  std::vector<std::string> controllers;
+  std::string namespacePrefix;
+  std::vector<std::uint32_t> nsids;
+};
+bool MakeSysfs(const std::string& root, const NvmePlaces& places, const DriveState& state);
+// `wwn` is the World Wide Name of a SCSI drive; 0 for none.
+bool MakeSysfs(const std::string& root, const std::string& name, const DriveState& state,
+               std::uint64_t wwn);
 std::string MakePartition(const std::string& root, const std::string& block,
                           const PartitionSpec& spec);
+// "nvme0n1" to "nvme0" and the namespace's identifier, 0 when there is none of this name.
+std::pair<std::string, std::uint32_t> FindNamespace(const std::string& root,
+                                                    const std::string& block);
+// The other way.
+std::string NamespaceNode(const std::string& root, const std::string& drive, std::uint32_t nsid);
+// The drive behind a controller, which bears the name of its first one.
+std::string DriveOfController(const std::string& root, const std::string& controller);
+
+struct MountedPartition {
+  std::string node, fileSystem, mountPoint, options;
+  std::uint64_t bytes;
+};
+std::vector<MountedPartition> ReadMounts(const std::string& root);
+
+// What reached a disk by mounts, and what udev heard of: "write /dev/sda1",
+// "mount /dev/sda1 ro,loop", "change /dev/sda".
+void AppendEvent(const std::string& root, std::string_view line);
+std::vector<std::string> ReadEvents(const std::string& root);
+
 void WriteRootMount(const std::string& root, std::string_view device);
 
 std::string NodeName(std::string_view node);                                 // "/dev/sg0" to "sg0"

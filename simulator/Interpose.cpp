@@ -12,13 +12,16 @@
 #include <fcntl.h>
 #include <sched.h>
 #include <stdarg.h>
+#include <sys/mman.h>
 #include <sys/stat.h>
+#include <sys/statvfs.h>
 #include <sys/sysmacros.h>
 #include <time.h>
 #include <unistd.h>
 
 #include <cstring>
 
+#include "FleetFiles.h"
 #include "Nodes.h"
 #include "Real.h"
 #include "Shell.h"
@@ -56,9 +59,31 @@ class FleetPath {
   Node node_;
 };
 
-int Remember(int descriptor, const Node& node) {
-  if (descriptor >= 0) Simulator::Register(descriptor, node);
+int Remember(int descriptor, const FleetPath& path, int flags) {
+  if (descriptor < 0) return descriptor;
+  const auto& node = path.TheNode();
+  const bool writes = node.block && (flags & O_ACCMODE) != O_RDONLY;
+  const auto name = std::string(path.Get()).substr(path.TheFleet()->Root().size());
+  Simulator::Register(descriptor, {node, writes ? name : std::string()});
   return descriptor;
+}
+
+// A mount table is written as it is opened.
+bool IsMountInfo(const char* path) {
+  return path != nullptr && std::strcmp(path, "/proc/self/mountinfo") == 0 && HasActiveFleet();
+}
+
+int OpenMountInfo() {
+  const auto fleet = ActiveFleet();
+  const auto text = fleet != nullptr ? fleet->MountInfo() : std::string();
+  const int file = memfd_create("mountinfo", MFD_CLOEXEC);
+  if (file < 0) return -1;
+  const bool whole =
+      Libc().write(file, text.data(), text.size()) == static_cast<ssize_t>(text.size());
+  if (whole && lseek(file, 0, SEEK_SET) == 0) return file;
+  Libc().close(file);
+  errno = EIO;
+  return -1;
 }
 
 // A medium is larger than what a 32-bit off_t counts, and the folder's file
@@ -73,7 +98,7 @@ int OpenNodeFile(const FleetPath& path, int flags) {
   if (descriptor < 0 && errno == EINVAL && (flags & O_DIRECT) != 0) {
     descriptor = Libc().open64(path.Get(), flags & ~O_DIRECT);
   }
-  return Remember(descriptor, path.TheNode());
+  return Remember(descriptor, path, flags);
 }
 
 // A number that closed by a way unseen here (close_range) leads to no node any more.
@@ -87,12 +112,14 @@ mode_t ModeArgument(int flags, va_list arguments) {
 }
 
 int Open(int (*real)(const char*, int, ...), const char* name, int flags, mode_t mode) {
+  if (IsMountInfo(name)) return Fresh(OpenMountInfo());
   const FleetPath path(name);
   return path.TheNode() ? OpenNodeFile(path, flags) : Fresh(real(path.Get(), flags, mode));
 }
 
 int OpenAt(int (*real)(int, const char*, int, ...), int folder, const char* name, int flags,
            mode_t mode) {
+  if (IsMountInfo(name)) return Fresh(OpenMountInfo());
   const FleetPath path(name);
   return path.TheNode() ? OpenNodeFile(path, flags) : Fresh(real(folder, path.Get(), flags, mode));
 }
@@ -159,6 +186,26 @@ int StatOpen(Function real, int descriptor, Stat* result) {
   result->st_blksize = 4096;
   ShowNode(open->node, *result);
   return 0;
+}
+
+// Some blocks are for root alone, as mkfs sets them aside.
+constexpr std::uint64_t kFileSystemBlock = 512, kReservedBlocks = 64;
+
+// False for a path on which the fleet has nothing mounted.
+template <typename Stat>
+bool ShowMounted(const char* path, Stat& result) {
+  const auto fleet = path != nullptr && *path == '/' ? ActiveFleet() : nullptr;
+  const auto bytes = fleet != nullptr ? fleet->FindMountedBytes(path) : 0;
+  if (bytes == 0) return false;
+  const auto blocks = bytes / kFileSystemBlock;
+  const auto free = blocks - blocks / 4;
+  std::memset(&result, 0, sizeof result);
+  result.f_bsize = 4096;
+  result.f_frsize = kFileSystemBlock;
+  result.f_blocks = static_cast<decltype(result.f_blocks)>(blocks + kReservedBlocks);
+  result.f_bfree = static_cast<decltype(result.f_bfree)>(free + kReservedBlocks);
+  result.f_bavail = static_cast<decltype(result.f_bavail)>(free);
+  return true;
 }
 
 // A listing of /dev shows the fleet's nodes.
@@ -260,6 +307,10 @@ MORVU_VISIBLE int __open64_2(const char* path, int flags) {
 }
 
 MORVU_VISIBLE int close(int descriptor) {
+  const auto* open = FindOpen(descriptor);
+  if (open != nullptr && !open->writtenNode.empty()) {
+    if (const auto fleet = ActiveFleet()) AppendEvent(fleet->Root(), "change " + open->writtenNode);
+  }
   Forget(descriptor);
   return Libc().close(descriptor);
 }
@@ -357,6 +408,13 @@ MORVU_VISIBLE int statx(int folder, const char* path, int flags, unsigned mask,
                         struct statx* result) noexcept {
   const FleetPath mapped(path);
   return Libc().statx(folder, mapped.Get(), flags, mask, result);
+}
+
+MORVU_VISIBLE int statvfs(const char* path, struct statvfs* result) noexcept {
+  return ShowMounted(path, *result) ? 0 : Libc().statvfs(FleetPath(path).Get(), result);
+}
+MORVU_VISIBLE int statvfs64(const char* path, struct statvfs64* result) noexcept {
+  return ShowMounted(path, *result) ? 0 : Libc().statvfs64(FleetPath(path).Get(), result);
 }
 
 MORVU_VISIBLE int access(const char* path, int mode) noexcept {

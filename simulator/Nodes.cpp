@@ -250,10 +250,9 @@ void PutAddress(const OpenNode& open, IdLun& address) {
 
 }  // namespace
 
-void Register(int descriptor, Node node) {
+void Register(int descriptor, OpenNode open) {
   if (!InRange(descriptor)) return;
-  delete openNodes[static_cast<std::size_t>(descriptor)].exchange(
-      new OpenNode{std::move(node), {}});
+  delete openNodes[static_cast<std::size_t>(descriptor)].exchange(new OpenNode(std::move(open)));
 }
 
 void Forget(int descriptor) {
@@ -269,7 +268,7 @@ OpenNode* FindOpen(int descriptor) {
 
 void Duplicate(int from, int to) {
   Forget(to);
-  if (const auto* open = FindOpen(from)) Register(to, open->node);
+  if (const auto* open = FindOpen(from)) Register(to, *open);
 }
 
 int NodeIoctl(OpenNode& open, unsigned long request, void* argument) {

@@ -10,10 +10,11 @@ namespace Simulator {
 
 struct OpenNode {
   Node node;
-  std::vector<std::uint8_t> reply;  // of a command that was written, until it is read
+  std::string writtenNode;  // a block node that is open for writing: udev hears of its close
+  std::vector<std::uint8_t> reply{};  // of a command that was written, until it is read
 };
 
-void Register(int descriptor, Node node);
+void Register(int descriptor, OpenNode open);
 void Forget(int descriptor);
 OpenNode* FindOpen(int descriptor);  // null for a descriptor of the system's own
 void Duplicate(int from, int to);

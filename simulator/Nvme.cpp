@@ -1,5 +1,6 @@
 #include "Nvme.h"
 
+#include <algorithm>
 #include <cstring>
 
 #include "Bytes.h"
@@ -153,9 +154,11 @@ void MakeNvme(DriveState& state, const DriveSpec& spec) {
   PutHealth(nvme.health);
   PutLittle<std::uint32_t>(nvme.controller + 516, kMaxNamespaces);
   for (const auto& row : kFeatures) nvme.features[row.id] = {1, row.changeable, {}, row.value, 0};
-  nvme.firstNamespace = spec.firstNamespace;
-  for (unsigned i = 0; i < spec.namespaces; ++i) {
-    auto& space = nvme.namespaces[spec.firstNamespace - 1 + i];
+  for (unsigned i = 0; i < kMaxNamespaces; ++i) {
+    const bool wanted =
+        spec.nsids.empty() ? i < spec.namespaces : std::ranges::count(spec.nsids, i + 1) > 0;
+    if (!wanted) continue;
+    auto& space = nvme.namespaces[i];
     space.exists = 1;
     space.bytes = spec.sectors * spec.sectorSize;
     space.format = spec.sectorSize == 4096 ? 2 : 0;

@@ -1,4 +1,5 @@
 // Admin commands of a simulated NVMe controller.
+#include <algorithm>
 #include <cstdio>
 #include <cstring>
 
@@ -178,9 +179,12 @@ namespace {
 void SetMaximum(NvmeCommand& command) {
   const auto last = command.Cdw(11) | static_cast<std::uint64_t>(command.Cdw(12)) << 32;
   const auto& state = command.TheDrive().State();
-  auto& space = command.Nvme().namespaces[command.Nvme().firstNamespace - 1];
+  auto& spaces = command.Nvme().namespaces;
+  const auto first = std::ranges::find_if(spaces, [](const auto& space) { return space.exists; });
+  if (first == std::end(spaces)) return command.Fail(kNvmeInvalidField);
+  auto& space = *first;
   const std::uint64_t sector = NvmeSectorSize(space);
-  if (!space.exists || last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0)
+  if (last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0)
     return command.Fail(kNvmeInvalidField);
   space.bytes = (last + 1) * sector;
 }

@@ -11,7 +11,7 @@ namespace {
 
 // Nodes of storage are the fleet's even where it has none of that name: a
 // program under test never meets the machine's own drives.
-constexpr std::string_view kDevicePrefixes[] = {"sg", "sd", "nvme", "ng", "megaraid"};
+constexpr std::string_view kDevicePrefixes[] = {"sg", "sd", "nvme", "ng", "megaraid", "loop"};
 
 // clang-format off
 constexpr std::string_view kSysPrefixes[] = {
@@ -69,7 +69,7 @@ std::string Fleet::Map(std::string_view path) const {
     return IsFleetSys(path.substr(5)) ? root_ + std::string(path) : std::string();
   }
   // Programs mount a fleet's partitions there; their files are the fleet's too.
-  if (path.starts_with("/mnt/")) return root_ + std::string(path);
+  if (path == "/mnt" || path.starts_with("/mnt/")) return root_ + std::string(path);
   if (path.starts_with(root_)) return std::string(path);
   return {};
 }

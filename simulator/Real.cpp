@@ -33,6 +33,8 @@ Real FindAll() {
   Find(real.fstatat, "fstatat");
   Find(real.fstatat64, "fstatat64");
   Find(real.statx, "statx");
+  Find(real.statvfs, "statvfs");
+  Find(real.statvfs64, "statvfs64");
   Find(real.access, "access");
   Find(real.faccessat, "faccessat");
   Find(real.readlink, "readlink");

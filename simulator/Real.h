@@ -12,6 +12,8 @@
 
 struct aiocb;
 struct aiocb64;
+struct statvfs;
+struct statvfs64;
 struct statx;
 
 namespace Simulator {
@@ -37,6 +39,8 @@ struct Real {
   int (*fstatat)(int, const char*, struct stat*, int);
   int (*fstatat64)(int, const char*, struct stat64*, int);
   int (*statx)(int, const char*, int, unsigned, struct statx*);
+  int (*statvfs)(const char*, struct statvfs*);
+  int (*statvfs64)(const char*, struct statvfs64*);
   int (*access)(const char*, int);
   int (*faccessat)(int, const char*, int, int);
   ssize_t (*readlink)(const char*, char*, size_t);

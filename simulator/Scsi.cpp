@@ -171,7 +171,9 @@ void ExecuteScsiDrive(Drive& drive, Transaction& transaction) {
   transaction.SetSense(transaction.sense[2], transaction.sense[12], transaction.sense[13], true);
 }
 
-void MakeScsi(DriveState&, const DriveSpec&) {}
+void MakeScsi(DriveState& state, const DriveSpec& spec) {
+  state.scsi.blankInquirySerial = spec.inquirySerial ? 0 : 1;
+}
 
 void PowerCycleScsi(Drive& drive) {
   drive.State().scsi.stopped = 0;

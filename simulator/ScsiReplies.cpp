@@ -102,7 +102,8 @@ void Inquiry(Drive& drive, Transaction& transaction, const Pages& pages,
   if (cdb[2] != 0) return transaction.Refuse(0x24, 0x00);
   std::uint8_t reply[96] = {};
   PutStandard(reply, drive.State(), pages.vendor, pages.product, revision);
-  if (drive.State().kind == Kind::Scsi) PutText(reply + 36, 8, GetText(drive.State().serial));
+  const bool hasSerial = drive.State().kind == Kind::Scsi && !drive.State().scsi.blankInquirySerial;
+  if (hasSerial) PutText(reply + 36, 8, GetText(drive.State().serial));
   ReplyWithin(transaction, reply, sizeof reply, allocation);
 }
 

@@ -2,14 +2,17 @@
 
 #include <errno.h>
 #include <fcntl.h>
+#include <signal.h>
 #include <spawn.h>
-#include <sys/mman.h>
 #include <sys/wait.h>
+#include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstring>
 #include <map>
 #include <mutex>
+#include <thread>
 
 #include "Real.h"
 
@@ -86,21 +89,35 @@ int Wait(pid_t child) {
   return status;
 }
 
-// A stream that yields a text.
-FILE* StreamOf(const std::string& text) {
-  const int file = memfd_create("morvu-simulator", MFD_CLOEXEC);
-  if (file < 0) return nullptr;
+// Feeds a pipe piece by piece, so that its reader waits as for a shell, and a signal may
+// meet the wait. The feeder's own signals are blocked; it ends when the reader has gone.
+void Feed(int pipe, const std::string& text) {
+  constexpr std::size_t kPiece = 64;
   for (std::size_t at = 0; at < text.size();) {
-    const auto written = Libc().write(file, text.data() + at, text.size() - at);
-    if (written <= 0) {
-      Libc().close(file);
-      return nullptr;
-    }
+    const timespec rest{0, 500'000};
+    Libc().nanosleep(&rest, nullptr);
+    const auto written = Libc().write(pipe, text.data() + at, std::min(kPiece, text.size() - at));
+    if (written <= 0) break;
     at += static_cast<std::size_t>(written);
   }
-  lseek(file, 0, SEEK_SET);
-  FILE* stream = fdopen(file, "r");
-  if (stream == nullptr) Libc().close(file);
+  Libc().close(pipe);
+}
+
+// A stream that yields a text.
+FILE* StreamOf(std::string text) {
+  int ends[2];
+  if (pipe2(ends, O_CLOEXEC) != 0) return nullptr;
+  FILE* stream = fdopen(ends[0], "r");
+  if (stream == nullptr) {
+    Libc().close(ends[0]);
+    Libc().close(ends[1]);
+    return nullptr;
+  }
+  sigset_t all, old;
+  sigfillset(&all);
+  pthread_sigmask(SIG_SETMASK, &all, &old);
+  std::thread(Feed, ends[1], std::move(text)).detach();
+  pthread_sigmask(SIG_SETMASK, &old, nullptr);
   return stream;
 }
 
@@ -126,7 +143,7 @@ FILE* OpenShell(const Fleet& fleet, const char* command, const char* mode) {
   std::string output;
   int status = 0;
   if (!Collect(fleet, command, output, status)) return nullptr;
-  FILE* stream = StreamOf(output);
+  FILE* stream = StreamOf(std::move(output));
   if (stream == nullptr) return nullptr;
   const std::lock_guard lock(statusMutex);
   Statuses()[stream] = status;

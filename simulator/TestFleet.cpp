@@ -7,6 +7,8 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "FleetFiles.h"
+
 namespace Simulator {
 
 namespace {
@@ -90,6 +92,8 @@ TestFleet::~TestFleet() {
   std::error_code ignored;
   std::filesystem::remove_all(fleet_->Root(), ignored);
 }
+
+std::vector<std::string> TestFleet::Events() const { return ReadEvents(fleet_->Root()); }
 
 SimulatedDrive TestFleet::Add(const DriveSpec& spec) {
   std::string error;

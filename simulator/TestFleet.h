@@ -74,6 +74,9 @@ class TestFleet {
   std::uint64_t Now() const { return fleet_->Now(); }
   // What is mounted on /: a partition of the fleet, or "/dev/mapper/vg0-root".
   void SetRoot(std::string_view device) { fleet_->SetRootMount(device); }
+  // What reached a disk by mounts, and what udev heard of: "write /dev/sda1",
+  // "mount /dev/sda1 ro,loop", "change /dev/sda" after a close of a writer.
+  std::vector<std::string> Events() const;
   const std::string& Folder() const { return fleet_->Root(); }
 
  private:

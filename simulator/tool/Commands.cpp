@@ -3,6 +3,7 @@
 #include <cstdio>
 #include <fstream>
 #include <iterator>
+#include <sstream>
 
 #include "Bytes.h"
 #include "Fault.h"
@@ -64,6 +65,13 @@ constexpr Choice<CommandClass> kClasses[] = {
 // clang-format on
 constexpr Choice<Garbage> kGarbage[] = {
     {"zeros", Garbage::Zeros}, {"ones", Garbage::Ones}, {"random", Garbage::Random}};
+
+std::vector<std::string> SplitAtCommas(const std::string& text) {
+  std::vector<std::string> words;
+  std::istringstream stream(text);
+  for (std::string word; std::getline(stream, word, ',');) words.push_back(word);
+  return words;
+}
 
 std::string AddDrive(Fleet& fleet, const DriveSpec& spec) {
   std::string error;
@@ -163,7 +171,7 @@ int Add(const Arguments& arguments) {
   const Options options(
       arguments, {"--usb", "--no-journal", "--refuses-identify"},
       {"--kind", "--model", "--serial", "--firmware", "--vendor", "--size", "--sector-size",
-       "--namespaces", "--first-namespace", "--device-type", "--sense"});
+       "--namespaces", "--device-type", "--sense", "--nsids", "--controllers"});
   options.NeedWords(1, 1, "add FLEET --kind ata|nvme|scsi [options]");
   if (!options.Has("--kind")) throw UsageError("add needs --kind ata, nvme or scsi");
   DriveSpec spec;
@@ -178,8 +186,11 @@ int Add(const Arguments& arguments) {
   spec.sectors = ToBytes(options.Text("--size", "4G")) / spec.sectorSize;
   spec.namespaces =
       static_cast<unsigned>(ToNumber(options.Text("--namespaces", "1"), 16, "--namespaces"));
-  spec.firstNamespace = static_cast<unsigned>(
-      ToNumber(options.Text("--first-namespace", "1"), 16, "--first-namespace"));
+  for (const auto& nsid : SplitAtCommas(options.Text("--nsids"))) {
+    spec.nsids.push_back(static_cast<std::uint32_t>(ToNumber(nsid, 16, "--nsids")));
+  }
+  spec.controllers =
+      static_cast<unsigned>(ToNumber(options.Text("--controllers", "1"), 4, "--controllers"));
   spec.deviceType =
       static_cast<int>(ToNumber(options.Text("--device-type", "0"), 31, "--device-type"));
   spec.senseFormat = Choose(kSenseFormats, options.Text("--sense", "descriptor"), "--sense");

@@ -9,7 +9,8 @@
 #include <vector>
 
 #include "devices/properties/ScanProperties.h"
-#include "frame/Platform.h"
+#include "devices/system/KernelFiles.h"
+#include "devices/system/SystemNodes.h"
 #include "frame/Text.h"
 
 namespace Morvu {
@@ -21,7 +22,7 @@ constexpr std::size_t kShownNodes = 4;
 
 // Opens and closes the node; nothing is sent to it.
 bool IsForbidden(const std::string& node) {
-  const int handle = open(node.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  const int handle = open(node.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   if (handle < 0) return errno == EACCES || errno == EPERM;
   close(handle);
   return false;
@@ -29,7 +30,10 @@ bool IsForbidden(const std::string& node) {
 
 std::vector<std::string> FindForbiddenNodes() {
   std::vector<std::string> nodes;
-  RunCommand("ls -d /dev/sg[0-9]* /dev/nvme[0-9]* 2>/dev/null", nodes);
+  for (auto& name : DeviceManagement::ListFolder("/dev").value_or(nodes)) {
+    const bool isDrives = DeviceManagement::IsGenericName(name) || name.starts_with("nvme");
+    if (isDrives) nodes.push_back("/dev/" + name);
+  }
   std::erase_if(nodes, [](const auto& node) { return !IsForbidden(node); });
   return nodes;
 }

@@ -149,13 +149,13 @@ void AppendSettings(ResultTable& table, const Device& drive) {
 }
 
 std::string DescribePartition(const Partition& partition, std::size_t number) {
+  const auto space = partition.ReadSpace();
   ResultTable table;
   table.AppendRow({"Partition", std::to_string(number)});
   table.AppendRow({"Path:", Printable(partition.GetName())});
   table.AppendRow({"Operating System:", partition.IsOsPartition() ? "YES" : "NO"});
-  table.AppendRow({"Free Space:", ReadableSize(partition.GetFreeSpace()) + " / " +
-                                      ReadableSize(partition.GetSize())});
-  table.AppendRow({"Type:", Printable(partition.GetType())});
+  table.AppendRow({"Free Space:", ReadableSize(space.free) + " / " + ReadableSize(space.size)});
+  table.AppendRow({"Type:", Printable(space.type)});
   return "\n" + table.ToText() + "\n";
 }
 

@@ -7,6 +7,7 @@
 #include "cli/DriveInformation.h"
 #include "cli/EraseGate.h"
 #include "cli/Prompt.h"
+#include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "frame/Logger.h"
@@ -122,7 +123,10 @@ void QRKCLI::Scan() {
   if (wanted == OptionScan::None) return;
   auto options = toolConfig_.scanOptions;
   options.findLogical = options.findLogical && wanted == OptionScan::Partitions;
-  adapterManager_->Scan(options);
+  const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
+    return handlers_.at(feature).feature->destroys;
+  });
+  ScanForSelection(*this, *adapterManager_, options, destroys);
   Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }
 

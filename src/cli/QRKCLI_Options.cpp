@@ -168,9 +168,13 @@ StatusCode QRKCLI::PickBySerial(const CLIParameter& parameter) {
 
 StatusCode QRKCLI::PickByPath(const CLIParameter& parameter) {
   const auto path = FirstValue(parameter);
-  auto* drive =
-      FindDrive([&](const Device& each) { return each.GetString(Properties::DevicePath) == path; });
-  return Pick(path.empty() ? nullptr : drive, Status::InvalidDrivePath);
+  const auto nodes =
+      path.empty() ? std::vector<std::string>() : DeviceManagement::FindNodesByPath(path);
+  // A controller with several namespaces names none of them.
+  auto* drive = nodes.size() != 1 ? nullptr : FindDrive([&](const Device& each) {
+    return each.GetString(Properties::DevicePath) == nodes.front();
+  });
+  return Pick(drive, Status::InvalidDrivePath);
 }
 
 StatusCode QRKCLI::PickByIdentifier(const CLIParameter& parameter) {

@@ -1,6 +1,7 @@
 #include "frame/Platform.h"
 
 #include <dlfcn.h>
+#include <sys/wait.h>
 #include <time.h>
 #include <unistd.h>
 
@@ -13,16 +14,44 @@ namespace Morvu {
 
 std::string GetOsName() { return "Linux"; }
 
+namespace {
+
+// A line prints the same in every user's language, and finds the administrator's tools.
+std::string WithSettings(const std::string& command) {
+  return "LC_ALL=C; PATH=\"${PATH:+$PATH:}/usr/sbin:/usr/bin:/sbin:/bin\"; export LC_ALL PATH; " +
+         command;
+}
+
+// Reads to the end, however often a signal interrupts.
+bool ReadAll(int file, std::string& output) {
+  char block[4096];
+  for (;;) {
+    const auto count = read(file, block, sizeof block);
+    if (count == 0) return true;
+    if (count > 0) {
+      output.append(block, static_cast<std::size_t>(count));
+    } else if (errno != EINTR) {
+      return false;
+    }
+  }
+}
+
+// The shell's own words for a command that it could not start, or its end by a signal.
+bool CouldNotRun(int status) {
+  if (status == -1) return false;  // a host that ignores SIGCHLD learns no status
+  if (!WIFEXITED(status)) return true;
+  return WEXITSTATUS(status) == 126 || WEXITSTATUS(status) == 127;
+}
+
+}  // namespace
+
 bool RunCommand(const std::string& command, std::vector<std::string>& lines) {
   // "e": the pipe is not handed on to commands that other threads start.
-  FILE* pipe = popen(command.c_str(), "re");
+  FILE* pipe = popen(WithSettings(command).c_str(), "re");
   if (pipe == nullptr) return false;
   std::string output;
-  char block[1024];
-  for (std::size_t count; (count = fread(block, 1, sizeof block, pipe)) > 0;) {
-    output.append(block, count);
-  }
-  pclose(pipe);
+  const bool whole = ReadAll(fileno(pipe), output);
+  if (CouldNotRun(pclose(pipe)) || !whole) return false;
 
   for (std::size_t at = 0; at < output.size();) {
     const auto end = std::min(output.find('\n', at), output.size());
@@ -33,7 +62,7 @@ bool RunCommand(const std::string& command, std::vector<std::string>& lines) {
 }
 
 void RunSystem(const std::string& command) {
-  [[maybe_unused]] const int unexamined = system(command.c_str());
+  [[maybe_unused]] const int unexamined = system(WithSettings(command).c_str());
 }
 
 void SleepFor(std::chrono::milliseconds time) {

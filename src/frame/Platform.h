@@ -16,11 +16,12 @@ inline constexpr std::string_view kTestFolder = "/mnt/MorvuTestFolder";
 // The name of the running system: "Linux".
 std::string GetOsName();
 
-// Runs a shell command line and appends its output lines, without their line
-// feeds. False if it could not be started; its exit status is not examined.
+// Runs a shell command line, in the locale "C", and appends its output lines, without
+// their line feeds. False, with nothing appended, if it could not be run or its output not
+// be read to the end; its exit status tells nothing else.
 bool RunCommand(const std::string& command, std::vector<std::string>& lines);
 
-// Runs a shell command line for its effect; its result is not examined.
+// The same for the effect; its result is not examined.
 void RunSystem(const std::string& command);
 
 // The directory of the running program with its last "/"; empty on failure.

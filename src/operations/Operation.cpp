@@ -26,6 +26,7 @@ bool NoNvme(Device& device) { return !device.HasCommandSet(Protocol::Nvme); }
 bool PartitionsUnknown(Device& device) {
   return device.CheckPartitions() == Status::NoCommunication;
 }
+bool PartitionsUnasked(Device& device) { return !device.ArePartitionsKnown(); }
 bool HasPartition(Device& device) {
   return device.CheckPartitions() != Status::NoPartition || !device.GetPartitions().empty();
 }

@@ -61,6 +61,8 @@ bool NoAta(DeviceManagement::Device& device);
 bool NoNvme(DeviceManagement::Device& device);
 // The drive was lost while its partitions were looked for: none may not be assumed.
 bool PartitionsUnknown(DeviceManagement::Device& device);
+// The system could not be asked for the drive's partitions. Nothing is sent to the drive.
+bool PartitionsUnasked(DeviceManagement::Device& device);
 // A partition is known from the scan, or the system shows one now, or is not sure.
 bool HasPartition(DeviceManagement::Device& device);
 }  // namespace Refuse

@@ -3,6 +3,8 @@
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ProductProperties.h"
 #include "devices/properties/ScanProperties.h"
+#include "frame/Files.h"
+#include "frame/Logger.h"
 
 namespace Morvu::Testing {
 namespace {
@@ -13,6 +15,9 @@ using Simulator::TestFleet;
 using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
+
+using DeviceManagement::HasIdentity;
+using DeviceManagement::IsSameDrive;
 
 constexpr const char* kSataModel = "MORVU SSDSC2BB480G4";
 
@@ -109,6 +114,117 @@ TEST(DiscoveryTest, AControllerThatFailsItsTestIsNoAdapter) {
   fleet.Add({.kind = Kind::Nvme, .namespaces = 0, .refusesIdentify = true});
   fleet.Add({.kind = Kind::Nvme});
   EXPECT_THAT(ScanPaths(), ElementsAre("/dev/nvme1n1"));
+}
+
+TEST(DiscoveryTest, AsksForANamespaceByItsIdentifierWhateverItsNode) {
+  TestFleet fleet;
+  auto drive = fleet.Add({.kind = Kind::Nvme, .nsids = {2, 3}});
+  drive.State().nvme.namespaces[2].bytes = 512 * 4096;
+  AdapterManager manager;
+  manager.Scan({.identify = true});
+  const auto* second = FindDrive(manager, "/dev/nvme0n2");
+  ASSERT_NE(nullptr, second);
+  EXPECT_EQ(2u, second->GetUInt(Properties::Lun));
+  EXPECT_EQ(4095u, second->GetUInt(Properties::MaximumLBA));
+}
+
+// Two controllers, one drive: whichever of them answers has it.
+TEST(DiscoveryTest, ADriveWithTwoControllersIsListedOnce) {
+  TestFleet fleet;
+  fleet.Add({.kind = Kind::Nvme, .serial = "SHARED", .namespaces = 2, .controllers = 2});
+  fleet.Add({.kind = Kind::Nvme, .serial = "EMPTY", .namespaces = 0, .controllers = 2});
+  fleet.Add({.kind = Kind::Nvme, .serial = "OTHER", .subsystem = 0x20});
+  const std::vector<std::string> expected = {"/dev/nvme0n1", "/dev/nvme0n2", "/dev/nvme2",
+                                             "/dev/nvme32n1"};
+  EXPECT_EQ(expected, ScanPaths());
+  AdapterManager manager;
+  manager.Scan({.identify = true});
+  EXPECT_EQ("/dev/nvme4", FindDrive(manager, "/dev/nvme32n1")
+                              ->GetCommandSet(Protocol::Nvme)
+                              ->GetPath()
+                              .GetDevicePath());
+
+  std::filesystem::remove(fleet.Folder() + "/dev/nvme0");  // its controller is being reset
+  EXPECT_EQ(expected, ScanPaths());
+}
+
+TEST(DiscoveryTest, ANamespaceOfUnknownIdentifierIsLeftOut) {
+  TestFleet fleet;
+  fleet.Add({.kind = Kind::Nvme, .namespaces = 2});
+  std::filesystem::remove(fleet.Folder() + "/sys/class/block/nvme0n1/nsid");
+  EXPECT_THAT(ScanPaths(), ElementsAre("/dev/nvme0n2"));
+}
+
+TEST(DiscoveryTest, ASasDriveIsKnownByWhatTheKernelRead) {
+  TestFleet fleet;
+  fleet.Add({.kind = Kind::Scsi, .serial = "LONGSERIALNUMBER1", .inquirySerial = false});
+  fleet.Add({.kind = Kind::Scsi, .serial = "", .wwn = 0x5000C500AAAA0001});
+  fleet.Add({.kind = Kind::Scsi, .serial = "", .wwn = 0x5000C500AAAA0002});
+  fleet.Add({.kind = Kind::Scsi, .serial = ""});
+  AdapterManager manager;
+  manager.Scan({.identify = true});
+  const auto drives = manager.GetDrives();
+  ASSERT_EQ(4u, drives.size());
+  EXPECT_EQ("LONGSERIALNUMBER1", drives[0]->GetString(Properties::SerialNumber));
+  EXPECT_FALSE(IsSameDrive(*drives[1], *drives[2]));
+  EXPECT_FALSE(IsSameDrive(*drives[0], *drives[3]));
+  EXPECT_TRUE(HasIdentity(*drives[0]));
+  EXPECT_TRUE(HasIdentity(*drives[1]));
+  EXPECT_FALSE(HasIdentity(*drives[3]));
+}
+
+// A list leaves every disk and udev in peace.
+TEST(DiscoveryTest, AScanWritesNothingAndOpensNothingForWriting) {
+  TestFleet fleet;
+  fleet.Add({}).AddPartition(1 << 20, {}, "xfs");
+  fleet.Add({.kind = Kind::Scsi});
+  fleet.Add({.kind = Kind::Nvme, .namespaces = 2}).AddPartition(1 << 20);
+  {
+    AdapterManager manager;
+    manager.Scan({.identify = true, .findLogical = true});
+    ASSERT_EQ(4u, manager.GetDrives().size());
+    for (const auto* drive : manager.GetDrives()) EXPECT_TRUE(drive->Clone()->TestConnection());
+  }
+  EXPECT_THAT(fleet.Events(), IsEmpty());
+}
+
+// Of the drives that a scan is not for, not one is asked, nor waited for.
+TEST(DiscoveryTest, AsksOnlyTheNodesThatAreWanted) {
+  TestFleet fleet;
+  std::vector<Simulator::SimulatedDrive> others = {fleet.Add({}), fleet.Add({.kind = Kind::Nvme}),
+                                                   fleet.Add({.kind = Kind::Scsi})};
+  fleet.Add({.serial = "WANTED"});
+  fleet.Add({.kind = Kind::Nvme, .serial = "SPACE", .namespaces = 2});
+  AdapterManager manager;
+  manager.Scan({.identify = true, .onlyNodes = {"/dev/sg2"}});
+  ASSERT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/sg2"));
+  EXPECT_EQ("WANTED", manager.GetDrives()[0]->GetString(Properties::SerialNumber));
+  EXPECT_EQ(5u, manager.GetDrives()[0]->GetUInt(Properties::Index));
+  manager.Scan({.identify = true, .onlyNodes = {"/dev/nvme1n2"}});
+  ASSERT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/nvme1n2"));
+  EXPECT_EQ(2u, manager.GetDrives()[0]->GetUInt(Properties::Index));
+  for (const auto& drive : others) EXPECT_THAT(drive.Journal(), IsEmpty()) << drive.Node();
+  manager.Scan({.identify = true});
+  EXPECT_EQ("/dev/sg2", manager.GetDrives()[5]->GetString(Properties::DevicePath));
+  EXPECT_EQ("/dev/nvme1n2", manager.GetDrives()[2]->GetString(Properties::DevicePath));
+}
+
+TEST(DiscoveryTest, TellsTheLogWhatTheKernelShows) {
+  TestFleet fleet;
+  fleet.Add({}).AddPartition();
+  fleet.Drive("/dev/sg0").AddPartition();
+  fleet.Add({.kind = Kind::Nvme});
+  const auto path = fleet.Folder() + "/log";
+  ASSERT_EQ(0, EnableLog(path, kLogAll, false));
+  AdapterManager().Scan({.findLogical = true});
+  DisableLog();
+  const auto log = ReadFileText(path);
+  for (const char* line :
+       {"Partitions found: sda1", "Partitions found: sda2", "Drive 0 = /dev/nvme0",
+        "Namespace 0 = /dev/nvme0n1", "Passthrough 0 = /dev/nvme0",
+        "Drive /dev/nvme0n1 matches to adapter /dev/nvme0", "Checking device: 0"}) {
+    EXPECT_THAT(log, testing::HasSubstr(line));
+  }
 }
 
 // Node paths are ordered by their bytes.

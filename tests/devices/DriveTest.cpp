@@ -1,3 +1,5 @@
+#include <sys/resource.h>
+
 #include <boost/property_tree/ptree.hpp>
 #include <cerrno>
 
@@ -167,13 +169,68 @@ TEST(CheckPartitionsTest, AsksAboutThisDriveAlone) {
 TEST(CheckPartitionsTest, NothingButANodesNameReachesTheShell) {
   TestFleet fleet;
   const auto trace = fleet.Folder() + "/trace";
-  for (const auto& path : {std::string("/x/s"), "/dev/sg0$(touch " + trace + ")",
-                           "/dev/nvme0n1;touch " + trace, std::string()}) {
+  // Of what is no drive's node nothing can be known; a name of two characters is told to be
+  // without partitions.
+  for (const auto& [path, code] : {std::pair(std::string("/x/s"), 14),
+                                   {"/dev/sg0$(touch " + trace + ")", 128},
+                                   {"/dev/nvme0n1;touch " + trace, 128},
+                                   {"/dev/sg0", 128},
+                                   {std::string(), 14}}) {
     Drive drive;
     drive.SetPath(std::make_unique<AnsweringPath>(path));
-    EXPECT_EQ(14, drive.CheckPartitions()) << path;
+    EXPECT_EQ(code, drive.CheckPartitions()) << path;
   }
   EXPECT_FALSE(std::filesystem::exists(trace));
+}
+
+// Takes all descriptors that are free, as a host in trouble has none.
+class NoDescriptors {
+ public:
+  NoDescriptors() {
+    getrlimit(RLIMIT_NOFILE, &old_);
+    auto none = old_;
+    none.rlim_cur = 0;
+    setrlimit(RLIMIT_NOFILE, &none);
+  }
+  ~NoDescriptors() { setrlimit(RLIMIT_NOFILE, &old_); }
+
+ private:
+  rlimit old_{};
+};
+
+TEST(CheckPartitionsTest, WhatCannotBeAskedIsNotNone) {
+  TestFleet fleet;
+  fleet.Add({});
+  fleet.Add({.kind = Kind::Nvme});
+  AdapterManager manager;
+  manager.Scan({});
+  for (const char* node : {"/dev/sg0", "/dev/nvme0n1"}) {
+    auto& drive = *FindDrive(manager, node);
+    EXPECT_EQ(14, drive.CheckPartitions());
+    const NoDescriptors none;
+    EXPECT_EQ(128, drive.CheckPartitions());
+    EXPECT_FALSE(drive.ArePartitionsKnown());
+  }
+  std::filesystem::rename(fleet.Folder() + "/sys/class/block", fleet.Folder() + "/sys/gone");
+  EXPECT_EQ(128, FindDrive(manager, "/dev/sg0")->CheckPartitions());
+  EXPECT_EQ(128, FindDrive(manager, "/dev/nvme0n1")->CheckPartitions());
+}
+
+// The way a language's `ls` quotes names, or a PATH without its tools, changed answers once.
+TEST(CheckPartitionsTest, TheEnvironmentChangesNoAnswer) {
+  TestFleet fleet;
+  fleet.Add({}).AddPartition(1 << 20);
+  AdapterManager manager;
+  const std::string path = getenv("PATH");
+  setenv("QUOTING_STYLE", "c", 1);
+  setenv("PATH", "/nowhere", 1);
+  manager.Scan({.findLogical = true});
+  const auto listed = manager.GetDrives().size();
+  const auto code = listed == 0 ? 0 : manager.GetDrives()[0]->CheckPartitions();
+  unsetenv("QUOTING_STYLE");
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ(1u, listed);
+  EXPECT_EQ(13, code);
 }
 
 // ---- Output ----

@@ -4,6 +4,7 @@
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "devices/properties/SettingProperties.h"
+#include "support/HeldDrive.h"
 
 namespace Morvu::Testing {
 namespace {
@@ -68,6 +69,19 @@ TEST_F(RescanTest, TellsDrivesThatCameAndWent) {
   const auto difference = Rescan();
   EXPECT_THAT(SerialsOf(difference.addedDrives), ElementsAre("NVME2"));
   EXPECT_THAT(SerialsOf(difference.removedDrives), ElementsAre("SATA1"));
+}
+
+// Two nodes, one drive: each node has the partitions under names of its own.
+TEST_F(RescanTest, ADriveWithTwoPortsIsNoChange) {
+  for (int i = 0; i < 2; ++i) {
+    fleet_.Add({.kind = Kind::Scsi, .serial = "DUAL"}).AddPartition(1 << 20, "/dual");
+  }
+  manager_.Scan(kIdentify);
+  const auto difference = Rescan();
+  EXPECT_THAT(SerialsOf(difference.addedDrives), IsEmpty());
+  EXPECT_THAT(SerialsOf(difference.removedDrives), IsEmpty());
+  EXPECT_THAT(NamesOf(difference.addedPartitions), IsEmpty());
+  EXPECT_THAT(NamesOf(difference.removedPartitions), IsEmpty());
 }
 
 // The namespaces of a controller share its serial number.
@@ -136,6 +150,21 @@ TEST_F(RescanTest, ReplacesObjectsOrMergesIntoThem) {
   EXPECT_FALSE(FindDrive(manager_, "/dev/sg0")->GetProperties().Has(Properties::TempThreshold));
 }
 
+// Each drive is identified once, also by a scan that merges.
+TEST_F(RescanTest, MergingIdentifiesOnce) {
+  auto options = kIdentify;
+  options.replaceObjects = false;
+  nvme_.ClearJournal();
+  sata_.ClearJournal();
+  manager_.Scan(options);
+  constexpr std::uint8_t kNvmeIdentify = 0x06, kAtaIdentify = 0xEC;
+  // The controller's test, then controller and namespace for each of two.
+  EXPECT_EQ(5, std::ranges::count(nvme_.Opcodes(), kNvmeIdentify));
+  int identifies = 0;
+  for (const auto& entry : sata_.Journal()) identifies += entry.AtaOpcode() == kAtaIdentify;
+  EXPECT_EQ(1, identifies);
+}
+
 TEST_F(RescanTest, MergingDropsADriveThatWent) {
   auto options = kIdentify;
   options.replaceObjects = false;
@@ -145,6 +174,40 @@ TEST_F(RescanTest, MergingDropsADriveThatWent) {
 }
 
 // ---- Faults in a scan ----
+
+// While one drive does not answer, every other is asked and told.
+TEST(SlowDrivesTest, HoldUpNoOther) {
+  for (const char* slow : {"sg0", "nvme0"}) {
+    TestFleet fleet;
+    std::vector<Simulator::SimulatedDrive> drives;
+    for (int i = 0; i < 5; ++i) {
+      drives.push_back(fleet.Add({.kind = Kind::Ata, .serial = "S" + std::to_string(i)}));
+      drives.push_back(fleet.Add({.kind = Kind::Nvme, .serial = "N" + std::to_string(i)}));
+    }
+    HeldDrive held(fleet, slow);
+    AdapterManager manager;
+    std::thread scan([&] { manager.Scan({.identify = true}); });
+    const auto slowNode = "/dev/" + std::string(slow);
+    for (auto& drive : drives) {
+      if (drive.Node().starts_with(slowNode)) continue;
+      EXPECT_TRUE(WaitUntil([&] { return drive.Journal().size() >= 3; })) << drive.Node();
+    }
+    held.LetGo();
+    scan.join();
+    EXPECT_EQ(drives.size(), manager.GetDrives().size());
+  }
+}
+
+// A look at one drive waits for no other, by whatever it is chosen.
+TEST(SlowDrivesTest, HoldUpNoLookAtAnother) {
+  TestFleet fleet;
+  fleet.Add({.serial = "SLOW"});
+  fleet.Add({.serial = "WANTED"});
+  const HeldDrive held(fleet, "sg0");
+  AdapterManager manager;
+  manager.Scan({.identify = true, .onlyNodes = DeviceManagement::FindNodesBySerial("WANTED")});
+  EXPECT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/sg1"));
+}
 
 struct FaultCase {
   const char* name;

@@ -1,9 +1,12 @@
 // Texts, numbers and bytes.
 #include <gtest/gtest.h>
+#include <signal.h>
+#include <sys/time.h>
 
 #include <locale>
 #include <sstream>
 
+#include "TestFleet.h"
 #include "frame/Bytes.h"
 #include "frame/Files.h"
 #include "frame/Platform.h"
@@ -155,6 +158,59 @@ TEST(Platform, RunsCommandsAndKnowsItsPlace) {
     const auto value = RandomInRange(5, 7);
     EXPECT_TRUE(value >= 5 && value <= 7);
   }
+}
+
+// Interrupts whatever this thread waits for, a thousand times a second.
+class Interruptions {
+ public:
+  Interruptions() {
+    struct sigaction action {};
+    action.sa_handler = [](int) {};
+    sigaction(SIGALRM, &action, &old_);
+    const itimerval each{{0, 1000}, {0, 1000}};
+    setitimer(ITIMER_REAL, &each, nullptr);
+  }
+  ~Interruptions() {
+    const itimerval none{};
+    setitimer(ITIMER_REAL, &none, nullptr);
+    sigaction(SIGALRM, &old_, nullptr);
+  }
+
+ private:
+  struct sigaction old_ {};
+};
+
+constexpr const char* kSlowLines = "for i in 1 2 3 4 5 6 7 8; do echo line $i; sleep 0.02; done";
+
+TEST(RunCommandTest, LosesNoLineToSignals) {
+  const Interruptions interruptions;
+  std::vector<std::string> lines;
+  EXPECT_TRUE(RunCommand(kSlowLines, lines));
+  EXPECT_EQ(8u, lines.size());
+  lines.clear();
+  const Simulator::TestFleet fleet;
+  EXPECT_TRUE(RunCommand(kSlowLines, lines));
+  EXPECT_EQ(8u, lines.size());
+}
+
+TEST(RunCommandTest, SaysWhatCouldNotRun) {
+  std::vector<std::string> lines = {"before"};
+  EXPECT_FALSE(RunCommand("/no/such/command 2>/dev/null", lines));
+  EXPECT_FALSE(RunCommand("echo lost; kill -9 $$", lines));
+  EXPECT_FALSE(RunCommand("/etc/passwd 2>/dev/null", lines));
+  EXPECT_EQ(std::vector<std::string>{"before"}, lines);
+  EXPECT_TRUE(RunCommand("false", lines));
+}
+
+TEST(RunCommandTest, RunsInOneLanguageAndFindsTheAdministratorsTools) {
+  const std::string path = getenv("PATH");
+  setenv("LC_ALL", "de_DE.UTF-8", 1);
+  setenv("PATH", "/nowhere", 1);
+  std::vector<std::string> lines;
+  EXPECT_TRUE(RunCommand("echo $LC_ALL; ls -d /", lines));
+  unsetenv("LC_ALL");
+  setenv("PATH", path.c_str(), 1);
+  EXPECT_EQ((std::vector<std::string>{"C", "/"}), lines);
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 
 #include "Host.h"
 #include "TestFleet.h"
+#include "support/HeldDrive.h"
 
 namespace MorvuHost {
 namespace {
@@ -48,6 +49,37 @@ class DriveJobs : public ::testing::Test {
       fleet_.Add({.kind = Kind::Nvme, .model = "MORVU SSDPE2MD800G4", .serial = "NVME1"});
   Host host_;
 };
+
+// Neither a scan that waits for a drive nor a job that asks for a dead one.
+TEST_F(DriveJobs, AreNotHeldUpByADriveThatDoesNotAnswer) {
+  host_.Call(kScan);
+  sata_.ClearJournal();
+  Morvu::Testing::HeldDrive held(fleet_, "nvme0");
+  const auto scan = host_.Send(kScan);
+  const auto dead = host_.Send(DriveRequest("NVME1", ""));
+  // The scan is at work: it has asked the other drive.
+  EXPECT_TRUE(Eventually([&] { return !sata_.Journal().empty(); }));
+  EXPECT_EQ(std::vector<std::string>{"SATA1"}, Serials(host_.Call(DriveRequest("SATA1", ""))));
+  EXPECT_TRUE(host_.Receive(scan).IsEmpty());
+  EXPECT_TRUE(host_.Receive(dead).IsEmpty());
+  held.LetGo();
+  EXPECT_FALSE(host_.Await(scan).IsEmpty());
+  EXPECT_FALSE(host_.Await(dead).IsEmpty());
+}
+
+TEST_F(DriveJobs, ReadPartitionsWholeThoughManyDo) {
+  sata_.AddPartition(4 << 20, {}, "xfs");
+  host_.Call(kScan);
+  std::vector<std::uint64_t> jobs;
+  for (int i = 0; i < 6; ++i) jobs.push_back(host_.Send(DriveRequest("SATA1", "")));
+  for (const auto job : jobs) {
+    const auto text = host_.Await(job).Text();
+    for (const char* value : {">4194304<", ">3145728<", ">1048576<", ">75<", ">xfs<"}) {
+      EXPECT_NE(std::string::npos, text.find(value)) << value;
+    }
+  }
+  for (const auto& event : fleet_.Events()) EXPECT_FALSE(event.starts_with("write")) << event;
+}
 
 TEST_F(DriveJobs, SeeNoDrivesBeforeAScan) {
   EXPECT_TRUE(host_.Call(kList).Listed().empty());

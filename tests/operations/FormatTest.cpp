@@ -63,11 +63,10 @@ TEST(Format, SendsTheSettingsToTheNamespace) {
 
 TEST(Format, LeavesTheOtherNamespacesAlone) {
   auto spec = NvmeSpec();
-  spec.namespaces = 3;
   // The identifiers go from 1 on, or from 2 on: the node's number is none.
-  for (const unsigned first : {1, 2})
+  for (const std::uint32_t first : {1, 2})
     for (const int chosen : {1, 2, 3}) {
-      spec.firstNamespace = first;
+      spec.nsids = {first, first + 1, first + 2};
       MethodScene scene(spec, "Format");
       for (int space = 1; space <= 3; ++space) {
         scene.fleet.Drive("/dev/nvme0n" + std::to_string(space)).WriteMedium(0, scene.content);
@@ -267,6 +266,16 @@ TEST(Format, RefusesAControllerWithoutNamespaces) {
   const auto outcome = RunLine({"-drive_path", "/dev/nvme1", "-format", "1", "-force"});
   EXPECT_EQ(outcome.code, Status::NotSupportedByDrive) << outcome.output;
   for (const auto& entry : controller.Journal()) EXPECT_NE(entry.Opcode(), kFormatNvm);
+}
+
+TEST(Format, UnknownPartitionsRefuse) {
+  for (const auto& spec : {SataSpec(), NvmeSpec()}) {
+    MethodDelete scene(spec);
+    scene.Prepare();
+    HidePartitions(scene);
+    EXPECT_EQ(scene.Run(NoReporter()), 128);
+    EXPECT_TRUE(scene.IsUntouched());
+  }
 }
 
 TEST(Format, RefusesByItsTable) {

@@ -227,6 +227,14 @@ TEST(Sanitize, APartitionRefusesUnlessForced) {
   }
 }
 
+TEST(Sanitize, UnknownPartitionsRefuse) {
+  MethodSanitize scene("crypto");
+  scene.Prepare();
+  HidePartitions(scene);
+  EXPECT_EQ(scene.Run(NoReporter()), 128);
+  EXPECT_TRUE(scene.IsUntouched());
+}
+
 TEST(Sanitize, ACancelEndsTheWatchingNotTheSanitize) {
   std::size_t runs = 0;
   SweepCancels<MethodSanitize>([&](MethodSanitize& scene, const SweptRun& run) {

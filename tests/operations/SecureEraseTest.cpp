@@ -138,6 +138,7 @@ const RefusalCase kRefusals[] = {
     {285, "Opal session", kAsItIs, Has(Properties::OpalState, "Session Started"), {}},
     {285, "Opal unknown", kAsItIs, Has(Properties::OpalState, "Unknown"), {}},
     {13, "partition", [](MethodScene& scene) { scene.drive.AddPartition(); }, kAsItIs, {}},
+    {128, "unknown partitions", [](MethodScene& scene) { HidePartitions(scene); }, kAsItIs, {}},
     {13,
      "partition of the scan",
      kAsItIs,

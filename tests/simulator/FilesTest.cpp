@@ -49,6 +49,8 @@ TEST(Files, MountAndVolumeGroupsFollowTheTables) {
   const auto partition = disk.AddPartition(1 << 20);
   const auto volume = disk.AddPartition(1 << 20, "", "LVM2_member", "vg0");
   EXPECT_EQ("", Output("df -T | grep -o " + partition));
+  EXPECT_NE(0, system(("mount " + partition + " /mnt/MorvuTestFolder 2>/dev/null").c_str()));
+  EXPECT_EQ(0, system("mkdir /mnt/MorvuTestFolder"));
   EXPECT_EQ(0, system(("mount " + partition + " /mnt/MorvuTestFolder").c_str()));
   EXPECT_EQ(partition + " on /mnt/MorvuTestFolder type ext4 (rw,relatime)\n",
             Output("mount | grep " + partition));

@@ -80,8 +80,7 @@ TEST(NvmeDrive, ReadsAndWritesByTheIoRecordOfThisWidth) {
 
 TEST(NvmeDrive, NumbersNodesAsTheyCome) {
   TestFleet fleet;
-  auto drive =
-      fleet.Add({.kind = Kind::Nvme, .sectors = 1000, .namespaces = 2, .firstNamespace = 2});
+  auto drive = fleet.Add({.kind = Kind::Nvme, .sectors = 1000, .nsids = {2, 3}});
   ASSERT_EQ("/dev/nvme0n1", drive.Node());
   const Handle controller("/dev/nvme0"), first("/dev/nvme0n1"), second("/dev/nvme0n2");
   EXPECT_EQ(-1, ioctl(controller.Get(), NVME_IOCTL_ID, nullptr));

@@ -3,6 +3,7 @@
 #pragma once
 
 #include <algorithm>
+#include <filesystem>
 #include <functional>
 #include <string>
 #include <string_view>
@@ -94,6 +95,12 @@ class MethodScene : public EraseScene {
   std::string_view name_;
   MethodParameters parameters_;
 };
+
+// The system cannot be asked for partitions any more.
+inline void HidePartitions(const EraseScene& scene) {
+  std::filesystem::rename(scene.fleet.Folder() + "/sys/class/block",
+                          scene.fleet.Folder() + "/sys/class/hidden");
+}
 
 // The command line on the scene's drive, its scan included.
 class LineScene : public EraseScene {

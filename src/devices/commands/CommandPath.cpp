@@ -39,8 +39,9 @@ CommandPath::~CommandPath() { (void)CommandPath::Close(); }
 
 StatusCode CommandPath::Open() {
   if (IsOpen()) (void)CommandPath::Close();
-  // An empty path would be refused all the same, after a call to the system.
-  if (!devicePath_.empty()) handle_ = open(devicePath_.c_str(), O_RDWR | O_NONBLOCK | O_CLOEXEC);
+  // Read-only: commands pass all the same, and the close of a block node that was open for
+  // writing makes udev read the disk anew. An empty path would be refused after a call.
+  if (!devicePath_.empty()) handle_ = open(devicePath_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
   return IsOpen() ? Status::Completed : Status::NoCommunication;
 }
 

@@ -2,15 +2,19 @@
 
 #include <algorithm>
 #include <boost/property_tree/ptree.hpp>
+#include <iterator>
 
 #include "devices/discovery/Adapter_Generic.h"
 #include "devices/discovery/Adapter_NVMe.h"
 #include "devices/discovery/DriveXml.h"
-#include "devices/identification/DeviceIdentification.h"
+#include "devices/discovery/OsPartition.h"
+#include "devices/discovery/SideBySide.h"
 #include "devices/model/Drive.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ProductProperties.h"
 #include "devices/properties/ScanProperties.h"
+#include "devices/system/SystemFacts.h"
+#include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"
 #include "frame/status/Commands.h"
 #include "messaging/ResultTable.h"
@@ -21,7 +25,7 @@ namespace {
 // A kind of adapter: the option that asks for it, and its search.
 struct AdapterFinder {
   bool ScanOptions::*option;
-  void (*find)(AdapterList& list, const ScanOptions& options);
+  void (*find)(AdapterList& list, const ScanOptions& options, const SystemFacts& facts);
 };
 constexpr AdapterFinder kFinders[] = {
     {&ScanOptions::scanNvme, Adapter_NVMe_Linux::FindAdapters},
@@ -49,9 +53,14 @@ bool IsSameAdapter(const Adapter& left, const Adapter& right) {
          left.GetString(Properties::DevicePath) == right.GetString(Properties::DevicePath);
 }
 
-bool Holds(const AdapterList& list, const Adapter& adapter) {
-  return std::ranges::any_of(list,
-                             [&](const auto& other) { return IsSameAdapter(*other, adapter); });
+std::shared_ptr<Adapter> FindAdapter(const AdapterList& list, const Adapter& adapter) {
+  const auto found =
+      std::ranges::find_if(list, [&](const auto& other) { return IsSameAdapter(*other, adapter); });
+  return found == list.end() ? nullptr : *found;
+}
+
+bool IsOnSameNode(const Device& left, const Device& right) {
+  return left.GetString(Properties::DevicePath) == right.GetString(Properties::DevicePath);
 }
 
 void CheckDriver(Device& drive) {
@@ -99,14 +108,70 @@ void Compare(const Drives& drives, const Others& others, Clones& extraDrives,
              std::vector<ScanDifference::PartitionChange>& extraPartitions) {
   for (const auto& drive : drives) {
     if (drive->GetKind() != DeviceKind::Drive) continue;
-    const auto partner = std::ranges::find_if(
-        others, [&](const auto& other) { return IsSameDrive(*other, *drive); });
+    const auto partner = std::ranges::find_if(others, [&](const auto& other) {
+      return IsSameDrive(*other, *drive) && IsOnSameNode(*other, *drive);
+    });
     if (partner == others.end()) {
       extraDrives.push_back(drive->Clone());
     } else if (auto missing = FindMissing(*drive, **partner); !missing.empty()) {
       extraPartitions.push_back({drive->Clone(), std::move(missing)});
     }
   }
+}
+
+std::vector<Device*> ListAll(const ScanResult& found) {
+  std::vector<Device*> drives;
+  for (const auto& adapter : found.adapters) {
+    for (const auto& drive : adapter->GetDrives()) drives.push_back(drive.get());
+  }
+  for (const auto& drive : found.generic->GetDrives()) drives.push_back(drive.get());
+  return drives;
+}
+
+// Appends what a controller's adapter would list, but for what another has listed.
+void AppendNodesOf(const std::string& controller, const std::vector<NvmeSpace>& spaces,
+                   std::vector<std::string>& nodes) {
+  bool hasNamespaces = false;
+  for (const auto& space : spaces) {
+    if (std::ranges::count(space.controllers, controller) == 0) continue;
+    hasNamespaces = true;
+    if (std::ranges::count(nodes, space.path) == 0) nodes.push_back(space.path);
+  }
+  if (!hasNamespaces) nodes.push_back(controller);
+}
+
+// The nodes of all drives that the kernel shows, asked or not, in the order of their list.
+std::vector<std::string> ListNodes(ScanOptions options, const SystemFacts& facts) {
+  options.onlyNodes.clear();
+  std::vector<std::string> nodes, generic;
+  const auto spaces = facts.GetNvmeSpaces().value_or(std::vector<NvmeSpace>());
+  for (const auto& path : facts.GetNvmeNodes().value_or(generic)) {
+    const auto node = ParseNvmeNode(path);
+    if (options.scanNvme && node && !node->space) AppendNodesOf(path, spaces, nodes);
+  }
+  if (!options.scanGeneric) return nodes;
+  for (const auto& space : spaces) {
+    if (!options.scanNvme || space.controllers.empty()) generic.push_back(space.path);
+  }
+  for (auto& candidate : FindGenericCandidates(options, facts)) {
+    generic.push_back(std::move(candidate.path));
+  }
+  std::ranges::sort(generic);
+  nodes.insert(nodes.end(), generic.begin(), generic.end());
+  return nodes;
+}
+
+// A drive that is listed alone keeps the number that it has among all.
+void PutIndex(Device& drive, const std::vector<std::string>& order) {
+  const auto place = std::ranges::find(order, drive.GetString(Properties::DevicePath));
+  if (place == order.end()) return;
+  drive.AddProperty(Properties::Index, static_cast<std::int32_t>(place - order.begin()));
+}
+
+std::vector<std::string> FindNodesOfDisk(const std::string& disk, const SystemFacts& facts) {
+  auto generic = facts.FindGenericNode(disk);
+  if (generic.empty()) return {};
+  return {std::move(generic)};
 }
 
 }  // namespace
@@ -116,33 +181,59 @@ AdapterManager::AdapterManager(const ScanOptions& options)
 
 AdapterManager::~AdapterManager() = default;
 
-void AdapterManager::Scan(const ScanOptions& options) {
-  options_ = options;
-  UpdateAdapters();
-  generic_->ScanDrives(options_, nullptr);
-  for (const auto& adapter : adapters_) adapter->ScanDrives(options_, generic_.get());
+ScanResult AdapterManager::FindDrives(const ScanOptions& options) {
+  const auto facts = SystemFacts::Read();
+  ScanResult found{options, {}, std::make_shared<Adapter_Generic_Linux>(), {}};
+  AdapterList lists[std::size(kFinders)];
+  AskSideBySide(1 + std::size(kFinders), [&](std::size_t i) {
+    if (i == 0) {
+      found.generic->ScanDrives(options, facts);
+    } else if (const auto& finder = kFinders[i - 1]; options.*finder.option) {
+      finder.find(lists[i - 1], options, facts);
+    }
+  });
+  for (auto& list : lists) std::ranges::move(list, std::back_inserter(found.adapters));
+  if (!options.onlyNodes.empty()) found.order = ListNodes(options, facts);
+  if (options.findLogical) {
+    const auto drives = ListAll(found);
+    FindLogicalDrives(drives, facts);
+    MarkOsPartitions(drives, facts);
+  }
+  return found;
+}
+
+void AdapterManager::Publish(ScanResult found) {
+  DeviceList list(found.options);
+  // No pointer to a drive may outlive it, whatever happens from here on.
+  driveList_.Clear();
+  // What a look at some drives only has left is no order to join.
+  if (!options_.onlyNodes.empty()) adapters_.clear();
+  options_ = std::move(found.options);
+  generic_->TakeDrives(*found.generic, options_);
+  TakeAdapters(std::move(found.adapters));
 
   const auto drives = CollectDrives();
   for (std::size_t i = 0; i < drives.size(); ++i) {
     auto& drive = *drives[i];
-    if (options_.identify) UpdateProperties(drive);
     drive.AddProperty(Properties::OpalState, "No Opal");
     CheckDriver(drive);
     drive.AddProperty(Properties::Index, static_cast<std::int32_t>(i));
     LogDrive(drive);
   }
-  driveList_ = DeviceList(options_);
-  driveList_.Set(drives);
+  list.Set(drives);
+  for (auto* drive : list.GetDrives()) PutIndex(*drive, found.order);
+  driveList_ = std::move(list);
 }
 
-void AdapterManager::UpdateAdapters() {
-  AdapterList found;
-  for (const auto& finder : kFinders) {
-    if (options_.*finder.option) finder.find(found, options_);
+void AdapterManager::TakeAdapters(AdapterList found) {
+  std::erase_if(adapters_, [&](const auto& held) { return FindAdapter(found, *held) == nullptr; });
+  for (auto& adapter : found) {
+    if (const auto held = FindAdapter(adapters_, *adapter)) {
+      held->TakeDrives(*adapter, options_);
+    } else {
+      adapters_.push_back(std::move(adapter));
+    }
   }
-  std::erase_if(adapters_, [&](const auto& held) { return !Holds(found, *held); });
-  std::erase_if(found, [&](const auto& adapter) { return Holds(adapters_, *adapter); });
-  std::ranges::move(found, std::back_inserter(adapters_));
 }
 
 std::vector<Device*> AdapterManager::CollectDrives() const {
@@ -181,6 +272,46 @@ void AdapterManager::ToXml(boost::property_tree::ptree& tree) const {
   auto& adapters = tree.put("adapters", "");
   for (const auto& adapter : adapters_) WriteAdapterXml(*adapter, adapters);
   WriteAdapterXml(*generic_, adapters);
+}
+
+std::vector<std::string> FindNodesBySerial(std::string_view serial) {
+  const auto facts = SystemFacts::Read();
+  std::vector<std::string> nodes;
+  const auto keep = [&](const std::string& path) {
+    const auto known = facts.FindSerialNumber(path);
+    if (known.empty() || known == serial) nodes.push_back(path);
+  };
+  for (const auto& name : facts.GetGenericNodes().value_or(nodes)) keep("/dev/" + name);
+  for (const auto& path : facts.GetNvmeNodes().value_or(std::vector<std::string>())) {
+    if (ParseNvmeNode(path)) keep(path);
+  }
+  return nodes;
+}
+
+std::vector<std::string> FindNodesByPath(const std::string& path) {
+  const auto node = ResolveNode(path);
+  const auto facts = SystemFacts::Read();
+  const std::string name(GetNodeName(node));
+  if (IsGenericName(name)) return {node};
+  const auto nvme = ParseNvmeNode(node);
+  if (!nvme) return FindNodesOfDisk(name, facts);
+  if (nvme->space) return {node};
+  std::vector<std::string> nodes;
+  for (const auto& space : facts.GetNvmeSpaces().value_or(std::vector<NvmeSpace>())) {
+    if (std::ranges::count(space.controllers, node) > 0) nodes.push_back(space.path);
+  }
+  // One without namespaces is a drive itself.
+  if (nodes.empty()) nodes.push_back(node);
+  return nodes;
+}
+
+std::vector<std::string> FindNodesByPartition(const std::string& partition) {
+  const auto facts = SystemFacts::Read();
+  const auto disk = facts.FindDiskOfPartition(GetNodeName(partition));
+  if (!disk) return {};
+  const auto path = "/dev/" + *disk;
+  if (ParseNvmeNode(path)) return {path};
+  return FindNodesOfDisk(*disk, facts);
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -4,8 +4,10 @@
 #include <boost/property_tree/ptree_fwd.hpp>
 #include <memory>
 #include <string>
+#include <string_view>
 #include <vector>
 
+#include "devices/discovery/Adapter_Generic.h"
 #include "devices/model/Adapter.h"
 #include "devices/model/DeviceList.h"
 
@@ -23,15 +25,29 @@ struct ScanDifference {
   std::vector<PartitionChange> removedPartitions;
 };
 
-// Has no lock; one scan at a time. A scan may destroy the drives that GetDrives
-// gave before, unless it keeps objects.
+// What a look at the host has found, before it takes the place of what was known.
+struct ScanResult {
+  ScanOptions options;
+  AdapterList adapters;  // without the generic one; each holds its drives
+  std::shared_ptr<Adapter_Generic_Linux> generic;
+  std::vector<std::string> order;  // all nodes that could be listed, in the order of a list
+};
+
+// Has no lock; one Publish at a time, and none while drives that GetDrives gave are in use.
+// It may destroy them, unless it keeps objects.
 class AdapterManager {
  public:
   explicit AdapterManager(const ScanOptions& options = {});
   ~AdapterManager();
 
-  void Scan(const ScanOptions& options);
-  // A scan that also tells what it changed. Drives are matched as IsSameDrive says.
+  // Asks the drives, side by side, and changes nothing here: any thread may.
+  static ScanResult FindDrives(const ScanOptions& options);
+  // Makes what was found the state. No drive is asked. When it throws, no drive is listed.
+  void Publish(ScanResult found);
+  // Both.
+  void Scan(const ScanOptions& options) { Publish(FindDrives(options)); }
+  // A scan that also tells what it changed. Drives are matched as IsSameDrive says, and by
+  // their nodes, of which a drive with two ports has two.
   void Rescan(const ScanOptions& options, ScanDifference& difference);
   const std::vector<Device*>& GetDrives() const { return driveList_.GetDrives(); }
   const DeviceList& GetDeviceList() const { return driveList_; }
@@ -41,7 +57,7 @@ class AdapterManager {
   void ToXml(boost::property_tree::ptree& tree) const;
 
  private:
-  void UpdateAdapters();
+  void TakeAdapters(AdapterList found);
   std::vector<Device*> CollectDrives() const;
 
   AdapterList adapters_;  // without the generic one
@@ -49,5 +65,14 @@ class AdapterManager {
   DeviceList driveList_;
   std::shared_ptr<Adapter_Generic_Linux> generic_;
 };
+
+// The nodes of the drives with this serial number, and of those whose serial number the
+// kernel does not know by itself.
+std::vector<std::string> FindNodesBySerial(std::string_view serial);
+// The nodes of the drives to which a path leads: a node that a scan lists, the block node of
+// the same device, a controller with all its namespaces, or a symbolic link to one of these.
+std::vector<std::string> FindNodesByPath(const std::string& path);
+// The node of the drive with this partition, "sda1" or "/dev/sda1"; none for what is none.
+std::vector<std::string> FindNodesByPartition(const std::string& partition);
 
 }  // namespace Morvu::DeviceManagement

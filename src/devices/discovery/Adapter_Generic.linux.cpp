@@ -1,144 +1,153 @@
 #include "devices/discovery/Adapter_Generic.h"
 
-#include <sys/stat.h>
-
 #include <algorithm>
-#include <fstream>
 
 #include "devices/commands/CommandPath_NVME.h"
-#include "devices/discovery/OsPartition.h"
+#include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
 #include "devices/properties/BasicProperties.h"
-#include "devices/system/SystemNodes.h"
-#include "frame/Files.h"
+#include "devices/properties/IdentityProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/Logger.h"
-#include "frame/Text.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
 
 constexpr std::string_view kDiskType = "0";  // SPC-4, table 155: direct access block device
 
-std::string ReadAttribute(const std::string& name, std::string_view attribute) {
-  return Trim(
-      ReadFileText("/sys/class/scsi_generic/" + name + "/device/" + std::string(attribute)));
-}
-
-bool IsDisk(const std::string& name) {
-  const auto type = ReadAttribute(name, "type");
-  MORVU_LOG(kLogInfo, "FindPhysical", "Checking device: " + type);
-  const bool isDisk = type == kDiskType;
+bool IsDisk(const std::string& name, const GenericDevice& device) {
+  MORVU_LOG(kLogInfo, "FindPhysical", "Checking device: " + device.type);
+  const bool isDisk = device.type == kDiskType;
   MORVU_LOG(kLogInfo, "FindPhysical",
             isDisk ? "Device is a disk drive" : "Device is not a disk drive: " + name);
   return isDisk;
 }
 
-bool IsOnWantedBus(const std::string& name, bool scanUsb) {
-  const auto lines = RunPipeline("ls -l /sys/class/scsi_generic/ | grep -E \"/" + name + "$\"");
-  if (lines.size() != 1) {
+bool IsOnWantedBus(const std::string& name, bool scanUsb, const SystemFacts& facts) {
+  const auto isUsb = facts.IsUsb(name);
+  if (!isUsb) {
     MORVU_LOG(kLogWarning, "FindPhysical", "Failed to check for USB status");
     return false;
   }
-  const bool wanted = scanUsb || lines[0].find("usb") == std::string::npos;
+  const bool wanted = scanUsb || !*isUsb;
   MORVU_LOG(kLogInfo, "FindPhysical",
             wanted ? "Device is either not USB or USB scanning is enabled"
                    : "Not adding. Device is a USB drive and USB scanning is not enabled");
   return wanted;
 }
 
-bool NodeExists(const std::string& path) {
-  struct stat status {};
-  const bool exists = stat(path.c_str(), &status) == 0;
-  MORVU_LOG(kLogInfo, "FindPhysical", (exists ? "Found " : "Failed to find ") + path);
-  return exists;
-}
-
-std::unique_ptr<Drive> MakeGenericDrive(const std::string& name) {
-  const auto model = ReadAttribute(name, "model");
-  const auto firmware = ReadAttribute(name, "rev");
-  MORVU_LOG(kLogInfo, "FindPhysical", "Model: " + model);
-  MORVU_LOG(kLogInfo, "FindPhysical", "Firmware: " + firmware);
-  const auto path = "/dev/" + name;
-  if (!NodeExists(path)) return nullptr;
+std::unique_ptr<Device> MakeGenericDrive(const GenericCandidate& candidate) {
+  MORVU_LOG(kLogInfo, "FindPhysical", "Model: " + candidate.device.model);
+  MORVU_LOG(kLogInfo, "FindPhysical", "Firmware: " + candidate.device.revision);
+  MORVU_LOG(kLogInfo, "FindPhysical", "Found " + candidate.path);
   MORVU_LOG(kLogInfo, "FindPhysical", "Creating Drive object");
   auto drive = std::make_unique<Drive>();
-  drive->AddProperty(Properties::DevicePath, path);
-  drive->AddProperty(Properties::Firmware, firmware);
-  drive->AddProperty(Properties::ModelNumber, model);
-  // A drive that does not answer stays in the list, and the user learns of it.
-  drive->Initialize();
+  drive->AddProperty(Properties::DevicePath, candidate.path);
+  drive->AddProperty(Properties::Firmware, candidate.device.revision);
+  drive->AddProperty(Properties::ModelNumber, candidate.device.model);
   return drive;
 }
 
-std::unique_ptr<Drive> MakeNamespaceDrive(const std::string& path) {
-  MORVU_LOG(kLogInfo, "FindPhysical", "Looking at nvme drive path " + path);
-  auto drive = std::make_unique<Drive>();
-  drive->AddProperty(Properties::DevicePath, path);
-  drive->AddProperty(Properties::Firmware, "");
-  drive->AddProperty(Properties::ModelNumber, "");
-  if (!drive->Initialize()) {
-    MORVU_LOG(kLogWarning, "FindPhysical", "Drive didnt detect a drive path " + path);
-    return nullptr;
+// Many SAS drives leave the field of INQUIRY for their serial number blank; the kernel has
+// it from the page that is made for it.
+void CompleteIdentity(Device& drive, const SystemFacts& facts) {
+  if (!drive.HasCommandSet(Protocol::Scsi)) return;
+  const auto path = drive.GetString(Properties::DevicePath);
+  if (drive.GetString(Properties::SerialNumber).empty()) {
+    const auto serial = facts.FindSerialNumber(path);
+    if (!serial.empty()) drive.AddProperty(Properties::SerialNumber, serial);
   }
-  // Logical units count from 0, namespaces from 1. The node's number is no identifier:
-  // the kernel numbers nodes as they come.
-  if (const auto space = CommandPath_NVME(path).ReadNamespace()) {
-    drive->AddProperty(Properties::Lun, *space - 1);
-  } else {
-    MORVU_LOG(kLogWarning, "FindPhysical", "The namespace of " + path + " is not known");
+  const auto name = facts.FindWorldWideName(path);
+  if (name != 0) drive.AddProperty(Properties::WWID, name);
+}
+
+void AskGenericDrive(Device& drive, const ScanOptions& options, const SystemFacts& facts) {
+  // A drive that does not answer stays in the list, and the user learns of it.
+  drive.Initialize();
+  if (!options.identify) return;
+  UpdateProperties(drive);
+  CompleteIdentity(drive, facts);
+}
+
+// False for a namespace that is to be left out.
+bool AskNamespaceDrive(Device& drive, const ScanOptions& options) {
+  const auto path = drive.GetString(Properties::DevicePath);
+  if (!drive.Initialize()) {
+    MORVU_LOG(kLogWarning, "FindPhysical", "Drive didnt detect a drive path " + path);
+    return false;
   }
   MORVU_LOG(kLogInfo, "FindPhysical",
-            "Drive " + path + " has command set " + drive->GetPath().GetProtocol());
-  return drive;
+            "Drive " + path + " has command set " + drive.GetPath().GetProtocol());
+  if (options.identify) UpdateProperties(drive);
+  return true;
 }
 
-void FindPartitions(Device& drive) {
-  const auto path = drive.GetString(Properties::DevicePath);
-  if (ParseNvmeNode(path)) {
-    MORVU_LOG(kLogInfo, "FindLogicalDrives", "Checking " + path + " for partitions");
+// The namespaces that no controller's adapter takes.
+std::vector<NvmeSpace> FindSpaces(const ScanOptions& options, const SystemFacts& facts) {
+  MORVU_LOG(kLogInfo, "FindPhysical", "Scanning NVME Drives");
+  std::vector<NvmeSpace> spaces;
+  for (const auto& space : facts.GetNvmeSpaces().value_or(spaces)) {
+    const bool isTaken = options.scanNvme && !space.controllers.empty();
+    if (!isTaken && options.Wants(space.path)) spaces.push_back(space);
   }
-  for (const auto& name : ListPartitions(path)) {
-    MORVU_LOG(kLogInfo, "FindLogicalDrives", "Found a partition: " + name);
-    MORVU_LOG(kLogInfo, "FindLogicalDrives", "Adding new Partition object for the partition");
-    drive.GetPartitions().emplace_back("/dev/" + name);
-  }
+  return spaces;
 }
 
 }  // namespace
 
-void Adapter_Generic_Linux::ScanDrives(const ScanOptions& options, Adapter_Generic_Linux*) {
+std::vector<GenericCandidate> FindGenericCandidates(const ScanOptions& options,
+                                                    const SystemFacts& facts) {
+  MORVU_LOG(kLogInfo, "FindPhysical", "Looking for physical drives");
+  std::vector<GenericCandidate> candidates;
+  for (const auto& name : facts.GetGenericNodes().value_or(std::vector<std::string>())) {
+    auto path = "/dev/" + name;
+    if (!options.Wants(path)) continue;
+    auto device = facts.ReadGenericDevice(name);
+    if (IsDisk(name, device) && IsOnWantedBus(name, options.scanUsb, facts)) {
+      candidates.push_back({std::move(path), std::move(device)});
+    }
+  }
+  return candidates;
+}
+
+std::unique_ptr<Device> MakeNamespaceDrive(const NvmeSpace& space) {
+  MORVU_LOG(kLogInfo, "FindPhysical", "Looking at nvme drive path " + space.path);
+  if (!space.identifier) {
+    MORVU_LOG(kLogError, "FindPhysical", "The namespace's identifier is not known: " + space.path);
+    return nullptr;
+  }
+  auto path = std::make_unique<CommandPath_NVME>(space.path);
+  if (!path->IsOpen()) return nullptr;
+  auto drive = std::make_unique<Drive>();
+  drive->AddProperty(Properties::DevicePath, space.path);
+  drive->AddProperty(Properties::Firmware, "");
+  drive->AddProperty(Properties::ModelNumber, "");
+  // Logical units count from 0, namespaces from 1.
+  drive->AddProperty(Properties::Lun, *space.identifier - 1);
+  drive->SetPath(std::move(path));
+  return drive;
+}
+
+void Adapter_Generic_Linux::ScanDrives(const ScanOptions& options, const SystemFacts& facts) {
   MORVU_LOG(kLogInfo, "ScanDrives", "Scanning for drives");
   Devices found;
-  FindGenericDrives(options, found);
-  FindNvmeDrives(found);
-  if (options.findLogical) {
-    MORVU_LOG(kLogInfo, "FindLogicalDrives", "Looking for logical drives");
-    for (auto& drive : found) FindPartitions(*drive);
-    MarkOsPartitions(found);
+  for (const auto& candidate : FindGenericCandidates(options, facts)) {
+    found.push_back(MakeGenericDrive(candidate));
   }
-  // Which drive is which shows in its identify data only.
-  if (!options.replaceObjects && options.identify) {
-    for (auto& drive : found) UpdateProperties(*drive);
+  const auto generic = found.size();
+  for (const auto& space : FindSpaces(options, facts)) {
+    if (auto drive = MakeNamespaceDrive(space)) found.push_back(std::move(drive));
   }
+  AskSideBySide(found.size(), [&](std::size_t i) {
+    if (i < generic) {
+      AskGenericDrive(*found[i], options, facts);
+    } else if (!AskNamespaceDrive(*found[i], options)) {
+      found[i].reset();
+    }
+  });
+  std::erase(found, nullptr);
   SyncDrives(std::move(found), options);
-}
-
-void Adapter_Generic_Linux::FindGenericDrives(const ScanOptions& options, Devices& found) {
-  MORVU_LOG(kLogInfo, "FindPhysical", "Looking for physical drives");
-  for (const auto& name : ListGenericNodes()) {
-    if (!IsDisk(name) || !IsOnWantedBus(name, options.scanUsb)) continue;
-    if (auto drive = MakeGenericDrive(name)) found.push_back(std::move(drive));
-  }
-}
-
-void Adapter_Generic_Linux::FindNvmeDrives(Devices& found) {
-  MORVU_LOG(kLogInfo, "FindPhysical", "Scanning NVME Drives");
-  for (const auto& path : ListNvmeNodes()) {
-    const auto node = ParseNvmeNode(path);
-    if (!node || !node->space || !std::ifstream(path).is_open()) continue;
-    if (auto drive = MakeNamespaceDrive(path)) found.push_back(std::move(drive));
-  }
 }
 
 std::unique_ptr<Device> Adapter_Generic_Linux::Clone() const {

@@ -24,18 +24,20 @@ class Adapter_NVMe_Linux : public Adapter_NVMe {
   // `number` is the controller's position among all that a scan lists.
   Adapter_NVMe_Linux(std::int32_t number, std::string nodePath);
 
-  // Appends the controllers that answer.
-  static void FindAdapters(AdapterList& list, const ScanOptions& options);
+  // Appends the controllers that answer, each with its drives. The controllers of a
+  // subsystem share namespaces: one of them has the drive.
+  static void FindAdapters(AdapterList& list, const ScanOptions& options, const SystemFacts& facts);
 
-  // Takes the controller's namespaces from `generic`. A controller without any is
-  // offered as a drive itself.
-  void ScanDrives(const ScanOptions& options, Adapter_Generic_Linux* generic) override;
+  // Asks the namespaces that the kernel shows behind the controller, but for those that
+  // another adapter has taken. A controller that has none is offered as a drive itself.
+  void ScanDrives(const ScanOptions& options, const SystemFacts& facts) override;
   std::unique_ptr<Device> Clone() const override;
 
   bool IsUsable() const { return HasCommandSet(Protocol::Nvme); }
 
  private:
-  void TakeNamespaces(Adapter_Generic_Linux& generic, Devices& found);
+  class Subsystem;
+  void TakeNamespaces(const ScanOptions& options, const SystemFacts& facts, Subsystem& subsystem);
   std::unique_ptr<Device> MakeControllerDrive();
   void GiveCommandSet(Device& drive) const;
 };

@@ -1,12 +1,18 @@
 #include "devices/discovery/Adapter_NVMe.h"
 
+#include <algorithm>
+#include <iterator>
+#include <set>
+
 #include "devices/commands/CommandPath_NVME.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/discovery/Adapter_Generic.h"
+#include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
@@ -16,10 +22,40 @@ namespace {
 
 constexpr std::uint32_t kSectorSize = 512;
 
-// Only what the node's name tells: "/dev/nvme0n1" belongs to "/dev/nvme0".
-bool IsNamespaceOf(std::string_view path, std::string_view controller) {
+bool IsController(std::string_view path) {
   const auto node = ParseNvmeNode(path);
-  return node && node->space && node->controller == controller;
+  return node && !node->space;
+}
+
+bool IsNamespace(std::string_view path) {
+  const auto node = ParseNvmeNode(path);
+  return node && node->space;
+}
+
+template <typename Test>
+std::vector<std::string> LogPaths(const std::vector<std::string>& paths, std::string_view title,
+                                  Test test) {
+  std::vector<std::string> chosen;
+  for (const auto& path : paths) {
+    if (!test(path)) continue;
+    MORVU_LOG(kLogInfo, "FindAdapters",
+              std::string(title) + std::to_string(chosen.size()) + " = " + path);
+    chosen.push_back(path);
+  }
+  return chosen;
+}
+
+bool Reaches(const NvmeSpace& space, const std::string& controller) {
+  return std::ranges::count(space.controllers, controller) > 0;
+}
+
+// Whether the scan asks anything of this controller.
+bool IsWanted(const std::string& controller, const ScanOptions& options, const SystemFacts& facts) {
+  if (options.Wants(controller)) return true;
+  if (!facts.GetNvmeSpaces()) return false;
+  return std::ranges::any_of(*facts.GetNvmeSpaces(), [&](const NvmeSpace& space) {
+    return Reaches(space, controller) && options.Wants(space.path);
+  });
 }
 
 }  // namespace
@@ -52,65 +88,109 @@ Adapter_NVMe_Linux::Adapter_NVMe_Linux(std::int32_t number, std::string nodePath
   AddCommandSet(std::make_unique<CommandSet_NVME>(properties_, *path_));
 }
 
-void Adapter_NVMe_Linux::FindAdapters(AdapterList& list, const ScanOptions&) {
+// The controllers of one subsystem, and what of it has become a drive.
+class Adapter_NVMe_Linux::Subsystem {
+ public:
+  struct Controller {
+    std::int32_t number;
+    std::string path;
+  };
+  explicit Subsystem(std::string name) : name_(std::move(name)) {}
+
+  const std::string& GetName() const { return name_; }
+  void Add(Controller controller) { controllers_.push_back(std::move(controller)); }
+
+  // Asks one controller after the other.
+  void Ask(const ScanOptions& options, const SystemFacts& facts) {
+    for (const auto& [number, path] : controllers_) {
+      const auto adapter = std::make_shared<Adapter_NVMe_Linux>(number, path);
+      MORVU_LOG(kLogInfo, "FindAdapters",
+                adapter->IsUsable() ? "    This path appeared to pass NVMe testing"
+                                    : "    This path did not pass NVMe... should not be added.");
+      if (!adapter->IsUsable()) continue;
+      adapter->TakeNamespaces(options, facts, *this);
+      adapters_.push_back(adapter);
+    }
+  }
+  // True once for each node.
+  bool Take(const std::string& node) { return taken_.insert(node).second; }
+  bool HasDrives() const { return !taken_.empty(); }
+  AdapterList& GetAdapters() { return adapters_; }
+
+ private:
+  std::string name_;
+  std::vector<Controller> controllers_;
+  std::set<std::string> taken_;
+  AdapterList adapters_;
+};
+
+void Adapter_NVMe_Linux::FindAdapters(AdapterList& list, const ScanOptions& options,
+                                      const SystemFacts& facts) {
   MORVU_LOG(kLogInfo, "FindAdapters", "Scanning NVME Adapters");
-  const auto handles = ListNvmeNodes();
+  const auto handles = facts.GetNvmeNodes().value_or(std::vector<std::string>());
   if (handles.empty()) {
     MORVU_LOG(kLogInfo, "FindAdapters", "No NVME adapters/drives found");
     return;
   }
-  std::int32_t number = 0;
   for (const auto& path : handles) {
     MORVU_LOG(kLogInfo, "FindAdapters", "UniqueDrive string " + path);
     MORVU_LOG(kLogInfo, "FindAdapters", "NVME HANDLE = " + path);
-    const auto node = ParseNvmeNode(path);
-    if (!node || node->space) continue;
-    const auto adapter = std::make_shared<Adapter_NVMe_Linux>(number, path);
-    MORVU_LOG(kLogInfo, "FindAdapters", "Passthrough " + std::to_string(number) + " = " + path);
-    ++number;
-    MORVU_LOG(kLogInfo, "FindAdapters",
-              adapter->IsUsable() ? "    This path appeared to pass NVMe testing"
-                                  : "    This path did not pass NVMe... should not be added.");
-    if (adapter->IsUsable()) list.push_back(adapter);
   }
+  LogPaths(handles, "Drive ", IsController);
+  LogPaths(handles, "Namespace ", IsNamespace);
+  const auto controllers = LogPaths(handles, "Passthrough ", IsController);
+
+  std::vector<Subsystem> subsystems;
+  for (std::size_t i = 0; i < controllers.size(); ++i) {
+    if (!IsWanted(controllers[i], options, facts)) continue;
+    const auto told = facts.FindSubsystem(controllers[i]);
+    const auto& name = told.empty() ? controllers[i] : told;
+    auto subsystem = std::ranges::find(subsystems, name, &Subsystem::GetName);
+    if (subsystem == subsystems.end()) subsystem = subsystems.emplace(subsystem, name);
+    subsystem->Add({static_cast<std::int32_t>(i), controllers[i]});
+  }
+  AskSideBySide(subsystems.size(), [&](std::size_t i) { subsystems[i].Ask(options, facts); });
+  for (auto& subsystem : subsystems)
+    std::ranges::move(subsystem.GetAdapters(), std::back_inserter(list));
+  std::ranges::sort(list, {}, [](const auto& adapter) {
+    return adapter->GetProperties().GetSigned(Properties::PortNumber);
+  });
 }
 
-void Adapter_NVMe_Linux::ScanDrives(const ScanOptions& options, Adapter_Generic_Linux* generic) {
+void Adapter_NVMe_Linux::ScanDrives(const ScanOptions& options, const SystemFacts& facts) {
+  Subsystem subsystem(GetNodePath());
+  TakeNamespaces(options, facts, subsystem);
+}
+
+void Adapter_NVMe_Linux::TakeNamespaces(const ScanOptions& options, const SystemFacts& facts,
+                                        Subsystem& subsystem) {
   MORVU_LOG(kLogInfo, "ScanDrives",
             "Matching block/namespace handles to this NVMe adapter " + GetNodePath());
   Devices found;
-  if (generic != nullptr) TakeNamespaces(*generic, found);
-  if (found.empty()) {
-    MORVU_LOG(kLogInfo, "ScanDrives", "This adapter has no drives. Assuming logical disable.");
-    found.push_back(MakeControllerDrive());
-  }
-  // Which drive is which shows in its identify data only.
-  if (!options.replaceObjects && options.identify) {
-    for (auto& drive : found) UpdateProperties(*drive);
-  }
-  SyncDrives(std::move(found), options);
-}
-
-void Adapter_NVMe_Linux::TakeNamespaces(Adapter_Generic_Linux& generic, Devices& found) {
-  for (auto& drive : generic.GetDrives()) {
-    if (drive->GetKind() != DeviceKind::Drive) continue;
-    const auto path = drive->GetString(Properties::DevicePath);
-    MORVU_LOG(kLogInfo, "ScanDrives", "Checking device: " + path);
-    if (!IsNamespaceOf(path, GetNodePath())) {
+  bool hasNamespaces = !facts.GetNvmeSpaces();  // what could not be asked may be there
+  for (const auto& space : facts.GetNvmeSpaces().value_or(std::vector<NvmeSpace>())) {
+    MORVU_LOG(kLogInfo, "ScanDrives", "Checking device: " + space.path);
+    if (!Reaches(space, GetNodePath())) {
       MORVU_LOG(kLogInfo, "ScanDrives",
-                "Drive " + path + " does not match adapter " + GetNodePath());
+                "Drive " + space.path + " does not match adapter " + GetNodePath());
       continue;
     }
-    MORVU_LOG(kLogInfo, "ScanDrives", "Drive " + path + " matches to adapter " + GetNodePath());
-    // Older kernels let SCSI commands through to a namespace, which proves no more
-    // than that its node is there.
-    if (drive->GetPath().GetProtocol() != Transport::Nvme) {
-      drive->SetPath(std::make_unique<CommandPath_NVME>(path));
-    }
-    GiveCommandSet(*drive);
-    found.push_back(std::move(drive));
+    MORVU_LOG(kLogInfo, "ScanDrives",
+              "Drive " + space.path + " matches to adapter " + GetNodePath());
+    hasNamespaces = true;
+    if (!options.Wants(space.path) || !subsystem.Take(space.path)) continue;
+    if (auto drive = MakeNamespaceDrive(space)) found.push_back(std::move(drive));
   }
-  std::erase(generic.GetDrives(), nullptr);
+  if (!hasNamespaces && !subsystem.HasDrives() && options.Wants(GetNodePath())) {
+    MORVU_LOG(kLogInfo, "ScanDrives", "This adapter has no drives. Assuming logical disable.");
+    subsystem.Take(GetNodePath());
+    found.push_back(MakeControllerDrive());
+  }
+  for (auto& drive : found) {
+    GiveCommandSet(*drive);
+    if (options.identify) UpdateProperties(*drive);
+  }
+  SyncDrives(std::move(found), options);
 }
 
 std::unique_ptr<Device> Adapter_NVMe_Linux::MakeControllerDrive() {
@@ -120,7 +200,6 @@ std::unique_ptr<Device> Adapter_NVMe_Linux::MakeControllerDrive() {
   const auto number = std::string_view(GetNodePath()).substr(GetNodePath().rfind('e') + 1);
   drive->AddProperty(Properties::Lun, static_cast<std::int32_t>(ParseDecimal(number).value_or(0)));
   drive->SetPath(std::make_unique<CommandPath_NVME>(GetNodePath()));
-  GiveCommandSet(*drive);
   return drive;
 }
 

@@ -112,7 +112,7 @@ void WritePartition(const Drive& drive, const Partition& partition, ptree& tree)
   node.put("FreeSpace", space.free);
   node.put("UsedSpace", space.used);
   node.put("FreePercentage", space.GetFreePercentage());
-  node.put("Type", partition.GetType());
+  node.put("Type", space.type);
   node.put("Id", drive.GetPartitionId(partition));
 }
 

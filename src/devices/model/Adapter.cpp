@@ -20,8 +20,19 @@ bool ComesBefore(const std::unique_ptr<Device>& left, const std::unique_ptr<Devi
   return key(*left) < key(*right);
 }
 
-bool HasSameModel(const Device& left, const Device& right) {
-  return left.GetString(Properties::ModelNumber) == right.GetString(Properties::ModelNumber);
+bool HasSameText(const Device& left, const Device& right, const PropertyEntry& entry) {
+  return left.GetString(entry) == right.GetString(entry);
+}
+
+// The same drive among those found; on the same node, if it has several.
+Adapter::Devices::iterator FindAgain(Adapter::Devices& found, const Device& held) {
+  const auto isSame = [&](const auto& drive) {
+    return IsSameDrive(held, *drive) && HasSameText(held, *drive, Properties::ModelNumber);
+  };
+  const auto onNode = std::ranges::find_if(found, [&](const auto& drive) {
+    return isSame(drive) && HasSameText(held, *drive, Properties::DevicePath);
+  });
+  return onNode != found.end() ? onNode : std::ranges::find_if(found, isSame);
 }
 
 }  // namespace
@@ -72,9 +83,7 @@ void Adapter::SyncDrives(Devices found, const ScanOptions& options) {
   Devices kept;
   if (!options.replaceObjects) {
     for (auto& held : drives_) {
-      const auto same = std::ranges::find_if(found, [&](const auto& drive) {
-        return IsSameDrive(*held, *drive) && HasSameModel(*held, *drive);
-      });
+      const auto same = FindAgain(found, *held);
       if (same == found.end()) continue;
       held->CopyFrom(**same);
       kept.push_back(std::move(held));

@@ -9,7 +9,7 @@
 
 namespace Morvu::DeviceManagement {
 
-class Adapter_Generic_Linux;
+class SystemFacts;
 
 // A device that holds drives.
 class Adapter : public Device {
@@ -18,9 +18,13 @@ class Adapter : public Device {
 
   // Tells the adapter from others over scans.
   virtual std::string GetIdentifier() const = 0;
-  // Finds the adapter's drives. `generic` is the adapter of the operating system's
-  // own nodes, from which others take theirs; null for that one itself.
-  virtual void ScanDrives(const ScanOptions& options, Adapter_Generic_Linux* generic) = 0;
+  // Finds the adapter's drives by what the kernel shows, and asks them.
+  virtual void ScanDrives(const ScanOptions& options, const SystemFacts& facts) = 0;
+  // Makes the drives of a newer look at the same adapter this one's: in place of the old
+  // objects, or merged into them, as `options.replaceObjects` says. No drive is asked.
+  void TakeDrives(Adapter& newer, const ScanOptions& options) {
+    SyncDrives(std::move(newer.drives_), options);
+  }
 
   // Starts the controller anew, so that its drives run the firmware they were given.
   // An adapter that cannot do so leaves it to the drives' next reset, and gives 0.

@@ -1,7 +1,7 @@
 #include "devices/model/Device.h"
 
 #include "devices/properties/BasicProperties.h"
-#include "devices/system/SystemNodes.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/status/Partitions.h"
 
 namespace Morvu::DeviceManagement {
@@ -70,10 +70,15 @@ std::uint32_t Device::GetPartitionId(const Partition& partition) const {
   return hash;
 }
 
+bool Device::ArePartitionsKnown() const {
+  return FindPartitionsNow(path_->GetDevicePath()).has_value();
+}
+
 StatusCode Device::CheckPartitions() {
   if (!TestConnection()) return Status::NoCommunication;
-  return ListPartitions(path_->GetDevicePath()).empty() ? Status::NoPartition
-                                                        : Status::HasPartition;
+  const auto partitions = FindPartitionsNow(path_->GetDevicePath());
+  if (!partitions) return Status::PartitionCheckFailed;
+  return partitions->empty() ? Status::NoPartition : Status::HasPartition;
 }
 
 }  // namespace Morvu::DeviceManagement

@@ -92,9 +92,11 @@ class Device : public std::enable_shared_from_this<Device> {
   // Tells a partition of this drive from all others, and is the same after each scan.
   std::uint32_t GetPartitionId(const Partition& partition) const;
 
-  // For operations that must not run on a drive in use: 4, 13 (a partition was
-  // found) or 14 (none was found).
+  // For operations that must not run on a drive in use: 4, 13 (a partition was found), 14
+  // (none was found) or 128 (the system could not be asked): only 14 lets them run.
   StatusCode CheckPartitions();
+  // Whether the system can be asked for the drive's partitions; nothing is sent to the drive.
+  bool ArePartitionsKnown() const;
 
   void SetOptions(const ScanOptions& options) { options_ = options; }
 

@@ -14,6 +14,7 @@ class DeviceList {
   explicit DeviceList(const ScanOptions& options) : options_(options) {}
   // Keeps the drives that pass the options' filter and numbers them from 0.
   void Set(const std::vector<Device*>& drives);
+  void Clear() { drives_.clear(); }
   const std::vector<Device*>& GetDrives() const { return drives_; }
   // Null when no drive has this serial number and a partition of this name.
   Device* Find(std::string_view serialNumber, std::string_view partitionName) const;

@@ -5,6 +5,7 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/properties/BasicProperties.h"
+#include "devices/properties/IdentityProperties.h"
 #include "frame/Text.h"
 #include "messaging/ResultTable.h"
 
@@ -15,9 +16,9 @@ constexpr std::size_t kIdentifySize = 512;
 
 void AppendPartition(ResultTable& table, std::size_t position, const Partition& partition) {
   const auto space = partition.ReadSpace();
-  table.AppendRow(
-      {std::to_string(position), partition.GetName() + (partition.IsOsPartition() ? "*" : ""),
-       ReadableSize(space.free) + " / " + ReadableSize(space.size), partition.GetType()});
+  table.AppendRow({std::to_string(position),
+                   partition.GetName() + (partition.IsOsPartition() ? "*" : ""),
+                   ReadableSize(space.free) + " / " + ReadableSize(space.size), space.type});
 }
 
 }  // namespace
@@ -65,13 +66,21 @@ std::string Drive::ToText() const {
   return text + "\n" + partitions.ToText();
 }
 
+bool HasIdentity(const Device& device) {
+  return !device.GetString(Properties::SerialNumber).empty() ||
+         device.GetUInt(Properties::WWID) != 0;
+}
+
 bool IsSameDrive(const Device& left, const Device& right) {
   const auto same = [&](const PropertyEntry& entry) {
     return left.GetString(entry) == right.GetString(entry);
   };
   if (left.GetKind() != DeviceKind::Drive || right.GetKind() != DeviceKind::Drive) return false;
   if (!same(Properties::SerialNumber)) return false;
-  if (left.GetString(Properties::SerialNumber).empty()) return same(Properties::DevicePath);
+  if (!HasIdentity(left) || !HasIdentity(right)) return same(Properties::DevicePath);
+  if (left.GetString(Properties::SerialNumber).empty()) {
+    return left.GetUInt(Properties::WWID) == right.GetUInt(Properties::WWID);
+  }
   return left.GetUInt(Properties::Lun) == right.GetUInt(Properties::Lun);
 }
 

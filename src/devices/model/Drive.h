@@ -27,9 +27,13 @@ class Drive : public Device {
   std::vector<std::unique_ptr<Device>> children_;
 };
 
+// Whether a device can be told from all others, wherever its node goes: it has a serial
+// number or a World Wide Name.
+bool HasIdentity(const Device& device);
+
 // Whether two devices are one drive: of the same serial number and, as the
 // namespaces of a controller share theirs, of the same logical unit. Drives without
-// a serial number are told apart by their nodes.
+// a serial number are told apart by their World Wide Names, else by their nodes.
 bool IsSameDrive(const Device& left, const Device& right);
 
 }  // namespace Morvu::DeviceManagement

@@ -1,38 +1,40 @@
 #pragma once
 
 #include <cstdint>
+#include <memory>
 #include <string>
 #include <string_view>
 
+#include "devices/system/FileSystemSpace.h"
 #include "frame/Platform.h"
 
 namespace Morvu::DeviceManagement {
 
-// Sizes of a file system in bytes; -1 when unknown.
-struct PartitionSpace {
-  std::int64_t size = -1;
-  std::int64_t free = -1;
-  std::int64_t used = -1;
+class FolderMount;
+
+// The space of a partition's file system, and its type; -1 and empty when unknown.
+struct PartitionSpace : FileSystemSpace {
   std::int64_t GetFreePercentage() const;  // whole percents
 };
 
-// One partition of a drive, "/dev/sda1". Sizes are in bytes and read anew at each
-// call, -1 when unknown; a partition that is not mounted is mounted for the read.
+// One partition of a drive, "/dev/sda1". Values are read anew at each call, without a write
+// to the disk: where it is mounted, else in a moment's mount, which costs some time. Whoever
+// needs several of them takes them from one ReadSpace.
 class Partition {
  public:
-  explicit Partition(std::string name);
+  explicit Partition(std::string name) : name_(std::move(name)) {}
 
   const std::string& GetName() const { return name_; }
-  const std::string& GetType() const { return type_; }  // file system, as df reports it
-  PartitionSpace ReadSpace() const;                     // all in one mount
-  std::int64_t GetSize() const;
-  std::int64_t GetFreeSpace() const;
-  std::int64_t GetUsedSpace() const;
-  std::int64_t GetFreePercentage() const;  // whole percents
+  PartitionSpace ReadSpace() const;  // all in one reading
+  std::string GetType() const { return ReadSpace().type; }
+  std::int64_t GetSize() const { return ReadSpace().size; }
+  std::int64_t GetFreeSpace() const { return ReadSpace().free; }
+  std::int64_t GetUsedSpace() const { return ReadSpace().used; }
+  std::int64_t GetFreePercentage() const { return ReadSpace().GetFreePercentage(); }
   bool IsOsPartition() const { return isOs_; }
   void SetOsPartition(bool isOs) { isOs_ = isOs; }
-  bool IsRaw() const { return type_ == "RAW"; }
-  bool IsNtfs() const { return type_ == "NTFS"; }
+  bool IsRaw() const { return GetType() == "RAW"; }
+  bool IsNtfs() const { return GetType() == "NTFS"; }
   std::int64_t GetLocation() const { return location_; }
   void SetLocation(std::uint32_t low, std::uint32_t high) {
     location_ = static_cast<std::int64_t>(static_cast<std::uint64_t>(high) << 32 | low);
@@ -40,19 +42,16 @@ class Partition {
 
  private:
   std::string name_;
-  std::string type_;
   bool isOs_ = false;
   std::int64_t location_ = -1;
 };
 
-// Keeps a partition mounted on a folder. Within this process one mount at a time has
-// a folder; a second one does not mount, so that it never covers or ends the first.
+// Keeps a partition mounted on a folder, for test files to be written there. A folder on
+// which another has mounted something is left alone.
 class PartitionMount {
  public:
   explicit PartitionMount(std::string partition, std::string_view folder = kTestFolder);
-  ~PartitionMount();  // unmounts, and removes the folder
-  PartitionMount(const PartitionMount&) = delete;
-  PartitionMount& operator=(const PartitionMount&) = delete;
+  ~PartitionMount();  // unmounts what it mounted, and removes the folder
 
   // Mounts the partition unless it is on the folder already; whether it is there.
   bool Mount();
@@ -66,7 +65,7 @@ class PartitionMount {
  private:
   std::string partition_;
   std::string folder_;
-  bool ownsFolder_ = false;
+  std::unique_ptr<FolderMount> mount_;
 };
 
 }  // namespace Morvu::DeviceManagement

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <algorithm>
 #include <string>
 #include <vector>
 
@@ -20,6 +21,13 @@ struct ScanOptions {
   std::vector<std::string> includeProducts{};  // if not empty, only these products
   std::vector<std::string> excludeProducts{};  // drop products that contain one of these
   std::vector<std::string> lsiLibraryPaths{};  // candidates for the LSI adapter library
+  // If not empty, only the drives of these nodes ("/dev/sg0") are asked and listed. Their
+  // "Index" is their place among all that the kernel shows.
+  std::vector<std::string> onlyNodes{};
+
+  bool Wants(const std::string& node) const {
+    return onlyNodes.empty() || std::ranges::count(onlyNodes, node) > 0;
+  }
 };
 
 }  // namespace Morvu::DeviceManagement

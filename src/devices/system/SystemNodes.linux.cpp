@@ -3,16 +3,11 @@
 #include <algorithm>
 #include <charconv>
 
-#include "frame/Platform.h"
-#include "frame/Text.h"
-
 namespace Morvu::DeviceManagement {
 namespace {
 
 constexpr std::string_view kDevFolder = "/dev/";
 constexpr std::string_view kNvmePrefix = "nvme";
-// What a grep pattern of ours takes for the characters of a path in /sys.
-constexpr std::string_view kAnyPath = "[[:alnum:][:punct:]]*";
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
 
@@ -23,30 +18,6 @@ std::optional<std::uint32_t> TakeNumber(std::string_view& text) {
   if (error != std::errc()) return {};
   text.remove_prefix(static_cast<std::size_t>(end - text.data()));
   return number;
-}
-
-// The directory of a SCSI device in /sys, with "/" behind it, by its generic node.
-std::string FindSysfsFolder(std::string_view name) {
-  const auto node = "/" + std::string(name);
-  const auto lines = RunPipeline("ls -l /sys/class/scsi_generic | grep -o \"\\.\\./\\.\\./" +
-                                 std::string(kAnyPath) + node + "$\"");
-  if (lines.size() != 1) return {};
-  const std::string_view path = lines.front();
-  const auto level = path.rfind('/', path.size() - node.size() - 1);
-  return level == path.npos ? std::string() : std::string(path.substr(0, level + 1));
-}
-
-std::vector<std::string> ListScsiPartitions(std::string_view name) {
-  const auto folder = FindSysfsFolder(name);
-  if (!IsShellWord(folder)) return {};
-  return RunPipeline("ls -l /sys/class/block | grep -o \"" + folder +
-                     "block/sd[[:alpha:]]\\+/sd[[:alpha:]]\\+[[:digit:]]\\+$\" | "
-                     "grep -o \"sd[[:alpha:]]\\+[[:digit:]]\\+$\"");
-}
-
-std::vector<std::string> ListNvmePartitions(const std::string& path, const NvmeNode& node) {
-  const auto name = std::string(GetNodeName(path)) + (node.space ? "" : "n[[:digit:]]\\+");
-  return RunPipeline("ls -l " + path + "* 2>/dev/null | grep -o \"" + name + "p[[:digit:]]\\+$\"");
 }
 
 }  // namespace
@@ -78,33 +49,10 @@ std::optional<NvmeNode> ParseNvmeNode(std::string_view path) {
   return node;
 }
 
-std::vector<std::string> ListGenericNodes() {
-  std::vector<std::string> names;
-  for (auto& line : RunPipeline("ls -l /dev/sg* 2>/dev/null | grep -E -o \"/sg[[:digit:]]+$\"")) {
-    names.push_back(line.substr(1));
-  }
-  return names;
-}
-
-std::vector<std::string> ListNvmeNodes() {
-  auto lines = RunPipeline("ls /dev/n* 2>/dev/null");
-  std::erase_if(lines, [](const auto& line) { return line.find(kNvmePrefix) == line.npos; });
-  return lines;
-}
-
-std::vector<std::string> ListPartitions(std::string_view devicePath) {
-  const auto name = GetNodeName(devicePath);
-  if (name.size() < 3 || !IsShellWord(devicePath)) return {};
-  if (const auto node = ParseNvmeNode(devicePath)) {
-    return ListNvmePartitions(std::string(devicePath), *node);
-  }
-  return ListScsiPartitions(name);
-}
-
-std::vector<std::string> RunPipeline(const std::string& command) {
-  std::vector<std::string> lines;
-  if (!RunCommand(command, lines)) lines.clear();
-  return lines;
+bool IsGenericName(std::string_view name) {
+  constexpr std::string_view kPrefix = "sg";
+  if (!name.starts_with(kPrefix) || name.size() == kPrefix.size()) return false;
+  return std::ranges::all_of(name.substr(kPrefix.size()), IsDigit);
 }
 
 }  // namespace Morvu::DeviceManagement

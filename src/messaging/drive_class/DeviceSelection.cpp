@@ -46,9 +46,7 @@ void SelectByKey(Drives drives, const Object& object, SelectedDevices& selected)
   for (auto* drive : drives) {
     if (drive->GetKind() != DeviceKind::Drive) continue;
     if (morvuOnly && !drive->GetBool(Properties::Morvu)) continue;
-    if (IsNamedBy(*drive, key->value) && drive->TestConnection()) {
-      selected.devices.push_back(drive->Clone());
-    }
+    if (IsNamedBy(*drive, key->value)) selected.devices.push_back(drive->Clone());
   }
 }
 
@@ -71,6 +69,14 @@ void SelectPartitions(Drives drives, const Object& object, SelectedDevices& sele
 }  // namespace
 
 void SelectDevices(Drives drives, const XmlMessaging::Message* request, SelectedDevices& selected) {
+  if (CloneSelected(drives, request, selected)) DropUnreachable(selected);
+}
+
+void DropUnreachable(SelectedDevices& selected) {
+  std::erase_if(selected.devices, [](const auto& device) { return !device->TestConnection(); });
+}
+
+bool CloneSelected(Drives drives, const XmlMessaging::Message* request, SelectedDevices& selected) {
   bool named = false;
   if (request != nullptr) {
     for (const auto& object : request->objects) {
@@ -82,8 +88,9 @@ void SelectDevices(Drives drives, const XmlMessaging::Message* request, Selected
       }
     }
   }
-  if (named) return;
+  if (named) return true;
   for (const auto* drive : drives) selected.devices.push_back(drive->Clone());
+  return false;
 }
 
 }  // namespace Morvu

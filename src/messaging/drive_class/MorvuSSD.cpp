@@ -95,7 +95,7 @@ std::unique_ptr<Object> MakePartitionObject(const Device& device, const Partitio
   object->AddProperty("FreeSpace", std::to_string(space.free));
   object->AddProperty("UsedSpace", std::to_string(space.used));
   object->AddProperty("FreePercentage", std::to_string(space.GetFreePercentage()));
-  object->AddProperty("Type", partition.GetType());
+  object->AddProperty("Type", space.type);
   object->AddProperty("Id", std::to_string(device.GetPartitionId(partition)));
   return object;
 }

@@ -10,6 +10,7 @@
 
 namespace Morvu {
 
+using DeviceManagement::AdapterManager;
 using DeviceManagement::ScanOptions;
 using DeviceManagement::SelectedDevices;
 using XmlMessaging::List;
@@ -158,7 +159,14 @@ void JobManager::Stop() {
 }
 
 void JobManager::Rescan(const Message& request) {
-  std::lock_guard lock(deviceMutex_);
+  const std::lock_guard scanning(scanMutex_);
+  auto found = AdapterManager::FindDrives(TakeScanOptions(request));
+  const std::lock_guard lock(deviceMutex_);
+  adapterManager_.Publish(std::move(found));
+}
+
+ScanOptions JobManager::TakeScanOptions(const Message& request) {
+  const std::lock_guard lock(deviceMutex_);
   for (const auto& object : request.objects) {
     if (object->GetAttribute("name") != "LSIAdapterPaths") continue;
     auto& paths = scanOptions_.lsiLibraryPaths;
@@ -171,12 +179,16 @@ void JobManager::Rescan(const Message& request) {
   }
   auto options = scanOptions_;
   options.scanLsi = scanLsi_;
-  adapterManager_.Scan(options);
+  return options;
 }
 
 void JobManager::SelectDevices(SelectedDevices& devices, const Message* request) {
-  std::lock_guard lock(deviceMutex_);
-  Morvu::SelectDevices(adapterManager_.GetDrives(), request, devices);
+  bool named = false;
+  {
+    const std::lock_guard lock(deviceMutex_);
+    named = CloneSelected(adapterManager_.GetDrives(), request, devices);
+  }
+  if (named) DropUnreachable(devices);
 }
 
 void JobManager::PostNotification(const Notification& notification) {

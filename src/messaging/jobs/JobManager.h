@@ -16,8 +16,8 @@ namespace XmlMessaging {
 class List;
 }
 
-// Locks, outermost first: `deviceMutex_`, `jobsMutex_`, then that of a job. Any thread
-// may call any operation.
+// Locks, outermost first: `scanMutex_`, `deviceMutex_`, `jobsMutex_`, then that of a job. Any
+// thread may call any operation.
 class JobManager : private NoJobServices {
  public:
   // Starts the monitor thread, which drops jobs whose time is over. Throws when there
@@ -52,8 +52,9 @@ class JobManager : private NoJobServices {
   // Takes no more jobs, asks those that run to end, and waits for them.
   void Stop();
 
-  // Device access. A scan holds the device lock from start to end; jobs work on
-  // clones without it.
+  // Device access. Scans come one after the other. No drive is asked under the device lock:
+  // a scan takes it to publish what it found, a selection to take clones, on which jobs work
+  // without it.
   void SetScanLsi(bool scan) { scanLsi_ = scan; }
   void Rescan(const XmlMessaging::Message& request) override;
   void SelectDevices(DeviceManagement::SelectedDevices& devices,
@@ -71,6 +72,9 @@ class JobManager : private NoJobServices {
   const JobEnvironment environment_;
   const JobContext contextTemplate_;
 
+  DeviceManagement::ScanOptions TakeScanOptions(const XmlMessaging::Message& request);
+
+  std::mutex scanMutex_;    // of the scan that asks the drives
   std::mutex deviceMutex_;  // guards the two below
   DeviceManagement::AdapterManager adapterManager_;
   DeviceManagement::ScanOptions scanOptions_;

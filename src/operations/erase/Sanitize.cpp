@@ -105,6 +105,7 @@ struct Sanitize::Rules {
       {FrozenAndAwake,                       Status::StandbyFailed},
       {Frozen,                               Status::SanitizeFrozen},
       {Unforced<Refuse::PartitionsUnknown>,  Status::NoCommunication},
+      {Unforced<Refuse::PartitionsUnasked>,  Status::PartitionCheckFailed},
       {Unforced<Refuse::HasPartition>,       Status::HasPartition},
   };
   // clang-format on

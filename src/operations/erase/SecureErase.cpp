@@ -83,6 +83,7 @@ struct SecureErase::Rules {
       {SecurityUnsupported,                  Status::EraseSecurityUnsupported},
       {OpalInUse,                            Status::OpalActiveOrUnknown},
       {Unforced<Refuse::PartitionsUnknown>,  Status::NoCommunication},
+      {Unforced<Refuse::PartitionsUnasked>,  Status::PartitionCheckFailed},
       {Unforced<Refuse::HasPartition>,       Status::HasPartition},
       {SecurityEnabled,                      Status::EraseSecurityEnabled},
       {FrozenAndAwake,                       Status::EraseStandbyFailed},

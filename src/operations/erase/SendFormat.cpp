@@ -38,6 +38,7 @@ std::optional<std::uint32_t> GetNamespace(const PropertyList& properties) {
 struct SendFormat::Rules {
   static constexpr Refusal<SendFormat> kTable[] = {
       {Unforced<Refuse::PartitionsUnknown>, Status::NoCommunication},
+      {Unforced<Refuse::PartitionsUnasked>, Status::PartitionCheckFailed},
       {Unforced<Refuse::HasPartition>, Status::HasPartition},
   };
 };

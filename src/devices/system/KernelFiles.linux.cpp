@@ -1,0 +1,119 @@
+#include "devices/system/KernelFiles.h"
+
+#include <dirent.h>
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <algorithm>
+#include <cerrno>
+#include <memory>
+
+#include "frame/Text.h"
+
+namespace Morvu::DeviceManagement {
+namespace {
+
+constexpr std::size_t kLargestFile = 1 << 20;
+
+struct CloseFolder {
+  void operator()(DIR* folder) const { closedir(folder); }
+};
+
+int OpenAt(int folder, const std::string& path, int flags) {
+  int handle = -1;
+  do {
+    handle = openat(folder, path.c_str(), flags | O_CLOEXEC | O_NOCTTY);
+  } while (handle < 0 && errno == EINTR);
+  return handle;
+}
+
+std::optional<std::string> ReadLinkAt(int folder, const std::string& path) {
+  char target[4096];
+  const auto length = readlinkat(folder, path.c_str(), target, sizeof target);
+  if (length < 0 || static_cast<std::size_t>(length) == sizeof target) return {};
+  return std::string(target, static_cast<std::size_t>(length));
+}
+
+class OpenFile {
+ public:
+  explicit OpenFile(const std::string& path) : OpenFile(AT_FDCWD, path) {}
+  OpenFile(int folder, const std::string& path) : handle_(OpenAt(folder, path, O_RDONLY)) {}
+  ~OpenFile() {
+    if (handle_ >= 0) close(handle_);
+  }
+  OpenFile(const OpenFile&) = delete;
+  OpenFile& operator=(const OpenFile&) = delete;
+
+  // Appends the next piece: how long it is, 0 at the end, negative on a failure.
+  ssize_t Read(std::string& text) const {
+    char block[4096];
+    ssize_t count = 0;
+    do {
+      count = read(handle_, block, sizeof block);
+    } while (count < 0 && errno == EINTR);
+    if (count > 0) text.append(block, static_cast<std::size_t>(count));
+    return count;
+  }
+
+ private:
+  int handle_;
+};
+
+}  // namespace
+
+std::optional<std::vector<std::string>> ListFolder(const std::string& path) {
+  const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.c_str()));
+  std::vector<std::string> names;
+  if (folder == nullptr) {
+    if (errno == ENOENT) return names;
+    return {};
+  }
+  for (;;) {
+    errno = 0;
+    // The wide form: a narrow one fails on inodes of more than 32 bits.
+    const auto* entry = readdir64(folder.get());
+    if (entry == nullptr) break;
+    const std::string_view name = entry->d_name;
+    if (name != "." && name != "..") names.emplace_back(name);
+  }
+  if (errno != 0) return {};
+  std::ranges::sort(names);
+  return names;
+}
+
+std::optional<std::string> ReadLink(const std::string& path) { return ReadLinkAt(AT_FDCWD, path); }
+
+KernelFolder::KernelFolder(const std::string& path)
+    : handle_(OpenAt(AT_FDCWD, path, O_RDONLY | O_DIRECTORY)) {}
+
+KernelFolder::~KernelFolder() {
+  if (handle_ >= 0) close(handle_);
+}
+
+std::optional<std::string> KernelFolder::ReadLinkOf(const std::string& name) const {
+  return ReadLinkAt(handle_, name);
+}
+
+// sysfs gives the whole of an attribute, a page at most, in one read.
+std::string KernelFolder::ReadAttributeOf(const std::string& name) const {
+  const OpenFile file(handle_, name);
+  std::string text;
+  return file.Read(text) < 0 ? std::string() : Trim(text);
+}
+
+std::optional<std::string> ReadKernelFile(const std::string& path) {
+  const OpenFile file(path);
+  std::string text;
+  while (text.size() < kLargestFile) {
+    const auto count = file.Read(text);
+    if (count < 0) return {};
+    if (count == 0) return text;
+  }
+  return {};
+}
+
+std::string ReadAttribute(const std::string& path) {
+  return Trim(ReadKernelFile(path).value_or(std::string()));
+}
+
+}  // namespace Morvu::DeviceManagement
