@@ -110,15 +110,15 @@ TEST_F(CLIParserTest, CarriesTenThousandArguments) {
   EXPECT_EQ(Parse(std::vector<const char*>(10000, "\xff\x1b[31m")), 905);
 }
 
-struct AnswerCase {
+struct TypedAnswer {
   std::string_view input;
   bool reading;
   bool result;
 };
 
-void PrintTo(const AnswerCase& answer, std::ostream* out) { *out << '"' << answer.input << '"'; }
+void PrintTo(const TypedAnswer& answer, std::ostream* out) { *out << '"' << answer.input << '"'; }
 
-class CLIParserAnswers : public CLIParserTest, public ::testing::WithParamInterface<AnswerCase> {};
+class CLIParserAnswers : public CLIParserTest, public ::testing::WithParamInterface<TypedAnswer> {};
 
 TEST_P(CLIParserAnswers, AreYesForTheLetterAlone) {
   in_.str(std::string(GetParam().input));
@@ -130,7 +130,7 @@ TEST_P(CLIParserAnswers, AreYesForTheLetterAlone) {
             "Proceed? (Y|N): ");
 }
 
-const AnswerCase kAnswers[] = {
+const TypedAnswer kAnswers[] = {
     {"y\n", true, true},   {"Y\n", true, true},   {"yes\n", true, true},
     {"y", true, true},     {"YES\n", true, true}, {"yikes no!\n", true, false},
     {"yy\n", true, false}, {"ye\n", true, false}, {"n\n", true, false},

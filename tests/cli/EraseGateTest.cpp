@@ -126,6 +126,18 @@ TEST_F(EraseGate, AnEmptySelectionSelectsNoDrive) {
   }
 }
 
+// Nobody would read what becomes of the drive.
+TEST_F(EraseGate, ErasesNothingWhenItsOutputCannotBeWritten) {
+  ToolConfig config{};
+  config.scanOptions.identify = true;
+  const char* words[] = {"tool", "-drive_serial", "A", "-secure_erase", "-force"};
+  std::istringstream in;
+  std::ostream out(nullptr);
+  EXPECT_EQ(QRKCLI(GetFeatures(), config, {in, out}).runCLI(std::size(words), words),
+            Status::FileNotWritten);
+  EXPECT_TRUE(AreUntouched());
+}
+
 // ---- Signals ----
 
 // Runs the line in a process of its own, which gets the signal at the command with this
