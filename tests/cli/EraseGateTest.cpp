@@ -10,6 +10,7 @@
 #include <string>
 #include <vector>
 
+#include "frame/status/Files.h"
 #include "support/EraseScene.h"
 
 namespace Morvu {

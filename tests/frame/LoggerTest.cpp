@@ -143,6 +143,14 @@ TEST_F(Logging, OutlivesTheReaderOfItsPipe) {
   for (int i = 0; i < 2000; ++i) Log("F", "f", 1, 1, std::string(100, 'x'));  // more than it holds
   close(reader);
   Log("F", "f", 1, 1, "nobody reads");
+  // A reader may go between the opening and the writing, which a system signals.
+  std::atomic<bool> stop = false;
+  std::thread readers([&] {
+    while (!stop) close(open(pipe.c_str(), O_RDONLY | O_NONBLOCK));
+  });
+  for (int i = 0; i < 20'000; ++i) Log("F", "f", 1, 1, "x");
+  stop = true;
+  readers.join();
 }
 
 TEST_F(Logging, IsSwitchedWhileThreadsLog) {

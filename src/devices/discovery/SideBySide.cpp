@@ -1,8 +1,5 @@
 #include "devices/discovery/SideBySide.h"
 
-#include <pthread.h>
-#include <signal.h>
-
 #include <algorithm>
 #include <atomic>
 #include <boost/thread/thread.hpp>
@@ -11,6 +8,8 @@
 #include <exception>
 #include <mutex>
 #include <vector>
+
+#include "frame/BlockedSignals.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -22,21 +21,6 @@ constexpr std::size_t kMostThreads = 64;
 constexpr std::chrono::milliseconds kPatience{5};
 // 32-bit hosts have little room for stacks of the usual size.
 constexpr std::size_t kStackBytes = 1 << 20;
-
-class SignalsBlocked {
- public:
-  SignalsBlocked() {
-    sigset_t all;
-    sigfillset(&all);
-    pthread_sigmask(SIG_SETMASK, &all, &old_);
-  }
-  ~SignalsBlocked() { pthread_sigmask(SIG_SETMASK, &old_, nullptr); }
-  SignalsBlocked(const SignalsBlocked&) = delete;
-  SignalsBlocked& operator=(const SignalsBlocked&) = delete;
-
- private:
-  sigset_t old_{};
-};
 
 class Work {
  public:
@@ -85,7 +69,7 @@ class Threads {
   std::size_t GetCount() const { return threads_.size(); }
   // False when there is not one more to be had.
   bool Start(std::size_t count) {
-    const SignalsBlocked blocked;
+    const BlockedSignals blocked;
     boost::thread::attributes attributes;
     attributes.set_stack_size(kStackBytes);
     const auto before = threads_.size();

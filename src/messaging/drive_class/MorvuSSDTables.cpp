@@ -68,7 +68,7 @@ std::vector<DriveMethod> ListMethods() {
 std::span<const CimProperty> GetDriveProperties() { return kProperties; }
 
 std::span<const DriveMethod> GetDriveMethods() {
-  static const auto methods = ListMethods();
+  static const auto& methods = *new auto(ListMethods());  // jobs use it while the process ends
   return methods;
 }
 
