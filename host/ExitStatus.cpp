@@ -1,7 +1,7 @@
 #include "ExitStatus.h"
 
-#include "frame/status/Firmware.h"
 #include "frame/NvmeStatus.h"
+#include "frame/status/Firmware.h"
 
 namespace MorvuTool {
 namespace {

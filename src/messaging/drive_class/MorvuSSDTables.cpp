@@ -48,11 +48,13 @@ constexpr const PropertyEntry* kSettersToCome[] = {
     &Properties::WriteErrorRecoveryTimer,
 };
 // A row has a setter, or waits for one, when it is "io" and only then.
+#ifndef __SANITIZE_ADDRESS__  // behind it GCC takes no comparison of addresses for constant
 static_assert(std::ranges::all_of(kProperties, [](const CimProperty& row) {
   const bool waits = std::ranges::find(kSettersToCome, row.entry) != std::end(kSettersToCome);
   const bool hasSetter = row.setter != nullptr;
   return row.direction == "io" ? hasSetter != waits : !hasSetter && !waits;
 }));
+#endif
 
 std::vector<DriveMethod> ListMethods() {
   std::vector<DriveMethod> methods;
