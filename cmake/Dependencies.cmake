@@ -1,6 +1,6 @@
 # What the product is built on: Boost and Crypto++ from the system's packages.
 find_package(Threads REQUIRED)
-find_package(Boost 1.74 REQUIRED COMPONENTS thread date_time filesystem regex)
+find_package(Boost 1.74 REQUIRED COMPONENTS date_time filesystem regex)
 find_library(CRYPTOPP_LIBRARY cryptopp REQUIRED)
 
 # A program whose property MORVU_ARCHIVES is set links their archives: little of them is used,
@@ -15,7 +15,7 @@ function(morvu_link_dependency archive shared)
   endif()
   target_link_libraries(morvu_dependencies INTERFACE ${shared})
 endfunction()
-foreach(component thread date_time filesystem regex)
+foreach(component date_time filesystem regex)
   morvu_link_dependency(boost_${component} Boost::${component})
 endforeach()
 morvu_link_dependency(cryptopp ${CRYPTOPP_LIBRARY})

@@ -32,3 +32,7 @@ add_library(morvu_test_options INTERFACE)
 if(NOT MORVU_SANITIZE)
   target_compile_options(morvu_test_options INTERFACE -O0 -g1)
 endif()
+
+# Before a built program that the build itself runs. CMake puts an emulator there only when it
+# compiles for another system.
+set(run_built ${CMAKE_CROSSCOMPILING_EMULATOR})

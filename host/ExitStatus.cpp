@@ -1,7 +1,7 @@
 #include "ExitStatus.h"
 
-#include "frame/NvmeStatus.h"
 #include "frame/status/Firmware.h"
+#include "frame/status/NvmeStatus.h"
 
 namespace MorvuTool {
 namespace {

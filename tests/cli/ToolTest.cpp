@@ -12,7 +12,7 @@
 #include "ExitStatus.h"
 #include "TestFleet.h"
 #include "Tool.h"
-#include "frame/NvmeStatus.h"
+#include "frame/status/NvmeStatus.h"
 #include "messaging/drive_class/Features.h"
 #include "support/CommandLine.h"
 

@@ -6,7 +6,7 @@
 #include "NodeCommands.h"
 #include "devices/commands/CommandPath_NVME.h"
 #include "devices/commands/CommandSet_NVME.h"
-#include "frame/NvmeStatus.h"
+#include "frame/status/NvmeStatus.h"
 #include "frame/status/Testing.h"
 
 namespace Morvu::DeviceManagement {

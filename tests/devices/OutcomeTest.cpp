@@ -12,8 +12,8 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/commands/CommandSet_SCSI.h"
-#include "frame/NvmeStatus.h"
 #include "frame/status/Commands.h"
+#include "frame/status/NvmeStatus.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

@@ -4,8 +4,8 @@
 #include <regex>
 #include <set>
 
-#include "frame/NvmeStatus.h"
 #include "frame/StatusCode.h"
+#include "frame/status/NvmeStatus.h"
 
 namespace Morvu {
 namespace {

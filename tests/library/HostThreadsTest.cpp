@@ -19,8 +19,8 @@
 namespace MorvuHost {
 namespace {
 
-constexpr auto kPatience = std::chrono::seconds(60);
-constexpr std::string_view kScan = "<Message cimClass='MorvuSSD' scan='True'/>";
+constexpr auto kLongEnough = std::chrono::seconds(60);
+constexpr std::string_view kScanDrives = "<Message cimClass='MorvuSSD' scan='True'/>";
 
 // Runs `body` on a plain thread. Whether the thread was canceled.
 bool RunOnThread(const std::function<void()>& body) {
@@ -38,7 +38,7 @@ bool RunOnThread(const std::function<void()>& body) {
 // The library must let itself be unloaded; one that waits for ever ends the test here.
 void ExpectThatUnloadReturns() {
   auto unload = std::async(std::launch::async, [] { Library().Unload(); });
-  if (unload.wait_for(kPatience) == std::future_status::ready) return;
+  if (unload.wait_for(kLongEnough) == std::future_status::ready) return;
   std::fputs("Unload does not return\n", stderr);
   std::_Exit(1);
 }
@@ -102,11 +102,11 @@ TEST_F(ExitingCallback, LeavesNoJobThatRunsForEver) {
   Simulator::TestFleet fleet;
   fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
   Host host;
-  host.Call(kScan);
+  host.Call(kScanDrives);
   exits = true;
-  const auto job = host.Send(kScan);
+  const auto job = host.Send(kScanDrives);
   host.Await(job);
-  const auto end = std::chrono::steady_clock::now() + kPatience;
+  const auto end = std::chrono::steady_clock::now() + kLongEnough;
   std::string listed;
   do {
     listed = host.Call(kListJobs).Text();

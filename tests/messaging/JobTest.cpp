@@ -9,7 +9,7 @@
 #include <set>
 #include <thread>
 
-#include "frame/NvmeStatus.h"
+#include "frame/status/NvmeStatus.h"
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/Job.h"

@@ -1,7 +1,7 @@
 #include "devices/commands/Outcome.h"
 
-#include "frame/NvmeStatus.h"
 #include "frame/status/Commands.h"
+#include "frame/status/NvmeStatus.h"
 
 namespace Morvu::DeviceManagement {
 namespace {

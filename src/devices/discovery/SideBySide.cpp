@@ -2,14 +2,14 @@
 
 #include <algorithm>
 #include <atomic>
-#include <boost/thread/thread.hpp>
 #include <chrono>
 #include <condition_variable>
 #include <exception>
+#include <memory>
 #include <mutex>
 #include <vector>
 
-#include "frame/BlockedSignals.h"
+#include "frame/Thread.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -59,23 +59,17 @@ class Work {
 // Joined on every way out.
 class Threads {
  public:
-  explicit Threads(Work& work) : work_(work) { threads_.reserve(kMostThreads); }
-  ~Threads() {
-    for (auto& thread : threads_) thread.join();
-  }
+  explicit Threads(Work& work) : work_(work) {}
   Threads(const Threads&) = delete;
   Threads& operator=(const Threads&) = delete;
 
   std::size_t GetCount() const { return threads_.size(); }
   // False when there is not one more to be had.
   bool Start(std::size_t count) {
-    const BlockedSignals blocked;
-    boost::thread::attributes attributes;
-    attributes.set_stack_size(kStackBytes);
     const auto before = threads_.size();
     try {
       while (count-- > 0 && threads_.size() < kMostThreads) {
-        threads_.emplace_back(attributes, [this] { work_.Run(); });
+        threads_.push_back(std::make_unique<Thread>([this] { work_.Run(); }, kStackBytes));
       }
     } catch (const std::exception&) {
       // Those that there are do the work.
@@ -85,7 +79,7 @@ class Threads {
 
  private:
   Work& work_;
-  std::vector<boost::thread> threads_;
+  std::vector<std::unique_ptr<Thread>> threads_;
 };
 
 }  // namespace

@@ -6,7 +6,7 @@
 namespace Morvu::DeviceManagement {
 namespace {
 
-constexpr std::string_view kDevFolder = "/dev/";
+constexpr std::string_view kNodeFolder = "/dev/";
 constexpr std::string_view kNvmePrefix = "nvme";
 
 bool IsDigit(char c) { return c >= '0' && c <= '9'; }
@@ -35,7 +35,7 @@ bool IsShellWord(std::string_view text) {
 
 std::optional<NvmeNode> ParseNvmeNode(std::string_view path) {
   auto rest = path;
-  for (const auto prefix : {kDevFolder, kNvmePrefix}) {
+  for (const auto prefix : {kNodeFolder, kNvmePrefix}) {
     if (!rest.starts_with(prefix)) return {};
     rest.remove_prefix(prefix.size());
   }

@@ -4,7 +4,7 @@
 #include <iterator>
 #include <string_view>
 
-#include "frame/NvmeStatus.h"
+#include "frame/status/NvmeStatus.h"
 
 // Where the texts send a user who needs help.
 #define MORVU_SUPPORT_SITE "https://support.morvu.example/ssd"

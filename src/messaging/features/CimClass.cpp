@@ -3,8 +3,8 @@
 #include <algorithm>
 
 #include "devices/model/Device.h"
-#include "frame/NvmeStatus.h"
 #include "frame/Text.h"
+#include "frame/status/NvmeStatus.h"
 #include "messaging/XmlMessaging.h"
 
 namespace Morvu {

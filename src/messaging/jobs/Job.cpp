@@ -4,8 +4,8 @@
 #include <system_error>
 
 #include "frame/Logger.h"
-#include "frame/NvmeStatus.h"
 #include "frame/Text.h"
+#include "frame/status/NvmeStatus.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/Feature.h"
 

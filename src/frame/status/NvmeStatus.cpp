@@ -1,4 +1,4 @@
-#include "frame/NvmeStatus.h"
+#include "frame/status/NvmeStatus.h"
 
 #include <algorithm>
 #include <array>
@@ -20,7 +20,7 @@ struct NvmeStatusText {
 
 // clang-format off
 constexpr NvmeStatusText kNvmeStatusTexts[] = {
-#include "frame/NvmeStatusTexts.inc"
+#include "frame/status/NvmeStatusTexts.inc"
 };
 // clang-format on
 static_assert(std::ranges::adjacent_find(kNvmeStatusTexts, std::ranges::greater_equal{},
