@@ -73,8 +73,12 @@ def job_of(name):
 
 def information_of(path):
     """The rows of the tool's tables: one table for the drive, then one for each partition."""
+    return tables_of(f"information.{pathlib.Path(path).name}.txt")
+
+
+def tables_of(name):
     tables = [{}]
-    for line in text_of(own(f"information.{pathlib.Path(path).name}.txt")).splitlines():
+    for line in text_of(own(name)).splitlines():
         row = re.fullmatch(r"\| (.+?):? +\| (.*?) *\|", line)
         if row:
             tables[-1][row[1].rstrip(":")] = row[2]
@@ -108,12 +112,12 @@ class Guest(unittest.TestCase):
         def row(kind):
             return [smart[kind][key] for key in ("model_name", "serial_number", "firmware_version")]
         nvme = [path for path in disks() if "nvme" in path]
-        # The emulated SAS drive's INQUIRY ends before the serial number.
+        # The emulated SAS drive's INQUIRY ends before the serial number; it has a page for it.
         self.assertEqual(36, (RESULTS / "sas.inquiry").stat().st_size)
         expected = {
             self.nodes["sata"]: row("sata"),
             self.nodes["foreign"]: row("foreign"),
-            self.nodes["sas"]: [sas["scsi_product"], "", sas["scsi_revision"]],
+            self.nodes["sas"]: [sas["scsi_product"], sas["serial_number"], sas["scsi_revision"]],
             **{path: row("nvme") for path in nvme}}
         self.assertEqual(2, len(nvme))
         self.assertEqual(len(disks()), len(expected))
@@ -214,6 +218,17 @@ class Guest(unittest.TestCase):
         self.assertEqual(f"{free / 1e6:.2f} MB / {(used + free) / 1e6:.2f} MB",
                          shown[0]["Free Space"])
         self.assertEqual("Unknown / Unknown", shown[1]["Free Space"])
+
+    def test_asking_writes_to_no_file_system(self):
+        for kind in ("ext4", "vfat", "btrfs", "xfs"):
+            shown = [table for table in tables_of(f"dirty.{kind}.txt") if "Path" in table][1]
+            self.assertEqual(kind, shown["Type"])
+            self.assertNotIn("Unknown", shown["Free Space"])
+            before, after = (text_of(own(f"dirty.{kind}.{when}")) for when in ("before", "after"))
+            self.assertEqual(before, after, kind)
+            # The file systems with a journal were in need of it.
+            mounted = text_of(f"dirty.{kind}.mounted")
+            self.assertEqual(kind == "vfat", mounted == after, kind)
 
     def test_message_reads_smart_of_sata(self):
         self.assertEqual("0", job_of("smart.xml")["ErrorCode"])

@@ -116,6 +116,45 @@ for width in 64 32; do
   keep $width.nvme-format.txt nvme format /dev/nvme0 -n 3 -s 1 -l $((layout & 15)) -f
   keep $width.format-too-high.txt $tool -drive_path /dev/nvme0n2 -format 1 0 99 0 0 -force
 done
+# A file system that was in use when its disk was copied: what a mount would put in order.
+# Asked for its partitions, the library writes nothing to it.
+part=${sata_disk}2
+spare=/dev/$(basename /sys/class/scsi_generic/"${sas#/dev/}"/device/block/*)
+make_dirty() {  # TYPE MEGABYTES
+  case $1 in
+    ext4) mke2fs -q -t ext4 "$part" "$2M" ;;
+    vfat) mkfs.vfat -F 32 "$part" $(($2 * 1024)) ;;
+    btrfs) mkfs.btrfs -q -f -b "$2M" "$part" ;;
+    xfs) mkfs.xfs -q -f -d "size=$2m" "$part" ;;
+  esac
+  mkdir -p /dirty
+  mount -t "$1" "$part" /dirty
+  for name in $(seq 50); do echo "$name" >/dirty/"$name"; done
+  dd if=/dev/zero of=/dirty/file bs=1M count=4
+  sync
+  rm /dirty/1 /dirty/2
+  sync /dirty/3
+  dd if="$part" of="$spare" bs=1M count="$2"
+  umount /dirty
+  dd if="$spare" of="$part" bs=1M count="$2"
+  sync
+}
+hash_of() { dd if="$part" bs=1M count="$1" iflag=direct 2>/dev/null | md5sum; }
+for dirty in ext4:32 vfat:40 btrfs:128 xfs:320; do
+  type=${dirty%:*} size=${dirty#*:}
+  make_dirty "$type" "$size" >/results/"dirty.$type.made" 2>&1
+  echo 3 >/proc/sys/vm/drop_caches
+  for width in 64 32; do
+    hash_of "$size" >/results/"$width.dirty.$type.before"
+    keep "$width.dirty.$type.txt" /opt/$width/morvussd -drive_path "$sata"
+    keep "$width.dirty.$type.xml" /opt/$width/exchange \
+      /opt/$width/libMorvu.SSDFeatures.so.1.2.0 '<Message cimClass="Device" scan="True"/>'
+    hash_of "$size" >/results/"$width.dirty.$type.after"
+  done
+  # Without the library's care the same question would write: what mount does by itself.
+  mount -t "$type" -o ro "$part" /dirty && umount /dirty
+  hash_of "$size" >/results/"dirty.$type.mounted"
+done
 keep nvme.ns2.after.json nvme id-ns /dev/nvme0n2 -o json
 keep dmesg.txt dmesg
 

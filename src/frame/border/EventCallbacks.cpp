@@ -1,8 +1,8 @@
 #include "frame/border/EventCallbacks.h"
 
-#include <cxxabi.h>
-
 #include <algorithm>
+
+#include "frame/ForcedUnwind.h"
 
 namespace Morvu {
 namespace {
@@ -28,7 +28,7 @@ void EventCallbacks::RemoveFirst(HostCallback callback) {
   if (found != callbacks_.end()) callbacks_.erase(found);
 }
 
-void EventCallbacks::Announce(std::uint64_t jobId) {
+MORVU_PASSES_FORCED_UNWIND void EventCallbacks::Announce(std::uint64_t jobId) {
   std::lock_guard lock(eventMutex_);
   // A copy, for a callback that adds or removes one against the contract.
   const auto callbacks = callbacks_;

@@ -1,6 +1,5 @@
 // The exported functions: the library's state, and the border that nothing but a
 // status crosses.
-#include <cxxabi.h>
 #include <pthread.h>
 
 #include <cerrno>
@@ -8,6 +7,7 @@
 #include <mutex>
 #include <system_error>
 
+#include "frame/ForcedUnwind.h"
 #include "frame/Logger.h"
 #include "frame/border/EventCallbacks.h"
 #include "frame/border/ReplyQueues.h"
@@ -87,7 +87,7 @@ bool IsTrue(const bool& byteOfHost) {
 
 // No exception crosses the border: it comes back as a status.
 template <typename Call>
-std::int32_t Guarded(Call&& call) {
+MORVU_PASSES_FORCED_UNWIND std::int32_t Guarded(Call&& call) {
   const UncancelledCall uncancelled;
   try {
     return StatusCode(call()).Value();
