@@ -119,7 +119,7 @@ done
 # A file system that was in use when its disk was copied: what a mount would put in order.
 # Asked for its partitions, the library writes nothing to it.
 part=${sata_disk}2
-spare=/dev/$(basename /sys/class/scsi_generic/"${sas#/dev/}"/device/block/*)
+spare=/dev/$(basename /sys/class/scsi_generic/"${foreign#/dev/}"/device/block/*)
 make_dirty() {  # TYPE MEGABYTES
   case $1 in
     ext4) mke2fs -q -t ext4 "$part" "$2M" ;;
@@ -133,7 +133,7 @@ make_dirty() {  # TYPE MEGABYTES
   dd if=/dev/zero of=/dirty/file bs=1M count=4
   sync
   rm /dirty/1 /dirty/2
-  sync /dirty/3
+  dd if=/dev/zero of=/dirty/synced bs=4k count=1 conv=fsync
   dd if="$part" of="$spare" bs=1M count="$2"
   umount /dirty
   dd if="$spare" of="$part" bs=1M count="$2"
