@@ -1,11 +1,11 @@
 # What the product is built on: Boost and Crypto++ from the system's packages.
 find_package(Threads REQUIRED)
-find_package(Boost 1.74 REQUIRED COMPONENTS date_time filesystem regex)
+find_package(Boost 1.74 REQUIRED COMPONENTS date_time filesystem)
 find_library(CRYPTOPP_LIBRARY cryptopp REQUIRED)
 
 # A program whose property MORVU_ARCHIVES is set links their archives: little of them is used,
-# and to load the shared ones, with ICU behind Boost.Regex, takes four fifths of a start of
-# morvussd. The shared library can not: on x86_64 the archives hold no position-independent code.
+# and to load the shared ones takes most of a start of morvussd. The shared library can not: on
+# x86_64 the archives hold no position-independent code.
 add_library(morvu_dependencies INTERFACE)
 function(morvu_link_dependency archive shared)
   find_library(MORVU_${archive}_ARCHIVE lib${archive}.a)
@@ -15,7 +15,7 @@ function(morvu_link_dependency archive shared)
   endif()
   target_link_libraries(morvu_dependencies INTERFACE ${shared})
 endfunction()
-foreach(component date_time filesystem regex)
+foreach(component date_time filesystem)
   morvu_link_dependency(boost_${component} Boost::${component})
 endforeach()
 morvu_link_dependency(cryptopp ${CRYPTOPP_LIBRARY})

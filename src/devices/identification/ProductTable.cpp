@@ -1,12 +1,11 @@
 #include "devices/identification/ProductTable.h"
 
 #include <algorithm>
-#include <boost/regex.hpp>
-#include <vector>
 
 #include "devices/commands/CommandSet.h"
 #include "devices/identification/ProductDetection.h"
 #include "devices/identification/Products.h"
+#include "devices/identification/SerialPattern.h"
 #include "devices/model/Device.h"
 #include "devices/properties/BasicProperties.h"
 
@@ -27,8 +26,8 @@ constexpr std::string_view Nvme = Protocol::Nvme;
 constexpr std::string_view Scsi = Protocol::Scsi;
 
 constexpr ProductTest Any;
-constexpr ProductTest Serial(std::string_view expression) {
-  return {ProductTest::Kind::SerialMatches, expression};
+constexpr ProductTest Serial(std::string_view pattern) {
+  return {ProductTest::Kind::SerialMatches, pattern};
 }
 constexpr ProductTest SerialBegins(std::string_view text) {
   return {ProductTest::Kind::SerialBegins, text};
@@ -61,6 +60,7 @@ constexpr bool IsSound(const ProductTest& test) {
   const bool prefix = test.kind == ProductTest::Kind::SerialBegins ||
                       test.kind == ProductTest::Kind::FirmwareBegins;
   if (prefix && (test.text.size() < 2 || test.text.size() > 3)) return false;
+  if (test.kind == ProductTest::Kind::SerialMatches && !IsSerialPattern(test.text)) return false;
   return IsUpperCase(test.text) && (test.kind == ProductTest::Kind::Any) == test.text.empty();
 }
 
@@ -97,24 +97,7 @@ static_assert(HasRow(&ProductRow::protocol, Ata) && HasRow(&ProductRow::protocol
 
 // ---- Looking up ----
 
-using Expressions = std::vector<boost::regex>;
-
-// One for each row, in order; empty for a row without.
-const Expressions& GetExpressions() {
-  static const auto& expressions = *new const Expressions([] {
-    Expressions all(std::size(kRows));
-    for (std::size_t i = 0; i < all.size(); ++i) {
-      const auto& test = kRows[i].test;
-      if (test.kind != ProductTest::Kind::SerialMatches) continue;
-      all[i].assign(test.text.data(), test.text.data() + test.text.size());
-    }
-    return all;
-  }());
-  return expressions;
-}
-
-bool Passes(std::size_t row, std::string_view firmware, std::string_view serialNumber) {
-  const auto& test = kRows[row].test;
+bool Passes(const ProductTest& test, std::string_view firmware, std::string_view serialNumber) {
   switch (test.kind) {
     case ProductTest::Kind::Any:
       return true;
@@ -123,7 +106,7 @@ bool Passes(std::size_t row, std::string_view firmware, std::string_view serialN
     case ProductTest::Kind::FirmwareBegins:
       return firmware.starts_with(test.text);
     case ProductTest::Kind::SerialMatches:
-      return boost::regex_match(serialNumber.begin(), serialNumber.end(), GetExpressions()[row]);
+      return MatchesSerialPattern(test.text, serialNumber);
   }
   return false;
 }
@@ -166,10 +149,10 @@ std::span<const SerialFamily> GetSerialFamilies() { return kFamilies; }
 const ProductRow* FindProductRow(std::string_view model, std::string_view firmware,
                                  std::string_view serialNumber) {
   if (model.empty()) return nullptr;
-  for (std::size_t i = 0; i < std::size(kRows); ++i) {
-    const auto models = kRows[i].Models();
+  for (const auto& row : kRows) {
+    const auto models = row.Models();
     if (std::ranges::find(models, model) == models.end()) continue;
-    if (Passes(i, firmware, serialNumber)) return &kRows[i];
+    if (Passes(row.test, firmware, serialNumber)) return &row;
   }
   return nullptr;
 }

@@ -12,7 +12,7 @@ namespace Morvu::DeviceManagement {
 struct ProductTest {
   enum class Kind : std::uint8_t {
     Any,
-    SerialMatches,   // a regular expression for the whole serial number
+    SerialMatches,   // a pattern of the whole serial number, see SerialPattern.h
     SerialBegins,    // with these two or three characters
     FirmwareBegins,  // the same
   };
