@@ -2,6 +2,7 @@
 
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <cstdlib>
 #include <filesystem>
@@ -43,6 +44,12 @@ std::string SimulatedDrive::AddPartition(std::uint64_t bytes, std::string_view m
                                          std::string_view fileSystem,
                                          std::string_view volumeGroup) {
   return fleet_->AddPartition(node_, bytes, fileSystem, mountPoint, volumeGroup);
+}
+
+void SimulatedDrive::TakeNames() {
+  auto& state = State();
+  std::fill(std::begin(state.serial), std::end(state.serial), '\0');
+  std::fill_n(state.ata.identify + 108, 4, std::uint16_t{0});
 }
 
 void SimulatedDrive::AddBadSectors(std::uint64_t lba, std::uint64_t count) {

@@ -48,6 +48,8 @@ class SimulatedDrive {
 
   std::string MediumPath() const { return drive_->MediumPath(nsid_); }
   void WriteMedium(std::uint64_t offset, const std::vector<std::uint8_t>& bytes);
+  // Takes the serial number and, of a SATA drive, the World Wide Name (ACS-3, words 108 to 111).
+  void TakeNames();
   std::vector<std::uint8_t> ReadMedium(std::uint64_t offset, std::size_t size);
 
  private:

@@ -21,6 +21,9 @@ constexpr GateRow kGate[] = {
      "Error: Nothing was done: more than one drive is selected."},
     {[](const EraseLine& line) { return line.isShared; },
      "Error: Nothing was done: several drives answer to the selection. Use -drive_path."},
+    {[](const EraseLine& line) { return line.isNameless; },
+     "Error: Nothing was done: the drive tells neither a serial number nor a World Wide Name, so "
+     "another may stand in its place."},
 };
 
 }  // namespace

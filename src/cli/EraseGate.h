@@ -13,6 +13,7 @@ struct EraseLine {
   std::size_t features;  // options that are carried out on a drive
   std::size_t drives;    // different ones that the selections name
   bool isShared;         // a selection names several drives by one word
+  bool isNameless;       // the drive has neither serial number nor World Wide Name
 };
 
 // Why the line is refused, for a person; empty when the option may be carried out.

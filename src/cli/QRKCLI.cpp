@@ -10,6 +10,7 @@
 #include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
+#include "devices/model/Drive.h"
 #include "frame/Logger.h"
 #include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
@@ -158,7 +159,9 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
       FindEraseRefusal({.isDoubtful = standsTwice || parseResult_ != Status::Completed,
                         .features = features,
                         .drives = drivePicked_ ? picked.size() : 0,
-                        .isShared = isSelectionShared_});
+                        .isShared = isSelectionShared_,
+                        .isNameless = !std::ranges::all_of(
+                            picked, [](const Device* device) { return HasIdentity(*device); })});
   if (!reason.empty()) {
     PrintLine(WrapText(reason));
     return Status::InvalidArguments;

@@ -127,6 +127,15 @@ TEST_F(EraseGate, AnEmptySelectionSelectsNoDrive) {
   }
 }
 
+// Another drive may stand at its node by now.
+TEST_F(EraseGate, RefusesADriveWithoutAName) {
+  drives[0].TakeNames();
+  const auto outcome = RunLine({"-drive_path", drives[0].Node(), "-secure_erase", "-force"});
+  EXPECT_EQ(outcome.code, 73);
+  EXPECT_THAT(outcome.output, HasSubstr("neither a serial number"));
+  EXPECT_TRUE(AreUntouched());
+}
+
 // Nobody would read what becomes of the drive.
 TEST_F(EraseGate, ErasesNothingWhenItsOutputCannotBeWritten) {
   ToolConfig config{};

@@ -62,6 +62,21 @@ TEST_F(Erases, APartitionRefusesUnlessTheHostForces) {
   EXPECT_EQ(drive_.ReadMedium(0, content_.size()), std::vector<std::uint8_t>(content_.size()));
 }
 
+TEST_F(Erases, RefuseADriveWithoutAName) {
+  const auto call = [&](std::string method) {
+    const auto key = std::string(kSerial) + '<';
+    return host_.Call(method.replace(method.find(key), key.size(), "0<")).ErrorCode();
+  };
+  drive_.TakeNames();
+  Scan();
+  for (const auto* method : {"SecureErase", "Delete", "Sanitize"}) {
+    EXPECT_EQ(call(Method(method)), 245) << method;
+  }
+  EXPECT_EQ(call(Method("StandbyImmediate")), 0);
+  EXPECT_FALSE(WasSent(kSetPassword));
+  EXPECT_EQ(drive_.ReadMedium(0, content_.size()), content_);
+}
+
 TEST_F(Erases, AMethodTakesOneDrive) {
   fleet_.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL2", .sectors = 256});
   Scan();

@@ -2,6 +2,7 @@
 
 #include <algorithm>
 
+#include "devices/model/Drive.h"
 #include "frame/status/Requests.h"
 #include "messaging/ResultTable.h"
 #include "messaging/XmlMessaging.h"
@@ -37,6 +38,10 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
   if (row == nullptr) return Status::UnknownMethod;
   const auto devices = selected.GetDevices();
   if (row->feature->needsDrive && devices.size() != 1) return Status::NoDeviceSelected;
+  // Another drive may stand where a nameless one stood.
+  if (row->feature->destroys && !DeviceManagement::HasIdentity(*devices.front())) {
+    return Status::NoDeviceSelected;
+  }
   const auto arguments = TakeParameters(*row->method, request);
   MessageFace face(*context.reporter, arguments.GetFlag(kForce));
   return row->method->run({face, devices, true, arguments}, context);
