@@ -1,4 +1,5 @@
 // morvussd: the command-line host of the Morvu SSD library.
+#include <fcntl.h>
 #include <unistd.h>
 
 #include <cstdio>
@@ -24,9 +25,20 @@ int Run(int argc, char** argv) {
   return MorvuTool::ToExitStatus(code, cli.GetSideResult());
 }
 
+// A drive's node must not be opened in the place of a closed standard output, which would write
+// to the drive.
+void HoldStandardDescriptors() {
+  for (const int descriptor : {STDIN_FILENO, STDOUT_FILENO, STDERR_FILENO}) {
+    if (fcntl(descriptor, F_GETFD) >= 0) continue;
+    // The lowest free number: this one. Read-only, so that what is written to it fails.
+    if (open("/dev/null", O_RDONLY) != descriptor) _exit(MorvuTool::kExitUnknown);
+  }
+}
+
 }  // namespace
 
 int main(int argc, char** argv) {
+  HoldStandardDescriptors();
   try {
     return Run(argc, argv);
   } catch (const std::exception& error) {

@@ -1,5 +1,12 @@
 #include "frame/Files.h"
 
+#include <stdlib.h>
+#include <sys/stat.h>
+#include <sys/sysmacros.h>
+#include <unistd.h>
+
+#include <cerrno>
+#include <cstdio>
 #include <fstream>
 #include <ios>
 #include <limits>
@@ -50,17 +57,106 @@ class File {
   std::fstream stream_;
 };
 
+// Terminals and /dev/null, /dev/full (the kernel's list of allocated devices).
+bool IsHarmless(dev_t device) {
+  constexpr unsigned kMemory = 1, kNull = 3, kFull = 7;
+  constexpr unsigned kConsoles = 4, kTerminals = 5, kFirstPseudo = 136, kLastPseudo = 143;
+  const auto kind = major(device);
+  if (kind == kMemory) return minor(device) == kNull || minor(device) == kFull;
+  return kind == kConsoles || kind == kTerminals || (kind >= kFirstPseudo && kind <= kLastPseudo);
+}
+
+// A name in /dev, as /dev/stdout, stays what it leads to.
+bool IsReplaceable(const std::string& path) {
+  struct stat told {};
+  if (path.starts_with("/dev/") || path.starts_with("/proc/")) return false;
+  return stat(path.c_str(), &told) != 0 || S_ISREG(told.st_mode);
+}
+
+// A file beside the wanted one, which takes its place at the end; gone on every other way out.
+class Replacement {
+ public:
+  explicit Replacement(const std::string& path)
+      : path_(ResolveLinks(path)), name_(path_ + ".XXXXXX") {
+    const int handle = mkstemp(name_.data());
+    if (handle < 0) return;
+    isThere_ = true;
+    KeepRights(handle);
+    close(handle);
+  }
+  ~Replacement() {
+    if (isThere_) unlink(name_.c_str());
+  }
+  Replacement(const Replacement&) = delete;
+  Replacement& operator=(const Replacement&) = delete;
+
+  bool IsThere() const { return isThere_; }
+  const std::string& GetName() const { return name_; }
+  bool TakePlace() {
+    if (rename(name_.c_str(), path_.c_str()) != 0) return false;
+    isThere_ = false;
+    return true;
+  }
+
+ private:
+  static std::string ResolveLinks(const std::string& path) {
+    char* resolved = realpath(path.c_str(), nullptr);
+    const std::string name = resolved != nullptr ? resolved : path;
+    free(resolved);
+    return name;
+  }
+  // Those of the file that goes, or of one that is made anew.
+  void KeepRights(int handle) {
+    struct stat old {};
+    if (stat(path_.c_str(), &old) == 0) {
+      // Another user's file stays theirs where that may be done.
+      [[maybe_unused]] const int unchanged = fchown(handle, old.st_uid, old.st_gid);
+      fchmod(handle, old.st_mode & 07777);
+    } else {
+      const auto mask = umask(0);
+      umask(mask);
+      fchmod(handle, 0666 & ~mask);
+    }
+  }
+
+  std::string path_;
+  std::string name_;
+  bool isThere_ = false;
+};
+
+// Opens the target, lets `write` fill it, and closes it.
+template <typename Write>
+bool Save(const std::string& path, bool binary, bool append, Write&& write) {
+  const auto save = [&](const std::string& name) {
+    File file(name, false, binary, append);
+    return file.IsOpen() && write(file) && file.Close();
+  };
+  if (!TakesText(path)) return false;
+  if (append || !IsReplaceable(path)) return save(path);
+  Replacement replacement(path);
+  // A folder that takes no new file may still let this one be written.
+  if (!replacement.IsThere()) return save(path);
+  return save(replacement.GetName()) && replacement.TakePlace();
+}
+
 }  // namespace
 
+bool TakesText(const std::string& path) {
+  struct stat told {};
+  if (stat(path.c_str(), &told) != 0) return errno == ENOENT;
+  if (S_ISREG(told.st_mode) || S_ISFIFO(told.st_mode)) return true;
+  return S_ISCHR(told.st_mode) && IsHarmless(told.st_rdev);
+}
+
 bool SaveFile(const std::string& path, std::string_view text, bool append) {
-  File file(path, false, false, append);
-  return file.IsOpen() && file.Write(text.data(), text.size()) && file.Write("\n", 1) &&
-         file.Close();
+  return Save(path, false, append, [&](File& file) {
+    return file.Write(text.data(), text.size()) && file.Write("\n", 1);
+  });
 }
 
 bool SaveBinary(const std::string& path, ByteView bytes, bool append) {
-  File file(path, false, true, append);
-  return file.IsOpen() && file.Write(bytes.data(), bytes.size()) && file.Close();
+  return Save(path, true, append,
+              [&](File& file) { return file.Write(bytes.data(), bytes.size()); });
 }
 
 std::string ReadFileText(const std::string& path) {

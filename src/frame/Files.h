@@ -11,6 +11,12 @@
 
 namespace Morvu {
 
+// What may be written to: a regular file, or one to come, a FIFO, a terminal, /dev/null. A
+// mistyped path must not reach a disk.
+bool TakesText(const std::string& path);
+
+// Nothing else is written. What takes a regular file's place does so whole or not at all.
+
 // Writes the text and a line feed, behind what the file holds or in its place.
 [[nodiscard]] bool SaveFile(const std::string& path, std::string_view text, bool append);
 // Writes exactly these bytes.

@@ -3,7 +3,6 @@
 #include <fcntl.h>
 #include <signal.h>
 #include <sys/stat.h>
-#include <sys/sysmacros.h>
 #include <unistd.h>
 
 #include <algorithm>
@@ -12,6 +11,7 @@
 #include <ctime>
 #include <mutex>
 
+#include "frame/Files.h"
 #include "frame/status/Files.h"
 
 namespace Morvu {
@@ -39,25 +39,17 @@ std::string LocalTime() {
   return std::string(text, std::strftime(text, sizeof text, "%H:%M:%S:00", &local));
 }
 
-// What a log may go to. A line to a disk's node would cost data.
-bool TakesLines(int descriptor, const struct stat& status) {
-  if (S_ISREG(status.st_mode) || S_ISFIFO(status.st_mode)) return true;
-  constexpr auto kNullMajor = 1, kNullMinor = 3;
-  const bool isNull = S_ISCHR(status.st_mode) && status.st_rdev == makedev(kNullMajor, kNullMinor);
-  return isNull || isatty(descriptor) == 1;
-}
-
 // The open file of a log.
 class LogFile {
  public:
   explicit LogFile(const std::string& path) {
-    struct stat status {};
-    if (stat(path.c_str(), &status) == 0 && S_ISBLK(status.st_mode)) return;
+    if (!TakesText(path)) return;
     // Not blocking: a pipe without a reader is refused, a full one loses lines.
     descriptor_ =
         open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
     if (descriptor_ < 0) return;
-    if (fstat(descriptor_, &status) == 0 && TakesLines(descriptor_, status)) {
+    struct stat status {};
+    if (fstat(descriptor_, &status) == 0) {
       isPipe_ = S_ISFIFO(status.st_mode);
       isRegular_ = S_ISREG(status.st_mode);
       return;

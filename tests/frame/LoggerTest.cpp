@@ -123,7 +123,7 @@ TEST_F(Logging, TakesNoPipeWithoutAReaderAndNoDevice) {
   ASSERT_EQ(0, EnableLog(path_, 5, true));
   const auto pipe = folder_ + "/pipe";
   ASSERT_EQ(0, mkfifo(pipe.c_str(), 0600));
-  for (const auto& path : {pipe, std::string("/dev/full"), folder_ + "/" + std::string(300, 'x')}) {
+  for (const auto& path : {pipe, std::string("/dev/zero"), folder_ + "/" + std::string(300, 'x')}) {
     EXPECT_EQ(Status::FileNotOpened, EnableLog(path, 5, true)) << path;
   }
   Log("F", "f", 1, 1, "x");

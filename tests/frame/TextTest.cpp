@@ -1,8 +1,12 @@
 // Texts, numbers and bytes.
 #include <gtest/gtest.h>
 #include <signal.h>
+#include <sys/resource.h>
 #include <sys/time.h>
+#include <unistd.h>
 
+#include <filesystem>
+#include <iterator>
 #include <locale>
 #include <sstream>
 
@@ -139,6 +143,46 @@ TEST(Bytes, OfAtaStringsChangePlaces) {
   std::uint8_t text[] = {'B', 'A', 0x00, '{', 'z', '!'};
   SwapBytePairs(text);
   EXPECT_EQ("AB  !z", std::string(text, text + sizeof text));
+}
+
+// What a tool that is typed as another's is told: `-smart /dev/sda`.
+TEST(Files, WriteToNoDrive) {
+  Simulator::TestFleet fleet;
+  auto drive = fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
+  const auto before = drive.ReadMedium(0, 4096);
+  for (const auto* node : {"/dev/sda", "/dev/sg0"}) {
+    EXPECT_FALSE(SaveFile(node, "text", false)) << node;
+    EXPECT_FALSE(SaveFile(node, "text", true)) << node;
+  }
+  EXPECT_EQ(before, drive.ReadMedium(0, 4096));
+}
+
+TEST(Files, AppearWholeWhereTheyAreWanted) {
+  const auto folder = testing::TempDir() + "files-" + std::to_string(getpid());
+  std::filesystem::create_directories(folder);
+  const auto file = folder + "/file", link = folder + "/link";
+  ASSERT_TRUE(SaveFile(file, "one", false));
+  std::filesystem::permissions(file, std::filesystem::perms{0640});
+  std::filesystem::create_symlink("file", link);
+  ASSERT_TRUE(SaveFile(link, "two", false));
+  EXPECT_TRUE(std::filesystem::is_symlink(link));
+  EXPECT_EQ("two\n", ReadFileText(file));
+  EXPECT_EQ(std::filesystem::perms{0640}, std::filesystem::status(file).permissions());
+  ASSERT_TRUE(SaveFile(file, "three", true));
+  EXPECT_EQ("two\nthree\n", ReadFileText(link));
+
+  // A limit on files' sizes, as a full disk.
+  rlimit old{};
+  getrlimit(RLIMIT_FSIZE, &old);
+  const rlimit small{4096, old.rlim_max};
+  const auto before = signal(SIGXFSZ, SIG_IGN);
+  setrlimit(RLIMIT_FSIZE, &small);
+  EXPECT_FALSE(SaveFile(file, std::string(8192, 'x'), false));
+  setrlimit(RLIMIT_FSIZE, &old);
+  signal(SIGXFSZ, before);
+  EXPECT_EQ("two\nthree\n", ReadFileText(file));
+  EXPECT_EQ(2, std::distance(std::filesystem::directory_iterator(folder), {}));
+  std::filesystem::remove_all(folder);
 }
 
 // A disk is full when the last bytes go out: not in the writing, but in the closing.
