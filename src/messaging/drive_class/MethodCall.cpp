@@ -26,6 +26,19 @@ CallArguments TakeParameters(const CimMethod& method, const XmlMessaging::Object
   return arguments;
 }
 
+// The job as the method sees it. What the method does not let be stopped is not stopped.
+class MethodReporter : public InnerReporter {
+ public:
+  MethodReporter(ProgressReporter& job, const CimMethod& method)
+      : InnerReporter(job), cancelSupported_(method.cancelSupported) {}
+  bool IsCancelRequested() override {
+    return cancelSupported_ && InnerReporter::IsCancelRequested();
+  }
+
+ private:
+  bool cancelSupported_;
+};
+
 }  // namespace
 
 bool MessageFace::Save(const ResultTable& table, const std::string& path) {
@@ -43,8 +56,11 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
     return Status::NoDeviceSelected;
   }
   const auto arguments = TakeParameters(*row->method, request);
-  MessageFace face(*context.reporter, arguments.GetFlag(kForce));
-  return row->method->run({face, devices, true, arguments}, context);
+  MethodReporter reporter(*context.reporter, *row->method);
+  JobContext methodContext = context;
+  methodContext.reporter = &reporter;
+  MessageFace face(reporter, arguments.GetFlag(kForce));
+  return row->method->run({face, devices, true, arguments}, methodContext);
 }
 
 }  // namespace Morvu

@@ -11,10 +11,11 @@ namespace XmlMessaging {
 class Object;
 }
 
-// The host that sent a message: it hears the status, and the progress through its job. It
-// has asked its user already.
+// The host that sent a message: it hears the progress through its job, and the status with
+// the reply. It has asked its user already.
 class MessageFace : public Face {
  public:
+  // `reporter` is the job's.
   MessageFace(ProgressReporter& reporter, bool forced) : reporter_(reporter), forced_(forced) {}
 
   void Say(std::string_view) override {}
@@ -27,7 +28,7 @@ class MessageFace : public Face {
   ProgressReporter& GetReporter() override { return reporter_; }
 
  private:
-  ProgressReporter& reporter_;
+  InnerReporter reporter_;
   bool forced_;
 };
 

@@ -13,7 +13,7 @@ namespace Morvu {
 using namespace DeviceManagement;
 
 Feature::Feature(Device* device, ProgressReporter& reporter)
-    : device_(device), osName_(GetOsName()), reporter_(reporter) {
+    : device_(device), osName_(GetOsName()), reporter_(reporter), innerReporter_(reporter) {
   if (device != nullptr) {
     deviceType_ = device->GetKind();
     drive_ = device->AsDrive();

@@ -63,8 +63,8 @@ class Feature {
 
   // Takes over code, state and percent of the Feature that did the work.
   void TakeResult(const Feature& other);
-  // For a Feature that runs another one.
-  ProgressReporter& GetReporter() const { return reporter_; }
+  // For the Features that this one runs: their percent is its own, their ends are not.
+  ProgressReporter& GetReporter() { return innerReporter_; }
 
   DeviceManagement::Device* device_;
   DeviceManagement::Drive* drive_ = nullptr;
@@ -80,6 +80,7 @@ class Feature {
 
  private:
   ProgressReporter& reporter_;
+  InnerReporter innerReporter_;
   StatusCode errorCode_ = Status::NotRun;
   std::int32_t state_ = FeatureState::Running;
   std::int32_t percent_ = 0;
