@@ -11,6 +11,7 @@
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MethodCall.h"
+#include "messaging/drive_class/RequestCheck.h"
 #include "messaging/features/Feature.h"
 
 namespace Morvu {
@@ -138,7 +139,7 @@ std::unique_ptr<Object> ToXmlObject(JobContext& context, Device& device) {
     return object;
   }
   AddProperties(*object, context, device);
-  if (context.request->GetAttribute("includeMethods") == BoolText(true)) {
+  if (ParseBool(context.request->GetAttribute("includeMethods")) == true) {
     AddMethods(*object, device);
   }
   AddPartitions(*object, device);
@@ -196,6 +197,19 @@ bool NamesDriveClass(const Message& request) {
   });
 }
 
+// The status of the request, whose drives are asked only when nothing in it is doubtful.
+StatusCode AnswerRequest(JobContext& context, List& list) {
+  const auto check = CheckRequest(*context.request);
+  if (check.IsRefused()) {
+    context.reply->SetAttribute("reason", check.GetReason());
+    return check.code;
+  }
+  SelectedDevices devices;
+  context.services->SelectDevices(devices, context.request);
+  if (!devices.devices.empty()) return CarryOut(context, devices, list);
+  return NamesDriveClass(*context.request) ? Status::NoDeviceSelected : Status::Completed;
+}
+
 }  // namespace
 
 std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
@@ -206,15 +220,7 @@ std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
   auto list = MakeList(context.subject);
   list->SetAttribute("cimClass", context.subject);
 
-  SelectedDevices devices;
-  context.services->SelectDevices(devices, context.request);
-  StatusCode status = Status::Completed;
-  if (!devices.devices.empty()) {
-    status = CarryOut(context, devices, *list);
-  } else if (NamesDriveClass(*context.request)) {
-    status = Status::NoDeviceSelected;
-  }
-
+  const auto status = AnswerRequest(context, *list);
   reply->lists.push_back(std::move(list));
   context.Report(100, status == Status::Completed ? FeatureState::Finished : FeatureState::Failed,
                  status);
