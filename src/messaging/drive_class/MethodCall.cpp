@@ -28,6 +28,13 @@ CallArguments TakeParameters(const CimMethod& method, const XmlMessaging::Object
 
 }  // namespace
 
+void MessageFace::Warn(std::string_view text) {
+  if (reply_ == nullptr) return;
+  auto property = std::make_unique<XmlMessaging::Property>("Warning", text);
+  property->SetAttribute("type", "string");
+  reply_->properties.push_back(std::move(property));
+}
+
 bool MessageFace::Save(const ResultTable& table, const std::string& path) {
   return table.SaveSeparated(path);
 }
@@ -43,7 +50,7 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
     return Status::NoDeviceSelected;
   }
   const auto arguments = TakeParameters(*row->method, request);
-  MessageFace face(*context.reporter, arguments.GetFlag(kForce));
+  MessageFace face(*context.reporter, arguments.GetFlag(kForce), context.reply);
   return row->method->run({face, devices, true, arguments}, context);
 }
 
