@@ -43,6 +43,13 @@ class MethodReporter : public InnerReporter {
 
 }  // namespace
 
+void MessageFace::Warn(std::string_view text) {
+  if (reply_ == nullptr) return;
+  auto property = std::make_unique<XmlMessaging::Property>("Warning", text);
+  property->SetAttribute("type", "string");
+  reply_->properties.push_back(std::move(property));
+}
+
 bool MessageFace::Save(const ResultTable& table, const std::string& path) {
   return table.SaveSeparated(path);
 }
@@ -61,7 +68,7 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
   MethodReporter reporter(*context.reporter, *row->method);
   JobContext methodContext = context;
   methodContext.reporter = &reporter;
-  MessageFace face(reporter, arguments.GetFlag(kForce));
+  MessageFace face(reporter, arguments.GetFlag(kForce), context.reply);
   return row->method->run({face, devices, true, arguments}, methodContext);
 }
 

@@ -68,6 +68,7 @@ void Feature::TakeResult(const Feature& other) {
   SetErrorCode(other.GetErrorCode());
   SetState(other.GetState());
   SetPercent(other.GetPercent());
+  remarks_.insert(remarks_.end(), other.remarks_.begin(), other.remarks_.end());
 }
 
 void Feature::EndInitialize(StatusCode code, const char* file, int line) {
