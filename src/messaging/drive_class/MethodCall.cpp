@@ -44,7 +44,8 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
   }
   const auto arguments = TakeParameters(*row->method, request);
   MessageFace face(*context.reporter, arguments.GetFlag(kForce));
-  return row->method->run({face, devices, true, arguments}, context);
+  const FeatureCall call{face, devices, true, arguments, context.jobId};
+  return RunHeld(*row->feature, call, [&] { return row->method->run(call, context); });
 }
 
 }  // namespace Morvu
