@@ -107,7 +107,8 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
   if (!TakeWords(cli, option, arguments)) return cli.Finish(Status::InvalidArguments);
   TakeModifiers(cli, arguments);
   Prompt prompt(cli);
-  return prompt.Finish(option.run({prompt, devices, cli.IsDrivePicked(), arguments}));
+  const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
+  return prompt.Finish(RunHeld(feature, call, [&] { return option.run(call); }));
 }
 
 }  // namespace Morvu

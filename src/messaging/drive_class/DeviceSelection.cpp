@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
@@ -13,6 +14,7 @@ namespace {
 
 using DeviceManagement::Device;
 using DeviceManagement::DeviceKind;
+using DeviceManagement::DriveHold;
 using DeviceManagement::SelectedDevices;
 using XmlMessaging::Object;
 using XmlMessaging::Property;
@@ -79,7 +81,10 @@ bool NamesDrive(const XmlMessaging::Message& request) {
 }
 
 void DropUnreachable(SelectedDevices& selected) {
-  std::erase_if(selected.devices, [](const auto& device) { return !device->TestConnection(); });
+  std::erase_if(selected.devices, [](const auto& device) {
+    const DriveHold hold(*device, DriveHold::Kind::Moment);
+    return hold.IsTaken() && !device->TestConnection();
+  });
 }
 
 bool CloneSelected(Drives drives, const XmlMessaging::Message* request, SelectedDevices& selected) {

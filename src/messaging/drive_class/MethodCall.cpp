@@ -69,7 +69,8 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
   JobContext methodContext = context;
   methodContext.reporter = &reporter;
   MessageFace face(reporter, arguments.GetFlag(kForce), context.reply);
-  return row->method->run({face, devices, true, arguments}, methodContext);
+  const FeatureCall call{face, devices, true, arguments, context.jobId};
+  return RunHeld(*row->feature, call, [&] { return row->method->run(call, methodContext); });
 }
 
 }  // namespace Morvu

@@ -77,6 +77,7 @@ struct JobContext {
   JobServices* services = &GetNoJobServices();
   JobManager* manager = nullptr;
   std::string subject;
+  std::uint64_t jobId = 0;  // 0 without a job
 
   // Percent, state and error code in one call.
   void Report(std::int32_t percent, std::int32_t state, StatusCode code) const {

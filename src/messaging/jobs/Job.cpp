@@ -76,6 +76,7 @@ Job::Job(const JobContext& contextTemplate, SubjectHandler handler,
       context_(contextTemplate) {
   context_.reporter = this;
   context_.services = this;
+  context_.jobId = GetId();
 }
 
 Job::~Job() { Join(); }
