@@ -84,7 +84,13 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   return RunFeature(*features.front());
 }
 
+void QRKCLI::Warn(std::string_view text) {
+  hasWarned_ = true;
+  PrintLine(WrapText("<c:YELLOW>WARNING!</c> " + std::string(text)));
+}
+
 StatusCode QRKCLI::GetSideResult() const {
+  if (hasWarned_) return kWarned;
   return isUnsaved_ ? Status::FileNotWritten : parseResult_;
 }
 

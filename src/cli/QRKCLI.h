@@ -22,6 +22,9 @@ class Device;
 class QRKCLI;
 class ResultTable;
 
+// The side result of a run that warned: it may have ended well, and left something undone.
+inline constexpr StatusCode kWarned = 909;
+
 // What a host tells about itself.
 struct ToolConfig {
   std::string_view toolName;     // the program, as it is typed
@@ -55,8 +58,10 @@ class QRKCLI : public CLIParser {
 
   // A drive was selected on the command line.
   bool IsDrivePicked() const { return drivePicked_; }
-  // What went wrong beside the run, whatever its own status: a fault of the argument
-  // line, or a table that could not be saved; 0 for nothing.
+  // Prints the text as a warning.
+  void Warn(std::string_view text);
+  // What went wrong beside the run, whatever its own status: a warning, a table that could
+  // not be saved, or a fault of the argument line; 0 for nothing.
   StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
@@ -113,6 +118,7 @@ class QRKCLI : public CLIParser {
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
   bool isUnsaved_ = false;
+  bool hasWarned_ = false;
   StatusCode parseResult_ = Status::Completed;
 };
 

@@ -25,6 +25,8 @@ TEST(ExitStatus, IsZeroForAGoodEndAlone) {
   EXPECT_EQ(ToExitStatus(0, 905), 62);
   EXPECT_EQ(ToExitStatus(18, 903), 60);
   EXPECT_EQ(ToExitStatus(87, 905), 87);
+  EXPECT_EQ(ToExitStatus(0, Morvu::kWarned), 43);
+  EXPECT_EQ(ToExitStatus(15, Morvu::kWarned), 15);
   EXPECT_EQ(ToExitStatus(255, 0), 255);
   EXPECT_EQ(ToExitStatus(-5, 0), kExitOsError);
   EXPECT_EQ(ToExitStatus(256, 0), kExitUnknown);
