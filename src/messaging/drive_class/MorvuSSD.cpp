@@ -188,6 +188,9 @@ void ListDrives(JobContext& context, SelectedDevices& devices, List& list) {
   }
 }
 
+// What a setter may tell beside its status: attributes of the property, and then of the reply.
+constexpr std::string_view kSetterAnswers[] = {"powercycle", "detail", "remainingSaves", "shows"};
+
 StatusCode WriteProperty(JobContext& context, Property& property, Device& device) {
   const auto& direction = property.GetAttribute("direction");
   if (direction != "i" && direction != "io") return Status::InvalidArguments;
@@ -195,10 +198,12 @@ StatusCode WriteProperty(JobContext& context, Property& property, Device& device
   if (row == nullptr) return Status::UnknownProperty;
   const DriveHold hold(device, DriveHold::Kind::Sequence, std::to_string(context.jobId));
   if (!hold.IsTaken()) return hold.GetStatus();
-  property.RemoveAttribute("powercycle");  // the setter's answer, not the host's
+  // The setter's answers, not the host's.
+  for (const auto name : kSetterAnswers) property.RemoveAttribute(name);
   const auto status = row->Apply(property, device);
-  if (property.GetAttribute("powercycle") == BoolText(true)) {
-    context.reply->SetAttribute("powercycle", BoolText(true));
+  for (const auto name : kSetterAnswers) {
+    const auto& answer = property.GetAttribute(name);
+    if (!answer.empty()) context.reply->SetAttribute(name, answer);
   }
   return status;
 }
