@@ -138,6 +138,21 @@ std::string StripMarkup(std::string_view text) {
   return plain;
 }
 
+std::string Printable(std::string_view text) {
+  std::string plain(text);
+  for (auto& c : plain) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < ' ' || byte == 0x7F) c = ' ';
+    if (byte > 0x7F) c = '?';
+  }
+  for (const auto mark : {kOpen, kClose, kTranslate}) {
+    for (auto at = IFind(plain, mark); at != plain.npos; at = IFind(plain, mark, at)) {
+      plain[mark == kTranslate ? at + mark.size() - 1 : at] = '?';
+    }
+  }
+  return plain;
+}
+
 std::string GetColourName(std::string_view text) {
   const auto mark = FindMark(text, 0);
   return mark ? std::string(mark->name) : std::string();

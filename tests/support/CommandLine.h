@@ -20,9 +20,8 @@ struct LineOutcome {
   }
 };
 
-// Runs a command line. `answers` is what the user types.
-inline LineOutcome RunToolLine(const std::vector<std::string>& words,
-                               const std::string& answers = "") {
+// Runs a command line on these streams; the code.
+inline StatusCode RunToolLine(const std::vector<std::string>& words, const CLIStreams& streams) {
   DeviceManagement::ScanOptions options;
   options.identify = true;
   const ToolConfig config{.toolName = "tool",
@@ -34,13 +33,19 @@ inline LineOutcome RunToolLine(const std::vector<std::string>& words,
                           .license = "",
                           .defaultOption = "-drive_list",
                           .scanOptions = options};
-  std::istringstream in(answers);
-  std::ostringstream out;
-  QRKCLI cli(GetFeatures(), config, {in, out});
+  QRKCLI cli(GetFeatures(), config, streams);
   std::vector<const char*> arguments{"tool"};
   for (const auto& word : words) arguments.push_back(word.c_str());
+  return cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+}
+
+// Runs a command line. `answers` is what the user types.
+inline LineOutcome RunToolLine(const std::vector<std::string>& words,
+                               const std::string& answers = "") {
+  std::istringstream in(answers);
+  std::ostringstream out;
   LineOutcome outcome;
-  outcome.code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+  outcome.code = RunToolLine(words, CLIStreams{in, out});
   outcome.output = out.str();
   return outcome;
 }

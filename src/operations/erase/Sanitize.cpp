@@ -50,6 +50,7 @@ constexpr EraseTexts kTexts = {
 
 constexpr std::string_view kBlock = "block";
 constexpr std::string_view kCrypto = "crypto";
+constexpr std::string_view kTypes[] = {kBlock, kCrypto};
 
 constexpr std::string_view kDescriptions[] = {
     "Issue an ATA Sanitize command to the selected drive. The Tool will prompt prior to issuing "
@@ -59,7 +60,7 @@ constexpr std::string_view kDescriptions[] = {
 constexpr ArgumentDeclaration kArguments[] = {
     {"(type)",
      "(Required) Specify the type of Sanitize erase. Supported values are 'block' and 'crypto'.",
-     "SanitizeType"},
+     "SanitizeType", kTypes},
 };
 constexpr std::string_view kExamples[] = {
     "-drive_index 1 -sanitize block",
