@@ -112,6 +112,7 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"an Object in the method", Drive() + Method("SecureErase", Drive()), 73},
         // A method that would not run, and a list that would look like its good end.
         Slip{"the method's type", Drive() + "<Object type='Method' name='SecureErase'/>", 73, "'SecureErase'"},
+        Slip{"the method's letters", Drive() + "<Object type='Method' name='secureerase'/>", 73, "'secureerase'"},
         Slip{"no type", Drive() + "<Object name='Sanitize'/>", 73, "'Sanitize'"},
         Slip{"the method's tag", Drive() + "<object type='method' name='SecureErase'/>", 73, "'object'"},
         Slip{"the name's attribute", Drive() + "<Object type='method' Name='Delete'/>", 73, "'Name'"},
