@@ -116,6 +116,7 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"no type", Drive() + "<Object name='Sanitize'/>", 73, "'Sanitize'"},
         Slip{"the method's tag", Drive() + "<object type='method' name='SecureErase'/>", 73, "'object'"},
         Slip{"the name's attribute", Drive() + "<Object type='method' Name='Delete'/>", 73, "'Name'"},
+        Slip{"the method's name at the drive", "<Object cimClass='MorvuSSD' name='SecureErase'>" + kKey + "</Object>", 73, "where it names no method"},
         Slip{"the method in the root", Drive(), 73, "cimMethod", "cimMethod='SecureErase'"},
         // The rest of the request.
         Slip{"an unknown Object", Drive() + "<Object name='Partitions'/>" + kErase, 73, "'Partitions'"},
