@@ -21,10 +21,10 @@ using XmlMessaging::Element;
 using XmlMessaging::Message;
 using XmlMessaging::Object;
 using XmlMessaging::Property;
-using Words = std::span<const std::string_view>;
+using WordList = std::span<const std::string_view>;
 namespace Properties = DeviceManagement::Properties;
 
-bool Holds(Words words, std::string_view word) {
+bool Holds(WordList words, std::string_view word) {
   return std::ranges::find(words, word) != words.end();
 }
 
@@ -42,8 +42,8 @@ constexpr std::string_view kPropertyAttributes[] = {
 // of their own.
 struct SubjectForm {
   std::string_view subject;
-  Words attributes;
-  Words properties;
+  WordList attributes;
+  WordList properties;
 };
 constexpr std::string_view kAttributes[] = {"subject", "cimClass", "cimMethod", "scan",
                                             "includeMethods"};
@@ -60,9 +60,9 @@ constexpr SubjectForm kSubjects[] = {
 // The Objects that requests have, the first that fits.
 struct ObjectForm {
   bool (*fits)(const Object& object);
-  Words attributes;
+  WordList attributes;
   bool (*knows)(const Object& object, std::string_view property);  // null: any name
-  Words lists;                                                     // by name or type
+  WordList lists;                                                  // by name or type
 };
 
 bool IsMethod(const Object& object) { return object.GetAttribute("type") == "method"; }
@@ -160,7 +160,7 @@ class Checker {
     const auto& name = XmlMessaging::RoutingName(request_);
     const auto* form = std::ranges::find(kSubjects, name, &SubjectForm::subject);
     const bool isKnown = form != std::end(kSubjects);
-    CheckAttributes(request_, isKnown ? form->attributes : Words(kAttributes));
+    CheckAttributes(request_, isKnown ? form->attributes : WordList(kAttributes));
     // A root that names a method by "cimMethod" beside a class runs none.
     const auto& method = request_.GetAttribute("cimMethod");
     if (!method.empty() && method != name) Note("attribute 'cimMethod' of Message");
@@ -173,7 +173,7 @@ class Checker {
     }
   }
 
-  void CheckAttributes(const Element& element, Words known) {
+  void CheckAttributes(const Element& element, WordList known) {
     for (const auto& [key, value] : element.GetAttributes()) {
       const bool isSound = !value.empty() && Holds(kBooleanAttributes, key)
                                ? ParseBool(value).has_value()
