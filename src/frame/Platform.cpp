@@ -47,6 +47,8 @@ bool CouldNotRun(int status) {
 
 bool RunCommand(const std::string& command, std::vector<std::string>& lines) {
   // "e": the pipe is not handed on to commands that other threads start.
+  // The command inherits this thread's blocked signals: what its own Ctrl-C ends is the tool, not
+  // a mount or its end half way.
   FILE* pipe = popen(WithSettings(command).c_str(), "re");
   if (pipe == nullptr) return false;
   std::string output;
