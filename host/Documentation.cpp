@@ -38,7 +38,10 @@ The status code whose text the tool printed last, unless listed below.
 .B 24 to 42
 Status codes 284 to 302.
 .TP
-.B 43, 44, 63
+.B 43
+The run ended well, and a line that begins with "WARNING!" tells what it does not mean.
+.TP
+.B 44, 63, 70
 Status codes 126, 127, 130, with which a shell ends by itself.
 .TP
 .B 46 to 55

@@ -71,6 +71,11 @@ void Prompt::Say(std::string_view line) {
   cli_.Flush();
 }
 
+void Prompt::Warn(std::string_view text) {
+  cli_.Warn(text);
+  cli_.Flush();
+}
+
 void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
 
 void Prompt::Tell(StatusCode outcome) {

@@ -21,6 +21,7 @@ class Prompt : public Face {
   explicit Prompt(QRKCLI& cli, std::string_view what = {});
 
   void Say(std::string_view line = {}) override;
+  void Warn(std::string_view text) override;
   void Show(const ResultTable& table) override;
   void Tell(StatusCode outcome) override;
   bool Save(const ResultTable& table, const std::string& path) override;

@@ -25,6 +25,9 @@ struct ToolOption;
 // A status that tells of a good end: 0, and 18.
 bool IsGoodEnd(StatusCode code);
 
+// The side result of a run that warned: it may have ended well, and left something undone.
+inline constexpr StatusCode kWarned = 909;
+
 // What a host tells about itself.
 struct ToolConfig {
   std::string_view toolName;     // the program, as it is typed
@@ -58,9 +61,11 @@ class QRKCLI : public CLIParser {
 
   // A drive was selected on the command line.
   bool IsDrivePicked() const { return drivePicked_; }
-  // What went wrong beside the run, whatever its own status: a fault of the argument
-  // line; 0 for nothing.
-  StatusCode GetSideResult() const { return parseResult_; }
+  // Prints the text as a warning.
+  void Warn(std::string_view text);
+  // What went wrong beside the run, whatever its own status: a warning, or a fault of the
+  // argument line; 0 for nothing.
+  StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
  private:
@@ -117,6 +122,7 @@ class QRKCLI : public CLIParser {
   bool isSelectionShared_ = false;  // one selection, several drives
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
+  bool hasWarned_ = false;
   StatusCode parseResult_ = Status::Completed;
 };
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
 
 #include "frame/StatusCode.h"
@@ -30,5 +31,27 @@ inline ProgressReporter& NoReporter() {
   static auto& reporter = *new SilentReporter;  // jobs use it while the process ends
   return reporter;
 }
+
+// The reporter of a run inside another: it hands on percent and the request to stop. State and
+// code are those of the outermost run, whose end they tell.
+class InnerReporter : public SilentReporter {
+ public:
+  // Of a run that is one of several equal parts, counted from 0, the percent is that of the
+  // whole. The outer reporter must outlive this one.
+  explicit InnerReporter(ProgressReporter& outer, std::size_t part = 0, std::size_t parts = 1)
+      : outer_(outer),
+        part_(static_cast<std::int32_t>(part)),
+        parts_(static_cast<std::int32_t>(parts)) {}
+
+  void SetPercent(std::int32_t percent) override {
+    outer_.SetPercent((100 * part_ + percent) / parts_);
+  }
+  bool IsCancelRequested() override { return outer_.IsCancelRequested(); }
+
+ private:
+  ProgressReporter& outer_;
+  std::int32_t part_;
+  std::int32_t parts_;
+};
 
 }  // namespace Morvu

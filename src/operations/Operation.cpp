@@ -37,6 +37,16 @@ bool MayErase(Device& device, bool force) {
   return force || device.CheckPartitions() == Status::NoPartition;
 }
 
+void TellRemarks(const Feature& feature, Face& face) {
+  for (const auto& remark : feature.GetRemarks()) {
+    if (remark.isWarning) {
+      face.Warn(remark.text);
+    } else {
+      face.Say(remark.text);
+    }
+  }
+}
+
 StatusCode ConfirmErase(StatusCode code, Face& face, const EraseTexts& texts) {
   const bool hasPartition = code == Status::HasPartition;
   if (code != Status::ReadyToRun && !hasPartition) {

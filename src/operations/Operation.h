@@ -8,6 +8,7 @@
 #include "devices/model/Device.h"
 #include "frame/StatusCode.h"
 #include "messaging/features/Face.h"
+#include "messaging/features/Feature.h"
 #include "messaging/features/FeatureRecord.h"
 
 namespace Morvu {
@@ -69,6 +70,9 @@ bool HasPartition(DeviceManagement::Device& device);
 
 // The operating-system rule before a destructive run: forced, or no partition now.
 bool MayErase(DeviceManagement::Device& device, bool force);
+
+// Tells what the run left to tell beside its code.
+void TellRemarks(const Feature& feature, Face& face);
 
 // ---- Destructive operations ----
 

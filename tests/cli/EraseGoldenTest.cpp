@@ -89,6 +89,7 @@ void FailStandby(SimulatedDrive& drive) { drive.Inject(Fault::Fail().OnOpcode(0x
 void FailSmart(SimulatedDrive& drive) {
   drive.Inject(Fault::Fail().OnOpcode(0xB0).OnFeature(0xD0));
 }
+void FailSelfTest(SimulatedDrive& drive) { drive.State().ata.selfTest.status = 0x70; }
 void StayAwake(SimulatedDrive& drive) { drive.State().ata.standbyStaysActive = 1; }
 
 // clang-format off
@@ -116,6 +117,7 @@ const EraseRun kEraseRuns[] = {
     {"self_test",              {"-self_test", "extended"}},
     {"self_test_captive",      {"-self_test", "short", "captive"}},
     {"self_test_status",       {"-self_test", "status"}},
+    {"self_test_failed",       {"-self_test", "status"}, "", false, FailSelfTest},
     {"self_test_unreadable",   {"-self_test", "status"}, "", false, FailSmart},
     {"self_test_unknown",      {"-self_test", "long"}},
     {"standby",                {"-standby_immediate"}},

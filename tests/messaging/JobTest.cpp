@@ -79,6 +79,7 @@ struct Post {
 std::mutex postMutex;
 std::vector<Post> posts;
 std::set<JobId> waitingIds;
+std::function<void()> beforePost;
 std::atomic<bool> exitsInPost = false;  // as a callback of the host may
 
 class Jobs : public ::testing::Test {
@@ -86,15 +87,19 @@ class Jobs : public ::testing::Test {
   Jobs() {
     theTime = At(1'000'000, 0);
     posts.clear();
+    beforePost = nullptr;
     waitingIds.clear();
   }
 
   static JobEnvironment Environment() {
     JobEnvironment environment;
-    environment.post = [](std::unique_ptr<Message> message, JobId id, bool keepAll) {
+    environment.post = [](std::unique_ptr<Message> message, JobId id, bool keepAll,
+                          const std::function<void()>& whenThere) {
       {
         std::lock_guard lock(postMutex);
+        if (beforePost) beforePost();
         posts.push_back({std::move(message), id, keepAll});
+        whenThere();
       }
       if (exitsInPost) pthread_exit(nullptr);
     };
@@ -214,6 +219,42 @@ TEST_F(Jobs, TellTheirEndByProgressWhenThereIsNoReply) {
   ASSERT_EQ(3u, posts.size());
   EXPECT_EQ("7", TextOf(LastObject(), "JobState"));
   EXPECT_EQ("MorvuJob", posts.back().message->GetAttribute("cimClass"));
+}
+
+// What the list shows of its only job: state, code, percent.
+std::vector<std::string> shown;
+void Look(const JobManager& manager) {
+  const auto list = manager.BuildJobList();
+  const auto& job = *list->objects.at(0);
+  shown.push_back(TextOf(job, "JobState") + " " + TextOf(job, "ErrorCode") + " " +
+                  TextOf(job, "PercentComplete"));
+}
+
+// Told as by a family that ends each of its drives, and as by one that fails.
+template <const StatusCode& Code>
+std::unique_ptr<Message> ReportTwice(JobContext& context) {
+  context.services->SetNotifyProgress(true);
+  Look(*context.manager);
+  context.Report(50, FeatureState::Finished, Status::Completed);
+  Look(*context.manager);
+  context.Report(100, FeatureState::Failed, Code);
+  Look(*context.manager);
+  return context.request->GetAttribute("silent").empty() ? std::make_unique<Message>() : nullptr;
+}
+
+TEST_F(Jobs, ShowTheirResultWithTheirReplyAndNotBefore) {
+  for (const auto* silent : {"", "True"}) {
+    JobManager manager(Environment());
+    shown.clear();
+    beforePost = [&] { Look(manager); };
+    Run(manager, &ReportTwice<Status::Canceled>,
+        "<Message subject='S' silent='" + std::string(silent) + "'/>");
+    Look(manager);
+    EXPECT_EQ((std::vector<std::string>{"4 74 0", "4 74 50", "4 74 100", "4 74 100", "7 2 100"}),
+              shown);
+    EXPECT_EQ("7", TextOf(LastObject(), "JobState"));
+    EXPECT_EQ("2", TextOf(LastObject(), "ErrorCode"));
+  }
 }
 
 std::unique_ptr<Message> Leave(JobContext& context) {

@@ -45,7 +45,7 @@ class Notifications : public ::testing::Test {
 
   JobEnvironment Environment() {
     JobEnvironment environment;
-    environment.post = [this](std::unique_ptr<Message> message, JobId id, bool keepAll) {
+    environment.post = [this](std::unique_ptr<Message> message, JobId id, bool keepAll, auto&&) {
       EXPECT_TRUE(keepAll);
       std::lock_guard lock(mutex_);
       posted_.push_back(std::move(message));

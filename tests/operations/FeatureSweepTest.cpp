@@ -39,7 +39,7 @@ struct FeatureScene {
 };
 
 const FeatureScene kScenes[] = {
-    {.name = "Delete", .label = "Sata", .erases = true, .canCancel = true},
+    {.name = "Delete", .label = "Sata", .erases = true},
     {.name = "Delete", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
     {.name = "Format", .spec = &NvmeSpec, .erases = true},
     {.name = "SecureErase", .erases = true, .canCancel = true},

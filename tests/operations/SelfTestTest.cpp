@@ -93,6 +93,19 @@ TEST_P(SelfTestStatus, IsReported) {
   }
 }
 
+// A verdict against the drive, and nothing else, is a warning.
+TEST(DriveSelfTest, WarnsOfAFailedTest) {
+  MethodTest scene;
+  scene.Prepare();
+  for (int state = 0; state < 16; ++state) {
+    scene.drive.State().ata.selfTest.status = static_cast<std::uint8_t>(state << 4);
+    DriveSelfTest test(scene.device(), 0, SelfTestMode::Offline, NoReporter());
+    ResultTable table;
+    test.ReportSelfTestStatus(table);
+    EXPECT_EQ(test.GetRemarks().empty(), state < 3 || state > 8) << state;
+  }
+}
+
 const StatusCase kStatuses[] = {
     {0x00, "completed without error.", true, 100},
     {0x13, "aborted by the host.", true, 70},
@@ -125,6 +138,7 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
     return DriveSelfTest::Runner(device, test, mode, face);
   };
   EXPECT_EQ(CallMethod(device, "DriveSelfTest", {{"SelfTest", "status"}}), Status::InvalidSelfTest);
+  EXPECT_EQ(CallMethod(device, "DriveSelfTest", {{"SelfTest", ""}}), Status::InvalidSelfTest);
   EXPECT_EQ(run("long", "offline"), Status::InvalidSelfTest);
   EXPECT_EQ(run("long", "slow"), Status::InvalidArguments);
   EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);

@@ -53,9 +53,10 @@ std::shared_ptr<Library> GetLibrary() {
   return process.loaded;
 }
 
-void PostReply(std::unique_ptr<XmlMessaging::Message> message, JobId jobId, bool keepAll) {
+void PostReply(std::unique_ptr<XmlMessaging::Message> message, JobId jobId, bool keepAll,
+               const std::function<void()>& whenThere) {
   auto& process = TheProcess();
-  process.replies.Append(std::move(message), jobId, keepAll);
+  process.replies.Append(std::move(message), jobId, keepAll, whenThere);
   process.callbacks.Announce(jobId);
 }
 

@@ -31,7 +31,8 @@ void StripColours(Message& message) {
 
 }  // namespace
 
-void ReplyQueues::Append(std::unique_ptr<Message> message, std::uint64_t jobId, bool keepAll) {
+void ReplyQueues::Append(std::unique_ptr<Message> message, std::uint64_t jobId, bool keepAll,
+                         const std::function<void()>& whenThere) {
   // A text holds a tenth of what its tree does, and a host may be slow to fetch it.
   StripColours(*message);
   auto text = message->ToText();
@@ -41,6 +42,7 @@ void ReplyQueues::Append(std::unique_ptr<Message> message, std::uint64_t jobId, 
   auto& queue = queues_[jobId];
   if (!keepAll && queue.size() == 1) queue.clear();
   queue.push_back(std::move(text));
+  whenThere();
 }
 
 bool ReplyQueues::Has(std::uint64_t jobId) const {

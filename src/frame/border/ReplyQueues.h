@@ -2,6 +2,7 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
 #include <list>
 #include <map>
 #include <memory>
@@ -16,8 +17,11 @@ namespace Morvu {
 // Holds the texts of the messages in it. Any thread may call any operation.
 class ReplyQueues {
  public:
-  // Without `keepAll` a single waiting message gives way to the new one.
-  void Append(std::unique_ptr<XmlMessaging::Message> message, std::uint64_t jobId, bool keepAll);
+  // Without `keepAll` a single waiting message gives way to the new one. `whenThere` is called
+  // under the lock, so that no Receive sees the message without what it does.
+  void Append(
+      std::unique_ptr<XmlMessaging::Message> message, std::uint64_t jobId, bool keepAll,
+      const std::function<void()>& whenThere = [] {});
   // Whether messages of the job wait.
   bool Has(std::uint64_t jobId) const;
   // Copies the front message's text, without colour mark-up and with a NUL behind it,

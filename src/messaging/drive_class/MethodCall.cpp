@@ -26,7 +26,27 @@ CallArguments TakeParameters(const CimMethod& method, const XmlMessaging::Object
   return arguments;
 }
 
+// The job as the method sees it. What the method does not let be stopped is not stopped.
+class MethodReporter : public InnerReporter {
+ public:
+  MethodReporter(ProgressReporter& job, const CimMethod& method)
+      : InnerReporter(job), cancelSupported_(method.cancelSupported) {}
+  bool IsCancelRequested() override {
+    return cancelSupported_ && InnerReporter::IsCancelRequested();
+  }
+
+ private:
+  bool cancelSupported_;
+};
+
 }  // namespace
+
+void MessageFace::Warn(std::string_view text) {
+  if (reply_ == nullptr) return;
+  auto property = std::make_unique<XmlMessaging::Property>("Warning", text);
+  property->SetAttribute("type", "string");
+  reply_->properties.push_back(std::move(property));
+}
 
 bool MessageFace::Save(const ResultTable& table, const std::string& path) {
   return table.SaveSeparated(path);
@@ -43,8 +63,11 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
     return Status::NoDeviceSelected;
   }
   const auto arguments = TakeParameters(*row->method, request);
-  MessageFace face(*context.reporter, arguments.GetFlag(kForce));
-  return row->method->run({face, devices, true, arguments}, context);
+  MethodReporter reporter(*context.reporter, *row->method);
+  JobContext methodContext = context;
+  methodContext.reporter = &reporter;
+  MessageFace face(reporter, arguments.GetFlag(kForce), context.reply);
+  return row->method->run({face, devices, true, arguments}, methodContext);
 }
 
 }  // namespace Morvu

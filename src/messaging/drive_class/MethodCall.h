@@ -8,16 +8,20 @@
 namespace Morvu {
 
 namespace XmlMessaging {
+class Message;
 class Object;
-}
+}  // namespace XmlMessaging
 
-// The host that sent a message: it hears the status, and the progress through its job. It
-// has asked its user already.
+// The host that sent a message: it hears the progress through its job, and the status with
+// the reply. It has asked its user already.
 class MessageFace : public Face {
  public:
-  MessageFace(ProgressReporter& reporter, bool forced) : reporter_(reporter), forced_(forced) {}
+  // `reporter` is the job's. Warnings go to the reply, which may be null.
+  MessageFace(ProgressReporter& reporter, bool forced, XmlMessaging::Message* reply = nullptr)
+      : reporter_(reporter), forced_(forced), reply_(reply) {}
 
   void Say(std::string_view) override {}
+  void Warn(std::string_view text) override;
   void Show(const ResultTable&) override {}
   void Tell(StatusCode) override {}
   bool Save(const ResultTable& table, const std::string& path) override;
@@ -27,8 +31,9 @@ class MessageFace : public Face {
   ProgressReporter& GetReporter() override { return reporter_; }
 
  private:
-  ProgressReporter& reporter_;
+  InnerReporter reporter_;
   bool forced_;
+  XmlMessaging::Message* reply_;
 };
 
 // Runs the method with the parameters that the request's Object gives it. 270 for an

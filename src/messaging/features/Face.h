@@ -24,6 +24,9 @@ class Face {
 
   // Tells a person; a host hears the result alone.
   virtual void Say(std::string_view line = {}) = 0;
+  // Tells a person and a host what the code alone would hide, such as data that are still
+  // there. A tool that warned does not end with 0.
+  virtual void Warn(std::string_view text) = 0;
   virtual void Show(const ResultTable& table) = 0;
   // The outcome of one drive of several, when it is there. Who tells outcomes has told the
   // end of the run as well.

@@ -13,7 +13,7 @@ namespace Morvu {
 using namespace DeviceManagement;
 
 Feature::Feature(Device* device, ProgressReporter& reporter)
-    : device_(device), osName_(GetOsName()), reporter_(reporter) {
+    : device_(device), osName_(GetOsName()), reporter_(reporter), innerReporter_(reporter) {
   if (device != nullptr) {
     deviceType_ = device->GetKind();
     drive_ = device->AsDrive();
@@ -68,6 +68,7 @@ void Feature::TakeResult(const Feature& other) {
   SetErrorCode(other.GetErrorCode());
   SetState(other.GetState());
   SetPercent(other.GetPercent());
+  remarks_.insert(remarks_.end(), other.remarks_.begin(), other.remarks_.end());
 }
 
 void Feature::EndInitialize(StatusCode code, const char* file, int line) {

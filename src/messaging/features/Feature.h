@@ -4,6 +4,8 @@
 #include <cstdint>
 #include <string>
 #include <string_view>
+#include <utility>
+#include <vector>
 
 #include "devices/model/Device.h"
 #include "frame/StatusCode.h"
@@ -48,6 +50,13 @@ class Feature {
   bool IsCancelRequested() const { return reporter_.IsCancelRequested(); }
   DeviceManagement::Device* GetDevice() const { return device_; }
 
+  // What the code does not tell of the run. Whoever had it run passes it on to a Face.
+  struct Remark {
+    bool isWarning;
+    std::string text;
+  };
+  const std::vector<Remark>& GetRemarks() const { return remarks_; }
+
  protected:
   // The device may be null.
   Feature(DeviceManagement::Device* device, ProgressReporter& reporter);
@@ -61,10 +70,13 @@ class Feature {
   void EndInitialize(StatusCode code, const char* file = __builtin_FILE(),
                      int line = __builtin_LINE());
 
-  // Takes over code, state and percent of the Feature that did the work.
+  void Note(std::string text) { remarks_.push_back({false, std::move(text)}); }
+  void Warn(std::string text) { remarks_.push_back({true, std::move(text)}); }
+
+  // Takes over code, state, percent and remarks of the Feature that did the work.
   void TakeResult(const Feature& other);
-  // For a Feature that runs another one.
-  ProgressReporter& GetReporter() const { return reporter_; }
+  // For the Features that this one runs: their percent is its own, their ends are not.
+  ProgressReporter& GetReporter() { return innerReporter_; }
 
   DeviceManagement::Device* device_;
   DeviceManagement::Drive* drive_ = nullptr;
@@ -80,9 +92,11 @@ class Feature {
 
  private:
   ProgressReporter& reporter_;
+  InnerReporter innerReporter_;
   StatusCode errorCode_ = Status::NotRun;
   std::int32_t state_ = FeatureState::Running;
   std::int32_t percent_ = 0;
+  std::vector<Remark> remarks_;
 };
 
 // An operation that does something to a drive.

@@ -59,6 +59,12 @@ constexpr ObjectProperty kObjectProperties[] = {
     // clang-format on
 };
 
+std::unique_ptr<Message> MakeProgressMessage() {
+  auto message = std::make_unique<Message>();
+  message->SetAttribute("cimClass", "MorvuJob");
+  return message;
+}
+
 }  // namespace
 
 Job::Job(const JobContext& contextTemplate, SubjectHandler handler,
@@ -82,7 +88,7 @@ void Job::Accept(std::unique_ptr<Message> request) {
   name_ = XmlMessaging::RoutingName(*request_);
   context_.request = request_.get();
   context_.subject = name_;
-  Change([](Progress& progress) { progress.errorCode = Status::Running; });
+  Change([](Progress& progress) { progress.shown.errorCode = Status::Running; });
   running_ = true;
 }
 
@@ -108,23 +114,24 @@ void Job::Run() {
   try {
     auto reply = RunHandler();
     Change([&](Progress& progress) { progress.endTime = environment_.now(); });
-    if (reply) {
-      Post(std::move(reply));
-    } else if (GetProgress().endIsUntold) {
-      PostProgress();
-    }
+    const auto progress = GetProgress();
+    const bool isUntold = progress.notifyProgress && HasEnd(progress);
+    if (!reply && isUntold) reply = MakeProgressMessage();
+    if (reply) PostEnd(std::move(reply));
   } catch (const std::exception& error) {
     MORVU_LOG(kLogError, "Run", std::string("A reply was lost: ") + error.what());
   }
+  ShowEnd();
   hasEnded = true;
 }
 
 void Job::Abandon() {
   Change([&](Progress& progress) {
     progress.endTime = environment_.now();
-    if (progress.state != FeatureState::Running) return;
-    progress.state = FeatureState::Failed;
-    progress.errorCode = StatusCode::FromSystemError(ECANCELED);
+    if (!HasEnd(progress)) {
+      progress.reported = {StatusCode::FromSystemError(ECANCELED), FeatureState::Failed};
+    }
+    progress.shown = progress.reported;
   });
 }
 
@@ -145,19 +152,16 @@ std::unique_ptr<Message> Job::Fail(StatusCode code) {
   context_.reply = nullptr;
   auto reply = std::make_unique<Message>();
   reply->SetAttribute("subject", name_);
-  Change([&](Progress& progress) {
-    progress.errorCode = code;
-    progress.state = FeatureState::Failed;
-  });
+  Change([&](Progress& progress) { progress.reported = {code, FeatureState::Failed}; });
   return reply;
 }
 
 void Job::SetState(std::int32_t state) {
-  Change([&](Progress& progress) { progress.state = state; });
+  Change([&](Progress& progress) { progress.reported.state = state; });
 }
 
 void Job::SetErrorCode(StatusCode code) {
-  Change([&](Progress& progress) { progress.errorCode = code; });
+  Change([&](Progress& progress) { progress.reported.errorCode = code; });
 }
 
 void Job::SetPercent(std::int32_t percent) {
@@ -166,11 +170,9 @@ void Job::SetPercent(std::int32_t percent) {
     progress.percent = percent;
     // The end of a job reaches the host with its reply: a host that reads "JobState"
     // 7 holds the result.
-    const bool isEnd = progress.state != FeatureState::Running;
-    progress.endIsUntold = progress.notifyProgress && isEnd;
-    isPosted = progress.notifyProgress && !isEnd;
+    isPosted = progress.notifyProgress && !HasEnd(progress);
   });
-  if (isPosted) PostProgress();
+  if (isPosted) Post(MakeProgressMessage());
 }
 
 void Job::Rescan(const Message& request) { managerServices_.Rescan(request); }
@@ -203,16 +205,26 @@ void Job::SetNotifyProgress(bool notify) {
   Change([&](Progress& progress) { progress.notifyProgress = notify; });
 }
 
-void Job::PostProgress() {
-  auto message = std::make_unique<Message>();
-  message->SetAttribute("cimClass", "MorvuJob");
-  Post(std::move(message));
+void Job::Post(std::unique_ptr<Message> message) {
+  const auto progress = GetProgress();
+  AddTo(*message, progress);
+  environment_.post(std::move(message), GetId(), progress.keepAll, [] {});
 }
 
-void Job::Post(std::unique_ptr<Message> message) {
-  message->SetAttribute("identifier", std::to_string(GetId()));
-  message->objects.push_back(ToXmlObject());
-  environment_.post(std::move(message), GetId(), GetProgress().keepAll);
+void Job::PostEnd(std::unique_ptr<Message> message) {
+  auto progress = GetProgress();
+  progress.shown = progress.reported;
+  AddTo(*message, progress);
+  environment_.post(std::move(message), GetId(), progress.keepAll, [this] { ShowEnd(); });
+}
+
+void Job::ShowEnd() {
+  Change([](Progress& progress) { progress.shown = progress.reported; });
+}
+
+void Job::AddTo(Message& message, const Progress& progress) const {
+  message.SetAttribute("identifier", std::to_string(GetId()));
+  message.objects.push_back(ToXmlObject(progress));
 }
 
 bool Job::IsHidden() const { return GetProgress().hidden; }
@@ -237,9 +249,11 @@ std::unique_ptr<Object> Job::DescribeXml() {
   return object;
 }
 
-std::unique_ptr<Object> Job::ToXmlObject() const {
-  const auto progress = GetProgress();
-  const bool isRunning = progress.state == FeatureState::Running;
+std::unique_ptr<Object> Job::ToXmlObject() const { return ToXmlObject(GetProgress()); }
+
+std::unique_ptr<Object> Job::ToXmlObject(const Progress& progress) const {
+  const auto& [errorCode, state] = progress.shown;
+  const bool isRunning = state == FeatureState::Running;
   std::optional<JobDuration> elapsed;
   if (progress.startTime) {
     elapsed = progress.endTime.value_or(environment_.now()) - *progress.startTime;
@@ -249,7 +263,7 @@ std::unique_ptr<Object> Job::ToXmlObject() const {
       name_,
       std::to_string(progress.percent),
       std::to_string(isRunning ? kJobStateRunning : kJobStateCompleted),
-      std::to_string(ToToldNumber(progress.errorCode)),
+      std::to_string(ToToldNumber(errorCode)),
       ToTimeText(progress.startTime),
       ToDurationText(elapsed),
       ToDurationText(progress.timeBeforeRemoval),
@@ -258,8 +272,8 @@ std::unique_ptr<Object> Job::ToXmlObject() const {
   auto object = DescribeXml();
   for (std::size_t i = 0; i < std::size(texts); ++i) object->properties[i]->value = texts[i];
   // The number alone would read as the status code of the same number.
-  if (ToNvmeStatus(progress.errorCode)) {
-    auto& property = object->AddProperty("NVMeStatus", DescribeNvmeStatus(progress.errorCode));
+  if (ToNvmeStatus(errorCode)) {
+    auto& property = object->AddProperty("NVMeStatus", DescribeNvmeStatus(errorCode));
     property.SetAttribute("type", "string");
   }
   return object;

@@ -28,8 +28,11 @@ using JobId = std::uint64_t;
 // What jobs need of the world around them.
 struct JobEnvironment {
   // Hands a message to the host. With `keepAll` it does not take the place of one
-  // that still waits.
-  std::function<void(std::unique_ptr<XmlMessaging::Message> message, JobId id, bool keepAll)> post;
+  // that still waits. Calls `whenThere` when the host can have it, and not before; what
+  // `whenThere` does and the message are seen together.
+  std::function<void(std::unique_ptr<XmlMessaging::Message> message, JobId id, bool keepAll,
+                     const std::function<void()>& whenThere)>
+      post;
   // Whether messages of this job still wait for the host.
   std::function<bool(JobId id)> hasMessages;
   JobTime (*now)() = &GetSystemTime;
@@ -91,9 +94,11 @@ class Job : private ProgressReporter, private JobServices {
   std::unique_ptr<XmlMessaging::Message> Fail(StatusCode code);
   // The end of a job whose thread a callback ended.
   void Abandon();
-  void PostProgress();
   // Adds the identifier and the job's object, and hands the message on.
   void Post(std::unique_ptr<XmlMessaging::Message> message);
+  // The same for the job's last message: with it the job shows its result.
+  void PostEnd(std::unique_ptr<XmlMessaging::Message> message);
+  void ShowEnd();
 
   const JobEnvironment& environment_;
   const SubjectHandler handler_;
@@ -105,19 +110,27 @@ class Job : private ProgressReporter, private JobServices {
   std::atomic<bool> running_ = false;
   std::atomic<bool> cancelRequested_ = false;
 
+  struct Outcome {
+    StatusCode errorCode = Status::Running;
+    std::int32_t state = FeatureState::Running;
+  };
   // What changes while the job runs.
   struct Progress {
     std::int32_t percent = 0;
-    StatusCode errorCode = Status::NotRun;
-    std::int32_t state = FeatureState::Running;
+    Outcome shown{.errorCode = Status::NotRun};
+    Outcome reported;  // by the handler; shown with the reply
     bool hidden = false;
     bool keepAll = false;
     bool notifyProgress = false;
-    bool endIsUntold = false;  // a progress message was left to the reply that follows
     std::optional<JobTime> startTime;
     std::optional<JobTime> endTime;
     JobDuration timeBeforeRemoval = std::chrono::minutes(5);
   };
+  static bool HasEnd(const Progress& progress) {
+    return progress.reported.state != FeatureState::Running;
+  }
+  void AddTo(XmlMessaging::Message& message, const Progress& progress) const;
+  std::unique_ptr<XmlMessaging::Object> ToXmlObject(const Progress& progress) const;
   // Calls `change` with the progress, under the lock.
   void Change(const auto& change) {
     std::lock_guard lock(mutex_);

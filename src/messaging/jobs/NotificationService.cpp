@@ -55,8 +55,8 @@ bool IsStart(const Message& message) { return ReadRequest(message).enable; }
 
 bool IsCanceled(const JobContext& context) { return context.reporter->IsCancelRequested(); }
 
-// Lets a job's request to stop through, and nothing else: the code of what runs by it is
-// not the job's.
+// Lets a job's request to stop through, and nothing else: a pass is no progress of the job
+// that it runs in.
 class CancelOnly : public SilentReporter {
  public:
   explicit CancelOnly(ProgressReporter& job) : job_(job) {}

@@ -55,6 +55,8 @@ constexpr std::string_view kStateTexts[] = {
 };
 // clang-format on
 static_assert(std::size(kStateTexts) == 16);
+// The states in which the test found a fault, or could not be ended for one.
+constexpr int kFirstFault = 3, kLastFault = 8;
 
 struct ModeName {
   std::string_view name;
@@ -190,6 +192,7 @@ bool DriveSelfTest::ReportSelfTestStatus(ResultTable& table) {
   SetPercent(std::max(0, 100 - 10 * (status & 0x0F)));
   const auto state = status >> 4;
   table.AppendRow({std::string(kStateTexts[state])});
+  if (state >= kFirstFault && state <= kLastFault) Warn("The drive failed its self-test.");
   if (state != kStateRunning) return true;
   table.AppendRow({"Progress = " + std::to_string(GetPercent()) + "%"});
   return false;
@@ -262,6 +265,7 @@ StatusCode DriveSelfTest::Runner(Device& device, std::string_view test, std::str
     ResultTable table;
     selfTest->ReportSelfTestStatus(table);
     face.Show(table);
+    TellRemarks(*selfTest, face);
     return selfTest->GetErrorCode();
   }
   MORVU_LOG(kLogInfo, "Runner", "Executing " + std::string(test) + " self-test routine.");

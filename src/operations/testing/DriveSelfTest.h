@@ -29,7 +29,8 @@ class DriveSelfTest : public Function {
   // The self-test execution status byte: the state in bits 7:4, what is left in tens
   // of percent in bits 3:0. 0xFF, and code 23, when it cannot be read.
   std::uint8_t GetSelfTestStatus();
-  // Adds lines that tell of the status, and sets the percent. True when no test runs.
+  // Adds lines that tell of the status, and sets the percent; a failed test leaves a warning.
+  // True when no test runs.
   bool ReportSelfTestStatus(ResultTable& table);
 
   // `test` is "short", "extended", "conveyance" or "status"; `mode` is "offline",
