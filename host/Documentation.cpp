@@ -38,10 +38,7 @@ The status code whose text the tool printed last, unless listed below.
 .B 24 to 42
 Status codes 284 to 302.
 .TP
-.B 43
-The run ended well, and a line that begins with "WARNING!" tells what it does not mean.
-.TP
-.B 44, 63, 70
+.B 43, 44, 63
 Status codes 126, 127, 130, with which a shell ends by itself.
 .TP
 .B 46 to 55
@@ -62,6 +59,12 @@ An error of the operating system.
 .TP
 .B 100
 Any other failure.
+.TP
+.B 191
+The run ended well, and a line that begins with "WARNING!" tells what that does not mean.
+.TP
+.B 191
+The run ended well, and a line that begins with WARNING! tells what it does not mean.
 .PP
 Where the text that was printed last is an NVMe status, the exit status is its number from 1 to 255,
 and 100 for larger ones, for 0x012, 0x07E, 0x07F and 0x082.

@@ -24,10 +24,9 @@ constexpr ExitRange kExitRanges[] = {
     {269, 269,    59},
     {903, 905,    60},  // 60 to 62: the argument line
     {907, 908,    64},  // 64 and 65: the same
-    {909, 909,    43},  // a warning
-    {126, 126,    44},
-    {127, 127,    63},
-    {130, 130,    70},
+    {126, 127,    43},  // 43 and 44
+    {130, 130,    63},
+    {909, 909,   191},  // a warning
 };
 // clang-format on
 

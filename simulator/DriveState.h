@@ -30,7 +30,7 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 7;
+inline constexpr std::uint32_t kStateVersion = 8;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
@@ -181,11 +181,23 @@ struct NvmeNamespace {
 };
 static_assert(sizeof(NvmeNamespace) == 24);
 
-struct NvmeFeature {
-  std::uint8_t supported, changeable, reserved[2];
-  std::uint32_t value, value12;
+// Which namespace a Get or Set Features may name for a feature.
+enum class FeatureScope : std::uint8_t {
+  Any,         // a lenient controller asks nothing of it
+  Controller,  // 0 or FFFFFFFFh: the feature is not namespace specific
+  Namespace,   // one that is there
 };
-static_assert(sizeof(NvmeFeature) == 12);
+
+struct NvmeFeature {
+  std::uint8_t supported, changeable, saveable;
+  FeatureScope scope;
+  std::uint32_t value, value12;
+  std::uint32_t defaultValue, savedValue;
+  std::uint8_t isSaved;
+  std::uint8_t forgets;  // takes a new value well and keeps the old one
+  std::uint8_t reserved[2];
+};
+static_assert(sizeof(NvmeFeature) == 24);
 
 struct NvmeState {
   std::uint8_t controller[4096];  // IDENTIFY CNS 1; the firmware text is put in with each answer
@@ -232,8 +244,8 @@ struct DriveState {
 
 // One process of each width must agree on these.
 static_assert(sizeof(AtaState) == 1840);
-static_assert(sizeof(NvmeState) == 8832);
-static_assert(sizeof(DriveState) == 13944);
+static_assert(sizeof(NvmeState) == 11904);
+static_assert(sizeof(DriveState) == 17016);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator

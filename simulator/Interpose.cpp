@@ -181,7 +181,12 @@ template <typename Stat, typename Function>
 int StatOpen(Function real, int descriptor, Stat* result) {
   const auto* open = FindOpen(descriptor);
   if (open == nullptr) return real(descriptor, result);
+  struct stat64 wide {};
+  if (Libc().fstat64(descriptor, &wide) != 0) return -1;
   std::memset(result, 0, sizeof *result);
+  // By these /proc/locks names the node.
+  result->st_ino = static_cast<decltype(result->st_ino)>(wide.st_ino);
+  result->st_dev = wide.st_dev;
   result->st_nlink = 1;
   result->st_blksize = 4096;
   ShowNode(open->node, *result);

@@ -7,7 +7,9 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/discovery/HeldDrive.h"
 #include "devices/identification/Products.h"
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"
 #include "devices/properties/LinkProperties.h"
@@ -23,12 +25,17 @@ namespace {
 using DeviceManagement::CommandSet_ATA;
 using DeviceManagement::CommandSet_NVME;
 using DeviceManagement::Device;
+using DeviceManagement::DriveHold;
+using DeviceManagement::IsHeldDrive;
 using DeviceManagement::Partition;
 namespace Properties = DeviceManagement::Properties;
 namespace Protocol = DeviceManagement::Protocol;
 
 constexpr std::string_view kUnreachable =
     "\nUnable to communicate with the drive. Only basic information was queried.\n\n";
+
+constexpr std::string_view kHeld =
+    "\nAnother program or job works on the drive. Only basic information was queried.\n\n";
 
 // A vendor feature of Morvu drives.
 constexpr std::uint8_t kNativeMaxFeature = 0xC2;
@@ -160,8 +167,8 @@ void AppendSettings(ResultTable& table, const Device& drive) {
   }
 }
 
-std::string DescribePartition(const Partition& partition, std::size_t number) {
-  const auto space = partition.ReadSpace();
+std::string DescribePartition(const Partition& partition, std::size_t number, bool isHeld) {
+  const auto space = isHeld ? DeviceManagement::PartitionSpace() : partition.ReadSpace();
   ResultTable table;
   table.AppendRow({"Partition", std::to_string(number)});
   table.AppendRow({"Path:", Printable(partition.GetName())});
@@ -191,17 +198,21 @@ std::string DescribeDrive(Device& drive, DriveDetail detail) {
   append("Firmware:", Properties::Firmware, true);
   append("Bootloader:", Properties::Bootloader, false);
   append("Device Path:", Properties::DevicePath, true);
-  if (!inform) return table.ToText() + "\n";
-
-  const bool reachable = IsReachable(drive);
+  if (!inform) {
+    if (IsHeldDrive(drive)) table.AppendRow({"In Use:", "Another program or job works on it"});
+    return table.ToText() + "\n";
+  }
+  const DriveHold hold(drive, DriveHold::Kind::Moment);
+  const bool reachable = hold.IsTaken() && IsReachable(drive);
   if (reachable) {
     AppendCapacity(table, drive);
     AppendSettings(table, drive);
   }
-  auto text = table.ToText() + (reachable ? "\n" : std::string(kUnreachable));
+  const auto reason = hold.IsTaken() ? kUnreachable : kHeld;
+  auto text = table.ToText() + (reachable ? "\n" : std::string(reason));
   std::size_t number = 0;
   for (const auto& partition : drive.GetPartitions()) {
-    text += DescribePartition(partition, number++);
+    text += DescribePartition(partition, number++, !hold.IsTaken());
   }
   return text;
 }

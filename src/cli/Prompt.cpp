@@ -123,7 +123,8 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
   TakeModifiers(cli, arguments);
   cli.Flush();
   Prompt prompt(cli, option.name.substr(1));
-  return prompt.Finish(option.run({prompt, devices, cli.IsDrivePicked(), arguments}));
+  const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
+  return prompt.Finish(RunHeld(feature, call, [&] { return option.run(call); }));
 }
 
 }  // namespace Morvu

@@ -93,8 +93,6 @@ void QRKCLI::Warn(std::string_view text) {
   PrintLine(WrapText("<c:YELLOW>WARNING!</c> " + std::string(text)));
 }
 
-StatusCode QRKCLI::GetSideResult() const { return hasWarned_ ? kWarned : parseResult_; }
-
 StatusCode QRKCLI::Finish(StatusCode code) {
   const std::string_view colour = IsGoodEnd(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));

@@ -63,9 +63,9 @@ class QRKCLI : public CLIParser {
   bool IsDrivePicked() const { return drivePicked_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
-  // What went wrong beside the run, whatever its own status: a warning, or a fault of the
-  // argument line; 0 for nothing.
-  StatusCode GetSideResult() const;
+  // What the run's own status does not tell: a warning, or a fault of the argument line; 0 for
+  // nothing.
+  StatusCode GetSideResult() const { return hasWarned_ ? kWarned : parseResult_; }
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
  private:

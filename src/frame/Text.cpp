@@ -253,6 +253,12 @@ std::optional<std::uint64_t> ParseHex(std::string_view text) {
   return ParseWhole<std::uint64_t>(text, 16);
 }
 
+std::optional<bool> ParseBool(std::string_view text) {
+  if (text == "True" || text == "true" || text == "1") return true;
+  if (text == "False" || text == "false" || text == "0") return false;
+  return std::nullopt;
+}
+
 bool IsDecimal(std::string_view text) {
   const auto isDigit = [](char c) { return c >= '0' && c <= '9'; };
   return !text.empty() && std::ranges::all_of(text, isDigit);

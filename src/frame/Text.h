@@ -68,5 +68,7 @@ bool IsDecimal(std::string_view text);
 std::string ReadableSize(std::int64_t bytes);
 
 inline std::string BoolText(bool value) { return value ? "True" : "False"; }
+// The booleans that hosts write: "True", "true", "1", and their opposites; none for any other text.
+std::optional<bool> ParseBool(std::string_view text);
 
 }  // namespace Morvu

@@ -59,9 +59,12 @@ const FeatureScene kScenes[] = {
     {.name = "-firmware_update", .words = {std::string(kImage), "-force"}},
     {.name = "SmartParser", .label = "Sata"},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
+    {.name = "GetFeatureNVMe", .spec = &NvmeSpec, .canCancel = true},
     {.name = "HostController", .isSilent = true},
     {.name = "-smart", .label = "Sata"},
     {.name = "-smart", .label = "Nvme", .spec = &NvmeSpec},
+    {.name = "-set_temp_threshold", .spec = &NvmeSpec, .words = {"65"}},
+    {.name = "-get_feature", .spec = &NvmeSpec, .words = {"1"}},
 };
 
 // The scenes of a method or an option; of one that has none a plain call, which a family

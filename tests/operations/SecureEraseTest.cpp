@@ -148,7 +148,7 @@ const RefusalCase kRefusals[] = {
      "partition, no",
      [](MethodScene& scene) { scene.drive.AddPartition(); },
      kAsItIs,
-     {{"force", "true"}}},
+     {{"force", "no"}}},
     {149, "security on", kAsItIs, Has(Properties::SecurityEnabled, true), {}},
     {149, "security on behind a partition", [](MethodScene& scene) { scene.drive.AddPartition(); },
      Has(Properties::SecurityEnabled, true), kForced},

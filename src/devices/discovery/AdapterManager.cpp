@@ -7,6 +7,7 @@
 #include "devices/discovery/Adapter_Generic.h"
 #include "devices/discovery/Adapter_NVMe.h"
 #include "devices/discovery/DriveXml.h"
+#include "devices/discovery/HeldDrive.h"
 #include "devices/discovery/OsPartition.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/model/Drive.h"
@@ -64,6 +65,7 @@ bool IsOnSameNode(const Device& left, const Device& right) {
 }
 
 void CheckDriver(Device& drive) {
+  if (IsHeldDrive(drive)) return;
   const auto protocol = drive.GetString(Properties::ProductProtocol);
   const auto check = std::ranges::find(kDriverChecks, protocol, &DriverCheck::productProtocol);
   if (check == std::end(kDriverChecks)) return;
@@ -204,6 +206,7 @@ ScanResult AdapterManager::FindDrives(const ScanOptions& options) {
 
 void AdapterManager::Publish(ScanResult found) {
   DeviceList list(found.options);
+  KeepKnown(found);
   // No pointer to a drive may outlive it, whatever happens from here on.
   driveList_.Clear();
   // What a look at some drives only has left is no order to join.
@@ -223,6 +226,18 @@ void AdapterManager::Publish(ScanResult found) {
   list.Set(drives);
   for (auto* drive : list.GetDrives()) PutIndex(*drive, found.order);
   driveList_ = std::move(list);
+}
+
+// A drive that somebody works on was not asked: what was known of it stays.
+void AdapterManager::KeepKnown(const ScanResult& found) const {
+  for (auto* drive : ListAll(found)) {
+    if (!IsHeldDrive(*drive)) continue;
+    for (const auto* known : driveList_.GetDrives()) {
+      if (!IsOnSameNode(*known, *drive) || !IsSameDrive(*known, *drive)) continue;
+      TakeKnown(*drive, *known);
+      break;
+    }
+  }
 }
 
 void AdapterManager::TakeAdapters(AdapterList found) {

@@ -57,6 +57,7 @@ class AdapterManager {
   void ToXml(boost::property_tree::ptree& tree) const;
 
  private:
+  void KeepKnown(const ScanResult& found) const;
   void TakeAdapters(AdapterList found);
   std::vector<Device*> CollectDrives() const;
 

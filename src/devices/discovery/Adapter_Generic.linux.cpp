@@ -3,9 +3,11 @@
 #include <algorithm>
 
 #include "devices/commands/CommandPath_NVME.h"
+#include "devices/discovery/HeldDrive.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"
 #include "devices/system/SystemFacts.h"
@@ -63,6 +65,11 @@ void CompleteIdentity(Device& drive, const SystemFacts& facts) {
 }
 
 void AskGenericDrive(Device& drive, const ScanOptions& options, const SystemFacts& facts) {
+  const DriveHold hold(drive.GetString(Properties::DevicePath), facts, DriveHold::Kind::Moment);
+  if (!hold.IsTaken()) {
+    drive.SetPath(CreateBasePath(drive.GetProperties(), true));
+    return DescribeHeldDrive(drive, facts);
+  }
   // A drive that does not answer stays in the list, and the user learns of it.
   drive.Initialize();
   if (!options.identify) return;
@@ -71,8 +78,13 @@ void AskGenericDrive(Device& drive, const ScanOptions& options, const SystemFact
 }
 
 // False for a namespace that is to be left out.
-bool AskNamespaceDrive(Device& drive, const ScanOptions& options) {
+bool AskNamespaceDrive(Device& drive, const ScanOptions& options, const SystemFacts& facts) {
   const auto path = drive.GetString(Properties::DevicePath);
+  const DriveHold hold(path, facts, DriveHold::Kind::Moment);
+  if (!hold.IsTaken()) {
+    DescribeHeldDrive(drive, facts);
+    return true;
+  }
   if (!drive.Initialize()) {
     MORVU_LOG(kLogWarning, "FindPhysical", "Drive didnt detect a drive path " + path);
     return false;
@@ -142,7 +154,7 @@ void Adapter_Generic_Linux::ScanDrives(const ScanOptions& options, const SystemF
   AskSideBySide(found.size(), [&](std::size_t i) {
     if (i < generic) {
       AskGenericDrive(*found[i], options, facts);
-    } else if (!AskNamespaceDrive(*found[i], options)) {
+    } else if (!AskNamespaceDrive(*found[i], options, facts)) {
       found[i].reset();
     }
   });

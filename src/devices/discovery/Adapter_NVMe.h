@@ -21,8 +21,9 @@ class Adapter_NVMe : public Adapter {
 // A controller by its character device, such as /dev/nvme0.
 class Adapter_NVMe_Linux : public Adapter_NVMe {
  public:
-  // `number` is the controller's position among all that a scan lists.
-  Adapter_NVMe_Linux(std::int32_t number, std::string nodePath);
+  // `number` is the controller's position among all that a scan lists. One that is held by
+  // somebody is not asked whether it answers.
+  Adapter_NVMe_Linux(std::int32_t number, std::string nodePath, bool isHeld = false);
 
   // Appends the controllers that answer, each with its drives. The controllers of a
   // subsystem share namespaces: one of them has the drive.
@@ -38,8 +39,11 @@ class Adapter_NVMe_Linux : public Adapter_NVMe {
  private:
   class Subsystem;
   void TakeNamespaces(const ScanOptions& options, const SystemFacts& facts, Subsystem& subsystem);
+  void Describe(Device& drive, const ScanOptions& options, const SystemFacts& facts) const;
   std::unique_ptr<Device> MakeControllerDrive();
   void GiveCommandSet(Device& drive) const;
+
+  const bool isHeld_;
 };
 
 }  // namespace Morvu::DeviceManagement

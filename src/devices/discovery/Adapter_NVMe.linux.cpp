@@ -7,9 +7,11 @@
 #include "devices/commands/CommandPath_NVME.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/discovery/Adapter_Generic.h"
+#include "devices/discovery/HeldDrive.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
+#include "devices/model/DriveHold.h"
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemFacts.h"
@@ -70,13 +72,13 @@ std::string Adapter_NVMe::GetIdentifier() const {
   return std::to_string(properties_.GetSigned(Properties::PortNumber));
 }
 
-Adapter_NVMe_Linux::Adapter_NVMe_Linux(std::int32_t number, std::string nodePath)
-    : Adapter_NVMe(number, std::move(nodePath)) {
+Adapter_NVMe_Linux::Adapter_NVMe_Linux(std::int32_t number, std::string nodePath, bool isHeld)
+    : Adapter_NVMe(number, std::move(nodePath)), isHeld_(isHeld) {
   MORVU_LOG(kLogInfo, "Adapter_NVMe_Linux",
             "Opening SCSI path / passthrough for this NVMe Linux adapter at path " + GetNodePath());
   AddProperty(Properties::DevicePath, GetNodePath());
   auto path = std::make_unique<CommandPath_NVME>(GetNodePath());
-  if (!path->TestDevice()) {
+  if (!isHeld && !path->TestDevice()) {
     MORVU_LOG(kLogWarning, "Adapter_NVMe_Linux",
               "In AdapterNVMeLinux constructor, tried to TestDevice() on CommandPath_NVMe, "
               "but failed");
@@ -102,8 +104,9 @@ class Adapter_NVMe_Linux::Subsystem {
 
   // Asks one controller after the other.
   void Ask(const ScanOptions& options, const SystemFacts& facts) {
+    const DriveHold hold(controllers_.front().path, facts, DriveHold::Kind::Moment);
     for (const auto& [number, path] : controllers_) {
-      const auto adapter = std::make_shared<Adapter_NVMe_Linux>(number, path);
+      const auto adapter = std::make_shared<Adapter_NVMe_Linux>(number, path, !hold.IsTaken());
       MORVU_LOG(kLogInfo, "FindAdapters",
                 adapter->IsUsable() ? "    This path appeared to pass NVMe testing"
                                     : "    This path did not pass NVMe... should not be added.");
@@ -188,9 +191,15 @@ void Adapter_NVMe_Linux::TakeNamespaces(const ScanOptions& options, const System
   }
   for (auto& drive : found) {
     GiveCommandSet(*drive);
-    if (options.identify) UpdateProperties(*drive);
+    Describe(*drive, options, facts);
   }
   SyncDrives(std::move(found), options);
+}
+
+void Adapter_NVMe_Linux::Describe(Device& drive, const ScanOptions& options,
+                                  const SystemFacts& facts) const {
+  if (isHeld_) return DescribeHeldDrive(drive, facts);
+  if (options.identify) UpdateProperties(drive);
 }
 
 std::unique_ptr<Device> Adapter_NVMe_Linux::MakeControllerDrive() {

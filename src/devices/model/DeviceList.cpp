@@ -5,6 +5,7 @@
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "frame/status/Commands.h"
+#include "frame/status/Drives.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -16,11 +17,18 @@ bool HasDriverError(const Device& drive) {
          error == Status::NvmeDriverMissing;
 }
 
+// One that somebody works on was not asked which product of the maker's it is.
+bool IsHeldAndUnnamed(const Device& drive) {
+  return drive.GetUInt(Properties::DriverCommunicationError) == Status::DriveHeld &&
+         drive.GetBool(Properties::Morvu) && drive.GetString(Properties::Product).empty();
+}
+
 bool Passes(const Device& drive, const ScanOptions& options) {
   if (options.morvuOnly && !drive.GetBool(Properties::Morvu)) return false;
   const auto product = drive.GetString(Properties::Product);
   if (!options.includeProducts.empty()) {
-    return HasDriverError(drive) || std::ranges::count(options.includeProducts, product) > 0;
+    return HasDriverError(drive) || IsHeldAndUnnamed(drive) ||
+           std::ranges::count(options.includeProducts, product) > 0;
   }
   return std::ranges::none_of(options.excludeProducts, [&](const std::string& excluded) {
     return product.find(excluded) != product.npos;

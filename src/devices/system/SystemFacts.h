@@ -45,6 +45,8 @@ class SystemFacts {
 
   // What sysfs shows of the device behind a generic node, "sg0".
   GenericDevice ReadGenericDevice(std::string_view name) const;
+  // The same of an NVMe controller, or of a namespace's first one.
+  GenericDevice ReadController(std::string_view devicePath) const;
   // Whether the way to the device goes by a USB port.
   std::optional<bool> IsUsb(std::string_view name) const;
   // The serial number that the kernel has read from a drive behind a generic node or an
@@ -60,6 +62,9 @@ class SystemFacts {
   std::optional<Names> FindPartitions(std::string_view devicePath) const;
   // The block nodes of the disk behind a generic node: "sda".
   std::optional<Names> FindDisks(std::string_view name) const;
+  // The paths of the block nodes of all that a command to this node can reach: "/dev/sda" for
+  // "/dev/sg0"; for a namespace or a controller all namespaces of its subsystem.
+  std::optional<Names> FindWholeDisks(std::string_view devicePath) const;
   // The generic node of a block node's device, "/dev/sg0" for "sda"; empty when it has none.
   std::string FindGenericNode(std::string_view disk) const;
   // "sda" for its partition "sda1"; nothing for what is no partition.
@@ -70,6 +75,8 @@ class SystemFacts {
   static std::optional<Links> ReadLinks(const std::string& folder);
   std::optional<Names> FindPartitionsOfDisk(std::string_view disk) const;
   std::vector<NvmeSpace> FindNvmeSpaces() const;
+  std::string FindController(std::string_view devicePath) const;
+  std::optional<Names> FindSpacesOfSubsystem(std::string_view devicePath) const;
   bool HasNode(std::string_view name) const;
 
   std::optional<Names> devNames_;

@@ -142,6 +142,24 @@ GenericDevice SystemFacts::ReadGenericDevice(std::string_view name) const {
           device.ReadAttributeOf("rev")};
 }
 
+// The controller itself, or the first that reaches a namespace; empty when none is known.
+std::string SystemFacts::FindController(std::string_view devicePath) const {
+  if (const auto node = ParseNvmeNode(devicePath); node && !node->space) {
+    return std::string(GetNodeName(devicePath));
+  }
+  if (!nvmeSpaces_) return {};
+  const auto space = std::ranges::find(*nvmeSpaces_, devicePath, &NvmeSpace::path);
+  if (space == nvmeSpaces_->end() || space->controllers.empty()) return {};
+  return std::string(GetNodeName(space->controllers.front()));
+}
+
+GenericDevice SystemFacts::ReadController(std::string_view devicePath) const {
+  const auto controller = FindController(devicePath);
+  if (controller.empty()) return {};
+  const KernelFolder folder(Path(kNvmeClass, controller));
+  return {{}, folder.ReadAttributeOf("model"), folder.ReadAttributeOf("firmware_rev")};
+}
+
 std::optional<bool> SystemFacts::IsUsb(std::string_view name) const {
   if (!genericLinks_) return {};
   const auto link = genericLinks_->find(name);
@@ -155,13 +173,8 @@ std::string SystemFacts::FindSerialNumber(std::string_view devicePath) const {
     const auto page = ReadKernelFile(Path(kGenericClass, name, "/device/vpd_pg80"));
     return ParseSerialPage(page.value_or(std::string()));
   }
-  if (const auto node = ParseNvmeNode(devicePath); node && !node->space) {
-    return ReadAttribute(Path(kNvmeClass, name, "/serial"));
-  }
-  if (!nvmeSpaces_) return {};
-  const auto space = std::ranges::find(*nvmeSpaces_, devicePath, &NvmeSpace::path);
-  if (space == nvmeSpaces_->end() || space->controllers.empty()) return {};
-  return ReadAttribute(Path(kNvmeClass, GetNodeName(space->controllers.front()), "/serial"));
+  const auto controller = FindController(devicePath);
+  return controller.empty() ? controller : ReadAttribute(Path(kNvmeClass, controller, "/serial"));
 }
 
 std::uint64_t SystemFacts::FindWorldWideName(std::string_view devicePath) const {
@@ -194,6 +207,40 @@ std::optional<Names> SystemFacts::FindDisks(std::string_view name) const {
   Names disks;
   for (const auto& [disk, target] : *blockLinks_) {
     if (ParentFolder(target) == block) disks.push_back(disk);
+  }
+  return disks;
+}
+
+std::optional<Names> SystemFacts::FindSpacesOfSubsystem(std::string_view devicePath) const {
+  if (!nvmeSpaces_) return {};
+  Names controllers{std::string(devicePath)};
+  const auto own = std::ranges::find(*nvmeSpaces_, devicePath, &NvmeSpace::path);
+  if (own != nvmeSpaces_->end()) controllers = own->controllers;
+  Names subsystems;
+  for (const auto& controller : controllers) {
+    auto name = FindSubsystem(controller);
+    if (!name.empty()) subsystems.push_back(std::move(name));
+  }
+  const auto isReached = [&](const std::string& controller) {
+    return std::ranges::count(controllers, controller) > 0 ||
+           std::ranges::count(subsystems, FindSubsystem(controller)) > 0;
+  };
+  Names disks;
+  for (const auto& space : *nvmeSpaces_) {
+    if (space.path == devicePath || std::ranges::any_of(space.controllers, isReached)) {
+      disks.push_back(space.path);
+    }
+  }
+  return disks;
+}
+
+std::optional<Names> SystemFacts::FindWholeDisks(std::string_view devicePath) const {
+  const auto name = GetNodeName(devicePath);
+  if (ParseNvmeNode(devicePath)) return FindSpacesOfSubsystem(devicePath);
+  if (!IsGenericName(name)) return Names{std::string(devicePath)};
+  auto disks = FindDisks(name);
+  if (disks) {
+    for (auto& disk : *disks) disk.insert(0, kDevFolder);
   }
   return disks;
 }

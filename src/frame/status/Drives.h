@@ -17,6 +17,7 @@ inline constexpr StatusCode ContactRepresentative = 103;
 inline constexpr StatusCode SecurityFrozenNoCycle = 150;
 inline constexpr StatusCode SecurityEnabled = 151;
 inline constexpr StatusCode StorageSpaceMember = 152;
+inline constexpr StatusCode DriveHeld = 180;
 inline constexpr StatusCode DriveDegraded = 187;
 inline constexpr StatusCode DeviceFault = 188;
 inline constexpr StatusCode DriveNotRecovered = 194;

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
@@ -13,6 +14,7 @@ namespace {
 
 using DeviceManagement::Device;
 using DeviceManagement::DeviceKind;
+using DeviceManagement::DriveHold;
 using DeviceManagement::SelectedDevices;
 using XmlMessaging::Object;
 using XmlMessaging::Property;
@@ -20,7 +22,7 @@ using Drives = std::span<Device* const>;
 namespace Properties = DeviceManagement::Properties;
 
 bool IsKey(const Property& property) {
-  if (property.GetAttribute("key") != BoolText(true)) return false;
+  if (ParseBool(property.GetAttribute("key")) != true) return false;
   return property.GetAttribute("name") != Properties::Index.name || ParseDecimal(property.value);
 }
 
@@ -72,8 +74,17 @@ void SelectDevices(Drives drives, const XmlMessaging::Message* request, Selected
   if (CloneSelected(drives, request, selected)) DropUnreachable(selected);
 }
 
+bool NamesDrive(const XmlMessaging::Message& request) {
+  return std::ranges::any_of(request.objects, [](const auto& object) {
+    return IsDriveClass(object->GetAttribute("cimClass")) && FindKey(*object) != nullptr;
+  });
+}
+
 void DropUnreachable(SelectedDevices& selected) {
-  std::erase_if(selected.devices, [](const auto& device) { return !device->TestConnection(); });
+  std::erase_if(selected.devices, [](const auto& device) {
+    const DriveHold hold(*device, DriveHold::Kind::Moment);
+    return hold.IsTaken() && !device->TestConnection();
+  });
 }
 
 bool CloneSelected(Drives drives, const XmlMessaging::Message* request, SelectedDevices& selected) {

@@ -4,13 +4,16 @@
 
 #include "devices/model/DeviceList.h"
 #include "devices/model/Drive.h"
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MethodCall.h"
+#include "messaging/drive_class/RequestCheck.h"
 #include "messaging/features/Feature.h"
 
 namespace Morvu {
@@ -19,6 +22,7 @@ namespace {
 using DeviceManagement::Device;
 using DeviceManagement::DeviceKind;
 using DeviceManagement::Drive;
+using DeviceManagement::DriveHold;
 using DeviceManagement::Partition;
 using DeviceManagement::SelectedDevices;
 using XmlMessaging::List;
@@ -53,8 +57,20 @@ void AddCommunicationError(Object& object, Device& device) {
   object.AddProperty(std::move(property));
 }
 
+// Null for what the device lacks. A device that somebody works on is not asked: of it is told
+// what is known, and of a value that would take a command the 180.
+std::unique_ptr<Property> DescribeProperty(const CimProperty& row, JobContext& context,
+                                           Device& device, bool isHeld) {
+  if (!isHeld || row.getter == &GetGenericProperty) return row.Describe(&context, &device);
+  auto property = row.Describe(nullptr, nullptr);
+  if (property != nullptr) {
+    property->SetAttribute("status", std::to_string(Status::DriveHeld.Value()));
+  }
+  return property;
+}
+
 // The properties that the request's Objects "cimProperties" name, or all.
-void AddProperties(Object& object, JobContext& context, Device& device) {
+void AddProperties(Object& object, JobContext& context, Device& device, bool isHeld) {
   const auto rows = GetDriveProperties();
   bool areNamed = false;
   for (const auto& request : context.request->objects) {
@@ -68,25 +84,28 @@ void AddProperties(Object& object, JobContext& context, Device& device) {
       if (row == rows.end()) {
         object.AddProperty(name, "Property does not exist.");
       } else {
-        AddIfAny(object, row->Describe(&context, &device));
+        AddIfAny(object, DescribeProperty(*row, context, device, isHeld));
       }
     }
   }
   if (areNamed) return;
-  for (const auto& row : rows) AddIfAny(object, row.Describe(&context, &device));
+  for (const auto& row : rows) {
+    AddIfAny(object, DescribeProperty(row, context, device, isHeld));
+  }
 }
 
-void AddMethods(Object& object, Device& device) {
+void AddMethods(Object& object, Device& device, bool isHeld) {
   MORVU_LOG(kLogInfo, "ToXmlObject", "Including methods");
   for (const auto& row : GetDriveMethods()) {
-    if (auto description = row.method->Describe(&device)) {
+    if (auto description = isHeld ? row.method->DescribeHeld() : row.method->Describe(&device)) {
       object.objects.push_back(std::move(description));
     }
   }
 }
 
-std::unique_ptr<Object> MakePartitionObject(const Device& device, const Partition& partition) {
-  const auto space = partition.ReadSpace();
+std::unique_ptr<Object> MakePartitionObject(const Device& device, const Partition& partition,
+                                            bool isHeld) {
+  const auto space = isHeld ? DeviceManagement::PartitionSpace() : partition.ReadSpace();
   auto object = std::make_unique<Object>();
   object->SetAttribute("name", kPartitionName);
   object->SetAttribute("direction", "io");
@@ -100,11 +119,11 @@ std::unique_ptr<Object> MakePartitionObject(const Device& device, const Partitio
   return object;
 }
 
-void AddPartitions(Object& object, const Device& device) {
+void AddPartitions(Object& object, const Device& device, bool isHeld) {
   if (device.GetPartitions().empty()) return;
   auto list = MakeList(kPartitionName);
   for (const auto& partition : device.GetPartitions()) {
-    list->objects.push_back(MakePartitionObject(device, partition));
+    list->objects.push_back(MakePartitionObject(device, partition, isHeld));
   }
   object.lists.push_back(std::move(list));
 }
@@ -133,15 +152,21 @@ std::unique_ptr<Object> ToXmlObject(JobContext& context, Device& device) {
   auto object = std::make_unique<Object>();
   object->SetAttribute("cimClass", shownClass);
   object->SetAttribute("uniqueId", device.GetString(Properties::SerialNumber));
+  const DriveHold hold(device, DriveHold::Kind::Moment);
+  const bool isHeld = !hold.IsTaken();
+  if (isHeld) {
+    object->SetAttribute("busy", BoolText(true));
+    object->SetAttribute("busyJob", hold.GetOtherHolder());
+  }
   if (device.GetUInt(Properties::DriverCommunicationError) != 0) {
     AddCommunicationError(*object, device);
     return object;
   }
-  AddProperties(*object, context, device);
-  if (context.request->GetAttribute("includeMethods") == BoolText(true)) {
-    AddMethods(*object, device);
+  AddProperties(*object, context, device, isHeld);
+  if (ParseBool(context.request->GetAttribute("includeMethods")) == true) {
+    AddMethods(*object, device, isHeld);
   }
-  AddPartitions(*object, device);
+  AddPartitions(*object, device, isHeld);
   if (const auto* drive = device.AsDrive()) AddRaidMembers(*object, *drive);
   return object;
 }
@@ -163,15 +188,22 @@ void ListDrives(JobContext& context, SelectedDevices& devices, List& list) {
   }
 }
 
+// What a setter may tell beside its status: attributes of the property, and then of the reply.
+constexpr std::string_view kSetterAnswers[] = {"powercycle", "detail", "remainingSaves", "shows"};
+
 StatusCode WriteProperty(JobContext& context, Property& property, Device& device) {
   const auto& direction = property.GetAttribute("direction");
   if (direction != "i" && direction != "io") return Status::InvalidArguments;
   const auto* row = FindDriveProperty(property.GetAttribute("name"));
   if (row == nullptr) return Status::UnknownProperty;
-  property.RemoveAttribute("powercycle");  // the setter's answer, not the host's
+  const DriveHold hold(device, DriveHold::Kind::Sequence, std::to_string(context.jobId));
+  if (!hold.IsTaken()) return hold.GetStatus();
+  // The setter's answers, not the host's.
+  for (const auto name : kSetterAnswers) property.RemoveAttribute(name);
   const auto status = row->Apply(property, device);
-  if (property.GetAttribute("powercycle") == BoolText(true)) {
-    context.reply->SetAttribute("powercycle", BoolText(true));
+  for (const auto name : kSetterAnswers) {
+    const auto& answer = property.GetAttribute(name);
+    if (!answer.empty()) context.reply->SetAttribute(name, answer);
   }
   return status;
 }
@@ -196,6 +228,19 @@ bool NamesDriveClass(const Message& request) {
   });
 }
 
+// The status of the request, whose drives are asked only when nothing in it is doubtful.
+StatusCode AnswerRequest(JobContext& context, List& list) {
+  const auto check = CheckRequest(*context.request);
+  if (check.IsRefused()) {
+    context.reply->SetAttribute("reason", check.GetReason());
+    return check.code;
+  }
+  SelectedDevices devices;
+  context.services->SelectDevices(devices, context.request);
+  if (!devices.devices.empty()) return CarryOut(context, devices, list);
+  return NamesDriveClass(*context.request) ? Status::NoDeviceSelected : Status::Completed;
+}
+
 }  // namespace
 
 std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
@@ -206,15 +251,7 @@ std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
   auto list = MakeList(context.subject);
   list->SetAttribute("cimClass", context.subject);
 
-  SelectedDevices devices;
-  context.services->SelectDevices(devices, context.request);
-  StatusCode status = Status::Completed;
-  if (!devices.devices.empty()) {
-    status = CarryOut(context, devices, *list);
-  } else if (NamesDriveClass(*context.request)) {
-    status = Status::NoDeviceSelected;
-  }
-
+  const auto status = AnswerRequest(context, *list);
   reply->lists.push_back(std::move(list));
   context.Report(100, status == Status::Completed ? FeatureState::Finished : FeatureState::Failed,
                  status);

@@ -17,6 +17,8 @@
 #include "messaging/drive_class/Features.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "operations/firmware/FirmwareUpdate.h"
+#include "operations/settings/SetFeature.h"
+#include "parsers/nvme/GetFeature_NVMe.h"
 
 namespace Morvu {
 namespace {
@@ -24,6 +26,7 @@ namespace {
 namespace Properties = DeviceManagement::Properties;
 
 constexpr CimProperty::Getter Generic = &GetGenericProperty;
+constexpr CimProperty::Getter NvmeFeature = &GetNvmeFeatureProperty;
 constexpr CimProperty::Setter None = nullptr;
 
 constexpr CimProperty kProperties[] = {
@@ -33,19 +36,12 @@ static_assert(std::size(kProperties) == 77);
 
 // Declared "io", and refused until their setters are there.
 constexpr const PropertyEntry* kSettersToCome[] = {
-    &Properties::EnduranceAnalyzer,
-    &Properties::MaximumLBA,
-    &Properties::PhyConfig,
-    &Properties::PhysicalSectorSize,
-    &Properties::PhySpeed,
-    &Properties::PLITestTimeInterval,
-    &Properties::PowerGovernorMode,
-    &Properties::ReadErrorRecoveryTimer,
-    &Properties::SSCEnabled,
-    &Properties::TempLoggingInterval,
-    &Properties::TempThreshold,
-    &Properties::WriteCacheState,
-    &Properties::WriteErrorRecoveryTimer,
+    &Properties::EnduranceAnalyzer, &Properties::MaximumLBA,
+    &Properties::PhyConfig,         &Properties::PhysicalSectorSize,
+    &Properties::PhySpeed,          &Properties::PLITestTimeInterval,
+    &Properties::PowerGovernorMode, &Properties::ReadErrorRecoveryTimer,
+    &Properties::SSCEnabled,        &Properties::TempLoggingInterval,
+    &Properties::WriteCacheState,   &Properties::WriteErrorRecoveryTimer,
 };
 // A row has a setter, or waits for one, when it is "io" and only then.
 #ifndef __SANITIZE_ADDRESS__  // behind it GCC takes no comparison of addresses for constant

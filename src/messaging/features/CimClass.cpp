@@ -4,6 +4,7 @@
 
 #include "devices/model/Device.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
 #include "frame/status/NvmeStatus.h"
 #include "messaging/XmlMessaging.h"
 
@@ -94,6 +95,12 @@ std::unique_ptr<Object> CimMethod::Describe(DeviceManagement::Device* device) co
   if (std::ranges::find(hiddenCodes, status) != hiddenCodes.end()) return nullptr;
   auto object = BuildMethodObject(*this);
   if (hasStatus) AddStatusList(*object, status);
+  return object;
+}
+
+std::unique_ptr<Object> CimMethod::DescribeHeld() const {
+  auto object = BuildMethodObject(*this);
+  if (hasStatus) AddStatusList(*object, Status::DriveHeld);
   return object;
 }
 

@@ -81,6 +81,8 @@ struct CimMethod {
 
   // The description for the class, or for a device; null when the device lacks the method.
   std::unique_ptr<XmlMessaging::Object> Describe(DeviceManagement::Device* device) const;
+  // For a device that somebody works on, which is not asked: its status is 180.
+  std::unique_ptr<XmlMessaging::Object> DescribeHeld() const;
 };
 
 }  // namespace Morvu

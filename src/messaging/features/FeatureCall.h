@@ -53,6 +53,7 @@ struct FeatureCall {
   std::span<DeviceManagement::Device* const> devices;
   bool areChosen;  // somebody selected the drives
   const CallArguments& arguments;
+  std::uint64_t job = 0;  // that asked; 0 for a person
 
   DeviceManagement::Device& GetDevice() const { return *devices.front(); }
 };

@@ -4,6 +4,8 @@
 #pragma once
 
 #include <cstdint>
+#include <functional>
+#include <memory>
 #include <span>
 #include <string_view>
 
@@ -11,6 +13,10 @@
 #include "messaging/features/FeatureCall.h"
 
 namespace Morvu {
+
+namespace DeviceManagement {
+class DriveHold;
+}
 
 // What may stand behind an option.
 enum class OptionKind : std::uint32_t {
@@ -63,9 +69,20 @@ struct FeatureRecord {
   std::string_view name;    // its class's
   bool destroys = false;    // the drive's data
   bool needsDrive = false;  // works on exactly one drive, which somebody must have chosen
+  bool isSequence = false;  // sends commands that belong together: RunHeld keeps others off
   std::span<const CimMethod> methods{};
   std::span<const OptionDeclaration> options{};  // the features, and the modifiers of their own
 };
+
+// The run of a method or an option, whoever asked for it: all go through here. A sequence on
+// one drive holds it meanwhile, and is refused (180) while another holds it; a family that works
+// on several drives holds each in its turn.
+StatusCode RunHeld(const FeatureRecord& feature, const FeatureCall& call,
+                   const std::function<StatusCode()>& run);
+// The hold of one drive for a sequence; where it cannot be had, a person is told. `job` is the
+// holder that others are told of, 0 for a person.
+std::unique_ptr<DeviceManagement::DriveHold> HoldDrive(DeviceManagement::Device& device, Face& face,
+                                                       std::uint64_t job);
 
 // A method that does what its family's option does.
 template <OptionDeclaration::Runner Run>

@@ -1,5 +1,6 @@
 #include "messaging/jobs/NotificationService.h"
 
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "devices/properties/SecurityProperties.h"
@@ -169,6 +170,8 @@ void RunDrivePass(JobContext& context, const DrivePass& pass) {
   DeviceManagement::SelectedDevices selected;
   context.services->SelectDevices(selected, context.request);
   for (const auto& device : selected.devices) {
+    const DeviceManagement::DriveHold hold(*device, DeviceManagement::DriveHold::Kind::Moment);
+    if (!hold.IsTaken()) continue;  // a later pass tells of it
     for (const auto step : pass.eachDrive) {
       if (IsCanceled(passContext)) return;
       step(passContext, *device);

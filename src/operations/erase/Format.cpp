@@ -240,6 +240,7 @@ extern constexpr FeatureRecord FormatRecord = {
     .name = "Format",
     .destroys = true,
     .needsDrive = true,
+    .isSequence = true,
     .methods = kMethods,
     .options = kOptions,
 };

@@ -241,6 +241,7 @@ extern constexpr FeatureRecord SanitizeRecord = {
     .name = "Sanitize",
     .destroys = true,
     .needsDrive = true,
+    .isSequence = true,
     .methods = kMethods,
     .options = kOptions,
 };

@@ -254,6 +254,7 @@ extern constexpr FeatureRecord SecureEraseRecord = {
     .name = "SecureErase",
     .destroys = true,
     .needsDrive = true,
+    .isSequence = true,
     .methods = kMethods,
     .options = kOptions,
 };

@@ -55,6 +55,7 @@ class FirmwareUpdate : public Function {
     std::string audience{};
     bool driveSelected = false;  // a file is used only together with a selected drive
     std::vector<std::string> moduleDirectories{};
+    std::uint64_t job = 0;  // that asked for it; 0 for a person
   };
   // Updates the drives one after the other, or the first with a file; the summary of
   // their codes.

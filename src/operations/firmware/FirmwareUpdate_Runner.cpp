@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string_view>
 
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/FirmwareProperties.h"
 #include "frame/status/Drives.h"
@@ -62,8 +63,8 @@ StatusCode AddRefusal(StatusCode summary, StatusCode outcome) {
                         FirmwareNeedsOtherTool, ContactRepresentative})) {
     return FirmwareCurrent;
   }
-  const bool told =
-      IsOneOf(outcome, {NotAMorvuDrive, RaidVolume, ControllerIdeMode, FirmwareSecurityEnabled});
+  const bool told = IsOneOf(
+      outcome, {NotAMorvuDrive, RaidVolume, ControllerIdeMode, FirmwareSecurityEnabled, DriveHeld});
   return told ? outcome : summary;
 }
 
@@ -73,8 +74,8 @@ StatusCode AddRun(StatusCode summary, StatusCode outcome) {
   if (outcome == Completed) return summary == FirmwareCurrent ? Completed : summary;
   const bool failed = IsOneOf(
       outcome, {FirmwareUpdateFailed, SmartEnableFailed, SmartDisableFailed, StandbyFailed});
-  const bool milder =
-      IsOneOf(summary, {Completed, FirmwareCurrent, ControllerIdeMode, FirmwareSecurityEnabled});
+  const bool milder = IsOneOf(
+      summary, {Completed, FirmwareCurrent, ControllerIdeMode, FirmwareSecurityEnabled, DriveHeld});
   return failed && milder ? outcome : summary;
 }
 
@@ -113,6 +114,11 @@ bool RunUpdate(Face& face, FirmwareUpdate& update, const FirmwareUpdate::Request
 // The outcome for one drive, and what it makes of the summary.
 StatusCode UpdateDevice(Device* device, const FirmwareUpdate::Request& request, Face& face,
                         StatusCode& summary) {
+  const auto hold = HoldDrive(*device, face, request.job);
+  if (hold == nullptr) {
+    summary = request.driveSelected ? Status::DriveHeld : AddRefusal(summary, Status::DriveHeld);
+    return Status::DriveHeld;
+  }
   const auto update = MakeUpdate(device, request, face.GetReporter());
   if (update->GetErrorCode() != Status::ReadyToRun) {
     const auto outcome = update->GetErrorCode();
@@ -192,7 +198,8 @@ namespace {
 StatusCode RunFirmwareUpdate(const FeatureCall& call) {
   const FirmwareUpdate::Request request{.file = call.arguments.GetText(kFileArgument),
                                         .audience = call.arguments.GetText(kAudienceOption),
-                                        .driveSelected = call.areChosen};
+                                        .driveSelected = call.areChosen,
+                                        .job = call.job};
   return FirmwareUpdate::Runner(call.devices, request, call.face);
 }
 
@@ -200,7 +207,8 @@ StatusCode RunFirmwareUpdate(const FeatureCall& call) {
 StatusCode RunFirmwareUpdateMethod(const FeatureCall& call, JobContext& context) {
   const FirmwareUpdate::Request request{.file = call.arguments.GetText(kFileArgument),
                                         .driveSelected = true,
-                                        .moduleDirectories = GetModuleDirectories(context.request)};
+                                        .moduleDirectories = GetModuleDirectories(context.request),
+                                        .job = call.job};
   return FirmwareUpdate::Runner(call.devices, request, call.face);
 }
 
@@ -243,6 +251,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord FirmwareUpdateRecord = {
     .name = "FirmwareUpdate",
+    .isSequence = true,
     .methods = kMethods,
     .options = kOptions,
 };

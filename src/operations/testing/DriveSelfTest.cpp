@@ -319,6 +319,7 @@ constexpr OptionDeclaration kOptions[] = {
 extern constexpr FeatureRecord DriveSelfTestRecord = {
     .name = "DriveSelfTest",
     .needsDrive = true,
+    .isSequence = true,
     .methods = kMethods,
     .options = kOptions,
 };

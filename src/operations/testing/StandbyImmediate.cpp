@@ -116,6 +116,7 @@ constexpr OptionDeclaration kOptions[] = {
 extern constexpr FeatureRecord StandbyImmediateRecord = {
     .name = "StandbyImmediate",
     .needsDrive = true,
+    .isSequence = true,
     .methods = kMethods,
     .options = kOptions,
 };

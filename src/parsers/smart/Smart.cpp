@@ -5,6 +5,7 @@
 
 #include "devices/model/DeviceList.h"
 #include "devices/model/Drive.h"
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
@@ -18,6 +19,7 @@ namespace Morvu {
 namespace Smart {
 
 using DeviceManagement::Device;
+using DeviceManagement::DriveHold;
 using DeviceManagement::SelectedDevices;
 using XmlMessaging::List;
 using XmlMessaging::Message;
@@ -94,6 +96,11 @@ StatusCode ReadDrives(JobContext& context, std::span<Device* const> devices) {
   StatusCode result = Status::NotRun;
   for (auto* device : devices) {
     if (device->AsDrive() == nullptr) continue;
+    const DriveHold hold(*device, DriveHold::Kind::Moment);
+    if (!hold.IsTaken()) {
+      if (result != Status::Completed) result = hold.GetStatus();
+      continue;
+    }
     // Without the job's reporter: the job is not at its end with the first drive's.
     SmartParser parser(device);
     if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
@@ -157,6 +164,8 @@ void NameDrive(const FeatureCall& call) {
 
 // At the prompt the first drive is read.
 StatusCode RunOption(const FeatureCall& call) {
+  const DriveHold hold(call.GetDevice(), DriveHold::Kind::Moment);
+  if (!hold.IsTaken()) return hold.GetStatus();
   NameDrive(call);
   SmartParser parser(&call.GetDevice());
   if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {

@@ -1,0 +1,21 @@
+// A drive that somebody works on while a scan looks: nothing is sent to it, and its place in the
+// list stays.
+#pragma once
+
+#include "devices/model/Device.h"
+#include "devices/system/SystemFacts.h"
+
+namespace Morvu::DeviceManagement {
+
+// Gives the drive of a node what the kernel has read of it before, and marks it
+// ("DriverCommunicationError" is 180).
+void DescribeHeldDrive(Device& drive, const SystemFacts& facts);
+
+// Whether a scan found the drive held.
+bool IsHeldDrive(const Device& drive);
+
+// What an earlier scan knew of the drive takes the place of the little that the kernel tells;
+// the partitions are what the system shows now.
+void TakeKnown(Device& held, const Device& known);
+
+}  // namespace Morvu::DeviceManagement

@@ -1,0 +1,155 @@
+#include "devices/model/DriveHold.h"
+
+#include <algorithm>
+#include <chrono>
+#include <condition_variable>
+#include <map>
+#include <mutex>
+
+#include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
+#include "devices/system/SystemFacts.h"
+#include "frame/Logger.h"
+#include "frame/Platform.h"
+#include "frame/status/Drives.h"
+
+namespace Morvu::DeviceManagement {
+namespace {
+
+constexpr std::chrono::seconds kMostPatience{10};
+constexpr std::chrono::milliseconds kLockPause{100};
+
+using Keys = std::vector<std::string>;
+
+// Who works on which drive in this process.
+class HoldTable {
+ public:
+  // False, with the other holder, when a sequence has one of the keys; or moments do not end.
+  bool Begin(const Keys& keys, DriveHold::Kind kind, std::string_view holder, std::string& other) {
+    std::unique_lock lock(mutex_);
+    for (const auto& key : keys) {
+      const auto found = entries_.find(key);
+      if (found == entries_.end() || !found->second.isOwned) continue;
+      other = found->second.holder;
+      return false;
+    }
+    if (kind == DriveHold::Kind::Moment) {
+      for (const auto& key : keys) ++entries_[key].moments;
+      return true;
+    }
+    // From here on no new moment begins.
+    for (const auto& key : keys) entries_[key] = {entries_[key].moments, true, std::string(holder)};
+    const auto isFree = [&] {
+      return std::ranges::none_of(keys, [&](const auto& key) { return entries_[key].moments > 0; });
+    };
+    if (ended_.wait_for(lock, kMostPatience, isFree)) return true;
+    for (const auto& key : keys) Drop(key, true);
+    return false;
+  }
+
+  void End(const Keys& keys, DriveHold::Kind kind) {
+    {
+      const std::lock_guard lock(mutex_);
+      for (const auto& key : keys) Drop(key, kind == DriveHold::Kind::Sequence);
+    }
+    ended_.notify_all();
+  }
+
+ private:
+  struct Entry {
+    int moments = 0;
+    bool isOwned = false;
+    std::string holder;
+  };
+
+  void Drop(const std::string& key, bool isOwner) {
+    const auto found = entries_.find(key);
+    if (found == entries_.end()) return;
+    if (isOwner) {
+      found->second.isOwned = false;
+    } else {
+      --found->second.moments;
+    }
+    if (!found->second.isOwned && found->second.moments == 0) entries_.erase(found);
+  }
+
+  std::mutex mutex_;  // guards the entries
+  std::condition_variable ended_;
+  std::map<std::string, Entry> entries_;
+};
+
+HoldTable& GetHoldTable() {
+  static auto& table = *new HoldTable;  // jobs use it while the process ends
+  return table;
+}
+
+Keys MakeKeys(const std::string& devicePath, const std::string& serial, const Keys& disks) {
+  Keys keys = disks;
+  keys.push_back(devicePath);
+  if (!serial.empty()) keys.push_back("serial number " + serial);
+  std::ranges::sort(keys);
+  keys.erase(std::unique(keys.begin(), keys.end()), keys.end());
+  return keys;
+}
+
+// Whether the lock came, of a sequence within its patience.
+bool WaitForLock(const BlockNode& node, DriveHold::Kind kind) {
+  const bool isMoment = kind == DriveHold::Kind::Moment;
+  for (auto waited = std::chrono::milliseconds(0);; waited += kLockPause) {
+    const auto lock = node.TryLock(isMoment);
+    if (lock == BlockNode::Lock::Taken) return true;
+    // Where no lock can be had at all, nothing says that somebody works on the drive.
+    if (lock == BlockNode::Lock::Failed) return isMoment;
+    if (lock == BlockNode::Lock::Owned || waited >= kMostPatience) return false;
+    SleepFor(kLockPause);
+  }
+}
+
+}  // namespace
+
+DriveHold::DriveHold(const Device& device, Kind kind, std::string_view holder) {
+  const auto& path = device.GetPath().GetDevicePath();
+  const auto disks = SystemFacts::Read().FindWholeDisks(path).value_or(Names());
+  Take(MakeKeys(path, device.GetString(Properties::SerialNumber), disks), disks, kind, holder);
+}
+
+DriveHold::DriveHold(const std::string& devicePath, const SystemFacts& facts, Kind kind) {
+  const auto disks = facts.FindWholeDisks(devicePath).value_or(Names());
+  Take(MakeKeys(devicePath, facts.FindSerialNumber(devicePath), disks), disks, kind, {});
+}
+
+DriveHold::~DriveHold() {
+  nodes_.clear();  // before others of this process try
+  GetHoldTable().End(keys_, kind_);
+}
+
+void DriveHold::Take(Names keys, const Names& disks, Kind kind, std::string_view holder) {
+  kind_ = kind;
+  if (GetHoldTable().Begin(keys, kind, holder, otherHolder_)) {
+    keys_ = std::move(keys);
+    if (TakeNodes(disks, kind)) return;
+    nodes_.clear();
+    GetHoldTable().End(keys_, kind);
+    keys_.clear();
+  }
+  status_ = Status::DriveHeld;
+  MORVU_LOG(kLogInfo, "Take", "Another works on the drive.");
+}
+
+// In one order, so that two who want the same nodes do not each get one.
+bool DriveHold::TakeNodes(const Names& disks, Kind kind) {
+  auto sorted = disks;
+  std::ranges::sort(sorted);
+  for (auto& disk : sorted) {
+    BlockNode node(std::move(disk), BlockNode::Access::Plain);
+    if (!node.IsOpen()) {
+      MORVU_LOG(kLogWarning, "TakeNodes", "Cannot open " + node.GetPath() + " to lock it.");
+      continue;
+    }
+    if (!WaitForLock(node, kind)) return false;
+    nodes_.push_back(std::move(node));
+  }
+  return true;
+}
+
+}  // namespace Morvu::DeviceManagement
