@@ -147,7 +147,8 @@ std::string EraseOnto(bool isTerminal, const char* kind) {
   std::ostringstream out;
   const auto progress = MorvuTool::MakeProgressLine(0ms);
   EXPECT_EQ(Testing::RunToolLine({"-drive_index", "0", "-secure_erase", "-force"},
-                                 {in, out, false, *progress}),
+                                 {in, out, false, *progress})
+                .code,
             0);
   return error.Collect();
 }
