@@ -91,7 +91,12 @@ void QRKCLI::Warn(std::string_view text) {
 
 StatusCode QRKCLI::GetSideResult() const {
   if (hasWarned_) return kWarned;
-  return isUnsaved_ ? Status::FileNotWritten : parseResult_;
+  if (isUnsaved_) return Status::FileNotWritten;
+  return badOutcome_ == Status::Completed ? parseResult_ : badOutcome_;
+}
+
+void QRKCLI::NoteOutcome(StatusCode outcome) {
+  if (badOutcome_ == Status::Completed && !IsGood(outcome)) badOutcome_ = outcome;
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {

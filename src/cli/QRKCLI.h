@@ -60,8 +60,11 @@ class QRKCLI : public CLIParser {
   bool IsDrivePicked() const { return drivePicked_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
+  // The end of one drive of several, whatever the run makes of them all.
+  void NoteOutcome(StatusCode outcome);
   // What went wrong beside the run, whatever its own status: a warning, a table that could
-  // not be saved, or a fault of the argument line; 0 for nothing.
+  // not be saved, the first drive whose end was bad, or a fault of the argument line; 0 for
+  // nothing.
   StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
@@ -119,6 +122,7 @@ class QRKCLI : public CLIParser {
   bool isLogging_ = false;
   bool isUnsaved_ = false;
   bool hasWarned_ = false;
+  StatusCode badOutcome_ = Status::Completed;
   StatusCode parseResult_ = Status::Completed;
 };
 

@@ -12,6 +12,7 @@ namespace Morvu::Testing {
 
 struct LineOutcome {
   StatusCode code = Status::NotRun;
+  StatusCode sideResult = Status::NotRun;
   std::string output;
   // What the feature printed, behind the banner and the drive's information.
   std::string GetFeatureOutput() const {
@@ -41,6 +42,7 @@ inline LineOutcome RunToolLine(const std::vector<std::string>& words,
   for (const auto& word : words) arguments.push_back(word.c_str());
   LineOutcome outcome;
   outcome.code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+  outcome.sideResult = cli.GetSideResult();
   outcome.output = out.str();
   return outcome;
 }

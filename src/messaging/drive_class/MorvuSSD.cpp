@@ -12,6 +12,7 @@
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MethodCall.h"
 #include "messaging/features/Feature.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 namespace {
@@ -199,6 +200,7 @@ bool NamesDriveClass(const Message& request) {
 }  // namespace
 
 std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
+  const FirmwareModulesScope modules;  // each is verified once, however many drives ask it
   context.services->SetNotifyProgress(true);
   auto reply = std::make_unique<Message>();
   reply->SetAttribute("subject", context.subject);
