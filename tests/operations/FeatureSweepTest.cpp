@@ -56,7 +56,7 @@ const FeatureScene kScenes[] = {
     {.name = "-self_test", .label = "Watched", .words = {"short", "captiveOffline"}},
     {.name = "-self_test", .label = "Started", .words = {"short"}},
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .canCancel = true},
-    {.name = "-firmware_update", .words = {std::string(kImage), "-force"}},
+    {.name = "-firmware_update", .words = {std::string(kImage), "-force"}, .canCancel = true},
     {.name = "SmartParser", .label = "Sata"},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "GetFeatureNVMe", .spec = &NvmeSpec, .canCancel = true},
