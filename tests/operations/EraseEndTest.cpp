@@ -213,6 +213,19 @@ TEST(EraseReads, FollowANewSectorSize) {
   }
 }
 
+// A drive that does not tell its new sector size: what the kernel moves must fit the buffer.
+TEST(EraseReads, AreNotSentInASectorSizeThatIsOutOfDate) {
+  MethodScene mute(NvmeSpec(), "Format", {{"LBAFormat", "3"}, {"SecureEraseSetting", "1"}});
+  mute.Prepare();
+  mute.drive.Inject(
+      Fault::Fail().OnOpcode(0x06, Simulator::CommandClass::NvmeAdmin).OnFeature(0x00));
+  LogLines log;
+  EXPECT_EQ(mute.Run(NoReporter()), 0);
+  EXPECT_EQ(mute.GetWarnings(), "");
+  EXPECT_TRUE(log.Has("INFO", "Of 5 places with data"));
+  EXPECT_TRUE(Holds(log.GetText(), "0 have changed and 0 have not"));
+}
+
 // ---- The sanitize's own word ----
 
 TEST(SanitizeEnd, WithoutTheWordOfTheDriveIsLoggedAndTold) {
@@ -258,7 +271,7 @@ void PrintTo(const PasswordCase& row, std::ostream* out) { *out << row.name; }
 // clang-format off
 const PasswordCase kPasswordCases[] = {
     {"TakenOff", {}, 0, "", false},
-    {"TakenOffAtTheSecondTry", {Fault::Fail().OnOpcode(kDisable).Times(1)}, 0, "", false},
+    {"TakenOffAtTheSecondTry", {Fault::Fail().OnOpcode(kEraseUnit), Fault::Fail().OnOpcode(kDisable).Times(1)}, Status::EraseUnitFailed, "", false},
     // The erase proper takes it off as well.
     {"LeftBehindAnErase", {Idle(kIdleAta, kEraseUnit), Fault::Fail().OnOpcode(kDisable)}, 0, kIsLocked, true},
     {"LeftBehindAFailure", {Fault::Fail().OnOpcode(kEraseUnit), Fault::Fail().OnOpcode(kDisable)}, Status::EraseUnitFailed, kIsLocked, true},

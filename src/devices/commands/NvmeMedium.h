@@ -8,7 +8,8 @@
 namespace Morvu::DeviceManagement {
 
 // READ (NVMe 1.0, 6.8) by the namespace's own node, which `space` leads to. `data` holds
-// `blocks` logical blocks, from 1 to 65,536; they bear no metadata.
+// exactly `blocks` logical blocks, from 1 to 65,536, as the kernel knows their size; else 141,
+// and nothing is sent. They bear no metadata.
 StatusCode ReadNvmeBlocks(CommandPath& space, std::uint64_t lba, std::uint32_t blocks,
                           ByteSpan data);
 
