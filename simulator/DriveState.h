@@ -226,7 +226,8 @@ struct NvmeState {
   SanitizeState sanitize;
   std::uint8_t activeSlot, nextSlot, supportsSanitize, refusesIdentify;
   std::uint32_t resets;
-  std::uint32_t reserved;
+  std::uint16_t activationStatus;  // what an activation that was committed is answered with
+  std::uint16_t reserved;
 };
 
 struct ScsiState {

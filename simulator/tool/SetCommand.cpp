@@ -47,6 +47,7 @@ constexpr FieldRow kFields[] = {
     {"stale-data", 1, [](DriveState& s, std::uint64_t v) { s.staleData = As<std::uint8_t>(v); }},
     {"journal", 1, [](DriveState& s, std::uint64_t v) { s.journalOff = v == 0; }},
     {"temperature", 200, [](DriveState& s, std::uint64_t v) { PutLittle<std::uint16_t>(s.nvme.health + 1, As<std::uint16_t>(v + 273)); }},
+    {"activation-status", 0x7FF, [](DriveState& s, std::uint64_t v) { s.nvme.activationStatus = As<std::uint16_t>(v); }},
     {"supports-sanitize", 1, [](DriveState& s, std::uint64_t v) { s.nvme.supportsSanitize = As<std::uint8_t>(v); }},
 };
 // clang-format on

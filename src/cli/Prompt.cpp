@@ -85,6 +85,7 @@ void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
   (void)cli_.Finish(outcome);
+  cli_.NoteOutcome(outcome);
 }
 
 bool Prompt::Save(const ResultTable& table, const std::string& path) {

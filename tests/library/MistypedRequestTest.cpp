@@ -112,9 +112,11 @@ INSTANTIATE_TEST_SUITE_P(
         Slip{"an Object in the method", Drive() + Method("SecureErase", Drive()), 73},
         // A method that would not run, and a list that would look like its good end.
         Slip{"the method's type", Drive() + "<Object type='Method' name='SecureErase'/>", 73, "'SecureErase'"},
+        Slip{"the method's letters", Drive() + "<Object type='Method' name='secureerase'/>", 73, "'secureerase'"},
         Slip{"no type", Drive() + "<Object name='Sanitize'/>", 73, "'Sanitize'"},
         Slip{"the method's tag", Drive() + "<object type='method' name='SecureErase'/>", 73, "'object'"},
         Slip{"the name's attribute", Drive() + "<Object type='method' Name='Delete'/>", 73, "'Name'"},
+        Slip{"the method's name at the drive", "<Object cimClass='MorvuSSD' name='SecureErase'>" + kKey + "</Object>", 73, "where it names no method"},
         Slip{"the method in the root", Drive(), 73, "cimMethod", "cimMethod='SecureErase'"},
         // The rest of the request.
         Slip{"an unknown Object", Drive() + "<Object name='Partitions'/>" + kErase, 73, "'Partitions'"},

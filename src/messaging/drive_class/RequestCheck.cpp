@@ -21,10 +21,10 @@ using XmlMessaging::Element;
 using XmlMessaging::Message;
 using XmlMessaging::Object;
 using XmlMessaging::Property;
-using Words = std::span<const std::string_view>;
+using WordList = std::span<const std::string_view>;
 namespace Properties = DeviceManagement::Properties;
 
-bool Holds(Words words, std::string_view word) {
+bool Holds(WordList words, std::string_view word) {
   return std::ranges::find(words, word) != words.end();
 }
 
@@ -42,8 +42,8 @@ constexpr std::string_view kPropertyAttributes[] = {
 // of their own.
 struct SubjectForm {
   std::string_view subject;
-  Words attributes;
-  Words properties;
+  WordList attributes;
+  WordList properties;
 };
 constexpr std::string_view kAttributes[] = {"subject", "cimClass", "cimMethod", "scan",
                                             "includeMethods"};
@@ -60,9 +60,9 @@ constexpr SubjectForm kSubjects[] = {
 // The Objects that requests have, the first that fits.
 struct ObjectForm {
   bool (*fits)(const Object& object);
-  Words attributes;
+  WordList attributes;
   bool (*knows)(const Object& object, std::string_view property);  // null: any name
-  Words lists;                                                     // by name or type
+  WordList lists;                                                  // by name or type
 };
 
 bool IsMethod(const Object& object) { return object.GetAttribute("type") == "method"; }
@@ -96,7 +96,8 @@ constexpr std::string_view kShownProperties = "cimProperties", kAdapterPaths = "
 constexpr std::string_view kMethodAttributes[] = {"type",     "name",        "displayName",
                                                   "prompt",   "description", "category",
                                                   "required", "targetType",  "cancelSupported"};
-constexpr std::string_view kClassAttributes[] = {"cimClass", "uniqueId", "required", "direction"};
+constexpr std::string_view kClassAttributes[] = {"cimClass", "uniqueId", "name", "required",
+                                                 "direction"};
 constexpr std::string_view kPartitionAttributes[] = {"name", "direction"};
 constexpr std::string_view kNameAttribute[] = {"name"};
 constexpr std::string_view kMethodLists[] = {"status", "table"};
@@ -159,7 +160,7 @@ class Checker {
     const auto& name = XmlMessaging::RoutingName(request_);
     const auto* form = std::ranges::find(kSubjects, name, &SubjectForm::subject);
     const bool isKnown = form != std::end(kSubjects);
-    CheckAttributes(request_, isKnown ? form->attributes : Words(kAttributes));
+    CheckAttributes(request_, isKnown ? form->attributes : WordList(kAttributes));
     // A root that names a method by "cimMethod" beside a class runs none.
     const auto& method = request_.GetAttribute("cimMethod");
     if (!method.empty() && method != name) Note("attribute 'cimMethod' of Message");
@@ -172,7 +173,7 @@ class Checker {
     }
   }
 
-  void CheckAttributes(const Element& element, Words known) {
+  void CheckAttributes(const Element& element, WordList known) {
     for (const auto& [key, value] : element.GetAttributes()) {
       const bool isSound = !value.empty() && Holds(kBooleanAttributes, key)
                                ? ParseBool(value).has_value()
@@ -272,19 +273,29 @@ const DriveMethod* FindGuarded(std::string_view name) {
   return row == methods.end() ? nullptr : &*row;
 }
 
-std::vector<const DriveMethod*> ListGuarded(const Message& request) {
-  std::vector<const DriveMethod*> guarded;
-  const auto add = [&](std::string_view name) {
-    if (const auto* row = FindGuarded(name)) guarded.push_back(row);
+// What a request says of such methods.
+struct Mentions {
+  bool isAny = false, erases = false;
+  std::vector<std::string> misplaced;  // where they name no method to run
+};
+
+Mentions FindMentions(const Message& request) {
+  Mentions mentions;
+  const auto add = [&](std::string_view name, bool isMethod) {
+    const auto* row = FindGuarded(name);
+    if (row == nullptr) return;
+    mentions.isAny = true;
+    mentions.erases |= row->feature->destroys;
+    if (!isMethod) mentions.misplaced.push_back(Quoted(name) + " where it names no method");
   };
   // Under any attribute: one that is misspelled names a method as well.
-  const auto addFrom = [&](const Element& element) {
-    for (const auto& [key, value] : element.GetAttributes()) add(value);
+  const auto addFrom = [&](const Element& element, bool isMethod) {
+    for (const auto& [key, value] : element.GetAttributes()) add(value, isMethod);
   };
-  addFrom(request);
-  for (const auto& object : request.objects) addFrom(*object);
-  for (const auto& part : request.skipped) add(part.name);
-  return guarded;
+  addFrom(request, false);
+  for (const auto& object : request.objects) addFrom(*object, IsMethod(*object));
+  for (const auto& part : request.skipped) add(part.name, false);
+  return mentions;
 }
 
 }  // namespace
@@ -300,13 +311,12 @@ RequestCheck CheckRequest(const Message& request) {
   RequestCheck check;
   check.unread = Checker(request).ListUnread();
   if (!IsDriveClass(XmlMessaging::RoutingName(request))) return check;
-  const auto guarded = ListGuarded(request);
-  if (guarded.empty() && request.properties.empty()) return check;
-  const bool erases =
-      std::ranges::any_of(guarded, [](const auto* row) { return row->feature->destroys; });
+  const auto mentions = FindMentions(request);
+  check.unread.insert(check.unread.end(), mentions.misplaced.begin(), mentions.misplaced.end());
+  if (!mentions.isAny && request.properties.empty()) return check;
   if (!check.unread.empty()) {
     check.code = Status::InvalidArguments;
-  } else if (erases && !NamesDrive(request)) {
+  } else if (mentions.erases && !NamesDrive(request)) {
     check.code = Status::NoDeviceSelected;
   }
   return check;
