@@ -61,6 +61,9 @@ An error of the operating system.
 Any other failure.
 .TP
 .B 191
+The run ended well, and a line that begins with "WARNING!" tells what that does not mean.
+.TP
+.B 191
 The run ended well, and a line that begins with WARNING! tells what it does not mean.
 .PP
 Where the text that was printed last is an NVMe status, the exit status is its number from 1 to 255,

@@ -282,6 +282,7 @@ void NvmeFirmwareCommit(NvmeCommand& command) {
     return;
   }
   nvme.nextSlot = static_cast<std::uint8_t>(slot);
+  if (nvme.activationStatus != 0) command.Fail(static_cast<NvmeStatus>(nvme.activationStatus));
 }
 
 namespace {

@@ -51,6 +51,7 @@ bool ProgressLine::Start(std::string_view what) {
     what_ = what;
     percent_.reset();
     begin_ = Clock::now();
+    Draw();
   }
   try {
     ticker_ = std::make_unique<Thread>([this] { Tick(); });

@@ -38,12 +38,16 @@ std::size_t CountRequired(const OptionDeclaration& option) {
 bool TakeWords(QRKCLI& cli, const OptionDeclaration& option, CallArguments& arguments) {
   const auto words = cli.GetArguments(option.name);
   const auto names = GetWordNames(option);
-  if (words.size() > names.size()) {
+  if (words.size() > names.size() && option.restArgument.empty()) {
     cli.PrintLine("Error: Too many arguments given for " + std::string(option.name) +
                   ". See -help for proper usage.");
     return false;
   }
-  for (std::size_t i = 0; i < words.size(); ++i) arguments.Set(names[i], words[i]);
+  const auto named = std::min(words.size(), names.size());
+  for (std::size_t i = 0; i < named; ++i) arguments.Set(names[i], words[i]);
+  if (words.size() > named) {
+    arguments.Set(option.restArgument, Join(std::span(words).subspan(named), " "));
+  }
   return words.size() >= CountRequired(option);
 }
 
@@ -81,6 +85,7 @@ void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
   (void)cli_.Finish(outcome);
+  cli_.NoteOutcome(outcome);
 }
 
 bool Prompt::Save(const ResultTable& table, const std::string& path) {
@@ -119,7 +124,7 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
     devices = devices.first(1);
   }
   CallArguments arguments;
-  if (!TakeWords(cli, option, arguments)) return cli.Finish(Status::InvalidArguments);
+  if (!TakeWords(cli, option, arguments)) return cli.Finish(option.wrongWords);
   TakeModifiers(cli, arguments);
   cli.Flush();
   Prompt prompt(cli, option.name.substr(1));

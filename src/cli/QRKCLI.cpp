@@ -93,6 +93,15 @@ void QRKCLI::Warn(std::string_view text) {
   PrintLine(WrapText("<c:YELLOW>WARNING!</c> " + std::string(text)));
 }
 
+StatusCode QRKCLI::GetSideResult() const {
+  if (hasWarned_) return kWarned;
+  return badOutcome_ == Status::Completed ? parseResult_ : badOutcome_;
+}
+
+void QRKCLI::NoteOutcome(StatusCode outcome) {
+  if (badOutcome_ == Status::Completed && !IsGoodEnd(outcome)) badOutcome_ = outcome;
+}
+
 StatusCode QRKCLI::Finish(StatusCode code) {
   const std::string_view colour = IsGoodEnd(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));

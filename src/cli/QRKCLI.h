@@ -63,9 +63,11 @@ class QRKCLI : public CLIParser {
   bool IsDrivePicked() const { return drivePicked_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
-  // What the run's own status does not tell: a warning, or a fault of the argument line; 0 for
-  // nothing.
-  StatusCode GetSideResult() const { return hasWarned_ ? kWarned : parseResult_; }
+  // The end of one drive of several, whatever the run makes of them all.
+  void NoteOutcome(StatusCode outcome);
+  // What the run's own status does not tell: a warning, the first drive whose end was bad, or a
+  // fault of the argument line; 0 for nothing.
+  StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
  private:
@@ -123,6 +125,7 @@ class QRKCLI : public CLIParser {
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
   bool hasWarned_ = false;
+  StatusCode badOutcome_ = Status::Completed;
   StatusCode parseResult_ = Status::Completed;
 };
 

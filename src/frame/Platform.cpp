@@ -75,6 +75,12 @@ void SleepFor(std::chrono::milliseconds time) {
   }
 }
 
+std::chrono::milliseconds GetUptime() {
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::milliseconds(now.tv_nsec / 1'000'000);
+}
+
 std::string GetExecutableDirectory() {
   std::string path(1024, '\0');
   for (;;) {

@@ -486,7 +486,11 @@ std::unique_ptr<Message> Message::Parse(std::string_view text) {
 std::string Message::ToText() const { return ToDocument(*this); }
 
 std::unique_ptr<Object> Object::Parse(std::string_view text) {
-  return ParseAs<Object>("Object", text);
+  Tree tree;
+  if (!ReadTree(text, tree)) return nullptr;
+  const auto first =
+      std::ranges::find_if(tree, [](const auto& node) { return node.first != "<xmlcomment>"; });
+  return first == tree.end() || first->first != "Object" ? nullptr : Read<Object>(first->second);
 }
 
 std::string Object::ToText() const { return ToDocument(*this); }

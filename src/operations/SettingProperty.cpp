@@ -6,6 +6,15 @@
 
 namespace Morvu {
 
+std::string JoinRemarks(const Feature& feature) {
+  std::string text;
+  for (const auto& remark : feature.GetRemarks()) {
+    if (!text.empty()) text += "; ";
+    text += remark.text;
+  }
+  return text;
+}
+
 std::unique_ptr<XmlMessaging::Property> DescribeSetting(
     const PropertyEntry& entry, DeviceManagement::Device* device,
     const std::function<SettingReading(DeviceManagement::Device&)>& read) {
@@ -19,8 +28,7 @@ std::unique_ptr<XmlMessaging::Property> DescribeSetting(
     return element;
   }
   element->SetAttribute("status", std::to_string(ToToldNumber(reading.code)));
-  const auto detail =
-      reading.detail.empty() ? DescribeNvmeStatus(reading.code) : std::string(reading.detail);
+  const auto detail = reading.detail.empty() ? DescribeNvmeStatus(reading.code) : reading.detail;
   if (!detail.empty()) element->SetAttribute("detail", detail);
   return element;
 }

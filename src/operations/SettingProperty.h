@@ -8,14 +8,18 @@
 
 #include "frame/StatusCode.h"
 #include "messaging/features/CimClass.h"
+#include "messaging/features/Feature.h"
 
 namespace Morvu {
 
 struct SettingReading {
   StatusCode code = Status::NotRun;  // 0 when the drive has told its value
   std::string text{};
-  std::string detail{};  // what else the drive said of a failure, for the attribute "detail"
+  std::string detail{};  // what the drive itself said of a failure
 };
+
+// The run's remarks, for the attribute "detail".
+std::string JoinRemarks(const Feature& feature);
 
 // The element of the property: its description without a device; with one, the value as its
 // text, or the attribute "status" with the reason why there is none. Null on a drive that

@@ -33,7 +33,9 @@ TEST(ProgressLine, IsRenewedInPlaceAndGoneAtTheEnd) {
     line.SetPercent(7);
     line.SetPercent(140);
   }
-  EXPECT_THAT(out.str(), MatchesRegex("\r.\\[Kerase  7 %  0:00:0.\r.\\[Kerase  100 %  .*\r.\\[K"));
+  for (const auto* text : {"erase  0:0", "erase  7 %  0:0", "erase  100 %  0:0"}) {
+    EXPECT_THAT(out.str(), HasSubstr(std::string(kErase) + text));
+  }
   EXPECT_THAT(out.str(), EndsWith(kErase));
 }
 
@@ -55,6 +57,7 @@ TEST(ProgressLine, BelongsToTheOutermostRun) {
   const ProgressLine::Run run(line, "outer");
   { const ProgressLine::Run inner(line, "inner"); }
   line.SetPercent(50);
+  const ProgressLine::Gap gap(line);
   EXPECT_THAT(out.str(), HasSubstr("outer  50 %"));
 }
 
@@ -144,7 +147,8 @@ std::string EraseOnto(bool isTerminal, const char* kind) {
   std::ostringstream out;
   const auto progress = MorvuTool::MakeProgressLine(0ms);
   EXPECT_EQ(Testing::RunToolLine({"-drive_index", "0", "-secure_erase", "-force"},
-                                 {in, out, false, *progress}),
+                                 {in, out, false, *progress})
+                .code,
             0);
   return error.Collect();
 }

@@ -71,7 +71,7 @@ TEST(Prompt, WritesWhatIsThereBeforeAFeatureBegins) {
   Snapshots written;
   std::ostream out(&written);
   std::istringstream in;
-  EXPECT_EQ(RunToolLine({"-drive_index", "0", "-smart"}, CLIStreams{in, out}), 0);
+  EXPECT_EQ(RunToolLine({"-drive_index", "0", "-smart"}, CLIStreams{in, out}).code, 0);
   ASSERT_FALSE(written.texts.empty());
   EXPECT_THAT(written.texts.front(),
               AllOf(HasSubstr("Drive Information"), Not(HasSubstr("Normalized"))));
@@ -177,7 +177,7 @@ TEST(PromptDrives, LetNoTextOfADriveSteerTheTerminal) {
 
   std::istringstream in;
   std::ostringstream out;
-  EXPECT_EQ(RunToolLine({"-drive_list"}, CLIStreams{in, out, true}), 0);
+  EXPECT_EQ(RunToolLine({"-drive_list"}, CLIStreams{in, out, true}).code, 0);
   EXPECT_THAT(out.str(), HasSubstr("| A,B \"C\" ?C:RED>D?/c> [31m TRANS?E "));
 }
 

@@ -39,7 +39,8 @@ TEST_P(LongRunTest, ShowsItsPercentsWithoutAWordOfTheFamily) {
   std::istringstream in;
   std::ostringstream out, terminal;
   ProgressLine progress(terminal, 0ms);
-  EXPECT_EQ(Testing::RunToolLine(words, {in, out, false, progress}), 0) << out.str();
+  EXPECT_EQ(Testing::RunToolLine(words, CLIStreams{in, out, false, progress}).code, 0) << out.str();
+  EXPECT_THAT(terminal.str(), HasSubstr("Looking for drives  0:0"));
   EXPECT_THAT(terminal.str(), ::testing::ContainsRegex("\\[K" + name + "  [0-9]+ %  0:0"));
   EXPECT_THAT(terminal.str(), EndsWith(kErase));
   EXPECT_THAT(out.str(), Not(HasSubstr(kErase)));

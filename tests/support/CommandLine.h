@@ -12,6 +12,7 @@ namespace Morvu::Testing {
 
 struct LineOutcome {
   StatusCode code = Status::NotRun;
+  StatusCode sideResult = Status::NotRun;
   std::string output;
   // What the feature printed, behind the banner and the drive's information.
   std::string GetFeatureOutput() const {
@@ -20,8 +21,8 @@ struct LineOutcome {
   }
 };
 
-// Runs a command line on these streams; the code.
-inline StatusCode RunToolLine(const std::vector<std::string>& words, const CLIStreams& streams) {
+// Runs a command line on these streams; its codes.
+inline LineOutcome RunToolLine(const std::vector<std::string>& words, const CLIStreams& streams) {
   DeviceManagement::ScanOptions options;
   options.identify = true;
   const ToolConfig config{.toolName = "tool",
@@ -36,7 +37,10 @@ inline StatusCode RunToolLine(const std::vector<std::string>& words, const CLISt
   QRKCLI cli(GetFeatures(), config, streams);
   std::vector<const char*> arguments{"tool"};
   for (const auto& word : words) arguments.push_back(word.c_str());
-  return cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+  LineOutcome outcome;
+  outcome.code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+  outcome.sideResult = cli.GetSideResult();
+  return outcome;
 }
 
 // Runs a command line. `answers` is what the user types.
@@ -44,8 +48,7 @@ inline LineOutcome RunToolLine(const std::vector<std::string>& words,
                                const std::string& answers = "") {
   std::istringstream in(answers);
   std::ostringstream out;
-  LineOutcome outcome;
-  outcome.code = RunToolLine(words, CLIStreams{in, out});
+  auto outcome = RunToolLine(words, CLIStreams{in, out});
   outcome.output = out.str();
   return outcome;
 }

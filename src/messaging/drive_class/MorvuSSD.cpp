@@ -15,6 +15,7 @@
 #include "messaging/drive_class/MethodCall.h"
 #include "messaging/drive_class/RequestCheck.h"
 #include "messaging/features/Feature.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 namespace {
@@ -244,6 +245,7 @@ StatusCode AnswerRequest(JobContext& context, List& list) {
 }  // namespace
 
 std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
+  const FirmwareModulesScope modules;  // each is verified once, however many drives ask it
   context.services->SetNotifyProgress(true);
   auto reply = std::make_unique<Message>();
   reply->SetAttribute("subject", context.subject);

@@ -17,8 +17,12 @@
 #include "messaging/drive_class/Features.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "operations/firmware/FirmwareUpdate.h"
+#include "operations/settings/SctPhy.h"
+#include "operations/settings/SctSettings.h"
 #include "operations/settings/SetFeature.h"
 #include "parsers/nvme/GetFeature_NVMe.h"
+#include "parsers/sct/ErrorRecoveryControl.h"
+#include "parsers/sct/FeatureControlParser.h"
 
 namespace Morvu {
 namespace {
@@ -27,6 +31,10 @@ namespace Properties = DeviceManagement::Properties;
 
 constexpr CimProperty::Getter Generic = &GetGenericProperty;
 constexpr CimProperty::Getter NvmeFeature = &GetNvmeFeatureProperty;
+constexpr CimProperty::Getter Phy = &GetPhyProperty;
+constexpr CimProperty::Getter Sct = &GetSctProperty;
+constexpr CimProperty::Getter SctState = &GetFeatureControlProperty;
+constexpr CimProperty::Getter ErrorRecovery = &GetErrorRecoveryProperty;
 constexpr CimProperty::Setter None = nullptr;
 
 constexpr CimProperty kProperties[] = {
@@ -36,12 +44,8 @@ static_assert(std::size(kProperties) == 77);
 
 // Declared "io", and refused until their setters are there.
 constexpr const PropertyEntry* kSettersToCome[] = {
-    &Properties::EnduranceAnalyzer, &Properties::MaximumLBA,
-    &Properties::PhyConfig,         &Properties::PhysicalSectorSize,
-    &Properties::PhySpeed,          &Properties::PLITestTimeInterval,
-    &Properties::PowerGovernorMode, &Properties::ReadErrorRecoveryTimer,
-    &Properties::SSCEnabled,        &Properties::TempLoggingInterval,
-    &Properties::WriteCacheState,   &Properties::WriteErrorRecoveryTimer,
+    &Properties::EnduranceAnalyzer,
+    &Properties::MaximumLBA,
 };
 // A row has a setter, or waits for one, when it is "io" and only then.
 #ifndef __SANITIZE_ADDRESS__  // behind it GCC takes no comparison of addresses for constant

@@ -35,8 +35,8 @@ constexpr std::string_view kDirections[] = {"i", "o", "io"};
 
 // With what a description or a list shows, which a host may send back.
 constexpr std::string_view kPropertyAttributes[] = {
-    "name",      "displayName", "type", "value",      "size",
-    "direction", "required",    "key",  "powercycle", "status"};
+    "name",     "displayName", "type",       "value",  "size",  "direction",
+    "required", "key",         "powercycle", "status", "detail"};
 
 // By subject. The drive class's properties stand in its table; its unknown names have a code
 // of their own.

@@ -63,6 +63,9 @@ struct OptionDeclaration {
   std::span<const std::string_view> examples;
   OptionScan scan = OptionScan::Partitions;
   Runner run = nullptr;  // of a feature
+  // The end of a line with too few words or too many for the option.
+  StatusCode wrongWords = Status::InvalidArguments;
+  std::string_view restArgument{};  // in a call: the words behind the declared ones, with blanks
 };
 
 struct FeatureRecord {

@@ -8,6 +8,7 @@
 #include "frame/status/Requests.h"
 #include "messaging/features/JobContext.h"
 #include "operations/Operation.h"
+#include "operations/erase/EraseEnd.h"
 
 namespace Morvu {
 
@@ -163,9 +164,10 @@ StatusCode Format::Runner(Device& device, const FormatSettings& settings, Face& 
   if (answer != Status::ReadyToRun) return answer;
   format.SetForce(true);
   if (settings.secureErase == 1) format.SetEnhanced(true);
+  const auto mounts = FindDriveMounts(device);
   face.Begin("Formatting the drive...");
   format.Execute();
-  return format.GetErrorCode();
+  return EndErase(format, mounts, face);
 }
 
 namespace {

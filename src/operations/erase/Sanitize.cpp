@@ -13,6 +13,8 @@
 #include "frame/status/Requests.h"
 #include "frame/status/Testing.h"
 #include "operations/Operation.h"
+#include "operations/erase/EraseEnd.h"
+#include "operations/erase/EraseWitness.h"
 
 namespace Morvu {
 
@@ -22,6 +24,7 @@ namespace Properties = DeviceManagement::Properties;
 namespace {
 
 // The Count register of SANITIZE STATUS EXT (ACS-3, 7.36.8).
+constexpr std::uint16_t kCompleted = 0x8000;  // without error
 constexpr std::uint16_t kInProgress = 0x4000;
 constexpr std::uint16_t kFrozen = 0x2000;
 // LBA 15:0 while no sanitize is under way.
@@ -125,7 +128,11 @@ std::int32_t Sanitize::Execute() {
     End(Status::NoCommunication);
     return false;
   }
+  EraseWitness witness(*device_);
   const auto code = SanitizeProcess();
+  if (code == Status::Completed) {
+    if (const auto remark = DescribeVerdict(witness.Compare())) Tell(*remark);
+  }
   SetErrorCode(code);
   if (code == Status::Completed) return true;
   SetState(FeatureState::Failed);
@@ -191,8 +198,12 @@ bool Sanitize::IsOver(StatusCode& code) {
   MORVU_LOG(kLogInfo, "GetSanitizeResult",
             "Sanitize Count field = " + std::to_string(answer.count >> 8));
   // Some adapters hand on the lower half of the count alone, which leaves the progress.
-  const bool isIdle =
-      answer.Has(DeviceManagement::AtaAnswer::kUpper) && (answer.count & kInProgress) == 0;
+  const bool isTold = answer.Has(DeviceManagement::AtaAnswer::kUpper);
+  const bool isIdle = isTold && (answer.count & kInProgress) == 0;
+  if (isIdle && (answer.count & kCompleted) == 0) {
+    Warn("The drive does not say that the sanitize was completed without error.");
+    MORVU_LOG(kLogWarning, "GetSanitizeResult", GetRemarks().back().text);
+  }
   return progress == kProgressEnd || isIdle;
 }
 
@@ -203,10 +214,11 @@ StatusCode Sanitize::Runner(Device& device, Face& face, std::string_view type) {
   if (answer != Status::ReadyToRun) return answer;
 
   sanitize.SetForce(true);
+  const auto mounts = FindDriveMounts(device);
   face.Begin("Issuing sanitize...");
   face.Say("WARNING! Do not power off the drive while sanitize is executing.");
   sanitize.Execute();
-  return sanitize.GetErrorCode();
+  return EndErase(sanitize, mounts, face);
 }
 
 namespace {

@@ -4,18 +4,14 @@
 
 #include <string_view>
 
-#include "devices/commands/CommandSet_ATA.h"
 #include "messaging/features/Face.h"
 #include "messaging/features/Feature.h"
+#include "operations/erase/ErasePassword.h"
 
 namespace Morvu {
 
-// From the set password to the end of a run the drive is locked by kPassword: who
-// loses power in between unlocks it with that (docs/recovery.md).
 class SecureErase : public Function {
  public:
-  static constexpr std::string_view kPassword = "quillfen";
-
   // `force`: go on although the drive has partitions. `enhanced`: the drive's enhanced
   // erase mode. A drive that is frozen is put in standby, and refused.
   SecureErase(DeviceManagement::Device* device, bool force, bool enhanced,
@@ -30,20 +26,17 @@ class SecureErase : public Function {
 
  private:
   struct Rules;
-  using PasswordCommand = StatusCode (DeviceManagement::CommandSet_ATA::*)(ByteSpan);
-
   bool SecureEraseProcess();
   bool IsFrozen() const;
-  // Sends a security command with the block that holds the password.
-  bool Send(PasswordCommand command);
-  bool ErasePrepare();
-  bool EraseUnit();
+  // The erase, and the password off again whatever came of it.
+  StatusCode EraseByPassword();
+  StatusCode SendErase(ErasePassword& password);
   // Logs, and sets the code, when the host asked to stop.
   bool IsCanceled();
-  // The same while the password is set: it is taken off.
-  bool IsCanceledLocked();
-  bool Fail(std::string_view text, StatusCode code);
-  void CleanUp();
+  // Logs; the code.
+  StatusCode Fail(std::string_view text, StatusCode code);
+  // A drive that may still have the password is warned of.
+  void TellPassword(ErasePassword::State state);
 
   bool force_;
   bool enhanced_;

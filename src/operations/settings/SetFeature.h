@@ -23,9 +23,6 @@ class SetFeature : public Function {
   void Initialize() override;
   std::int32_t Execute() override;
 
-  // The status by which an NVMe drive refused, in words; else empty.
-  const std::string& GetDetail() const { return detail_; }
-
  private:
   struct Rules;
 
@@ -36,7 +33,6 @@ class SetFeature : public Function {
   std::uint8_t featureId_;
   std::uint32_t value1_;
   std::uint32_t value2_;
-  std::string detail_;
 };
 
 // The temperature at which an NVMe drive warns, in kelvins.

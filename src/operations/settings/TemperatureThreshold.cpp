@@ -6,6 +6,7 @@
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "operations/Operation.h"
+#include "operations/SettingProperty.h"
 #include "operations/settings/SetFeature.h"
 
 namespace Morvu {
@@ -50,7 +51,7 @@ StatusCode TemperatureThreshold::SetProperty(XmlMessaging::Property& request, De
   TemperatureThreshold set(&device, static_cast<std::uint16_t>(*degrees + kZeroCelsius),
                            NoReporter());
   if (set.GetErrorCode() == Status::ReadyToRun) set.Execute();
-  request.SetAttribute("detail", set.GetDetail());
+  request.SetAttribute("detail", JoinRemarks(set));
   return set.GetErrorCode();
 }
 
@@ -67,7 +68,7 @@ StatusCode RunTempThreshold(const FeatureCall& call) {
   TemperatureThreshold set(&call.GetDevice(), static_cast<std::uint16_t>(*degrees + kZeroCelsius),
                            call.face.GetReporter());
   if (set.GetErrorCode() == Status::ReadyToRun) set.Execute();
-  if (!set.GetDetail().empty()) call.face.Say(set.GetDetail());
+  TellRemarks(set, call.face);
   return set.GetErrorCode();
 }
 
@@ -93,6 +94,7 @@ constexpr OptionDeclaration kOptions[] = {
 extern constexpr FeatureRecord TemperatureThresholdRecord = {
     .name = "TemperatureThreshold",
     .needsDrive = true,
+    .isSequence = true,
     .options = kOptions,
 };
 

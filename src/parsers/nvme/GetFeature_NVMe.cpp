@@ -4,7 +4,8 @@
 
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/identification/Products.h"
-#include "devices/model/DeviceList.h"
+#include "devices/model/Device.h"
+#include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/NvmeFeatureProperties.h"
 #include "devices/properties/SettingProperties.h"
@@ -22,6 +23,7 @@
 namespace Morvu {
 
 using DeviceManagement::Device;
+using DeviceManagement::DriveHold;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
@@ -220,6 +222,8 @@ StatusCode RunGetFeature(const FeatureCall& call) {
   if (!call.arguments.Has(kIdArgument) || !id) return Status::InvalidArguments;
   const auto* feature = FindNvmeFeature(*id);
   if (feature == nullptr || !feature->isOption) return Status::InvalidFeatureId;
+  const DriveHold hold(call.GetDevice(), DriveHold::Kind::Moment);
+  if (!hold.IsTaken()) return hold.GetStatus();
   GetFeature_NVMe get(&call.GetDevice(), *feature, call.face.GetReporter());
   if (get.GetErrorCode() == Status::ReadyToRun && get.Execute() != 0) {
     call.face.Show(get.GetTable());
@@ -231,6 +235,8 @@ StatusCode RunGetFeature(const FeatureCall& call) {
 // does not.
 StatusCode RunGetFeatureMethod(const FeatureCall& call, JobContext& context) {
   auto& reporter = call.face.GetReporter();
+  const DriveHold hold(call.GetDevice(), DriveHold::Kind::Moment);
+  if (!hold.IsTaken()) return hold.GetStatus();
   StatusCode result = Status::Completed;
   std::size_t done = 0;
   for (const auto& feature : kFeatures) {
