@@ -234,7 +234,7 @@ TEST(Format, AFrozenSataDriveIsSanitized) {
 TEST(Format, ForceDoesNotOverrideAPassword) {
   MethodDelete scene(SataSpec(), {{"force", "True"}});
   scene.drive.AddPartition();
-  scene.shape = [](Device& device) { device.AddProperty(Properties::SecurityEnabled, true); };
+  scene.drive.State().ata.security.enabled = 1;
   const auto run = RunScene(scene, nullptr, 0);
   EXPECT_EQ(run.code, Status::EraseSecurityEnabled);
   EXPECT_EQ(std::ranges::count(GetOpcodes(run.commands), kSetPassword), 0);
@@ -320,16 +320,10 @@ bool WasErased(const std::vector<JournalEntry>& commands, int opcode) {
   });
 }
 
-// The tests of the connection; the third is that of the partitions, which are then not
-// taken for none.
-StatusCode LostAt(std::size_t index) {
-  return index == 3 ? Status::HasPartition : Status::NoCommunication;
-}
-
 TEST(FormatFaults, EachNvmeCommandFails) {
   SweepFaults<NvmeDelete>(Fault::Fail().Times(1), [](NvmeDelete& scene, const SweptRun& run) {
     const bool isFormat = run.Met().Opcode() == kFormatNvm;
-    EXPECT_EQ(run.code, isFormat ? FromNvmeStatus(6) : LostAt(run.index));
+    EXPECT_EQ(run.code, isFormat ? FromNvmeStatus(6) : Status::NoCommunication);
     EXPECT_TRUE(scene.IsUntouched());
     if (isFormat) {
       EXPECT_EQ(run.percents.back(), 100);
@@ -339,7 +333,8 @@ TEST(FormatFaults, EachNvmeCommandFails) {
 
 TEST(FormatFaults, TheNvmeDriveVanishes) {
   SweepFaults<NvmeDelete>(Fault::Vanish(), [](NvmeDelete& scene, const SweptRun& run) {
-    EXPECT_EQ(run.code, run.Met().Opcode() == kFormatNvm ? -ENODEV : LostAt(run.index));
+    const bool isFormat = run.Met().Opcode() == kFormatNvm;
+    EXPECT_EQ(run.code, isFormat ? StatusCode(-ENODEV) : Status::NoCommunication);
     EXPECT_TRUE(scene.IsUntouched());
   });
 }

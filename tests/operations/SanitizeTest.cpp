@@ -258,6 +258,9 @@ TEST(Sanitize, EachCommandFails) {
           EXPECT_EQ(run.code, Status::SanitizeUnsuccessful);
           EXPECT_TRUE(scene.IsUntouched());
           EXPECT_FALSE(scene.IsRunning());
+        } else if (met.Opcode() == 0xEC) {
+          EXPECT_EQ(run.code, Status::NoCommunication);
+          EXPECT_TRUE(scene.IsUntouched());
         } else {
           const bool before = run.index < run.good.size() - 11;
           EXPECT_EQ(run.code, isWatch && !before ? Status::SanitizeReasonNotReported : 0);

@@ -123,11 +123,13 @@ class LineScene : public EraseScene {
   std::string answers_;
 };
 
-// The opcodes of the commands, without the NOPs that test the connection.
+// The opcodes of the commands, without those that ask: NOP, and IDENTIFY.
 inline std::vector<int> GetOpcodes(const std::vector<Simulator::JournalEntry>& commands) {
   std::vector<int> opcodes;
   for (const auto& command : commands) {
-    if (command.Opcode() != 0) opcodes.push_back(command.Opcode());
+    const int opcode = command.Opcode();
+    const bool asks = opcode == 0 || opcode == (command.IsAta() ? 0xEC : 0x06);
+    if (!asks) opcodes.push_back(opcode);
   }
   return opcodes;
 }

@@ -38,6 +38,8 @@ constexpr EraseTexts kTexts = {
     .unable = "Unable to Secure Erase the selected drive.",
     .warning = "WARNING! You have selected to secure erase the drive!",
     .prompt = "Proceed with the secure erase?",
+    .begin = "Secure Erasing the drive...",
+    .afterwards = "Please power cycle the drive or system in order to update the partition list",
 };
 
 constexpr std::string_view kDescriptions[] = {
@@ -64,10 +66,6 @@ struct SecureErase::Rules {
   static bool SecurityEnabled(SecureErase& erase) {
     return erase.device_->GetBool(Properties::SecurityEnabled);
   }
-  // A drive that is going to be power-cycled is put in standby first.
-  static bool FrozenAndAwake(SecureErase& erase) {
-    return erase.IsFrozen() && !erase.StandbyImmediate();
-  }
   static bool Frozen(SecureErase& erase) { return erase.IsFrozen(); }
 
   // clang-format off
@@ -82,29 +80,36 @@ struct SecureErase::Rules {
       {OfDevice<Refuse::DeviceFault>,        Status::DeviceFault},
       {SecurityUnsupported,                  Status::EraseSecurityUnsupported},
       {OpalInUse,                            Status::OpalActiveOrUnknown},
-      {Unforced<Refuse::PartitionsUnknown>,  Status::NoCommunication},
-      {Unforced<Refuse::PartitionsUnasked>,  Status::PartitionCheckFailed},
-      {Unforced<Refuse::HasPartition>,       Status::HasPartition},
+      {Refuse::PartitionsNotToldTo<SecureErase>, Status::PartitionCheckFailed},
+      {Refuse::PartitionMet<SecureErase>,    Status::HasPartition},
       {SecurityEnabled,                      Status::EraseSecurityEnabled},
-      {FrozenAndAwake,                       Status::EraseStandbyFailed},
       {Frozen,                               Status::SecurityFrozen},
   };
   // clang-format on
 };
 
-SecureErase::SecureErase(Device* device, bool force, bool enhanced, ProgressReporter& reporter)
-    : Function(device, reporter), force_(force), enhanced_(enhanced) {
+SecureErase::SecureErase(Device* device, const ErasePermit* permit, bool enhanced,
+                         ProgressReporter& reporter)
+    : Erasure(device, permit, reporter), enhanced_(enhanced) {
   SecureErase::Initialize();
 }
 
-void SecureErase::Initialize() { EndInitialize(FirstRefusal<SecureErase>(Rules::kTable, *this)); }
-
-std::int32_t SecureErase::Execute() {
-  if (!BeginExecute()) return false;
-  if (MayErase(*device_, force_)) return SecureEraseProcess();
-  End(Status::NoCommunication);
-  return false;
+void SecureErase::Initialize() {
+  BeginInitialize();
+  EndInitialize(FirstRefusal<SecureErase>(Rules::kTable, *this));
 }
+
+StatusCode SecureErase::Refuse(StatusCode code) {
+  const bool isFrozen = code == Status::SecurityFrozen;
+  return isFrozen && !StandbyImmediate() ? Status::EraseStandbyFailed : code;
+}
+
+std::optional<std::chrono::minutes> SecureErase::GetDuration(
+    const DeviceManagement::FreshIdentity& identity) const {
+  return enhanced_ ? identity.enhancedEraseTime : identity.eraseTime;
+}
+
+std::int32_t SecureErase::Execute() { return BeginErase() && SecureEraseProcess(); }
 
 bool SecureErase::SecureEraseProcess() {
   if (IsFrozen()) {
@@ -127,14 +132,15 @@ bool SecureErase::SecureEraseProcess() {
   SetPercent(10);
   StandbyImmediate();
 
-  // No command may come between prepare and erase.
+  if (IsCanceledLocked()) return false;
+  SleepFor(kPause);
+  if (IsCanceledLocked()) return false;
+
+  // No command may come between prepare and erase, and the fewer can the shorter it is.
   if (!ErasePrepare()) return Fail("Erase Prepare failed.", Status::ErasePrepareFailed);
   MORVU_LOG(kLogInfo, "SecureEraseProcess", "Erase Prepare successful.");
   SetPercent(20);
-  if (IsCanceledLocked()) return false;
-  SleepFor(kPause);
   SetPercent(40);
-  if (IsCanceledLocked()) return false;
   if (!EraseUnit()) return Fail("Erase failed.", Status::EraseUnitFailed);
 
   MORVU_LOG(kLogInfo, "SecureEraseProcess", "Erased successfully.");
@@ -190,25 +196,8 @@ void SecureErase::CleanUp() {
 }
 
 StatusCode SecureErase::Runner(Device& device, Face& face, bool enhanced) {
-  SecureErase erase(&device, false, enhanced, face.GetReporter());
-  const bool hadPartition = erase.GetErrorCode() == Status::HasPartition;
-  const auto answer = ConfirmErase(erase.GetErrorCode(), face, kTexts);
-  if (answer != Status::ReadyToRun) return answer;
-
-  erase.SetForce(true);
-  if (hadPartition) {
-    // The partition stood before the drive's security state, which still counts.
-    erase.Initialize();
-    if (erase.GetErrorCode() != Status::ReadyToRun) {
-      face.Say(kTexts.unable);
-      return erase.GetErrorCode();
-    }
-  }
-  face.Begin("Secure Erasing the drive...");
-  if (erase.Execute() && hadPartition) {
-    face.Say("Please power cycle the drive or system in order to update the partition list");
-  }
-  return erase.GetErrorCode();
+  SecureErase erase(&device, nullptr, enhanced, face.GetReporter());
+  return RunErase(erase, face, kTexts);
 }
 
 namespace {
@@ -219,7 +208,7 @@ StatusCode RunSecureErase(const FeatureCall& call) {
 }
 
 StatusCode AssessSecureErase(Device& device) {
-  return SecureErase(&device, false, false, NoReporter()).GetErrorCode();
+  return SecureErase(&device, nullptr, false, NoReporter()).GetErrorCode();
 }
 
 constexpr MethodParameter kParameters[] = {{"EnhancedErase", "boolean"}, {"force", "boolean"}};

@@ -5,26 +5,26 @@
 #include <string_view>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "messaging/features/Face.h"
-#include "messaging/features/Feature.h"
+#include "operations/erase/Erasure.h"
 
 namespace Morvu {
 
 // From the set password to the end of a run the drive is locked by kPassword: who
 // loses power in between unlocks it with that (docs/recovery.md).
-class SecureErase : public Function {
+class SecureErase : public Erasure {
  public:
   static constexpr std::string_view kPassword = "quillfen";
 
-  // `force`: go on although the drive has partitions. `enhanced`: the drive's enhanced
-  // erase mode. A drive that is frozen is put in standby, and refused.
-  SecureErase(DeviceManagement::Device* device, bool force, bool enhanced,
+  // `permit` may be null: then nothing is erased. `enhanced`: the drive's enhanced erase mode.
+  SecureErase(DeviceManagement::Device* device, const ErasePermit* permit, bool enhanced,
               ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
-  bool IsForced() const { return force_; }
-  void SetForce(bool force) { force_ = force; }
+  // A drive that is frozen is put in standby, as its power has to go off.
+  StatusCode Refuse(StatusCode code) override;
+  std::optional<std::chrono::minutes> GetDuration(
+      const DeviceManagement::FreshIdentity& identity) const override;
 
   static StatusCode Runner(DeviceManagement::Device& device, Face& face, bool enhanced);
 
@@ -45,7 +45,6 @@ class SecureErase : public Function {
   bool Fail(std::string_view text, StatusCode code);
   void CleanUp();
 
-  bool force_;
   bool enhanced_;
 };
 
