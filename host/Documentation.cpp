@@ -38,6 +38,9 @@ The status code whose text the tool printed last, unless listed below.
 .B 24 to 42
 Status codes 284 to 302.
 .TP
+.B 43, 44, 63
+Status codes 126, 127, 130, with which a shell ends by itself.
+.TP
 .B 46 to 55
 Status codes 273 to 282.
 .TP
@@ -56,9 +59,22 @@ An error of the operating system.
 .TP
 .B 100
 Any other failure.
+.TP
+.B 191
+The run ended well, and a line that begins with "WARNING!" tells what that does not mean.
+.TP
+.B 191
+The run ended well, and a line that begins with WARNING! tells what it does not mean.
 .PP
 Where the text that was printed last is an NVMe status, the exit status is its number from 1 to 255,
-and 100 for larger ones and for 0x012.
+and 100 for larger ones, for 0x012, 0x07E, 0x07F and 0x082.
+.SH ENVIRONMENT
+.TP
+.B NO_COLOR
+Texts have no colours.
+.TP
+.B TERM
+A terminal that is "dumb" gets neither colours nor the line that shows how far a long run is.
 )";
 
 constexpr std::string_view kRights =
@@ -66,30 +82,6 @@ constexpr std::string_view kRights =
 Drives are reached through /dev/sg* and /dev/nvme*; opening them and sending commands to them takes
 the rights of root (CAP_SYS_RAWIO and CAP_SYS_ADMIN). Without them the tool tells what is missing.
 )";
-
-constexpr std::string_view kCompletion =
-    R"bash(# bash completion for @NAME@
-_@NAME@() {
-  local current="${COMP_WORDS[COMP_CWORD]}" previous="${COMP_WORDS[COMP_CWORD-1]}" nodes
-  COMPREPLY=()
-  if [[ $current != -* ]]; then
-    case "$previous" in
-      -drive_path)
-        nodes="$(compgen -G '/dev/sg[0-9]*'; compgen -G '/dev/nvme[0-9]*')"
-        COMPREPLY=($(compgen -W "$nodes" -- "$current"))
-        return ;;
-      @WITH_FILE@)
-        compopt -o filenames 2>/dev/null
-        COMPREPLY=($(compgen -f -- "$current")) ;;
-      @WITH_VALUE@)
-        return ;;
-    esac
-    [[ -n $current ]] && return
-  fi
-  COMPREPLY+=($(compgen -W "@OPTIONS@" -- "$current"))
-}
-complete -F _@NAME@ @NAME@
-)bash";
 
 // A text with what troff would read otherwise made plain.
 std::string Escape(std::string_view text) {
@@ -146,26 +138,6 @@ std::string MakeManualPage(const CLIParser& parser, const Morvu::ToolConfig& con
   return text + std::string(kExitStatus) + std::string(kRights);
 }
 
-std::string MakeBashCompletion(const CLIParser& parser, const Morvu::ToolConfig& config) {
-  std::vector<std::string> options;
-  std::vector<std::string> withFile = {"-"};  // "-" stands for no option: a case needs a pattern
-  std::vector<std::string> withValue = {"-"};
-  for (const auto& parameter : parser.GetParameters()) {
-    if (parameter->IsHidden()) continue;
-    const auto& name = parameter->GetName();
-    options.push_back(name);
-    const bool takesFile = std::ranges::any_of(
-        parameter->GetArgumentNames(), [](const auto& each) { return each == "[filename]"; });
-    if (takesFile) withFile.push_back(name);
-    const auto kind = parameter->GetKind();
-    if (kind == OptionKind::Numbers || kind == OptionKind::Text) withValue.push_back(name);
-  }
-  auto text = Morvu::ReplaceAll(kCompletion, "@NAME@", config.toolName);
-  text = Morvu::ReplaceAll(text, "@OPTIONS@", Morvu::Join(options, " "));
-  text = Morvu::ReplaceAll(text, "@WITH_FILE@", Morvu::Join(withFile, "|"));
-  return Morvu::ReplaceAll(text, "@WITH_VALUE@", Morvu::Join(withValue, "|"));
-}
-
 namespace {
 
 // Option and arguments, and what it does: two cells.
@@ -198,7 +170,9 @@ std::string MakeOptionTables(std::span<const Morvu::FeatureRecord* const> featur
     }
   }
   text += "\n| Option | What it does |\n|---|---|\n";
-  for (const auto& option : Morvu::GetToolOptions()) text += MakeOptionCells(option) + '\n';
+  for (const auto& option : Morvu::GetToolOptions()) {
+    if (option.isTold) text += MakeOptionCells(option.declaration) + '\n';
+  }
   return text;
 }
 

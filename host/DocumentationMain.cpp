@@ -15,7 +15,8 @@ int main(int argc, char** argv) {
   if (kind == "man") {
     std::cout << MorvuTool::MakeManualPage(cli, MorvuTool::GetToolConfig());
   } else if (kind == "bash-completion") {
-    std::cout << MorvuTool::MakeBashCompletion(cli, MorvuTool::GetToolConfig());
+    std::cout << MorvuTool::MakeBashCompletion(cli, MorvuTool::GetToolConfig(),
+                                               Morvu::GetFeatures());
   } else if (kind == "options") {
     std::cout << MorvuTool::MakeOptionTables(Morvu::GetFeatures());
   } else {

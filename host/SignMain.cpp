@@ -1,7 +1,6 @@
 // morvu-sign: makes tagged shared objects, the only ones that the library loads.
 #include <cstdio>
 #include <exception>
-#include <filesystem>
 #include <span>
 #include <string>
 #include <string_view>
@@ -31,24 +30,9 @@ int Verify(std::span<const char* const> paths) {
 }
 
 int Sign(const std::string& path, const std::string& tagged) {
-  if (!SignLibrary(path)) {
-    std::fprintf(stderr, "morvu-sign: cannot read %s, or cannot write its tagged copy\n",
-                 path.c_str());
-    return kExitFailed;
-  }
-  if (tagged.empty()) return 0;
-  const auto made = GetTaggedPath(path);
-  std::error_code error;
-  std::filesystem::rename(made, tagged, error);
-  if (!error) return 0;
-  // The place may be on another file system.
-  std::filesystem::copy_file(made, tagged, std::filesystem::copy_options::overwrite_existing,
-                             error);
-  std::error_code ignored;
-  std::filesystem::remove(made, ignored);
-  if (!error) return 0;
-  std::fprintf(stderr, "morvu-sign: cannot move %s to %s: %s\n", made.c_str(), tagged.c_str(),
-               error.message().c_str());
+  if (SignLibrary(path, tagged)) return 0;
+  std::fprintf(stderr, "morvu-sign: cannot read %s, or cannot write %s\n", path.c_str(),
+               tagged.c_str());
   return kExitFailed;
 }
 
@@ -58,7 +42,7 @@ int Run(std::span<const char* const> words) {
     std::fputs(kUsage, stderr);
     return kExitUsage;
   }
-  return Sign(words[0], words.size() == 2 ? words[1] : "");
+  return Sign(words[0], words.size() == 2 ? words[1] : GetTaggedPath(words[0]));
 }
 
 }  // namespace

@@ -7,6 +7,7 @@
 #include <iostream>
 
 #include "ExitStatus.h"
+#include "Terminal.h"
 #include "Tool.h"
 #include "frame/status/Files.h"
 #include "messaging/drive_class/Features.h"
@@ -14,7 +15,8 @@
 namespace {
 
 int Run(int argc, char** argv) {
-  const Morvu::CLIStreams streams{std::cin, std::cout, isatty(STDOUT_FILENO) == 1};
+  const auto progress = MorvuTool::MakeProgressLine();
+  const Morvu::CLIStreams streams{std::cin, std::cout, MorvuTool::TakesColours(), *progress};
   Morvu::QRKCLI cli(Morvu::GetFeatures(), MorvuTool::GetToolConfig(), streams);
   const auto code = cli.runCLI(argc, argv);
   // Output that nobody could read is no good end.

@@ -125,6 +125,8 @@ void AtaSanitize(AtaCommand& command);
 void AtaDownloadMicrocode(AtaCommand& command);
 void AtaFinishDownload(AtaCommand& command);  // another command follows a download
 
+void MakeSct(AtaState& ata);
+void PowerCycleSct(AtaState& ata);
 void ReadSctStatus(AtaCommand& command, std::span<std::uint8_t> block);
 bool ReadSctData(AtaCommand& command, std::span<std::uint8_t> into);
 void WriteSctKey(AtaCommand& command, std::span<const std::uint8_t> key);

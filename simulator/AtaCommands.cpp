@@ -46,10 +46,8 @@ void SetFeatures(AtaCommand& command) {
   auto& ata = command.Ata();
   switch (command.Feature()) {
     case 0x02:
-      ata.writeCache = 1;
-      return;
-    case 0x82:
-      ata.writeCache = 0;
+    case 0x82:  // where SCT leaves the write cache to it
+      if (ata.sct.features[0].state == 1) ata.writeCache = command.Feature() == 0x02;
       return;
     case 0xAA:
       ata.lookAhead = 1;

@@ -165,6 +165,7 @@ void MakeAta(DriveState& state, const DriveSpec& spec) {
   ata.identify[89] = 1;  // erase time: 2 minutes
   ata.identify[90] = 1;
 
+  MakeSct(ata);
   ata.sanitize.blockErase = ata.sanitize.cryptoScramble = 1;
   ata.sanitize.durationMs = 3000;
   ata.selfTest.supported = 1;
@@ -223,6 +224,7 @@ void PowerCycleAta(Drive& drive) {
     ++ata.firmware.activations;
   }
   ata.firmware.running = 0;
+  PowerCycleSct(ata);
   for (auto& attribute : ata.attributes) {
     if (attribute.id == 0x0C) ++attribute.raw;
   }

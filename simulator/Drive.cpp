@@ -154,7 +154,11 @@ void Drive::Execute(Transaction& transaction) {
 void Drive::Dispatch(Transaction& transaction) {
   switch (state_->kind) {
     case Kind::Ata:
-      ExecuteAtaDrive(*this, transaction);
+      if (Now() < state_->ata.sct.linkBackMs) {
+        transaction.hostStatus = kHostNoConnect;
+      } else {
+        ExecuteAtaDrive(*this, transaction);
+      }
       break;
     case Kind::Nvme:
       ExecuteNvmeDrive(*this, transaction);

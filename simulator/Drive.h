@@ -13,6 +13,8 @@ namespace Simulator {
 
 class Fleet;
 
+// What the adapter says of a drive whose link is down.
+inline constexpr std::uint16_t kHostNoConnect = 0x01;
 // What the adapter and the driver say of a command that got no answer in its time.
 inline constexpr std::uint16_t kHostTimedOut = 0x03, kDriverTimedOut = 0x06;
 

@@ -30,7 +30,7 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 7;
+inline constexpr std::uint32_t kStateVersion = 8;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
@@ -138,15 +138,31 @@ struct FirmwareState {
 };
 static_assert(sizeof(FirmwareState) == 80);
 
+inline constexpr std::size_t kSctFeatures = 8;
+
+struct SctFeatureState {
+  std::uint16_t state, options;  // as they are now
+  std::uint16_t savedState, savedOptions;
+};
+
 struct SctState {
-  std::uint16_t lastAction, lastFunction, lastStatus, reserved;
+  std::uint16_t lastAction, lastFunction, lastStatus;
   std::uint16_t transferValue;  // what the registers give back after a get
   std::uint16_t readTimer, writeTimer;
-  std::uint16_t featureState[8], featureOptions[8], featureCode[8];
   std::uint16_t tableIdentifier;
-  std::uint32_t savesUsed;
+  std::uint16_t refusedAction;   // an action that the drive does not know; 0: none
+  std::uint16_t refusedFeature;  // a feature code that feature control does not know
+  std::uint16_t savesLeft;       // settings that can still be kept over a power cycle
+  std::uint16_t linkAwayMs;      // how long the link is away after a COMINIT
+  std::uint16_t forgets;         // takes settings well and keeps none
+  SctFeatureState features[kSctFeatures];
+  // What identify words 77, 129 and 138 are from the next power cycle on, where it changes.
+  std::uint16_t nextWords[3];
+  std::uint8_t isNext;    // a bit for each of them
+  std::uint8_t phyWaits;  // PHY settings are seen after the power cycle, not at once
+  Wide linkBackMs;        // by the fleet's clock
 };
-static_assert(sizeof(SctState) == 68);
+static_assert(sizeof(SctState) == 104);
 
 struct AtaState {
   // IDENTIFY DEVICE as made from the drive's description. Words that commands
@@ -181,11 +197,23 @@ struct NvmeNamespace {
 };
 static_assert(sizeof(NvmeNamespace) == 24);
 
-struct NvmeFeature {
-  std::uint8_t supported, changeable, reserved[2];
-  std::uint32_t value, value12;
+// Which namespace a Get or Set Features may name for a feature.
+enum class FeatureScope : std::uint8_t {
+  Any,         // a lenient controller asks nothing of it
+  Controller,  // 0 or FFFFFFFFh: the feature is not namespace specific
+  Namespace,   // one that is there
 };
-static_assert(sizeof(NvmeFeature) == 12);
+
+struct NvmeFeature {
+  std::uint8_t supported, changeable, saveable;
+  FeatureScope scope;
+  std::uint32_t value, value12;
+  std::uint32_t defaultValue, savedValue;
+  std::uint8_t isSaved;
+  std::uint8_t forgets;  // takes a new value well and keeps the old one
+  std::uint8_t reserved[2];
+};
+static_assert(sizeof(NvmeFeature) == 24);
 
 struct NvmeState {
   std::uint8_t controller[4096];  // IDENTIFY CNS 1; the firmware text is put in with each answer
@@ -198,7 +226,8 @@ struct NvmeState {
   SanitizeState sanitize;
   std::uint8_t activeSlot, nextSlot, supportsSanitize, refusesIdentify;
   std::uint32_t resets;
-  std::uint32_t reserved;
+  std::uint16_t activationStatus;  // what an activation that was committed is answered with
+  std::uint16_t reserved;
 };
 
 struct ScsiState {
@@ -231,9 +260,9 @@ struct DriveState {
 };
 
 // One process of each width must agree on these.
-static_assert(sizeof(AtaState) == 1840);
-static_assert(sizeof(NvmeState) == 8832);
-static_assert(sizeof(DriveState) == 13944);
+static_assert(sizeof(AtaState) == 1880);
+static_assert(sizeof(NvmeState) == 11904);
+static_assert(sizeof(DriveState) == 17056);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator

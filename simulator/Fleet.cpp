@@ -196,10 +196,11 @@ Fleet::~Fleet() {
 std::uint64_t Fleet::Now() const {
   timespec now{};
   clock_gettime(CLOCK_REALTIME, &now);
-  const auto offset = std::atomic_ref(state_->clockOffsetMs).load();
   return static_cast<std::uint64_t>(static_cast<std::int64_t>(now.tv_sec) * 1000 +
-                                    now.tv_nsec / 1000000 + offset);
+                                    now.tv_nsec / 1000000 + PassedOver());
 }
+
+std::int64_t Fleet::PassedOver() const { return std::atomic_ref(state_->clockOffsetMs).load(); }
 
 void Fleet::AdvanceClock(std::int64_t milliseconds) {
   std::atomic_ref(state_->clockOffsetMs).fetch_add(milliseconds);

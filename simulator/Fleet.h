@@ -88,6 +88,7 @@ class Fleet {
 
   std::uint64_t Now() const;
   void AdvanceClock(std::int64_t milliseconds);
+  std::int64_t PassedOver() const;  // milliseconds by which the clock was advanced
 
   // Whether the waits of this process pass on the fleet's clock alone; off at first.
   bool SkipsWaits() const { return skipsWaits_.load(std::memory_order_relaxed); }

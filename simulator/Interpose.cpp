@@ -20,8 +20,10 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <atomic>
 #include <cstring>
 
+#include "Clock.h"
 #include "FleetFiles.h"
 #include "Nodes.h"
 #include "Real.h"
@@ -298,7 +300,11 @@ std::int64_t SkippedWait(const timespec* time) {
   return wait >= kShortestWaitMs ? wait : 0;
 }
 
+std::atomic<std::int64_t> addedToDay = 0;
+
 }  // namespace
+
+void Simulator::AdvanceTimeOfDay(std::int64_t seconds) { addedToDay += seconds; }
 
 extern "C" {
 
@@ -536,6 +542,20 @@ MORVU_VISIBLE FILE* fopen(const char* path, const char* mode) {
 MORVU_VISIBLE FILE* fopen64(const char* path, const char* mode) {
   const FleetPath mapped(path);
   return Libc().fopen64(mapped.Get(), mode);
+}
+
+// What is measured from the machine's start are the limits of operations on drives: they go by
+// the fleet's clock. The other clocks are those of timers and waits.
+MORVU_VISIBLE int clock_gettime(clockid_t clock, struct timespec* time) noexcept {
+  const auto result = Libc().clock_gettime(clock, time);
+  if (clock == CLOCK_REALTIME && result == 0) time->tv_sec += static_cast<time_t>(addedToDay);
+  if (clock != CLOCK_BOOTTIME || result != 0 || !HasActiveFleet()) return result;
+  const auto fleet = ActiveFleet();
+  if (fleet == nullptr) return result;
+  const auto passed = fleet->PassedOver() + time->tv_nsec / 1'000'000;
+  time->tv_sec += static_cast<time_t>(passed / 1000);
+  time->tv_nsec = static_cast<long>(passed % 1000 * 1'000'000 + time->tv_nsec % 1'000'000);
+  return 0;
 }
 
 MORVU_VISIBLE int nanosleep(const struct timespec* time, struct timespec* left) {

@@ -47,25 +47,25 @@ const NvmeRow* FindRow(const NvmeRow (&rows)[Size], std::uint8_t opcode) {
 
 struct FeatureRow {
   std::uint8_t id;
-  bool changeable;
+  bool changeable, saveable;
   std::uint32_t value;
 };
 
 // clang-format off
 constexpr FeatureRow kFeatures[] = {
-    {0x01, true, 0x00000003},   // arbitration
-    {0x02, true, 0},            // power management
-    {0x04, true, 0x0157},       // temperature threshold: 343 K
-    {0x05, true, 0},            // error recovery
-    {0x06, true, 1},            // volatile write cache
-    {0x07, true, 0x001F001F},   // number of queues
-    {0x08, true, 0},            // interrupt coalescing
-    {0x09, true, 0},            // interrupt vector configuration
-    {0x0A, true, 0},            // write atomicity
-    {0x0B, true, 0},            // asynchronous event configuration
-    {0xC1, true, 0},            // vendor: set the maximum LBA
-    {0xC2, false, 0},           // vendor: native maximum LBA, as data
-    {0xC6, true, 0},            // vendor: power governor
+    {0x01, true,  true,  0x00000003},   // arbitration
+    {0x02, true,  false, 0},            // power management
+    {0x04, true,  true,  0x0157},       // temperature threshold: 343 K
+    {0x05, true,  true,  0},            // error recovery
+    {0x06, true,  true,  1},            // volatile write cache
+    {0x07, true,  false, 0x001F001F},   // number of queues
+    {0x08, true,  true,  0},            // interrupt coalescing
+    {0x09, true,  false, 0},            // interrupt vector configuration
+    {0x0A, true,  true,  0},            // write atomicity
+    {0x0B, true,  false, 0},            // asynchronous event configuration
+    {0xC1, true,  false, 0},            // vendor: set the maximum LBA
+    {0xC2, false, false, 0},            // vendor: native maximum LBA, as data
+    {0xC6, true,  false, 0},            // vendor: power governor
 };
 // clang-format on
 
@@ -87,7 +87,7 @@ void PutController(NvmeState& nvme, const DriveState& state) {
   PutLittle<std::uint16_t>(id + 268, 353);  // CCTEMP
   id[512] = 0x66;                           // SQES, CQES
   id[513] = 0x44;
-  PutLittle<std::uint16_t>(id + 520, 0x000D);  // ONCS: compare, DSM, write zeroes
+  PutLittle<std::uint16_t>(id + 520, 0x001D);  // ONCS: compare, DSM, write zeroes, save
   id[524] = 0x04;                              // FNA: per namespace, crypto erase
   id[525] = 1;                                 // volatile write cache
   PutLittle<std::uint16_t>(id + 2048, 2500);   // power state 0: 25 W
@@ -153,7 +153,19 @@ void MakeNvme(DriveState& state, const DriveSpec& spec) {
   PutController(nvme, state);
   PutHealth(nvme.health);
   PutLittle<std::uint32_t>(nvme.controller + 516, kMaxNamespaces);
-  for (const auto& row : kFeatures) nvme.features[row.id] = {1, row.changeable, {}, row.value, 0};
+  for (const auto& row : kFeatures) {
+    nvme.features[row.id] = {.supported = 1,
+                             .changeable = row.changeable,
+                             .saveable = row.saveable,
+                             .scope = FeatureScope::Any,
+                             .value = row.value,
+                             .value12 = 0,
+                             .defaultValue = row.value,
+                             .savedValue = 0,
+                             .isSaved = 0,
+                             .forgets = 0,
+                             .reserved = {}};
+  }
   for (unsigned i = 0; i < kMaxNamespaces; ++i) {
     const bool wanted =
         spec.nsids.empty() ? i < spec.namespaces : std::ranges::count(spec.nsids, i + 1) > 0;
@@ -190,6 +202,10 @@ void PowerCycleNvme(Drive& drive) {
   auto& nvme = state.nvme;
   ++nvme.resets;
   nvme.firmware.running = 0;
+  for (auto& feature : nvme.features) {
+    feature.value = feature.isSaved ? feature.savedValue : feature.defaultValue;
+    feature.value12 = 0;
+  }
   if (nvme.nextSlot == 0) return;
   nvme.activeSlot = nvme.nextSlot;
   nvme.nextSlot = 0;

@@ -22,6 +22,7 @@ enum NvmeStatus : std::uint16_t {
   kNvmeFirmwareNeedsReset = 0x10B,
   kNvmeFeatureNotSaveable = 0x10D,
   kNvmeFeatureNotChangeable = 0x10E,
+  kNvmeFeatureNotNamespaceSpecific = 0x10F,
   kNvmeOverlappingRange = 0x114,
   kNvmeUnrecoveredRead = 0x281,
   kNvmeCompareFailure = 0x285,

@@ -158,11 +158,46 @@ void NvmeVendorLog(NvmeCommand& command) {
   command.Data().Reply(piece.data(), size);
 }
 
+namespace {
+
+// Whether the command may name its namespace for the feature; fails it otherwise.
+bool FitsScope(NvmeCommand& command, const NvmeFeature& feature) {
+  const auto nsid = command.Nsid();
+  if (feature.scope == FeatureScope::Controller && nsid != 0 && nsid != kBroadcast) {
+    command.Fail(kNvmeFeatureNotNamespaceSpecific);
+    return false;
+  }
+  if (feature.scope == FeatureScope::Namespace && command.Namespace() == nullptr) {
+    command.Fail(kNvmeInvalidNamespace);
+    return false;
+  }
+  return true;
+}
+
+}  // namespace
+
+// SEL (NVMe 1.1, 5.9): 0 the current value, 1 the default, 2 the saved one, 3 what the
+// feature can do.
 void NvmeGetFeatures(NvmeCommand& command) {
   const auto id = static_cast<std::uint8_t>(command.Cdw(10));
   const auto& feature = command.Nvme().features[id];
   if (!feature.supported) return command.Fail(kNvmeInvalidField);
-  command.Result(feature.value);
+  if (!FitsScope(command, feature)) return;
+  switch (command.Cdw(10) >> 8 & 7) {
+    case 0:
+      command.Result(feature.value);
+      break;
+    case 1:
+      return command.Result(feature.defaultValue);
+    case 2:
+      return command.Result(feature.isSaved ? feature.savedValue : feature.defaultValue);
+    case 3:
+      return command.Result(feature.saveable |
+                            (feature.scope == FeatureScope::Namespace ? 2u : 0u) |
+                            (feature.changeable ? 4u : 0u));
+    default:
+      return command.Fail(kNvmeInvalidField);
+  }
   if (id != 0xC2) return;
   // The native maximum, in 512-byte sectors whatever the format: whole in the
   // data, where the host has asked for any, and its low half in the completion.
@@ -196,10 +231,15 @@ void NvmeSetFeatures(NvmeCommand& command) {
   auto& feature = command.Nvme().features[id];
   if (!feature.supported) return command.Fail(kNvmeInvalidField);
   if (!feature.changeable) return command.Fail(kNvmeFeatureNotChangeable);
-  if ((command.Cdw(10) >> 31) != 0) return command.Fail(kNvmeFeatureNotSaveable);
+  if (!FitsScope(command, feature)) return;
+  const bool saves = command.Cdw(10) >> 31 != 0;
+  if (saves && !feature.saveable) return command.Fail(kNvmeFeatureNotSaveable);
+  if (id == 0xC6 && command.Cdw(11) > 2) return command.Fail(kNvmeInvalidField);
   if (id == 0xC1) SetMaximum(command);
-  if (command.Data().nvmeStatus != 0) return;
+  if (command.Data().nvmeStatus != 0 || feature.forgets) return;
   feature.value = command.Cdw(11);
+  if (saves) feature.savedValue = feature.value;
+  if (saves) feature.isSaved = 1;
   feature.value12 = command.Cdw(12);
 }
 
@@ -242,6 +282,7 @@ void NvmeFirmwareCommit(NvmeCommand& command) {
     return;
   }
   nvme.nextSlot = static_cast<std::uint8_t>(slot);
+  if (nvme.activationStatus != 0) command.Fail(static_cast<NvmeStatus>(nvme.activationStatus));
 }
 
 namespace {

@@ -60,6 +60,7 @@ Real FindAll() {
   Find(real.aio_write64, "aio_write64");
   Find(real.glob, "glob");
   Find(real.glob64, "glob64");
+  Find(real.clock_gettime, "clock_gettime");
   Find(real.nanosleep, "nanosleep");
   Find(real.popen, "popen");
   Find(real.pclose, "pclose");

@@ -68,6 +68,7 @@ struct Real {
   int (*aio_write64)(struct aiocb64*);
   int (*glob)(const char*, int, int (*)(const char*, int), glob_t*);
   int (*glob64)(const char*, int, int (*)(const char*, int), glob64_t*);
+  int (*clock_gettime)(clockid_t, struct timespec*);
   int (*nanosleep)(const struct timespec*, struct timespec*);
   FILE* (*popen)(const char*, const char*);
   int (*pclose)(FILE*);

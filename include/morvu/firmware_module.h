@@ -5,8 +5,9 @@
  * morvu-sign writes behind it. See docs/firmware-modules.md.
  *
  * A module exports the seven functions below under exactly these names. They are
- * called on the thread of the operation; the module is unloaded before the call that
- * loaded it returns. No function may throw, or keep a pointer that it was given.
+ * called on the thread of the operation; the module is unloaded before the request that
+ * loaded it ends. What is loaded is a copy in memory of the file that was verified: its
+ * path is not the file's. No function may throw, or keep a pointer that it was given.
  *
  * Answers follow one rule. `*size` is the size of `buffer` on the way in. When the
  * answer fits, it goes to `buffer`, `*size` becomes its size in bytes, and the result

@@ -37,10 +37,17 @@ constexpr FieldRow kFields[] = {
     {"self-test-result", 8, [](DriveState& s, std::uint64_t v) { s.ata.selfTest.nextResult = As<std::uint32_t>(v); }},
     {"smart-failing", 1, [](DriveState& s, std::uint64_t v) { s.ata.smartFailing = As<std::uint32_t>(v); }},
     {"standby-stays-active", 1, [](DriveState& s, std::uint64_t v) { s.ata.standbyStaysActive = As<std::uint8_t>(v); }},
+    {"sct-saves", 0xFFFF, [](DriveState& s, std::uint64_t v) { s.ata.sct.savesLeft = As<std::uint16_t>(v); }},
+    {"sct-refuses-action", 0xFFFF, [](DriveState& s, std::uint64_t v) { s.ata.sct.refusedAction = As<std::uint16_t>(v); }},
+    {"sct-refuses-feature", 0xFFFF, [](DriveState& s, std::uint64_t v) { s.ata.sct.refusedFeature = As<std::uint16_t>(v); }},
+    {"sct-forgets", 1, [](DriveState& s, std::uint64_t v) { s.ata.sct.forgets = As<std::uint16_t>(v); }},
+    {"phy-waits", 1, [](DriveState& s, std::uint64_t v) { s.ata.sct.phyWaits = As<std::uint8_t>(v); }},
+    {"link-away-ms", 0xFFFF, [](DriveState& s, std::uint64_t v) { s.ata.sct.linkAwayMs = As<std::uint16_t>(v); }},
     {"refuses-diagnostic", 1, [](DriveState& s, std::uint64_t v) { s.ata.refusesDiagnosticProtocol = As<std::uint8_t>(v); }},
     {"stale-data", 1, [](DriveState& s, std::uint64_t v) { s.staleData = As<std::uint8_t>(v); }},
     {"journal", 1, [](DriveState& s, std::uint64_t v) { s.journalOff = v == 0; }},
     {"temperature", 200, [](DriveState& s, std::uint64_t v) { PutLittle<std::uint16_t>(s.nvme.health + 1, As<std::uint16_t>(v + 273)); }},
+    {"activation-status", 0x7FF, [](DriveState& s, std::uint64_t v) { s.nvme.activationStatus = As<std::uint16_t>(v); }},
     {"supports-sanitize", 1, [](DriveState& s, std::uint64_t v) { s.nvme.supportsSanitize = As<std::uint8_t>(v); }},
 };
 // clang-format on
@@ -62,11 +69,17 @@ bool SetText(DriveState& state, const std::string& name, const std::string& valu
   return true;
 }
 
-// word.N of IDENTIFY DEVICE, attribute.ID of SMART.
+// word.N of IDENTIFY DEVICE, feature.ID of an NVMe controller, attribute.ID of SMART.
 bool SetIndexed(DriveState& state, const std::string& name, const std::string& value) {
   if (name.starts_with("word.")) {
     const auto word = ToNumber(name.substr(5), 255, "a word");
     state.ata.identify[word] = static_cast<std::uint16_t>(ToNumber(value, 0xFFFF, name));
+    return true;
+  }
+  if (name.starts_with("feature.")) {
+    auto& feature = state.nvme.features[ToHexByte(name.substr(8))];
+    feature.supported = 1;
+    feature.value = static_cast<std::uint32_t>(ToNumber(value, 0xFFFFFFFF, name));
     return true;
   }
   if (!name.starts_with("attribute.")) return false;
@@ -86,7 +99,7 @@ void SetField(DriveState& state, const std::string& name, const std::string& val
   for (const auto& row : kFields) {
     if (row.name == name) return row.set(state, ToNumber(value, row.most, name));
   }
-  std::string names = "next-firmware, error-text, word.N, attribute.ID";
+  std::string names = "next-firmware, error-text, word.N, feature.ID, attribute.ID";
   for (const auto& row : kFields) names += ", " + std::string(row.name);
   throw UsageError("there is no field \"" + name + "\"; there are " + names);
 }

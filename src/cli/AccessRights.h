@@ -1,6 +1,7 @@
 // Whether this process may talk to the host's drives.
 #pragma once
 
+#include <cstdint>
 #include <span>
 #include <string>
 
@@ -8,8 +9,12 @@
 
 namespace Morvu {
 
-// What the process lacks, as lines for the user; empty when it lacks nothing. Looks
-// at the device nodes only when it is not root's process or a drive did not answer.
-std::string DescribeMissingRights(std::span<DeviceManagement::Device* const> drives);
+// The effective capabilities of this thread, a bit each.
+std::uint64_t ReadCapabilities();
+
+// What the process lacks, as lines for the user; empty when it lacks nothing. Capabilities
+// are looked at only when a drive did not answer. No node is opened.
+std::string DescribeMissingRights(std::span<DeviceManagement::Device* const> drives,
+                                  std::uint64_t capabilities = ReadCapabilities());
 
 }  // namespace Morvu

@@ -19,6 +19,10 @@ CLIParameter::CLIParameter(const OptionDeclaration& declaration)
   for (const auto text : declaration.examples) AddExample(text);
 }
 
+bool CLIParameter::IsCalled(std::string_view word) const {
+  return word == name_ || std::ranges::find(aliases_, word) != aliases_.end();
+}
+
 void CLIParameter::AddDescription(std::string_view text) {
   if (!text.empty()) descriptions_.emplace_back(text);
 }

@@ -19,12 +19,15 @@ class CLIParameter {
                std::string_view description, std::string_view example);
   explicit CLIParameter(const OptionDeclaration& declaration);
 
+  void AddAlias(std::string_view word) { aliases_.emplace_back(word); }
   void AddDescription(std::string_view text);
   void AddExample(std::string_view text);
   // A second text for a name that is already there goes to the same entry.
   void AddArgument(std::string_view text, std::string_view argumentName);
 
   const std::string& GetName() const { return name_; }
+  // By its name or an alias.
+  bool IsCalled(std::string_view word) const;
   const std::string& GetText() const { return text_; }
   OptionKind GetKind() const { return kind_; }
   OptionCategory GetCategory() const { return category_; }
@@ -51,6 +54,7 @@ class CLIParameter {
 
  private:
   std::string name_;
+  std::vector<std::string> aliases_;
   std::string text_;
   OptionKind kind_;
   bool given_ = false;

@@ -100,7 +100,7 @@ StatusCode CLIParser::ParseArguments(int argc, const char* const* argv) {
   StatusCode result = Status::Completed;
   for (int i = 1; i < argc;) {
     const auto entry = Entry(argc, argv, i);
-    auto* parameter = FindParameter(entry);
+    auto* parameter = FindOption(entry);
     if (parameter == nullptr || !parameter->IsSupported()) {
       PrintError("Given parameter not supported: ", entry);
       result = ParseError::UnknownOption;
@@ -122,7 +122,7 @@ StatusCode CLIParser::ParseArguments(int argc, const char* const* argv) {
     } else {
       parameter->ClearValues();
       if (kind != OptionKind::Texts) {
-        streams_.out << "ERROR: Parameter is not a bool type. " << parameter->GetName() << '\n';
+        PrintError("Parameter is not a bool type. ", parameter->GetName());
         result = ParseError::ValueMissing;
       }
       ++i;
@@ -164,6 +164,12 @@ CLIParameter* CLIParser::FindParameter(std::string_view name) const {
   return found == parameters_.end() ? nullptr : found->get();
 }
 
+CLIParameter* CLIParser::FindOption(std::string_view word) const {
+  const auto found = std::ranges::find_if(
+      parameters_, [&](const auto& parameter) { return parameter->IsCalled(word); });
+  return found == parameters_.end() ? nullptr : found->get();
+}
+
 bool CLIParser::HasOption(std::string_view name) const {
   const auto* parameter = FindParameter(name);
   return parameter != nullptr && parameter->IsGiven();
@@ -196,6 +202,7 @@ std::string CLIParser::GetParameterHelp(const CLIParameter& parameter) const {
 }
 
 bool CLIParser::Confirm(std::string_view text, std::string_view prompt, bool reading) {
+  const ProgressLine::Gap gap(streams_.progress);
   ResultTable table;
   table.AppendText(text, "~", false);
   table.SetColumnWidth(0, kQuestionWidth);
@@ -215,18 +222,22 @@ std::string CLIParser::WrapText(std::string_view text) {
 }
 
 void CLIParser::Print(std::string_view text) {
+  const ProgressLine::Gap gap(streams_.progress);
   if (streams_.coloured) {
     WriteColoured(streams_.out, text);
   } else {
     WriteMarkedUp(streams_.out, text);
   }
+  if (gap.IsInRun()) streams_.out.flush();
 }
 
 bool CLIParser::Flush() { return static_cast<bool>(streams_.out.flush()); }
 
 void CLIParser::PrintLine(std::string_view text) {
+  const ProgressLine::Gap gap(streams_.progress);
   Print(text);
   streams_.out << '\n';
+  if (gap.IsInRun()) streams_.out.flush();
 }
 
 }  // namespace Morvu

@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "cli/CLIParameter.h"
+#include "cli/ProgressLine.h"
 #include "frame/StatusCode.h"
 
 namespace Morvu {
@@ -21,13 +22,14 @@ inline constexpr StatusCode FlagWithValue = 907;
 inline constexpr StatusCode SecondValue = 908;
 }  // namespace ParseError
 
-// Where a command line reads its answers and writes its texts. Neither stream is
-// owned; both outlive the parser. `coloured` turns colour marks into the terminal's
-// sequences; otherwise they are left out.
+// Where a command line reads its answers and writes its texts. Nothing is owned; all
+// outlives the parser. `coloured` turns colour marks into the terminal's sequences;
+// otherwise they are left out. `progress` shows how far a long run is.
 struct CLIStreams {
   std::istream& in;
   std::ostream& out;
   bool coloured = false;
+  ProgressLine& progress = ProgressLine::None();
 };
 
 class CLIParser {
@@ -45,6 +47,8 @@ class CLIParser {
   void AddParameter(std::unique_ptr<CLIParameter> parameter);
   // Null when there is none. The parser keeps it.
   CLIParameter* FindParameter(std::string_view name) const;
+  // The same for a word of the line, which may be an alias.
+  CLIParameter* FindOption(std::string_view word) const;
   // In the order of registration.
   const std::vector<std::unique_ptr<CLIParameter>>& GetParameters() const { return parameters_; }
 
@@ -70,6 +74,7 @@ class CLIParser {
   void PrintLine(std::string_view text = {});
   // Whoever reads the output has all of it; false when it could not be written.
   bool Flush();
+  ProgressLine& GetProgress() { return streams_.progress; }
 
  protected:
   const std::string& GetToolName() const { return toolName_; }

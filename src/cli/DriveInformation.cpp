@@ -53,18 +53,27 @@ constexpr PhyConfigText kPhyConfigs[] = {
     {6, "6 (Custom Settings)"},
 };
 
-// The drive's own words, which may hold anything, on one line.
-std::string Printable(std::string text) {
-  std::ranges::replace_if(
-      text, [](char c) { return static_cast<unsigned char>(c) < ' ' || c == '\x7f'; }, ' ');
-  return text;
+constexpr std::string_view kUnknown = "Unknown";
+
+bool IsKnown(const Device& drive, const PropertyEntry& entry) {
+  const auto* property = drive.GetProperties().Find(entry);
+  return property != nullptr && property->HasValue();
 }
 
 std::string GetText(const Device& drive, const PropertyEntry& entry) {
   return Printable(drive.GetString(entry));
 }
 
-std::string OnOff(bool value) { return value ? "ON" : "OFF"; }
+std::string OnOff(const Device& drive, const PropertyEntry& entry) {
+  if (!IsKnown(drive, entry)) return std::string(kUnknown);
+  return drive.GetBool(entry) ? "ON" : "OFF";
+}
+
+// A drive is healthy when its own text of failure was read, and is empty.
+std::string GetHealth(const Device& drive) {
+  const bool wasRead = drive.GetProperties().Has(Properties::ErrorString);
+  return wasRead ? GetText(drive, Properties::DeviceStatus) : std::string(kUnknown);
+}
 
 std::string TwoPlaces(double value) {
   std::array<char, 64> text{};
@@ -121,32 +130,35 @@ bool ShowsSpreadSpectrumClocking(const Device& drive) {
 
 void AppendCapacity(ResultTable& table, const Device& drive) {
   // A count of sectors on ATA, beside a native maximum that is an address.
+  const bool isKnown = IsKnown(drive, Properties::MaximumLBA);
   const auto maximum = drive.GetUInt(Properties::MaximumLBA);
   const auto native = ReadNativeMax(drive);
-  table.AppendRow({"Current MAX LBA:", "0x" + ToHexNumber(maximum)});
-  table.AppendRow({"Drive Status:", GetText(drive, Properties::DeviceStatus)});
+  table.AppendRow(
+      {"Current MAX LBA:", isKnown ? "0x" + ToHexNumber(maximum) : std::string(kUnknown)});
+  table.AppendRow({"Drive Status:", GetHealth(drive)});
   table.AppendRow({"Native MAX LBA:", native ? "0x" + ToHexNumber(*native)
                                              : "<c:LIGHTRED>Failed to read native max.</c>"});
-  if (native && *native != 0) {
+  if (isKnown && native && *native != 0) {
     table.AppendRow({"Current Percent:", TwoPlaces(100.0 * static_cast<double>(maximum) /
                                                    static_cast<double>(*native))});
   }
-  const auto bytes = drive.GetUInt(Properties::PhysicalSize);
-  table.AppendRow({"Current Capacity:", TwoPlaces(static_cast<double>(bytes) / 1e9) + " GB"});
+  const auto bytes = static_cast<double>(drive.GetUInt(Properties::PhysicalSize));
+  table.AppendRow(
+      {"Current Capacity:", isKnown ? TwoPlaces(bytes / 1e9) + " GB" : std::string(kUnknown)});
 }
 
 void AppendSettings(ResultTable& table, const Device& drive) {
   if (!drive.HasCommandSet(Protocol::Nvme)) {
-    table.AppendRow({"SMART:", OnOff(drive.GetBool(Properties::SMARTEnabled))});
-    table.AppendRow({"DIPM:", OnOff(drive.GetBool(Properties::DIPMEnabled))});
-    table.AppendRow({"Write Cache:", OnOff(drive.GetBool(Properties::WriteCacheEnabled))});
+    table.AppendRow({"SMART:", OnOff(drive, Properties::SMARTEnabled)});
+    table.AppendRow({"DIPM:", OnOff(drive, Properties::DIPMEnabled)});
+    table.AppendRow({"Write Cache:", OnOff(drive, Properties::WriteCacheEnabled)});
   }
   if (ShowsSpreadSpectrumClocking(drive)) {
-    table.AppendRow({"SSC:", OnOff(drive.GetBool(Properties::SSCEnabled))});
+    table.AppendRow({"SSC:", OnOff(drive, Properties::SSCEnabled)});
   }
   if (!DeviceManagement::ProductOf(drive).hasOemAttributes) return;
   const auto speed = GetText(drive, Properties::SataNegotiatedSpeed);
-  table.AppendRow({"Negotiated SATA Speed:", speed.empty() ? "Unknown" : speed});
+  table.AppendRow({"Negotiated SATA Speed:", speed.empty() ? std::string(kUnknown) : speed});
   if (!drive.GetProperties().Has(Properties::PhyConfig)) return;
   const auto config =
       std::ranges::find(kPhyConfigs, drive.GetUInt(Properties::PhyConfig), &PhyConfigText::value);

@@ -7,6 +7,10 @@
 
 namespace Morvu {
 
+// What is missing on a line whose feature needs a drive.
+inline constexpr std::string_view kSelectDrive =
+    "Error: Nothing was done: select the drive with -drive_serial, -drive_index or -drive_path.";
+
 // What a line with such an option says.
 struct EraseLine {
   bool isDoubtful;       // a word was not understood, or an option stands twice

@@ -3,9 +3,11 @@
 #include <algorithm>
 #include <vector>
 
+#include "cli/EraseGate.h"
 #include "cli/QRKCLI.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
+#include "frame/status/Files.h"
 #include "messaging/ResultTable.h"
 
 namespace Morvu {
@@ -36,12 +38,16 @@ std::size_t CountRequired(const OptionDeclaration& option) {
 bool TakeWords(QRKCLI& cli, const OptionDeclaration& option, CallArguments& arguments) {
   const auto words = cli.GetArguments(option.name);
   const auto names = GetWordNames(option);
-  if (words.size() > names.size()) {
+  if (words.size() > names.size() && option.restArgument.empty()) {
     cli.PrintLine("Error: Too many arguments given for " + std::string(option.name) +
                   ". See -help for proper usage.");
     return false;
   }
-  for (std::size_t i = 0; i < words.size(); ++i) arguments.Set(names[i], words[i]);
+  const auto named = std::min(words.size(), names.size());
+  for (std::size_t i = 0; i < named; ++i) arguments.Set(names[i], words[i]);
+  if (words.size() > named) {
+    arguments.Set(option.restArgument, Join(std::span(words).subspan(named), " "));
+  }
   return words.size() >= CountRequired(option);
 }
 
@@ -56,6 +62,12 @@ void TakeModifiers(const QRKCLI& cli, CallArguments& arguments) {
 }
 
 }  // namespace
+
+Prompt::Prompt(QRKCLI& cli, std::string_view what) : cli_(cli), run_(cli.GetProgress(), what) {}
+
+void Prompt::PromptReporter::SetPercent(std::int32_t percent) {
+  prompt_.cli_.GetProgress().SetPercent(percent);
+}
 
 // Each line is there when it is told: a run may take hours.
 void Prompt::Say(std::string_view line) {
@@ -73,10 +85,13 @@ void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
   (void)cli_.Finish(outcome);
+  cli_.NoteOutcome(outcome);
 }
 
 bool Prompt::Save(const ResultTable& table, const std::string& path) {
-  return cli_.SaveTable(table, path);
+  const bool isSaved = cli_.SaveTable(table, path);
+  isUnsaved_ = isUnsaved_ || !isSaved;
+  return isSaved;
 }
 
 Answer Prompt::Ask(std::string_view warning, std::string_view question) {
@@ -91,6 +106,8 @@ void Prompt::Begin(std::string_view line) {
 }
 
 StatusCode Prompt::Finish(StatusCode code) {
+  run_.Stop();
+  if (isUnsaved_ && IsGoodEnd(code)) code = Status::FileNotWritten;
   if (!hasToldOutcomes_) (void)cli_.Finish(code);
   cli_.Flush();  // a signal that was held may end the tool now
   return code;
@@ -100,13 +117,17 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
                   SelectedDrives devices) {
   Log(feature.name, "RunCLI", __LINE__, kLogInfo, "Start");
   if (feature.needsDrive) {
-    if (!cli.IsDrivePicked()) return cli.Finish(Status::InvalidArguments);
+    if (!cli.IsDrivePicked()) {
+      cli.PrintLine(CLIParser::WrapText(kSelectDrive));
+      return cli.Finish(Status::InvalidArguments);
+    }
     devices = devices.first(1);
   }
   CallArguments arguments;
-  if (!TakeWords(cli, option, arguments)) return cli.Finish(Status::InvalidArguments);
+  if (!TakeWords(cli, option, arguments)) return cli.Finish(option.wrongWords);
   TakeModifiers(cli, arguments);
-  Prompt prompt(cli);
+  cli.Flush();
+  Prompt prompt(cli, option.name.substr(1));
   const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
   return prompt.Finish(RunHeld(feature, call, [&] { return option.run(call); }));
 }

@@ -3,6 +3,7 @@
 
 #include <span>
 
+#include "cli/ProgressLine.h"
 #include "frame/HeldSignals.h"
 #include "messaging/features/FeatureRecord.h"
 
@@ -14,10 +15,10 @@ class QRKCLI;
 // they live as long as the call.
 using SelectedDrives = std::span<DeviceManagement::Device* const>;
 
-// The person at the prompt.
+// The person at the prompt. While it lives, a line shows how far the run of that name is.
 class Prompt : public Face {
  public:
-  explicit Prompt(QRKCLI& cli) : cli_(cli), reporter_(signals_) {}
+  explicit Prompt(QRKCLI& cli, std::string_view what = {});
 
   void Say(std::string_view line = {}) override;
   void Warn(std::string_view text) override;
@@ -29,25 +30,28 @@ class Prompt : public Face {
   void Begin(std::string_view line) override;
   ProgressReporter& GetReporter() override { return reporter_; }
 
-  // Prints the end of the run, unless outcomes told it; the code. A signal that was held
-  // comes when the prompt ends.
+  // Prints the end of the run, unless outcomes told it; the code, which is no good one where
+  // something could not be saved. A signal that was held comes when the prompt ends.
   StatusCode Finish(StatusCode code);
 
  private:
   // A signal that is held is a request to stop.
-  class SignalReporter : public SilentReporter {
+  class PromptReporter : public SilentReporter {
    public:
-    explicit SignalReporter(const HeldSignals& signals) : signals_(signals) {}
-    bool IsCancelRequested() override { return signals_.IsStopRequested(); }
+    explicit PromptReporter(Prompt& prompt) : prompt_(prompt) {}
+    void SetPercent(std::int32_t percent) override;
+    bool IsCancelRequested() override { return prompt_.signals_.IsStopRequested(); }
 
    private:
-    const HeldSignals& signals_;
+    Prompt& prompt_;
   };
 
   QRKCLI& cli_;
   HeldSignals signals_;
-  SignalReporter reporter_;
+  PromptReporter reporter_{*this};
+  ProgressLine::Run run_;
   bool hasToldOutcomes_ = false;
+  bool isUnsaved_ = false;
 };
 
 // Runs the family's option with its words from the line, and prints how it ended: 73

@@ -1,6 +1,7 @@
 #include "cli/QRKCLI.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <set>
 
 #include "cli/AccessRights.h"
@@ -11,6 +12,7 @@
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Drive.h"
+#include "frame/Files.h"
 #include "frame/Logger.h"
 #include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
@@ -20,11 +22,6 @@ namespace Morvu {
 namespace {
 
 constexpr std::size_t kBannerWidth = 76;
-
-// A status that tells of a good end.
-bool IsGood(StatusCode code) {
-  return code == Status::Completed || code == Status::FirmwareCurrent;
-}
 
 std::string JoinArguments(int argc, const char* const* argv) {
   std::string text;
@@ -37,13 +34,20 @@ std::string JoinArguments(int argc, const char* const* argv) {
 
 }  // namespace
 
+bool IsGoodEnd(StatusCode code) {
+  return code == Status::Completed || code == Status::FirmwareCurrent;
+}
+
 QRKCLI::QRKCLI(std::span<const FeatureRecord* const> features, const ToolConfig& toolConfig,
                const CLIStreams& streams)
     : CLIParser(streams, toolConfig.toolName),
       toolConfig_(toolConfig),
       adapterManager_(std::make_unique<DeviceManagement::AdapterManager>(toolConfig.scanOptions)) {
   for (const auto& option : GetToolOptions()) {
-    AddParameter(std::make_unique<CLIParameter>(option));
+    if (!option.isTold) continue;
+    auto parameter = std::make_unique<CLIParameter>(option.declaration);
+    for (const auto alias : option.aliases) parameter->AddAlias(alias);
+    AddParameter(std::move(parameter));
   }
   for (const auto* feature : features) {
     const auto* option = feature->options.data();
@@ -91,20 +95,30 @@ void QRKCLI::Warn(std::string_view text) {
 
 StatusCode QRKCLI::GetSideResult() const {
   if (hasWarned_) return kWarned;
-  return isUnsaved_ ? Status::FileNotWritten : parseResult_;
+  return badOutcome_ == Status::Completed ? parseResult_ : badOutcome_;
+}
+
+void QRKCLI::NoteOutcome(StatusCode outcome) {
+  if (badOutcome_ == Status::Completed && !IsGoodEnd(outcome)) badOutcome_ = outcome;
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {
-  const std::string_view colour = IsGood(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
+  const std::string_view colour = IsGoodEnd(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));
   return code;
 }
 
 bool QRKCLI::SaveTable(const ResultTable& table, const std::string& path) {
+  Flush();  // the file may be where the output goes
   const bool isSaved = table.SaveSeparated(path);
-  PrintLine((isSaved ? "Successfully saved data to: " : "Failed to save data to: ") + path);
-  isUnsaved_ = isUnsaved_ || !isSaved;
+  PrintSaved(path, isSaved ? 0 : errno);
   return isSaved;
+}
+
+void QRKCLI::PrintSaved(const std::string& path, int error) {
+  if (error == 0) return PrintLine("Successfully saved data to: " + path);
+  PrintLine("Failed to save data to: " + path);
+  PrintLine("Reason: " + DescribeFileError(error));
 }
 
 void QRKCLI::PrintBanner() {
@@ -133,6 +147,7 @@ void QRKCLI::Scan() {
   const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
     return handlers_.at(feature).feature->destroys;
   });
+  const ProgressLine::Run run(GetProgress(), "Looking for drives");
   ScanForSelection(*this, *adapterManager_, options, destroys);
   Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }

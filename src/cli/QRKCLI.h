@@ -19,8 +19,11 @@ class AdapterManager;
 class Device;
 }  // namespace DeviceManagement
 
-class QRKCLI;
 class ResultTable;
+struct ToolOption;
+
+// A status that tells of a good end: 0, and 18.
+bool IsGoodEnd(StatusCode code);
 
 // The side result of a run that warned: it may have ended well, and left something undone.
 inline constexpr StatusCode kWarned = 909;
@@ -53,23 +56,27 @@ class QRKCLI : public CLIParser {
   // Prints the text of the status, and returns it.
   StatusCode Finish(StatusCode code);
 
-  // Saves the table as CSV, and prints whether it could be saved.
+  // Saves the table as CSV, and prints whether it could be saved, and why not.
   bool SaveTable(const ResultTable& table, const std::string& path);
 
   // A drive was selected on the command line.
   bool IsDrivePicked() const { return drivePicked_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
-  // What went wrong beside the run, whatever its own status: a warning, a table that could
-  // not be saved, or a fault of the argument line; 0 for nothing.
+  // The end of one drive of several, whatever the run makes of them all.
+  void NoteOutcome(StatusCode outcome);
+  // What the run's own status does not tell: a warning, the first drive whose end was bad, or a
+  // fault of the argument line; 0 for nothing.
   StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
  private:
   using Device = DeviceManagement::Device;
-  struct OptionHandler;
+  friend std::span<const ToolOption> GetToolOptions();
 
   void PrintBanner();
+  // `error` is an errno, 0 for none.
+  void PrintSaved(const std::string& path, int error);
   void Scan();
   // What the given options want, the drives when none has a say.
   OptionScan GetWantedScan() const;
@@ -117,8 +124,8 @@ class QRKCLI : public CLIParser {
   bool isSelectionShared_ = false;  // one selection, several drives
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
-  bool isUnsaved_ = false;
   bool hasWarned_ = false;
+  StatusCode badOutcome_ = Status::Completed;
   StatusCode parseResult_ = Status::Completed;
 };
 

@@ -1,9 +1,14 @@
 // What QRKCLI does for each option that is no feature.
+#include <fcntl.h>
+#include <unistd.h>
+
+#include <cerrno>
 #include <ctime>
 #include <optional>
 
 #include "cli/DriveInformation.h"
 #include "cli/QRKCLI.h"
+#include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
@@ -21,13 +26,23 @@ namespace Properties = DeviceManagement::Properties;
 
 constexpr std::int64_t kDescriptionWidth = 70;
 
-std::string MakeLogName() {
+// A file of this second, which this process made: two runs do not share one. The last name stands
+// where none can be made.
+std::string MakeLog() {
+  constexpr int kMostOfASecond = 1000;
   const auto now = std::time(nullptr);
   std::tm local{};
   localtime_r(&now, &local);
   char text[64] = "";
-  std::strftime(text, sizeof text, "LOG_%Y-%m-%d_%H-%M-%S.txt", &local);
-  return text;
+  std::strftime(text, sizeof text, "LOG_%Y-%m-%d_%H-%M-%S", &local);
+  auto name = std::string(text) + ".txt";
+  for (int number = 2; number <= kMostOfASecond; ++number) {
+    const int handle = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
+    if (handle >= 0) close(handle);
+    if (handle >= 0 || errno != EEXIST) return name;
+    name = std::string(text) + "_" + std::to_string(number) + ".txt";
+  }
+  return name;
 }
 
 bool Matches(const CLIParameter& parameter, std::string_view keyword) {
@@ -45,28 +60,10 @@ std::string FirstValue(const CLIParameter& parameter) {
 
 }  // namespace
 
-struct QRKCLI::OptionHandler {
-  std::string_view name;
-  StatusCode (QRKCLI::*handle)(const CLIParameter& parameter);
-};
-
 StatusCode QRKCLI::Handle(const CLIParameter& parameter) {
-  static constexpr OptionHandler kHandlers[] = {
-      {"-help", &QRKCLI::ShowHelp},
-      {"-license", &QRKCLI::ShowLicense},
-      {"-log", &QRKCLI::StartLog},
-      {"-drive_list", &QRKCLI::ShowDriveList},
-      {"-drive_index", &QRKCLI::PickByIndex},
-      {"-drive_letter", &QRKCLI::PickByLetter},
-      {"-drive_serial", &QRKCLI::PickBySerial},
-      {"-drive_path", &QRKCLI::PickByPath},
-      {"-drive_id", &QRKCLI::PickByIdentifier},
-      {"-drive_csmi", &QRKCLI::PickByAddress},
-  };
-  for (const auto& handler : kHandlers) {
-    if (handler.name == parameter.GetName()) return (this->*handler.handle)(parameter);
-  }
-  return Status::ReadyToRun;
+  const auto* option = FindToolOption(parameter.GetName());
+  if (option == nullptr || option->handle == nullptr) return Status::ReadyToRun;
+  return (this->*option->handle)(parameter);
 }
 
 StatusCode QRKCLI::ShowHelp(const CLIParameter& parameter) {
@@ -95,10 +92,10 @@ StatusCode QRKCLI::ShowLicense(const CLIParameter&) {
 }
 
 StatusCode QRKCLI::StartLog(const CLIParameter& parameter) {
-  const auto path = parameter.GetValues().empty() ? MakeLogName() : FirstValue(parameter);
+  const auto path = parameter.GetValues().empty() ? MakeLog() : FirstValue(parameter);
   // Whoever asks for a log does not want the run without one.
   if (EnableLog(path, kLogAll, false) != Status::Completed) {
-    PrintLine("Failed to save data to: " + path);
+    PrintSaved(path, errno);
     return Status::FileNotWritten;
   }
   isLogging_ = true;

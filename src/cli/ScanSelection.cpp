@@ -6,6 +6,7 @@
 #include <vector>
 
 #include "cli/CLIParser.h"
+#include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Device.h"
 #include "devices/properties/BasicProperties.h"
@@ -14,29 +15,6 @@ namespace Morvu {
 namespace {
 
 using DeviceManagement::AdapterManager;
-using Nodes = std::vector<std::string>;
-
-Nodes FindSerialNodes(const std::string& serial) {
-  return DeviceManagement::FindNodesBySerial(serial);
-}
-
-// A selector whose drive the kernel knows without asking it. `isDrivesOwn` is a value that
-// the drives tell: one of which the kernel does not know may bear it as well.
-struct Selector {
-  std::string_view option;
-  Nodes (*find)(const std::string& value);
-  bool isDrivesOwn;
-};
-constexpr Selector kSelectors[] = {
-    {"-drive_path", DeviceManagement::FindNodesByPath, false},
-    {"-drive_letter", DeviceManagement::FindNodesByPartition, false},
-    {"-drive_serial", FindSerialNodes, true},
-};
-
-const Selector* FindSelector(std::string_view option) {
-  const auto* found = std::ranges::find(kSelectors, option, &Selector::option);
-  return found == std::end(kSelectors) ? nullptr : found;
-}
 
 // The line's only selector, if it is one of these.
 const CLIParameter* FindOnlySelector(const CLIParser& line) {
@@ -63,14 +41,14 @@ bool IsListed(const AdapterManager& manager, const std::string& serial) {
 void ScanForSelection(const CLIParser& line, AdapterManager& manager,
                       const DeviceManagement::ScanOptions& options, bool destroys) {
   const auto* parameter = FindOnlySelector(line);
-  const auto* selector = parameter == nullptr ? nullptr : FindSelector(parameter->GetName());
-  const bool hasValue = selector != nullptr && !parameter->GetValues().empty() &&
-                        !parameter->GetValues().front().empty();
+  const auto* selector = parameter == nullptr ? nullptr : FindToolOption(parameter->GetName());
+  const bool hasValue = selector != nullptr && selector->findNodes != nullptr &&
+                        !parameter->GetValues().empty() && !parameter->GetValues().front().empty();
   if (!hasValue || (destroys && selector->isDrivesOwn)) return manager.Scan(options);
 
   const auto& value = parameter->GetValues().front();
   auto narrow = options;
-  narrow.onlyNodes = selector->find(value);
+  narrow.onlyNodes = selector->findNodes(value);
   if (!narrow.onlyNodes.empty()) manager.Scan(narrow);
   if (selector->isDrivesOwn && !IsListed(manager, value)) manager.Scan(options);
 }

@@ -1,5 +1,8 @@
 #include "cli/ToolOptions.h"
 
+#include "cli/QRKCLI.h"
+#include "devices/discovery/AdapterManager.h"
+
 namespace Morvu {
 namespace {
 
@@ -95,25 +98,44 @@ constexpr auto kDrives = OptionScan::Drives;
 constexpr auto kAll = OptionScan::Partitions;
 constexpr auto kAny = OptionScan::Any;
 
-// clang-format off
-constexpr OptionDeclaration kToolOptions[] = {
-    // name           kind      category        help             arguments         examples             scan
-    {"-help",         kTexts,   Tool,           kHelpText,       kHelpArguments,   kHelpExamples,       kNothing},
-    {"-license",      kFlag,    Tool,           kLicenseText,    {},               {},                  kNothing},
-    {"-log",          kTexts,   Tool,           kLogText,        kLogArguments,    kLogExamples,        kAny},
-    {"-drive_list",   kTexts,   Tool,           kListText,       kListArguments,   kListExamples,       kDrives},
-    {"-drive_index",  kNumbers, DriveSelection, kIndexText,      kIndexArguments,  kIndexExamples,      kAll},
-    {"-drive_letter", kText,    DriveSelection, kLetterText,     kLetterArguments, kLetterExamples,     kAll},
-    {"-drive_serial", kText,    DriveSelection, kSerialText,     kSerialArguments, kSerialExamples,     kAll},
-    {"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples,       kAll},
-    {"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples,      kAny},
-    {"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny},
-    {"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples, kAny},
-};
-// clang-format on
+constexpr std::string_view kHelpNames[] = {"help", "--help", "-h"};
+
+std::vector<std::string> FindSerialNodes(const std::string& serial) {
+  return DeviceManagement::FindNodesBySerial(serial);
+}
 
 }  // namespace
 
-std::span<const OptionDeclaration> GetToolOptions() { return kToolOptions; }
+std::span<const ToolOption> GetToolOptions() {
+  using DeviceManagement::FindNodesByPartition;
+  using DeviceManagement::FindNodesByPath;
+  // clang-format off
+  static constexpr ToolOption kToolOptions[] = {
+      //name           kind      category        help             arguments         examples             scan       handler                     nodes                 drives' own
+      {{"-help",         kTexts,   Tool,           kHelpText,       kHelpArguments,   kHelpExamples,       kNothing}, &QRKCLI::ShowHelp,         nullptr,               false, kHelpNames},
+      {{"-license",      kFlag,    Tool,           kLicenseText,    {},               {},                  kNothing}, &QRKCLI::ShowLicense},
+      {{"-log",          kTexts,   Tool,           kLogText,        kLogArguments,    kLogExamples,        kAny},     &QRKCLI::StartLog},
+      {{"-drive_list",   kTexts,   Tool,           kListText,       kListArguments,   kListExamples,       kDrives},  &QRKCLI::ShowDriveList},
+      {{"-drive_index",  kNumbers, DriveSelection, kIndexText,      kIndexArguments,  kIndexExamples,      kAll},     &QRKCLI::PickByIndex},
+      {{"-drive_letter", kText,    DriveSelection, kLetterText,     kLetterArguments, kLetterExamples,     kAll},     &QRKCLI::PickByLetter,     &FindNodesByPartition, false},
+      {{"-drive_serial", kText,    DriveSelection, kSerialText,     kSerialArguments, kSerialExamples,     kAll},     &QRKCLI::PickBySerial,     &FindSerialNodes,      true},
+      {{"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples,       kAll},     &QRKCLI::PickByPath,       &FindNodesByPath,      false},
+      {{"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples,      kAny}},
+      {{"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny}},
+      {{"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples, kAny}},
+      // For families that declare them.
+      {{"-drive_id",     kText,    DriveSelection, {},              {},               {},                  kAll},     &QRKCLI::PickByIdentifier, nullptr,               false, {}, false},
+      {{"-drive_csmi",   kNumbers, DriveSelection, {},              {},               {},                  kAll},     &QRKCLI::PickByAddress,    nullptr,               false, {}, false},
+  };
+  // clang-format on
+  return kToolOptions;
+}
+
+const ToolOption* FindToolOption(std::string_view name) {
+  for (const auto& option : GetToolOptions()) {
+    if (option.declaration.name == name) return &option;
+  }
+  return nullptr;
+}
 
 }  // namespace Morvu

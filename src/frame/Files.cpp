@@ -10,6 +10,7 @@
 #include <fstream>
 #include <ios>
 #include <limits>
+#include <system_error>
 
 namespace Morvu {
 namespace {
@@ -85,7 +86,9 @@ class Replacement {
     close(handle);
   }
   ~Replacement() {
+    const int reason = errno;
     if (isThere_) unlink(name_.c_str());
+    errno = reason;
   }
   Replacement(const Replacement&) = delete;
   Replacement& operator=(const Replacement&) = delete;
@@ -145,7 +148,9 @@ bool TakesText(const std::string& path) {
   struct stat told {};
   if (stat(path.c_str(), &told) != 0) return errno == ENOENT;
   if (S_ISREG(told.st_mode) || S_ISFIFO(told.st_mode)) return true;
-  return S_ISCHR(told.st_mode) && IsHarmless(told.st_rdev);
+  if (S_ISCHR(told.st_mode) && IsHarmless(told.st_rdev)) return true;
+  errno = S_ISDIR(told.st_mode) ? EISDIR : ENOTSUP;
+  return false;
 }
 
 bool SaveFile(const std::string& path, std::string_view text, bool append) {
@@ -157,6 +162,11 @@ bool SaveFile(const std::string& path, std::string_view text, bool append) {
 bool SaveBinary(const std::string& path, ByteView bytes, bool append) {
   return Save(path, true, append,
               [&](File& file) { return file.Write(bytes.data(), bytes.size()); });
+}
+
+std::string DescribeFileError(int error) {
+  if (error == ENOTSUP) return "It is a device.";
+  return std::generic_category().message(error) + ".";
 }
 
 std::string ReadFileText(const std::string& path) {

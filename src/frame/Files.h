@@ -12,15 +12,19 @@
 namespace Morvu {
 
 // What may be written to: a regular file, or one to come, a FIFO, a terminal, /dev/null. A
-// mistyped path must not reach a disk.
+// mistyped path must not reach a disk. Where it is false, errno tells why.
 bool TakesText(const std::string& path);
 
-// Nothing else is written. What takes a regular file's place does so whole or not at all.
+// Nothing else is written. What takes a regular file's place does so whole or not at all. When
+// it fails, errno tells why.
 
 // Writes the text and a line feed, behind what the file holds or in its place.
 [[nodiscard]] bool SaveFile(const std::string& path, std::string_view text, bool append);
 // Writes exactly these bytes.
 [[nodiscard]] bool SaveBinary(const std::string& path, ByteView bytes, bool append);
+
+// What an errno of these says, as a sentence for a person.
+std::string DescribeFileError(int error);
 
 // The whole file; empty if it cannot be read.
 std::string ReadFileText(const std::string& path);

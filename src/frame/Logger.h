@@ -34,7 +34,7 @@ struct LogRecord {
 class Logger {
  public:
   // Null for what lines cannot be appended to: a folder, a disk, a pipe that nobody
-  // reads. `restart` empties the file at once.
+  // reads; errno tells why. `restart` empties the file at once.
   static std::unique_ptr<Logger> Open(const std::string& path, bool restart);
 
   explicit Logger(std::string path) : path_(std::move(path)) {}
@@ -60,7 +60,7 @@ void Log(std::string_view file, std::string_view function, std::int32_t line, st
          std::string_view message);
 
 // The host's log: replaces the one logger, whatever threads log meanwhile. 9, with the
-// old one going on, when the path cannot be written.
+// old one going on, when the path cannot be written; errno tells why.
 StatusCode EnableLog(std::string_view path, std::uint32_t level, bool restart);
 void DisableLog();
 

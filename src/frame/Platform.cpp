@@ -47,6 +47,8 @@ bool CouldNotRun(int status) {
 
 bool RunCommand(const std::string& command, std::vector<std::string>& lines) {
   // "e": the pipe is not handed on to commands that other threads start.
+  // The command inherits this thread's blocked signals: what its own Ctrl-C ends is the tool, not
+  // a mount or its end half way.
   FILE* pipe = popen(WithSettings(command).c_str(), "re");
   if (pipe == nullptr) return false;
   std::string output;
@@ -71,6 +73,12 @@ void SleepFor(std::chrono::milliseconds time) {
   rest.tv_nsec = static_cast<long>(time.count() % 1000) * 1'000'000;
   while (nanosleep(&rest, &rest) != 0 && errno == EINTR) {
   }
+}
+
+std::chrono::milliseconds GetUptime() {
+  timespec now{};
+  clock_gettime(CLOCK_BOOTTIME, &now);
+  return std::chrono::seconds(now.tv_sec) + std::chrono::milliseconds(now.tv_nsec / 1'000'000);
 }
 
 std::string GetExecutableDirectory() {

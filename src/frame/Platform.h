@@ -30,6 +30,10 @@ std::string GetExecutableDirectory();
 // Lets time pass for the calling thread: the waits of operations on drives.
 void SleepFor(std::chrono::milliseconds time);
 
+// The time since the machine's start, its sleeps included: what operations on drives measure
+// their limits by.
+std::chrono::milliseconds GetUptime();
+
 // Removes the test files whose names begin with `prefix`. A prefix with a
 // character that a shell or `find` would read otherwise removes nothing.
 void RemoveTestFiles(std::string_view prefix);

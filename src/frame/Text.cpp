@@ -138,6 +138,21 @@ std::string StripMarkup(std::string_view text) {
   return plain;
 }
 
+std::string Printable(std::string_view text) {
+  std::string plain(text);
+  for (auto& c : plain) {
+    const auto byte = static_cast<unsigned char>(c);
+    if (byte < ' ' || byte == 0x7F) c = ' ';
+    if (byte > 0x7F) c = '?';
+  }
+  for (const auto mark : {kOpen, kClose, kTranslate}) {
+    for (auto at = IFind(plain, mark); at != plain.npos; at = IFind(plain, mark, at)) {
+      plain[mark == kTranslate ? at + mark.size() - 1 : at] = '?';
+    }
+  }
+  return plain;
+}
+
 std::string GetColourName(std::string_view text) {
   const auto mark = FindMark(text, 0);
   return mark ? std::string(mark->name) : std::string();
@@ -236,6 +251,12 @@ std::optional<std::int64_t> ParseSigned(std::string_view text) {
 
 std::optional<std::uint64_t> ParseHex(std::string_view text) {
   return ParseWhole<std::uint64_t>(text, 16);
+}
+
+std::optional<bool> ParseBool(std::string_view text) {
+  if (text == "True" || text == "true" || text == "1") return true;
+  if (text == "False" || text == "false" || text == "0") return false;
+  return std::nullopt;
 }
 
 bool IsDecimal(std::string_view text) {

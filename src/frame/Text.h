@@ -33,6 +33,10 @@ std::string StripMarkup(std::string_view text);
 // The NAME of the first mark, or empty.
 std::string GetColourName(std::string_view text);
 
+// A foreign text, as a drive's own words, on one line that colours nothing and steers no
+// terminal: control characters are blanks, and what is no ASCII, or would read as a mark, is "?".
+std::string Printable(std::string_view text);
+
 // Comparisons that ignore the case of ASCII letters, whatever the host's locale.
 bool IEquals(std::string_view left, std::string_view right);
 bool IContains(std::string_view text, std::string_view part);
@@ -64,5 +68,7 @@ bool IsDecimal(std::string_view text);
 std::string ReadableSize(std::int64_t bytes);
 
 inline std::string BoolText(bool value) { return value ? "True" : "False"; }
+// The booleans that hosts write: "True", "true", "1", and their opposites; none for any other text.
+std::optional<bool> ParseBool(std::string_view text);
 
 }  // namespace Morvu

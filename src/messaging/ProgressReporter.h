@@ -43,6 +43,12 @@ class InnerReporter : public SilentReporter {
         part_(static_cast<std::int32_t>(part)),
         parts_(static_cast<std::int32_t>(parts)) {}
 
+  // What is reported from here on is of this part.
+  void Begin(std::size_t part, std::size_t parts) {
+    part_ = static_cast<std::int32_t>(part);
+    parts_ = static_cast<std::int32_t>(parts);
+  }
+
   void SetPercent(std::int32_t percent) override {
     outer_.SetPercent((100 * part_ + percent) / parts_);
   }

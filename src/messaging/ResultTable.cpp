@@ -144,6 +144,13 @@ std::string Repeat(char c, std::int64_t count) {
   return std::string(static_cast<std::size_t>(std::max<std::int64_t>(count, 0)), c);
 }
 
+std::string QuoteCell(std::string_view text, std::string_view separator) {
+  const bool isPlain = text.find_first_of("\"\r\n") == text.npos &&
+                       (separator.empty() || text.find(separator) == text.npos);
+  if (isPlain) return std::string(text);
+  return '"' + ReplaceAll(text, "\"", "\"\"") + '"';
+}
+
 std::unique_ptr<XmlMessaging::Property> MakeCell(const std::string& name, const std::string& text) {
   return std::make_unique<XmlMessaging::Property>(name, text);
 }
@@ -285,17 +292,18 @@ std::string ResultTable::ToText(bool indented, bool framed) const {
 
 std::string ResultTable::ToSeparated(std::string_view separator, bool includeHeaders) const {
   std::string text;
-  const auto append = [&](const std::vector<const Row*>& rows, std::string_view quote) {
+  const auto append = [&](const std::vector<const Row*>& rows) {
     for (const auto* row : rows) {
       std::vector<std::string> cells;
       for (const auto& cell : row->cells) {
-        cells.push_back(std::string(quote) + cell.text + std::string(quote));
+        cells.push_back(row->isHeader ? "'" + cell.text + "'" : QuoteCell(cell.text, separator));
       }
+      cells.resize(columnCount_);
       text += Join(cells, separator) + "\n";
     }
   };
-  if (includeHeaders) append(GetHeaderRows(), "'");
-  append(GetDataRows(), "");
+  if (includeHeaders) append(GetHeaderRows());
+  append(GetDataRows());
   if (!text.empty()) text.pop_back();
   return text;
 }

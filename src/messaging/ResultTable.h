@@ -47,9 +47,10 @@ class ResultTable {
 
   std::string ToText(bool indented = false, bool framed = true) const;
   std::string Render() const { return ToText(); }
-  // One line a row; the cells of header rows stand in apostrophes.
+  // One line a row, each of all columns; the cells of header rows stand in apostrophes. A data
+  // cell that holds the separator, a quote or a line's end stands in quotes (RFC 4180).
   std::string ToSeparated(std::string_view separator = ",", bool includeHeaders = true) const;
-  // Without colour marks. False when the file cannot be written.
+  // Without colour marks. False when the file cannot be written; errno tells why.
   [[nodiscard]] bool SaveText(const std::string& path, bool indented = false, bool append = false,
                               bool framed = true) const;
   [[nodiscard]] bool SaveSeparated(const std::string& path, std::string_view separator = ",",

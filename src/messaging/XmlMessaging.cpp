@@ -248,72 +248,104 @@ void Write(const Message& message, Tree& parent) {
 
 // ---- Reading: a tag that the parent cannot hold is skipped with its subtree ----
 
-void ReadAttributes(const Tree& node, Element& element) {
+using Skipped = std::vector<SkippedPart>;
+
+void ReadAttributes(const Tree& node, Element& element, Skipped& skipped) {
   const Tree* attributes = FindChild(node, kAttributes);
   if (attributes == nullptr) return;
-  for (const auto& [key, value] : *attributes) element.SetAttribute(key, value.data());
+  for (const auto& [key, value] : *attributes) {
+    if (element.GetAttributes().contains(key)) {
+      skipped.push_back({"attribute '" + key + "' of " + element.GetName() + ", twice", {}});
+    }
+    element.SetAttribute(key, value.data());
+  }
+}
+
+// Notes a child that found no place.
+bool Skip(const Tree::value_type& child, const Element& parent, Skipped& skipped) {
+  if (child.first == kAttributes) return false;
+  SkippedPart part{"element '" + child.first + "' of " + parent.GetName(), {}};
+  if (const auto* attributes = FindChild(child.second, kAttributes)) {
+    if (const auto* name = FindChild(*attributes, "name")) part.name = name->data();
+  }
+  skipped.push_back(std::move(part));
+  return false;
+}
+
+void NoteText(const Tree& node, const Element& element, Skipped& skipped) {
+  if (!node.data().empty()) skipped.push_back({"text of " + element.GetName(), {}});
 }
 
 template <typename Child>
-std::unique_ptr<Child> Read(const Tree& node);
+std::unique_ptr<Child> Read(const Tree& node, Skipped& skipped);
 
 template <typename Child>
 bool ReadInto(std::string_view wanted, const Tree::value_type& child,
-              std::vector<std::unique_ptr<Child>>& children) {
+              std::vector<std::unique_ptr<Child>>& children, Skipped& skipped) {
   if (child.first != wanted) return false;
-  children.push_back(Read<Child>(child.second));
+  children.push_back(Read<Child>(child.second, skipped));
   return true;
 }
 
 template <>
-std::unique_ptr<Property> Read<Property>(const Tree& node) {
+std::unique_ptr<Property> Read<Property>(const Tree& node, Skipped& skipped) {
   auto property = std::make_unique<Property>();
-  ReadAttributes(node, *property);
+  ReadAttributes(node, *property, skipped);
   property->value = node.data();
+  for (const auto& child : node) Skip(child, *property, skipped);
   return property;
 }
 
 template <>
-std::unique_ptr<Object> Read<Object>(const Tree& node);
+std::unique_ptr<Object> Read<Object>(const Tree& node, Skipped& skipped);
 
 template <>
-std::unique_ptr<List> Read<List>(const Tree& node) {
+std::unique_ptr<List> Read<List>(const Tree& node, Skipped& skipped) {
   auto list = std::make_unique<List>();
-  ReadAttributes(node, *list);
-  for (const auto& child : node) ReadInto("Object", child, list->objects);
+  ReadAttributes(node, *list, skipped);
+  NoteText(node, *list, skipped);
+  for (const auto& child : node) {
+    ReadInto("Object", child, list->objects, skipped) || Skip(child, *list, skipped);
+  }
   return list;
 }
 
 template <>
-std::unique_ptr<Object> Read<Object>(const Tree& node) {
+std::unique_ptr<Object> Read<Object>(const Tree& node, Skipped& skipped) {
   auto object = std::make_unique<Object>();
-  ReadAttributes(node, *object);
+  ReadAttributes(node, *object, skipped);
+  NoteText(node, *object, skipped);
   for (const auto& child : node) {
-    ReadInto("Property", child, object->properties) || ReadInto("List", child, object->lists) ||
-        ReadInto("Object", child, object->objects);
+    ReadInto("Property", child, object->properties, skipped) ||
+        ReadInto("List", child, object->lists, skipped) ||
+        ReadInto("Object", child, object->objects, skipped) || Skip(child, *object, skipped);
   }
   return object;
 }
 
 template <>
-std::unique_ptr<Subject> Read<Subject>(const Tree& node) {
+std::unique_ptr<Subject> Read<Subject>(const Tree& node, Skipped& skipped) {
   auto subject = std::make_unique<Subject>();
-  ReadAttributes(node, *subject);
+  ReadAttributes(node, *subject, skipped);
+  NoteText(node, *subject, skipped);
   for (const auto& child : node) {
-    ReadInto("Property", child, subject->properties) ||
-        ReadInto("Object", child, subject->objects) || ReadInto("List", child, subject->lists);
+    ReadInto("Property", child, subject->properties, skipped) ||
+        ReadInto("Object", child, subject->objects, skipped) ||
+        ReadInto("List", child, subject->lists, skipped) || Skip(child, *subject, skipped);
   }
   return subject;
 }
 
 template <>
-std::unique_ptr<Message> Read<Message>(const Tree& node) {
+std::unique_ptr<Message> Read<Message>(const Tree& node, Skipped& skipped) {
   auto message = std::make_unique<Message>();
-  ReadAttributes(node, *message);
+  ReadAttributes(node, *message, skipped);
+  NoteText(node, *message, skipped);
   for (const auto& child : node) {
-    ReadInto("Property", child, message->properties) ||
-        ReadInto("Subject", child, message->subjects) ||
-        ReadInto("Object", child, message->objects) || ReadInto("List", child, message->lists);
+    ReadInto("Property", child, message->properties, skipped) ||
+        ReadInto("Subject", child, message->subjects, skipped) ||
+        ReadInto("Object", child, message->objects, skipped) ||
+        ReadInto("List", child, message->lists, skipped) || Skip(child, *message, skipped);
   }
   return message;
 }
@@ -327,7 +359,7 @@ bool ReadTree(std::string_view text, Tree& tree) {
   if (!NestingScan(text).IsWithinLimit()) return false;
   try {
     std::istringstream in{std::string(text)};
-    xml::read_xml(in, tree, xml::trim_whitespace);
+    xml::read_xml(in, tree, xml::trim_whitespace | xml::no_comments);
     return true;
   } catch (const std::exception&) {
     return false;
@@ -335,11 +367,17 @@ bool ReadTree(std::string_view text, Tree& tree) {
 }
 
 template <typename Root>
-std::unique_ptr<Root> ParseAs(std::string_view tag, std::string_view text) {
+std::unique_ptr<Root> ParseAs(std::string_view tag, std::string_view text, Skipped& skipped) {
   Tree tree;
   if (!ReadTree(text, tree)) return nullptr;
   const auto root = std::ranges::find(tree, tag, &Tree::value_type::first);
-  return root == tree.end() ? nullptr : Read<Root>(root->second);
+  return root == tree.end() ? nullptr : Read<Root>(root->second, skipped);
+}
+
+template <typename Root>
+std::unique_ptr<Root> ParseAs(std::string_view tag, std::string_view text) {
+  Skipped unheeded;
+  return ParseAs<Root>(tag, text, unheeded);
 }
 
 template <typename Root>
@@ -439,13 +477,22 @@ std::unique_ptr<Element> Message::Clone() const {
 }
 
 std::unique_ptr<Message> Message::Parse(std::string_view text) {
-  return ParseAs<Message>("Message", text);
+  Skipped skipped;
+  auto message = ParseAs<Message>("Message", text, skipped);
+  if (message) message->skipped = std::move(skipped);
+  return message;
 }
 
 std::string Message::ToText() const { return ToDocument(*this); }
 
 std::unique_ptr<Object> Object::Parse(std::string_view text) {
-  return ParseAs<Object>("Object", text);
+  Tree tree;
+  if (!ReadTree(text, tree)) return nullptr;
+  const auto first =
+      std::ranges::find_if(tree, [](const auto& node) { return node.first != "<xmlcomment>"; });
+  if (first == tree.end() || first->first != "Object") return nullptr;
+  Skipped skipped;
+  return Read<Object>(first->second, skipped);
 }
 
 std::string Object::ToText() const { return ToDocument(*this); }

@@ -118,6 +118,13 @@ class Subject : public Element {
   void AppendChildren(std::vector<Element*>& children) const override;
 };
 
+// A part of a text that has no place in the tree: an element that its parent cannot hold, a
+// text where none belongs, an attribute that stands twice.
+struct SkippedPart {
+  std::string what;  // "element 'object' of Message"
+  std::string name;  // an element's attribute of this name
+};
+
 class Message : public Element {
  public:
   Message() : Element("Message") {}
@@ -133,6 +140,7 @@ class Message : public Element {
   std::vector<std::unique_ptr<Object>> objects;
   std::vector<std::unique_ptr<List>> lists;
   std::vector<std::unique_ptr<Property>> properties;
+  std::vector<SkippedPart> skipped;  // by Parse, in the order of the text
 
  private:
   void AppendChildren(std::vector<Element*>& children) const override;

@@ -1,7 +1,9 @@
 // Tagged shared objects: what passes, and what a single wrong byte does.
 #include <gtest/gtest.h>
+#include <sys/resource.h>
 #include <sys/stat.h>
 
+#include <csignal>
 #include <filesystem>
 #include <fstream>
 
@@ -42,6 +44,9 @@ class TaggedLibraryTest : public testing::Test {
     return ReadFileBytes(GetTaggedPath(plain)).value();
   }
 
+  std::ptrdiff_t CountFiles() const {
+    return std::distance(std::filesystem::directory_iterator(folder_), {});
+  }
   bool Verifies(const Bytes& bytes) const { return VerifyLibrary(Save(bytes, "changed.so")); }
 
  private:
@@ -103,11 +108,70 @@ TEST_F(TaggedLibraryTest, WhatIsNoFileFailsAtOnce) {
   EXPECT_FALSE(std::filesystem::exists(GetTaggedPath(Path("empty"))));
 }
 
-TEST_F(TaggedLibraryTest, FullDiskLeavesNoHalfCopy) {
-  const auto plain = Save(MakeBytes(100000));
-  std::filesystem::create_symlink("/dev/full", GetTaggedPath(plain));
-  EXPECT_FALSE(SignLibrary(plain));
-  EXPECT_FALSE(std::filesystem::is_symlink(GetTaggedPath(plain)));
+// No file of this process grows beyond the limit, as on a disk that is full.
+class FullDisk {
+ public:
+  explicit FullDisk(rlim_t limit) {
+    getrlimit(RLIMIT_FSIZE, &before_);
+    const rlimit now{limit, before_.rlim_max};
+    handler_ = std::signal(SIGXFSZ, SIG_IGN);
+    EXPECT_EQ(setrlimit(RLIMIT_FSIZE, &now), 0);
+  }
+  ~FullDisk() {
+    setrlimit(RLIMIT_FSIZE, &before_);
+    std::signal(SIGXFSZ, handler_);
+  }
+
+ private:
+  rlimit before_{};
+  void (*handler_)(int);
+};
+
+TEST_F(TaggedLibraryTest, AFullDiskLeavesTheEarlierCopyAndNothingElse) {
+  const auto plain = Save(MakeBytes(100'000));
+  ASSERT_TRUE(SignLibrary(plain));
+  const auto earlier = ReadFileBytes(GetTaggedPath(plain));
+  {
+    const FullDisk disk(50'000);
+    EXPECT_FALSE(SignLibrary(plain));
+    EXPECT_FALSE(SignLibrary(plain, Path("out.so")));
+  }
+  EXPECT_EQ(ReadFileBytes(GetTaggedPath(plain)), earlier);
+  EXPECT_EQ(CountFiles(), 2);
+}
+
+TEST_F(TaggedLibraryTest, ACopyWithANameOfItsOwnTouchesNoOther) {
+  const auto plain = Save(MakeBytes(1000));
+  const auto other = Save(MakeBytes(7), "modified_plain.so");
+  const auto out = Path("out.so");
+  Save(MakeBytes(9), "out.so");
+  ASSERT_TRUE(SignLibrary(plain, out));
+  EXPECT_TRUE(VerifyLibrary(out));
+  EXPECT_EQ(ReadFileBytes(other), MakeBytes(7));
+  EXPECT_EQ(CountFiles(), 3);
+  // Over itself, too.
+  ASSERT_TRUE(SignLibrary(plain, plain));
+  EXPECT_TRUE(VerifyLibrary(plain));
+}
+
+// Made by OpenSSL: enc -aes-256-cbc -nopad, and dgst -sha3-512 of what came out. It pins the
+// key as well: modules that were tagged stay so.
+TEST_F(TaggedLibraryTest, AKnownTagVerifies) {
+  const std::string text = "A tagged library of 36 bytes, padded";
+  Bytes file(text.begin(), text.end());
+  file.resize(48);
+  for (int i = 0; i < 16; ++i) file.push_back(static_cast<std::uint8_t>(0xA0 + i));
+  // clang-format off
+  constexpr std::uint8_t kTag[] = {
+      0x04, 0xd6, 0x9d, 0x36, 0x07, 0x7b, 0x67, 0x0f, 0x88, 0xc4, 0x4c, 0xdf, 0x77, 0xc4, 0x2f, 0xb2,
+      0x00, 0x66, 0xac, 0x67, 0xef, 0x44, 0x1f, 0xb9, 0x37, 0x0d, 0xda, 0x92, 0xda, 0x43, 0x2c, 0xb5,
+      0xdc, 0xf5, 0xef, 0xa0, 0xe7, 0xf1, 0x8b, 0x46, 0x8a, 0x6b, 0x33, 0xac, 0x48, 0x61, 0x66, 0x2c,
+      0x28, 0x13, 0xe7, 0xbf, 0xf0, 0xbe, 0xe2, 0xb3, 0x0d, 0xd1, 0x1e, 0x95, 0x64, 0x1e, 0x5d, 0xa9,
+  };
+  // clang-format on
+  file.insert(file.end(), std::begin(kTag), std::end(kTag));
+  EXPECT_TRUE(Verifies(file));
+  ASSERT_EQ(file.size(), 48u + kTrailerSize);
 }
 
 TEST_F(TaggedLibraryTest, FindsTheFirstThatVerifies) {

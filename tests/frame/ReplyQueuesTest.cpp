@@ -1,6 +1,9 @@
 #include <gtest/gtest.h>
 #include <malloc.h>
 
+#include <chrono>
+#include <future>
+
 #include "frame/border/ReplyQueues.h"
 #include "frame/border/SubjectMap.h"
 
@@ -91,6 +94,24 @@ TEST(SubjectMap, HasSixSubjects) {
   EXPECT_EQ((std::vector<std::string>{"MorvuSSD", "Device", "MorvuJob", "Notification",
                                       "SMARTAttribute"}),
             classes);
+}
+
+// Who learns of the reply by what `whenThere` does finds it.
+TEST(ReplyQueues, AreOpenOnlyWhenAllOfAMessageIsDone) {
+  ReplyQueues queues;
+  std::future<StatusCode> received;
+  int calls = 0;
+  queues.Append(Message::Parse("<Message/>"), 1, false, [&] {
+    ++calls;
+    received = std::async(std::launch::async, [&] {
+      char buffer[200];
+      std::uint32_t length = sizeof buffer;
+      return queues.Receive(1, buffer, &length);
+    });
+    EXPECT_EQ(std::future_status::timeout, received.wait_for(std::chrono::milliseconds(100)));
+  });
+  EXPECT_EQ(1, calls);
+  EXPECT_EQ(Status::Completed, received.get());
 }
 
 }  // namespace

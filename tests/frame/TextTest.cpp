@@ -139,6 +139,23 @@ TEST(Bytes, AreNotReadBehindTheEnd) {
   EXPECT_EQ(0x44332211u, SwapEndian32(0x11223344));
 }
 
+TEST(Text, OfOthersIsMadePrintable) {
+  const std::pair<std::string_view, std::string_view> kTexts[] = {
+      {"MORVU SSD", "MORVU SSD"},
+      {"a\x1b[31mb\ac\n\x7f", "a [31mb c  "},
+      {"\xC2\x9Bx", "??x"},
+      {"<c:RED>a</c>", "?c:RED>a?/c>"},
+      {"<C:red><C:", "?C:red>?C:"},
+      {"a < b", "a < b"},
+      {"TRANS_trans_1", "TRANS?trans?1"},
+      {std::string_view("a\0b", 3), "a b"},
+  };
+  for (const auto& [text, printable] : kTexts) {
+    EXPECT_EQ(printable, Printable(text));
+    EXPECT_EQ(printable, StripMarkup(Printable(text)));
+  }
+}
+
 TEST(Bytes, OfAtaStringsChangePlaces) {
   std::uint8_t text[] = {'B', 'A', 0x00, '{', 'z', '!'};
   SwapBytePairs(text);

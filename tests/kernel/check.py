@@ -5,6 +5,7 @@
 
 RESULTS is the folder that the guest filled, WIDTH 64 or 32, QUESTION a test's name below.
 """
+import collections
 import csv
 import json
 import pathlib
@@ -331,6 +332,21 @@ class Guest(unittest.TestCase):
     def test_tool_refuses_a_layout_that_the_namespace_lacks(self):
         self.assertEqual(CODE_BAD_ARGUMENTS, exit_of("format-too-high.txt"))
         self.assertIn("Invalid value for LBA Format", text_of(own("format-too-high.txt")))
+
+    def test_signals_send_no_command_twice(self):
+        # READ DMA (C8h) by drive, between the last timer commands (E3h).
+        commands = re.findall(r"ide_exec_cmd .*state (\w+); cmd 0x([0-9a-f]{2})", text_of("trace"))
+        marks = [place for place, (_, command) in enumerate(commands) if command == "e3"]
+        marks = marks[-6:-3] if WIDTH == "64" else marks[-3:]
+        bare, ours = (collections.Counter(drive for drive, command in commands[start:end]
+                                          if command == "c8")
+                      for start, end in zip(marks, marks[1:]))
+        self.assertEqual(0, exit_of("bare-read"))
+        self.assertEqual([2], list(bare.values()))  # the kernel sends again what a signal interrupts
+        self.assertEqual(0, exit_of("interrupted.xml"))
+        self.assertIn("SLOW0001", text_of(own("interrupted.xml")))
+        slow = next(iter(bare))
+        self.assertEqual(1, ours[slow])
 
     def traced_ata(self):
         return re.findall(r"ide_exec_cmd .*cmd 0x([0-9a-f]{2})", text_of("trace"))

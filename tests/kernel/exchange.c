@@ -1,12 +1,15 @@
 /* A host that hands one request to the library and prints every message of the job.
  *
- *   exchange LIBRARY REQUEST
+ *   exchange LIBRARY REQUEST [interrupted]
+ *
+ * With the third word the process gets a signal every half second.
  */
 #include <dlfcn.h>
 #include <stdio.h>
 #include <stdlib.h>
 #include <string.h>
 
+#include "interrupts.h"
 #include "morvu/ssd_features.h"
 
 static void* find(void* library, const char* name) {
@@ -29,7 +32,8 @@ int main(int argc, char** argv) {
   uint32_t size = 0;
   int32_t status;
 
-  if (argc != 3) return 2;
+  if (argc < 3) return 2;
+  if (argc > 3 && interrupt_process(1) != 0) return 2;
   library = dlopen(argv[1], RTLD_NOW | RTLD_LOCAL);
   if (library == NULL) {
     fprintf(stderr, "exchange: %s\n", dlerror());

@@ -6,8 +6,10 @@ export PATH=/bin:/sbin
 mount -t proc proc /proc
 mount -t sysfs sysfs /sys
 mount -t devtmpfs devtmpfs /dev
-while read -r module; do insmod "/modules/$module"; done </modules/order
 . /etc/drives
+# Its driver is bound at the end.
+echo none >/sys/bus/pci/devices/$slow_controller/driver_override
+while read -r module; do insmod "/modules/$module"; done </modules/order
 
 all_there() {
   [ -b /dev/nvme0n2 ] && [ "$(ls -d /sys/class/block/sd? 2>/dev/null | wc -l)" = 3 ] &&
@@ -186,6 +188,26 @@ for dirty in ext4:32 vfat:40 btrfs:128 xfs:320; do
   hash_of "$size" >/results/"dirty.$type.mounted"
 done
 keep nvme.ns2.after.json nvme id-ns /dev/nvme0n2 -o json
+
+# Signals while a command waits for a slow drive. The drive's own trace tells how often it got it.
+echo ahci >/sys/bus/pci/devices/$slow_controller/driver_override
+echo $slow_controller >/sys/bus/pci/drivers_probe
+slow=
+for wait in $(seq 60); do
+  slow=$(echo /sys/bus/pci/devices/$slow_controller/ata*/host*/target*/*/scsi_generic/sg*)
+  [ -e "$slow" ] && [ -b /dev/"$(basename "${slow%/scsi_generic*}"/block/*)" ] && break
+  sleep 1
+done
+slow=/dev/$(basename "$slow")
+sleep 5  # the kernel's own first reads
+for width in 64 32; do
+  mark_trace
+  keep $width.bare-read /opt/$width/bare_read "$slow"
+  mark_trace
+  keep $width.interrupted.xml /opt/$width/exchange \
+    /opt/$width/libMorvu.SSDFeatures.so.1.2.0 '<Message cimClass="Device" scan="True"/>' interrupted
+  mark_trace
+done
 keep dmesg.txt dmesg
 
 echo done >/results/done

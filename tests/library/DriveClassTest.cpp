@@ -16,8 +16,8 @@ using Simulator::Kind;
 
 // Methods of the file that the library does not have yet.
 const std::set<std::string> kMethodsToCome = {
-    "DataIntegrity", "GetFeatureNVMe", "HDATemperature", "IdentifyParser", "NVMeLogParser",
-    "PhyCounters",   "ReadEventLog",   "ReadLog",        "ReadNlog",       "ReadScan",
+    "DataIntegrity", "HDATemperature", "IdentifyParser", "NVMeLogParser", "PhyCounters",
+    "ReadEventLog",  "ReadLog",        "ReadNlog",       "ReadScan",
 };
 
 // The descriptions of both classes.
@@ -33,6 +33,7 @@ TEST(DriveClasses, AreDescribedAsTheFileHas) {
   }
 
   std::string expected;
+  std::set<std::string> left;
   bool isKept = true;
   std::istringstream golden(ReadGolden("drive_classes.txt"));
   for (std::string line; std::getline(golden, line);) {
@@ -40,9 +41,11 @@ TEST(DriveClasses, AreDescribedAsTheFileHas) {
       const auto name = line.substr(line.find(" name=\"") + 7);
       const bool isMethod = line.find("type=\"method\"") != line.npos;
       isKept = !isMethod || kMethodsToCome.count(name.substr(0, name.find('"'))) == 0;
+      if (!isKept) left.insert(name.substr(0, name.find('"')));
     }
     if (isKept) expected += line + "\n";
   }
+  EXPECT_EQ(kMethodsToCome, left) << "the file must have what the library is to have";
   EXPECT_EQ(expected, described);
 }
 

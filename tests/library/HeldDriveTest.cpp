@@ -52,6 +52,7 @@ TEST_F(HeldDrives, AJobsDriveIsAskedNothingByOthers) {
   sata_.State().ata.selfTest.extendedMs = 2'000'000'000;
   sata_.AddPartition(1 << 20, "/data");
   host_.Call(kScan);
+  sata_.ClearJournal();
   const auto job = host_.Send(Method("DriveSelfTest"));
   const auto isAtWork = [&] { return std::ranges::count(sata_.Opcodes(), kSmart) > 0; };
   while (!isAtWork()) std::this_thread::sleep_for(std::chrono::milliseconds(1));

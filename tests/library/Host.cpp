@@ -4,7 +4,6 @@
 #include <gtest/gtest.h>
 #include <morvu/ssd_features.h>
 #include <pthread.h>
-#include <time.h>
 
 #include <atomic>
 #include <boost/property_tree/xml_parser.hpp>
@@ -14,6 +13,8 @@
 #include <sstream>
 #include <thread>
 #include <type_traits>
+
+#include "Clock.h"
 
 #define MORVU_VISIBLE __attribute__((visibility("default")))
 
@@ -26,7 +27,6 @@
 namespace MorvuHost {
 namespace {
 
-std::atomic<std::int64_t> advancedSeconds = 0;
 std::atomic<bool> threadsRefused = false;
 std::atomic<int> unjoinedThreads = 0;
 std::atomic<int> mostThreads = std::numeric_limits<int>::max();
@@ -168,7 +168,7 @@ std::vector<std::uint64_t> Host::ListedJobs() {
   return jobs;
 }
 
-void AdvanceTime(std::int64_t seconds) { advancedSeconds += seconds; }
+void AdvanceTime(std::int64_t seconds) { Simulator::AdvanceTimeOfDay(seconds); }
 
 void RefuseThreads(bool refuse) { threadsRefused = refuse; }
 
@@ -185,16 +185,6 @@ std::size_t CountThreads() {
 
 // The library finds these before libc's own.
 extern "C" {
-
-MORVU_VISIBLE int clock_gettime(clockid_t clock, timespec* time) {
-  static const auto real =
-      reinterpret_cast<decltype(&clock_gettime)>(dlsym(RTLD_NEXT, "clock_gettime"));
-  const int result = real(clock, time);
-  if (result == 0 && clock == CLOCK_REALTIME) {
-    time->tv_sec += static_cast<time_t>(MorvuHost::advancedSeconds.load());
-  }
-  return result;
-}
 
 MORVU_VISIBLE int pthread_create(pthread_t* thread, const pthread_attr_t* attributes,
                                  void* (*body)(void*), void* argument) {

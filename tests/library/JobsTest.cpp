@@ -5,6 +5,7 @@
 #include <thread>
 
 #include "Host.h"
+#include "TestFleet.h"
 
 namespace MorvuHost {
 namespace {
@@ -110,18 +111,28 @@ std::string Enabled(std::string_view value) {
 }
 
 TEST(Notifications, HaveOneServiceThatCanBeStoppedAndStartedAgain) {
+  Simulator::TestFleet fleet;
+  fleet.Add({.model = "MORVU SSDSC2BB480G4"});
   Host host;
+  host.Call("<Message cimClass='MorvuSSD' scan='True'/>");
   host.Call(Enabled("False"));
   for (int i = 0; i < 3; ++i) {
-    const auto service = host.Send("<Message cimMethod='Notification'/>");
-    EXPECT_TRUE(host.Receive(service).IsEmpty());
-    host.Call(Enabled("False"));
+    const auto [service, told] = host.StartNotifications();
+    EXPECT_NE("", told.Notified());
+    EXPECT_EQ("4", told.Job("JobState"));
+    EXPECT_EQ("74", told.Job("ErrorCode"));
+    // Were there none, this would become the service, and not return.
+    EXPECT_TRUE(host.Call("<Message cimMethod='Notification'/>").IsEmpty());
+    host.StopNotifications();
   }
 }
 
 TEST(Notifications, DoNotHoldUpUnload) {
+  Simulator::TestFleet fleet;
+  fleet.Add({.model = "MORVU SSDSC2BB480G4"});
   Host host;
-  host.Send(Enabled("True"));
+  host.Call("<Message cimClass='MorvuSSD' scan='True'/>");
+  EXPECT_NE("", host.StartNotifications().second.Notified());
 }
 
 }  // namespace

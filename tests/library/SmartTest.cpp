@@ -112,12 +112,15 @@ std::pair<std::string, std::string> Describe(const Reply& message) {
 }
 
 TEST_F(Smart, PassOverTheDrivesPostsTheirValues) {
+  std::vector<std::uint8_t> statistics(512);
+  statistics[0] = 31;
+  nvme_.SetLog(0xC5, statistics);
   // The one that comes first becomes the service, the other runs the pass.
   constexpr std::string_view kPass =
       "<Message subject='Notification'><Property name='scan'>True</Property></Message>";
   const std::uint64_t jobs[] = {host_.Send(kPass), host_.Send(kPass)};
   std::map<std::string, std::string> values;
-  for (int i = 0; i < 60'000 && values.size() < 5; ++i) {
+  for (int i = 0; i < 60'000 && values.size() < 6; ++i) {
     for (const auto job : jobs) {
       for (auto message = host_.Receive(job); !message.IsEmpty(); message = host_.Receive(job)) {
         if (message.Attribute("NotificationType") != "0") values.insert(Describe(message));
@@ -130,7 +133,8 @@ TEST_F(Smart, PassOverTheDrivesPostsTheirValues) {
                                   Pair("MorvuSSD.BTWL1 1 0 Smart Life", "99"),
                                   Pair("MorvuSSD.BTWL1 2 0 Temperature", "28"),
                                   Pair("MorvuSSD.CVFT1 1 0 Smart Health", "100"),
-                                  Pair("MorvuSSD.CVFT1 1 0 Smart Life", "100")));
+                                  Pair("MorvuSSD.CVFT1 1 0 Smart Life", "100"),
+                                  Pair("MorvuSSD.CVFT1 2 0 Temperature", "31")));
 }
 
 TEST(SmartWithoutDrives, IsNotRunOrFindsNoDevice) {

@@ -123,6 +123,15 @@ TEST(ResultTable, SeparatesCells) {
   EXPECT_EQ("1;2", table.ToSeparated(";", false));
 }
 
+// As RFC 4180 writes them, each with all columns.
+TEST(ResultTable, SeparatesCellsThatHoldTheSeparator) {
+  ResultTable table;
+  table.AppendRow({"a,b", "say \"x\"", "1"});
+  table.AppendRow({"two\nlines"});
+  EXPECT_EQ("\"a,b\",\"say \"\"x\"\"\",1\n\"two\nlines\",,", table.ToSeparated());
+  EXPECT_EQ("a,b;\"say \"\"x\"\"\";1\n\"two\nlines\";;", table.ToSeparated(";"));
+}
+
 // A mark without an end must not reach into the next cell.
 TEST(ResultTable, SavesEachCellWithoutItsColours) {
   const auto path = testing::TempDir() + "table" + std::to_string(getpid());

@@ -1,5 +1,5 @@
-// A firmware module that does what the file NAME.conf beside NAME.so says: lines of
-// KEY=VALUE. Without a file it is a good module with nothing to say.
+// A firmware module that does what stands behind it in its own file: lines of KEY=VALUE,
+// between two marks. Without them it is a good module with nothing to say.
 //
 //   type=N audience=TEXT date=N   what it tells of itself
 //   mapping=XML                   its answer; without it the mapping fails
@@ -19,21 +19,31 @@
 #include <fstream>
 #include <iterator>
 #include <map>
+#include <sstream>
 #include <stdexcept>
 #include <string>
 
+#include "ModuleSettings.h"
 #include "morvu/firmware_module.h"
 
 namespace {
 
 using Settings = std::map<std::string, std::string>;
 
+std::string ReadFile(const std::string& path) {
+  std::ifstream in(path, std::ios::binary);
+  return std::string(std::istreambuf_iterator<char>(in), {});
+}
+
 Settings ReadSettings() {
   Dl_info info{};
   Settings settings;
   if (dladdr(reinterpret_cast<void*>(&ReadSettings), &info) == 0) return settings;
-  std::string path(info.dli_fname);
-  std::ifstream in(path.substr(0, path.rfind('.')) + ".conf");
+  const auto file = ReadFile(info.dli_fname);
+  const auto begin = file.rfind(kSettingsBegin);
+  const auto end = file.rfind(kSettingsEnd);
+  if (begin == file.npos || end == file.npos || end < begin) return settings;
+  std::istringstream in(file.substr(begin, end - begin));
   for (std::string line; std::getline(in, line);) {
     const auto mark = line.find('=');
     if (mark != line.npos) settings[line.substr(0, mark)] = line.substr(mark + 1);
@@ -78,11 +88,6 @@ void ThrowIfTold(const Settings& settings, const std::string& what) {
 }
 
 [[maybe_unused]] std::string Terminated(std::string text) { return text.append(1, '\0'); }
-
-[[maybe_unused]] std::string ReadFile(const std::string& path) {
-  std::ifstream in(path, std::ios::binary);
-  return std::string(std::istreambuf_iterator<char>(in), {});
-}
 
 }  // namespace
 

@@ -1,4 +1,5 @@
 // Firmware modules: which one is used, and what those that break the rules can do.
+#include <fcntl.h>
 #include <gtest/gtest.h>
 
 #include "devices/model/Drive.h"
@@ -7,6 +8,7 @@
 #include "operations/firmware/FirmwareModule.h"
 #include "operations/firmware/FirmwareUpdate.h"
 #include "support/FirmwareModules.h"
+#include "support/LogLines.h"
 
 namespace Morvu {
 namespace {
@@ -103,8 +105,7 @@ TEST_F(FirmwareModuleTest, DirectoriesAreSearchedInOrder) {
   // Folders, links and pipes are no modules.
   std::filesystem::create_directories(folder_.Path("folder.so"));
   std::filesystem::create_symlink("nowhere", folder_.Path("broken.so"));
-  std::filesystem::copy(folder_.Path("a.so"), second + "/b.so");
-  std::ofstream(second + "/b.conf") << "date=5\n" << Answering("SECOND");
+  folder_.Add("second/b", "date=5\n" + Answering("SECOND"));
   const auto find = [&](std::vector<std::string> directories) {
     FirmwareUpdate update(&drive_, false, 0, "", directories, NoReporter());
     return update.GetMapping().GetString(FirmwareMapping::Destination);
@@ -139,6 +140,11 @@ TEST_P(FirmwareModuleFaultTest, IsNotTaken) {
   EXPECT_EQ(Destination(), "GOOD");
 }
 
+std::string StatusOf(const std::string& type, const std::string& value) {
+  return "<Object><Property name=\"Status\" type=\"" + type + "\" value=\"" + value +
+         "\"/></Object>";
+}
+
 const std::string kAnswer = "mapping=" + MakeMapping("1", "image", "BAD") + "\n";
 
 INSTANTIATE_TEST_SUITE_P(
@@ -164,6 +170,15 @@ INSTANTIATE_TEST_SUITE_P(
         Fault{"DateThrows", "date.throws=1\n" + kAnswer}, Fault{"EmptyAnswer", "mapping=\n"},
         Fault{"NoXml", "mapping=Status 1\n"}, Fault{"CutXml", "mapping=<Object><Property\n"},
         Fault{"AnotherElement", "mapping=<Message><Object/></Message>\n"},
+        Fault{"AnotherElementFirst", "mapping=<Other/>" + MakeMapping("1", "image", "BAD") + "\n"},
+        Fault{"NegativeStatus", "mapping=" + MakeMapping("-1", "image", "BAD") + "\n"},
+        Fault{"HexadecimalStatus", "mapping=" + MakeMapping("0x1", "image", "BAD") + "\n"},
+        Fault{"EmptyStatus", "mapping=" + StatusOf("uint64", "") + "\n"},
+        Fault{"StatusAsText", "mapping=" + StatusOf("string", "1") + "\n"},
+        Fault{"StatusOfAnotherWidth", "mapping=" + StatusOf("uint32", "1") + "\n"},
+        Fault{"SignedStatus", "mapping=" + StatusOf("sint64", "1") + "\n"},
+        Fault{"StatusAsBoolean", "mapping=" + StatusOf("boolean", "True") + "\n"},
+        Fault{"StatusWithoutType", "mapping=" + StatusOf("", "1") + "\n"},
         Fault{"NoStatus", "mapping=" + MakeMapping("", "image", "") + "\n"},
         Fault{"NoAttributes", "mapping=<Object/>\n"}),
     [](const auto& fault) { return fault.param.name; });
@@ -203,6 +218,76 @@ TEST_F(FirmwareModuleTest, FilesThatAreNotAsTheyWereTaggedAreNotLoaded) {
   EXPECT_EQ(verdictOf(ByteVector(81)), kNothingKnown);
   EXPECT_EQ(verdictOf({}), kNothingKnown);
   EXPECT_EQ(verdictOf(tagged), 1u);
+}
+
+// What was verified is what runs, whatever becomes of the file meanwhile.
+TEST_F(FirmwareModuleTest, AFileThatIsChangedInPlaceRunsAsItWasTagged) {
+  const auto path = folder_.Add("a", "date=7\n" + Answering("NEW"));
+  const auto module = FirmwareModule::Open(path);
+  ASSERT_TRUE(module);
+  std::ofstream(path, std::ios::in | std::ios::binary)
+      << std::string(std::filesystem::file_size(path), 'x');
+  ASSERT_FALSE(DeviceManagement::VerifyLibrary(path));
+  EXPECT_EQ(module->GetDate(), 7u);
+  EXPECT_TRUE(module->GetTargetFirmwareMappingAttributes("<Object/>"));
+  EXPECT_FALSE(FirmwareModule::Open(path));
+}
+
+// Not even by somebody who finds the copy in memory.
+TEST_F(FirmwareModuleTest, TheCopyInMemoryCannotBeChanged) {
+  const auto module = FirmwareModule::Open(folder_.Add("a", "date=7\n"));
+  ASSERT_TRUE(module);
+  std::string copy;
+  for (const auto& entry : std::filesystem::directory_iterator("/proc/self/fd")) {
+    std::error_code gone;
+    const auto target = std::filesystem::read_symlink(entry.path(), gone).string();
+    if (target.find(DeviceManagement::kTaggedCopyName) != target.npos) copy = entry.path();
+  }
+  ASSERT_FALSE(copy.empty());
+  EXPECT_FALSE(std::ofstream(copy, std::ios::in | std::ios::binary) << "x" << std::flush);
+  const int seals = fcntl(std::stoi(copy.substr(copy.rfind('/') + 1)), F_GET_SEALS);
+  EXPECT_EQ(seals & F_SEAL_WRITE, F_SEAL_WRITE);
+  EXPECT_EQ(seals & F_SEAL_SEAL, F_SEAL_SEAL);
+}
+
+TEST_F(FirmwareModuleTest, SeveralAreLoadedAtATimeEachAsItself) {
+  std::vector<FirmwareModule> modules;
+  for (int i = 1; i <= 3; ++i) {
+    const auto number = std::to_string(i);
+    auto module = FirmwareModule::Open(folder_.Add(number, "date=" + number + "\n"));
+    ASSERT_TRUE(module);
+    modules.push_back(*std::move(module));
+  }
+  for (std::uint64_t i = 1; i <= 3; ++i) EXPECT_EQ(modules[i - 1].GetDate(), i);
+}
+
+std::size_t CountVerified(const LogLines& log) {
+  const std::string line = "Verify successful.";
+  std::size_t count = 0;
+  for (auto at = log.GetText().find(line); at != std::string::npos;
+       at = log.GetText().find(line, at + 1)) {
+    ++count;
+  }
+  return count;
+}
+
+TEST_F(FirmwareModuleTest, EachIsVerifiedOnceInARequest) {
+  folder_.Add("a", "date=1\n" + Answering("NEW"));
+  folder_.Add("b", "date=2\n" + Answering("NEWER"));
+  {
+    const LogLines log;
+    const FirmwareModulesScope request;
+    {
+      const FirmwareModulesScope inner;
+      for (int drive = 0; drive < 3; ++drive) EXPECT_EQ(Destination(), "NEWER");
+    }
+    EXPECT_EQ(Destination(), "NEWER");
+    EXPECT_EQ(CountVerified(log), 2u);
+  }
+  EXPECT_FALSE(folder_.IsAnyLoaded());
+  const LogLines log;
+  EXPECT_EQ(Destination(), "NEWER");
+  EXPECT_EQ(CountVerified(log), 2u);
 }
 
 TEST_F(FirmwareModuleTest, ATaggedFileThatIsNoLibraryIsPassedOver) {

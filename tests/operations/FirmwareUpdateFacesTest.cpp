@@ -80,21 +80,10 @@ TEST(FirmwareUpdateMethod, UpdatesFromTheModulesThatTheRequestNames) {
   EXPECT_EQ(scene.GetRevision(), "NEW2");
 }
 
-TEST(FirmwareUpdateMethod, AFileGoesToTheFirstDriveOnly) {
-  FirmwareScene scene(SataSpec());
-  scene.Prepare();
-  auto other =
-      scene.fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL9999", .firmware = "OLD1"});
-  DeviceManagement::SelectedDevices devices;
-  devices.devices.push_back(scene.device()->Clone());
-  devices.devices.push_back(scene.device()->Clone());
-  devices.devices[1]->AddProperty(Properties::RAID, true);
-  const MethodParameters parameters{{"file", scene.ImagePath()}};
+TEST(FirmwareUpdateMethod, NeedsDrives) {
   JobContext context;
-  EXPECT_EQ(CallMethod(context, "FirmwareUpdate", parameters, devices), Status::Completed);
-  EXPECT_EQ(scene.GetRevision(), kNewRevision);
   DeviceManagement::SelectedDevices none;
-  EXPECT_EQ(CallMethod(context, "FirmwareUpdate", parameters, none), Status::InvalidArguments);
+  EXPECT_EQ(CallMethod(context, "FirmwareUpdate", {}, none), Status::InvalidArguments);
 }
 
 // ---- The property ----
@@ -186,7 +175,11 @@ TEST(FirmwareUpdateOption, WithoutADriveItLooksAtAllOfThemByTheirModules) {
   CommandLineScene scene(SataSpec());
   // A file is used with a selected drive only.
   EXPECT_EQ(scene.RunLine({"-firmware_update", scene.ImagePath()}), Status::Completed);
+  EXPECT_EQ(scene.sideResult, Status::NoFirmware);
   EXPECT_THAT(scene.output, HasSubstr(GetStatusText(Status::NoFirmware).substr(0, 40)));
+  EXPECT_THAT(scene.output, HasSubstr("\nFirmware binary left aside, as no drive is selected: " +
+                                      scene.ImagePath() + "\n"));
+  EXPECT_THAT(scene.output, Not(HasSubstr("Given firmware binary")));
   EXPECT_EQ(scene.GetRevision(), kOldRevision);
   scene.fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL9999"});
   (void)scene.RunLine({"-firmware_update"});
@@ -208,32 +201,30 @@ TEST(FirmwareUpdateOption, RefusesWrongLines) {
 // ---- Several drives ----
 
 // Runs over drives that are refused with, or updated to, these codes.
-StatusCode Summarize(const std::vector<const char*>& models, bool selected) {
-  FirmwareScene scene(SataSpec());
-  scene.Prepare();
-  std::vector<std::unique_ptr<Device>> clones;
-  std::vector<Device*> devices;
-  for (const std::string kind : models) {
-    clones.push_back(scene.device()->Clone());
-    auto& device = *clones.back();
+StatusCode Summarize(const std::vector<const char*>& kinds, bool selected) {
+  std::vector<Simulator::DriveSpec> specs(kinds.size(), SataSpec());
+  for (std::size_t i = 0; i < specs.size(); ++i) specs[i].serial = "BTWL" + std::to_string(i);
+  DrivesScene scene(specs);
+  const auto clones = scene.Select();
+  for (std::size_t i = 0; i < kinds.size(); ++i) {
+    const std::string kind = kinds[i];
+    auto& device = *clones.devices[i];
     if (kind == "raid") device.AddProperty(Properties::RAID, true);
     if (kind == "foreign") device.AddProperty(Properties::Morvu, false);
     if (kind == "secure") device.AddProperty(Properties::SecurityEnabled, true);
     if (kind == "ide") device.AddProperty(Properties::DownloadMicrocodePossible, false);
-    if (kind == "fails") scene.drive.Inject(Simulator::Fault::Fail().OnOpcode(0x92).Times(1));
-    device.AddProperty(Properties::ModelNumber, kind);
-    devices.push_back(&device);
+    if (kind == "fails") scene.drives[i].Inject(Simulator::Fault::Fail().OnOpcode(0x92));
   }
   ModuleFolder folder;
   const auto image = folder.AddFile("image", MakeSimulatedImage("NEW2", 6000));
-  const auto mapping = std::ranges::find(models, std::string_view("current")) != models.end()
+  const auto mapping = std::ranges::find(kinds, std::string_view("current")) != kinds.end()
                            ? MakeMapping("0")
                            : MakeMapping("1", "x");
   folder.Add("m", "date=1\nmapping=" + mapping + "\nbinary.x=" + image + "\n");
   const FirmwareUpdate::Request request{.driveSelected = selected,
                                         .moduleDirectories = folder.AsDirectories()};
   MessageFace face(NoReporter(), false);
-  return FirmwareUpdate::Runner(devices, request, face);
+  return FirmwareUpdate::Runner(clones.GetDevices(), request, face).summary;
 }
 
 TEST(FirmwareUpdateRunner, SumsUpAWalkOverAllDrives) {

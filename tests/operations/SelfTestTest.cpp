@@ -319,6 +319,9 @@ TEST(StandbyImmediate, RefusesByItsTable) {
     shape(*clone);
     EXPECT_EQ(CallMethod(*clone, "StandbyImmediate"), code);
   }
+  // The test of the connection, which comes first, reads the status.
+  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
+  EXPECT_EQ(CallMethod(*scene.device(), "StandbyImmediate"), 188);
   EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Active);
 }
 

@@ -212,13 +212,43 @@ TEST(AtaDrive, SetsAndGetsBySct) {
   EXPECT_EQ(0x01, get.sense[15]);
   const auto saves = PioIn(handle, {0xB0, 0xD5, 1, kSctStatus}).data;
   EXPECT_EQ(999, GetLittle<std::uint16_t>(&saves[482]));
-  EXPECT_EQ(0x51, send({4, 2, 0x7777}).AtaStatus());
-  EXPECT_EQ(0x51, send({9, 1}).AtaStatus());
+  struct Refused {
+    std::initializer_list<std::uint16_t> words;
+    std::uint16_t status;  // ACS-3, table 204
+  };
+  const Refused refused[] = {
+      {{9, 1}, 0x0010},       {{3, 3, 1}, 0x0004},         {{3, 2, 3}, 0x0005},
+      {{4, 4, 1}, 0x000C},    {{4, 1, 0xD003, 1}, 0x000C}, {{4, 2, 0x7777}, 0x000D},
+      {{4, 1, 1, 4}, 0x000E}, {{4, 1, 3, 0}, 0x000E},      {{4, 1, 1, 1, 2}, 0x000F},
+      {{5, 1, 7}, 0x0011},    {{0xC002, 3}, 0x0001},       {{0xC003, 2}, 0x0001},
+  };
+  for (const auto& [words, status] : refused) {
+    EXPECT_EQ(0x51, send(words).AtaStatus());
+    const auto told = PioIn(handle, {0xB0, 0xD5, 1, kSctStatus}).data;
+    EXPECT_EQ(status, GetLittle<std::uint16_t>(&told[14]));
+  }
   EXPECT_EQ(0x51, PioIn(handle, {0xB0, 0xD5, 1, kSctData}).AtaStatus());  // no table was asked for
   EXPECT_EQ(1, send({5, 1, 2}).sense[13]);
   EXPECT_EQ(2, PioIn(handle, {0xB0, 0xD5, 1, kSctData}).data[0]);
   EXPECT_EQ(0x50, send({0xC002, 2}).AtaStatus());
   EXPECT_EQ(2, PioIn(handle, {0xEC, 0, 1}).data[2 * 138]);
+}
+
+TEST(AtaDrive, TurnsTheWriteCacheOnAndOffBySct) {
+  TestFleet fleet;
+  auto drive = fleet.Add({});
+  const Handle handle(drive.Node());
+  const auto isOn = [&] { return (PioIn(handle, {0xEC, 0, 1}).data[2 * 85] & 0x20) != 0; };
+  const auto set = [&](std::uint16_t state) {
+    PioOut(handle, {0xB0, 0xD6, 1, kSctStatus}, Key({4, 1, 1, state, 1}));
+  };
+  set(3);
+  EXPECT_FALSE(isOn());
+  set(2);
+  EXPECT_TRUE(isOn());
+  set(3);
+  drive.PowerCycle();
+  EXPECT_FALSE(isOn());
 }
 
 TEST(AtaDrive, ReadsLogsByPageAndVendorLogsAsAStream) {

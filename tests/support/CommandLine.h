@@ -12,6 +12,7 @@ namespace Morvu::Testing {
 
 struct LineOutcome {
   StatusCode code = Status::NotRun;
+  StatusCode sideResult = Status::NotRun;
   std::string output;
   // What the feature printed, behind the banner and the drive's information.
   std::string GetFeatureOutput() const {
@@ -20,9 +21,8 @@ struct LineOutcome {
   }
 };
 
-// Runs a command line. `answers` is what the user types.
-inline LineOutcome RunToolLine(const std::vector<std::string>& words,
-                               const std::string& answers = "") {
+// Runs a command line on these streams; its codes.
+inline LineOutcome RunToolLine(const std::vector<std::string>& words, const CLIStreams& streams) {
   DeviceManagement::ScanOptions options;
   options.identify = true;
   const ToolConfig config{.toolName = "tool",
@@ -34,13 +34,21 @@ inline LineOutcome RunToolLine(const std::vector<std::string>& words,
                           .license = "",
                           .defaultOption = "-drive_list",
                           .scanOptions = options};
-  std::istringstream in(answers);
-  std::ostringstream out;
-  QRKCLI cli(GetFeatures(), config, {in, out});
+  QRKCLI cli(GetFeatures(), config, streams);
   std::vector<const char*> arguments{"tool"};
   for (const auto& word : words) arguments.push_back(word.c_str());
   LineOutcome outcome;
   outcome.code = cli.runCLI(static_cast<int>(arguments.size()), arguments.data());
+  outcome.sideResult = cli.GetSideResult();
+  return outcome;
+}
+
+// Runs a command line. `answers` is what the user types.
+inline LineOutcome RunToolLine(const std::vector<std::string>& words,
+                               const std::string& answers = "") {
+  std::istringstream in(answers);
+  std::ostringstream out;
+  auto outcome = RunToolLine(words, CLIStreams{in, out});
   outcome.output = out.str();
   return outcome;
 }

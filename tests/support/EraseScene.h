@@ -35,9 +35,11 @@ using Bytes = std::vector<std::uint8_t>;
 // Runs a drive method on a clone of the device, as a job does.
 inline StatusCode CallMethod(DeviceManagement::Device& device, std::string_view name,
                              const MethodParameters& parameters = {},
-                             ProgressReporter& reporter = NoReporter()) {
+                             ProgressReporter& reporter = NoReporter(),
+                             XmlMessaging::Message* reply = nullptr) {
   JobContext context;
   context.reporter = &reporter;
+  context.reply = reply;
   DeviceManagement::SelectedDevices devices;
   devices.devices.push_back(device.Clone());
   const auto& clone = *devices.devices.front();
@@ -88,8 +90,18 @@ class MethodScene : public EraseScene {
               MethodParameters parameters = {})
       : EraseScene(spec), name_(name), parameters_(std::move(parameters)) {}
   StatusCode Run(ProgressReporter& reporter) override {
-    return CallMethod(*device(), name_, parameters_, reporter);
+    return CallMethod(*device(), name_, parameters_, reporter, &reply);
   }
+  // The text that warns the host, of the last run and those before it.
+  std::string GetWarnings() const {
+    std::string texts;
+    for (const auto& property : reply.properties) {
+      if (property->GetAttribute("name") == "Warning") texts += property->value + '\n';
+    }
+    return texts;
+  }
+
+  XmlMessaging::Message reply;
 
  private:
   std::string_view name_;
@@ -123,13 +135,20 @@ class LineScene : public EraseScene {
   std::string answers_;
 };
 
-// The opcodes of the commands, without those that ask: NOP, and IDENTIFY.
+// A command that only looks: the NOP that tests the connection, IDENTIFY DEVICE, and the reads
+// of the medium before an erase and behind it.
+inline bool IsLook(const Simulator::JournalEntry& command) {
+  if (command.ioctl == Simulator::Ioctl::NvmeIo) return command.Opcode() == 0x02;
+  if (!command.IsAta()) return false;
+  constexpr int kLooks[] = {0x00, 0x25, 0xC8, 0xEC};
+  return std::ranges::count(kLooks, command.Opcode()) > 0;
+}
+
+// The opcodes of the commands that do more than look.
 inline std::vector<int> GetOpcodes(const std::vector<Simulator::JournalEntry>& commands) {
   std::vector<int> opcodes;
   for (const auto& command : commands) {
-    const int opcode = command.Opcode();
-    const bool asks = opcode == 0 || opcode == (command.IsAta() ? 0xEC : 0x06);
-    if (!asks) opcodes.push_back(opcode);
+    if (!IsLook(command)) opcodes.push_back(command.Opcode());
   }
   return opcodes;
 }

@@ -12,6 +12,7 @@
 
 #include "devices/system/TaggedLibrary.h"
 #include "frame/Files.h"
+#include "modules/ModuleSettings.h"
 
 namespace Morvu::Testing {
 
@@ -59,13 +60,13 @@ class ModuleFolder {
   std::string Add(const std::string& name, const std::string& settings,
                   const std::string& missing = "Nothing") const {
     const auto plain = std::string(MORVU_TEST_MODULES) + "/Without" + missing + ".so";
-    const auto work = path_ / "work";
-    std::filesystem::create_directories(work);
-    std::filesystem::copy_file(plain, work / "m.so");
-    EXPECT_TRUE(DeviceManagement::SignLibrary((work / "m.so").string()));
-    std::filesystem::rename(work / "modified_m.so", path_ / (name + ".so"));
-    std::filesystem::remove_all(work);
-    std::ofstream(Path(name + ".conf")) << settings;
+    auto bytes = ReadFileBytes(plain).value();
+    for (const std::string text : {kSettingsBegin, settings.c_str(), kSettingsEnd}) {
+      bytes.insert(bytes.end(), text.begin(), text.end());
+    }
+    const auto work = AddFile("plain", bytes);
+    EXPECT_TRUE(DeviceManagement::SignLibrary(work, Path(name + ".so")));
+    std::filesystem::remove(work);
     return Path(name + ".so");
   }
 
@@ -74,9 +75,10 @@ class ModuleFolder {
     return Path(name);
   }
 
-  // Whether a library of this folder is still loaded.
-  bool IsAnyLoaded() const {
-    return ReadFileText("/proc/self/maps").find(path_.string()) != std::string::npos;
+  // Whether a tagged library is still loaded.
+  static bool IsAnyLoaded() {
+    return ReadFileText("/proc/self/maps").find(DeviceManagement::kTaggedCopyName) !=
+           std::string::npos;
   }
 
  private:

@@ -5,6 +5,7 @@
 #include <utility>
 #include <vector>
 
+#include "devices/discovery/AdapterManager.h"
 #include "operations/firmware/FirmwareUpdate.h"
 #include "support/CommandLine.h"
 #include "support/FirmwareModules.h"
@@ -71,6 +72,35 @@ class FirmwareScene : public DriveScene {
   std::function<void(DeviceManagement::Device&)> shape;  // after the scan
 };
 
+// Clones of all drives of the machine, as a request that names none of them has them.
+inline DeviceManagement::SelectedDevices ScanAndClone() {
+  DeviceManagement::ScanOptions options;
+  options.identify = true;
+  DeviceManagement::AdapterManager manager(options);
+  manager.Scan(options);
+  DeviceManagement::SelectedDevices selected;
+  for (const auto* found : manager.GetDrives()) selected.devices.push_back(found->Clone());
+  return selected;
+}
+
+// Several drives of one machine.
+class DrivesScene {
+ public:
+  explicit DrivesScene(const std::vector<Simulator::DriveSpec>& specs) {
+    for (const auto& spec : specs) drives.push_back(fleet.Add(spec));
+  }
+
+  static DeviceManagement::SelectedDevices Select() { return ScanAndClone(); }
+  std::string SaveImage(const std::string& revision, std::size_t size) const {
+    const auto path = fleet.Folder() + "/" + revision + ".bin";
+    EXPECT_TRUE(SaveBinary(path, MakeSimulatedImage(revision, size), false));
+    return path;
+  }
+
+  Simulator::TestFleet fleet;
+  std::vector<Simulator::SimulatedDrive> drives;
+};
+
 // The same by the drive method.
 class MethodScene : public FirmwareScene {
  public:
@@ -99,10 +129,12 @@ class CommandLineScene : public FirmwareScene {
   StatusCode RunLine(const std::vector<std::string>& words, const std::string& answers = "") {
     auto outcome = RunToolLine(words, answers);
     output = std::move(outcome.output);
+    sideResult = outcome.sideResult;
     return outcome.code;
   }
 
   std::string output;
+  StatusCode sideResult = Status::NotRun;
 };
 
 }  // namespace Morvu::Testing

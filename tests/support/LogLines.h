@@ -15,11 +15,20 @@ class LogLines : public Logger {
   }
   ~LogLines() override { SetCurrentLogger(nullptr); }
 
-  void Write(const LogRecord& record) override { text_ += record.message + "\n"; }
+  void Write(const LogRecord& record) override {
+    text_ += record.message + "\n";
+    const auto level = record.levelName.substr(0, record.levelName.find(' '));
+    levels_ += level + ' ' + record.message + '\n';
+  }
+  // Whether a line of this level, such as "ERROR", begins so.
+  bool Has(std::string_view level, std::string_view beginning) const {
+    return levels_.find(std::string(level).append(" ").append(beginning)) != levels_.npos;
+  }
   const std::string& GetText() const { return text_; }
 
  private:
   std::string text_;
+  std::string levels_;  // the same, each line behind its level
 };
 
 }  // namespace Morvu::Testing

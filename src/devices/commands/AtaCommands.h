@@ -186,13 +186,13 @@ inline constexpr AtaCommand WriteBuffer                = {"ataWriteBuffer",     
 inline constexpr AtaCommand FlushCacheExt              = {"ataFlushCacheExt",              0xEA, 0x00, kNone,   k48, C::One,    D::None};
 inline constexpr AtaCommand IdentifyDevice             = {"ataIdentifyDevice",             0xEC, 0x00, kPioIn,  k28, C::One,    D::Block};
 inline constexpr AtaCommand SetFeatures                = {"ataSetFeatures",                0xEF, 0x00, kNone,   k28, C::Given,  D::None};
-inline constexpr AtaCommand SecuritySetPassword        = {"ataSecuritySetPassword",        0xF1, 0x00, kPioOut, k28, C::Zero,   D::Block};
-inline constexpr AtaCommand SecurityUnlock             = {"ataSecurityUnlock",             0xF2, 0x00, kPioOut, k28, C::Zero,   D::Block};
+inline constexpr AtaCommand SecuritySetPassword        = {"ataSecuritySetPassword",        0xF1, 0x00, kPioOut, k28, C::One,    D::Block};
+inline constexpr AtaCommand SecurityUnlock             = {"ataSecurityUnlock",             0xF2, 0x00, kPioOut, k28, C::One,    D::Block};
 inline constexpr AtaCommand SecurityErasePrepare       = {"ataSecurityErasePrepare",       0xF3, 0x00, kNone,   k28, C::Zero,   D::None};
 inline constexpr AtaCommand SecurityErasePrepareIde    = {"ataSecurityErasePrepare",       0xF3, 0x00, kPioIn,  k28, C::Zero,   D::Block};
-inline constexpr AtaCommand SecurityEraseUnit          = {"ataSecurityEraseUnit",          0xF4, 0x00, kPioOut, k28, C::Zero,   D::Block,   0,                  kNothing, kWholeDrive};
+inline constexpr AtaCommand SecurityEraseUnit          = {"ataSecurityEraseUnit",          0xF4, 0x00, kPioOut, k28, C::One,    D::Block,   0,                  kNothing, kWholeDrive};
 inline constexpr AtaCommand SecurityFreezeLock         = {"ataSecurityFreezeLock",         0xF5, 0x00, kNone,   k28, C::Zero,   D::None};
-inline constexpr AtaCommand SecurityDisablePassword    = {"ataSecurityDisablePassword",    0xF6, 0x00, kPioOut, k28, C::Zero,   D::Block};
+inline constexpr AtaCommand SecurityDisablePassword    = {"ataSecurityDisablePassword",    0xF6, 0x00, kPioOut, k28, C::One,    D::Block};
 inline constexpr AtaCommand ReadNativeMaxAddress       = {"ataReadNativeMaxAddress",       0xF8, 0x00, kNone,   k28, C::Zero,   D::None,    0,                  kLba24};
 inline constexpr AtaCommand SetMaxAddress              = {"ataSetMaxAddress",              0xF9, 0x00, kNone,   k28, C::Given,  D::None};
 // clang-format on

@@ -153,13 +153,13 @@ StatusCode CommandSet_ATA::Send(const AtaCommand& row, const AtaArguments& argum
 
 StatusCode CommandSet_ATA::SendDirect(const AtaCommand& row, Command command) {
   const bool isDiagnostic = (command.flags & kDiagnostic) != 0;
-  if (isDiagnostic && refusesDiagnostic_) command.flags &= ~kDiagnostic;
+  if (isDiagnostic && *refusesDiagnostic_) command.flags &= ~kDiagnostic;
   const auto result = Deliver(command, (row.protocol & kRead) || row.answer != 0);
   // The layer's own refusal: the device has seen nothing of the command yet.
   const bool again =
-      isDiagnostic && !refusesDiagnostic_ && path_->GetOutcome().reached == Reached::Layer;
+      isDiagnostic && !*refusesDiagnostic_ && path_->GetOutcome().reached == Reached::Layer;
   if (!again) return result;
-  refusesDiagnostic_ = true;
+  *refusesDiagnostic_ = true;
   return SendDirect(row, command);
 }
 

@@ -1,5 +1,8 @@
 #pragma once
 
+#include <atomic>
+#include <memory>
+
 #include "devices/commands/AtaCommands.h"
 #include "devices/commands/CommandSet.h"
 
@@ -61,8 +64,8 @@ class CommandSet_ATA : public CommandSet {
   StatusCode SendDirect(const AtaCommand& row, Command command);
 
   // Linux's SATA layer passes no device diagnostic protocol on: known from its first
-  // refusal.
-  bool refusesDiagnostic_ = false;
+  // refusal, to the clones of the set that found out and to those it was cloned from.
+  std::shared_ptr<std::atomic<bool>> refusesDiagnostic_ = std::make_shared<std::atomic<bool>>();
 };
 
 }  // namespace Morvu::DeviceManagement

@@ -52,9 +52,10 @@ std::unique_ptr<Device> Drive::Clone() const {
 std::string Drive::ToText() const {
   ResultTable drive;
   drive.AppendRow({"Index", "Model", "Serial", "Firmware", "Device Path"}, true);
+  const auto tell = [this](const PropertyEntry& entry) { return Printable(GetString(entry)); };
   drive.AppendRow({std::to_string(properties_.GetSigned(Properties::Index)),
-                   GetString(Properties::ModelNumber), GetString(Properties::SerialNumber),
-                   GetString(Properties::Firmware), GetString(Properties::DevicePath)});
+                   tell(Properties::ModelNumber), tell(Properties::SerialNumber),
+                   tell(Properties::Firmware), tell(Properties::DevicePath)});
   auto text = drive.ToText();
   if (partitions_.empty()) return text;
 

@@ -55,7 +55,7 @@ class SystemFacts {
   // The World Wide Name that the kernel has read, of 64 bits; 0 when it knows none.
   std::uint64_t FindWorldWideName(std::string_view devicePath) const;
   // What tells one NVMe subsystem from others; empty when it is not known.
-  std::string FindSubsystem(std::string_view controller) const;
+  static std::string FindSubsystem(std::string_view controller);
 
   // The partitions on the drive behind a generic or a block node: "sda1". Those of an NVMe
   // controller are the partitions on all its namespaces.

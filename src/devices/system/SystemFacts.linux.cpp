@@ -190,7 +190,7 @@ std::uint64_t SystemFacts::FindWorldWideName(std::string_view devicePath) const 
   return error == std::errc() && stop == end ? value : 0;
 }
 
-std::string SystemFacts::FindSubsystem(std::string_view controller) const {
+std::string SystemFacts::FindSubsystem(std::string_view controller) {
   return ReadAttribute(Path(kNvmeClass, GetNodeName(controller), "/subsysnqn"));
 }
 

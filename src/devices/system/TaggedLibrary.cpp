@@ -5,14 +5,22 @@
 #include <cryptopp/osrng.h>
 #include <cryptopp/secblock.h>
 #include <cryptopp/sha3.h>
+#include <dlfcn.h>
+#include <fcntl.h>
+#include <sys/mman.h>
+#include <sys/stat.h>
+#include <unistd.h>
 
 #include <algorithm>
 #include <array>
-#include <boost/filesystem/operations.hpp>
-#include <fstream>
+#include <boost/filesystem/path.hpp>
+#include <cerrno>
+#include <memory>
 #include <vector>
 
 #include "frame/Bytes.h"
+#include "frame/Files.h"
+#include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -23,6 +31,9 @@ static_assert(kVectorSize == kCipherBlock && kTagSize == CryptoPP::SHA3_512::DIG
 // Files go through memory in pieces of whole cipher blocks.
 constexpr std::size_t kPiece = 64 * 1024;
 static_assert(kPiece % kCipherBlock == 0);
+
+// More is not taken into memory, whatever lies in a folder of modules.
+constexpr std::uint64_t kLargestTagged = 512 * 1024 * 1024;
 
 // The key is stored nowhere: each of its bytes is the byte here XOR the key byte
 // before it, and the first XOR the seed.
@@ -71,35 +82,123 @@ class Tagger {
   CryptoPP::SHA3_512 digest_;
 };
 
-bool Read(std::istream& in, ByteSpan bytes) {
-  in.read(reinterpret_cast<char*>(bytes.data()), static_cast<std::streamsize>(bytes.size()));
-  return static_cast<std::size_t>(in.gcount()) == bytes.size();
-}
+// An open file of its own; negative when it could not be opened.
+class TaggedFile {
+ public:
+  explicit TaggedFile(int handle) : handle_(handle) {}
+  ~TaggedFile() {
+    if (handle_ >= 0) close(handle_);
+  }
+  TaggedFile(const TaggedFile&) = delete;
+  TaggedFile& operator=(const TaggedFile&) = delete;
 
-bool Write(std::ostream& out, ByteView bytes) {
-  out.write(reinterpret_cast<const char*>(bytes.data()),
-            static_cast<std::streamsize>(bytes.size()));
-  return out.good();
-}
+  int Get() const { return handle_; }
+  bool IsOpen() const { return handle_ >= 0; }
+  // The size of a regular file; 0 for all else, which a read could wait on for ever.
+  std::uint64_t GetSize() const {
+    struct stat told {};
+    if (!IsOpen() || fstat(handle_, &told) != 0 || !S_ISREG(told.st_mode)) return 0;
+    return static_cast<std::uint64_t>(told.st_size);
+  }
+  bool Read(std::uint64_t offset, ByteSpan bytes) const {
+    while (!bytes.empty()) {
+      const auto count = pread(handle_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) return false;
+      bytes = bytes.subspan(static_cast<std::size_t>(count));
+      offset += static_cast<std::uint64_t>(count);
+    }
+    return true;
+  }
+  bool Append(ByteView bytes) const {
+    while (!bytes.empty()) {
+      const auto count = write(handle_, bytes.data(), bytes.size());
+      if (count < 0 && errno == EINTR) continue;
+      if (count <= 0) return false;
+      bytes = bytes.subspan(static_cast<std::size_t>(count));
+    }
+    return true;
+  }
+  void MoveTo(int handle) {
+    close(handle_);
+    handle_ = handle;
+  }
 
-// The size of a regular file that was opened; 0 for all else, which an open or a read
-// could wait on for ever.
-std::uint64_t OpenRegular(const std::string& path, std::ifstream& in) {
-  boost::system::error_code error;
-  if (boost::filesystem::status(path, error).type() != boost::filesystem::regular_file) return 0;
-  const auto size = boost::filesystem::file_size(path, error);
-  if (error) return 0;
-  in.open(path, std::ios::binary);
-  return in.is_open() ? size : 0;
+ private:
+  int handle_;
+};
+
+// A pipe's open waits for a writer, were it not for O_NONBLOCK.
+int OpenToRead(const std::string& path) {
+  return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
 }
 
 std::size_t PieceSize(std::uint64_t left) {
   return static_cast<std::size_t>(std::min<std::uint64_t>(left, kPiece));
 }
 
-bool ReadTrailer(std::istream& in, std::uint64_t body, Vector& vector, Tag& tag) {
-  in.seekg(static_cast<std::streamoff>(body));
-  return Read(in, vector) && Read(in, tag) && in.seekg(0).good();
+// Hands the first `size` bytes of the file over, piece by piece.
+template <typename Take>
+bool ReadPieces(const TaggedFile& file, std::uint64_t size, Take take) {
+  std::vector<std::uint8_t> buffer(kPiece);
+  for (std::uint64_t done = 0; done < size;) {
+    const auto piece = ByteSpan(buffer).first(PieceSize(size - done));
+    if (!file.Read(done, piece) || !take(piece)) return false;
+    done += piece.size();
+  }
+  return true;
+}
+
+bool HasGoodTag(const TaggedFile& file) {
+  const auto size = file.GetSize();
+  if (size <= kTrailerSize) return false;
+  const auto body = size - kTrailerSize;
+  if (body % kCipherBlock != 0) return false;  // no cipher text of this length
+  Vector vector;
+  Tag stored;
+  if (!file.Read(body, vector) || !file.Read(body + kVectorSize, stored)) return false;
+
+  Tagger tagger(BuildKey(), vector);
+  const auto add = [&](ByteSpan piece) {
+    tagger.Add(piece);
+    return true;
+  };
+  if (!ReadPieces(file, body, add)) return false;
+  const auto tag = tagger.Finish();
+  return CryptoPP::VerifyBufsEqual(tag.data(), stored.data(), tag.size());
+}
+
+// A file in memory. A kernel that lets no program run from one by its mode (Linux 6.3) still
+// lets libraries be mapped from it; older ones do not know the flag.
+int MakeMemoryFile() {
+  constexpr unsigned kNoExecution = 0x0008;  // MFD_NOEXEC_SEAL
+  const int handle = memfd_create(kTaggedCopyName, MFD_CLOEXEC | MFD_ALLOW_SEALING | kNoExecution);
+  if (handle >= 0 || errno != EINVAL) return handle;
+  return memfd_create(kTaggedCopyName, MFD_CLOEXEC | MFD_ALLOW_SEALING);
+}
+
+// Copies the file to where nobody can change it any more.
+bool CopySealed(const TaggedFile& from, const TaggedFile& to) {
+  const auto size = from.GetSize();
+  if (size <= kTrailerSize || size > kLargestTagged || !to.IsOpen()) return false;
+  const auto append = [&](ByteSpan piece) { return to.Append(piece); };
+  return ReadPieces(from, size, append) &&
+         fcntl(to.Get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) ==
+             0;
+}
+
+std::string PathOf(const TaggedFile& file) { return "/proc/self/fd/" + std::to_string(file.Get()); }
+
+// The loader knows an object by its path first. One that stays loaded for ever, as unique
+// symbols make it, would be taken for the next one with its descriptor's number.
+bool TakeUnusedNumber(TaggedFile& file) {
+  while (void* other = dlopen(PathOf(file).c_str(), RTLD_LAZY | RTLD_NOLOAD)) {
+    dlclose(other);
+    const int next = fcntl(file.Get(), F_DUPFD_CLOEXEC, file.Get() + 1);
+    if (next < 0) return false;
+    file.MoveTo(next);
+  }
+  return true;
 }
 
 Vector DrawVector(const KeyBlock& key) {
@@ -110,46 +209,37 @@ Vector DrawVector(const KeyBlock& key) {
   return vector;
 }
 
-bool WriteTagged(std::istream& in, std::uint64_t size, std::ostream& out) {
+// The object as it is, padded, with its trailer.
+std::vector<std::uint8_t> MakeTagged(std::vector<std::uint8_t> bytes) {
+  bytes.resize((bytes.size() + kCipherBlock - 1) / kCipherBlock * kCipherBlock);
   const auto key = BuildKey();
   const auto vector = DrawVector(key);
   Tagger tagger(key, vector);
-  std::vector<std::uint8_t> buffer(kPiece);
-  for (auto left = size; left > 0;) {
-    const auto length = PieceSize(left);
-    const auto padded = (length + kCipherBlock - 1) / kCipherBlock * kCipherBlock;
-    const auto piece = ByteSpan(buffer).first(padded);
-    if (!Read(in, piece.first(length))) return false;
-    std::ranges::fill(piece.subspan(length), std::uint8_t{0});
-    if (!Write(out, piece)) return false;
+  std::vector<std::uint8_t> piece;
+  for (std::size_t at = 0; at < bytes.size(); at += piece.size()) {
+    const auto from = ByteView(bytes).subspan(at, PieceSize(bytes.size() - at));
+    piece.assign(from.begin(), from.end());
     tagger.Add(piece);
-    left -= length;
   }
-  return Write(out, vector) && Write(out, tagger.Finish());
+  const auto tag = tagger.Finish();
+  bytes.insert(bytes.end(), vector.begin(), vector.end());
+  bytes.insert(bytes.end(), tag.begin(), tag.end());
+  return bytes;
 }
 
 }  // namespace
 
-bool VerifyLibrary(const std::string& path) {
-  std::ifstream in;
-  const auto size = OpenRegular(path, in);
-  if (size <= kTrailerSize) return false;
-  const auto body = size - kTrailerSize;
-  if (body % kCipherBlock != 0) return false;  // no cipher text of this length
-  Vector vector;
-  Tag stored;
-  if (!ReadTrailer(in, body, vector, stored)) return false;
+bool VerifyLibrary(const std::string& path) { return HasGoodTag(TaggedFile(OpenToRead(path))); }
 
-  Tagger tagger(BuildKey(), vector);
-  std::vector<std::uint8_t> buffer(kPiece);
-  for (auto left = body; left > 0;) {
-    const auto piece = ByteSpan(buffer).first(PieceSize(left));
-    if (!Read(in, piece)) return false;
-    tagger.Add(piece);
-    left -= piece.size();
-  }
-  const auto tag = tagger.Finish();
-  return CryptoPP::VerifyBufsEqual(tag.data(), stored.data(), tag.size());
+Library LoadTaggedLibrary(const std::string& path) {
+  const auto copy = std::make_shared<TaggedFile>(MakeMemoryFile());
+  if (!CopySealed(TaggedFile(OpenToRead(path)), *copy) || !HasGoodTag(*copy)) return nullptr;
+  MORVU_LOG(kLogDebug, "LoadTaggedLibrary", "Verify successful.");
+  if (!TakeUnusedNumber(*copy)) return nullptr;
+  auto library = LoadLibrary(PathOf(*copy));
+  if (library == nullptr) return nullptr;
+  // The descriptor is the loaded object's name: no other file may get its number.
+  return Library(library.get(), [copy, library](void*) mutable { library.reset(); });
 }
 
 std::string FindVerified(std::span<const std::string> paths) {
@@ -163,24 +253,17 @@ std::string GetTaggedPath(const std::string& path) {
   return directory.string() + "/modified_" + library.filename().string();
 }
 
-bool SignLibrary(const std::string& path) {
-  std::ifstream in;
-  const auto size = OpenRegular(path, in);
-  if (size == 0) return false;
-  const auto tagged = GetTaggedPath(path);
-  std::ofstream out(tagged, std::ios::binary | std::ios::trunc);
-  if (!out) return false;
-  bool good = false;
+bool SignLibrary(const std::string& path) { return SignLibrary(path, GetTaggedPath(path)); }
+
+bool SignLibrary(const std::string& path, const std::string& tagged) {
+  if (TaggedFile(OpenToRead(path)).GetSize() == 0) return false;
+  auto bytes = ReadFileBytes(path);
+  if (!bytes || bytes->empty()) return false;
   try {
-    good = WriteTagged(in, size, out);
+    return SaveBinary(tagged, MakeTagged(*std::move(bytes)), false);
   } catch (const CryptoPP::Exception&) {
-    // The system gave no random numbers.
+    return false;  // the system gave no random numbers
   }
-  out.close();
-  if (good && out) return true;
-  boost::system::error_code ignored;
-  boost::filesystem::remove(tagged, ignored);
-  return false;
 }
 
 }  // namespace Morvu::DeviceManagement

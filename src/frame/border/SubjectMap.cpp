@@ -9,6 +9,7 @@
 #include "messaging/jobs/MorvuJob.h"
 #include "messaging/jobs/NotificationService.h"
 #include "operations/firmware/FirmwareUpdate.h"
+#include "parsers/nvme/DriveTemperature.h"
 #include "parsers/smart/Smart.h"
 
 namespace Morvu {
@@ -29,8 +30,12 @@ void NotifySmart(JobContext& context, DeviceManagement::SelectedDevices& selecte
   (void)Smart::ReadDrives(context, selected.GetDevices());
 }
 
+void NotifyNvme(JobContext& context, DeviceManagement::SelectedDevices& selected) {
+  NotifyTemperatures(context, selected.GetDevices());
+}
+
 constexpr DrivePass::DriveStep kEachDrive[] = {&NotifyFirmware, &NotifySecurity};
-constexpr DrivePass::ListStep kAllDrives[] = {&NotifySmart};
+constexpr DrivePass::ListStep kAllDrives[] = {&NotifySmart, &NotifyNvme};
 constexpr DrivePass kDrivePass{kEachDrive, kAllDrives};
 
 std::unique_ptr<Message> HandleNotificationSubject(JobContext& context) {

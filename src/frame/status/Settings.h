@@ -18,6 +18,7 @@ inline constexpr StatusCode InvalidTemperatureInterval = 162;
 inline constexpr StatusCode InvalidWriteCacheState = 163;
 inline constexpr StatusCode InvalidPliInterval = 164;
 inline constexpr StatusCode InvalidPhyConfig = 183;
+inline constexpr StatusCode InvalidCustomPhy = 197;
 inline constexpr StatusCode ConfigurationSecurityEnabled = 289;
 inline constexpr StatusCode ConfigurationFailed = 290;
 

@@ -22,7 +22,7 @@ using Drives = std::span<Device* const>;
 namespace Properties = DeviceManagement::Properties;
 
 bool IsKey(const Property& property) {
-  if (property.GetAttribute("key") != BoolText(true)) return false;
+  if (ParseBool(property.GetAttribute("key")) != true) return false;
   return property.GetAttribute("name") != Properties::Index.name || ParseDecimal(property.value);
 }
 
@@ -72,6 +72,12 @@ void SelectPartitions(Drives drives, const Object& object, SelectedDevices& sele
 
 void SelectDevices(Drives drives, const XmlMessaging::Message* request, SelectedDevices& selected) {
   if (CloneSelected(drives, request, selected)) DropUnreachable(selected);
+}
+
+bool NamesDrive(const XmlMessaging::Message& request) {
+  return std::ranges::any_of(request.objects, [](const auto& object) {
+    return IsDriveClass(object->GetAttribute("cimClass")) && FindKey(*object) != nullptr;
+  });
 }
 
 void DropUnreachable(SelectedDevices& selected) {

@@ -20,6 +20,9 @@ void SelectDevices(std::span<DeviceManagement::Device* const> drives,
                    const XmlMessaging::Message* request,
                    DeviceManagement::SelectedDevices& selected);
 
+// Whether an Object of the request names drives by a key.
+bool NamesDrive(const XmlMessaging::Message& request);
+
 // The two steps of it, for a caller with a lock on the drives. The first sends nothing to
 // any drive, and tells whether the request names drives; only then the second, which needs
 // no lock, asks the clones and drops those that do not answer. One that somebody works on is

@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "devices/model/Drive.h"
+#include "frame/Text.h"
 #include "frame/status/Requests.h"
 #include "messaging/ResultTable.h"
 #include "messaging/XmlMessaging.h"
@@ -13,15 +14,16 @@ namespace {
 
 constexpr std::string_view kForce = "force";
 
-// The parameters that the method declares; of several with one name the last counts.
+// The parameters that the method declares, booleans in one form; of several with one name the
+// last counts.
 CallArguments TakeParameters(const CimMethod& method, const XmlMessaging::Object& request) {
   CallArguments arguments;
   for (const auto& property : request.properties) {
     const auto& name = property->GetAttribute("name");
-    if (std::ranges::find(method.parameters, name, &MethodParameter::name) !=
-        method.parameters.end()) {
-      arguments.Set(name, property->value);
-    }
+    const auto parameter = std::ranges::find(method.parameters, name, &MethodParameter::name);
+    if (parameter == method.parameters.end()) continue;
+    const auto flag = parameter->type == "boolean" ? ParseBool(property->value) : std::nullopt;
+    arguments.Set(name, flag ? BoolText(*flag) : property->value);
   }
   return arguments;
 }

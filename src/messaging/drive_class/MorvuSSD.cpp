@@ -13,7 +13,9 @@
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MethodCall.h"
+#include "messaging/drive_class/RequestCheck.h"
 #include "messaging/features/Feature.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 namespace {
@@ -162,7 +164,7 @@ std::unique_ptr<Object> ToXmlObject(JobContext& context, Device& device) {
     return object;
   }
   AddProperties(*object, context, device, isHeld);
-  if (context.request->GetAttribute("includeMethods") == BoolText(true)) {
+  if (ParseBool(context.request->GetAttribute("includeMethods")) == true) {
     AddMethods(*object, device, isHeld);
   }
   AddPartitions(*object, device, isHeld);
@@ -187,6 +189,9 @@ void ListDrives(JobContext& context, SelectedDevices& devices, List& list) {
   }
 }
 
+// What a setter may tell beside its status: attributes of the property, and then of the reply.
+constexpr std::string_view kSetterAnswers[] = {"powercycle", "detail", "remainingSaves", "shows"};
+
 StatusCode WriteProperty(JobContext& context, Property& property, Device& device) {
   const auto& direction = property.GetAttribute("direction");
   if (direction != "i" && direction != "io") return Status::InvalidArguments;
@@ -194,10 +199,12 @@ StatusCode WriteProperty(JobContext& context, Property& property, Device& device
   if (row == nullptr) return Status::UnknownProperty;
   const DriveHold hold(device, DriveHold::Kind::Sequence, std::to_string(context.jobId));
   if (!hold.IsTaken()) return hold.GetStatus();
-  property.RemoveAttribute("powercycle");  // the setter's answer, not the host's
+  // The setter's answers, not the host's.
+  for (const auto name : kSetterAnswers) property.RemoveAttribute(name);
   const auto status = row->Apply(property, device);
-  if (property.GetAttribute("powercycle") == BoolText(true)) {
-    context.reply->SetAttribute("powercycle", BoolText(true));
+  for (const auto name : kSetterAnswers) {
+    const auto& answer = property.GetAttribute(name);
+    if (!answer.empty()) context.reply->SetAttribute(name, answer);
   }
   return status;
 }
@@ -222,9 +229,23 @@ bool NamesDriveClass(const Message& request) {
   });
 }
 
+// The status of the request, whose drives are asked only when nothing in it is doubtful.
+StatusCode AnswerRequest(JobContext& context, List& list) {
+  const auto check = CheckRequest(*context.request);
+  if (check.IsRefused()) {
+    context.reply->SetAttribute("reason", check.GetReason());
+    return check.code;
+  }
+  SelectedDevices devices;
+  context.services->SelectDevices(devices, context.request);
+  if (!devices.devices.empty()) return CarryOut(context, devices, list);
+  return NamesDriveClass(*context.request) ? Status::NoDeviceSelected : Status::Completed;
+}
+
 }  // namespace
 
 std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
+  const FirmwareModulesScope modules;  // each is verified once, however many drives ask it
   context.services->SetNotifyProgress(true);
   auto reply = std::make_unique<Message>();
   reply->SetAttribute("subject", context.subject);
@@ -232,15 +253,7 @@ std::unique_ptr<Message> HandleMorvuSSD(JobContext& context) {
   auto list = MakeList(context.subject);
   list->SetAttribute("cimClass", context.subject);
 
-  SelectedDevices devices;
-  context.services->SelectDevices(devices, context.request);
-  StatusCode status = Status::Completed;
-  if (!devices.devices.empty()) {
-    status = CarryOut(context, devices, *list);
-  } else if (NamesDriveClass(*context.request)) {
-    status = Status::NoDeviceSelected;
-  }
-
+  const auto status = AnswerRequest(context, *list);
   reply->lists.push_back(std::move(list));
   context.Report(100, status == Status::Completed ? FeatureState::Finished : FeatureState::Failed,
                  status);

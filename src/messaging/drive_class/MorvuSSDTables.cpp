@@ -17,6 +17,12 @@
 #include "messaging/drive_class/Features.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "operations/firmware/FirmwareUpdate.h"
+#include "operations/settings/SctPhy.h"
+#include "operations/settings/SctSettings.h"
+#include "operations/settings/SetFeature.h"
+#include "parsers/nvme/GetFeature_NVMe.h"
+#include "parsers/sct/ErrorRecoveryControl.h"
+#include "parsers/sct/FeatureControlParser.h"
 
 namespace Morvu {
 namespace {
@@ -24,6 +30,11 @@ namespace {
 namespace Properties = DeviceManagement::Properties;
 
 constexpr CimProperty::Getter Generic = &GetGenericProperty;
+constexpr CimProperty::Getter NvmeFeature = &GetNvmeFeatureProperty;
+constexpr CimProperty::Getter Phy = &GetPhyProperty;
+constexpr CimProperty::Getter Sct = &GetSctProperty;
+constexpr CimProperty::Getter SctState = &GetFeatureControlProperty;
+constexpr CimProperty::Getter ErrorRecovery = &GetErrorRecoveryProperty;
 constexpr CimProperty::Setter None = nullptr;
 
 constexpr CimProperty kProperties[] = {
@@ -35,17 +46,6 @@ static_assert(std::size(kProperties) == 77);
 constexpr const PropertyEntry* kSettersToCome[] = {
     &Properties::EnduranceAnalyzer,
     &Properties::MaximumLBA,
-    &Properties::PhyConfig,
-    &Properties::PhysicalSectorSize,
-    &Properties::PhySpeed,
-    &Properties::PLITestTimeInterval,
-    &Properties::PowerGovernorMode,
-    &Properties::ReadErrorRecoveryTimer,
-    &Properties::SSCEnabled,
-    &Properties::TempLoggingInterval,
-    &Properties::TempThreshold,
-    &Properties::WriteCacheState,
-    &Properties::WriteErrorRecoveryTimer,
 };
 // A row has a setter, or waits for one, when it is "io" and only then.
 #ifndef __SANITIZE_ADDRESS__  // behind it GCC takes no comparison of addresses for constant

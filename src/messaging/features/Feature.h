@@ -70,8 +70,8 @@ class Feature {
   void EndInitialize(StatusCode code, const char* file = __builtin_FILE(),
                      int line = __builtin_LINE());
 
-  void Note(std::string text) { remarks_.push_back({false, std::move(text)}); }
-  void Warn(std::string text) { remarks_.push_back({true, std::move(text)}); }
+  void Tell(Remark remark) { remarks_.push_back(std::move(remark)); }
+  void Warn(std::string text) { Tell({true, std::move(text)}); }
 
   // Takes over code, state, percent and remarks of the Feature that did the work.
   void TakeResult(const Feature& other);

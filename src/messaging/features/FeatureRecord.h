@@ -47,7 +47,8 @@ enum class OptionScan : std::uint32_t {
 struct ArgumentDeclaration {
   std::string_view name;  // "[filename]" when it may be left out, "(type)" when not
   std::string_view text;
-  std::string_view argument{};  // in the first row: its name in a call
+  std::string_view argument{};                // in the first row: its name in a call
+  std::span<const std::string_view> words{};  // all that it takes; empty for any
 };
 
 // An option as its family declares it. Examples stand without the tool's name.
@@ -62,6 +63,9 @@ struct OptionDeclaration {
   std::span<const std::string_view> examples;
   OptionScan scan = OptionScan::Partitions;
   Runner run = nullptr;  // of a feature
+  // The end of a line with too few words or too many for the option.
+  StatusCode wrongWords = Status::InvalidArguments;
+  std::string_view restArgument{};  // in a call: the words behind the declared ones, with blanks
 };
 
 struct FeatureRecord {

@@ -3,8 +3,10 @@
 
 #include <chrono>
 #include <cstdint>
+#include <map>
 #include <memory>
 #include <string>
+#include <utility>
 
 #include "frame/StatusCode.h"
 #include "messaging/DeviceProperty.h"
@@ -13,8 +15,9 @@
 namespace Morvu {
 
 namespace DeviceManagement {
+class Device;
 struct SelectedDevices;
-}
+}  // namespace DeviceManagement
 namespace XmlMessaging {
 class Message;
 }
@@ -69,6 +72,12 @@ class NoJobServices : public JobServices {
 // The services of a context without a job. They have no state.
 JobServices& GetNoJobServices();
 
+// What a drive answered to one question, such as for the value of a feature.
+struct DriveReading {
+  StatusCode code;
+  std::uint32_t value;
+};
+
 // Lives in the job and is valid while its handler runs. Nothing here is owned.
 struct JobContext {
   XmlMessaging::Message* request = nullptr;  // the job's
@@ -78,6 +87,8 @@ struct JobContext {
   JobManager* manager = nullptr;
   std::string subject;
   std::uint64_t jobId = 0;  // 0 without a job
+  // What was read for one property of a drive and holds others, by the feature that was asked.
+  std::map<std::pair<const DeviceManagement::Device*, std::uint8_t>, DriveReading> readings{};
 
   // Percent, state and error code in one call.
   void Report(std::int32_t percent, std::int32_t state, StatusCode code) const {

@@ -7,6 +7,7 @@
 #include "frame/Text.h"
 #include "frame/status/NvmeStatus.h"
 #include "messaging/XmlMessaging.h"
+#include "messaging/drive_class/RequestCheck.h"
 #include "messaging/features/Feature.h"
 
 namespace Morvu {
@@ -138,9 +139,13 @@ void Job::Abandon() {
 
 std::unique_ptr<Message> Job::RunHandler() {
   try {
-    if (request_->GetAttribute("scan") == "True") {
-      Rescan(*request_);
+    const auto check = CheckRequest(*request_);
+    for (const auto& part : check.unread) {
+      MORVU_LOG(kLogWarning, "Run", "Not understood in a request for " + name_ + ": " + part);
     }
+    // What is refused for its wording sends nothing to any drive.
+    const bool scans = ParseBool(request_->GetAttribute("scan")) == true;
+    if (scans && !check.IsRefused()) Rescan(*request_);
     Change([&](Progress& progress) { progress.startTime = environment_.now(); });
     return handler_(context_);
   } catch (const std::exception& error) {

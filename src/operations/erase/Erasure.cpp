@@ -11,6 +11,7 @@
 #include "frame/status/Erase.h"
 #include "frame/status/Partitions.h"
 #include "frame/status/Testing.h"
+#include "operations/erase/EraseEnd.h"
 
 namespace Morvu {
 
@@ -151,6 +152,7 @@ StatusCode RunErase(Erasure& erase, Face& face, const EraseTexts& texts) {
     return erase.Refuse(code);
   }
   permit.Flush();
+  const auto mounts = FindDriveMounts(device);
   face.Begin(texts.begin);
   if (!texts.caution.empty()) face.Say(texts.caution);
   const bool isErased = erase.Execute() != 0;
@@ -158,7 +160,7 @@ StatusCode RunErase(Erasure& erase, Face& face, const EraseTexts& texts) {
     for (const auto& line : permit.ForgetContent()) face.Say(line);
   }
   if (isErased && !told.IsFree() && !texts.afterwards.empty()) face.Say(texts.afterwards);
-  return erase.GetErrorCode();
+  return EndErase(erase, mounts, face);
 }
 
 }  // namespace Morvu

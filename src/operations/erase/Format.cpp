@@ -8,6 +8,7 @@
 #include "frame/status/Requests.h"
 #include "messaging/features/JobContext.h"
 #include "operations/Operation.h"
+#include "operations/erase/EraseEnd.h"
 
 namespace Morvu {
 

@@ -13,6 +13,8 @@
 #include "frame/status/Requests.h"
 #include "frame/status/Testing.h"
 #include "operations/Operation.h"
+#include "operations/erase/EraseEnd.h"
+#include "operations/erase/EraseWitness.h"
 
 namespace Morvu {
 
@@ -22,6 +24,7 @@ namespace Properties = DeviceManagement::Properties;
 namespace {
 
 // The Count register of SANITIZE STATUS EXT (ACS-3, 7.36.8).
+constexpr std::uint16_t kCompleted = 0x8000;  // without error
 constexpr std::uint16_t kInProgress = 0x4000;
 constexpr std::uint16_t kFrozen = 0x2000;
 // LBA 15:0 while no sanitize is under way.
@@ -52,6 +55,7 @@ constexpr EraseTexts kTexts = {
 
 constexpr std::string_view kBlock = "block";
 constexpr std::string_view kCrypto = "crypto";
+constexpr std::string_view kTypes[] = {kBlock, kCrypto};
 
 constexpr std::string_view kDescriptions[] = {
     "Issue an ATA Sanitize command to the selected drive. The Tool will prompt prior to issuing "
@@ -61,7 +65,7 @@ constexpr std::string_view kDescriptions[] = {
 constexpr ArgumentDeclaration kArguments[] = {
     {"(type)",
      "(Required) Specify the type of Sanitize erase. Supported values are 'block' and 'crypto'.",
-     "SanitizeType"},
+     "SanitizeType", kTypes},
 };
 constexpr std::string_view kExamples[] = {
     "-drive_index 1 -sanitize block",
@@ -125,7 +129,11 @@ StatusCode Sanitize::Refuse(StatusCode code) {
 
 std::int32_t Sanitize::Execute() {
   if (!BeginErase()) return false;
+  EraseWitness witness(*device_);
   const auto code = SanitizeProcess();
+  if (code == Status::Completed) {
+    if (const auto remark = DescribeVerdict(witness.Compare())) Tell(*remark);
+  }
   SetErrorCode(code);
   if (code == Status::Completed) return true;
   SetState(FeatureState::Failed);
@@ -191,8 +199,12 @@ bool Sanitize::IsOver(StatusCode& code) {
   MORVU_LOG(kLogInfo, "GetSanitizeResult",
             "Sanitize Count field = " + std::to_string(answer.count >> 8));
   // Some adapters hand on the lower half of the count alone, which leaves the progress.
-  const bool isIdle =
-      answer.Has(DeviceManagement::AtaAnswer::kUpper) && (answer.count & kInProgress) == 0;
+  const bool isTold = answer.Has(DeviceManagement::AtaAnswer::kUpper);
+  const bool isIdle = isTold && (answer.count & kInProgress) == 0;
+  if (isIdle && (answer.count & kCompleted) == 0) {
+    Warn("The drive does not say that the sanitize was completed without error.");
+    MORVU_LOG(kLogWarning, "GetSanitizeResult", GetRemarks().back().text);
+  }
   return progress == kProgressEnd || isIdle;
 }
 

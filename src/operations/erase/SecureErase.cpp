@@ -1,7 +1,6 @@
 #include "operations/erase/SecureErase.h"
 
 #include <algorithm>
-#include <array>
 #include <chrono>
 
 #include "devices/properties/BasicProperties.h"
@@ -14,20 +13,15 @@
 #include "frame/status/Partitions.h"
 #include "frame/status/Requests.h"
 #include "operations/Operation.h"
+#include "operations/erase/EraseEnd.h"
+#include "operations/erase/EraseWitness.h"
 
 namespace Morvu {
 
-using DeviceManagement::CommandSet_ATA;
 using DeviceManagement::Device;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
-
-// The data of the security commands (ACS-3, table 158): one ATA block.
-using PasswordBlock = std::array<std::uint8_t, 512>;
-constexpr std::size_t kPasswordOffset = 2;
-constexpr std::uint8_t kEnhancedErase = 0x02;  // bit 0 clear: the user password
-static_assert(SecureErase::kPassword.size() <= 32);
 
 constexpr std::chrono::seconds kPause{1};
 
@@ -122,48 +116,58 @@ bool SecureErase::SecureEraseProcess() {
   SetPercent(1);
   if (IsCanceled()) return false;
 
-  if (!Send(&CommandSet_ATA::ataSecuritySetPassword)) {
+  EraseWitness witness(*device_);
+  const auto code = EraseByPassword();
+  if (code == Status::Completed) {
+    MORVU_LOG(kLogInfo, "SecureEraseProcess", "Passed.");
+    if (const auto remark = DescribeVerdict(witness.Compare())) Tell(*remark);
+  }
+  if (code != Status::Canceled) End(code);
+  return code == Status::Completed;
+}
+
+bool SecureErase::IsFrozen() const { return device_->GetBool(Properties::SecurityFrozen); }
+
+StatusCode SecureErase::EraseByPassword() {
+  ErasePassword password(*ata_, enhanced_);
+  const auto code = SendErase(password);
+  const bool isCanceled = code == Status::Canceled;
+  if (!isCanceled) SetPercent(95);
+  TellPassword(password.TakeOff());
+  if (!isCanceled) SetPercent(100);
+  return code;
+}
+
+StatusCode SecureErase::SendErase(ErasePassword& password) {
+  if (password.Set() != Status::Completed) {
     return Fail("Security enable failed.", Status::SetPasswordFailed);
   }
   MORVU_LOG(kLogInfo, "SecureEraseProcess",
-            "Security enabled. Password is '" + std::string(kPassword) + "'.");
+            "Security enabled. Password is '" + std::string(ErasePassword::kText) + "'.");
   SetPercent(3);
   SleepFor(kPause);
   SetPercent(10);
   StandbyImmediate();
 
-  if (IsCanceledLocked()) return false;
+  if (IsCanceled()) return Status::Canceled;
   SleepFor(kPause);
-  if (IsCanceledLocked()) return false;
+  if (IsCanceled()) return Status::Canceled;
 
   // No command may come between prepare and erase, and the fewer can the shorter it is.
-  if (!ErasePrepare()) return Fail("Erase Prepare failed.", Status::ErasePrepareFailed);
+  if (ata_->ataSecurityErasePrepare() != Status::Completed) {
+    return Fail("Erase Prepare failed.", Status::ErasePrepareFailed);
+  }
   MORVU_LOG(kLogInfo, "SecureEraseProcess", "Erase Prepare successful.");
   SetPercent(20);
   SetPercent(40);
-  if (!EraseUnit()) return Fail("Erase failed.", Status::EraseUnitFailed);
-
+  if (password.EraseUnit() != Status::Completed) {
+    return Fail("Erase failed.", Status::EraseUnitFailed);
+  }
   MORVU_LOG(kLogInfo, "SecureEraseProcess", "Erased successfully.");
   SetPercent(90);
   StandbyImmediate();
-  End(Status::Completed);
-  MORVU_LOG(kLogInfo, "SecureEraseProcess", "Passed.");
-  CleanUp();
-  return true;
+  return Status::Completed;
 }
-
-bool SecureErase::IsFrozen() const { return device_->GetBool(Properties::SecurityFrozen); }
-
-bool SecureErase::Send(PasswordCommand command) {
-  PasswordBlock block{};
-  if (enhanced_) block[0] = kEnhancedErase;
-  std::ranges::copy(kPassword, block.begin() + kPasswordOffset);
-  return (ata_->*command)(block) == Status::Completed;
-}
-
-bool SecureErase::ErasePrepare() { return ata_->ataSecurityErasePrepare() == Status::Completed; }
-
-bool SecureErase::EraseUnit() { return Send(&CommandSet_ATA::ataSecurityEraseUnit); }
 
 bool SecureErase::IsCanceled() {
   if (!IsCancelRequested()) return false;
@@ -173,26 +177,31 @@ bool SecureErase::IsCanceled() {
   return true;
 }
 
-bool SecureErase::IsCanceledLocked() {
-  if (!IsCanceled()) return false;
-  Send(&CommandSet_ATA::ataSecurityUnlock);
-  Send(&CommandSet_ATA::ataSecurityDisablePassword);
-  return true;
-}
-
-bool SecureErase::Fail(std::string_view text, StatusCode code) {
+StatusCode SecureErase::Fail(std::string_view text, StatusCode code) {
   MORVU_LOG(kLogError, "SecureEraseProcess", text);
-  End(code);
-  CleanUp();
-  return false;
+  return code;
 }
 
-// Covers every way out on which the password may still be set.
-void SecureErase::CleanUp() {
-  Send(&CommandSet_ATA::ataSecurityUnlock);
-  SetPercent(95);
-  Send(&CommandSet_ATA::ataSecurityDisablePassword);
-  SetPercent(100);
+void SecureErase::TellPassword(ErasePassword::State state) {
+  const auto password = "'" + std::string(ErasePassword::kText) + "'";
+  switch (state) {
+    case ErasePassword::State::Off:
+      MORVU_LOG(kLogInfo, "SecureEraseProcess", "The password was taken off again.");
+      return;
+    case ErasePassword::State::On:
+      Warn(
+          "The password could not be taken off: the drive is locked from its next power cycle "
+          "on. The password is " +
+          password + ".");
+      break;
+    case ErasePassword::State::Unknown:
+      Warn(
+          "Whether the password was taken off again could not be seen: the drive may be locked. "
+          "The password is " +
+          password + ".");
+      break;
+  }
+  MORVU_LOG(kLogError, "SecureEraseProcess", GetRemarks().back().text);
 }
 
 StatusCode SecureErase::Runner(Device& device, Face& face, bool enhanced) {

@@ -4,17 +4,13 @@
 
 #include <string_view>
 
-#include "devices/commands/CommandSet_ATA.h"
+#include "operations/erase/ErasePassword.h"
 #include "operations/erase/Erasure.h"
 
 namespace Morvu {
 
-// From the set password to the end of a run the drive is locked by kPassword: who
-// loses power in between unlocks it with that (docs/recovery.md).
 class SecureErase : public Erasure {
  public:
-  static constexpr std::string_view kPassword = "quillfen";
-
   // `permit` may be null: then nothing is erased. `enhanced`: the drive's enhanced erase mode.
   SecureErase(DeviceManagement::Device* device, const ErasePermit* permit, bool enhanced,
               ProgressReporter& reporter);
@@ -30,20 +26,17 @@ class SecureErase : public Erasure {
 
  private:
   struct Rules;
-  using PasswordCommand = StatusCode (DeviceManagement::CommandSet_ATA::*)(ByteSpan);
-
   bool SecureEraseProcess();
   bool IsFrozen() const;
-  // Sends a security command with the block that holds the password.
-  bool Send(PasswordCommand command);
-  bool ErasePrepare();
-  bool EraseUnit();
+  // The erase, and the password off again whatever came of it.
+  StatusCode EraseByPassword();
+  StatusCode SendErase(ErasePassword& password);
   // Logs, and sets the code, when the host asked to stop.
   bool IsCanceled();
-  // The same while the password is set: it is taken off.
-  bool IsCanceledLocked();
-  bool Fail(std::string_view text, StatusCode code);
-  void CleanUp();
+  // Logs; the code.
+  StatusCode Fail(std::string_view text, StatusCode code);
+  // A drive that may still have the password is warned of.
+  void TellPassword(ErasePassword::State state);
 
   bool enhanced_;
 };

@@ -3,12 +3,15 @@
 #include <optional>
 
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/identification/DeviceIdentification.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Logger.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Partitions.h"
 #include "operations/Operation.h"
+#include "operations/erase/EraseEnd.h"
+#include "operations/erase/EraseWitness.h"
 #include "operations/erase/Sanitize.h"
 #include "operations/erase/SecureErase.h"
 
@@ -110,12 +113,17 @@ std::int32_t SendFormat_NVMe::Execute() {
     End(Status::NotSupportedByDrive);
     return false;
   }
+  EraseWitness witness(*device_);
   const auto result = nvme_->nvmeFormatNVM({.nsid = *space,
                                             .lbaFormat = settings_.lbaFormat,
                                             .metadata = settings_.metadata,
                                             .protection = settings_.protectionInformation,
                                             .protectionLocation = settings_.protectionInfoLocation,
                                             .secureErase = settings_.secureErase});
+  if (result == Status::Completed) {
+    UpdateProperties(*device_);  // sectors may have another size now
+    if (const auto remark = DescribeVerdict(witness.Compare())) Tell(*remark);
+  }
   SetState(result == Status::Completed ? FeatureState::Finished : FeatureState::Failed);
   SetErrorCode(result);
   SetPercent(100);

@@ -7,6 +7,12 @@ namespace Morvu {
 using DeviceManagement::PropertyList;
 using XmlMessaging::Object;
 
+std::optional<std::uint64_t> ReadVerdict(const PropertyList& mapping) {
+  const auto* status = mapping.Find(FirmwareMapping::Status);
+  if (status == nullptr || status->GetKind() != FirmwareMapping::Status.kind) return {};
+  return status->HasValue() ? std::optional(status->AsUnsigned()) : std::nullopt;
+}
+
 std::string WriteAttributeCollection(const PropertyList& attributes) {
   Object collection;
   collection.SetAttribute("name", "attributeCollection");

@@ -21,6 +21,10 @@ inline constexpr std::uint64_t kUpdateAvailable = 1;
 inline constexpr std::uint64_t kUnknownDrive = 900;
 }  // namespace FirmwareMapping
 
+// A verdict is a number, and told as one: nothing for a mapping without one. What cannot be
+// read is not 0, which means that a drive is current.
+std::optional<std::uint64_t> ReadVerdict(const DeviceManagement::PropertyList& mapping);
+
 // An Object named "attributeCollection" with one Property for each attribute.
 std::string WriteAttributeCollection(const DeviceManagement::PropertyList& attributes);
 

@@ -64,9 +64,7 @@ std::optional<std::string> ToText(const std::optional<Answer>& answer) {
 }  // namespace
 
 std::optional<FirmwareModule> FirmwareModule::Open(const std::string& path) {
-  if (!DeviceManagement::VerifyLibrary(path)) return {};
-  MORVU_LOG(kLogDebug, "Open", "Verify successful.");
-  auto library = LoadLibrary(path);
+  auto library = DeviceManagement::LoadTaggedLibrary(path);
   if (!library) return {};
   return FirmwareModule(std::move(library));
 }

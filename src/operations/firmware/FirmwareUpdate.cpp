@@ -27,6 +27,8 @@ namespace Protocol = DeviceManagement::Protocol;
 namespace {
 
 constexpr std::chrono::seconds kTransferTimeout{10};
+// How long a drive may stay away after it took an image.
+constexpr std::chrono::seconds kLongestReturn{10};
 
 }  // namespace
 
@@ -64,7 +66,8 @@ FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, std::string 
     : Function(device, reporter),
       ignoreSecurity_(ignoreSecurity),
       source_(Source::File),
-      file_(std::move(file)) {
+      file_(std::move(file)),
+      images_(GetReporter()) {
   FirmwareUpdate::Initialize();
 }
 
@@ -76,7 +79,8 @@ FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, std::int32_t
       source_(Source::Module),
       moduleType_(moduleType),
       audience_(std::move(audience)),
-      moduleDirectories_{GetExecutableDirectory() + "FirmwareModules"} {
+      moduleDirectories_{GetExecutableDirectory() + "FirmwareModules"},
+      images_(GetReporter()) {
   moduleDirectories_.insert(moduleDirectories_.end(), extraDirectories.begin(),
                             extraDirectories.end());
   FirmwareUpdate::Initialize();
@@ -88,7 +92,8 @@ FirmwareUpdate::FirmwareUpdate(Device* device, bool ignoreSecurity, EmbeddedMapp
       ignoreSecurity_(ignoreSecurity),
       source_(Source::Embedded),
       embeddedMapping_(std::move(mapping)),
-      embeddedBinary_(std::move(binary)) {
+      embeddedBinary_(std::move(binary)),
+      images_(GetReporter()) {
   FirmwareUpdate::Initialize();
 }
 
@@ -116,7 +121,7 @@ void FirmwareUpdate::Initialize() {
 }
 
 std::unique_ptr<SendFirmware> FirmwareUpdate::MakeSender() {
-  auto& reporter = GetReporter();
+  auto& reporter = images_;
   const bool nvme = device_->HasCommandSet(Protocol::Nvme);
   if (DeviceManagement::ProductOf(*device_).takesFirstBlockTwice) {
     return std::make_unique<SendFirmware_ATA_Dunmere>(device_, reporter);
@@ -131,51 +136,79 @@ std::unique_ptr<SendFirmware> FirmwareUpdate::MakeSender() {
   return nullptr;
 }
 
+StatusCode FirmwareUpdate::GetNvmeStatus() const {
+  return sender_ ? sender_->GetNvmeStatus() : StatusCode(Status::Completed);
+}
+
 std::int32_t FirmwareUpdate::Execute() {
   if (!BeginExecute()) return false;
   if (!sender_) return Fail(Status::NoCommunication);
+  oldRevision_ = device_->GetString(Properties::Firmware);
   MORVU_LOG(kLogDebug, "Execute", "Retrieving firmware data.");
-  const auto binaries = GetFirmwareBinaries();
-  if (binaries.empty()) return FailWithoutData();
-  for (const auto& binary : binaries) {
-    if (!Install(binary)) return false;
+  const auto names = ListFirmwareBinaries();
+  if (names.empty()) return FailWithoutData();
+  for (std::size_t i = 0; i < names.size(); ++i) {
+    if (i > 0 && IsCancelRequested()) return Cancel();
+    images_.Begin(i, names.size());
+    if (!Install(GetFirmwareBinary(names[i]))) return false;
   }
+  End(Status::Completed);
+  SetPercent(100);
   return true;
 }
 
 bool FirmwareUpdate::Install(const FirmwareBinary& binary) {
-  SetPercent(5);
+  images_.SetPercent(5);
   if (binary.empty()) return FailWithoutData();
   const auto before = device_->GetString(Properties::Firmware);
-  sender_->SetData(binary);
-  sender_->SetErrorCode(Status::ReadyToRun);  // of an earlier image nothing counts
-  bool sent = false;
-  {
-    const TimeoutGuard timeout(device_->GetCommandPath(), kTransferTimeout);
-    sent = sender_->Execute() != 0;
-  }
+  const bool sent = Send(binary);
   MORVU_LOG(kLogInfo, "Execute", "Finished sending data.");
-  SetPercent(90);
+  images_.SetPercent(90);
   MORVU_LOG(kLogDebug, "Execute", "Re-identifying the drive.");
-  UpdateProperties(*device_);
-  SetPercent(93);
+  const bool identified = UpdateProperties(*device_);
+  images_.SetPercent(93);
 
   // A drive may drop the last answer on its way into the new firmware. One that tells
   // no revision at all has not come back.
   const auto now = device_->GetString(Properties::Firmware);
-  if (!sent && (now == before || now.empty())) {
-    MORVU_LOG(kLogError, "Execute", "Failed to update the firmware.");
-    Fail(sender_->GetErrorCode());
+  const bool changed = now != before && !now.empty();
+  runsAfterReset_ = sender_->WaitsForReset() && !changed;
+  if (!sent && !changed) return JudgeFailure();
+  if (!identified && !ComesBack()) {
+    MORVU_LOG(kLogError, "Execute", "The drive took the image and does not answer any more.");
     SetPercent(100);
-    if (device_->GetString(Properties::OEM) == "Lenovo" &&
-        device_->GetBool(Properties::SecurityEnabled)) {
-      SetErrorCode(Status::FirmwareSecurityEnabled);
-    }
-    return false;
+    return Fail(Status::NoCommunication);
   }
   MORVU_LOG(kLogInfo, "Execute", "Passed.");
-  End(Status::Completed);
+  return true;
+}
+
+bool FirmwareUpdate::Send(const FirmwareBinary& binary) {
+  sender_->SetData(binary);
+  sender_->SetErrorCode(Status::ReadyToRun);  // of an earlier image nothing counts
+  const TimeoutGuard timeout(device_->GetCommandPath(), kTransferTimeout);
+  return sender_->Execute() != 0;
+}
+
+bool FirmwareUpdate::JudgeFailure() {
+  MORVU_LOG(kLogError, "Execute", "Failed to update the firmware.");
+  Fail(sender_->GetErrorCode());
   SetPercent(100);
+  if (device_->GetString(Properties::OEM) == "Lenovo" &&
+      device_->GetBool(Properties::SecurityEnabled)) {
+    SetErrorCode(Status::FirmwareSecurityEnabled);
+  }
+  return false;
+}
+
+bool FirmwareUpdate::ComesBack() {
+  const auto end = GetUptime() + kLongestReturn;
+  while (!device_->TestConnection()) {
+    MORVU_LOG(kLogWarning, "Execute", "Waiting for the drive to answer.");
+    if (GetUptime() >= end) return false;
+    SleepFor(std::chrono::seconds(1));
+  }
+  UpdateProperties(*device_);
   return true;
 }
 
@@ -189,6 +222,13 @@ bool FirmwareUpdate::FailWithoutData() {
   MORVU_LOG(kLogError, "Execute", "Failed to get the firmware data.");
   Fail(Status::FileNotRead);
   SetPercent(100);
+  return false;
+}
+
+bool FirmwareUpdate::Cancel() {
+  MORVU_LOG(kLogWarning, "Execute", "Canceled.");
+  SetErrorCode(Status::Canceled);
+  SetState(FeatureState::Running);
   return false;
 }
 

@@ -1,5 +1,6 @@
 #pragma once
 
+#include <cstddef>
 #include <functional>
 #include <memory>
 #include <optional>
@@ -11,6 +12,7 @@
 #include "messaging/features/CimClass.h"
 #include "messaging/features/Face.h"
 #include "messaging/features/Feature.h"
+#include "operations/firmware/FirmwareModules.h"
 #include "operations/firmware/SendFirmware.h"
 
 namespace Morvu {
@@ -48,6 +50,13 @@ class FirmwareUpdate : public Function {
   std::uint64_t GetMappingStatus() const;
   bool HasFile() const { return !file_.empty(); }
 
+  // Of a run: the revision before it, and what its last image left.
+  const std::string& GetOldRevision() const { return oldRevision_; }
+  // The drive took the image, and goes on with its old firmware until a reset.
+  bool RunsAfterReset() const { return runsAfterReset_; }
+  // The NVMe status that says so; 0 for none.
+  StatusCode GetNvmeStatus() const;
+
   // ---- The family: drive method, option, drive property ----
 
   struct Request {
@@ -57,10 +66,25 @@ class FirmwareUpdate : public Function {
     std::vector<std::string> moduleDirectories{};
     std::uint64_t job = 0;  // that asked for it; 0 for a person
   };
-  // Updates the drives one after the other, or the first with a file; the summary of
-  // their codes.
-  static StatusCode Runner(std::span<DeviceManagement::Device* const> devices,
-                           const Request& request, Face& face);
+  // How the update of one drive ended.
+  struct Outcome {
+    DeviceManagement::Device* device = nullptr;  // the caller's
+    StatusCode code = Status::NotRun;
+    std::string oldRevision{};
+    std::string newRevision{};
+    bool runsAfterReset = false;
+    StatusCode nvmeStatus = Status::Completed;  // beside the code, where there was one
+  };
+  struct Outcomes {
+    StatusCode summary = Status::NotRun;
+    // Of the drives in their order, as far as the run came.
+    std::vector<Outcome> drives{};
+  };
+  // Updates the drives one after the other, or the first with a file. The namespaces of an
+  // NVMe subsystem, whose firmware is one, are one drive: the first is updated, the others
+  // take its outcome. A cancel ends the run before its next drive.
+  static Outcomes Runner(std::span<DeviceManagement::Device* const> devices, const Request& request,
+                         Face& face);
 
   // The drive property "FirmwareUpdateAvailable": a CimProperty::Getter.
   static std::unique_ptr<XmlMessaging::Property> GetUpdateAvailable(
@@ -77,14 +101,20 @@ class FirmwareUpdate : public Function {
   struct Search;
   void ConsiderModule(const std::string& path, Search& search);
 
-  std::vector<FirmwareBinary> GetFirmwareBinaries();
-  std::vector<FirmwareBinary> GetPackageBinaries();
+  // The names of the images in the order in which they are sent, and one of them. Only one
+  // is in memory at a time.
+  std::vector<std::string> ListFirmwareBinaries() const;
+  FirmwareBinary GetFirmwareBinary(const std::string& name) const;
   FirmwareBinary GetTargetFirmwareFromModule(const std::string& name) const;
 
   std::unique_ptr<SendFirmware> MakeSender();
   bool Install(const FirmwareBinary& binary);
+  bool Send(const FirmwareBinary& binary);
+  bool JudgeFailure();
+  bool ComesBack();
   bool Fail(StatusCode code);
   bool FailWithoutData();
+  bool Cancel();
 
   bool ignoreSecurity_;
   Source source_;
@@ -95,9 +125,13 @@ class FirmwareUpdate : public Function {
   EmbeddedMapping embeddedMapping_;
   EmbeddedBinary embeddedBinary_;
 
+  InnerReporter images_;                  // an image's share of the run
   std::unique_ptr<SendFirmware> sender_;  // null when the update may not run
   AttributeCollection mapping_;
-  std::string modulePath_;  // of the module that gave the mapping
+  std::shared_ptr<FirmwareModules> modules_ = FirmwareModules::OfRequest();
+  std::shared_ptr<const FirmwareModule> module_;  // that gave the mapping
+  std::string oldRevision_;
+  bool runsAfterReset_ = false;
 };
 
 }  // namespace Morvu

@@ -1,14 +1,18 @@
 // The firmware update as a host and a user meet it: the drive method, the option, and
 // the drive property that tells whether there is an update.
 #include <algorithm>
+#include <set>
 #include <string_view>
 
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/FirmwareProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Firmware.h"
 #include "frame/status/Health.h"
+#include "frame/status/NvmeStatus.h"
+#include "frame/status/Requests.h"
 #include "frame/status/Selection.h"
 #include "frame/status/Testing.h"
 #include "messaging/XmlMessaging.h"
@@ -24,10 +28,13 @@ namespace Properties = DeviceManagement::Properties;
 
 namespace {
 
+constexpr std::string_view kMethodName = "FirmwareUpdate";
 constexpr std::string_view kFileArgument = "file";
 constexpr std::string_view kAudienceOption = "-firmware_module_audience";
 constexpr std::int32_t kModuleType = 0;
 constexpr std::size_t kRuleWidth = 75;
+// Of an image that the drive has taken and does not run yet.
+constexpr std::string_view kCommitted = "committed, runs after a reset";
 
 // What the log of a notification sorts by.
 constexpr std::uint32_t kFirmwareNotification = 0;
@@ -95,6 +102,36 @@ void ShowHeader(Face& face, const Device& device, const FirmwareUpdate::Request&
   if (!request.driveSelected) face.Say(device.ToText() + "\n");
 }
 
+// Whose firmware each device's is: the namespaces of an NVMe subsystem share it.
+std::vector<std::string> FindFirmwareOwners(std::span<Device* const> devices) {
+  std::vector<std::string> owners;
+  for (const auto* device : devices) {
+    const auto& path = device->GetCommandPath().GetDevicePath();
+    const bool isNvme = device->HasCommandSet(DeviceManagement::Protocol::Nvme);
+    const auto subsystem =
+        isNvme ? DeviceManagement::SystemFacts::FindSubsystem(path) : std::string();
+    owners.push_back(subsystem.empty() ? path : subsystem);
+  }
+  return owners;
+}
+
+std::size_t CountFirmwareOwners(std::span<Device* const> devices) {
+  const auto owners = FindFirmwareOwners(devices);
+  return std::set<std::string>(owners.begin(), owners.end()).size();
+}
+
+void SayWhatCameOfIt(Face& face, const FirmwareUpdate& update) {
+  if (update.GetErrorCode() == Status::Completed) {
+    face.Say("Firmware Update Successful.\nPlease reboot the system.");
+  }
+  const auto committed = "Firmware " + std::string(kCommitted);
+  if (update.GetNvmeStatus() != Status::Completed) {
+    face.Warn(committed + ": " + DescribeNvmeStatus(update.GetNvmeStatus()) + ".");
+  } else if (update.RunsAfterReset()) {
+    face.Say(committed + ".");
+  }
+}
+
 // Runs an update; false when the user declines it.
 bool RunUpdate(Face& face, FirmwareUpdate& update, const FirmwareUpdate::Request& request) {
   if (request.driveSelected && !face.IsForced() &&
@@ -102,33 +139,133 @@ bool RunUpdate(Face& face, FirmwareUpdate& update, const FirmwareUpdate::Request
                "Proceed with the update?") == Answer::No) {
     return false;
   }
-  if (!request.file.empty()) face.Say("Given firmware binary: " + request.file);
-  face.Say("Updating the drive's firmware...");
+  if (update.HasFile()) face.Say("Given firmware binary: " + request.file);
+  face.Begin("Updating the drive's firmware...");
   update.Execute();
-  if (update.GetErrorCode() == Status::Completed) {
-    face.Say("Firmware Update Successful.\nPlease reboot the system.");
-  }
+  SayWhatCameOfIt(face, update);
   return true;
 }
 
+// The outcome of a drive whose firmware stays.
+FirmwareUpdate::Outcome LeaveAlone(Device& device, StatusCode code) {
+  const auto revision = device.GetString(Properties::Firmware);
+  return {.device = &device, .code = code, .oldRevision = revision, .newRevision = revision};
+}
+
 // The outcome for one drive, and what it makes of the summary.
-StatusCode UpdateDevice(Device* device, const FirmwareUpdate::Request& request, Face& face,
-                        StatusCode& summary) {
-  const auto hold = HoldDrive(*device, face, request.job);
+FirmwareUpdate::Outcome UpdateDevice(Device& device, const FirmwareUpdate::Request& request,
+                                     Face& face, ProgressReporter& reporter, StatusCode& summary) {
+  const auto hold = HoldDrive(device, face, request.job);
   if (hold == nullptr) {
     summary = request.driveSelected ? Status::DriveHeld : AddRefusal(summary, Status::DriveHeld);
-    return Status::DriveHeld;
+    return LeaveAlone(device, Status::DriveHeld);
   }
-  const auto update = MakeUpdate(device, request, face.GetReporter());
-  if (update->GetErrorCode() != Status::ReadyToRun) {
-    const auto outcome = update->GetErrorCode();
-    summary = request.driveSelected ? outcome : AddRefusal(summary, outcome);
+  const auto update = MakeUpdate(&device, request, reporter);
+  const auto refusal = update->GetErrorCode();
+  if (refusal != Status::ReadyToRun) {
+    summary = request.driveSelected ? refusal : AddRefusal(summary, refusal);
+    return LeaveAlone(device, refusal);
+  }
+  auto outcome = LeaveAlone(device, Status::CanceledByUser);
+  if (!RunUpdate(face, *update, request)) {
+    summary = outcome.code;
     return outcome;
   }
-  if (!RunUpdate(face, *update, request)) return summary = Status::CanceledByUser;
-  const auto outcome = update->GetErrorCode();
-  summary = request.driveSelected ? outcome : AddRun(summary, outcome);
+  outcome.code = update->GetErrorCode();
+  outcome.newRevision = device.GetString(Properties::Firmware);
+  outcome.runsAfterReset = update->RunsAfterReset();
+  outcome.nvmeStatus = update->GetNvmeStatus();
+  const bool decides = request.driveSelected || outcome.code == Status::Canceled;
+  summary = decides ? outcome.code : AddRun(summary, outcome.code);
   return outcome;
+}
+
+// The drives of one run, in their order.
+class DriveWalk {
+ public:
+  DriveWalk(std::span<Device* const> devices, const FirmwareUpdate::Request& request, Face& face)
+      : devices_(devices),
+        request_(request),
+        face_(face),
+        owners_(FindFirmwareOwners(devices)),
+        progress_(face.GetReporter()) {}
+
+  FirmwareUpdate::Outcomes Run() {
+    outcomes_.summary = Status::Completed;
+    const auto count = std::set<std::string>(owners_.begin(), owners_.end()).size();
+    const bool isOne = !request_.file.empty();
+    for (std::size_t i = 0; i < devices_.size(); ++i) {
+      if (isOne && owners_[i] != owners_.front()) continue;
+      ShowHeader(face_, *devices_[i], request_, i == 0);
+      outcomes_.drives.push_back(Visit(i, isOne ? 1 : count));
+      face_.Tell(outcomes_.drives.back().code);
+    }
+    return std::move(outcomes_);
+  }
+
+ private:
+  FirmwareUpdate::Outcome Visit(std::size_t at, std::size_t count) {
+    auto& device = *devices_[at];
+    const auto known = std::ranges::find_if(outcomes_.drives, [&](const auto& drive) {
+      return owners_[IndexOf(drive.device)] == owners_[at];
+    });
+    if (known != outcomes_.drives.end()) return TakeOver(device, *known);
+    if (at > 0 && progress_.IsCancelRequested()) outcomes_.summary = Status::Canceled;
+    if (outcomes_.summary == Status::Canceled) return LeaveAlone(device, Status::Canceled);
+    progress_.Begin(begun_++, count);
+    const auto outcome = UpdateDevice(device, request_, face_, progress_, outcomes_.summary);
+    progress_.SetPercent(100);
+    return outcome;
+  }
+
+  FirmwareUpdate::Outcome TakeOver(Device& device, FirmwareUpdate::Outcome outcome) {
+    face_.Say("The firmware is the one of " + outcome.device->GetString(Properties::DevicePath) +
+              ".");
+    device.AddProperty(Properties::Firmware, outcome.newRevision);
+    outcome.device = &device;
+    if (request_.driveSelected) outcomes_.summary = outcome.code;
+    return outcome;
+  }
+
+  std::size_t IndexOf(const Device* device) const {
+    return static_cast<std::size_t>(std::ranges::find(devices_, device) - devices_.begin());
+  }
+
+  std::span<Device* const> devices_;
+  const FirmwareUpdate::Request& request_;
+  Face& face_;
+  std::vector<std::string> owners_;
+  InnerReporter progress_;
+  FirmwareUpdate::Outcomes outcomes_;
+  std::size_t begun_ = 0;
+};
+
+void AddText(XmlMessaging::Object& object, std::string_view name, std::string_view text) {
+  object.AddProperty(name, text).SetAttribute("type", "string");
+}
+
+// The reply's list: the one code of a job cannot tell of several drives.
+std::unique_ptr<XmlMessaging::List> DescribeOutcomes(
+    std::span<const FirmwareUpdate::Outcome> outcomes) {
+  auto list = std::make_unique<XmlMessaging::List>();
+  list->SetAttribute("name", kMethodName);
+  list->SetAttribute("direction", "o");
+  for (const auto& outcome : outcomes) {
+    auto object = std::make_unique<XmlMessaging::Object>();
+    for (const auto* entry : {&Properties::SerialNumber, &Properties::DevicePath}) {
+      AddText(*object, entry->name, outcome.device->GetString(*entry));
+    }
+    object->AddProperty("ErrorCode", std::to_string(outcome.code.Value()))
+        .SetAttribute("type", "sint32");
+    AddText(*object, "OldFirmware", outcome.oldRevision);
+    AddText(*object, Properties::Firmware.name, outcome.newRevision);
+    if (outcome.runsAfterReset) AddText(*object, "Activation", kCommitted);
+    if (outcome.nvmeStatus != Status::Completed) {
+      AddText(*object, "NVMeStatus", DescribeNvmeStatus(outcome.nvmeStatus));
+    }
+    list->objects.push_back(std::move(object));
+  }
+  return list;
 }
 
 // The directories that a request names beside the program's own.
@@ -153,18 +290,17 @@ void Notify(JobContext& context, Device& device, std::string_view text, std::uin
 
 }  // namespace
 
-StatusCode FirmwareUpdate::Runner(std::span<Device* const> devices, const Request& request,
-                                  Face& face) {
+FirmwareUpdate::Outcomes FirmwareUpdate::Runner(std::span<Device* const> devices,
+                                                const Request& request, Face& face) {
   if (devices.empty()) {
-    return request.driveSelected ? Status::InvalidArguments : Status::NoSupportedDevices;
+    return {.summary =
+                request.driveSelected ? Status::InvalidArguments : Status::NoSupportedDevices};
   }
-  StatusCode summary = Status::Completed;
-  for (auto* device : devices) {
-    ShowHeader(face, *device, request, device == devices.front());
-    face.Tell(UpdateDevice(device, request, face, summary));
-    if (!request.file.empty()) break;
+  if (!request.file.empty() && !request.driveSelected) {
+    face.Say("Firmware binary left aside, as no drive is selected: " + request.file);
   }
-  return summary;
+  const FirmwareModulesScope modules;
+  return DriveWalk(devices, request, face).Run();
 }
 
 std::unique_ptr<XmlMessaging::Property> FirmwareUpdate::GetUpdateAvailable(
@@ -200,16 +336,21 @@ StatusCode RunFirmwareUpdate(const FeatureCall& call) {
                                         .audience = call.arguments.GetText(kAudienceOption),
                                         .driveSelected = call.areChosen,
                                         .job = call.job};
-  return FirmwareUpdate::Runner(call.devices, request, call.face);
+  return FirmwareUpdate::Runner(call.devices, request, call.face).summary;
 }
 
-// A request without an Object of a drive is for all drives, as if each were chosen.
+// A request without an Object of a drive is for all drives, as if each were chosen. A file is
+// for one.
 StatusCode RunFirmwareUpdateMethod(const FeatureCall& call, JobContext& context) {
   const FirmwareUpdate::Request request{.file = call.arguments.GetText(kFileArgument),
                                         .driveSelected = true,
                                         .moduleDirectories = GetModuleDirectories(context.request),
                                         .job = call.job};
-  return FirmwareUpdate::Runner(call.devices, request, call.face);
+  if (!request.file.empty() && CountFirmwareOwners(call.devices) > 1)
+    return Status::NoDeviceSelected;
+  const auto outcomes = FirmwareUpdate::Runner(call.devices, request, call.face);
+  if (context.reply != nullptr) context.reply->lists.push_back(DescribeOutcomes(outcomes.drives));
+  return outcomes.summary;
 }
 
 StatusCode AssessFirmwareUpdate(Device& device) {
@@ -219,7 +360,7 @@ StatusCode AssessFirmwareUpdate(Device& device) {
 constexpr MethodParameter kParameters[] = {{kFileArgument, "string"}};
 constexpr StatusCode kHiddenCodes[] = {Status::NotAMorvuDrive, Status::RaidVolume};
 constexpr CimMethod kMethods[] = {
-    {.name = "FirmwareUpdate",
+    {.name = kMethodName,
      .displayName = "Firmware Update",
      .category = "standard",
      .targetType = "device",

@@ -67,7 +67,7 @@ FirmwareUpdate::AttributeCollection FirmwareUpdate::GetTargetMappingAttributes(
 std::optional<FirmwareUpdate::AttributeCollection>
 FirmwareUpdate::GetTargetMappingAttributesFromModules(const AttributeCollection& attributes) {
   Search search{WriteAttributeCollection(attributes), {}, 0};
-  modulePath_.clear();
+  module_.reset();
   for (const auto& directory : moduleDirectories_) {
     MORVU_LOG(kLogDebug, "GetTargetMappingAttributesFromModules", "Module Dir = " + directory);
     for (const auto& path : ListFiles(directory)) ConsiderModule(path, search);
@@ -80,7 +80,7 @@ void FirmwareUpdate::ConsiderModule(const std::string& path, Search& search) {
     MORVU_LOG(level, "GetTargetMappingAttributesFromModules", std::string(text) + detail);
   };
   log(kLogDebug, "Firmware Module path: ", path);
-  const auto module = FirmwareModule::Open(path);
+  const auto module = modules_->Open(path);
   if (!module || !module->CanMap()) return;
   // A module that says nothing of this drive still tells that it is known.
   if (!search.best) search.best = WithStatus(0);
@@ -98,45 +98,37 @@ void FirmwareUpdate::ConsiderModule(const std::string& path, Search& search) {
   const auto reply = module->GetTargetFirmwareMappingAttributes(search.request);
   if (!reply) return;
   auto mapping = ReadAttributeCollection(*reply);
-  if (!mapping || !mapping->Has(FirmwareMapping::Status) || date <= search.bestDate) return;
+  if (!mapping || !ReadVerdict(*mapping) || date <= search.bestDate) return;
   search.best = std::move(mapping);
   search.bestDate = date;
-  modulePath_ = path;
+  module_ = module;
   log(kLogInfo, "Found module with build date: ", std::to_string(date));
   log(kLogInfo,
       "Loded firmware update mapping attributes = ", WriteAttributeCollection(*search.best));
 }
 
-std::vector<FirmwareUpdate::FirmwareBinary> FirmwareUpdate::GetFirmwareBinaries() {
-  if (source_ != Source::File) return GetPackageBinaries();
-  auto image = file_.empty() ? FirmwareBinary() : ReadImage(file_);
-  if (image.empty()) return {};
-  MORVU_LOG(kLogInfo, "GetFirmwareBinaries", "Loading firmware binary from file: " + file_);
-  std::vector<FirmwareBinary> binaries;
-  binaries.push_back(std::move(image));
-  return binaries;
+std::vector<std::string> FirmwareUpdate::ListFirmwareBinaries() const {
+  if (source_ == Source::File) return {file_};
+  if (!mapping_.Has(FirmwareMapping::Package)) return {};
+  return Split(mapping_.GetString(FirmwareMapping::Package), '~');
 }
 
-std::vector<FirmwareUpdate::FirmwareBinary> FirmwareUpdate::GetPackageBinaries() {
-  std::vector<FirmwareBinary> binaries;
-  if (!mapping_.Has(FirmwareMapping::Package)) return binaries;
-  for (const auto& name : Split(mapping_.GetString(FirmwareMapping::Package), '~')) {
-    MORVU_LOG(kLogInfo, "GetFirmwareBinaries", "Reading firmware binary: " + name);
-    if (source_ == Source::Module) {
-      binaries.push_back(GetTargetFirmwareFromModule(name));
-    } else {
-      binaries.push_back(embeddedBinary_ ? embeddedBinary_(name) : FirmwareBinary());
-    }
+FirmwareUpdate::FirmwareBinary FirmwareUpdate::GetFirmwareBinary(const std::string& name) const {
+  if (source_ == Source::File) {
+    auto image = name.empty() ? FirmwareBinary() : ReadImage(name);
+    if (image.empty()) return image;
+    MORVU_LOG(kLogInfo, "GetFirmwareBinaries", "Loading firmware binary from file: " + name);
+    return image;
   }
-  return binaries;
+  MORVU_LOG(kLogInfo, "GetFirmwareBinaries", "Reading firmware binary: " + name);
+  if (source_ == Source::Module) return GetTargetFirmwareFromModule(name);
+  return embeddedBinary_ ? embeddedBinary_(name) : FirmwareBinary();
 }
 
 FirmwareUpdate::FirmwareBinary FirmwareUpdate::GetTargetFirmwareFromModule(
     const std::string& name) const {
-  if (source_ != Source::Module || modulePath_.empty()) return {};
-  const auto module = FirmwareModule::Open(modulePath_);
-  if (!module || !module->CanSupply()) return {};
-  auto image = module->GetTargetFirmwareBinary(name);
+  if (module_ == nullptr || !module_->CanSupply()) return {};
+  auto image = module_->GetTargetFirmwareBinary(name);
   if (!image) return {};
   MORVU_LOG(kLogInfo, "GetTargetFirmwareFromModule",
             "Retrieved firmware binary. " + std::to_string(image->size()) + " bytes.");

@@ -13,6 +13,11 @@ class SendFirmware : public Function {
   // a last block or dword has beyond it goes out as zeros.
   void SetData(ByteView image) { image_ = image; }
 
+  // The drive took the image, and says that it runs it after a reset, not before.
+  bool WaitsForReset() const { return waitsForReset_; }
+  // The status by which an NVMe controller says so; 0 when it needed none.
+  StatusCode GetNvmeStatus() const { return nvmeStatus_; }
+
  protected:
   SendFirmware(DeviceManagement::Device* device, ProgressReporter& reporter);
 
@@ -25,6 +30,8 @@ class SendFirmware : public Function {
   bool Fail(StatusCode code);
 
   ByteView image_;
+  bool waitsForReset_ = false;
+  StatusCode nvmeStatus_ = Status::Completed;
 };
 
 }  // namespace Morvu

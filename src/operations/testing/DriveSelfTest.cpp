@@ -91,6 +91,9 @@ constexpr std::string_view kStatus = "status";
 constexpr std::string_view kTestArgument = "SelfTest";
 constexpr std::string_view kModeArgument = "Mode";
 
+constexpr std::string_view kTestWords[] = {"short", "extended", "conveyance", kStatus};
+constexpr std::string_view kModeWords[] = {"offline", "captive", "captiveOffline"};
+
 constexpr std::string_view kDescriptions[] = {
     "Execute a drive self test routine on the selected drive. Note: self tests can take several "
     "minutes to complete."};
@@ -98,11 +101,11 @@ constexpr ArgumentDeclaration kArguments[] = {
     {"(action)",
      "(Required) Specify the type of self_test to run, or request status. Supported actions are: "
      "short, extended, conveyance, and status.",
-     kTestArgument},
+     kTestArgument, kTestWords},
     {"[mode]",
      "(Optional) Used to specify mode of the self_test. Available options are offline and captive. "
      "Default is offline.",
-     kModeArgument},
+     kModeArgument, kModeWords},
 };
 constexpr std::string_view kExamples[] = {"-drive_index 1 -self_test short"};
 

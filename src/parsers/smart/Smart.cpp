@@ -153,10 +153,20 @@ void ShowTable(Face& face, ResultTable& table) {
   face.Say();
 }
 
+// Which of several drives the table is about.
+void NameDrive(const FeatureCall& call) {
+  if (call.devices.size() == 1) return;
+  const auto& device = call.GetDevice();
+  call.face.Say("Drive " + Printable(device.GetString(Properties::DevicePath)) + ": " +
+                Printable(device.GetString(Properties::ModelNumber)) + ", serial number " +
+                Printable(device.GetString(Properties::SerialNumber)));
+}
+
 // At the prompt the first drive is read.
 StatusCode RunOption(const FeatureCall& call) {
   const DriveHold hold(call.GetDevice(), DriveHold::Kind::Moment);
   if (!hold.IsTaken()) return hold.GetStatus();
+  NameDrive(call);
   SmartParser parser(&call.GetDevice());
   if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
     const auto file = call.arguments.GetText(kFileArgument);

@@ -8,6 +8,7 @@
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Health.h"
+#include "parsers/nvme/FeatureNamespace.h"
 #include "parsers/smart/SmartAttributeEntry.h"
 
 namespace Morvu {
@@ -21,13 +22,6 @@ constexpr std::uint32_t kDwords = 0x81;
 constexpr std::size_t kTransferSize = kDwords * 4;
 constexpr std::size_t kListSize = 512;
 static_assert(kListSize <= kTransferSize);
-
-// The namespace whose log is asked for: 0 where the drive has no logical unit number.
-std::uint32_t GetNamespace(const Device& device) {
-  const auto* lun = device.GetProperties().Find(Properties::Lun);
-  if (lun == nullptr || !lun->HasValue()) return 0;
-  return static_cast<std::uint32_t>(lun->AsUnsigned()) + 1;
-}
 
 }  // namespace
 

@@ -1,0 +1,33 @@
+#include "operations/firmware/FirmwareModules.h"
+
+namespace Morvu {
+namespace {
+
+// A plain pointer: a host's threads may end in any order.
+thread_local const std::shared_ptr<FirmwareModules>* requestsModules = nullptr;
+
+}  // namespace
+
+std::shared_ptr<const FirmwareModule> FirmwareModules::Open(const std::string& path) {
+  if (const auto known = modules_.find(path); known != modules_.end()) return known->second;
+  auto module = FirmwareModule::Open(path);
+  auto& kept = modules_[path];
+  if (module) kept = std::make_shared<const FirmwareModule>(*std::move(module));
+  return kept;
+}
+
+std::shared_ptr<FirmwareModules> FirmwareModules::OfRequest() {
+  return requestsModules == nullptr ? std::make_shared<FirmwareModules>() : *requestsModules;
+}
+
+FirmwareModulesScope::FirmwareModulesScope() {
+  if (requestsModules != nullptr) return;
+  modules_ = std::make_shared<FirmwareModules>();
+  requestsModules = &modules_;
+}
+
+FirmwareModulesScope::~FirmwareModulesScope() {
+  if (modules_ != nullptr) requestsModules = nullptr;
+}
+
+}  // namespace Morvu

@@ -1,0 +1,201 @@
+// Requests with a slip of the pen: those that change a drive are refused before anything is
+// sent to any drive, the others do what of them is understood and log the rest.
+#include <gmock/gmock.h>
+
+#include <algorithm>
+#include <fstream>
+#include <sstream>
+#include <string>
+#include <string_view>
+#include <vector>
+
+#include "Host.h"
+#include "TestFleet.h"
+
+namespace MorvuHost {
+namespace {
+
+using ::testing::HasSubstr;
+
+constexpr std::string_view kDrive = "BTWL402600K4480QGN";
+constexpr std::string_view kNvmeDrive = "CVFT4030004F800CGN";
+
+std::string Drive(std::string_view serial = kDrive) {
+  return "<Object cimClass='MorvuSSD'><Property name='SerialNumber' key='True'>" +
+         std::string(serial) + "</Property></Object>";
+}
+std::string Method(std::string_view name, std::string_view content = {}) {
+  return "<Object type='method' name='" + std::string(name) + "'>" + std::string(content) +
+         "</Object>";
+}
+std::string Parameter(std::string_view name, std::string_view text) {
+  return "<Property name='" + std::string(name) + "'>" + std::string(text) + "</Property>";
+}
+const std::string kErase = Method("SecureErase");
+
+struct Slip {
+  std::string_view what;
+  std::string content;
+  int code;
+  std::string reason{};  // a part of it
+  std::string root{};    // more attributes of the Message
+};
+void PrintTo(const Slip& slip, std::ostream* out) { *out << slip.what; }
+
+class MistypedRequests : public ::testing::Test {
+ protected:
+  MistypedRequests() { host_.Call("<Message cimClass='MorvuSSD' scan='True'/>"); }
+
+  Reply Ask(const std::string& content, const std::string& root = {}) {
+    return host_.Call("<Message cimClass='MorvuSSD' " + root + ">" + content + "</Message>");
+  }
+
+  Simulator::TestFleet fleet_;
+  Simulator::SimulatedDrive sata_ =
+      fleet_.Add({.model = "MORVU SSDSC2BB480G4", .serial = std::string(kDrive), .sectors = 256});
+  Simulator::SimulatedDrive nvme_ = fleet_.Add({.kind = Simulator::Kind::Nvme,
+                                                .model = "MORVU SSDPE2MD800G4",
+                                                .serial = std::string(kNvmeDrive),
+                                                .sectors = 256});
+  Host host_;
+};
+
+class Slips : public MistypedRequests, public ::testing::WithParamInterface<Slip> {};
+
+TEST_P(Slips, SendNothingToAnyDrive) {
+  sata_.ClearJournal();
+  nvme_.ClearJournal();
+  const auto reply = Ask(GetParam().content, GetParam().root);
+  EXPECT_EQ(GetParam().code, reply.ErrorCode());
+  EXPECT_THAT(reply.Attribute("reason"), HasSubstr(GetParam().reason));
+  EXPECT_NE("", reply.Attribute("reason"));
+  EXPECT_EQ(std::vector<std::uint8_t>(), sata_.Opcodes());
+  EXPECT_EQ(std::vector<std::uint8_t>(), nvme_.Opcodes());
+}
+
+const std::string kKey =
+    "<Property name='SerialNumber' key='True'>" + std::string(kDrive) + "</Property>";
+const std::string kWrite = "<Property direction='io' name='MaximumLBA'>native</Property>";
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(
+    Drives, Slips,
+    ::testing::Values(
+        // The Object that names the drive.
+        Slip{"class's attribute in small letters", "<Object cimclass='MorvuSSD'>" + kKey + "</Object>" + kErase, 73, "Object cimclass='MorvuSSD'"},
+        Slip{"the same for firmware", "<Object cimclass='MorvuSSD'>" + kKey + "</Object>" + Method("FirmwareUpdate", Parameter("file", "/x")), 73, "Object cimclass='MorvuSSD'"},
+        Slip{"class in small letters", "<Object cimClass='morvussd'>" + kKey + "</Object>" + kErase, 73},
+        Slip{"no Object", kErase, 245, "key"},
+        Slip{"no key", "<Object cimClass='MorvuSSD'/>" + kErase, 245, "key"},
+        Slip{"a key that is none", "<Object cimClass='MorvuSSD'><Property name='SerialNumber' Key='True'>" + std::string(kDrive) + "</Property></Object>" + kErase, 73, "'Key'"},
+        Slip{"a key that is doubtful", "<Object cimClass='MorvuSSD'><Property name='SerialNumber' key='yes'>" + std::string(kDrive) + "</Property></Object>" + kErase, 73, "'yes'"},
+        Slip{"a key of another property", "<Object cimClass='MorvuSSD'><Property name='PhySpeed' key='True'>1</Property></Object>" + kErase, 73, "'PhySpeed'"},
+        Slip{"an index that is none", "<Object cimClass='MorvuSSD'><Property name='Index' key='True'>one</Property>" + kKey + "</Object>" + kErase, 73, "'one'"},
+        Slip{"two keys", "<Object cimClass='MorvuSSD'>" + kKey + "<Property name='Index' key='True'>0</Property></Object>" + kErase, 73, "behind another"},
+        Slip{"an unknown property of the drive", "<Object cimClass='MorvuSSD'>" + kKey + "<Property name='Colour'>red</Property></Object>" + kErase, 73, "'Colour'"},
+        Slip{"the key's text as an attribute", "<Object cimClass='MorvuSSD'><Property name='SerialNumber' key='True' value='" + std::string(kDrive) + "'/></Object>" + kErase, 73, "'value'"},
+        // The method and its parameters.
+        Slip{"a parameter's name", Drive(kNvmeDrive) + Method("Format", Parameter("LBAFormt", "2")), 73, "'LBAFormt'"},
+        Slip{"a parameter's letters", Drive() + Method("SecureErase", Parameter("enhancederase", "True")), 73, "'enhancederase'"},
+        Slip{"a parameter of another method", Drive() + Method("SecureErase", Parameter("Crypto", "True")), 73, "'Crypto'"},
+        Slip{"a boolean", Drive() + Method("SecureErase", Parameter("EnhancedErase", "yes")), 73, "'yes'"},
+        Slip{"an empty boolean", Drive() + Method("Delete", Parameter("Crypto", "")), 73, "''"},
+        Slip{"a number", Drive(kNvmeDrive) + Method("Format", Parameter("LBAFormat", "two")), 73, "'two'"},
+        Slip{"a number beyond its type", Drive(kNvmeDrive) + Method("Format", Parameter("LBAFormat", "258")), 73, "'258'"},
+        Slip{"a parameter twice", Drive() + Method("SecureErase", Parameter("EnhancedErase", "True") + Parameter("EnhancedErase", "False")), 73, "twice"},
+        Slip{"a parameter's text as an attribute", Drive() + Method("SecureErase", "<Property name='EnhancedErase' value='True'/>"), 73, "'value'"},
+        Slip{"a file's text as an attribute", Drive() + Method("FirmwareUpdate", "<Property name='file' value='/x'/>"), 73, "'value'"},
+        Slip{"a parameter's tag", Drive() + Method("SecureErase", "<property name='EnhancedErase'>True</property>"), 73, "'property'"},
+        Slip{"a parameter without a Property", Drive() + Method("SecureErase", "EnhancedErase"), 73, "text of Object"},
+        Slip{"a parameter as an attribute", Drive() + "<Object type='method' name='SecureErase' EnhancedErase='True'/>", 73, "'EnhancedErase'"},
+        Slip{"an attribute twice", Drive() + "<Object type='method' name='SecureErase' name='Delete'/>", 73, "twice"},
+        Slip{"an Object in the method", Drive() + Method("SecureErase", Drive()), 73},
+        // A method that would not run, and a list that would look like its good end.
+        Slip{"the method's type", Drive() + "<Object type='Method' name='SecureErase'/>", 73, "'SecureErase'"},
+        Slip{"the method's letters", Drive() + "<Object type='Method' name='secureerase'/>", 73, "'secureerase'"},
+        Slip{"no type", Drive() + "<Object name='Sanitize'/>", 73, "'Sanitize'"},
+        Slip{"the method's tag", Drive() + "<object type='method' name='SecureErase'/>", 73, "'object'"},
+        Slip{"the name's attribute", Drive() + "<Object type='method' Name='Delete'/>", 73, "'Name'"},
+        Slip{"the method's name at the drive", "<Object cimClass='MorvuSSD' name='SecureErase'>" + kKey + "</Object>", 73, "where it names no method"},
+        Slip{"the method in the root", Drive(), 73, "cimMethod", "cimMethod='SecureErase'"},
+        // The rest of the request.
+        Slip{"an unknown Object", Drive() + "<Object name='Partitions'/>" + kErase, 73, "'Partitions'"},
+        Slip{"an unknown attribute", Drive() + kErase, 73, "'force'", "force='True'"},
+        Slip{"a scan that is doubtful", Drive() + kErase, 73, "'yes'", "scan='yes'"},
+        Slip{"a scan", Drive() + Method("SecureErase", Parameter("Force", "True")), 73, "'Force'", "scan='True'"},
+        Slip{"a List", Drive() + kErase + "<List/>", 73, "List"},
+        // Property writes.
+        Slip{"the Object of a write", "<Object cimclass='MorvuSSD'>" + kKey + "</Object>" + kWrite, 73, "Object"},
+        Slip{"an attribute of a write", Drive() + "<Property direction='io' Name='x' name='MaximumLBA'>native</Property>", 73, "'Name'"},
+        Slip{"a direction", Drive() + "<Property direction='in' name='MaximumLBA'>native</Property>", 73, "'in'"},
+        Slip{"a value that is no text", Drive() + "<Property direction='io' name='MaximumLBA' value='native'/>", 73, "'value'"}));
+// clang-format on
+
+// The description of a drive and of a method as the library gave them may be sent back.
+TEST_F(MistypedRequests, AreNoneWithWhatAListShows) {
+  sata_.AddPartition();
+  host_.Call("<Message cimClass='MorvuSSD' scan='True'/>");
+  auto text = Ask(Drive(), "includeMethods='True'").Text();
+  const auto begin = text.find("<Object cimClass=\"MorvuSSD\"");
+  text = text.substr(begin, text.find("</List></Message>") - begin);
+  const auto method = text.substr(text.find("<Object category=\"advanced\" description=\"blah"));
+  auto erase = method.substr(0, method.find("</List></Object>")) + "</List></Object>";
+  for (const auto* name : {"EnhancedErase", "force"}) {
+    const auto at = erase.find("name=\"" + std::string(name) + "\"");
+    const auto end = erase.find("/>", at);
+    erase.replace(end, 2, ">1</Property>");
+  }
+  const auto reply = Ask(text + erase);
+  EXPECT_EQ("", reply.Attribute("reason"));
+  EXPECT_EQ(0, reply.ErrorCode()) << text << erase;
+}
+
+TEST_F(MistypedRequests, AreNoneWithAnyFormOfABoolean) {
+  sata_.AddPartition();
+  host_.Call("<Message cimClass='MorvuSSD' scan='True'/>");
+  const std::pair<std::string_view, int> kForms[] = {
+      {"False", 13}, {"false", 13}, {"0", 13}, {"True", 0}, {"true", 0}, {"1", 0},
+  };
+  for (const auto& [form, code] : kForms) {
+    EXPECT_EQ(code, Ask(Drive() + Method("SecureErase", Parameter("force", form))).ErrorCode())
+        << form;
+  }
+  // An ATA drive's crypto setting is its enhanced erase: without it, the normal one.
+  for (const auto* form : {"False", "false", "0", "1"}) {
+    sata_.ClearJournal();
+    const auto erase = Method("Delete", Parameter("Crypto", form) + Parameter("force", "1"));
+    EXPECT_EQ(0, Ask(Drive() + erase).ErrorCode());
+    const auto journal = sata_.Journal();
+    const auto sent = std::ranges::find(journal, 0xF4, &Simulator::JournalEntry::AtaOpcode);
+    ASSERT_NE(sent, journal.end());
+    EXPECT_EQ(std::string_view(form) == "1" ? 2 : 0, sent->dataHead.at(0) & 2) << form;
+  }
+  EXPECT_EQ(2u, Ask("", "scan='1'").Listed().size());
+}
+
+// A request that changes nothing does what of it is understood, and tells the log.
+TEST_F(MistypedRequests, ThatChangeNothingAreAnsweredAndLogged) {
+  const auto path = fleet_.Folder() + "/log.txt";
+  ASSERT_EQ(0,
+            Library().EnableLogger(path.data(), static_cast<std::uint32_t>(path.size()), 2, true));
+  EXPECT_EQ(
+      1u,
+      Ask("<Object cimClass='Device'>" + kKey + "</Object><Objekt/>", "sort='up'").Listed().size());
+  EXPECT_EQ(0, Ask(Drive() + Method("SmartParser", Parameter("file", "x"))).ErrorCode());
+  host_.Call(
+      "<Message subject='Notification'><Property name='Enabled'>False</Property>"
+      "<Property name='Scan'>True</Property></Message>");
+  Library().DisableLogger();
+  std::ostringstream log;
+  log << std::ifstream(path).rdbuf();
+  for (const auto* part :
+       {"MorvuSSD: element 'Objekt' of Message", "MorvuSSD: attribute 'sort' of Message",
+        "MorvuSSD: Property 'file' of Object 'SmartParser'",
+        "Notification: Property 'Scan' of Message"}) {
+    EXPECT_THAT(log.str(), HasSubstr("Not understood in a request for " + std::string(part)));
+  }
+  EXPECT_THAT(log.str(), ::testing::Not(HasSubstr("'Enabled'")));
+}
+
+}  // namespace
+}  // namespace MorvuHost

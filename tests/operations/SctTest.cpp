@@ -1,0 +1,494 @@
+// Settings by SCT: the key sectors that reach the drive, what is refused before, what lasts.
+#include <gmock/gmock.h>
+#include <gtest/gtest.h>
+
+#include "frame/Text.h"
+#include "frame/status/Commands.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Settings.h"
+#include "operations/settings/SCT.h"
+#include "operations/settings/SctSaves.h"
+#include "support/SettingScene.h"
+
+namespace Morvu {
+namespace {
+
+using EraseTesting::NvmeSpec;
+using Simulator::Fault;
+using ::testing::ElementsAre;
+using ::testing::HasSubstr;
+using ::testing::IsEmpty;
+using ::testing::Not;
+using Testing::SettingScene;
+
+constexpr std::uint8_t kSmart = 0xB0, kReadLog = 0xD5, kWriteLog = 0xD6;
+
+// Of the family, with firmware that counts its saves.
+Simulator::DriveSpec SctSpec() {
+  auto spec = EraseTesting::SataSpec();
+  spec.firmware = "D2010370";
+  return spec;
+}
+
+using Words = std::vector<std::uint16_t>;
+
+// The first five words of each key sector that reached the drive; the others are zero.
+std::vector<Words> Keys(const SettingScene& scene) {
+  std::vector<Words> keys;
+  for (const auto& sent : scene.Commands(kSmart)) {
+    if ((sent.Features() & 0xFF) != kWriteLog) continue;
+    EXPECT_EQ(sent.Lba() & 0xFF, 0xE0U);
+    EXPECT_EQ(sent.transferLength, 512U);
+    Words words;
+    for (std::size_t i = 0; i < 10; i += 2) words.push_back(ReadLittle16(sent.dataHead, i));
+    for (std::size_t i = 10; i < sent.dataHead.size(); ++i) EXPECT_EQ(sent.dataHead[i], 0);
+    keys.push_back(words);
+  }
+  return keys;
+}
+
+// ---- One setting on either face ----
+
+struct SctRun {
+  std::string name;    // of a property; or of an option, with its words behind
+  std::string text{};  // empty: a get
+  std::vector<Words> keys{};
+};
+void PrintTo(const SctRun& run, std::ostream* out) { *out << run.name << ' ' << run.text; }
+
+StatusCode Carry(SettingScene& scene, const std::string& name, const std::string& text) {
+  if (name.front() == '-') {
+    std::vector<std::string> words = {name};
+    if (!text.empty()) {
+      for (const auto& word : Split(text, ' ')) words.push_back(word);
+    }
+    return scene.Line(words).code;
+  }
+  if (!text.empty()) return scene.Set(name, text);
+  return scene.Get(name)->GetAttribute("status").empty() ? Status::Completed : Status::NotRun;
+}
+
+class SctRuns : public ::testing::TestWithParam<SctRun> {};
+
+TEST_P(SctRuns, WriteTheirKeySectors) {
+  SettingScene scene(SctSpec());
+  scene.drive.ClearJournal();
+  EXPECT_EQ(Carry(scene, GetParam().name, GetParam().text), Status::Completed);
+  EXPECT_EQ(Keys(scene), GetParam().keys);
+}
+
+const Words kCominit = {0xC100, 0, 0, 0, 0};
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Sct, SctRuns, ::testing::Values(
+    SctRun{"WriteCacheState",            "",            {{4, 2, 0x0001, 0, 0}}},
+    SctRun{"WriteCacheState",            "3",           {{4, 1, 0x0001, 3, 1}}},
+    SctRun{"-wc_state",                  "",            {{4, 2, 0x0001, 0, 0}, {4, 3, 0x0001, 0, 0}}},
+    SctRun{"-wc_state",                  "1",           {{4, 1, 0x0001, 1, 1}}},
+    SctRun{"-wc_state",                  "3 -volatile", {{4, 1, 0x0001, 3, 0}}},
+    SctRun{"TempLoggingInterval",        "",            {{4, 2, 0x0003, 0, 0}}},
+    SctRun{"TempLoggingInterval",        "65535",       {{4, 1, 0x0003, 65535, 1}}},
+    SctRun{"-temp_logging_interval",     "1 -volatile", {{4, 1, 0x0003, 1, 0}}},
+    SctRun{"PLITestTimeInterval",        "",            {{4, 2, 0xD000, 0, 0}}},
+    SctRun{"PLITestTimeInterval",        "0",           {{4, 1, 0xD000, 0, 1}}},
+    SctRun{"-pli_test_time_interval",    "6",           {{4, 1, 0xD000, 6, 1}}},
+    SctRun{"PowerGovernorMode",          "",            {{4, 2, 0xD001, 0, 0}}},
+    SctRun{"PowerGovernorMode",          "2",           {{4, 1, 0xD001, 2, 0}}},
+    SctRun{"-pg_mode",                   "",            {{4, 2, 0xD001, 0, 0}}},
+    SctRun{"-pg_mode",                   "1",           {{4, 1, 0xD001, 1, 0}}},
+    SctRun{"PowerGovernorBurstPower",    "",            {{4, 2, 0xD003, 0, 0}}},
+    SctRun{"-pg_burst",                  "",            {{4, 2, 0xD003, 0, 0}}},
+    SctRun{"PowerGovernorAveragePower",  "",            {{4, 2, 0xD004, 0, 0}}},
+    SctRun{"-pg_average",                "",            {{4, 2, 0xD004, 0, 0}}},
+    SctRun{"PhysicalSectorSize",         "",            {{4, 2, 0xD801, 0, 0}}},
+    SctRun{"PhysicalSectorSize",         "0",           {{4, 1, 0xD801, 0, 1}}},
+    SctRun{"-physical_sector_size",      "1",           {{4, 1, 0xD801, 1, 1}}},
+    SctRun{"ReadErrorRecoveryTimer",     "",            {{3, 2, 1, 0, 0}}},
+    SctRun{"ReadErrorRecoveryTimer",     "70",          {{3, 1, 1, 70, 0}}},
+    SctRun{"WriteErrorRecoveryTimer",    "65535",       {{3, 1, 2, 65535, 0}}},
+    SctRun{"-error_recovery_control",    "",            {{3, 2, 1, 0, 0}, {3, 2, 2, 0, 0}}},
+    SctRun{"-error_recovery_control",    "write_timer", {{3, 2, 2, 0, 0}}},
+    SctRun{"-error_recovery_control",    "read_timer 5", {{3, 1, 1, 5, 0}}},
+    SctRun{"PhyConfig",                  "",            {}},
+    SctRun{"PhyConfig",                  "1",           {{0xC002, 1, 0, 0, 0}, kCominit}},
+    SctRun{"-set_phy_config",            "2",           {{0xC002, 2, 0, 0, 0}, kCominit}},
+    SctRun{"-set_phy_config",            "6 01 2 a B FF 0", {{0xC002, 6, 0x0201, 0x0B0A, 0x00FF}, kCominit}},
+    SctRun{"PhySpeed",                   "3.0",         {{0xC004, 1, 0, 0, 0}, kCominit}},
+    SctRun{"-set_phy_speed",             "1.5",         {{0xC004, 0, 0, 0, 0}, kCominit}},
+    SctRun{"-set_phy_speed",             "6.0",         {{0xC004, 2, 0, 0, 0}, kCominit}},
+    SctRun{"SSCEnabled",                 "true",        {{0xC003, 1, 0, 0, 0}, kCominit}},
+    SctRun{"-disable_ssc",               "",            {{0xC003, 0, 0, 0, 0}, kCominit}}));
+// clang-format on
+
+// ---- What is refused before the drive is touched ----
+
+struct SctRefusal {
+  std::string name, text;
+  StatusCode code;
+};
+void PrintTo(const SctRefusal& refusal, std::ostream* out) {
+  *out << refusal.name << ' ' << refusal.text;
+}
+class SctRefusals : public ::testing::TestWithParam<SctRefusal> {};
+
+TEST_P(SctRefusals, SendNothing) {
+  SettingScene scene(SctSpec());
+  scene.drive.ClearJournal();
+  EXPECT_EQ(Carry(scene, GetParam().name, GetParam().text), GetParam().code);
+  EXPECT_THAT(scene.Commands(kSmart), IsEmpty());
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Sct, SctRefusals, ::testing::Values(
+    SctRefusal{"WriteCacheState",         "0",             Status::InvalidWriteCacheState},
+    SctRefusal{"WriteCacheState",         "4",             Status::InvalidWriteCacheState},
+    SctRefusal{"WriteCacheState",         "65537",         Status::InvalidWriteCacheState},
+    SctRefusal{"WriteCacheState",         "on",            Status::InvalidWriteCacheState},
+    SctRefusal{"-wc_state",               "0",             Status::InvalidWriteCacheState},
+    SctRefusal{"-wc_state",               "1 2",           Status::InvalidSctFeature},
+    SctRefusal{"TempLoggingInterval",     "0",             Status::InvalidTemperatureInterval},
+    SctRefusal{"-temp_logging_interval",  "65536",         Status::InvalidTemperatureInterval},
+    SctRefusal{"PLITestTimeInterval",     "7",             Status::InvalidPliInterval},
+    SctRefusal{"-pli_test_time_interval", "7",             Status::InvalidPliInterval},
+    SctRefusal{"PowerGovernorMode",       "3",             Status::InvalidPowerMode},
+    SctRefusal{"-pg_mode",                "3",             Status::InvalidPowerMode},
+    SctRefusal{"-pg_mode",                "1 -volatile",   Status::InvalidSctFeature},
+    SctRefusal{"PhysicalSectorSize",      "2",             Status::InvalidArguments},
+    SctRefusal{"-physical_sector_size",   "4096",          Status::InvalidArguments},
+    SctRefusal{"ReadErrorRecoveryTimer",  "65536",         Status::InvalidErrorRecovery},
+    SctRefusal{"WriteErrorRecoveryTimer", "7s",            Status::InvalidErrorRecovery},
+    SctRefusal{"-error_recovery_control", "both",          Status::InvalidErrorRecovery},
+    SctRefusal{"-error_recovery_control", "read",          Status::InvalidErrorRecovery},
+    SctRefusal{"-error_recovery_control", "read_timer x",  Status::InvalidErrorRecovery},
+    SctRefusal{"-error_recovery_control", "read_timer 1 2", Status::InvalidErrorRecovery},
+    SctRefusal{"PhyConfig",               "3",             Status::InvalidPhyConfig},
+    SctRefusal{"PhyConfig",               "6",             Status::InvalidCustomPhy},
+    SctRefusal{"-set_phy_config",         "",              Status::InvalidPhyConfig},
+    SctRefusal{"-set_phy_config",         "3",             Status::InvalidPhyConfig},
+    SctRefusal{"-set_phy_config",         "1 2",           Status::InvalidPhyConfig},
+    SctRefusal{"-set_phy_config",         "6 1 2 3 4 5",   Status::InvalidCustomPhy},
+    SctRefusal{"-set_phy_config",         "6 1 2 3 4 5 100", Status::InvalidCustomPhy},
+    SctRefusal{"-set_phy_config",         "6 1 2 3 4 5 g", Status::InvalidCustomPhy},
+    SctRefusal{"PhySpeed",                "12",            Status::InvalidPhySpeed},
+    SctRefusal{"-set_phy_speed",          "",              Status::InvalidPhySpeed},
+    SctRefusal{"-set_phy_speed",          "3 6",           Status::InvalidPhySpeed},
+    SctRefusal{"SSCEnabled",              "1",             Status::InvalidArguments}));
+// clang-format on
+
+// ---- Values ----
+
+TEST(Sct, TellsValuesOfSixteenBits) {
+  SettingScene scene(SctSpec());
+  auto& sct = scene.drive.State().ata.sct;
+  sct.readTimer = 0x1234;
+  sct.writeTimer = 0;
+  EXPECT_EQ(scene.GetText("ReadErrorRecoveryTimer"), "4660");
+  EXPECT_EQ(scene.GetText("WriteErrorRecoveryTimer"), "0");
+  EXPECT_EQ(scene.GetText("WriteCacheState"), "1");
+  EXPECT_EQ(scene.GetText("TempLoggingInterval"), "1");
+  EXPECT_EQ(scene.GetText("PowerGovernorMode"), "0");
+  EXPECT_EQ(scene.GetText("PowerGovernorBurstPower"), "25000 Milliwatts");
+  EXPECT_EQ(scene.GetText("PowerGovernorAveragePower"), "20000 Milliwatts");
+  EXPECT_EQ(scene.GetText("PhysicalSectorSize"), "4096");
+  EXPECT_EQ(scene.Set("PhysicalSectorSize", "0"), Status::Completed);
+  EXPECT_EQ(scene.GetText("PhysicalSectorSize"), "512");
+  sct.features[7].state = 9;
+  EXPECT_EQ(scene.GetText("PhysicalSectorSize"), "Unknown");
+  EXPECT_THAT(scene.Line({"-physical_sector_size"}).output,
+              HasSubstr("Physical Sector Size is unknown!"));
+  EXPECT_THAT(scene.Line({"-pg_burst"}).output,
+              HasSubstr("Power governor burst power = 25000 Milliwatts"));
+}
+
+// A get whose registers do not come back has no value; a set needs none.
+TEST(Sct, TakesNoValueFromRegistersThatDidNotComeBack) {
+  SettingScene scene(SctSpec());
+  scene.drive.Inject(Fault::RawSense(0x00, {}).OnOpcode(kSmart).OnFeature(kWriteLog));
+  EXPECT_EQ(scene.GetText("WriteCacheState"), "status 130");
+  EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
+}
+
+TEST(Sct, IsForTheProductsThatHaveIt) {
+  auto spec = SctSpec();
+  spec.model = "MORVU SSDSC2CF240F3";
+  SettingScene other(spec);
+  EXPECT_EQ(other.GetText("WriteCacheState"), "none");
+  EXPECT_EQ(other.Set("WriteCacheState", "2"), Status::NotSupportedByDrive);
+  EXPECT_EQ(other.GetText("PhyConfig"), "none");
+}
+
+TEST(Sct, IsNotForNvme) {
+  SettingScene scene(NvmeSpec());
+  scene.drive.ClearJournal();
+  EXPECT_EQ(scene.GetText("WriteCacheState"), "none");
+  EXPECT_EQ(scene.Set("PhyConfig", "1"), Status::NotSupportedByDrive);
+  // But for the power governor, which is a feature there.
+  EXPECT_EQ(scene.Set("PowerGovernorMode", "2"), Status::Completed);
+  EXPECT_EQ(scene.drive.State().nvme.features[0xC6].value, 2U);
+  EXPECT_EQ(scene.GetText("PowerGovernorMode"), "2");
+  EXPECT_EQ(scene.Line({"-pg_mode", "1"}).code, Status::Completed);
+  EXPECT_THAT(scene.Line({"-pg_mode"}).output, HasSubstr("1 (20W)"));
+}
+
+// ---- Refusals by the drive ----
+
+TEST(Sct, TellsInWordsWhyADriveRefused) {
+  SettingScene scene(SctSpec());
+  scene.drive.State().ata.sct.refusedFeature = 0x0001;
+  EXPECT_EQ(scene.Set("WriteCacheState", "2"), Status::SmartWriteLogFailed);
+  const std::string words =
+      "SCT status 0x000D (Invalid feature code in the feature control action)";
+  EXPECT_EQ(scene.request->GetAttribute("detail"), words);
+  EXPECT_EQ(scene.Get("WriteCacheState")->GetAttribute("detail"), words);
+  const auto line = scene.Line({"-wc_state", "2"});
+  EXPECT_EQ(line.code, Status::SmartWriteLogFailed);
+  EXPECT_THAT(line.output, HasSubstr(words));
+}
+
+// A status that is another action's says nothing of this one.
+TEST(Sct, TellsNoOtherActionsStatus) {
+  SettingScene scene(SctSpec());
+  scene.drive.State().ata.sct.refusedFeature = 0x0001;
+  EXPECT_EQ(scene.Set("WriteCacheState", "2"), Status::SmartWriteLogFailed);
+  scene.drive.Inject(Fault::HostError(1).OnOpcode(kSmart).OnFeature(kWriteLog));
+  EXPECT_EQ(scene.Set("ReadErrorRecoveryTimer", "7"), Status::SmartWriteLogFailed);
+  EXPECT_EQ(scene.request->GetAttribute("detail"), "");
+}
+
+TEST(Sct, EndsWithTheFirstFailureOfTwoReads) {
+  SettingScene scene(SctSpec());
+  const auto fails = [&](std::uint32_t n) {
+    scene.drive.Inject(
+        Fault::AtaError().OnOpcode(kSmart).OnFeature(kWriteLog).OnCommand(n).Times(1));
+  };
+  fails(2);  // the option flag
+  const auto state = scene.Line({"-wc_state"});
+  EXPECT_EQ(state.code, Status::SmartWriteLogFailed);
+  EXPECT_THAT(state.output, Not(HasSubstr("Write Cache State")));
+  fails(1);  // the first of two timers
+  const auto timers = scene.Line({"-error_recovery_control"});
+  EXPECT_EQ(timers.code, Status::SmartWriteLogFailed);
+  EXPECT_THAT(timers.output, Not(HasSubstr("Error Read Recovery Timer")));
+  EXPECT_THAT(timers.output, HasSubstr("Error Write Recovery Timer"));
+}
+
+// ---- What lasts ----
+
+TEST(Sct, KeepsWhatIsNotVolatile) {
+  SettingScene scene(SctSpec());
+  EXPECT_EQ(scene.Line({"-wc_state", "3"}).code, Status::Completed);
+  EXPECT_EQ(scene.Line({"-temp_logging_interval", "9", "-volatile"}).code, Status::Completed);
+  EXPECT_EQ(scene.Set("ReadErrorRecoveryTimer", "70"), Status::Completed);
+  EXPECT_EQ(scene.GetText("TempLoggingInterval"), "9");
+  scene.drive.PowerCycle();
+  EXPECT_EQ(scene.GetText("WriteCacheState"), "3");
+  EXPECT_EQ(scene.GetText("TempLoggingInterval"), "1");
+  EXPECT_EQ(scene.GetText("ReadErrorRecoveryTimer"), "0");
+}
+
+TEST(Sct, ShowsAtTheNextGetThatADriveForgot) {
+  SettingScene scene(SctSpec());
+  scene.drive.State().ata.sct.forgets = 1;
+  EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
+  EXPECT_EQ(scene.GetText("WriteCacheState"), "1");
+}
+
+// ---- PHY settings ----
+
+TEST(Sct, TellsThatAPhySettingNeedsAPowerCycle) {
+  SettingScene scene(SctSpec());
+  EXPECT_EQ(scene.GetText("PhyConfig"), "0 (Default Enterprise Settings)");
+  EXPECT_EQ(scene.Set("PhyConfig", "1"), Status::Completed);
+  EXPECT_EQ(scene.request->GetAttribute("powercycle"), "True");
+  EXPECT_EQ(scene.request->GetAttribute("shows"), "1 (Client Settings)");
+  EXPECT_EQ(scene.request->GetAttribute("remainingSaves"), "1000");
+
+  scene.drive.State().ata.sct.phyWaits = 1;
+  const auto line = scene.Line({"-set_phy_config", "2"});
+  EXPECT_THAT(line.output, HasSubstr("Successfully set drive's PHY Config to 2\n"
+                                     "Please power cycle the drive.\n"
+                                     "The drive shows now: 1 (Client Settings)"));
+  scene.drive.PowerCycle();
+  EXPECT_EQ(scene.drive.State().ata.identify[138], 2);
+}
+
+TEST(Sct, WaitsForALinkThatIsAway) {
+  SettingScene scene(SctSpec());
+  scene.drive.State().ata.sct.linkAwayMs = 5000;
+  EXPECT_THAT(scene.Line({"-set_phy_speed", "3"}).output,
+              HasSubstr("Successfully set drive's PHY Speed to 3\nPlease power cycle the drive.\n"
+                        "The drive shows now: 3.0 Gbs"));
+  scene.drive.State().ata.sct.linkAwayMs = 60000;
+  EXPECT_THAT(scene.Line({"-enable_ssc"}).output,
+              HasSubstr("Enable SSC succeeded.\nPower cycle the drive for changes to take effect.\n"
+                        "The drive does not answer yet."));
+}
+
+TEST(Sct, ForgivesACominitThatFails) {
+  SettingScene scene(SctSpec());
+  scene.drive.State().ata.sct.refusedAction = 0xC100;
+  EXPECT_EQ(scene.Set("SSCEnabled", "false"), Status::Completed);
+}
+
+TEST(Sct, SaysThatAPhySettingFailed) {
+  SettingScene scene(SctSpec());
+  scene.drive.State().ata.sct.refusedAction = 0xC004;
+  const auto line = scene.Line({"-set_phy_speed", "3"});
+  EXPECT_EQ(line.code, Status::SmartWriteLogFailed);
+  EXPECT_THAT(line.output, HasSubstr("Failed to set drive's PHY speed to 3\n"
+                                     "SCT status 0x0010 (Invalid action code)"));
+}
+
+struct Clocking {
+  std::string firmware;
+  StatusCode code;
+};
+class ClockingProducts : public ::testing::TestWithParam<Clocking> {};
+
+// A product outside the family, whose firmware decides, and whose action needs no COMINIT.
+TEST_P(ClockingProducts, GoByTheirFirmware) {
+  auto spec = SctSpec();
+  spec.model = "MORVU SSDSC2CF240F3";
+  spec.firmware = GetParam().firmware;
+  SettingScene scene(spec);
+  EXPECT_EQ(scene.Set("SSCEnabled", "true"), GetParam().code);
+  if (GetParam().code == Status::Completed) {
+    EXPECT_THAT(Keys(scene), ElementsAre(Words{0xC60E, 1, 0, 0, 0}));
+    EXPECT_EQ(scene.request->GetAttribute("shows"), "True");
+  } else {
+    EXPECT_THAT(Keys(scene), IsEmpty());
+    EXPECT_EQ(scene.GetText("SSCEnabled"), "none");
+  }
+}
+INSTANTIATE_TEST_SUITE_P(Sct, ClockingProducts,
+                         ::testing::Values(Clocking{"LCW1", Status::Completed},
+                                           Clocking{"LCX", Status::Completed},
+                                           Clocking{"LCV9", Status::NotSupportedByDrive},
+                                           Clocking{"LC", Status::NotSupportedByDrive}));
+
+// ---- Saves ----
+
+struct SavesLeft {
+  int count;  // -1: unreadable
+  StatusCode code;
+  std::string_view line;  // empty: none
+};
+void PrintTo(const SavesLeft& saves, std::ostream* out) { *out << saves.count; }
+class RemainingSctSaves : public ::testing::TestWithParam<SavesLeft> {};
+
+TEST_P(RemainingSctSaves, DecideWhetherASettingIsMade) {
+  SettingScene scene(SctSpec());
+  const auto spoil = [&] {
+    scene.drive.State().ata.sct.savesLeft = static_cast<std::uint16_t>(GetParam().count);
+    if (GetParam().count < 0) {
+      scene.drive.Inject(Fault::AtaError().OnOpcode(kSmart).OnFeature(kReadLog));
+    }
+  };
+  spoil();
+  scene.drive.ClearJournal();
+  const auto line = scene.Line({"-set_phy_config", "1"});
+  EXPECT_EQ(line.code, GetParam().code);
+  EXPECT_EQ(Keys(scene).empty(), GetParam().code != Status::Completed);
+  const bool isWarned = line.output.find("SCT saves") != std::string::npos;
+  EXPECT_EQ(isWarned, !GetParam().line.empty());
+  EXPECT_THAT(line.output, HasSubstr(std::string(GetParam().line)));
+  EXPECT_EQ(line.output.find("Canceling SCT command") != std::string::npos, GetParam().count == 0);
+
+  spoil();
+  EXPECT_EQ(scene.Set("PhyConfig", "1"), GetParam().code);
+  EXPECT_EQ(scene.request->GetAttribute("remainingSaves"),
+            GetParam().count < 0 ? "" : std::to_string(GetParam().count));
+}
+
+INSTANTIATE_TEST_SUITE_P(
+    Sct, RemainingSctSaves,
+    ::testing::Values(
+        SavesLeft{51, Status::Completed, ""},
+        SavesLeft{50, Status::Completed, "Warning: The number of SCT saves remaining = 50"},
+        SavesLeft{1, Status::Completed, "Warning: The number of SCT saves remaining = 1"},
+        SavesLeft{0, Status::CanceledByUser,
+                  "Warning: The number of SCT saves remaining has reached 0."},
+        SavesLeft{-1, Status::CanceledByUser,
+                  "Error: Failed to read the remaining number of SCT saves."}));
+
+TEST(Sct, MakesAVolatileSettingWithoutSaves) {
+  SettingScene scene(SctSpec());
+  scene.drive.State().ata.sct.savesLeft = 0;
+  EXPECT_EQ(CheckRemainingSaves(*scene.device(), false).code, Status::ReadyToRun);
+  EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
+}
+
+struct CountingFirmware {
+  std::string model, serial, firmware;
+  std::int32_t saves;  // 100: not asked for
+};
+class SavesByFirmware : public ::testing::TestWithParam<CountingFirmware> {};
+
+TEST_P(SavesByFirmware, AreCountedByNewerOnes) {
+  auto spec = SctSpec();
+  spec.model = GetParam().model;
+  spec.serial = GetParam().serial;
+  spec.firmware = GetParam().firmware;
+  SettingScene scene(spec);
+  scene.drive.State().ata.sct.savesLeft = 7;
+  scene.drive.ClearJournal();
+  EXPECT_EQ(GetRemainingSaves(*scene.device()), GetParam().saves);
+  EXPECT_EQ(scene.Commands(kSmart).empty(), GetParam().saves == 100);
+}
+
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(Sct, SavesByFirmware, ::testing::Values(
+    CountingFirmware{"MORVU SSDSC2BB480G4",  "BTWL1", "D2010310", 100},
+    CountingFirmware{"MORVU SSDSC2BB480G4",  "BTWL1", "D2010311", 7},
+    CountingFirmware{"MORVU SSDSC2BB480G4",  "BTWL1", "D20",      7},
+    CountingFirmware{"MORVU SSDSC2BA200G3",  "BTWL1", "5DV10252", 100},
+    CountingFirmware{"MORVU SSDSC2BA200G3",  "BTWL1", "5DV10253", 7},
+    CountingFirmware{"MORVU SSDSC2BA200G3I", "BTWL1", "5DV10B00", 100},
+    CountingFirmware{"MORVU SSDSC2BA200G3I", "BTWL1", "5DV10B01", 7},
+    CountingFirmware{"MORVU SSDSC2BA100G3T", "BTWL1", "5DV10001", 7}));
+// clang-format on
+
+// A status sector that is none tells no count.
+TEST(Sct, TakesNoCountFromASectorThatDidNotCome) {
+  SettingScene scene(SctSpec());
+  scene.drive.Inject(Fault::GarbageData(Simulator::Garbage::Ones).OnOpcode(kSmart));
+  EXPECT_EQ(GetRemainingSaves(*scene.device()), -1);
+}
+
+// ---- Data tables ----
+
+// The drive's registers say that there are so many sectors to read.
+void AnswerSectors(SettingScene& scene, std::uint8_t count) {
+  std::array<std::uint8_t, 22> sense = {0x72, 0x01, 0x00, 0x1D, 0, 0, 0, 14, 0x09, 0x0C};
+  sense[13] = count;
+  sense[21] = 0x50;
+  scene.drive.State().ata.sct.tableIdentifier = 2;
+  scene.drive.Inject(Fault::RawSense(0x02, sense).OnOpcode(kSmart).OnFeature(kWriteLog).Times(1));
+}
+
+TEST(SctDataTable, ReadsAsMuchAsThereIsRoomFor) {
+  SettingScene scene(SctSpec());
+  AnswerSectors(scene, 5);
+  scene.drive.ClearJournal();
+  SCT_Data_Tables table(scene.device(), 2, NoReporter());
+  EXPECT_TRUE(table.Execute());
+  EXPECT_EQ(table.GetTransferValue(), 5);
+  EXPECT_EQ(table.GetData().size(), 512U);
+  EXPECT_EQ(scene.Commands(kSmart).size(), 2U);
+}
+
+TEST(SctDataTable, MayBeEmptyOrFail) {
+  SettingScene scene(SctSpec());
+  AnswerSectors(scene, 0);
+  SCT_Data_Tables empty(scene.device(), 2, NoReporter());
+  EXPECT_TRUE(empty.Execute());
+  EXPECT_EQ(empty.GetData().size(), 0U);
+
+  scene.drive.Inject(Fault::AtaError().OnOpcode(kSmart).OnFeature(kReadLog));
+  SCT_Data_Tables unread(scene.device(), 2, NoReporter());
+  EXPECT_FALSE(unread.Execute());
+  EXPECT_EQ(unread.GetErrorCode(), Status::SmartReadLogFailed);
+  EXPECT_EQ(unread.GetData().size(), 0U);
+}
+
+}  // namespace
+}  // namespace Morvu
