@@ -261,6 +261,18 @@ TEST_F(FirmwareModuleTest, SeveralAreLoadedAtATimeEachAsItself) {
   for (std::uint64_t i = 1; i <= 3; ++i) EXPECT_EQ(modules[i - 1].GetDate(), i);
 }
 
+// The loader knows what it has loaded by its path, and one that stays does so for ever.
+TEST(FirmwareModule, OneThatStaysLoadedIsNotTakenForTheNext) {
+  const ModuleFolder folder;
+  for (std::uint64_t i = 1; i <= 3; ++i) {
+    const auto number = std::to_string(i);
+    const auto module =
+        FirmwareModule::Open(folder.Add(number, "date=" + number + "\n", "Unloading"));
+    ASSERT_TRUE(module);
+    EXPECT_EQ(module->GetDate(), i);
+  }
+}
+
 std::size_t CountVerified(const LogLines& log) {
   const std::string line = "Verify successful.";
   std::size_t count = 0;

@@ -7,6 +7,7 @@
 
 #include <filesystem>
 #include <fstream>
+#include <sstream>
 #include <string>
 #include <vector>
 
@@ -75,13 +76,21 @@ class ModuleFolder {
     return Path(name);
   }
 
-  // Whether a tagged library is still loaded.
-  static bool IsAnyLoaded() {
-    return ReadFileText("/proc/self/maps").find(DeviceManagement::kTaggedCopyName) !=
-           std::string::npos;
-  }
+  // Whether a tagged library that was loaded since is still loaded.
+  bool IsAnyLoaded() const { return CountLoaded() > loadedBefore_; }
 
  private:
+  // The parts of tagged libraries in this process's memory.
+  static std::size_t CountLoaded() {
+    std::istringstream maps(ReadFileText("/proc/self/maps"));
+    std::size_t count = 0;
+    for (std::string line; std::getline(maps, line);) {
+      if (line.find(DeviceManagement::kTaggedCopyName) != line.npos) ++count;
+    }
+    return count;
+  }
+
+  std::size_t loadedBefore_ = CountLoaded();
   std::filesystem::path path_;
 };
 

@@ -155,17 +155,14 @@ FirmwareUpdate::Outcome LeaveAlone(Device& device, StatusCode code) {
 // The outcome for one drive, and what it makes of the summary.
 FirmwareUpdate::Outcome UpdateDevice(Device& device, const FirmwareUpdate::Request& request,
                                      Face& face, ProgressReporter& reporter, StatusCode& summary) {
+  const auto refuse = [&](StatusCode code) {
+    summary = request.driveSelected ? code : AddRefusal(summary, code);
+    return LeaveAlone(device, code);
+  };
   const auto hold = HoldDrive(device, face, request.job);
-  if (hold == nullptr) {
-    summary = request.driveSelected ? Status::DriveHeld : AddRefusal(summary, Status::DriveHeld);
-    return LeaveAlone(device, Status::DriveHeld);
-  }
+  if (hold == nullptr) return refuse(Status::DriveHeld);
   const auto update = MakeUpdate(&device, request, reporter);
-  const auto refusal = update->GetErrorCode();
-  if (refusal != Status::ReadyToRun) {
-    summary = request.driveSelected ? refusal : AddRefusal(summary, refusal);
-    return LeaveAlone(device, refusal);
-  }
+  if (update->GetErrorCode() != Status::ReadyToRun) return refuse(update->GetErrorCode());
   auto outcome = LeaveAlone(device, Status::CanceledByUser);
   if (!RunUpdate(face, *update, request)) {
     summary = outcome.code;

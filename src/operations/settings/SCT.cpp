@@ -153,7 +153,7 @@ void SCT::NoteRefusal() {
                      ReadLittle16(sector, kLastFunction) == functionCode_;
   if (!isOwn || status == 0) return;
   MORVU_LOG(kLogError, "Execute", DescribeSctStatus(status));
-  Note(DescribeSctStatus(status));
+  Tell({false, DescribeSctStatus(status)});
 }
 
 // Count 7:0 and LBA 7:0. What did not come back is no value.

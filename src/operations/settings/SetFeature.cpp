@@ -55,7 +55,7 @@ std::int32_t SetFeature::Execute() {
   MORVU_LOG(kLogDebug, "Execute", "Drive connection successful.");
   const auto result = Send();
   if (result != Status::Completed) {
-    if (const auto words = DescribeNvmeStatus(result); !words.empty()) Note(words);
+    if (const auto words = DescribeNvmeStatus(result); !words.empty()) Tell({false, words});
     MORVU_LOG(kLogError, "Execute",
               "Set Feature failed with an error code = " + std::to_string(ToToldNumber(result)));
     End(Status::SetFeatureFailed);
