@@ -413,6 +413,9 @@ bool Drive::EraseMedium(std::uint32_t nsid) {
   const int file = Medium(nsid);
   struct stat64 medium {};
   if (file < 0 || Libc().fstat64(file, &medium) != 0) return false;
+  const auto block = state_->kind == Kind::Nvme ? NamespaceNode(fleet_.Root(), name_, nsid)
+                                                : BlockNameOf(fleet_.Root(), name_);
+  ErasePartitionTable(fleet_.Root(), block);
   return ftruncate64(file, 0) == 0 && ftruncate64(file, medium.st_size) == 0;
 }
 

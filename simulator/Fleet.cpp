@@ -335,6 +335,12 @@ std::uint64_t Fleet::FindMountedBytes(std::string_view mountPoint) const {
   return bytes;
 }
 
+std::string Fleet::DiskOf(const Node& node) const {
+  const auto& name = node.drive->Name();
+  if (node.drive->State().kind != Kind::Nvme) return Simulator::BlockNameOf(root_, name);
+  return node.nsid == 0 ? std::string() : NamespaceNode(root_, name, node.nsid);
+}
+
 void Fleet::SetRootMount(std::string_view device) { WriteRootMount(root_, device); }
 
 void Fleet::Unmap(std::string& text) const {

@@ -79,6 +79,8 @@ class Fleet {
   std::string AddPartition(std::string_view node, std::uint64_t bytes, std::string_view fileSystem,
                            std::string_view mountPoint, std::string_view volumeGroup);
   void SetRootMount(std::string_view device);  // what `mount` shows on /
+  // The name of the block node of a drive's medium: "sda", "nvme0n1"; empty without one.
+  std::string DiskOf(const Node& node) const;
   // /proc/self/mountinfo of a machine with these drives.
   std::string MountInfo() const;
   // The bytes of the file system on a mount point; 0 when none of the fleet's is there.

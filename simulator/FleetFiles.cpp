@@ -84,6 +84,9 @@ set -- $(awk -v node="$node" '$1 == node { print; exit }' "$table")
 [ "${2:--}" != - ] || fail "can't read superblock on $node"
 [ -z "$type" ] || [ "$type" = "$2" ] || fail "wrong fs type, bad option, bad superblock on $node"
 [ -d "$root$where" ] || fail "mount point does not exist"
+disk=$(basename "$(dirname "$(readlink "$root/sys/class/block/$(basename "$node")")")")
+claim=$root/drives/$disk.claim
+[ ! -e "$claim" ] || flock -n "$claim" true || fail "$node already mounted or mount point busy"
 { [ "$3" = - ] || has loop; } || fail "$node already mounted or mount point busy"
 for option in $(echo "$options" | tr , ' '); do
   case $2:$option in
@@ -447,6 +450,95 @@ std::vector<std::string> ReadEvents(const std::string& root) {
   return lines;
 }
 
+namespace {
+
+std::string TablePath(const std::string& root, const std::string& block) {
+  return root + "/tables/" + block + ".table";
+}
+
+std::string UnreadPath(const std::string& root, const std::string& block) {
+  return root + "/tables/" + block + ".unread";
+}
+
+// "sda1" of "sda", "nvme0n1p1" of "nvme0n1".
+std::vector<std::string> PartitionsOf(const std::string& root, const std::string& block) {
+  std::vector<std::string> names;
+  std::error_code failure;
+  for (const auto& entry : fs::directory_iterator(root + "/sys/class/block/" + block, failure)) {
+    if (fs::exists(entry.path() / "partition", failure)) names.push_back(entry.path().filename());
+  }
+  return names;
+}
+
+void RemovePartition(const std::string& root, const std::string& block, const std::string& name) {
+  std::error_code ignored;
+  fs::remove(root + "/sys/class/block/" + name, ignored);
+  fs::remove_all(root + "/sys/class/block/" + block + "/" + name, ignored);
+  fs::remove(root + "/dev/" + name, ignored);
+  std::string kept;
+  std::ifstream file(root + "/tables/partitions");
+  for (std::string line; std::getline(file, line);) {
+    if (!line.starts_with("/dev/" + name + " ")) kept += line + "\n";
+  }
+  Write(root + "/tables/partitions", kept);
+}
+
+}  // namespace
+
+bool IsMounted(const std::string& root, const std::string& block) {
+  auto nodes = PartitionsOf(root, block);
+  nodes.push_back(block);
+  return std::ranges::any_of(ReadMounts(root), [&](const MountedPartition& mount) {
+    return std::ranges::count(nodes, NodeName(mount.node)) > 0;
+  });
+}
+
+void WriteUnreadPartition(const std::string& root, const std::string& block,
+                          const PartitionSpec& spec) {
+  AppendLine(UnreadPath(root, block), std::to_string(spec.bytes));
+}
+
+void ErasePartitionTable(const std::string& root, const std::string& block) {
+  std::error_code ignored;
+  fs::remove(TablePath(root, block), ignored);
+  fs::remove(UnreadPath(root, block), ignored);
+}
+
+void OpenPartition(const std::string& root, std::string_view node) {
+  AppendLine(root + "/tables/open", NodeName(node));
+}
+
+bool RereadPartitions(const std::string& root, const std::string& block) {
+  const auto partitions = PartitionsOf(root, block);
+  for (const auto& row : ReadTable(root + "/tables/open")) {
+    if (!row.empty() && std::ranges::count(partitions, row[0]) > 0) return false;
+  }
+  if (IsMounted(root, block)) return false;
+  AppendEvent(root, "reread /dev/" + block);
+  if (!fs::exists(TablePath(root, block))) {
+    for (const auto& name : partitions) RemovePartition(root, block, name);
+  }
+  const auto unread = ReadTable(UnreadPath(root, block));
+  std::error_code ignored;
+  fs::remove(UnreadPath(root, block), ignored);
+  for (const auto& row : unread) MakePartition(root, block, {std::stoull(row.at(0)), "", "", ""});
+  return true;
+}
+
+std::string MakeLoop(const std::string& root, std::string_view backingFile) {
+  int number = 0;
+  while (fs::exists(root + "/sys/class/block/loop" + std::to_string(number))) ++number;
+  const auto name = "loop" + std::to_string(number);
+  const auto folder = "devices/virtual/block/" + name;
+  std::error_code failure;
+  fs::create_directories(root + "/sys/" + folder + "/loop", failure);
+  const bool made =
+      !failure && Write(root + "/sys/" + folder + "/dev", "7:" + std::to_string(number) + "\n") &&
+      Write(root + "/sys/" + folder + "/loop/backing_file", std::string(backingFile) + "\n") &&
+      Link("../../" + folder, root + "/sys/class/block/" + name);
+  return made ? "/dev/" + name : std::string();
+}
+
 std::string MakePartition(const std::string& root, const std::string& block,
                           const PartitionSpec& spec) {
   std::error_code failure;
@@ -466,7 +558,7 @@ std::string MakePartition(const std::string& root, const std::string& block,
   const auto colon = disk.find(':') + 1;
   const auto minor = std::stoul(disk.substr(colon)) + (disk.starts_with("8:") ? 0 : 4096) +
                      static_cast<unsigned>(number);
-  const bool made = !failure && table.good() &&
+  const bool made = !failure && table.good() && Write(TablePath(root, block), "") &&
                     Write(root + "/dev/" + name, Superblock(spec.fileSystem)) &&
                     Write(folder + "/dev", disk.substr(0, colon) + std::to_string(minor) + "\n") &&
                     Write(folder + "/partition", std::to_string(number) + "\n") &&

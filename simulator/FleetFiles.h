@@ -34,6 +34,21 @@ bool MakeSysfs(const std::string& root, const std::string& name, const DriveStat
                std::uint64_t wwn);
 std::string MakePartition(const std::string& root, const std::string& block,
                           const PartitionSpec& spec);
+
+// The disk's own table of partitions: a partition that is made stands in it too, an erase
+// takes it, and the kernel reads it anew when it is asked to. One that is written behind its
+// back stands in the table alone.
+void WriteUnreadPartition(const std::string& root, const std::string& block,
+                          const PartitionSpec& spec);
+void ErasePartitionTable(const std::string& root, const std::string& block);
+// False while a partition is mounted, or open in some program.
+bool RereadPartitions(const std::string& root, const std::string& block);
+void OpenPartition(const std::string& root, std::string_view node);
+
+// What keeps an exclusive open of a disk off: a mount of it or of a partition.
+bool IsMounted(const std::string& root, const std::string& block);
+// A loop device over a node or a file.
+std::string MakeLoop(const std::string& root, std::string_view backingFile);
 // "nvme0n1" to "nvme0" and the namespace's identifier, 0 when there is none of this name.
 std::pair<std::string, std::uint32_t> FindNamespace(const std::string& root,
                                                     const std::string& block);

@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <linux/fs.h>
 #include <sched.h>
 #include <stdarg.h>
 #include <sys/mman.h>
@@ -61,12 +62,12 @@ class FleetPath {
   Node node_;
 };
 
-int Remember(int descriptor, const FleetPath& path, int flags) {
+int Remember(int descriptor, const FleetPath& path, int flags, std::shared_ptr<void> claim) {
   if (descriptor < 0) return descriptor;
   const auto& node = path.TheNode();
   const bool writes = node.block && (flags & O_ACCMODE) != O_RDONLY;
   const auto name = std::string(path.Get()).substr(path.TheFleet()->Root().size());
-  Simulator::Register(descriptor, {node, writes ? name : std::string()});
+  Simulator::Register(descriptor, {node, writes ? name : std::string(), {}, std::move(claim)});
   return descriptor;
 }
 
@@ -95,18 +96,48 @@ int OpenNodeFile(const FleetPath& path, int flags) {
     errno = ENODEV;
     return -1;
   }
+  std::shared_ptr<void> claim;
+  if (path.TheNode().block && (flags & O_EXCL) != 0) {
+    claim = ClaimDisk(*path.TheFleet(), path.TheNode());
+    if (claim == nullptr) {
+      errno = EBUSY;
+      return -1;
+    }
+  }
   flags = (flags & ~(O_CREAT | O_EXCL | O_TRUNC)) | O_LARGEFILE;
   int descriptor = Libc().open64(path.Get(), flags);
   if (descriptor < 0 && errno == EINVAL && (flags & O_DIRECT) != 0) {
     descriptor = Libc().open64(path.Get(), flags & ~O_DIRECT);
   }
-  return Remember(descriptor, path, flags);
+  return Remember(descriptor, path, flags, std::move(claim));
+}
+
+// A partition's node is a file of the fleet. False for a descriptor of anything else.
+bool FlushPartition(int descriptor) {
+  const auto fleet = ActiveFleet();
+  char target[512];
+  const auto link = "/proc/self/fd/" + std::to_string(descriptor);
+  const auto length = Libc().readlink(link.c_str(), target, sizeof target);
+  if (fleet == nullptr || length <= 0) return false;
+  const std::string_view path(target, static_cast<std::size_t>(length));
+  const auto folder = fleet->Root() + "/dev/";
+  if (!path.starts_with(folder)) return false;
+  AppendEvent(fleet->Root(), "flush " + std::string(path.substr(fleet->Root().size())));
+  return true;
 }
 
 // A number that closed by a way unseen here (close_range) leads to no node any more.
 int Fresh(int descriptor) {
   Forget(descriptor);
   return descriptor;
+}
+
+int Control(int (*real)(int, int, ...), int descriptor, int command, void* argument) {
+  const int result = real(descriptor, command, argument);
+  if (result >= 0 && (command == F_DUPFD || command == F_DUPFD_CLOEXEC)) {
+    Duplicate(descriptor, result);
+  }
+  return result;
 }
 
 mode_t ModeArgument(int flags, va_list arguments) {
@@ -343,14 +374,31 @@ MORVU_VISIBLE int dup3(int descriptor, int to, int flags) noexcept {
   return copy;
 }
 
+// Of all commands these two make descriptors; an argument is a number or a pointer.
+MORVU_VISIBLE int fcntl(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return Control(Libc().fcntl, descriptor, command, argument);
+}
+MORVU_VISIBLE int fcntl64(int descriptor, int command, ...) {
+  va_list arguments;
+  va_start(arguments, command);
+  void* argument = va_arg(arguments, void*);
+  va_end(arguments);
+  return Control(Libc().fcntl64, descriptor, command, argument);
+}
+
 MORVU_VISIBLE int ioctl(int descriptor, unsigned long request, ...) noexcept {
   va_list arguments;
   va_start(arguments, request);
   void* argument = va_arg(arguments, void*);
   va_end(arguments);
   auto* open = FindOpen(descriptor);
-  return open != nullptr ? NodeIoctl(*open, request, argument)
-                         : Libc().ioctl(descriptor, request, argument);
+  if (open != nullptr) return NodeIoctl(*open, request, argument);
+  if (request == BLKFLSBUF && FlushPartition(descriptor)) return 0;
+  return Libc().ioctl(descriptor, request, argument);
 }
 
 MORVU_VISIBLE ssize_t write(int descriptor, const void* data, size_t size) {

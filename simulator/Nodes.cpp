@@ -1,17 +1,22 @@
 #include "Nodes.h"
 
 #include <errno.h>
+#include <fcntl.h>
 #include <linux/fs.h>
 #include <linux/nvme_ioctl.h>
 #include <scsi/scsi_ioctl.h>
 #include <scsi/sg.h>
 #include <signal.h>
+#include <sys/file.h>
 #include <sys/ioctl.h>
 
 #include <array>
 #include <atomic>
 #include <cstdlib>
 #include <cstring>
+
+#include "FleetFiles.h"
+#include "Real.h"
 
 #ifdef __x86_64__
 static_assert(sizeof(sg_io_hdr) == 88 && sizeof(nvme_user_io) == 48);
@@ -201,6 +206,15 @@ int NvmeIoctl(OpenNode& open, unsigned long request, void* argument) {
   }
 }
 
+int RefreshDisk(const Node& node, unsigned long request) {
+  const auto fleet = ActiveFleet();
+  if (fleet == nullptr) return 0;
+  const auto block = fleet->DiskOf(node);
+  if (request == BLKRRPART) return RereadPartitions(fleet->Root(), block) ? 0 : Fail(EBUSY);
+  AppendEvent(fleet->Root(), "flush /dev/" + block);
+  return 0;
+}
+
 int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
   const auto& state = open.node.drive->State();
   auto bytes = state.sectors * state.sectorSize;
@@ -218,9 +232,10 @@ int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
       *static_cast<int*>(argument) = sector;
       return 0;
     case BLKBSZSET:
+      return 0;
     case BLKFLSBUF:
     case BLKRRPART:
-      return 0;
+      return RefreshDisk(open.node, request);
     default:
       return Fail(ENOTTY);
   }
@@ -249,6 +264,21 @@ void PutAddress(const OpenNode& open, IdLun& address) {
 }
 
 }  // namespace
+
+std::shared_ptr<void> ClaimDisk(const Fleet& fleet, const Node& node) {
+  const auto block = fleet.DiskOf(node);
+  if (IsMounted(fleet.Root(), block)) return nullptr;
+  const auto path = fleet.Root() + "/drives/" + block + ".claim";
+  const int file = Libc().open64(path.c_str(), O_RDWR | O_CREAT | O_CLOEXEC, 0666);
+  if (file < 0 || flock(file, LOCK_EX | LOCK_NB) != 0) {
+    if (file >= 0) Libc().close(file);
+    return nullptr;
+  }
+  return {new int(file), [](int* held) {
+            Libc().close(*held);
+            delete held;
+          }};
+}
 
 void Register(int descriptor, OpenNode open) {
   if (!InRange(descriptor)) return;
@@ -310,7 +340,8 @@ int NodeIoctl(OpenNode& open, unsigned long request, void* argument) {
   }
   if (open.node.block) {
     const int result = BlockIoctl(open, request, argument);
-    if (result == 0 || open.node.drive->State().kind != Kind::Nvme) return result;
+    const bool isOther = result != 0 && errno == ENOTTY;
+    if (!isOther || open.node.drive->State().kind != Kind::Nvme) return result;
   }
   return open.node.drive->State().kind == Kind::Nvme ? NvmeIoctl(open, request, argument)
                                                      : Fail(ENOTTY);

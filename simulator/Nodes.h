@@ -12,12 +12,16 @@ struct OpenNode {
   Node node;
   std::string writtenNode;  // a block node that is open for writing: udev hears of its close
   std::vector<std::uint8_t> reply{};  // of a command that was written, until it is read
+  std::shared_ptr<void> claim{};      // of the disk, by an exclusive open
 };
 
 void Register(int descriptor, OpenNode open);
 void Forget(int descriptor);
 OpenNode* FindOpen(int descriptor);  // null for a descriptor of the system's own
 void Duplicate(int from, int to);
+
+// An exclusive open of a block node, which a mount and another one keep off; null then.
+std::shared_ptr<void> ClaimDisk(const Fleet& fleet, const Node& node);
 
 // As ioctl(2): -1 with errno, or the result.
 int NodeIoctl(OpenNode& open, unsigned long request, void* argument);

@@ -88,7 +88,7 @@ void PutController(NvmeState& nvme, const DriveState& state) {
   id[512] = 0x66;                           // SQES, CQES
   id[513] = 0x44;
   PutLittle<std::uint16_t>(id + 520, 0x001D);  // ONCS: compare, DSM, write zeroes, save
-  id[524] = 0x06;                              // FNA: per namespace, crypto erase
+  id[524] = 0x04;                              // FNA: per namespace, crypto erase
   id[525] = 1;                                 // volatile write cache
   PutLittle<std::uint16_t>(id + 2048, 2500);   // power state 0: 25 W
   id[3096] = 3;                                // vendor: PCI generation and width

@@ -21,6 +21,8 @@ Real FindAll() {
   Find(real.ioctl, "ioctl");
   Find(real.read, "read");
   Find(real.write, "write");
+  Find(real.fcntl, "fcntl");
+  Find(real.fcntl64, "fcntl64");
   Find(real.dup, "dup");
   Find(real.dup2, "dup2");
   Find(real.dup3, "dup3");

@@ -27,6 +27,8 @@ struct Real {
   int (*ioctl)(int, unsigned long, ...);
   ssize_t (*read)(int, void*, size_t);
   ssize_t (*write)(int, const void*, size_t);
+  int (*fcntl)(int, int, ...);
+  int (*fcntl64)(int, int, ...);
   int (*dup)(int);
   int (*dup2)(int, int);
   int (*dup3)(int, int, int);

@@ -46,6 +46,18 @@ std::string SimulatedDrive::AddPartition(std::uint64_t bytes, std::string_view m
   return fleet_->AddPartition(node_, bytes, fileSystem, mountPoint, volumeGroup);
 }
 
+void SimulatedDrive::AddUnreadPartition(std::uint64_t bytes) {
+  WriteUnreadPartition(fleet_->Root(), fleet_->DiskOf({drive_, nsid_, true}), {bytes, "", "", ""});
+}
+
+void SimulatedDrive::OpenPartition(std::string_view partition) {
+  Simulator::OpenPartition(fleet_->Root(), partition);
+}
+
+std::string SimulatedDrive::AddLoop(std::string_view backingFile) {
+  return MakeLoop(fleet_->Root(), backingFile);
+}
+
 void SimulatedDrive::TakeNames() {
   auto& state = State();
   std::fill(std::begin(state.serial), std::end(state.serial), '\0');

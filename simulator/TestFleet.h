@@ -40,6 +40,13 @@ class SimulatedDrive {
   std::string AddPartition(std::uint64_t bytes = 1 << 20, std::string_view mountPoint = {},
                            std::string_view fileSystem = "ext4", std::string_view volumeGroup = {});
 
+  // A partition that another program wrote to the disk and the kernel has not read yet.
+  void AddUnreadPartition(std::uint64_t bytes = 1 << 20);
+  // Some program has the partition open: the kernel does not read the table anew then.
+  void OpenPartition(std::string_view partition);
+  // A loop device over a node: "/dev/loop0".
+  std::string AddLoop(std::string_view backingFile);
+
   // The content of a log: ATA general purpose and SMART logs by address, NVMe
   // log pages by identifier.
   void SetLog(std::uint8_t address, const std::vector<std::uint8_t>& content);

@@ -23,19 +23,8 @@ bool DeviceFault(Device& device) { return device.GetPath().GetDeviceFault(); }
 bool FailureReported(Device& device) { return !device.GetString(Properties::ErrorString).empty(); }
 bool NoAta(Device& device) { return !device.HasCommandSet(Protocol::Ata); }
 bool NoNvme(Device& device) { return !device.HasCommandSet(Protocol::Nvme); }
-bool PartitionsUnknown(Device& device) {
-  return device.CheckPartitions() == Status::NoCommunication;
-}
-bool PartitionsUnasked(Device& device) { return !device.ArePartitionsKnown(); }
-bool HasPartition(Device& device) {
-  return device.CheckPartitions() != Status::NoPartition || !device.GetPartitions().empty();
-}
 
 }  // namespace Refuse
-
-bool MayErase(Device& device, bool force) {
-  return force || device.CheckPartitions() == Status::NoPartition;
-}
 
 void TellRemarks(const Feature& feature, Face& face) {
   for (const auto& remark : feature.GetRemarks()) {
@@ -47,7 +36,8 @@ void TellRemarks(const Feature& feature, Face& face) {
   }
 }
 
-StatusCode ConfirmErase(StatusCode code, Face& face, const EraseTexts& texts) {
+StatusCode ConfirmErase(StatusCode code, Face& face, const EraseTexts& texts,
+                        std::string_view details) {
   const bool hasPartition = code == Status::HasPartition;
   if (code != Status::ReadyToRun && !hasPartition) {
     face.Say(texts.unable);
@@ -56,7 +46,8 @@ StatusCode ConfirmErase(StatusCode code, Face& face, const EraseTexts& texts) {
   if (face.IsForced()) return Status::ReadyToRun;
 
   const std::string_view partition = "\nWARNING! Tool has detected a partition on the drive! ";
-  const auto warning = std::string(texts.warning).append(hasPartition ? partition : " ");
+  auto warning = std::string(texts.warning).append(hasPartition ? partition : " ");
+  if (!details.empty()) warning.append("\n").append(details);
   switch (face.Ask(warning, texts.prompt)) {
     case Answer::Yes:
       return Status::ReadyToRun;

@@ -43,12 +43,6 @@ bool OfDevice(Operation& operation) {
   return device == nullptr || Test(*device);
 }
 
-// The same for an operation that a partition refuses unless it is forced.
-template <bool (*Test)(DeviceManagement::Device&), typename Operation>
-bool Unforced(Operation& operation) {
-  return !operation.IsForced() && OfDevice<Test>(operation);
-}
-
 // The tests that many tables share. None changes the device.
 namespace Refuse {
 bool NotConnected(DeviceManagement::Device& device);
@@ -60,16 +54,7 @@ bool DeviceFault(DeviceManagement::Device& device);
 bool FailureReported(DeviceManagement::Device& device);  // "ErrorString" is not empty
 bool NoAta(DeviceManagement::Device& device);
 bool NoNvme(DeviceManagement::Device& device);
-// The drive was lost while its partitions were looked for: none may not be assumed.
-bool PartitionsUnknown(DeviceManagement::Device& device);
-// The system could not be asked for the drive's partitions. Nothing is sent to the drive.
-bool PartitionsUnasked(DeviceManagement::Device& device);
-// A partition is known from the scan, or the system shows one now, or is not sure.
-bool HasPartition(DeviceManagement::Device& device);
 }  // namespace Refuse
-
-// The operating-system rule before a destructive run: forced, or no partition now.
-bool MayErase(DeviceManagement::Device& device, bool force);
 
 // Tells what the run left to tell beside its code.
 void TellRemarks(const Feature& feature, Face& face);
@@ -78,15 +63,19 @@ void TellRemarks(const Feature& feature, Face& face);
 
 // The texts of one operation at the prompt.
 struct EraseTexts {
-  std::string_view unable;   // printed when the drive is refused
-  std::string_view warning;  // "WARNING! You have selected to format the drive!"
-  std::string_view prompt;   // "Proceed with the format?"
+  std::string_view unable;        // printed when the drive is refused
+  std::string_view warning;       // "WARNING! You have selected to format the drive!"
+  std::string_view prompt;        // "Proceed with the format?"
+  std::string_view begin{};       // printed when it begins
+  std::string_view caution{};     // behind that
+  std::string_view afterwards{};  // printed at a good end on a drive that had partitions
 };
 
 // Decides whether a destructive operation, built with force false and left at
 // `code`, may go on: 1 when it may (the caller then forces it), else the result. The user
 // is asked; where there is nobody to ask, a partition refuses the run (13). A face that is
-// forced has answered both.
-StatusCode ConfirmErase(StatusCode code, Face& face, const EraseTexts& texts);
+// forced has answered both. `details`, lines of what the erase meets, stand in the question.
+StatusCode ConfirmErase(StatusCode code, Face& face, const EraseTexts& texts,
+                        std::string_view details = {});
 
 }  // namespace Morvu

@@ -175,8 +175,8 @@ class HeldSignal : public EraseGate, public ::testing::WithParamInterface<SentSi
 // It comes while the drive has the password: that is taken off first, and then the tool
 // ends by the signal, as a loop in a shell expects of it.
 TEST_P(HeldSignal, EndsTheToolOnceThePasswordIsOff) {
-  constexpr int kErasePrepare = 0xF3;
-  const auto status = RunInAProcess(drives[0], GetParam().signal, kErasePrepare);
+  constexpr int kSetPassword = 0xF1;
+  const auto status = RunInAProcess(drives[0], GetParam().signal, kSetPassword);
   EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == GetParam().signal) << status;
   EXPECT_FALSE(drives[0].State().ata.security.enabled);
   EXPECT_EQ(AreUntouched(), GetParam().stops);

@@ -24,12 +24,10 @@ TEST(HeldAtThePrompt, ADriveKeepsItsRowAndGetsNothing) {
   EXPECT_THAT(list.output, testing::ContainsRegex("SATA1(.|\n)*In Use:(.|\n)*SATA2"));
   EXPECT_THAT(RunToolLine({"-drive_index", "1"}).output, HasSubstr("SATA2"));
   EXPECT_THAT(RunToolLine({"-drive_serial", "SATA1"}).output, HasSubstr("works on the drive"));
-  for (const std::vector<std::string>& words : {std::vector<std::string>{"-secure_erase", "-force"},
-                                                {"-sanitize", "block", "-force"},
-                                                {"-format", "-force"},
-                                                {"-standby_immediate"},
-                                                {"-self_test", "short"},
-                                                {"-smart"}}) {
+  const std::vector<std::vector<std::string>> lines = {
+      {"-secure_erase", "-force"}, {"-sanitize", "block", "-force"}, {"-format", "-force"},
+      {"-standby_immediate"},      {"-self_test", "short"},          {"-smart"}};
+  for (const auto& words : lines) {
     auto line = words;
     line.insert(line.begin(), {"-drive_serial", "SATA1"});
     const auto outcome = RunToolLine(line);

@@ -18,10 +18,12 @@ RESULTS = pathlib.Path()
 WIDTH = ""
 
 # By message a scan publishes a few products only, by the tool all drives.
+CODE_PARTITION = 13
 CODE_UPDATE_FAILED = 19
 CODE_SMART_NOT_READ = 23
 CODE_NO_MORVU_DRIVE = 45
 CODE_BAD_ARGUMENTS = 73
+CODE_ANSWERED_NO = 81
 CODE_NOT_IN_STANDBY = 86
 CODE_BAD_INDEX = 87
 CODE_NO_SELF_TEST = 302
@@ -307,11 +309,25 @@ class Guest(unittest.TestCase):
         self.assertEqual(json_of("nvme.ns2.json")["flbas"], json_of("nvme.ns2.after.json")["flbas"])
         formats = [line.split("nsid", 1)[1] for line in text_of("trace").splitlines()
                    if "pci_nvme_format_set" in line]
-        self.assertEqual(4, len(formats))
+        self.assertEqual(6, len(formats))  # each width's two, and that of a partition
         self.assertEqual(1, len(set(formats)), formats)
         self.assertRegex(formats[0], r"^ 3\b")
         kept = (RESULTS / own("not-formatted.bin")).read_bytes()
         self.assertEqual((b"first\n" * (1 << 20))[:4 << 20], kept)
+
+    def test_a_namespace_in_use_is_not_formatted(self):
+        for use, told in (("swapped", "In use: swap"),
+                          ("mounted", "/dev/nvme0n2p1: mounted on /held")):
+            self.assertEqual(str(CODE_PARTITION), job_of(f"{use}.xml")["ErrorCode"], use)
+            # The question is answered by the end of the input.
+            self.assertEqual(CODE_ANSWERED_NO, exit_of(f"{use}.txt"), use)
+            self.assertIn(told, text_of(own(f"{use}.txt")))
+
+    def test_partitions_are_gone_behind_a_format(self):
+        self.assertIn("nvme0n2p1", text_of(own("blocks.before")))
+        self.assertEqual(0, exit_of("format-partition.txt"))
+        self.assertNotIn("nvme0n2p1", text_of(own("blocks.after")))
+        self.assertNotIn("keeps the old", text_of(own("format-partition.txt")))
 
     def test_tool_refuses_a_layout_that_the_namespace_lacks(self):
         self.assertEqual(CODE_BAD_ARGUMENTS, exit_of("format-too-high.txt"))

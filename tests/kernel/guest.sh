@@ -117,6 +117,36 @@ for width in 64 32; do
   keep $width.not-formatted.bin dd if=/dev/nvme0n1 bs=1M count=4 iflag=direct
   keep $width.nvme-format.txt nvme format /dev/nvme0 -n 3 -s 1 -l $((layout & 15)) -f
   keep $width.format-too-high.txt $tool -drive_path /dev/nvme0n2 -format 1 0 99 0 0 -force
+
+  # A namespace in use: one partition of it mounted, or the whole of it swapped to, which stands in
+  # no table of mounts. The host is refused, the person is told; once free it is formatted, and the
+  # kernel shows its partition no more.
+  format_message='<Message cimClass="MorvuSSD" scan="True"><Object cimClass="MorvuSSD">
+    <Property name="Index" key="True">1</Property></Object><Object type="method" name="Delete"/>
+    </Message>'
+  mkswap /dev/nvme0n2 >/dev/null
+  swapon /dev/nvme0n2
+  keep $width.swapped.xml $exchange "$format_message"
+  keep $width.swapped.txt $tool -drive_path /dev/nvme0n2 -format 1 0 $((layout & 15)) 0 0
+  swapoff /dev/nvme0n2
+  {
+    dd if=/dev/zero bs=1 count=446
+    printf '\0\0\0\0\203\0\0\0\0\001\0\0\0\040\0\0'  # 8192 sectors from the 256th
+    dd if=/dev/zero bs=1 count=48
+    printf '\125\252'
+    dd if=/dev/zero bs=1 count=3584
+  } 2>/dev/null | dd of=/dev/nvme0n2 bs=4k 2>/dev/null
+  blockdev --rereadpt /dev/nvme0n2
+  keep $width.blocks.before ls /sys/class/block
+  mke2fs -q -t ext4 /dev/nvme0n2p1
+  mkdir -p /held
+  mount -t ext4 /dev/nvme0n2p1 /held
+  keep $width.mounted.xml $exchange "$format_message"
+  keep $width.mounted.txt $tool -drive_path /dev/nvme0n2 -format 1 0 $((layout & 15)) 0 0
+  umount /held
+  keep $width.format-partition.txt \
+    $tool -drive_path /dev/nvme0n2 -format 1 0 $((layout & 15)) 0 0 -force
+  keep $width.blocks.after ls /sys/class/block
 done
 # A file system that was in use when its disk was copied: what a mount would put in order.
 # Asked for its partitions, the library writes nothing to it.

@@ -303,9 +303,15 @@ class SeveralUpdates : public ::testing::Test {
   // Asks the job to end when a message tells this percent or more.
   void CancelAt(int percent) {
     job_.atMessage = [this, percent](const Told& each) {
-      if (std::stoi(each.message.percent) >= percent) job_.Cancel();
+      if (isCanceled_ || std::stoi(each.message.percent) < percent) return;
+      isCanceled_ = true;
+      job_.Cancel();
+      for (auto& drive : drives_) drive.ClearJournal();
     };
   }
+
+  // Of a drive since then: whether it was asked anything.
+  static bool WasAsked(const Simulator::SimulatedDrive& drive) { return !drive.Opcodes().empty(); }
 
   std::vector<std::string> ListRevisions() {
     std::vector<std::string> revisions;
@@ -317,6 +323,7 @@ class SeveralUpdates : public ::testing::Test {
   Testing::ModuleFolder modules_;
   std::vector<Simulator::SimulatedDrive> drives_;
   WatchedJob job_;
+  bool isCanceled_ = false;
 };
 using Revisions = std::vector<std::string>;
 
@@ -356,6 +363,9 @@ TEST(CanceledUpdates, LeaveTheNextDrivesAndImagesAlone) {
         Run();
         EXPECT_EQ(job_.lastSight.code, "2");
         EXPECT_EQ(ListRevisions(), row.revisions);
+        for (std::size_t i = 1; i < drives_.size(); ++i) {
+          EXPECT_EQ(WasAsked(drives_[i]), row.revisions[i] != "OLD") << i;
+        }
       }
     };
     Updates().Check(cancel);

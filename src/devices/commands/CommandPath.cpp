@@ -52,6 +52,12 @@ StatusCode CommandPath::Close() {
   return result < 0 ? Status::CloseFailed : Status::Completed;
 }
 
+bool CommandPath::Adopt(int handle) {
+  (void)CommandPath::Close();
+  handle_ = fcntl(handle, F_DUPFD_CLOEXEC, 0);
+  return IsOpen();
+}
+
 StatusCode CommandPath::SendOpcode(const Command& command) {
   outcome_ = SendOpcodeCore(command);
   LogCommand();

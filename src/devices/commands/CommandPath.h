@@ -56,6 +56,10 @@ class CommandPath {
   // A new path of the same class on the same node, opened, with the default time-out.
   virtual std::unique_ptr<CommandPath> Clone() const = 0;
 
+  // From here on commands go by a copy of this descriptor, which is open already, whatever
+  // the node's name leads to by now. False when there is none to be had.
+  [[nodiscard]] bool Adopt(int handle);
+
   bool IsOpen() const { return handle_ >= 0; }
   int GetHandle() const { return handle_; }  // -1 while closed
 

@@ -3,6 +3,7 @@
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/identification/FreshIdentity.h"
 #include "devices/identification/Products.h"
 #include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
@@ -116,6 +117,15 @@ constexpr PropertyField kIdentifyFields[] = {
 };
 // clang-format on
 
+// The minutes of a security erase (words 89 and 90); nothing for a drive that does not tell.
+std::optional<std::chrono::minutes> ReadEraseTime(const IdentifyData& data, unsigned word) {
+  const auto told = static_cast<unsigned>(Read(data, Words(word)));
+  constexpr unsigned kExtended = 0x8000;  // 15 bits of time in place of 8
+  const auto value = told & ((told & kExtended) != 0 ? 0x7FFFu : 0xFFu);
+  if (value == 0) return std::nullopt;
+  return std::chrono::minutes(value * 2);
+}
+
 // Word 255, the integrity word of ACS-3: a drive that keeps a checksum says so.
 bool HasWrongChecksum(const IdentifyData& data) {
   constexpr std::uint8_t kSignature = 0xA5;
@@ -131,6 +141,18 @@ void Wake(CommandSet_ATA& ata, IdentifyData& data) {
 }
 
 }  // namespace
+
+std::optional<FreshIdentity> ReadFreshIdentity(CommandSet_ATA& ata) {
+  IdentifyData data{};
+  if (ata.ataIdentifyDevice(data) != Status::Completed || HasWrongChecksum(data)) return {};
+  FreshIdentity told;
+  PutFields(data, kIdentifyTexts, told.properties);
+  PutFields(data, kIdentifyFields, told.properties);
+  told.properties.Add(DeviceProperty(Properties::WWID, ReadWwid(data)));
+  told.eraseTime = ReadEraseTime(data, 89);
+  told.enhancedEraseTime = ReadEraseTime(data, 90);
+  return told;
+}
 
 bool DeviceIdentification_ATA::Identify() {
   MORVU_LOG(kLogDebug, "Identify", "DeviceIdentification_ATA::Identify");

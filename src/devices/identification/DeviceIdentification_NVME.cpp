@@ -3,6 +3,7 @@
 #include <vector>
 
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/identification/FreshIdentity.h"
 #include "devices/identification/PropertyFields.h"
 #include "devices/model/Device.h"
 #include "devices/properties/BasicProperties.h"
@@ -50,6 +51,19 @@ std::uint64_t ReadLbaSize(ByteView data) {
 }
 
 }  // namespace
+
+std::optional<FreshIdentity> ReadFreshIdentity(CommandSet_NVME& nvme) {
+  // FNA of NVMe 1.0, figure 66: what a format, and its secure erase, is done to.
+  constexpr std::size_t kFormatAttributes = 524;
+  std::vector<std::uint8_t> controller(kIdentifySize);
+  if (nvme.nvmeIdentify(kController, 0, controller) != Status::Completed) return {};
+  FreshIdentity told;
+  PutFields(controller, kControllerFields, told.properties);
+  const auto attributes = ReadByte(controller, kFormatAttributes);
+  told.formatsAllSpaces = (attributes & 0x01) != 0;
+  told.erasesAllSpaces = (attributes & 0x02) != 0;
+  return told;
+}
 
 bool DeviceIdentification_NVME::Identify() {
   MORVU_LOG(kLogDebug, "Identify", "DeviceIdentification_NVME::Identify");

@@ -21,6 +21,7 @@ constexpr EraseTexts kTexts = {
     .unable = "Unable to format the selected drive.",
     .warning = "WARNING! You have selected to format the drive!",
     .prompt = "Proceed with the format?",
+    .begin = "Formatting the drive...",
 };
 
 constexpr std::string_view kDescriptions[] = {
@@ -93,9 +94,8 @@ struct Format::Rules {
   // clang-format on
 };
 
-Format::Format(Device* device, const FormatSettings& settings, bool force,
-               ProgressReporter& reporter)
-    : Function(device, reporter), force_(force), settings_(settings) {
+Format::Format(Device* device, const FormatSettings& settings, ProgressReporter& reporter)
+    : Erasure(device, nullptr, reporter), settings_(settings) {
   Format::Initialize();
 }
 
@@ -110,30 +110,28 @@ void Format::Initialize() {
 
 std::unique_ptr<SendFormat> Format::MakeSender() {
   if (ata_ != nullptr) {
-    return std::make_unique<SendFormat_ATA>(device_, settings_.secureErase, force_, GetReporter());
+    return std::make_unique<SendFormat_ATA>(device_, settings_.secureErase, GetPermit(),
+                                            GetReporter());
   }
   if (nvme_ != nullptr) {
-    return std::make_unique<SendFormat_NVMe>(device_, settings_, force_, GetReporter());
+    return std::make_unique<SendFormat_NVMe>(device_, settings_, GetPermit(), GetReporter());
   }
   return nullptr;
 }
 
-void Format::SetForce(bool force) {
-  force_ = force;
-  if (sender_ != nullptr) sender_->SetForce(force);
+StatusCode Format::Refuse(StatusCode code) {
+  return sender_ == nullptr ? code : sender_->Refuse(code);
 }
 
-void Format::SetEnhanced(bool enhanced) {
-  if (sender_ != nullptr) sender_->SetEnhanced(enhanced);
+std::optional<std::chrono::minutes> Format::GetDuration(
+    const DeviceManagement::FreshIdentity& identity) const {
+  return sender_ == nullptr ? std::nullopt : sender_->GetDuration(identity);
 }
 
 std::int32_t Format::Execute() {
-  if (!BeginExecute()) return false;
-  const bool mayErase = MayErase(*device_, force_);
-  if (mayErase && sender_ == nullptr) {
+  if (!BeginErase()) return false;
+  if (sender_ == nullptr) {
     MORVU_LOG(kLogError, "Execute", "Format - invalid send format.");
-  }
-  if (!mayErase || sender_ == nullptr) {
     End(Status::NoCommunication);
     return false;
   }
@@ -159,15 +157,8 @@ StatusCode Format::Runner(Device& device, const FormatSettings& settings, Face& 
   for (const auto& error : errors) face.Say(error);
   if (!errors.empty()) return Status::InvalidArguments;
 
-  Format format(&device, settings, false, face.GetReporter());
-  const auto answer = ConfirmErase(format.GetErrorCode(), face, kTexts);
-  if (answer != Status::ReadyToRun) return answer;
-  format.SetForce(true);
-  if (settings.secureErase == 1) format.SetEnhanced(true);
-  const auto mounts = FindDriveMounts(device);
-  face.Begin("Formatting the drive...");
-  format.Execute();
-  return EndErase(format, mounts, face);
+  Format format(&device, settings, face.GetReporter());
+  return RunErase(format, face, kTexts);
 }
 
 namespace {
@@ -195,9 +186,7 @@ StatusCode RunDelete(const FeatureCall& call, JobContext&) {
   return Format::Runner(call.GetDevice(), settings, call.face);
 }
 
-StatusCode AssessFormat(Device& device) {
-  return Format(&device, {}, false, NoReporter()).GetErrorCode();
-}
+StatusCode AssessFormat(Device& device) { return Format(&device, {}, NoReporter()).GetErrorCode(); }
 
 constexpr MethodParameter kDeleteParameters[] = {{"force", "boolean"}, {"Crypto", "boolean"}};
 constexpr StatusCode kDeleteHiddenCodes[] = {Status::RaidVolume, Status::NotSupportedByDrive,

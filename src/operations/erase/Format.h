@@ -11,17 +11,18 @@
 
 namespace Morvu {
 
-// Checks the drive and holds the settings; a SendFormat does the work. Built with
-// `force` false it tells a partition (13) from a drive that is free.
-class Format : public Function {
+// Checks the drive and holds the settings; a SendFormat does the work.
+class Format : public Erasure {
  public:
-  Format(DeviceManagement::Device* device, const FormatSettings& settings, bool force,
+  Format(DeviceManagement::Device* device, const FormatSettings& settings,
          ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
-  void SetForce(bool force);
-  void SetEnhanced(bool enhanced);
+  StatusCode Refuse(StatusCode code) override;
+  bool IsSecure() const override { return settings_.secureErase != 0; }
+  std::optional<std::chrono::minutes> GetDuration(
+      const DeviceManagement::FreshIdentity& identity) const override;
 
   // Checks the settings, asks, and formats.
   static StatusCode Runner(DeviceManagement::Device& device, const FormatSettings& settings,
@@ -33,7 +34,6 @@ class Format : public Function {
   std::unique_ptr<SendFormat> MakeSender();
   void LogSettings() const;
 
-  bool force_;
   std::unique_ptr<SendFormat> sender_;
   FormatSettings settings_;
 };

@@ -49,6 +49,8 @@ constexpr EraseTexts kTexts = {
     .unable = "Unable to issue sanitize on the selected drive.",
     .warning = "WARNING! You have selected to issue Sanatize command!",
     .prompt = "Proceed with the sanitize?",
+    .begin = "Issuing sanitize...",
+    .caution = "WARNING! Do not power off the drive while sanitize is executing.",
 };
 
 constexpr std::string_view kBlock = "block";
@@ -86,10 +88,6 @@ struct Sanitize::Rules {
   static bool BlockUnsupported(Sanitize& sanitize) {
     return !sanitize.crypto_ && !sanitize.device_->GetBool(Properties::SanitizeBlockEraseSupported);
   }
-  // A drive that is going to be power-cycled is put in standby first.
-  static bool FrozenAndAwake(Sanitize& sanitize) {
-    return sanitize.IsSanitizeFrozen() && !sanitize.StandbyImmediate();
-  }
   static bool Frozen(Sanitize& sanitize) { return sanitize.IsSanitizeFrozen(); }
 
   // clang-format off
@@ -106,28 +104,31 @@ struct Sanitize::Rules {
       {OfDevice<Refuse::StorageSpaceMember>, Status::StorageSpaceMember},
       {OfDevice<Refuse::DeviceFault>,        Status::DeviceFault},
       {OfDevice<Refuse::FailureReported>,    Status::DisableLogical},
-      {FrozenAndAwake,                       Status::StandbyFailed},
       {Frozen,                               Status::SanitizeFrozen},
-      {Unforced<Refuse::PartitionsUnknown>,  Status::NoCommunication},
-      {Unforced<Refuse::PartitionsUnasked>,  Status::PartitionCheckFailed},
-      {Unforced<Refuse::HasPartition>,       Status::HasPartition},
+      {Refuse::PartitionsNotToldTo<Sanitize>, Status::PartitionCheckFailed},
+      {Refuse::PartitionMet<Sanitize>,       Status::HasPartition},
   };
   // clang-format on
 };
 
-Sanitize::Sanitize(Device* device, bool force, bool crypto, ProgressReporter& reporter)
-    : Function(device, reporter), force_(force), crypto_(crypto) {
+Sanitize::Sanitize(Device* device, const ErasePermit* permit, bool crypto,
+                   ProgressReporter& reporter)
+    : Erasure(device, permit, reporter), crypto_(crypto) {
   Sanitize::Initialize();
 }
 
-void Sanitize::Initialize() { EndInitialize(FirstRefusal<Sanitize>(Rules::kTable, *this)); }
+void Sanitize::Initialize() {
+  BeginInitialize();
+  EndInitialize(FirstRefusal<Sanitize>(Rules::kTable, *this));
+}
+
+StatusCode Sanitize::Refuse(StatusCode code) {
+  const bool isFrozen = code == Status::SanitizeFrozen;
+  return isFrozen && !StandbyImmediate() ? Status::StandbyFailed : code;
+}
 
 std::int32_t Sanitize::Execute() {
-  if (!BeginExecute()) return false;
-  if (!MayErase(*device_, force_)) {
-    End(Status::NoCommunication);
-    return false;
-  }
+  if (!BeginErase()) return false;
   EraseWitness witness(*device_);
   const auto code = SanitizeProcess();
   if (code == Status::Completed) {
@@ -209,16 +210,8 @@ bool Sanitize::IsOver(StatusCode& code) {
 
 StatusCode Sanitize::Runner(Device& device, Face& face, std::string_view type) {
   if (type != kBlock && type != kCrypto) return Status::SanitizeCommandUnsupported;
-  Sanitize sanitize(&device, false, type == kCrypto, face.GetReporter());
-  const auto answer = ConfirmErase(sanitize.GetErrorCode(), face, kTexts);
-  if (answer != Status::ReadyToRun) return answer;
-
-  sanitize.SetForce(true);
-  const auto mounts = FindDriveMounts(device);
-  face.Begin("Issuing sanitize...");
-  face.Say("WARNING! Do not power off the drive while sanitize is executing.");
-  sanitize.Execute();
-  return EndErase(sanitize, mounts, face);
+  Sanitize sanitize(&device, nullptr, type == kCrypto, face.GetReporter());
+  return RunErase(sanitize, face, kTexts);
 }
 
 namespace {

@@ -3,23 +3,23 @@
 
 #include <string_view>
 
-#include "messaging/features/Face.h"
-#include "messaging/features/Feature.h"
+#include "operations/erase/Erasure.h"
 
 namespace Morvu {
 
 // A drive sanitizes by itself once it has taken the command; a run then watches it
 // for at most five minutes. A cancel ends the watching, not the sanitize.
-class Sanitize : public Function {
+class Sanitize : public Erasure {
  public:
-  // `force`: go on although the drive has partitions. `crypto`: crypto scramble in
-  // place of block erase. A drive that is frozen is put in standby, and refused.
-  Sanitize(DeviceManagement::Device* device, bool force, bool crypto, ProgressReporter& reporter);
+  // `permit` may be null: then nothing is erased. `crypto`: crypto scramble in place of block
+  // erase.
+  Sanitize(DeviceManagement::Device* device, const ErasePermit* permit, bool crypto,
+           ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
-  bool IsForced() const { return force_; }
-  void SetForce(bool force) { force_ = force; }
+  // A drive that is frozen is put in standby, as its power has to go off.
+  StatusCode Refuse(StatusCode code) override;
 
   // `type` is "block" or "crypto".
   static StatusCode Runner(DeviceManagement::Device& device, Face& face, std::string_view type);
@@ -35,7 +35,6 @@ class Sanitize : public Function {
   // when it tells a failure.
   bool IsOver(StatusCode& code);
 
-  bool force_;
   bool crypto_;
 };
 

@@ -32,6 +32,8 @@ constexpr EraseTexts kTexts = {
     .unable = "Unable to Secure Erase the selected drive.",
     .warning = "WARNING! You have selected to secure erase the drive!",
     .prompt = "Proceed with the secure erase?",
+    .begin = "Secure Erasing the drive...",
+    .afterwards = "Please power cycle the drive or system in order to update the partition list",
 };
 
 constexpr std::string_view kDescriptions[] = {
@@ -58,10 +60,6 @@ struct SecureErase::Rules {
   static bool SecurityEnabled(SecureErase& erase) {
     return erase.device_->GetBool(Properties::SecurityEnabled);
   }
-  // A drive that is going to be power-cycled is put in standby first.
-  static bool FrozenAndAwake(SecureErase& erase) {
-    return erase.IsFrozen() && !erase.StandbyImmediate();
-  }
   static bool Frozen(SecureErase& erase) { return erase.IsFrozen(); }
 
   // clang-format off
@@ -76,29 +74,36 @@ struct SecureErase::Rules {
       {OfDevice<Refuse::DeviceFault>,        Status::DeviceFault},
       {SecurityUnsupported,                  Status::EraseSecurityUnsupported},
       {OpalInUse,                            Status::OpalActiveOrUnknown},
-      {Unforced<Refuse::PartitionsUnknown>,  Status::NoCommunication},
-      {Unforced<Refuse::PartitionsUnasked>,  Status::PartitionCheckFailed},
-      {Unforced<Refuse::HasPartition>,       Status::HasPartition},
+      {Refuse::PartitionsNotToldTo<SecureErase>, Status::PartitionCheckFailed},
+      {Refuse::PartitionMet<SecureErase>,    Status::HasPartition},
       {SecurityEnabled,                      Status::EraseSecurityEnabled},
-      {FrozenAndAwake,                       Status::EraseStandbyFailed},
       {Frozen,                               Status::SecurityFrozen},
   };
   // clang-format on
 };
 
-SecureErase::SecureErase(Device* device, bool force, bool enhanced, ProgressReporter& reporter)
-    : Function(device, reporter), force_(force), enhanced_(enhanced) {
+SecureErase::SecureErase(Device* device, const ErasePermit* permit, bool enhanced,
+                         ProgressReporter& reporter)
+    : Erasure(device, permit, reporter), enhanced_(enhanced) {
   SecureErase::Initialize();
 }
 
-void SecureErase::Initialize() { EndInitialize(FirstRefusal<SecureErase>(Rules::kTable, *this)); }
-
-std::int32_t SecureErase::Execute() {
-  if (!BeginExecute()) return false;
-  if (MayErase(*device_, force_)) return SecureEraseProcess();
-  End(Status::NoCommunication);
-  return false;
+void SecureErase::Initialize() {
+  BeginInitialize();
+  EndInitialize(FirstRefusal<SecureErase>(Rules::kTable, *this));
 }
+
+StatusCode SecureErase::Refuse(StatusCode code) {
+  const bool isFrozen = code == Status::SecurityFrozen;
+  return isFrozen && !StandbyImmediate() ? Status::EraseStandbyFailed : code;
+}
+
+std::optional<std::chrono::minutes> SecureErase::GetDuration(
+    const DeviceManagement::FreshIdentity& identity) const {
+  return enhanced_ ? identity.enhancedEraseTime : identity.eraseTime;
+}
+
+std::int32_t SecureErase::Execute() { return BeginErase() && SecureEraseProcess(); }
 
 bool SecureErase::SecureEraseProcess() {
   if (IsFrozen()) {
@@ -144,16 +149,17 @@ StatusCode SecureErase::SendErase(ErasePassword& password) {
   SetPercent(10);
   StandbyImmediate();
 
-  // No command may come between prepare and erase.
+  if (IsCanceled()) return Status::Canceled;
+  SleepFor(kPause);
+  if (IsCanceled()) return Status::Canceled;
+
+  // No command may come between prepare and erase, and the fewer can the shorter it is.
   if (ata_->ataSecurityErasePrepare() != Status::Completed) {
     return Fail("Erase Prepare failed.", Status::ErasePrepareFailed);
   }
   MORVU_LOG(kLogInfo, "SecureEraseProcess", "Erase Prepare successful.");
   SetPercent(20);
-  if (IsCanceled()) return Status::Canceled;
-  SleepFor(kPause);
   SetPercent(40);
-  if (IsCanceled()) return Status::Canceled;
   if (password.EraseUnit() != Status::Completed) {
     return Fail("Erase failed.", Status::EraseUnitFailed);
   }
@@ -199,26 +205,8 @@ void SecureErase::TellPassword(ErasePassword::State state) {
 }
 
 StatusCode SecureErase::Runner(Device& device, Face& face, bool enhanced) {
-  SecureErase erase(&device, false, enhanced, face.GetReporter());
-  const bool hadPartition = erase.GetErrorCode() == Status::HasPartition;
-  const auto answer = ConfirmErase(erase.GetErrorCode(), face, kTexts);
-  if (answer != Status::ReadyToRun) return answer;
-
-  erase.SetForce(true);
-  if (hadPartition) {
-    // The partition stood before the drive's security state, which still counts.
-    erase.Initialize();
-    if (erase.GetErrorCode() != Status::ReadyToRun) {
-      face.Say(kTexts.unable);
-      return erase.GetErrorCode();
-    }
-  }
-  const auto mounts = FindDriveMounts(device);
-  face.Begin("Secure Erasing the drive...");
-  if (erase.Execute() && hadPartition) {
-    face.Say("Please power cycle the drive or system in order to update the partition list");
-  }
-  return EndErase(erase, mounts, face);
+  SecureErase erase(&device, nullptr, enhanced, face.GetReporter());
+  return RunErase(erase, face, kTexts);
 }
 
 namespace {
@@ -229,7 +217,7 @@ StatusCode RunSecureErase(const FeatureCall& call) {
 }
 
 StatusCode AssessSecureErase(Device& device) {
-  return SecureErase(&device, false, false, NoReporter()).GetErrorCode();
+  return SecureErase(&device, nullptr, false, NoReporter()).GetErrorCode();
 }
 
 constexpr MethodParameter kParameters[] = {{"EnhancedErase", "boolean"}, {"force", "boolean"}};

@@ -4,23 +4,23 @@
 
 #include <string_view>
 
-#include "messaging/features/Face.h"
-#include "messaging/features/Feature.h"
 #include "operations/erase/ErasePassword.h"
+#include "operations/erase/Erasure.h"
 
 namespace Morvu {
 
-class SecureErase : public Function {
+class SecureErase : public Erasure {
  public:
-  // `force`: go on although the drive has partitions. `enhanced`: the drive's enhanced
-  // erase mode. A drive that is frozen is put in standby, and refused.
-  SecureErase(DeviceManagement::Device* device, bool force, bool enhanced,
+  // `permit` may be null: then nothing is erased. `enhanced`: the drive's enhanced erase mode.
+  SecureErase(DeviceManagement::Device* device, const ErasePermit* permit, bool enhanced,
               ProgressReporter& reporter);
 
   void Initialize() override;
   std::int32_t Execute() override;
-  bool IsForced() const { return force_; }
-  void SetForce(bool force) { force_ = force; }
+  // A drive that is frozen is put in standby, as its power has to go off.
+  StatusCode Refuse(StatusCode code) override;
+  std::optional<std::chrono::minutes> GetDuration(
+      const DeviceManagement::FreshIdentity& identity) const override;
 
   static StatusCode Runner(DeviceManagement::Device& device, Face& face, bool enhanced);
 
@@ -38,7 +38,6 @@ class SecureErase : public Function {
   // A drive that may still have the password is warned of.
   void TellPassword(ErasePassword::State state);
 
-  bool force_;
   bool enhanced_;
 };
 

@@ -40,58 +40,61 @@ std::optional<std::uint32_t> GetNamespace(const PropertyList& properties) {
 
 struct SendFormat::Rules {
   static constexpr Refusal<SendFormat> kTable[] = {
-      {Unforced<Refuse::PartitionsUnknown>, Status::NoCommunication},
-      {Unforced<Refuse::PartitionsUnasked>, Status::PartitionCheckFailed},
-      {Unforced<Refuse::HasPartition>, Status::HasPartition},
+      {Refuse::PartitionsNotToldTo<SendFormat>, Status::PartitionCheckFailed},
+      {Refuse::PartitionMet<SendFormat>, Status::HasPartition},
   };
 };
 
 void SendFormat::Initialize() {
+  BeginInitialize();
   SetErrorCode(FirstRefusal<SendFormat>(Rules::kTable, *this));
   LogStatus("Send Format - Status = ", GetErrorCode());
 }
 
 // ---- ATA ----
 
-SendFormat_ATA::SendFormat_ATA(Device* device, std::uint8_t secureErase, bool force,
+SendFormat_ATA::SendFormat_ATA(Device* device, std::uint8_t secureErase, const ErasePermit* permit,
                                ProgressReporter& reporter)
-    : SendFormat(device, {.secureErase = secureErase}, force, reporter) {
+    : SendFormat(device, {.secureErase = secureErase}, permit, reporter) {
   SendFormat_ATA::Initialize();
 }
 
 void SendFormat_ATA::Initialize() {
-  SetErrorCode(ChooseErase()->GetErrorCode());
+  erase_ = ChooseErase();
+  SetErrorCode(erase_->GetErrorCode());
   LogStatus("Send Format ATA - Initialize with status = ", GetErrorCode());
 }
 
 std::int32_t SendFormat_ATA::Execute() {
-  const auto erase = ChooseErase();
-  if (erase->GetErrorCode() != Status::ReadyToRun) {
-    // What a partition hid before, such as a password of the drive's owner.
-    End(erase->GetErrorCode());
-    return false;
-  }
-  const auto result = erase->Execute();
-  TakeResult(*erase);
+  const auto result = erase_->Execute();
+  TakeResult(*erase_);
   return result;
 }
 
-std::unique_ptr<Function> SendFormat_ATA::ChooseErase() {
-  auto erase = std::make_unique<SecureErase>(device_, force_, enhanced_, GetReporter());
-  auto sanitize = std::make_unique<Sanitize>(device_, force_, enhanced_, GetReporter());
+StatusCode SendFormat_ATA::Refuse(StatusCode code) { return erase_->Refuse(code); }
+
+std::optional<std::chrono::minutes> SendFormat_ATA::GetDuration(
+    const DeviceManagement::FreshIdentity& identity) const {
+  return erase_->GetDuration(identity);
+}
+
+std::unique_ptr<Erasure> SendFormat_ATA::ChooseErase() {
+  const bool isEnhanced = settings_.secureErase == 1;
+  auto erase = std::make_unique<SecureErase>(device_, GetPermit(), isEnhanced, GetReporter());
   const bool isWindows8 = osName_ == "WIN8";
-  const bool mayErase =
-      erase->GetErrorCode() != Status::SecurityFrozen && !isWindows8 && osName_ != "WIN8.1";
-  const bool maySanitize = sanitize->GetErrorCode() == Status::ReadyToRun || isWindows8;
-  if (!mayErase && maySanitize) return sanitize;
+  if (erase->GetErrorCode() != Status::SecurityFrozen && !isWindows8 && osName_ != "WIN8.1") {
+    return erase;
+  }
+  auto sanitize = std::make_unique<Sanitize>(device_, GetPermit(), isEnhanced, GetReporter());
+  if (sanitize->GetErrorCode() == Status::ReadyToRun || isWindows8) return sanitize;
   return erase;
 }
 
 // ---- NVMe ----
 
-SendFormat_NVMe::SendFormat_NVMe(Device* device, const FormatSettings& settings, bool force,
-                                 ProgressReporter& reporter)
-    : SendFormat(device, settings, force, reporter) {
+SendFormat_NVMe::SendFormat_NVMe(Device* device, const FormatSettings& settings,
+                                 const ErasePermit* permit, ProgressReporter& reporter)
+    : SendFormat(device, settings, permit, reporter) {
   SendFormat_NVMe::Initialize();
 }
 
@@ -103,11 +106,7 @@ void SendFormat_NVMe::Initialize() {
 }
 
 std::int32_t SendFormat_NVMe::Execute() {
-  if (!BeginExecute()) return false;
-  if (!MayErase(*device_, force_)) {
-    End(Status::NoCommunication);
-    return false;
-  }
+  if (!BeginErase()) return false;
   SetPercent(20);
   const auto space = GetNamespace(device_->GetProperties());
   if (!space) {

@@ -5,7 +5,7 @@
 #include <memory>
 #include <string_view>
 
-#include "messaging/features/Feature.h"
+#include "operations/erase/Erasure.h"
 
 namespace Morvu {
 
@@ -19,21 +19,16 @@ struct FormatSettings {
   std::uint8_t metadata = 0;                // 0: separate buffer, 1: extended LBA
 };
 
-class SendFormat : public Function {
+class SendFormat : public Erasure {
  public:
   void Initialize() override;
-  bool IsForced() const { return force_; }
-  void SetForce(bool force) { force_ = force; }
-  void SetEnhanced(bool enhanced) { enhanced_ = enhanced; }
 
  protected:
-  SendFormat(DeviceManagement::Device* device, const FormatSettings& settings, bool force,
-             ProgressReporter& reporter)
-      : Function(device, reporter), settings_(settings), force_(force) {}
+  SendFormat(DeviceManagement::Device* device, const FormatSettings& settings,
+             const ErasePermit* permit, ProgressReporter& reporter)
+      : Erasure(device, permit, reporter), settings_(settings) {}
 
   FormatSettings settings_;
-  bool force_;
-  bool enhanced_ = false;
 
  private:
   struct Rules;
@@ -43,20 +38,25 @@ class SendFormat : public Function {
 // is frozen against the secure erase.
 class SendFormat_ATA : public SendFormat {
  public:
-  SendFormat_ATA(DeviceManagement::Device* device, std::uint8_t secureErase, bool force,
-                 ProgressReporter& reporter);
+  SendFormat_ATA(DeviceManagement::Device* device, std::uint8_t secureErase,
+                 const ErasePermit* permit, ProgressReporter& reporter);
   void Initialize() override;
   std::int32_t Execute() override;
+  StatusCode Refuse(StatusCode code) override;
+  std::optional<std::chrono::minutes> GetDuration(
+      const DeviceManagement::FreshIdentity& identity) const override;
 
  private:
   // The erase that suits the drive as it is now.
-  std::unique_ptr<Function> ChooseErase();
+  std::unique_ptr<Erasure> ChooseErase();
+
+  std::unique_ptr<Erasure> erase_;
 };
 
 class SendFormat_NVMe : public SendFormat {
  public:
-  SendFormat_NVMe(DeviceManagement::Device* device, const FormatSettings& settings, bool force,
-                  ProgressReporter& reporter);
+  SendFormat_NVMe(DeviceManagement::Device* device, const FormatSettings& settings,
+                  const ErasePermit* permit, ProgressReporter& reporter);
   void Initialize() override;
   std::int32_t Execute() override;
 };
