@@ -261,26 +261,31 @@ TEST_F(FirmwareModuleTest, SeveralAreLoadedAtATimeEachAsItself) {
   for (std::uint64_t i = 1; i <= 3; ++i) EXPECT_EQ(modules[i - 1].GetDate(), i);
 }
 
+std::size_t CountText(const std::string& text, const std::string& part) {
+  std::size_t count = 0;
+  for (auto at = text.find(part); at != text.npos; at = text.find(part, at + 1)) ++count;
+  return count;
+}
+
 // The loader knows what it has loaded by its path, and one that stays does so for ever.
 TEST(FirmwareModule, OneThatStaysLoadedIsNotTakenForTheNext) {
   const ModuleFolder folder;
+  std::size_t parts = 0;
   for (std::uint64_t i = 1; i <= 3; ++i) {
     const auto number = std::to_string(i);
     const auto module =
         FirmwareModule::Open(folder.Add(number, "date=" + number + "\n", "Unloading"));
     ASSERT_TRUE(module);
     EXPECT_EQ(module->GetDate(), i);
+    // Each has brought memory of its own.
+    const auto maps = ReadFileText("/proc/self/maps");
+    EXPECT_GT(CountText(maps, DeviceManagement::kTaggedCopyName), parts);
+    parts = CountText(maps, DeviceManagement::kTaggedCopyName);
   }
 }
 
 std::size_t CountVerified(const LogLines& log) {
-  const std::string line = "Verify successful.";
-  std::size_t count = 0;
-  for (auto at = log.GetText().find(line); at != std::string::npos;
-       at = log.GetText().find(line, at + 1)) {
-    ++count;
-  }
-  return count;
+  return CountText(log.GetText(), "Verify successful.");
 }
 
 TEST_F(FirmwareModuleTest, EachIsVerifiedOnceInARequest) {
