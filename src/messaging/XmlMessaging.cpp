@@ -490,9 +490,9 @@ std::unique_ptr<Object> Object::Parse(std::string_view text) {
   if (!ReadTree(text, tree)) return nullptr;
   const auto first =
       std::ranges::find_if(tree, [](const auto& node) { return node.first != "<xmlcomment>"; });
-  if (first == tree.end() || first->first != "Object") return nullptr;
-  Skipped skipped;
-  return Read<Object>(first->second, skipped);
+  Skipped unheeded;
+  return first == tree.end() || first->first != "Object" ? nullptr
+                                                         : Read<Object>(first->second, unheeded);
 }
 
 std::string Object::ToText() const { return ToDocument(*this); }

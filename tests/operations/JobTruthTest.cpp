@@ -271,5 +271,96 @@ TEST(JobTruths, AnEraseIsNotOverWhileItsPasswordIsSet) {
   EXPECT_EQ(job.lastSight.code, "0");
 }
 
+// ---- Several images, several drives ----
+
+class SeveralUpdates : public ::testing::Test {
+ protected:
+  // Drives that a module has images for, installed one after the other.
+  void Prepare(std::size_t driveCount, std::size_t imageCount) {
+    std::string names, settings;
+    for (std::size_t i = 1; i <= imageCount; ++i) {
+      const auto name = "NEW" + std::to_string(i);
+      const auto file = modules_.AddFile(name, Testing::MakeSimulatedImage(name, 60'000));
+      names += (names.empty() ? "" : "~") + name;
+      settings += "binary." + name + "=" + file + "\n";
+    }
+    modules_.Add("m", "date=1\nmapping=" + Testing::MakeMapping("1", names) + "\n" + settings);
+    for (std::size_t i = 0; i < driveCount; ++i) {
+      drives_.push_back(fleet_.Add({.model = "MORVU SSDSC2BB480G4",
+                                    .serial = "BTWL" + std::to_string(i),
+                                    .firmware = "OLD"}));
+    }
+    job_.Scan();
+  }
+
+  void Run() {
+    job_.Run("<Message cimClass='MorvuSSD'><Object name='FirmwareModulesDirectories'><Property>" +
+             modules_.Path() + "</Property></Object>" +
+             "<Object type='method' name='FirmwareUpdate'/></Message>");
+    CheckTruth(job_, "update");
+  }
+
+  // Asks the job to end when a message tells this percent or more.
+  void CancelAt(int percent) {
+    job_.atMessage = [this, percent](const Told& each) {
+      if (std::stoi(each.message.percent) >= percent) job_.Cancel();
+    };
+  }
+
+  std::vector<std::string> ListRevisions() {
+    std::vector<std::string> revisions;
+    for (auto& drive : drives_) revisions.emplace_back(drive.State().firmware);
+    return revisions;
+  }
+
+  Simulator::TestFleet fleet_;
+  Testing::ModuleFolder modules_;
+  std::vector<Simulator::SimulatedDrive> drives_;
+  WatchedJob job_;
+};
+using Revisions = std::vector<std::string>;
+
+TEST_F(SeveralUpdates, AreToldToTheEndOfTheLast) {
+  Prepare(2, 2);
+  Run();
+  EXPECT_EQ(job_.lastSight.code, "0");
+  EXPECT_EQ(ListRevisions(), (Revisions{"NEW2", "NEW2"}));
+  // Each image of each drive is a quarter of the whole, and is told of.
+  std::vector<int> told(5);
+  for (const auto& each : job_.told) ++told.at((std::stoul(each.message.percent) + 24) / 25);
+  for (std::size_t quarter = 1; quarter <= 4; ++quarter) EXPECT_GE(told[quarter], 3) << quarter;
+}
+
+struct Canceling {
+  std::size_t drives, images;
+  int percent;
+  Revisions revisions;
+};
+
+// What is done is done; nothing else begins.
+TEST(CanceledUpdates, LeaveTheNextDrivesAndImagesAlone) {
+  const Canceling kCancels[] = {
+      {3, 1, 30, {"NEW1", "OLD", "OLD"}},   // the first drive has its image
+      {3, 1, 63, {"NEW1", "NEW1", "OLD"}},  // and the second
+      {1, 2, 45, {"NEW1"}},                 // the first image is installed
+      {3, 1, 1, {"OLD", "OLD", "OLD"}},     // in the middle of the first
+  };
+  for (const auto& cancel : kCancels) {
+    SCOPED_TRACE(cancel.percent);
+    class Updates : public SeveralUpdates {
+     public:
+      void TestBody() override {}
+      void Check(const Canceling& row) {
+        Prepare(row.drives, row.images);
+        CancelAt(row.percent);
+        Run();
+        EXPECT_EQ(job_.lastSight.code, "2");
+        EXPECT_EQ(ListRevisions(), row.revisions);
+      }
+    };
+    Updates().Check(cancel);
+  }
+}
+
 }  // namespace
 }  // namespace Morvu

@@ -323,6 +323,15 @@ TEST(Sct, WaitsForALinkThatIsAway) {
                         "The drive does not answer yet."));
 }
 
+// Who answers behind the reset may be another drive.
+TEST(Sct, ShowsNothingOfAnotherDrive) {
+  SettingScene scene(SctSpec());
+  scene.drive.Inject(Fault::GarbageData(Simulator::Garbage::Random).OnOpcode(0xEC));
+  EXPECT_EQ(scene.Set("PhyConfig", "1"), Status::Completed);
+  EXPECT_EQ(scene.request->GetAttribute("shows"), "");
+  EXPECT_EQ(scene.request->GetAttribute("powercycle"), "True");
+}
+
 TEST(Sct, ForgivesACominitThatFails) {
   SettingScene scene(SctSpec());
   scene.drive.State().ata.sct.refusedAction = 0xC100;

@@ -71,6 +71,7 @@ class Feature {
                      int line = __builtin_LINE());
 
   void Tell(Remark remark) { remarks_.push_back(std::move(remark)); }
+  void Note(std::string text) { Tell({false, std::move(text)}); }
   void Warn(std::string text) { Tell({true, std::move(text)}); }
 
   // Takes over code, state, percent and remarks of the Feature that did the work.
