@@ -210,6 +210,8 @@ int RefreshDisk(const Node& node, unsigned long request) {
   const auto fleet = ActiveFleet();
   if (fleet == nullptr) return 0;
   const auto block = fleet->DiskOf(node);
+  // The first sector holds the table.
+  if (request == BLKRRPART && !node.drive->IsReadable(node.nsid, 0, 512)) return Fail(EIO);
   if (request == BLKRRPART) return RereadPartitions(fleet->Root(), block) ? 0 : Fail(EBUSY);
   AppendEvent(fleet->Root(), "flush /dev/" + block);
   return 0;

@@ -11,6 +11,7 @@
 #include "frame/status/Drives.h"
 #include "frame/status/Erase.h"
 #include "frame/status/Partitions.h"
+#include "operations/erase/SecureErase.h"
 #include "support/EraseScene.h"
 
 namespace Morvu {
@@ -209,6 +210,16 @@ TEST_P(EraseQuestions, NameTheDriveAndWhatIsOnIt) {
   }
 }
 
+TEST_P(EraseQuestions, TellOfAProgramThatHasAPartitionOpen) {
+  drive().AddPartition();
+  Person before({}, false);
+  scene_.Prepare();
+  drive().OpenPartition(Partition());
+  EXPECT_EQ(Run(before), Status::Completed);
+  EXPECT_THAT(before.asked, HasSubstr("In use:"));
+  EXPECT_THAT(before.said, HasSubstr("keeps the old partitions"));
+}
+
 TEST_P(EraseQuestions, OfTheSystemsDiskAreNotAsked) {
   drive().AddPartition();
   scene_.fleet.SetRoot(Partition());
@@ -291,6 +302,67 @@ INSTANTIATE_TEST_SUITE_P(Families, ErasePermits, ::testing::ValuesIn(kFamilies),
                          [](const auto& test) { return std::string(test.param.name); });
 INSTANTIATE_TEST_SUITE_P(Families, EraseQuestions, ::testing::ValuesIn(kFamilies),
                          [](const auto& test) { return std::string(test.param.name); });
+
+// ---- One transport's own ----
+
+struct BareScene : EraseScene {
+  using EraseScene::EraseScene;
+  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
+};
+
+// The generic node is the chosen drive's, the disk's node leads to another one by now.
+TEST(ErasePermit, ADiskNodeThatLeadsToAnotherDriveRefuses) {
+  BareScene scene(SataSpec());
+  auto spec = SataSpec();
+  spec.serial = "OTHER1";
+  scene.fleet.Add(spec);
+  scene.Prepare();
+  const auto sys = scene.fleet.Folder() + "/sys/class/";
+  const std::filesystem::path link = sys + "block/sda/device";
+  std::filesystem::remove(link);
+  std::filesystem::create_symlink(sys + "scsi_generic/sg1/device", link);
+  for (const bool force : {false, true}) {
+    EXPECT_EQ(CallMethod(*scene.device(), "SecureErase", {{"force", force ? "True" : "False"}}),
+              Status::NoCommunication);
+  }
+  EXPECT_TRUE(scene.IsUntouched());
+}
+
+// A controller whose secure erase takes all namespaces says so (FNA, NVMe 1.0, figure 66).
+TEST(ErasePermit, AFormatThatTakesAllNamespacesAsksWhoUsesEach) {
+  for (const bool takesAll : {false, true}) {
+    auto spec = NvmeSpec();
+    spec.namespaces = 2;
+    BareScene scene(spec);
+    scene.drive.State().nvme.controller[524] = takesAll ? 0x06 : 0x04;
+    scene.Prepare();
+    scene.fleet.Drive("/dev/nvme0n2").AddPartition(1 << 20, "/data");
+    const auto format = [&](const char* secure) {
+      return CallMethod(*scene.device(), "Format", {{"SecureEraseSetting", secure}});
+    };
+    EXPECT_EQ(format("1"), takesAll ? Status::HasPartition : Status::Completed);
+    EXPECT_EQ(scene.IsUntouched(), takesAll);
+    EXPECT_EQ(format("0"), Status::Completed);
+  }
+}
+
+TEST(ErasePermit, ATableThatCannotBeReadRefusesUnlessForced) {
+  BareScene scene(SataSpec());
+  scene.Prepare();
+  scene.drive.AddBadSectors(0);
+  EXPECT_EQ(CallMethod(*scene.device(), "SecureErase"), Status::PartitionCheckFailed);
+  EXPECT_EQ(CallMethod(*scene.device(), "SecureErase", {{"force", "True"}}), Status::Completed);
+}
+
+TEST(ErasePermit, WithoutOneNothingIsErased) {
+  BareScene scene(SataSpec());
+  scene.Prepare();
+  SecureErase erase(scene.device(), nullptr, false, NoReporter());
+  EXPECT_EQ(erase.GetErrorCode(), Status::ReadyToRun);
+  EXPECT_FALSE(erase.Execute());
+  EXPECT_EQ(erase.GetErrorCode(), Status::NoCommunication);
+  EXPECT_TRUE(scene.IsUntouched());
+}
 
 // ---- The security state ----
 
