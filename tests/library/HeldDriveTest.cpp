@@ -16,9 +16,9 @@
 namespace MorvuHost {
 namespace {
 
-constexpr std::string_view kScan = "<Message cimClass='MorvuSSD' scan='True'/>";
+constexpr std::string_view kScanOfHeld = "<Message cimClass='MorvuSSD' scan='True'/>";
 constexpr std::string_view kMethods = "<Message cimClass='MorvuSSD' includeMethods='True'/>";
-constexpr int kSmart = 0xB0;
+constexpr int kSmartOpcode = 0xB0;
 
 class HeldDrives : public ::testing::Test {
  protected:
@@ -51,15 +51,15 @@ class HeldDrives : public ::testing::Test {
 TEST_F(HeldDrives, AJobsDriveIsAskedNothingByOthers) {
   sata_.State().ata.selfTest.extendedMs = 2'000'000'000;
   sata_.AddPartition(1 << 20, "/data");
-  host_.Call(kScan);
+  host_.Call(kScanOfHeld);
   sata_.ClearJournal();
   const auto job = host_.Send(Method("DriveSelfTest"));
-  const auto isAtWork = [&] { return std::ranges::count(sata_.Opcodes(), kSmart) > 0; };
+  const auto isAtWork = [&] { return std::ranges::count(sata_.Opcodes(), kSmartOpcode) > 0; };
   while (!isAtWork()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   const auto sent = sata_.Journal().size();
   const auto reads = sata_.State().rawReads;
 
-  for (const auto request : {kScan, kMethods}) {
+  for (const auto request : {kScanOfHeld, kMethods}) {
     const auto list = host_.Call(request);
     EXPECT_EQ(list.ErrorCode(), 0);
     ASSERT_EQ(list.Listed().size(), 2u);
@@ -82,20 +82,20 @@ TEST_F(HeldDrives, AJobsDriveIsAskedNothingByOthers) {
   EXPECT_EQ(smart.ErrorCode(), 0);  // of the other drive
 
   const auto journal = sata_.Journal();
-  for (auto at = sent; at < journal.size(); ++at) EXPECT_EQ(journal[at].Opcode(), kSmart);
+  for (auto at = sent; at < journal.size(); ++at) EXPECT_EQ(journal[at].Opcode(), kSmartOpcode);
   EXPECT_EQ(sata_.State().rawReads, reads);
   host_.Send("<Message subject='MorvuJob' type='cancel' identifier='" + std::to_string(job) + "'/>",
              true);
   auto reply = host_.Await(job);
   while (reply.Job("JobState") != "7") reply = host_.Await(job);
-  EXPECT_EQ(AttributeText(Row(host_.Call(kScan), "SATA1"), "busy"), "");
+  EXPECT_EQ(AttributeText(Row(host_.Call(kScanOfHeld), "SATA1"), "busy"), "");
 }
 
 // A host that starts while another program has the drive.
 TEST_F(HeldDrives, AFreshHostListsADriveOfAnotherProgram) {
   const int file = open((fleet_.Folder() + "/dev/sda").c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(file, LOCK_EX | LOCK_NB), 0);
-  const auto list = host_.Call(kScan);
+  const auto list = host_.Call(kScanOfHeld);
   const auto& row = Row(list, "SATA1");
   EXPECT_EQ(AttributeText(row, "busy"), "True");
   EXPECT_EQ(AttributeText(row, "busyJob"), "");
@@ -103,7 +103,7 @@ TEST_F(HeldDrives, AFreshHostListsADriveOfAnotherProgram) {
   EXPECT_EQ(host_.Call(Method("SecureErase")).ErrorCode(), 180);
   EXPECT_TRUE(sata_.Journal().empty());
   close(file);
-  EXPECT_EQ(AttributeText(Row(host_.Call(kScan), "SATA1"), "busy"), "");
+  EXPECT_EQ(AttributeText(Row(host_.Call(kScanOfHeld), "SATA1"), "busy"), "");
 }
 
 }  // namespace

@@ -25,19 +25,19 @@ namespace {
 constexpr std::uint64_t kVersion = 10200400;
 
 // What Load makes.
-struct Library {
+struct Instance {
   SubjectMap subjects;
   JobManager jobs;
 
-  explicit Library(JobEnvironment environment) : jobs(std::move(environment)) {
+  explicit Instance(JobEnvironment environment) : jobs(std::move(environment)) {
     (void)BuildSupportedFunctionality(subjects);
   }
 };
 
 // Never destroyed: at the end of a process that did not unload, jobs still use it.
 struct Process {
-  std::mutex loadedMutex;           // guards the pointer
-  std::shared_ptr<Library> loaded;  // null before Load; a call in progress shares it
+  std::mutex loadedMutex;            // guards the pointer
+  std::shared_ptr<Instance> loaded;  // null before Load; a call in progress shares it
   ReplyQueues replies;
   EventCallbacks callbacks;
 };
@@ -47,7 +47,7 @@ Process& TheProcess() {
   return process;
 }
 
-std::shared_ptr<Library> GetLibrary() {
+std::shared_ptr<Instance> GetLibrary() {
   auto& process = TheProcess();
   std::lock_guard lock(process.loadedMutex);
   return process.loaded;
@@ -113,7 +113,7 @@ StatusCode LoadLibraryOnce() {
   std::lock_guard lock(process.loadedMutex);
   if (process.loaded) return Status::Completed;
   try {
-    process.loaded = std::make_shared<Library>(MakeEnvironment());
+    process.loaded = std::make_shared<Instance>(MakeEnvironment());
     return Status::Completed;
   } catch (const std::system_error&) {
     return Status::ThreadNotStarted;
@@ -124,7 +124,7 @@ StatusCode UnloadLibrary() {
   // A callback's own job would wait for itself.
   if (EventCallbacks::IsInCallback()) return Status::Completed;
   auto& process = TheProcess();
-  std::shared_ptr<Library> library;
+  std::shared_ptr<Instance> library;
   {
     std::lock_guard lock(process.loadedMutex);
     library.swap(process.loaded);
@@ -136,7 +136,7 @@ StatusCode UnloadLibrary() {
   return Status::Completed;
 }
 
-StatusCode Send(std::string_view text, std::uint64_t& jobId, bool synchronous, Library& library) {
+StatusCode Send(std::string_view text, std::uint64_t& jobId, bool synchronous, Instance& library) {
   auto message = XmlMessaging::Message::Parse(text);
   if (!message) return Status::UnknownSubject;
   const auto handler = library.subjects.Find(XmlMessaging::RoutingName(*message));
