@@ -222,6 +222,14 @@ class Guest(unittest.TestCase):
                          shown[0]["Free Space"])
         self.assertEqual("Unknown / Unknown", shown[1]["Free Space"])
 
+    def test_asking_closes_no_node_as_a_writer(self):
+        def closed(name):
+            return set(re.findall(r"^/dev/(?:sd|sg|nvme)\w+$", text_of(own(name)), re.MULTILINE))
+        for name in ("writers.list", "writers.information", "writers.message"):
+            self.assertEqual(0, exit_of(name), name)
+            self.assertEqual(set(), closed(name), name)
+        self.assertEqual({self.disk_of("sata")}, closed("writers.dd"))
+
     def test_asking_writes_to_no_file_system(self):
         for kind in ("ext4", "vfat", "btrfs", "xfs"):
             shown = [table for table in tables_of(f"dirty.{kind}.txt") if "Path" in table][1]

@@ -85,6 +85,13 @@ for width in 64 32; do
   keep $width.smart-nvme.txt $tool -drive_path /dev/nvme0n1 -smart
   keep $width.bad-index.txt $tool -drive_index 99
 
+  # What udev would be woken by.
+  keep $width.writers.list /opt/$width/closed_writers $tool -drive_list /results/$width.list.csv
+  keep $width.writers.information /opt/$width/closed_writers $tool -drive_path "$sata"
+  keep $width.writers.message /opt/$width/closed_writers $exchange \
+    '<Message cimClass="MorvuSSD" scan="True"/>'
+  keep $width.writers.dd /opt/$width/closed_writers /bin/dd if=/dev/null of="$sata_disk"
+
   # None of the emulated drives takes an image: the drives must be left as they were.
   for path in "$sata" "$foreign" /dev/nvme0n1; do
     keep $width.firmware."$(basename "$path")".txt \
