@@ -2,9 +2,13 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <filesystem>
+
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/FirmwareProperties.h"
 #include "devices/properties/SecurityProperties.h"
+#include "frame/Files.h"
+#include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
 #include "messaging/features/CimClass.h"
 #include "operations/firmware/AttributeCollection.h"
@@ -84,6 +88,29 @@ TEST(FirmwareUpdateMethod, NeedsDrives) {
   JobContext context;
   DeviceManagement::SelectedDevices none;
   EXPECT_EQ(CallMethod(context, "FirmwareUpdate", {}, none), Status::InvalidArguments);
+}
+
+// ---- The option ----
+
+TEST(FirmwareUpdateOption, TellsWhatIsWrongWithAFile) {
+  Simulator::TestFleet fleet;
+  fleet.Add(SataSpec());
+  const auto empty = fleet.Folder() + "/empty", huge = fleet.Folder() + "/huge";
+  ASSERT_TRUE(SaveBinary(empty, {}, false));
+  ASSERT_TRUE(SaveBinary(huge, {}, false));
+  std::filesystem::resize_file(huge, 300ull << 20);
+  const std::pair<std::string, const char*> kFiles[] = {
+      {fleet.Folder() + "/absent", "No such file or directory."},
+      {empty, "It is empty."},
+      {huge, "It is larger than 256 MiB."},
+      {fleet.Folder(), "Is a directory."},
+      {"/dev/null", "It is no regular file."},
+  };
+  for (const auto& [file, reason] : kFiles) {
+    const auto outcome = RunToolLine({"-drive_index", "0", "-firmware_update", file, "-force"});
+    EXPECT_EQ(outcome.code, Status::FileNotRead) << file;
+    EXPECT_THAT(outcome.output, HasSubstr("Reason: " + std::string(reason) + "\n"));
+  }
 }
 
 // ---- The property ----

@@ -49,6 +49,8 @@ class FirmwareUpdate : public Function {
   const AttributeCollection& GetMapping() const { return mapping_; }
   std::uint64_t GetMappingStatus() const;
   bool HasFile() const { return !file_.empty(); }
+  // Why the file gives no image, as a sentence; empty where nothing is wrong with it.
+  std::string FindFileFault() const;
 
   // Of a run: the revision before it, and what its last image left.
   const std::string& GetOldRevision() const { return oldRevision_; }

@@ -9,6 +9,7 @@
 #include "devices/properties/FirmwareProperties.h"
 #include "devices/system/SystemFacts.h"
 #include "frame/status/Drives.h"
+#include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
 #include "frame/status/Health.h"
 #include "frame/status/NvmeStatus.h"
@@ -124,6 +125,9 @@ void SayWhatCameOfIt(Face& face, const FirmwareUpdate& update) {
   if (update.GetErrorCode() == Status::Completed) {
     face.Say("Firmware Update Successful.\nPlease reboot the system.");
   }
+  const auto fault =
+      update.GetErrorCode() == Status::FileNotRead ? update.FindFileFault() : std::string();
+  if (!fault.empty()) face.Say("Reason: " + fault);
   const auto committed = "Firmware " + std::string(kCommitted);
   if (update.GetNvmeStatus() != Status::Completed) {
     face.Warn(committed + ": " + DescribeNvmeStatus(update.GetNvmeStatus()) + ".");

@@ -1,5 +1,10 @@
 // Where a firmware update takes its mapping and its images from.
+#include <fcntl.h>
+#include <sys/stat.h>
+#include <unistd.h>
+
 #include <boost/filesystem/operations.hpp>
+#include <cerrno>
 
 #include "frame/Files.h"
 #include "frame/Logger.h"
@@ -32,6 +37,20 @@ std::vector<std::string> ListFiles(const std::string& directory) {
     if (IsRegular(entry->path())) files.push_back(entry->path().string());
   }
   return files;
+}
+
+// A file without data is told by its size, a folder by what it is: reading either gives no error.
+std::string DescribeImageFault(const std::string& path) {
+  struct stat told {};
+  if (stat(path.c_str(), &told) != 0) return DescribeFileError(errno);
+  if (S_ISDIR(told.st_mode)) return DescribeFileError(EISDIR);
+  if (!S_ISREG(told.st_mode)) return "It is no regular file.";
+  if (told.st_size == 0) return "It is empty.";
+  if (static_cast<std::uint64_t>(told.st_size) > kLargestImage) {
+    return "It is larger than " + std::to_string(kLargestImage >> 20) + " MiB.";
+  }
+  const bool mayRead = faccessat(AT_FDCWD, path.c_str(), R_OK, AT_EACCESS) == 0;
+  return mayRead ? std::string() : DescribeFileError(errno);
 }
 
 FirmwareUpdate::FirmwareBinary ReadImage(const std::string& path) {
@@ -105,6 +124,10 @@ void FirmwareUpdate::ConsiderModule(const std::string& path, Search& search) {
   log(kLogInfo, "Found module with build date: ", std::to_string(date));
   log(kLogInfo,
       "Loded firmware update mapping attributes = ", WriteAttributeCollection(*search.best));
+}
+
+std::string FirmwareUpdate::FindFileFault() const {
+  return source_ == Source::File ? DescribeImageFault(file_) : std::string();
 }
 
 std::vector<std::string> FirmwareUpdate::ListFirmwareBinaries() const {
