@@ -7,7 +7,7 @@
 namespace Morvu {
 namespace {
 
-thread_local int callbackDepth = 0;
+[[gnu::tls_model("initial-exec")]] thread_local int callbackDepth = 0;
 
 struct InCallback {
   InCallback() { ++callbackDepth; }
