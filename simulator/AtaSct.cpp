@@ -228,7 +228,7 @@ void ReadSctStatus(AtaCommand& command, std::span<std::uint8_t> block) {
   auto* at = block.data();
   PutLittle<std::uint16_t>(at, 3);      // format version
   PutLittle<std::uint16_t>(at + 2, 1);  // SCT version
-  PutLittle<std::uint16_t>(at + 4, 1);  // SCT specification
+  PutLittle<std::uint16_t>(at + 4, 1);  // the revision of SCT that it follows
   at[10] = 0;                           // active
   PutLittle(at + 14, sct.lastStatus);
   PutLittle(at + 16, sct.lastAction);

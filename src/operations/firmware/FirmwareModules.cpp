@@ -3,11 +3,10 @@
 namespace Morvu {
 namespace {
 
+using ModulesOfRequest = std::shared_ptr<FirmwareModules>;
 // A plain pointer: a host's threads may end in any order. In the static block of the thread: the
 // leak checker does not understand the loader's dynamic ones.
-[[gnu::tls_model(
-    "initial-exec")]] thread_local const std::shared_ptr<FirmwareModules>* requestsModules =
-    nullptr;
+[[gnu::tls_model("initial-exec")]] thread_local const ModulesOfRequest* requestsModules = nullptr;
 
 }  // namespace
 
