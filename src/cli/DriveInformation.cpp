@@ -7,8 +7,8 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
-#include "devices/discovery/HeldDrive.h"
 #include "devices/identification/Products.h"
+#include "devices/model/Drive.h"
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"

@@ -25,10 +25,6 @@ void DescribeHeldDrive(Device& drive, const SystemFacts& facts) {
   drive.AddProperty(Properties::DriverCommunicationError, Status::DriveHeld.Value());
 }
 
-bool IsHeldDrive(const Device& drive) {
-  return drive.GetUInt(Properties::DriverCommunicationError) == Status::DriveHeld;
-}
-
 void TakeKnown(Device& held, const Device& known) {
   const auto partitions = held.GetPartitions();
   held.CopyFrom(known);

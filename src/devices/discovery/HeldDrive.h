@@ -11,9 +11,6 @@ namespace Morvu::DeviceManagement {
 // ("DriverCommunicationError" is 180).
 void DescribeHeldDrive(Device& drive, const SystemFacts& facts);
 
-// Whether a scan found the drive held.
-bool IsHeldDrive(const Device& drive);
-
 // What an earlier scan knew of the drive takes the place of the little that the kernel tells;
 // the partitions are what the system shows now.
 void TakeKnown(Device& held, const Device& known);

@@ -2,10 +2,10 @@
 
 #include <algorithm>
 
+#include "devices/model/Drive.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "frame/status/Commands.h"
-#include "frame/status/Drives.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -19,8 +19,8 @@ bool HasDriverError(const Device& drive) {
 
 // One that somebody works on was not asked which product of the maker's it is.
 bool IsHeldAndUnnamed(const Device& drive) {
-  return drive.GetUInt(Properties::DriverCommunicationError) == Status::DriveHeld &&
-         drive.GetBool(Properties::Morvu) && drive.GetString(Properties::Product).empty();
+  return IsHeldDrive(drive) && drive.GetBool(Properties::Morvu) &&
+         drive.GetString(Properties::Product).empty();
 }
 
 bool Passes(const Device& drive, const ScanOptions& options) {

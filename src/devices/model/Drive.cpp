@@ -6,7 +6,9 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"
+#include "devices/properties/ScanProperties.h"
 #include "frame/Text.h"
+#include "frame/status/Drives.h"
 #include "messaging/ResultTable.h"
 
 namespace Morvu::DeviceManagement {
@@ -65,6 +67,10 @@ std::string Drive::ToText() const {
     AppendPartition(partitions, i, partitions_[i]);
   }
   return text + "\n" + partitions.ToText();
+}
+
+bool IsHeldDrive(const Device& drive) {
+  return drive.GetUInt(Properties::DriverCommunicationError) == Status::DriveHeld;
 }
 
 bool HasIdentity(const Device& device) {

@@ -27,6 +27,9 @@ class Drive : public Device {
   std::vector<std::unique_ptr<Device>> children_;
 };
 
+// Whether a scan found the drive held by somebody, and asked it nothing.
+bool IsHeldDrive(const Device& drive);
+
 // Whether a device can be told from all others, wherever its node goes: it has a serial
 // number or a World Wide Name.
 bool HasIdentity(const Device& device);

@@ -107,9 +107,13 @@ bool WaitForLock(const BlockNode& node, DriveHold::Kind kind) {
 
 }  // namespace
 
-DriveHold::DriveHold(const Device& device, Kind kind, std::string_view holder) {
+DriveHold::DriveHold(const Device& device, Kind kind, std::string_view holder)
+    : DriveHold(device, SystemFacts::Read(), kind, holder) {}
+
+DriveHold::DriveHold(const Device& device, const SystemFacts& facts, Kind kind,
+                     std::string_view holder) {
   const auto& path = device.GetPath().GetDevicePath();
-  const auto disks = SystemFacts::Read().FindWholeDisks(path).value_or(Names());
+  const auto disks = facts.FindWholeDisks(path).value_or(Names());
   Take(MakeKeys(path, device.GetString(Properties::SerialNumber), disks), disks, kind, holder);
 }
 

@@ -28,6 +28,9 @@ class DriveHold {
   };
   // What others are told of the holder: the identifier of its job, "" at the prompt.
   DriveHold(const Device& device, Kind kind, std::string_view holder = {});
+  // The same for one of many drives, whose disks are looked up in one reading of the system.
+  DriveHold(const Device& device, const SystemFacts& facts, Kind kind,
+            std::string_view holder = {});
   // Before a drive is known by more than its node.
   DriveHold(const std::string& devicePath, const SystemFacts& facts, Kind kind);
   ~DriveHold();

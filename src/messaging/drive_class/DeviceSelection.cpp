@@ -5,6 +5,7 @@
 
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MorvuSSD.h"
@@ -81,8 +82,10 @@ bool NamesDrive(const XmlMessaging::Message& request) {
 }
 
 void DropUnreachable(SelectedDevices& selected) {
-  std::erase_if(selected.devices, [](const auto& device) {
-    const DriveHold hold(*device, DriveHold::Kind::Moment);
+  if (selected.devices.empty()) return;
+  const auto facts = DeviceManagement::SystemFacts::Read();
+  std::erase_if(selected.devices, [&](const auto& device) {
+    const DriveHold hold(*device, facts, DriveHold::Kind::Moment);
     return hold.IsTaken() && !device->TestConnection();
   });
 }

@@ -7,6 +7,7 @@
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Drives.h"
@@ -26,6 +27,7 @@ using DeviceManagement::Drive;
 using DeviceManagement::DriveHold;
 using DeviceManagement::Partition;
 using DeviceManagement::SelectedDevices;
+using DeviceManagement::SystemFacts;
 using XmlMessaging::List;
 using XmlMessaging::Message;
 using XmlMessaging::Object;
@@ -147,13 +149,13 @@ std::string_view ShownClass(const JobContext& context, const Device& device) {
 }
 
 // Null for a drive that the subject does not show.
-std::unique_ptr<Object> ToXmlObject(JobContext& context, Device& device) {
+std::unique_ptr<Object> ToXmlObject(JobContext& context, Device& device, const SystemFacts& facts) {
   const auto shownClass = ShownClass(context, device);
   if (shownClass.empty()) return nullptr;
   auto object = std::make_unique<Object>();
   object->SetAttribute("cimClass", shownClass);
   object->SetAttribute("uniqueId", device.GetString(Properties::SerialNumber));
-  const DriveHold hold(device, DriveHold::Kind::Moment);
+  const DriveHold hold(device, facts, DriveHold::Kind::Moment);
   const bool isHeld = !hold.IsTaken();
   if (isHeld) {
     object->SetAttribute("busy", BoolText(true));
@@ -183,9 +185,11 @@ std::vector<const Object*> FindMethodObjects(Message& request) {
 }
 
 void ListDrives(JobContext& context, SelectedDevices& devices, List& list) {
+  const auto facts = SystemFacts::Read();
   for (const auto& device : devices.devices) {
     if (device->GetKind() != DeviceKind::Drive) continue;
-    if (auto object = ToXmlObject(context, *device)) list.objects.push_back(std::move(object));
+    if (auto object = ToXmlObject(context, *device, facts))
+      list.objects.push_back(std::move(object));
   }
 }
 

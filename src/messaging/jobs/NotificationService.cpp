@@ -4,6 +4,7 @@
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "devices/properties/SecurityProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
@@ -169,8 +170,10 @@ void RunDrivePass(JobContext& context, const DrivePass& pass) {
 
   DeviceManagement::SelectedDevices selected;
   context.services->SelectDevices(selected, context.request);
+  const auto facts = DeviceManagement::SystemFacts::Read();
   for (const auto& device : selected.devices) {
-    const DeviceManagement::DriveHold hold(*device, DeviceManagement::DriveHold::Kind::Moment);
+    const DeviceManagement::DriveHold hold(*device, facts,
+                                           DeviceManagement::DriveHold::Kind::Moment);
     if (!hold.IsTaken()) continue;  // a later pass tells of it
     for (const auto step : pass.eachDrive) {
       if (IsCanceled(passContext)) return;

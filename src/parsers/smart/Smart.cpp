@@ -7,6 +7,7 @@
 #include "devices/model/Drive.h"
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Drives.h"
@@ -94,9 +95,10 @@ StatusCode StatusWithoutDevices(const Message* request) {
 StatusCode ReadDrives(JobContext& context, std::span<Device* const> devices) {
   if (devices.empty()) return StatusWithoutDevices(context.request);
   StatusCode result = Status::NotRun;
+  const auto facts = DeviceManagement::SystemFacts::Read();
   for (auto* device : devices) {
     if (device->AsDrive() == nullptr) continue;
-    const DriveHold hold(*device, DriveHold::Kind::Moment);
+    const DriveHold hold(*device, facts, DriveHold::Kind::Moment);
     if (!hold.IsTaken()) {
       if (result != Status::Completed) result = hold.GetStatus();
       continue;
