@@ -7,7 +7,6 @@
 // controller's. A drive without a block node is held in this process alone.
 #pragma once
 
-#include <memory>
 #include <string>
 #include <string_view>
 #include <vector>

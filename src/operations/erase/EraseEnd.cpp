@@ -1,28 +1,9 @@
 #include "operations/erase/EraseEnd.h"
 
-#include "devices/system/SystemFacts.h"
+#include "frame/Text.h"
 #include "operations/Operation.h"
 
 namespace Morvu {
-
-using DeviceManagement::Device;
-using DeviceManagement::MountTable;
-using DeviceManagement::Names;
-
-MountTable FindDriveMounts(const Device& device) {
-  const auto facts = DeviceManagement::SystemFacts::Read();
-  const auto& path = device.GetPath().GetDevicePath();
-  const auto node = path.substr(path.rfind('/') + 1);
-  auto nodes = facts.FindPartitions(path).value_or(Names());
-  for (auto& disk : facts.FindDisks(node).value_or(Names{node})) nodes.push_back(std::move(disk));
-  MountTable found;
-  if (!facts.GetMounts()) return found;
-  for (const auto& name : nodes) {
-    const auto* mount = DeviceManagement::FindMountOf(*facts.GetMounts(), "/dev/" + name);
-    if (mount != nullptr) found.push_back(*mount);
-  }
-  return found;
-}
 
 std::optional<Feature::Remark> DescribeVerdict(EraseWitness::Verdict verdict) {
   switch (verdict) {
@@ -40,11 +21,12 @@ std::optional<Feature::Remark> DescribeVerdict(EraseWitness::Verdict verdict) {
   return std::nullopt;
 }
 
-StatusCode EndErase(const Feature& erase, const MountTable& mounts, Face& face) {
+StatusCode EndErase(const Feature& erase, const DeviceManagement::DiskUse& use, Face& face) {
   TellRemarks(erase, face);
   if (erase.GetErrorCode() != Status::Completed) return erase.GetErrorCode();
-  for (const auto& mount : mounts) {
-    face.Warn(mount.source + " was mounted on " + mount.point +
+  for (const auto& part : use.parts) {
+    if (part.mountPoints.empty()) continue;
+    face.Warn(part.node + " was mounted on " + Join(part.mountPoints, ", ") +
               " during the erase: the kernel may write parts of its file system back when it is "
               "unmounted. Unmount it, and erase the drive again.");
   }

@@ -85,17 +85,17 @@ DiskUse AddKnown(DiskUse use, const Device& device) {
   return use;
 }
 
+bool IsGiven(StatusCode code) { return code == Status::ReadyToRun || code == Status::HasPartition; }
+
 // The code of a permit that is one, for a face that forces or not.
 StatusCode JudgePermit(const ErasePermit& permit, Face& face, const EraseTexts& texts) {
   const auto code = permit.GetCode();
-  if (code == Status::ReadyToRun || code == Status::HasPartition) return code;
+  if (IsGiven(code)) return code;
   if (permit.IsTableUnread() && face.IsForced()) return Status::HasPartition;
   face.Say(texts.unable);
   face.Say("Nothing was done: " + permit.GetReason() + ".");
   return code;
 }
-
-bool IsGiven(StatusCode code) { return code == Status::ReadyToRun || code == Status::HasPartition; }
 
 bool IsFrozen(StatusCode code) { return code == Status::SecurityFrozen; }
 
@@ -152,7 +152,6 @@ StatusCode RunErase(Erasure& erase, Face& face, const EraseTexts& texts) {
     return erase.Refuse(code);
   }
   permit.Flush();
-  const auto mounts = FindDriveMounts(device);
   face.Begin(texts.begin);
   if (!texts.caution.empty()) face.Say(texts.caution);
   const bool isErased = erase.Execute() != 0;
@@ -160,7 +159,7 @@ StatusCode RunErase(Erasure& erase, Face& face, const EraseTexts& texts) {
     for (const auto& line : permit.ForgetContent()) face.Say(line);
   }
   if (isErased && !told.IsFree() && !texts.afterwards.empty()) face.Say(texts.afterwards);
-  return EndErase(erase, mounts, face);
+  return EndErase(erase, permit.GetUse(), face);
 }
 
 }  // namespace Morvu
