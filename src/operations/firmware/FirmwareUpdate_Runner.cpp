@@ -116,9 +116,8 @@ std::vector<std::string> FindFirmwareOwners(std::span<Device* const> devices) {
   return owners;
 }
 
-std::size_t CountFirmwareOwners(std::span<Device* const> devices) {
-  const auto owners = FindFirmwareOwners(devices);
-  return std::set<std::string>(owners.begin(), owners.end()).size();
+std::size_t CountDistinct(const std::vector<std::string>& owners) {
+  return std::set<std::string_view>(owners.begin(), owners.end()).size();
 }
 
 void SayWhatCameOfIt(Face& face, const FirmwareUpdate& update) {
@@ -193,7 +192,7 @@ class DriveWalk {
 
   FirmwareUpdate::Outcomes Run() {
     outcomes_.summary = Status::Completed;
-    const auto count = std::set<std::string>(owners_.begin(), owners_.end()).size();
+    const auto count = CountDistinct(owners_);
     const bool isOne = !request_.file.empty();
     for (std::size_t i = 0; i < devices_.size(); ++i) {
       if (isOne && owners_[i] != owners_.front()) continue;
@@ -347,7 +346,7 @@ StatusCode RunFirmwareUpdateMethod(const FeatureCall& call, JobContext& context)
                                         .driveSelected = true,
                                         .moduleDirectories = GetModuleDirectories(context.request),
                                         .job = call.job};
-  if (!request.file.empty() && CountFirmwareOwners(call.devices) > 1)
+  if (!request.file.empty() && CountDistinct(FindFirmwareOwners(call.devices)) > 1)
     return Status::NoDeviceSelected;
   const auto outcomes = FirmwareUpdate::Runner(call.devices, request, call.face);
   if (context.reply != nullptr) context.reply->lists.push_back(DescribeOutcomes(outcomes.drives));
