@@ -2,8 +2,6 @@
 #include <cryptopp/base64.h>
 #include <cryptopp/filters.h>
 
-#include <algorithm>
-#include <cctype>
 #include <string>
 
 #include "frame/Text.h"
@@ -72,10 +70,9 @@ std::optional<std::uint64_t> ParseNumber(std::string_view text) {
   const bool isHex = text.starts_with("0x") || text.starts_with("0X");
   const auto digits = isHex ? text.substr(2) : text;
   if (const auto number = isHex ? ParseHex(digits) : ParseDecimal(digits)) return number;
-  const bool areDigits = std::ranges::all_of(digits, [&](unsigned char digit) {
-    return isHex ? std::isxdigit(digit) != 0 : std::isdigit(digit) != 0;
-  });
-  if (digits.empty() || !areDigits) return std::nullopt;
+  constexpr std::string_view kDigits = "0123456789ABCDEFabcdef";
+  const auto known = kDigits.substr(0, isHex ? kDigits.size() : 10);
+  if (digits.empty() || digits.find_first_not_of(known) != digits.npos) return std::nullopt;
   return ~std::uint64_t{0};
 }
 
