@@ -6,6 +6,7 @@
 #include "Bytes.h"
 #include "Firmware.h"
 #include "Nvme.h"
+#include "VendorLogs.h"
 
 namespace Simulator {
 
@@ -167,10 +168,14 @@ void NvmeVendorLog(NvmeCommand& command) {
   std::snprintf(name, sizeof name, "nvme-D2-%u", command.Cdw(12));
   const auto size = static_cast<std::size_t>(command.Cdw(10)) * 4;
   if (size == 0 || size > command.Data().length) return command.Fail(kNvmeInvalidField);
-  if (!command.TheDrive().HasLog(name)) return command.Fail(kNvmeInvalidField);
   std::vector<std::uint8_t> piece(size);
   const auto offset = static_cast<std::uint64_t>(command.Cdw(13)) * 4;
-  if (!command.TheDrive().ReadLog(name, offset, piece.data(), size))
+  if (!command.TheDrive().HasLog(name)) {
+    if (command.Cdw(12) > 1) return command.Fail(kNvmeInvalidField);
+    const auto& log = command.Cdw(12) == 0 ? BuiltInNvmeNlog() : BuiltInNvmeEventLog();
+    const auto at = static_cast<std::size_t>(std::min<std::uint64_t>(offset, log.size()));
+    std::memcpy(piece.data(), log.data() + at, std::min(size, log.size() - at));
+  } else if (!command.TheDrive().ReadLog(name, offset, piece.data(), size))
     return command.Fail(kNvmeInvalidField);
   command.Data().Reply(piece.data(), size);
 }
