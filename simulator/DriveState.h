@@ -59,7 +59,7 @@ enum class FaultAction : std::uint8_t {
 
 enum class Garbage : std::uint8_t { Zeros, Ones, Random };
 
-enum class CommandClass : std::uint8_t { Any, Ata, Scsi, NvmeAdmin, NvmeIo };
+enum class CommandClass : std::uint8_t { Any, Ata, Scsi, NvmeAdmin, NvmeIo, Raw };
 
 struct FaultSlot {
   FaultAction action;
@@ -261,7 +261,7 @@ struct DriveState {
   std::uint32_t sectorSize, powerCycles;
   Wide sectors;
   Wide commands;  // executed since the drive was made
-  // Reads and writes of the node itself, without a command: not in the journal.
+  // Reads and writes of the node itself, without a command.
   Wide rawReads, rawWrites, rawBytes;
   BadRange badRanges[kBadRanges];
   FaultSlot faults[kFaultSlots];
