@@ -30,7 +30,7 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 8;
+inline constexpr std::uint32_t kStateVersion = 9;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
@@ -188,6 +188,9 @@ struct AtaState {
   std::uint8_t streamAddress;
   std::uint8_t buffer[512];
   std::uint32_t streamPage, streamBlock;
+  std::uint8_t maximumIsSet;    // since the power came: no second SET MAX is taken
+  std::uint8_t forgetsMaximum;  // takes a SET MAX well and keeps what was
+  std::uint8_t reserved[6];
 };
 
 struct NvmeNamespace {
@@ -260,9 +263,9 @@ struct DriveState {
 };
 
 // One process of each width must agree on these.
-static_assert(sizeof(AtaState) == 1880);
+static_assert(sizeof(AtaState) == 1888);
 static_assert(sizeof(NvmeState) == 11904);
-static_assert(sizeof(DriveState) == 17056);
+static_assert(sizeof(DriveState) == 17064);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator
