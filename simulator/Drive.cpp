@@ -11,6 +11,7 @@
 #include <cstring>
 #include <filesystem>
 
+#include "Ata.h"
 #include "Bytes.h"
 #include "Devices.h"
 #include "FleetFiles.h"
@@ -378,9 +379,16 @@ void Drive::PowerCycle() {
   switch (state_->kind) {
     case Kind::Ata:
       PowerCycleAta(*this);
+      WriteDiskSize(fleet_.Root(), BlockNameOf(fleet_.Root(), name_),
+                    (state_->ata.maxLba + 1) * AtaSectorSize(*state_));
       break;
     case Kind::Nvme:
       PowerCycleNvme(*this);
+      for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
+        const auto& space = state_->nvme.namespaces[nsid - 1];
+        if (!space.exists) continue;
+        WriteDiskSize(fleet_.Root(), NamespaceNode(fleet_.Root(), name_, nsid), space.bytes);
+      }
       break;
     case Kind::Scsi:
       PowerCycleScsi(*this);

@@ -189,6 +189,9 @@ struct AtaState {
   std::uint8_t streamAddress;
   std::uint8_t buffer[512];
   std::uint32_t streamPage, streamBlock;
+  std::uint8_t maximumIsSet;    // since the power came: no second SET MAX is taken
+  std::uint8_t forgetsMaximum;  // takes a SET MAX well and keeps what was
+  std::uint8_t reserved[6];
 };
 
 struct NvmeNamespace {

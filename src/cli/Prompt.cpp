@@ -30,7 +30,7 @@ std::size_t CountRequired(const OptionDeclaration& option) {
   if (option.kind != OptionKind::Texts) return 0;
   return static_cast<std::size_t>(
       std::ranges::count_if(option.arguments, [](const ArgumentDeclaration& row) {
-        return !row.argument.empty() && row.name.starts_with('(');
+        return !row.argument.empty() && row.name.starts_with('(') && !row.mayLack;
       }));
 }
 

@@ -17,9 +17,12 @@
 #include "messaging/drive_class/Features.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "operations/firmware/FirmwareUpdate.h"
+#include "operations/settings/GetMaxAddress.h"
+#include "operations/settings/MaxAddress.h"
 #include "operations/settings/SctPhy.h"
 #include "operations/settings/SctSettings.h"
 #include "operations/settings/SetFeature.h"
+#include "operations/settings/SystemTrim.h"
 #include "parsers/nvme/GetFeature_NVMe.h"
 #include "parsers/sct/ErrorRecoveryControl.h"
 #include "parsers/sct/FeatureControlParser.h"
@@ -45,7 +48,6 @@ static_assert(std::size(kProperties) == 77);
 // Declared "io", and refused until their setters are there.
 constexpr const PropertyEntry* kSettersToCome[] = {
     &Properties::EnduranceAnalyzer,
-    &Properties::MaximumLBA,
 };
 // A row has a setter, or waits for one, when it is "io" and only then.
 #ifndef __SANITIZE_ADDRESS__  // behind it GCC takes no comparison of addresses for constant
