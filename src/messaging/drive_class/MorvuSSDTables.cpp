@@ -16,6 +16,7 @@
 #include "devices/properties/SettingProperties.h"
 #include "messaging/drive_class/Features.h"
 #include "messaging/drive_class/MorvuSSD.h"
+#include "operations/endurance/EnduranceAnalyzer.h"
 #include "operations/firmware/FirmwareUpdate.h"
 #include "operations/settings/SctPhy.h"
 #include "operations/settings/SctSettings.h"
@@ -44,7 +45,6 @@ static_assert(std::size(kProperties) == 77);
 
 // Declared "io", and refused until their setters are there.
 constexpr const PropertyEntry* kSettersToCome[] = {
-    &Properties::EnduranceAnalyzer,
     &Properties::MaximumLBA,
 };
 // A row has a setter, or waits for one, when it is "io" and only then.
