@@ -98,6 +98,18 @@ struct SmartAttribute {
 };
 static_assert(sizeof(SmartAttribute) == 16);
 
+// Sets the timed workload attributes, E2h to E4h, to what they are before an hour has passed;
+// false when there are none.
+inline bool ResetWorkload(SmartAttribute (&attributes)[kSmartAttributes]) {
+  bool isFound = false;
+  for (auto& attribute : attributes) {
+    if (attribute.id < 0xE2 || attribute.id > 0xE4) continue;
+    attribute.raw = 0xFFFF;
+    isFound = true;
+  }
+  return isFound;
+}
+
 struct SecurityState {
   std::uint8_t supported, enabled, locked, frozen;
   std::uint8_t countExpired, prepared, maximumLevel, attemptsLeft;

@@ -41,9 +41,10 @@ struct FeatureScene {
   Simulator::DriveSpec (*spec)() = &SataSpec;
   MethodParameters parameters{};
   std::vector<std::string> words{};
-  bool erases = false;     // the good run leaves nothing on the medium
-  bool canCancel = false;  // it asks whether it is to stop
-  bool isSilent = false;   // it sends no command
+  bool erases = false;          // the good run leaves nothing on the medium
+  bool canCancel = false;       // it asks whether it is to stop
+  bool isSilent = false;        // it sends no command
+  bool countsWorkload = false;  // its drive has the timed workload attributes
 };
 
 const FeatureScene kScenes[] = {
@@ -82,6 +83,16 @@ const FeatureScene kScenes[] = {
      .parameters = {{"full", "True"}},
      .canCancel = true},
     {.name = "-read_scan", .words = {"full"}, .canCancel = true},
+    {.name = "-endurance_analyzer",
+     .label = "Sata",
+     .words = {"reset"},
+     .canCancel = false,
+     .countsWorkload = true},
+    {.name = "-endurance_analyzer",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .words = {"reset"},
+     .countsWorkload = true},
     {.name = "SmartParser", .label = "Sata"},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "GetFeatureNVMe", .spec = &NvmeSpec, .canCancel = true},
@@ -160,6 +171,7 @@ class FeatureRunScene : public EraseScene {
   explicit FeatureRunScene(const FeatureScene& scene) : EraseScene(scene.spec()), scene_(scene) {
     const auto image = Testing::MakeSimulatedImage("NEW2", 140'000);
     EXPECT_TRUE(SaveBinary(ImagePath(), image, false));
+    if (scene.countsWorkload) AddWorkload(drive.State(), 60, 1024);
   }
 
   // The scan of a command line is part of its run.
