@@ -99,6 +99,8 @@ const FeatureScene kScenes[] = {
     {.name = "HostController", .isSilent = true},
     {.name = "IdentifyParser", .label = "Sata"},
     {.name = "IdentifyParser", .label = "Nvme", .spec = &NvmeSpec, .canCancel = true},
+    {.name = "NVMeLogParser", .spec = &NvmeSpec, .parameters = {{"LogID", "2"}}},
+    {.name = "-get_log", .spec = &NvmeSpec, .words = {"1"}},
     {.name = "-identify", .label = "Sata"},
     {.name = "-identify", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "-identify", .label = "Controller", .spec = &NvmeSpec, .words = {"-controller"}},
