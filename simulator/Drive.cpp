@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "Bytes.h"
+#include "Controllers.h"
 #include "Devices.h"
 #include "FleetFiles.h"
 #include "Real.h"
@@ -360,6 +361,8 @@ void Drive::ClearJournal() {
 }
 
 std::string Drive::MediumPath(std::uint32_t nsid) const {
+  BoundDrive bound;
+  if (ParseBoundName(name_, bound)) return fleet_.Root() + "/drives/" + name_ + ".medium";
   const bool space = state_->kind == Kind::Nvme && nsid != 0;
   return fleet_.Root() + "/dev/" + (space ? NamespaceNode(fleet_.Root(), name_, nsid) : name_);
 }
