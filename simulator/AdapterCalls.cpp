@@ -453,7 +453,8 @@ int Spoil(const CallRow& row, Call& call, int result) {
     for (const auto& fault : kFaults) {
       if (fault.name != name || fault.group != row.group || fault.command != row.command) continue;
       result = fault.spoil(call.block);
-      if (result != kDone && row.group == 0 && row.command == 0) isBegun = false;
+      // One whose first call failed was never begun.
+      if (result != kDone && row.run == Begin && isBegun.exchange(false)) --begun;
     }
   }
   return result;
