@@ -13,6 +13,7 @@
 
 #include "Ata.h"
 #include "Bytes.h"
+#include "Controllers.h"
 #include "Devices.h"
 #include "FleetFiles.h"
 #include "Real.h"
@@ -433,6 +434,8 @@ void Drive::ClearJournal() {
 }
 
 std::string Drive::MediumPath(std::uint32_t nsid) const {
+  BoundDrive bound;
+  if (ParseBoundName(name_, bound)) return fleet_.Root() + "/drives/" + name_ + ".medium";
   const bool space = state_->kind == Kind::Nvme && nsid != 0;
   return fleet_.Root() + "/dev/" + (space ? NamespaceNode(fleet_.Root(), name_, nsid) : name_);
 }

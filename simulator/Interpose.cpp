@@ -47,7 +47,9 @@ class FleetPath {
     mapped_ = fleet_->Map(path);
     if (mapped_.empty()) return;
     path_ = mapped_.c_str();
-    const std::string_view rest = std::string_view(mapped_).substr(fleet_->Root().size());
+    const std::string_view full = mapped_;
+    if (!full.starts_with(fleet_->Root())) return;  // a file of the machine's own
+    const auto rest = full.substr(fleet_->Root().size());
     if (rest.starts_with("/dev/")) node_ = fleet_->Find(rest);
   }
   const char* Get() const { return path_; }

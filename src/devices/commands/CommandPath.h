@@ -71,7 +71,7 @@ class CommandPath {
   // direction in `flags` (CommandFlags). Codes as TransferDisk::Move has them.
   StatusCode SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data);
 
-  bool IsOpen() const { return handle_ >= 0; }
+  virtual bool IsOpen() const { return handle_ >= 0; }
   int GetHandle() const { return handle_; }  // -1 while closed
 
   const std::string& GetDevicePath() const { return devicePath_; }
@@ -107,6 +107,8 @@ class CommandPath {
   std::uint32_t GetTimeoutMs(const Command& command) const;
   // Copies protocol, description and device fault to a fresh clone.
   void CopyTo(CommandPath& clone) const;
+  // Makes the images, and the device fault, of an ATA command and what is known of its answer.
+  void KeepAtaImages(ByteView record, const AtaAnswer& answer);
 
   std::string devicePath_;
   int handle_ = -1;
