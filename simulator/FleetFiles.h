@@ -45,6 +45,8 @@ std::string MakePartition(const std::string& root, const std::string& block,
 void WriteUnreadPartition(const std::string& root, const std::string& block,
                           const PartitionSpec& spec);
 void ErasePartitionTable(const std::string& root, const std::string& block);
+// The size that the kernel has for a disk, which it reads as the disk comes.
+void WriteDiskSize(const std::string& root, const std::string& block, std::uint64_t bytes);
 // False while a partition is mounted, or open in some program.
 bool RereadPartitions(const std::string& root, const std::string& block);
 void OpenPartition(const std::string& root, std::string_view node);

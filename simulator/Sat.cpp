@@ -203,6 +203,7 @@ void RunSimple(Drive& drive, Transaction& transaction, std::uint8_t command) {
 
 Identity Identify(const Transaction& transaction) {
   const auto* command = transaction.command;
+  if (transaction.ioctl == Ioctl::Raw) return {CommandClass::Raw, command[0], 0};
   if (transaction.ioctl != Ioctl::SgIo) {
     const auto kind =
         transaction.ioctl == Ioctl::NvmeAdmin ? CommandClass::NvmeAdmin : CommandClass::NvmeIo;

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "devices/commands/AtaExchange.h"
+#include "devices/queue/TransferDisk.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Commands.h"
@@ -49,6 +50,7 @@ StatusCode CommandPath::Open() {
 }
 
 StatusCode CommandPath::Close() {
+  disk_.reset();
   if (handle_ < 0) return Status::Completed;
   const int result = close(handle_);
   handle_ = -1;
@@ -59,6 +61,31 @@ bool CommandPath::Adopt(int handle) {
   (void)CommandPath::Close();
   handle_ = fcntl(handle, F_DUPFD_CLOEXEC, 0);
   return handle_ >= 0;
+}
+
+StatusCode CommandPath::OpenDisk(std::string_view serialNumber) {
+  disk_.reset();
+  diskSerial_ = serialNumber;
+  if (!IsOpen()) return Status::NoCommunication;
+  auto disk = std::make_unique<TransferDisk>(devicePath_, diskSerial_, Transfer::Read);
+  if (disk->GetStatus() == Status::Completed) disk_ = std::move(disk);
+  return disk_ != nullptr ? Status::Completed : disk->GetStatus();
+}
+
+StatusCode CommandPath::SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data) {
+  if (!IsOpen()) return Status::NoCommunication;
+  if (data.empty()) return Status::BufferTooSmall;
+  if (flags & kWrite) {
+    const TransferDisk disk(devicePath_, diskSerial_, Transfer::Write);
+    const auto code = disk.GetStatus();
+    return code == Status::Completed ? disk.Move(Transfer::Write, offset, data) : code;
+  }
+  if (disk_ == nullptr) {
+    if (const auto code = OpenDisk(std::string(diskSerial_)); code != Status::Completed) {
+      return code;
+    }
+  }
+  return disk_->Move(Transfer::Read, offset, data);
 }
 
 StatusCode CommandPath::SendOpcode(const Command& command) {

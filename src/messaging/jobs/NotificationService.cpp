@@ -8,6 +8,7 @@
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 
@@ -162,6 +163,7 @@ void NotifySecurity(JobContext& context, Device& drive) {
 }
 
 void RunDrivePass(JobContext& context, const DrivePass& pass) {
+  const FirmwareModulesScope modules;  // each is verified once, however many drives ask it
   CancelOnly reporter(*context.reporter);
   JobContext passContext = context;
   passContext.subject = "MorvuSSD";
