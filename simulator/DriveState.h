@@ -287,9 +287,9 @@ struct DriveState {
 };
 
 // One process of each width must agree on these.
-static_assert(sizeof(AtaState) == 1880);
+static_assert(sizeof(AtaState) == 1888);
 static_assert(sizeof(NvmeState) == 16000);
-static_assert(sizeof(DriveState) == 21152);
+static_assert(sizeof(DriveState) == 21160);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator
