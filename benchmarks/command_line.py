@@ -22,7 +22,7 @@ RUNS = int(os.environ.get("MORVU_BENCH_REPETITIONS", "7"))
 MODEL = "MORVU SSDSC2BB480G4"
 
 # What a run may cost at most, beside its peer's in the same fleet.
-START, SMART_ALONE, LIST, SMART_OF_MANY = 2.0, 1.2, 1.5, 1.5
+START, SMART_ALONE, LIST, SMART_OF_MANY, IDENTIFY = 2.0, 1.2, 1.5, 1.5, 1.2
 
 
 def make_fleet(folder, count):
@@ -76,6 +76,8 @@ def measure_fleet(fleet, count, smartctl):
     if count == 1:
         good &= show("-drive_index 0 -smart", fleet, SMART_ALONE, ["-drive_index", "0", "-smart"],
                      [smartctl, "-A", node])
+        good &= show("-drive_path ... -identify", fleet, IDENTIFY,
+                     ["-drive_path", node, "-identify"], ["hdparm", "-I", node])
     if count == 24:
         for selector in (["-drive_path", node], ["-drive_serial", f"BTWL{count // 2:04}"]):
             good &= show(f"{selector[0]} ... -smart, of {count}", fleet, SMART_OF_MANY,

@@ -1,8 +1,8 @@
 #!/usr/bin/env python3
 """Prints what the runs of a results folder passed, failed and skipped, and why.
 
-Reads ctest's JUnit files (NAME.xml) and the file "notes", whose lines begin with "passed",
-"failed" or "skipped". Ends with a failure when a test failed, or when there was none at all.
+Reads ctest's JUnit files (NAME.xml), GoogleTest's own of the processes that ran many tests
+(NAME.shards/), and the file "notes", whose lines begin with "passed", "failed" or "skipped". Ends with a failure when a test failed, or when there was none at all.
 """
 import collections
 import pathlib
@@ -36,6 +36,38 @@ def read_junit(path):
             yield name, "skipped", skip_reason(case)
 
 
+def read_shard(path):
+    """GoogleTest's own form. None for a file that a process did not come to write whole."""
+    try:
+        root = ElementTree.parse(path).getroot()
+    except (OSError, ElementTree.ParseError):
+        return None
+    cases = []
+    for case in root.iter("testcase"):
+        name = f"{case.get('classname')}.{case.get('name')}"
+        failure, skipped = case.find("failure"), case.find("skipped")
+        if failure is not None:
+            cases.append((name, "failed", failure.get("message", "").split("\n")[0]))
+        elif skipped is not None:
+            cases.append((name, "skipped", (skipped.get("message") or "").split("\n")[-1].strip()))
+        elif case.get("status") == "run":
+            cases.append((name, "passed", ""))
+    return cases
+
+
+def read_run(path):
+    """A shard stands for the tests in it, unless it failed by more than they did."""
+    for name, outcome, reason in read_junit(path):
+        shard = path.with_suffix(".shards") / f"{name}.xml"
+        cases = read_shard(shard) if ".shard-" in name else None
+        if cases is None:
+            yield name, outcome, reason
+            continue
+        yield from cases
+        if outcome == "failed" and all(each[1] != "failed" for each in cases):
+            yield name, outcome, reason
+
+
 def read_notes(path):
     for line in path.read_text().splitlines():
         outcome, name, *reason = line.split(" ", 2)
@@ -55,7 +87,7 @@ def print_stages(path):
 
 
 def main(folder):
-    runs = {path.stem: list(read_junit(path)) for path in sorted(folder.glob("*.xml"))
+    runs = {path.stem: list(read_run(path)) for path in sorted(folder.glob("*.xml"))
             if path.stat().st_size}
     if (folder / "notes").exists():
         runs["others"] = list(read_notes(folder / "notes"))

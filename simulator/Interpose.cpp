@@ -506,7 +506,9 @@ MORVU_VISIBLE int rename(const char* from, const char* to) noexcept {
 MORVU_VISIBLE char* realpath(const char* path, char* resolved) noexcept {
   const FleetPath mapped(path);
   char* full = Libc().realpath(mapped.Get(), resolved);
-  if (full != nullptr && mapped.IsMapped()) {
+  // A file of the fleet's folder, called by its own name, is where it is.
+  const bool isNode = mapped.IsMapped() && std::strcmp(path, mapped.Get()) != 0;
+  if (full != nullptr && isNode) {
     std::string text(full);
     mapped.TheFleet()->Unmap(text);
     std::strcpy(full, text.c_str());  // shorter than what stood there

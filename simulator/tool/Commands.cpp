@@ -303,9 +303,15 @@ int SetLog(const Arguments& arguments) {
   std::ifstream file(words[3], std::ios::binary);
   if (!file) throw Failure("cannot read " + words[3]);
   const std::string content((std::istreambuf_iterator<char>(file)), {});
-  char name[16];
-  std::snprintf(name, sizeof name, "%s-%02X",
-                node.drive->State().kind == Kind::Nvme ? "nvme" : "ata", ToHexByte(words[2]));
+  const bool isNvme = node.drive->State().kind == Kind::Nvme;
+  const std::string_view vendor = "D2-";
+  char name[24];
+  if (isNvme && words[2].starts_with(vendor)) {
+    std::snprintf(name, sizeof name, "nvme-D2-%u",
+                  static_cast<unsigned>(ToNumber(words[2].substr(vendor.size()), 3, "ADDRESS")));
+  } else {
+    std::snprintf(name, sizeof name, "%s-%02X", isNvme ? "nvme" : "ata", ToHexByte(words[2]));
+  }
   node.drive->WriteLog(name, content.data(), content.size());
   return 0;
 }

@@ -75,7 +75,7 @@ constexpr CommandRow kCommands[] = {
      "  self-test-seconds=60, word.138=2 (IDENTIFY DEVICE), attribute.05=3 (SMART, raw), ...\n"
      "  An unknown field prints them all.\n"},
     {"log", SetLog,
-     "log FLEET NODE ADDRESS FILE\n  What a log page holds: an ATA log address or an NVMe log identifier, in hexadecimal.\n"},
+     "log FLEET NODE ADDRESS FILE\n  What a log page holds: an ATA log address or an NVMe log identifier, in hexadecimal,\n  or D2-N for the vendor log N of an NVMe drive.\n"},
     {"power-cycle", PowerCycle, "power-cycle FLEET [NODE]\n  Cut the power of one drive, or of all, and give it again.\n"},
     {"clock", Clock, "clock FLEET SECONDS\n  Let time pass for the drives: self-tests and sanitizes go on by it.\n"},
 };

@@ -94,6 +94,12 @@ bool Prompt::Save(const ResultTable& table, const std::string& path) {
   return isSaved;
 }
 
+bool Prompt::SaveBinary(ByteView bytes, const std::string& path) {
+  const bool isSaved = cli_.SaveBinary(bytes, path);
+  isUnsaved_ = isUnsaved_ || !isSaved;
+  return isSaved;
+}
+
 Answer Prompt::Ask(std::string_view warning, std::string_view question) {
   return cli_.Confirm(warning, question) ? Answer::Yes : Answer::No;
 }

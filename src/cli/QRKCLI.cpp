@@ -115,6 +115,18 @@ bool QRKCLI::SaveTable(const ResultTable& table, const std::string& path) {
   return isSaved;
 }
 
+bool QRKCLI::SaveBinary(ByteView bytes, const std::string& path) {
+  Flush();
+  if (Morvu::SaveBinary(path, bytes, false)) {
+    PrintLine("Successfully saved binary data to: " + path);
+    return true;
+  }
+  const int error = errno;
+  PrintLine("Error: Failed to save binary file. Did you provide a valid filename?");
+  PrintLine("Reason: " + DescribeFileError(error));
+  return false;
+}
+
 void QRKCLI::PrintSaved(const std::string& path, int error) {
   if (error == 0) return PrintLine("Successfully saved data to: " + path);
   PrintLine("Failed to save data to: " + path);

@@ -1,6 +1,4 @@
 // What QRKCLI does for each option that is no feature.
-#include <fcntl.h>
-#include <unistd.h>
 
 #include <cerrno>
 #include <ctime>
@@ -13,6 +11,7 @@
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"
+#include "frame/FileHandle.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
@@ -37,9 +36,7 @@ std::string MakeLog() {
   std::strftime(text, sizeof text, "LOG_%Y-%m-%d_%H-%M-%S", &local);
   auto name = std::string(text) + ".txt";
   for (int number = 2; number <= kMostOfASecond; ++number) {
-    const int handle = open(name.c_str(), O_WRONLY | O_CREAT | O_EXCL | O_CLOEXEC, 0666);
-    if (handle >= 0) close(handle);
-    if (handle >= 0 || errno != EEXIST) return name;
+    if (OpenFile(name, O_WRONLY | O_CREAT | O_EXCL, 0666).IsOpen() || errno != EEXIST) return name;
     name = std::string(text) + "_" + std::to_string(number) + ".txt";
   }
   return name;

@@ -12,6 +12,8 @@
 #include <limits>
 #include <system_error>
 
+#include "frame/FileHandle.h"
+
 namespace Morvu {
 namespace {
 
@@ -79,11 +81,10 @@ class Replacement {
  public:
   explicit Replacement(const std::string& path)
       : path_(ResolveLinks(path)), name_(path_ + ".XXXXXX") {
-    const int handle = mkstemp(name_.data());
-    if (handle < 0) return;
+    const FileHandle handle(mkostemp(name_.data(), O_CLOEXEC));
+    if (!handle.IsOpen()) return;
     isThere_ = true;
-    KeepRights(handle);
-    close(handle);
+    KeepRights(handle.Get());
   }
   ~Replacement() {
     const int reason = errno;

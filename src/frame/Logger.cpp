@@ -10,7 +10,9 @@
 #include <cerrno>
 #include <ctime>
 #include <mutex>
+#include <utility>
 
+#include "frame/FileHandle.h"
 #include "frame/Files.h"
 #include "frame/status/Files.h"
 
@@ -45,27 +47,17 @@ class LogFile {
   explicit LogFile(const std::string& path) {
     if (!TakesText(path)) return;
     // Not blocking: a pipe without a reader is refused, a full one loses lines.
-    descriptor_ =
-        open(path.c_str(), O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY | O_CLOEXEC, 0666);
-    if (descriptor_ < 0) return;
-    struct stat status {};
-    if (fstat(descriptor_, &status) == 0) {
-      isPipe_ = S_ISFIFO(status.st_mode);
-      isRegular_ = S_ISREG(status.st_mode);
-      return;
-    }
-    close(descriptor_);
-    descriptor_ = -1;
+    auto file = OpenFile(path, O_WRONLY | O_APPEND | O_CREAT | O_NONBLOCK | O_NOCTTY, 0666);
+    struct stat64 status {};
+    if (!file.IsOpen() || fstat64(file.Get(), &status) != 0) return;
+    isPipe_ = S_ISFIFO(status.st_mode);
+    isRegular_ = S_ISREG(status.st_mode);
+    file_ = std::move(file);
   }
-  ~LogFile() {
-    if (IsOpen()) close(descriptor_);
-  }
-  LogFile(const LogFile&) = delete;
-  LogFile& operator=(const LogFile&) = delete;
 
-  bool IsOpen() const { return descriptor_ >= 0; }
+  bool IsOpen() const { return file_.IsOpen(); }
 
-  bool Empty() const { return !isRegular_ || ftruncate(descriptor_, 0) == 0; }
+  bool Empty() const { return !isRegular_ || ftruncate(file_.Get(), 0) == 0; }
 
   // In one call, so that the lines of several threads and processes stay apart.
   void Append(std::string_view line) const {
@@ -75,7 +67,7 @@ class LogFile {
     if (isPipe_) pthread_sigmask(SIG_BLOCK, &brokenPipe, &old);
     ssize_t written = 0;
     do {
-      written = write(descriptor_, line.data(), line.size());
+      written = write(file_.Get(), line.data(), line.size());
     } while (written < 0 && errno == EINTR);
     if (!isPipe_) return;
     // A reader that went away meanwhile must not end the host.
@@ -85,7 +77,7 @@ class LogFile {
   }
 
  private:
-  int descriptor_ = -1;
+  FileHandle file_;
   bool isPipe_ = false;
   bool isRegular_ = false;
 };

@@ -4,6 +4,8 @@
 
 #include <string>
 
+#include "frame/FileHandle.h"
+
 namespace Morvu::DeviceManagement {
 
 class BlockNode {
@@ -14,13 +16,10 @@ class BlockNode {
   };
   // Read-only: the close of a writer makes udev read the disk anew.
   BlockNode(std::string path, Access access);
-  ~BlockNode();
-  BlockNode(BlockNode&& other) noexcept;
-  BlockNode& operator=(BlockNode&&) = delete;
 
-  bool IsOpen() const { return handle_ >= 0; }
+  bool IsOpen() const { return handle_.IsOpen(); }
   int GetOpenError() const { return openError_; }  // errno; 0 when it is open
-  int GetHandle() const { return handle_; }
+  int GetHandle() const { return handle_.Get(); }
   const std::string& GetPath() const { return path_; }
 
   enum class Lock {
@@ -40,7 +39,7 @@ class BlockNode {
   Lock FindOwner() const;
 
   std::string path_;
-  int handle_;
+  FileHandle handle_;
   int openError_ = 0;
 };
 

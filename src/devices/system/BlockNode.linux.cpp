@@ -20,13 +20,9 @@
 namespace Morvu::DeviceManagement {
 namespace {
 
-int OpenNode(const std::string& path, BlockNode::Access access) {
+FileHandle OpenNode(const std::string& path, BlockNode::Access access) {
   const int exclusive = access == BlockNode::Access::Exclusive ? O_EXCL : 0;
-  int handle = -1;
-  do {
-    handle = open(path.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC | exclusive);
-  } while (handle < 0 && errno == EINTR);
-  return handle;
+  return OpenFile(path, O_RDONLY | O_NONBLOCK | exclusive);
 }
 
 // "1: FLOCK  ADVISORY  WRITE 4711 00:05:345 0 EOF" (proc(5)): the file as the sixth field has it.
@@ -47,22 +43,13 @@ int CallNode(int handle, unsigned long request) {
 
 BlockNode::BlockNode(std::string path, Access access)
     : path_(std::move(path)), handle_(OpenNode(path_, access)) {
-  if (handle_ < 0) openError_ = errno;
+  if (!IsOpen()) openError_ = errno;
 }
-
-BlockNode::~BlockNode() {
-  if (handle_ >= 0) close(handle_);
-}
-
-BlockNode::BlockNode(BlockNode&& other) noexcept
-    : path_(std::move(other.path_)),
-      handle_(std::exchange(other.handle_, -1)),
-      openError_(other.openError_) {}
 
 BlockNode::Lock BlockNode::TryLock(bool shared) const {
   int result = 0;
   do {
-    result = flock(handle_, (shared ? LOCK_SH : LOCK_EX) | LOCK_NB);
+    result = flock(handle_.Get(), (shared ? LOCK_SH : LOCK_EX) | LOCK_NB);
   } while (result != 0 && errno == EINTR);
   if (result == 0) return Lock::Taken;
   if (errno != EWOULDBLOCK) return Lock::Failed;
@@ -73,7 +60,7 @@ BlockNode::Lock BlockNode::TryLock(bool shared) const {
 BlockNode::Lock BlockNode::FindOwner() const {
   constexpr std::size_t kKind = 1, kMode = 3, kFile = 5;
   const auto table = ReadKernelFile("/proc/locks");
-  const auto name = NameInLockTable(handle_);
+  const auto name = NameInLockTable(handle_.Get());
   if (!table || name.empty()) return Lock::Shared;
   for (const auto& line : Split(*table, '\n')) {
     auto fields = Split(line, ' ');
@@ -84,8 +71,8 @@ BlockNode::Lock BlockNode::FindOwner() const {
   return Lock::Shared;
 }
 
-int BlockNode::Flush() const { return CallNode(handle_, BLKFLSBUF); }
+int BlockNode::Flush() const { return CallNode(handle_.Get(), BLKFLSBUF); }
 
-int BlockNode::RereadPartitions() const { return CallNode(handle_, BLKRRPART); }
+int BlockNode::RereadPartitions() const { return CallNode(handle_.Get(), BLKRRPART); }
 
 }  // namespace Morvu::DeviceManagement

@@ -12,6 +12,7 @@
 #include "devices/system/MountTable.h"
 #include "devices/system/SystemNodes.h"
 #include "frame/Bytes.h"
+#include "frame/FileHandle.h"
 #include "frame/Logger.h"
 
 namespace Morvu::DeviceManagement {
@@ -57,12 +58,12 @@ bool Holds(ByteView medium, const FileSystemRow& row) {
 
 // The first bytes of a node; what lies behind its end reads as zero. Empty on a failure.
 std::vector<std::uint8_t> ReadSuperblocks(const std::string& node) {
-  const int handle = open(node.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK);
-  if (handle < 0) return {};
+  const auto handle = OpenFile(node, O_RDONLY | O_NONBLOCK);
+  if (!handle.IsOpen()) return {};
   std::vector<std::uint8_t> bytes(kSuperblocks);
   std::size_t at = 0;
   while (at < bytes.size()) {
-    const auto count = read(handle, bytes.data() + at, bytes.size() - at);
+    const auto count = read(handle.Get(), bytes.data() + at, bytes.size() - at);
     if (count == 0) break;
     if (count > 0) {
       at += static_cast<std::size_t>(count);
@@ -70,7 +71,6 @@ std::vector<std::uint8_t> ReadSuperblocks(const std::string& node) {
       bytes.clear();
     }
   }
-  close(handle);
   return bytes;
 }
 

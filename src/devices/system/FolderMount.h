@@ -4,6 +4,8 @@
 #include <string>
 #include <string_view>
 
+#include "frame/FileHandle.h"
+
 namespace Morvu::DeviceManagement {
 
 // The turn of one process, and one thread of it, at mounting: others wait for it, some
@@ -11,13 +13,10 @@ namespace Morvu::DeviceManagement {
 class MountTurn {
  public:
   explicit MountTurn(const std::string& folder);
-  ~MountTurn();
-  MountTurn(const MountTurn&) = delete;
-  MountTurn& operator=(const MountTurn&) = delete;
-  bool IsTaken() const { return handle_ >= 0; }
+  bool IsTaken() const { return handle_.IsOpen(); }
 
  private:
-  int handle_ = -1;
+  FileHandle handle_;
 };
 
 // Mounts a node on a folder, which it makes, and ends that mount alone. A folder on which

@@ -6,6 +6,7 @@
 #include <unistd.h>
 
 #include <cerrno>
+#include <utility>
 
 #include "devices/system/MountTable.h"
 #include "devices/system/SystemNodes.h"
@@ -37,21 +38,14 @@ bool IsMountPoint(const std::string& folder, bool whenUnknown) {
 MountTurn::MountTurn(const std::string& folder) {
   const auto parent = folder.substr(0, folder.rfind('/'));
   MakeFolders(parent);
-  const int handle = open(parent.c_str(), O_RDONLY | O_DIRECTORY | O_CLOEXEC);
-  if (handle < 0) return;
+  auto handle = OpenFile(parent, O_RDONLY | O_DIRECTORY);
+  if (!handle.IsOpen()) return;
   const auto end = std::chrono::steady_clock::now() + kLongestTurn;
-  while (flock(handle, LOCK_EX | LOCK_NB) != 0) {
-    if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= end) {
-      close(handle);
-      return;
-    }
+  while (flock(handle.Get(), LOCK_EX | LOCK_NB) != 0) {
+    if (errno != EWOULDBLOCK || std::chrono::steady_clock::now() >= end) return;
     SleepFor(kTurnPause);
   }
-  handle_ = handle;
-}
-
-MountTurn::~MountTurn() {
-  if (handle_ >= 0) close(handle_);
+  handle_ = std::move(handle);
 }
 
 FolderMount::FolderMount(const std::string& node, std::string_view folder,

@@ -6,6 +6,8 @@
 #include <string>
 #include <vector>
 
+#include "frame/FileHandle.h"
+
 namespace Morvu::DeviceManagement {
 
 // The names in a folder, by their bytes. A folder that does not exist has none.
@@ -19,9 +21,6 @@ std::optional<std::string> ReadLink(const std::string& path);
 class KernelFolder {
  public:
   explicit KernelFolder(const std::string& path);
-  ~KernelFolder();
-  KernelFolder(const KernelFolder&) = delete;
-  KernelFolder& operator=(const KernelFolder&) = delete;
 
   // Where a link in it leads; nothing, with errno, where it could not be asked.
   std::optional<std::string> ReadLinkOf(const std::string& name) const;
@@ -30,7 +29,7 @@ class KernelFolder {
   std::string ReadAttributeOf(const std::string& name) const;
 
  private:
-  int handle_;
+  FileHandle handle_;
 };
 
 // The whole of a small file, to 1 MiB. Nothing for a file that does not exist.

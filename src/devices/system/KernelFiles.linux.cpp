@@ -19,14 +19,6 @@ struct CloseFolder {
   void operator()(DIR* folder) const { closedir(folder); }
 };
 
-int OpenAt(int folder, const std::string& path, int flags) {
-  int handle = -1;
-  do {
-    handle = openat(folder, path.c_str(), flags | O_CLOEXEC | O_NOCTTY);
-  } while (handle < 0 && errno == EINTR);
-  return handle;
-}
-
 std::optional<std::string> ReadLinkAt(int folder, const std::string& path) {
   char target[4096];
   const auto length = readlinkat(folder, path.c_str(), target, sizeof target);
@@ -34,30 +26,16 @@ std::optional<std::string> ReadLinkAt(int folder, const std::string& path) {
   return std::string(target, static_cast<std::size_t>(length));
 }
 
-class OpenFile {
- public:
-  explicit OpenFile(const std::string& path) : OpenFile(AT_FDCWD, path) {}
-  OpenFile(int folder, const std::string& path) : handle_(OpenAt(folder, path, O_RDONLY)) {}
-  ~OpenFile() {
-    if (handle_ >= 0) close(handle_);
-  }
-  OpenFile(const OpenFile&) = delete;
-  OpenFile& operator=(const OpenFile&) = delete;
-
-  // Appends the next piece: how long it is, 0 at the end, negative on a failure.
-  ssize_t Read(std::string& text) const {
-    char block[4096];
-    ssize_t count = 0;
-    do {
-      count = read(handle_, block, sizeof block);
-    } while (count < 0 && errno == EINTR);
-    if (count > 0) text.append(block, static_cast<std::size_t>(count));
-    return count;
-  }
-
- private:
-  int handle_;
-};
+// Appends the next piece: how long it is, 0 at the end, negative on a failure.
+ssize_t ReadPiece(const FileHandle& file, std::string& text) {
+  char block[4096];
+  ssize_t count = 0;
+  do {
+    count = read(file.Get(), block, sizeof block);
+  } while (count < 0 && errno == EINTR);
+  if (count > 0) text.append(block, static_cast<std::size_t>(count));
+  return count;
+}
 
 }  // namespace
 
@@ -84,28 +62,24 @@ std::optional<std::vector<std::string>> ListFolder(const std::string& path) {
 std::optional<std::string> ReadLink(const std::string& path) { return ReadLinkAt(AT_FDCWD, path); }
 
 KernelFolder::KernelFolder(const std::string& path)
-    : handle_(OpenAt(AT_FDCWD, path, O_RDONLY | O_DIRECTORY)) {}
-
-KernelFolder::~KernelFolder() {
-  if (handle_ >= 0) close(handle_);
-}
+    : handle_(OpenFile(path, O_RDONLY | O_DIRECTORY)) {}
 
 std::optional<std::string> KernelFolder::ReadLinkOf(const std::string& name) const {
-  return ReadLinkAt(handle_, name);
+  return ReadLinkAt(handle_.Get(), name);
 }
 
 // sysfs gives the whole of an attribute, a page at most, in one read.
 std::string KernelFolder::ReadAttributeOf(const std::string& name) const {
-  const OpenFile file(handle_, name);
+  const auto file = OpenFileAt(handle_.Get(), name, O_RDONLY | O_NOCTTY);
   std::string text;
-  return file.Read(text) < 0 ? std::string() : Trim(text);
+  return ReadPiece(file, text) < 0 ? std::string() : Trim(text);
 }
 
 std::optional<std::string> ReadKernelFile(const std::string& path) {
-  const OpenFile file(path);
+  const auto file = OpenFile(path, O_RDONLY | O_NOCTTY);
   std::string text;
   while (text.size() < kLargestFile) {
-    const auto count = file.Read(text);
+    const auto count = ReadPiece(file, text);
     if (count < 0) return {};
     if (count == 0) return text;
   }

@@ -16,9 +16,11 @@
 #include <boost/filesystem/path.hpp>
 #include <cerrno>
 #include <memory>
+#include <utility>
 #include <vector>
 
 #include "frame/Bytes.h"
+#include "frame/FileHandle.h"
 #include "frame/Files.h"
 #include "frame/Logger.h"
 
@@ -82,27 +84,19 @@ class Tagger {
   CryptoPP::SHA3_512 digest_;
 };
 
-// An open file of its own; negative when it could not be opened.
-class TaggedFile {
+class TaggedFile : public FileHandle {
  public:
-  explicit TaggedFile(int handle) : handle_(handle) {}
-  ~TaggedFile() {
-    if (handle_ >= 0) close(handle_);
-  }
-  TaggedFile(const TaggedFile&) = delete;
-  TaggedFile& operator=(const TaggedFile&) = delete;
+  explicit TaggedFile(FileHandle handle) : FileHandle(std::move(handle)) {}
 
-  int Get() const { return handle_; }
-  bool IsOpen() const { return handle_ >= 0; }
   // The size of a regular file; 0 for all else, which a read could wait on for ever.
   std::uint64_t GetSize() const {
     struct stat told {};
-    if (!IsOpen() || fstat(handle_, &told) != 0 || !S_ISREG(told.st_mode)) return 0;
+    if (!IsOpen() || fstat(Get(), &told) != 0 || !S_ISREG(told.st_mode)) return 0;
     return static_cast<std::uint64_t>(told.st_size);
   }
   bool Read(std::uint64_t offset, ByteSpan bytes) const {
     while (!bytes.empty()) {
-      const auto count = pread(handle_, bytes.data(), bytes.size(), static_cast<off_t>(offset));
+      const auto count = pread(Get(), bytes.data(), bytes.size(), static_cast<off_t>(offset));
       if (count < 0 && errno == EINTR) continue;
       if (count <= 0) return false;
       bytes = bytes.subspan(static_cast<std::size_t>(count));
@@ -112,25 +106,18 @@ class TaggedFile {
   }
   bool Append(ByteView bytes) const {
     while (!bytes.empty()) {
-      const auto count = write(handle_, bytes.data(), bytes.size());
+      const auto count = write(Get(), bytes.data(), bytes.size());
       if (count < 0 && errno == EINTR) continue;
       if (count <= 0) return false;
       bytes = bytes.subspan(static_cast<std::size_t>(count));
     }
     return true;
   }
-  void MoveTo(int handle) {
-    close(handle_);
-    handle_ = handle;
-  }
-
- private:
-  int handle_;
 };
 
 // A pipe's open waits for a writer, were it not for O_NONBLOCK.
-int OpenToRead(const std::string& path) {
-  return open(path.c_str(), O_RDONLY | O_CLOEXEC | O_NONBLOCK | O_NOCTTY);
+TaggedFile OpenToRead(const std::string& path) {
+  return TaggedFile(OpenFile(path, O_RDONLY | O_NONBLOCK | O_NOCTTY));
 }
 
 std::size_t PieceSize(std::uint64_t left) {
@@ -194,9 +181,9 @@ std::string PathOf(const TaggedFile& file) { return "/proc/self/fd/" + std::to_s
 bool TakeUnusedNumber(TaggedFile& file) {
   while (void* other = dlopen(PathOf(file).c_str(), RTLD_LAZY | RTLD_NOLOAD)) {
     dlclose(other);
-    const int next = fcntl(file.Get(), F_DUPFD_CLOEXEC, file.Get() + 1);
-    if (next < 0) return false;
-    file.MoveTo(next);
+    FileHandle next(fcntl(file.Get(), F_DUPFD_CLOEXEC, file.Get() + 1));
+    if (!next.IsOpen()) return false;
+    file = TaggedFile(std::move(next));
   }
   return true;
 }
@@ -229,11 +216,11 @@ std::vector<std::uint8_t> MakeTagged(std::vector<std::uint8_t> bytes) {
 
 }  // namespace
 
-bool VerifyLibrary(const std::string& path) { return HasGoodTag(TaggedFile(OpenToRead(path))); }
+bool VerifyLibrary(const std::string& path) { return HasGoodTag(OpenToRead(path)); }
 
 Library LoadTaggedLibrary(const std::string& path) {
-  const auto copy = std::make_shared<TaggedFile>(MakeMemoryFile());
-  if (!CopySealed(TaggedFile(OpenToRead(path)), *copy) || !HasGoodTag(*copy)) return nullptr;
+  const auto copy = std::make_shared<TaggedFile>(FileHandle(MakeMemoryFile()));
+  if (!CopySealed(OpenToRead(path), *copy) || !HasGoodTag(*copy)) return nullptr;
   MORVU_LOG(kLogDebug, "LoadTaggedLibrary", "Verify successful.");
   if (!TakeUnusedNumber(*copy)) return nullptr;
   auto library = LoadLibrary(PathOf(*copy));
@@ -256,7 +243,7 @@ std::string GetTaggedPath(const std::string& path) {
 bool SignLibrary(const std::string& path) { return SignLibrary(path, GetTaggedPath(path)); }
 
 bool SignLibrary(const std::string& path, const std::string& tagged) {
-  if (TaggedFile(OpenToRead(path)).GetSize() == 0) return false;
+  if (OpenToRead(path).GetSize() == 0) return false;
   auto bytes = ReadFileBytes(path);
   if (!bytes || bytes->empty()) return false;
   try {

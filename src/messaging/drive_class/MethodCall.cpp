@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "devices/model/Drive.h"
+#include "frame/Files.h"
 #include "frame/Text.h"
 #include "frame/status/Requests.h"
 #include "messaging/ResultTable.h"
@@ -52,6 +53,10 @@ void MessageFace::Warn(std::string_view text) {
 
 bool MessageFace::Save(const ResultTable& table, const std::string& path) {
   return table.SaveSeparated(path);
+}
+
+bool MessageFace::SaveBinary(ByteView bytes, const std::string& path) {
+  return Morvu::SaveBinary(path, bytes, false);
 }
 
 StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& request,
