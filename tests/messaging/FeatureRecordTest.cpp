@@ -26,7 +26,6 @@ constexpr ToldMethod kToldMethods[] = {
 // Told methods that no family has yet.
 constexpr std::string_view kMethodsToCome[] = {
     "DataIntegrity",
-    "ReadScan",
 };
 // What a family declares without having been told among the others.
 constexpr ToldMethod kMoreMethods[] = {

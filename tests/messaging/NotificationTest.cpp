@@ -15,6 +15,7 @@
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
 #include "messaging/jobs/NotificationService.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 namespace {
@@ -115,6 +116,23 @@ TEST_F(Notifications, ReachTheHostUnderTheServicesJobInOrder) {
   EXPECT_EQ(std::to_string(id), last.GetAttribute("identifier"));
   EXPECT_EQ("sint32", last.properties.at(0)->GetAttribute("type"));
   EXPECT_EQ("Morvu Job", last.objects.at(0)->GetAttribute("name"));
+}
+
+// However many drives a pass asks modules about, each file is verified once.
+std::vector<std::shared_ptr<FirmwareModules>> seenModules;
+void SeeModules(JobContext&, DeviceManagement::SelectedDevices&) {
+  seenModules.push_back(FirmwareModules::OfRequest());
+}
+
+TEST_F(Notifications, OfAPassAskTheSameModules) {
+  constexpr DrivePass::ListStep kTwice[] = {&SeeModules, &SeeModules};
+  seenModules.clear();
+  JobContext context;
+  RunDrivePass(context, {{}, kTwice});
+  ASSERT_EQ(seenModules.size(), 2U);
+  EXPECT_EQ(seenModules[0], seenModules[1]);
+  EXPECT_NE(FirmwareModules::OfRequest(), seenModules[0]);
+  seenModules.clear();
 }
 
 TEST_F(Notifications, AreLostWithoutAService) {

@@ -9,6 +9,7 @@
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 
@@ -179,6 +180,7 @@ bool NotifySecurity(JobContext& context, Device& drive) {
 }
 
 void RunDrivePass(JobContext& context, const DrivePass& pass) {
+  const FirmwareModulesScope modules;  // each is verified once, however many drives ask it
   CancelOnly reporter(*context.reporter);
   JobContext passContext = context;
   passContext.subject = "MorvuSSD";
