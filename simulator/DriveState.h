@@ -59,7 +59,7 @@ enum class FaultAction : std::uint8_t {
 
 enum class Garbage : std::uint8_t { Zeros, Ones, Random };
 
-enum class CommandClass : std::uint8_t { Any, Ata, Scsi, NvmeAdmin, NvmeIo };
+enum class CommandClass : std::uint8_t { Any, Ata, Scsi, NvmeAdmin, NvmeIo, Raw };
 
 struct FaultSlot {
   FaultAction action;
@@ -97,6 +97,18 @@ struct SmartAttribute {
   Wide raw;  // 48 bits
 };
 static_assert(sizeof(SmartAttribute) == 16);
+
+// Sets the timed workload attributes, E2h to E4h, to what they are before an hour has passed;
+// false when there are none.
+inline bool ResetWorkload(SmartAttribute (&attributes)[kSmartAttributes]) {
+  bool isFound = false;
+  for (auto& attribute : attributes) {
+    if (attribute.id < 0xE2 || attribute.id > 0xE4) continue;
+    attribute.raw = 0xFFFF;
+    isFound = true;
+  }
+  return isFound;
+}
 
 struct SecurityState {
   std::uint8_t supported, enabled, locked, frozen;
@@ -264,7 +276,7 @@ struct DriveState {
   std::uint32_t sectorSize, powerCycles;
   Wide sectors;
   Wide commands;  // executed since the drive was made
-  // Reads and writes of the node itself, without a command: not in the journal.
+  // Reads and writes of the node itself, without a command.
   Wide rawReads, rawWrites, rawBytes;
   BadRange badRanges[kBadRanges];
   FaultSlot faults[kFaultSlots];

@@ -209,11 +209,12 @@ std::string NextDisk(const std::string& root) {
   }
 }
 
+}  // namespace
+
 void AppendLine(const std::string& path, std::string_view line) {
   std::ofstream(path, std::ios::app) << line << '\n';
 }
 
-// The words of each line of a table.
 std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
   std::vector<std::vector<std::string>> rows;
   std::ifstream file(path);
@@ -224,6 +225,8 @@ std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
   }
   return rows;
 }
+
+namespace {
 
 // Folder, link and attributes of a disk. `folder` stands below /sys/devices.
 bool MakeBlockNode(const std::string& root, const std::string& folder, const std::string& name,
@@ -378,9 +381,9 @@ std::string CheckFleetPath(const std::string& root) {
 
 bool MakeFleetFolders(const std::string& root) {
   std::error_code failure;
-  for (const auto* folder :
-       {"/dev", "/sys/class/scsi_generic", "/sys/class/block", "/sys/class/nvme",
-        "/sys/class/nvme-subsystem", "/sys/devices", "/drives", "/bin", "/tables", "/mnt"}) {
+  for (const auto* folder : {"/dev", "/sys/class/scsi_generic", "/sys/class/block",
+                             "/sys/class/nvme", "/sys/class/nvme-subsystem", "/sys/devices",
+                             "/drives", "/bin", "/tables", "/mnt", "/run"}) {
     fs::create_directories(root + folder, failure);
     if (failure) return false;
   }

@@ -10,6 +10,10 @@
 
 namespace Simulator {
 
+// The tables of a fleet: a row a line, its cells between blanks.
+void AppendLine(const std::string& path, std::string_view line);
+std::vector<std::vector<std::string>> ReadTable(const std::string& path);
+
 struct PartitionSpec {
   std::uint64_t bytes;
   std::string fileSystem, mountPoint, volumeGroup;

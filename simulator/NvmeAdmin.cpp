@@ -249,6 +249,8 @@ void SetMaximum(NvmeCommand& command, const NvmeFeature& feature) {
 
 }  // namespace
 
+constexpr std::uint8_t kResetWorkloadFeature = 0xD5;
+
 void NvmeSetFeatures(NvmeCommand& command) {
   const auto id = static_cast<std::uint8_t>(command.Cdw(10));
   auto& feature = command.Nvme().features[id];
@@ -259,6 +261,7 @@ void NvmeSetFeatures(NvmeCommand& command) {
   if (saves && !feature.saveable) return command.Fail(kNvmeFeatureNotSaveable);
   if (id == 0xC6 && command.Cdw(11) > 2) return command.Fail(kNvmeInvalidField);
   if (id == 0xC1) SetMaximum(command, feature);
+  if (id == kResetWorkloadFeature && command.Cdw(11) == 1) ResetWorkload(command.Nvme().attributes);
   if (command.Data().nvmeStatus != 0 || feature.forgets) return;
   feature.value = command.Cdw(11);
   if (saves) feature.savedValue = feature.value;

@@ -69,6 +69,10 @@ void Prompt::PromptReporter::SetPercent(std::int32_t percent) {
   prompt_.cli_.GetProgress().SetPercent(percent);
 }
 
+void Prompt::PromptReporter::SetDetail(std::string_view detail) {
+  prompt_.cli_.GetProgress().SetDetail(detail);
+}
+
 // Each line is there when it is told: a run may take hours.
 void Prompt::Say(std::string_view line) {
   cli_.PrintLine(line);

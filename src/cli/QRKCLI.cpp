@@ -156,6 +156,7 @@ void QRKCLI::Scan() {
   if (wanted == OptionScan::None) return;
   auto options = toolConfig_.scanOptions;
   options.findLogical = options.findLogical && wanted == OptionScan::Partitions;
+  options.scanLsi = options.scanLsi || HasOption("-lsi");
   const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
     return handlers_.at(feature).feature->destroys;
   });

@@ -41,9 +41,10 @@ struct FeatureScene {
   Simulator::DriveSpec (*spec)() = &SataSpec;
   MethodParameters parameters{};
   std::vector<std::string> words{};
-  bool erases = false;     // the good run leaves nothing on the medium
-  bool canCancel = false;  // it asks whether it is to stop
-  bool isSilent = false;   // it sends no command
+  bool erases = false;          // the good run leaves nothing on the medium
+  bool canCancel = false;       // it asks whether it is to stop
+  bool isSilent = false;        // it sends no command
+  bool countsWorkload = false;  // its drive has the timed workload attributes
 };
 
 const FeatureScene kScenes[] = {
@@ -75,12 +76,31 @@ const FeatureScene kScenes[] = {
     {.name = "-self_test", .label = "Started", .words = {"short"}},
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .canCancel = true},
     {.name = "-firmware_update", .words = {std::string(kImage), "-force"}, .canCancel = true},
+    {.name = "ReadScan", .label = "Sata", .parameters = {{"full", "True"}}, .canCancel = true},
+    {.name = "ReadScan",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .parameters = {{"full", "True"}},
+     .canCancel = true},
+    {.name = "-read_scan", .words = {"full"}, .canCancel = true},
+    {.name = "-endurance_analyzer",
+     .label = "Sata",
+     .words = {"reset"},
+     .canCancel = false,
+     .countsWorkload = true},
+    {.name = "-endurance_analyzer",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .words = {"reset"},
+     .countsWorkload = true},
     {.name = "SmartParser", .label = "Sata"},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "GetFeatureNVMe", .spec = &NvmeSpec, .canCancel = true},
     {.name = "HostController", .isSilent = true},
     {.name = "IdentifyParser", .label = "Sata"},
     {.name = "IdentifyParser", .label = "Nvme", .spec = &NvmeSpec, .canCancel = true},
+    {.name = "NVMeLogParser", .spec = &NvmeSpec, .parameters = {{"LogID", "2"}}},
+    {.name = "-get_log", .spec = &NvmeSpec, .words = {"1"}},
     {.name = "-identify", .label = "Sata"},
     {.name = "-identify", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "-identify", .label = "Controller", .spec = &NvmeSpec, .words = {"-controller"}},
@@ -153,6 +173,7 @@ class FeatureRunScene : public EraseScene {
   explicit FeatureRunScene(const FeatureScene& scene) : EraseScene(scene.spec()), scene_(scene) {
     const auto image = Testing::MakeSimulatedImage("NEW2", 140'000);
     EXPECT_TRUE(SaveBinary(ImagePath(), image, false));
+    if (scene.countsWorkload) AddWorkload(drive.State(), 60, 1024);
   }
 
   // The scan of a command line is part of its run.

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "devices/discovery/Adapter_Generic.h"
+#include "devices/discovery/Adapter_LSI.h"
 #include "devices/discovery/Adapter_NVMe.h"
 #include "devices/discovery/DriveXml.h"
 #include "devices/discovery/HeldDrive.h"
@@ -30,6 +31,7 @@ struct AdapterFinder {
 };
 constexpr AdapterFinder kFinders[] = {
     {&ScanOptions::scanNvme, Adapter_NVMe_Linux::FindAdapters},
+    {&ScanOptions::scanLsi, Adapter_LSI::FindAdapters},
 };
 
 // What a drive's product speaks, and the error when the installed driver lets no
@@ -50,7 +52,7 @@ constexpr DriverCheck kDriverChecks[] = {
 
 // The number of an adapter may pass to another controller when one is taken out.
 bool IsSameAdapter(const Adapter& left, const Adapter& right) {
-  return left.GetIdentifier() == right.GetIdentifier() &&
+  return left.GetType() == right.GetType() && left.GetIdentifier() == right.GetIdentifier() &&
          left.GetString(Properties::DevicePath) == right.GetString(Properties::DevicePath);
 }
 
@@ -195,6 +197,7 @@ ScanResult AdapterManager::FindDrives(const ScanOptions& options) {
     }
   });
   for (auto& list : lists) std::ranges::move(list, std::back_inserter(found.adapters));
+  for (const auto& adapter : found.adapters) adapter->TakeDisks(*found.generic, options, facts);
   if (!options.onlyNodes.empty()) found.order = ListNodes(options, facts);
   if (options.findLogical) {
     const auto drives = ListAll(found);
@@ -233,7 +236,9 @@ void AdapterManager::KeepKnown(const ScanResult& found) const {
   for (auto* drive : ListAll(found)) {
     if (!IsHeldDrive(*drive)) continue;
     for (const auto* known : driveList_.GetDrives()) {
-      if (!IsOnSameNode(*known, *drive) || !IsSameDrive(*known, *drive)) continue;
+      // Of a drive without a node the system tells no serial number.
+      const bool isNameless = !IsNodePath(drive->GetString(Properties::DevicePath));
+      if (!IsOnSameNode(*known, *drive) || !(isNameless || IsSameDrive(*known, *drive))) continue;
       TakeKnown(*drive, *known);
       break;
     }

@@ -41,6 +41,8 @@ class Device : public std::enable_shared_from_this<Device> {
   virtual std::unique_ptr<Device> Clone() const = 0;
   virtual std::string ToText() const = 0;
   virtual Drive* AsDrive() { return nullptr; }
+  // The nodes of the disks whose data are on this drive too: of a RAID member its volumes'.
+  virtual std::vector<std::string> GetVolumeNodes() const { return {}; }
 
   DeviceKind GetKind() const { return kind_; }
   // The adapter; null on an adapter. An adapter owns its drives and is not owned by

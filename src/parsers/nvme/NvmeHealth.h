@@ -1,0 +1,11 @@
+// Places in the SMART / Health Information log (NVMe 1.0, 5.10.1.2) that more than its table
+// reads.
+#pragma once
+
+#include "messaging/PageTable.h"
+
+namespace Morvu::NvmeHealth {
+
+inline constexpr PagePlace kCriticalWarning{0, 1};
+
+}  // namespace Morvu::NvmeHealth
