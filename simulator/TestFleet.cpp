@@ -118,6 +118,9 @@ std::vector<std::string> TestFleet::Events() const { return ReadEvents(fleet_->R
 
 SimulatedDrive TestFleet::Add(const DriveSpec& spec) {
   std::string error;
+  while (spec.controller >= static_cast<int>(ReadControllers(fleet_->Root()).size())) {
+    fleet_->AddController();
+  }
   const auto node = fleet_->Add(spec, error);
   if (node.empty()) throw std::runtime_error(error);
   return SimulatedDrive(fleet_, node);

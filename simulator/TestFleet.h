@@ -75,7 +75,7 @@ class TestFleet {
 
   SimulatedDrive Add(const DriveSpec& spec);
   SimulatedDrive Drive(std::string_view node);
-  // A RAID controller; Add puts drives behind it. Its identifier.
+  // A RAID controller; Add puts drives behind it, and makes those that it needs. Its identifier.
   int AddController(bool passesThrough = true) {
     return static_cast<int>(fleet_->AddController(passesThrough));
   }

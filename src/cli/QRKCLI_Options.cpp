@@ -164,10 +164,15 @@ StatusCode QRKCLI::PickByPath(const CLIParameter& parameter) {
   const auto path = FirstValue(parameter);
   const auto nodes =
       path.empty() ? std::vector<std::string>() : DeviceManagement::FindNodesByPath(path);
-  // A controller with several namespaces names none of them.
-  auto* drive = nodes.size() != 1 ? nullptr : FindDrive([&](const Device& each) {
-    return each.GetString(Properties::DevicePath) == nodes.front();
-  });
+  const auto findNode = [&](const std::string& node) {
+    return FindDrive(
+        [&](const Device& each) { return each.GetString(Properties::DevicePath) == node; });
+  };
+  // A controller with several namespaces names none of them. A drive behind a RAID controller has
+  // a name and no node.
+  auto* drive = nodes.size() == 1 ? findNode(nodes.front())
+                : path.empty()    ? nullptr
+                                  : findNode(path);
   return Pick(drive, Status::InvalidDrivePath);
 }
 

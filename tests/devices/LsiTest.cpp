@@ -137,6 +137,8 @@ struct PathCase {
   const char* description;
 };
 
+void PrintTo(const PathCase& scene, std::ostream* out) { *out << scene.name; }
+
 class LsiPath : public LsiTest, public testing::WithParamInterface<PathCase> {
  protected:
   void SetUp() override {
@@ -353,6 +355,20 @@ TEST_F(LsiTest, TheSystemHasNoPartitionsOfADriveWithoutANode) {
   auto* drive = Find("LSI_0_0");
   EXPECT_EQ(drive->CheckPartitions(), Status::NoPartition);
   EXPECT_TRUE(drive->ArePartitionsKnown());
+}
+
+// A job goes on while the host switches the adapter off and scans.
+TEST_F(LsiTest, AnOpenPathKeepsTheLibrary) {
+  fleet.AddController();
+  fleet.Add(Sata("BTWL1"));
+  List();
+  auto device = Find("LSI_0_0")->Clone();
+  scan_->Scan({.identify = true});
+  scan_.reset();
+  EXPECT_EQ(Simulator::GetAdapterRecord().ended, before_.ended);
+  EXPECT_TRUE(device->TestConnection());
+  device.reset();
+  EXPECT_EQ(Simulator::GetAdapterRecord().ended, before_.ended + 1);
 }
 
 // ---- Holds ----

@@ -34,6 +34,18 @@ Simulator::DriveSpec LogSpec() {
   return spec;
 }
 
+// Behind a RAID controller: by ATA PASS-THROUGH, and where that brings no registers by frames.
+Simulator::DriveSpec LsiSpec() {
+  auto spec = SataSpec();
+  spec.controller = 0;
+  return spec;
+}
+Simulator::DriveSpec LsiFrameSpec() {
+  auto spec = LsiSpec();
+  spec.senseFormat = Simulator::SenseFormat::None;
+  return spec;
+}
+
 // How a method or an option is run well.
 struct FeatureScene {
   std::string_view name;  // of the method or the option
@@ -52,6 +64,11 @@ const FeatureScene kScenes[] = {
     {.name = "Delete", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
     {.name = "Format", .spec = &NvmeSpec, .erases = true},
     {.name = "SecureErase", .erases = true, .canCancel = true},
+    {.name = "SecureErase",
+     .label = "LsiFrames",
+     .spec = &LsiFrameSpec,
+     .erases = true,
+     .canCancel = true},
     {.name = "Sanitize",
      .parameters = {{"SanitizeType", "block"}},
      .erases = true,
@@ -59,6 +76,12 @@ const FeatureScene kScenes[] = {
     {.name = "-format", .label = "Sata", .erases = true, .canCancel = true},
     {.name = "-format", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
     {.name = "-secure_erase", .erases = true, .canCancel = true},
+    {.name = "-secure_erase",
+     .label = "Lsi",
+     .spec = &LsiSpec,
+     .words = {"-lsi"},
+     .erases = true,
+     .canCancel = true},
     {.name = "-sanitize", .words = {"block"}, .erases = true, .canCancel = true},
     {.name = "-max_address",
      .label = "Sata",
@@ -75,6 +98,11 @@ const FeatureScene kScenes[] = {
     {.name = "-self_test", .label = "Watched", .words = {"short", "captiveOffline"}},
     {.name = "-self_test", .label = "Started", .words = {"short"}},
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .canCancel = true},
+    {.name = "FirmwareUpdate",
+     .label = "LsiFrames",
+     .spec = &LsiFrameSpec,
+     .parameters = {{"file", std::string(kImage)}},
+     .canCancel = true},
     {.name = "-firmware_update", .words = {std::string(kImage), "-force"}, .canCancel = true},
     {.name = "ReadScan", .label = "Sata", .parameters = {{"full", "True"}}, .canCancel = true},
     {.name = "ReadScan",
