@@ -311,6 +311,9 @@ struct NvmeTarget {
   std::uint32_t sent;  // in units of 512 bytes
   std::uint64_t last;  // in sectors of the drive
 };
+void PrintTo(const NvmeTarget& target, std::ostream* out) {
+  *out << target.text << " of " << target.sectorSize;
+}
 class NvmeMaxAddress : public ::testing::TestWithParam<NvmeTarget> {};
 
 TEST_P(NvmeMaxAddress, CountsSectorsOfTheDriveAndSendsUnitsOf512Bytes) {
@@ -336,6 +339,13 @@ INSTANTIATE_TEST_SUITE_P(MaxAddress, NvmeMaxAddress,
                                            NvmeTarget{4096, "100%", 4'000'007, 500'000},
                                            NvmeTarget{4096, "50%", 2'000'007, 250'000},
                                            NvmeTarget{4096, "1gb", 1'953'127, 244'140}));
+
+TEST(MaxAddress, OfAControllerMayComeWithItsReset) {
+  SettingScene scene(Nvme());
+  scene.drive.State().nvme.features[0xC1].forgets = 1;
+  EXPECT_EQ(scene.Set("MaximumLBA", "50%"), Status::Completed);
+  EXPECT_THAT(scene.request->GetAttribute("detail"), HasSubstr("comes with its power cycle"));
+}
 
 // ---- Faults ----
 

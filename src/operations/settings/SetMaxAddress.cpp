@@ -275,11 +275,15 @@ void SetMaxAddress::TellSize() {
     return;
   }
   if (*shown_ != value_) {
-    Warn("The drive has " + DescribeSize(*shown_) +
-         ", and not what was set: " + DescribeSize(value_) + ".");
-  } else {
-    Note("The drive now has " + DescribeSize(*shown_) + ".");
+    const auto set = DescribeSize(value_);
+    // A controller that is not reset may keep to what it had.
+    if (ata_ == nullptr && shown_ == before_) {
+      return Note("The drive still has " + DescribeSize(*shown_) +
+                  "; what was set comes with its power cycle: " + set + ".");
+    }
+    return Warn("The drive has " + DescribeSize(*shown_) + ", and not what was set: " + set + ".");
   }
+  Note("The drive now has " + DescribeSize(*shown_) + ".");
   const auto bytes = (*shown_ + 1) * device_->GetUInt(Properties::SectorSize);
   const auto kernels = DeviceManagement::FindKernelSize(device_->GetPath().GetDevicePath());
   if (kernels && *kernels != bytes) {
