@@ -16,6 +16,7 @@
 #include "devices/properties/SettingProperties.h"
 #include "frame/Text.h"
 #include "operations/settings/GetMaxAddress.h"
+#include "parsers/smart/DriveVerdict.h"
 
 namespace Morvu {
 namespace {
@@ -89,7 +90,14 @@ bool ShowsSpreadSpectrumClocking(const Device& drive) {
          (!from.empty() && drive.GetString(Properties::Firmware).substr(0, from.size()) >= from);
 }
 
-void AppendCapacity(ResultTable& table, Device& drive) {
+void AppendVerdict(ResultTable& table, Device& drive, std::vector<std::string>& warnings) {
+  const auto verdict = ReadVerdict(drive);
+  table.AppendRow({"Drive Verdict:",
+                   verdict.IsFailing() ? "<c:LIGHTRED>" + verdict.text + "</c>" : verdict.text});
+  if (verdict.IsFailing()) warnings.push_back(DescribeAlarm(verdict));
+}
+
+void AppendCapacity(ResultTable& table, Device& drive, std::vector<std::string>& warnings) {
   // A count of sectors on ATA, beside a native maximum that is an address.
   const bool isKnown = IsKnown(drive, Properties::MaximumLBA);
   const auto maximum = drive.GetUInt(Properties::MaximumLBA);
@@ -97,6 +105,7 @@ void AppendCapacity(ResultTable& table, Device& drive) {
   table.AppendRow(
       {"Current MAX LBA:", isKnown ? "0x" + ToHexNumber(maximum) : std::string(kUnknown)});
   table.AppendRow({"Drive Status:", GetHealth(drive)});
+  AppendVerdict(table, drive, warnings);
   table.AppendRow({"Native MAX LBA:", native ? "0x" + ToHexNumber(*native)
                                              : "<c:LIGHTRED>Failed to read native max.</c>"});
   if (isKnown && native) {
@@ -139,7 +148,7 @@ std::string DescribePartition(const Partition& partition, std::size_t number, bo
   return "\n" + table.ToText() + "\n";
 }
 
-std::string DescribeDrive(Device& drive, DriveDetail detail) {
+std::string DescribeDrive(Device& drive, DriveDetail detail, std::vector<std::string>& warnings) {
   const bool inform = detail == DriveDetail::Information;
   auto index = drive.GetProperties().Has(Properties::Index)
                    ? std::to_string(drive.GetProperties().GetSigned(Properties::Index))
@@ -167,7 +176,7 @@ std::string DescribeDrive(Device& drive, DriveDetail detail) {
   const DeviceManagement::OneConnectionTest once(drive);
   const bool reachable = hold.IsTaken() && IsReachable(drive);
   if (reachable) {
-    AppendCapacity(table, drive);
+    AppendCapacity(table, drive, warnings);
     AppendSettings(table, drive);
   }
   const auto reason = hold.IsTaken() ? kUnreachable : kHeld;
@@ -182,11 +191,11 @@ std::string DescribeDrive(Device& drive, DriveDetail detail) {
 }  // namespace
 
 std::string DescribeDrives(std::span<Device* const> drives, std::string_view title,
-                           DriveDetail detail) {
+                           DriveDetail detail, std::vector<std::string>& warnings) {
   auto text = std::string(title) + "\n\n";
   if (drives.empty()) return text + "No supported devices found.\n";
   std::vector<std::string> blocks;
-  for (auto* drive : drives) blocks.push_back(DescribeDrive(*drive, detail));
+  for (auto* drive : drives) blocks.push_back(DescribeDrive(*drive, detail, warnings));
   return text + Join(blocks, "\n");
 }
 

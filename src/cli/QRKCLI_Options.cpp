@@ -107,7 +107,8 @@ StatusCode QRKCLI::ShowDriveList(const CLIParameter& parameter) {
     return Status::InvalidArguments;
   }
   if (values.empty()) {
-    PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List));
+    std::vector<std::string> none;  // a list asks no drive for its state
+    PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List, none));
     return Status::Completed;
   }
   const bool isSaved = SaveTable(TabulateDrives(drives), values.front());

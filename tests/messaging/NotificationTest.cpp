@@ -161,6 +161,16 @@ TEST_F(Notifications, RunThePassWhenAsked) {
   EXPECT_EQ(2, passes);
 }
 
+// The first start's thread may come later than the scan's.
+TEST_F(Notifications, ScanBehindAStartWhoseThreadHasYetToBegin) {
+  for (int i = 1; i <= 50; ++i) {
+    Ask("", false);
+    Ask("<Property name='scan'>True</Property>");  // would not return, were it the service
+    EXPECT_EQ(i, passes);
+    Ask("<Property name='Enabled'>False</Property>");
+  }
+}
+
 TEST_F(Notifications, StartAgainAfterAStop) {
   for (int i = 0; i < 20; ++i) {
     StartService();

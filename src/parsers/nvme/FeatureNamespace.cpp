@@ -8,6 +8,7 @@
 #include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/status/NvmeStatus.h"
+#include "parsers/nvme/NvmeHealth.h"
 
 namespace Morvu {
 
@@ -19,7 +20,6 @@ constexpr std::uint16_t kInvalidField = 0x002;
 constexpr std::uint16_t kInvalidNamespace = 0x00B;
 constexpr std::uint16_t kNotNamespaceSpecific = 0x10F;
 constexpr std::uint32_t kAllNamespaces = 0xFFFFFFFF;
-constexpr std::uint8_t kHealthLog = 0x02;
 
 // A refused command would stand in the drive's error log, at each reading.
 bool HasOneHealthLog(DeviceManagement::CommandSet_NVME& nvme) {
@@ -65,7 +65,7 @@ StatusCode SendToFeature(const DeviceManagement::Device& device, FeatureAim aim,
 StatusCode ReadLogPage(const DeviceManagement::Device& device,
                        DeviceManagement::CommandSet_NVME& nvme, std::uint8_t log,
                        std::uint32_t numd, ByteSpan data) {
-  const bool isOfAll = log == kHealthLog && HasOneHealthLog(nvme);
+  const bool isOfAll = log == NvmeHealth::kLogId && HasOneHealthLog(nvme);
   return SendOrRetry(
       isOfAll ? kAllNamespaces : GetNamespace(device), kAllNamespaces,
       [](std::uint16_t status) {

@@ -11,7 +11,6 @@
 #include "frame/status/NvmeStatus.h"
 #include "operations/Operation.h"
 #include "parsers/nvme/FeatureNamespace.h"
-#include "parsers/nvme/NvmeHealth.h"
 
 namespace Morvu {
 

@@ -10,6 +10,7 @@
 
 #include "messaging/PageTable.h"
 #include "messaging/features/Parser.h"
+#include "parsers/nvme/NvmeHealth.h"
 
 namespace Morvu {
 
@@ -48,7 +49,7 @@ class NVMeLogParser : public Parser {
 // A log whose page is rows of fields and nothing else is a class of its name and number.
 class SMARTHealthLogParser : public NVMeLogParser {
  public:
-  static constexpr std::uint8_t kLogId = 2;
+  static constexpr std::uint8_t kLogId = NvmeHealth::kLogId;
   explicit SMARTHealthLogParser(DeviceManagement::Device* device,
                                 ProgressReporter& reporter = NoReporter())
       : NVMeLogParser(device, reporter, kLogId, "SMART / Health Information (Log ID = 2)") {}

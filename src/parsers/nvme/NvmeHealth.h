@@ -6,6 +6,7 @@
 
 namespace Morvu::NvmeHealth {
 
+inline constexpr std::uint8_t kLogId = 0x02;
 inline constexpr PagePlace kCriticalWarning{0, 1};
 
 }  // namespace Morvu::NvmeHealth
