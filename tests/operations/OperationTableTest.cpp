@@ -44,6 +44,7 @@ const std::map<std::string_view, MethodParameters> kParameters = {
     {"DriveSelfTest", {{"SelfTest", "short"}}},
     {"FirmwareUpdate", {{"file", std::string(kImage)}}},
     {"NVMeLogParser", {{"LogID", "2"}, {"file", std::string(kOutput)}}},
+    {"ReadScan", {{"full", "True"}}},
     {"Sanitize", {{"SanitizeType", "block"}}},
 };
 
@@ -113,8 +114,8 @@ std::string MakeTable() {
       if (drive == nullptr) continue;
       const auto found = kParameters.find(method.method->name);
       auto parameters = found == kParameters.end() ? MethodParameters() : found->second;
-      for (auto& [name, text] : parameters) {
-        if (text == kImage || text == kOutput) text = machine.GetFolder() + "/" + text;
+      for (auto& [name, value] : parameters) {
+        if (value == kImage || value == kOutput) value = machine.GetFolder() + "/" + value;
       }
       const auto code = EraseTesting::CallMethod(*drive, method.method->name, parameters);
       texts[code.Value()] = GetStatusText(code);
