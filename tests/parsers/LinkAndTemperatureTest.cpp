@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "frame/Bytes.h"
 #include "frame/Files.h"
 #include "frame/status/Commands.h"
@@ -79,24 +77,6 @@ TEST(PhyCounters, AreShownAndSaved) {
   // Behind the SATA layer only the checksum tells that the block came short.
   scene.drive.Inject(Simulator::Fault::ShortData(20).OnOpcode(0x2F));
   EXPECT_THAT(scene.Line({"-phy_counters"}).output, HasSubstr("WARNING!"));
-}
-
-// ---- The document's prints ----
-
-TEST(DeviceLogsDocument, ShowsWhatTheOptionsPrint) {
-  SettingScene scene(SataSpec());
-  std::ifstream document(MORVU_LOGS_DOCUMENT);
-  constexpr std::string_view kBegin = "```print ";
-  int found = 0;
-  for (std::string line; std::getline(document, line);) {
-    if (!line.starts_with(kBegin)) continue;
-    const auto option = line.substr(kBegin.size());
-    std::string print;
-    while (std::getline(document, line) && line != "```") print += line + "\n";
-    EXPECT_THAT(scene.Line({option}).output, HasSubstr(print));
-    ++found;
-  }
-  EXPECT_EQ(found, 2);
 }
 
 // ---- Temperatures ----
