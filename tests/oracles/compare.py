@@ -126,7 +126,7 @@ class Identify(unittest.TestCase):
 
 class Logs(unittest.TestCase):
     def test_counters_are_those_of_smartctl(self):
-        theirs = re.findall(r"^(0x\w{4})  \d +(\d+)\+?  ", told("smartctl", "-l", "sataphy", SATA),
+        theirs = re.findall(r"^(0x\w{4})  \d +(\d+)\+? +", told("smartctl", "-l", "sataphy", SATA),
                             re.MULTILINE)
         ours = re.findall(r"^\| (0x\w+) +\|.*\| (\d+) +\|$",
                           told(TOOL, "-drive_path", SATA, "-phy_counters"), re.MULTILINE)

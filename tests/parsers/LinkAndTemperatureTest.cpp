@@ -54,7 +54,7 @@ TEST(PhyCounters, HaveValuesOfTheirSize) {
 TEST(PhyCounters, DropACounterThatDoesNotFit) {
   Bytes log(512, 0xFF);
   for (std::size_t at = 4; at < 504; at += 4) WriteLittle32(0x1001, at, log);
-  WriteLittle16(0x4002, 504, log);
+  WriteLittle16(0x3002, 504, log);
   EXPECT_EQ(std::ranges::count(Tabulate(log), '\n'), 124);
   EXPECT_EQ(Tabulate({0, 0, 0, 0, 1, 0x10, 1}), "");
 }
