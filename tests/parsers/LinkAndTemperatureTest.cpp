@@ -135,6 +135,15 @@ TEST(Temperatures, OfATableThatIsNoneAreNone) {
   const auto line = scene.Line({"-hda_temp"});
   EXPECT_EQ(line.code, Status::SmartReadLogFailed);
   EXPECT_EQ(line.output.find("Circular"), line.output.npos);
+  // No block of a table, and more than it has room for.
+  scene.drive.SetLog(0xE1, {});
+  EXPECT_EQ(scene.Line({"-hda_temp"}).code, Status::SmartReadLogFailed);
+  auto table = Table(5, 0, {30, 31});
+  table.resize(4 * 512);
+  scene.drive.SetLog(0xE1, table);
+  scene.drive.ClearJournal();
+  EXPECT_EQ(scene.Line({"-hda_temp"}).code, Status::Completed);
+  EXPECT_EQ(scene.Commands(0xB0).size(), 2U);
   scene.drive.State().ata.sct.refusedAction = 5;
   EXPECT_EQ(scene.Line({"-hda_temp"}).code, Status::SmartWriteLogFailed);
 }
