@@ -16,8 +16,8 @@ using Simulator::Kind;
 
 // Methods of the file that the library does not have yet.
 const std::set<std::string> kMethodsToCome = {
-    "DataIntegrity", "HDATemperature", "IdentifyParser", "NVMeLogParser",
-    "PhyCounters",   "ReadEventLog",   "ReadLog",        "ReadNlog",
+    "HDATemperature", "IdentifyParser", "NVMeLogParser", "PhyCounters",
+    "ReadEventLog",   "ReadLog",        "ReadNlog",
 };
 
 // The descriptions of both classes.

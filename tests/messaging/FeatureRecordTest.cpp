@@ -25,8 +25,8 @@ constexpr ToldMethod kToldMethods[] = {
 
 // Told methods that no family has yet.
 constexpr std::string_view kMethodsToCome[] = {
-    "DataIntegrity", "HDATemperature", "IdentifyParser", "NVMeLogParser",
-    "PhyCounters",   "ReadEventLog",   "ReadLog",        "ReadNlog",
+    "HDATemperature", "IdentifyParser", "NVMeLogParser", "PhyCounters",
+    "ReadEventLog",   "ReadLog",        "ReadNlog",
 };
 // What a family declares without having been told among the others.
 constexpr ToldMethod kMoreMethods[] = {
