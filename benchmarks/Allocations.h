@@ -10,6 +10,8 @@ namespace Morvu::Benchmarks {
 std::size_t CountAllocations();
 // What it has of it and has not given back.
 std::size_t CountLiveBytes();
+// The most that it had since the last call of this.
+std::size_t TakePeakBytes();
 
 // Tells a benchmark's allocations an iteration, from its construction to its end.
 class AllocationMeter {

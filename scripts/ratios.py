@@ -9,18 +9,21 @@ import collections
 import json
 import sys
 
-OWN_TIME = {"scan_64_drives"}
+OWN_TIME = {"scan_64_drives", "event_log"}
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 # What a benchmark may cost at most.
 # A simulated drive answers within 5 us: beside that, what a scan reads of the kernel's files and
 # makes of the answers weighs much. 3 times is what is wished for.
-RATIO = {"scan_64_drives": 9.0, "job_list": 2.0}
+RATIO = {"scan_64_drives": 9.0, "job_list": 2.0,
+         "event_log": 1.05, "nlog_filter_ata": 3.0, "nlog_filter_nvme": 3.0}
 OVER_NS = {"command_ata": 1000, "command_nvme": 1000}
 ALLOCATIONS = {"command_ata": 1, "command_nvme": 0}
 TIME_NS = {"detect_known": 20_000, "detect_unknown": 20_000}
 # The list of jobs keeps the room of its longest second.
 GROWTH_BYTES = {"job_memory": 256 * 1024}
+# What a log that goes into a file takes of memory beside its own bytes.
+EXTRA_BYTES = {"event_log_file": 256 * 1024}
 
 
 def read(path):
@@ -59,6 +62,9 @@ def figures(name, runs):
         # The simulated drives allocate too.
         count = library["allocations"] - floor["allocations"]
         yield f"{count:g} allocations", count, ALLOCATIONS[name] + 0.01
+    if name in EXTRA_BYTES:
+        extra = library["extra_bytes"]
+        yield f"{extra:.0f} bytes beside the log's", extra, EXTRA_BYTES[name]
     if name in GROWTH_BYTES:
         growth = library["growth_bytes"]
         yield f"{growth:+.0f} bytes after {library['jobs']:.0f} jobs", growth, GROWTH_BYTES[name]

@@ -119,7 +119,10 @@ std::uint16_t DataTable(AtaCommand& command, const Key& key) {
   if (key.function != 1) return kBadFunction;
   if (key.selector != 2) return kBadTable;  // the temperature history is the one table
   command.Ata().sct.tableIdentifier = key.selector;
-  Return(command, 1);
+  // A table that the drive was given as log E1h has as many blocks.
+  std::uint64_t size = kBlock;
+  command.TheDrive().HasLog("ata-E1", &size);
+  Return(command, static_cast<std::uint16_t>(size / kBlock));
   return kGood;
 }
 

@@ -11,7 +11,6 @@
 #include <cstring>
 #include <filesystem>
 
-#include "Ata.h"
 #include "Bytes.h"
 #include "Controllers.h"
 #include "Devices.h"

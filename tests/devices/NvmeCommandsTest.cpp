@@ -34,7 +34,7 @@ struct Row {
 constexpr Row kRows[] = {
 #include "NvmeCommandRows.inc"
 };
-static_assert(std::size(kRows) == 34);
+static_assert(std::size(kRows) == 35);
 
 // The time-outs that commands bring with them; all others have the kernel's.
 struct TimeoutRow {

@@ -12,17 +12,21 @@ extern "C" int LLVMFuzzerTestOneInput(const std::uint8_t* data, std::size_t size
   const auto filter = (data[0] & 1) != 0 ? FilterNlog_NVMe : FilterNlog_ATA;
   const std::vector<std::uint8_t> image(data + 1, data + size);
   auto filtered = image;
-  const auto outcome = filter(filtered);
+  const auto [outcome, left] = filter(filtered);
   if (outcome != NlogFilter::Filtered) {
-    if (filtered != image) __builtin_trap();
+    if (filtered != image || left != image.size()) __builtin_trap();
     return 0;
   }
-  if (filtered.size() > image.size()) __builtin_trap();
-  if (filter == FilterNlog_ATA && GetNlogTotalBytes(filtered) + kNlogUncounted != filtered.size()) {
+  if (left > image.size()) __builtin_trap();
+  filtered.resize(left);
+  if (filter == FilterNlog_ATA && GetNlogTotalBytes(filtered) + kNlogUncounted != left) {
     __builtin_trap();
   }
   // What is left is an image of the form, in which nothing is to be dropped.
   auto again = filtered;
-  if (filter(again) != NlogFilter::Filtered || again != filtered) __builtin_trap();
+  const auto second = filter(again);
+  if (second.outcome != NlogFilter::Filtered || second.size != left || again != filtered) {
+    __builtin_trap();
+  }
   return 0;
 }

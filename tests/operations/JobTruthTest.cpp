@@ -167,6 +167,12 @@ void CheckTruth(const WatchedJob& job, std::string_view what) {
 
 // ---- Every method ----
 
+Simulator::DriveSpec LogSpec() {
+  auto spec = SataSpec();
+  spec.firmware = "D2010370";
+  return spec;
+}
+
 struct JobScene {
   std::string_view name;
   std::string_view label{};
@@ -186,6 +192,8 @@ const JobScene kScenes[] = {
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .leastMessages = 5},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "NVMeLogParser", .spec = &NvmeSpec, .parameters = {{"LogID", "2"}}},
+    {.name = "ReadEventLog", .spec = &LogSpec, .leastMessages = 90},
+    {.name = "ReadNlog", .spec = &NvmeSpec, .leastMessages = 4},
 };
 
 std::vector<JobScene> ListJobScenes() {

@@ -176,6 +176,43 @@ class Logs(unittest.TestCase):
                          {name: text for name, text in ours.items()
                           if name.startswith("Firmware Rev") and text})
 
+    def test_counters_are_those_of_smartctl(self):
+        theirs = re.findall(r"^(0x\w{4})  \d +(\d+)\+? +", told("smartctl", "-l", "sataphy", SATA),
+                            re.MULTILINE)
+        ours = re.findall(r"^\| (0x\w+) +\|.*\| (\d+) +\|$",
+                          told(TOOL, "-drive_path", SATA, "-phy_counters"), re.MULTILINE)
+        self.assertEqual(14, len(ours))
+        self.assertEqual([(int(number, 16), value) for number, value in theirs],
+                         [(int(number, 16), value) for number, value in ours])
+
+    def test_temperatures_are_those_of_smartctl(self):
+        theirs = told("smartctl", "-l", "scttemphist", SATA)
+        ours = told(TOOL, "-drive_path", SATA, "-hda_temp")
+        fields = dict(re.findall(r"^\| (.*?) +\| (-?\d+) +\|$", ours, re.MULTILINE))
+        names = ("Minimum recommended continuous operating temperature",
+                 "Maximum recommended continuous operating temperature",
+                 "Minimum Temperature Limit", "Maximum Temperature Limit")
+        self.assertEqual(re.search(r"recommended Temperature: +(-?\d+)/(-?\d+)", theirs).groups() +
+                         re.search(r"Temperature Limit: +(-?\d+)/(-?\d+)", theirs).groups(),
+                         tuple(fields[name] for name in names))
+        taken = re.findall(r"^ +(\d+) +\S+ \S+ +(-?\d+|\?) +[-*]+$", theirs, re.MULTILINE)
+        samples = []
+        for first, last, degrees in re.findall(r"^\| (\d+)(?: - (\d+))? +\|.*\| (\S+) +\|$", ours,
+                                               re.MULTILINE):
+            samples += [(str(i), degrees) for i in range(int(first), int(last or first) + 1)]
+        self.assertEqual(478, len(samples))
+        self.assertEqual([(i, degrees) for i, degrees in taken if degrees != "?"],
+                         [sample for sample in samples if sample[1] != "-"])
+        self.assertEqual(taken[-1], samples[-1])
+
+    def test_log_is_that_of_smartctl(self):
+        file = pathlib.Path(f"{FLEET}/log")
+        for log, pages in (("0x11", 1), ("0xDE", 3)):
+            dump = told("smartctl", "-l", f"gplog,{log.lower()},0+{pages}", SATA)
+            theirs = re.findall(r"^[0-9a-f]{7}: ((?:[0-9a-f]{2} ){16})", dump, re.MULTILINE)
+            told(TOOL, "-drive_path", SATA, "-read_gpl", file, log, "0", str(pages))
+            self.assertEqual(bytes.fromhex("".join(theirs)), file.read_bytes())
+
 
 class Verdicts(unittest.TestCase):
     def test_verdict_is_that_of_smartctl(self):

@@ -6,12 +6,15 @@
 #include <fstream>
 
 #include "VendorLogs.h"
+#include "devices/properties/AdapterProperties.h"
+#include "devices/properties/ProductProperties.h"
 #include "frame/Bytes.h"
 #include "frame/Files.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Files.h"
 #include "frame/status/Health.h"
 #include "parsers/logs/Log.h"
+#include "parsers/logs/ReadLog.h"
 #include "support/SettingScene.h"
 
 namespace Morvu {
@@ -84,6 +87,29 @@ TEST(DeviceLogs, StandAtThePagesOfTheirProductAndRevision) {
     EXPECT_EQ(ReadLog::Nlog_ATA(page.product, page.firmware).address, page.nlog)
         << page.product << page.firmware;
   }
+}
+
+TEST(DeviceLogs, AreRefusedInOrder) {
+  namespace Properties = DeviceManagement::Properties;
+  LogScene scene(LogSpec());
+  auto& drive = *scene.device();
+  const auto codes = [&] {
+    return std::pair(ReadLog::ReadLog(&drive, 0, 0, 1).GetErrorCode().Value(),
+                     ReadLog::ReadLog_Nlog(&drive).GetErrorCode().Value());
+  };
+  EXPECT_EQ(codes(), std::pair(1, 1));
+  drive.AddProperty(Properties::ErrorString, "ASSERT");
+  EXPECT_EQ(codes(), std::pair(1, 252));
+  drive.AddProperty(Properties::Product, "Quessel");
+  EXPECT_EQ(codes(), std::pair(1, 118));
+  drive.AddProperty(Properties::Morvu, false);
+  EXPECT_EQ(codes(), std::pair(45, 45));
+  drive.AddProperty(Properties::RAID, true);
+  EXPECT_EQ(codes(), std::pair(97, 97));
+  drive.AddProperty(Properties::MorvuRAID, true);
+  EXPECT_EQ(codes(), std::pair(1, 118));
+  scene.drive.Inject(Fault::Vanish());
+  EXPECT_EQ(codes(), std::pair(4, 4));
 }
 
 // ---- The Event Log ----
@@ -173,6 +199,14 @@ TEST(Nlog, KeepsTheEntriesThatAreWanted) {
     EXPECT_EQ(scene.File(), MakeNvmeNlog(std::span(innerKept).first(count)));
     EXPECT_EQ(scene.Commands(kReadNvmeLog).at(1).Cdw(13), 0x400U);
   }
+  // The second image may stand in front of the first.
+  const Bytes turned[] = {inner[1], inner[0]};
+  auto image = MakeNvmeNlog(turned);
+  for (const std::size_t word : {4, 6}) {
+    std::swap_ranges(&image[word * 4], &image[word * 4 + 4], &image[word * 4 + 4]);
+  }
+  image.resize(ReadLog::FilterNlog_NVMe(image).size);
+  EXPECT_EQ(image, MakeNvmeNlog(innerKept));
 }
 
 // A word of the image is another.

@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "frame/Bytes.h"
 #include "frame/Files.h"
 #include "frame/status/Commands.h"
@@ -56,7 +54,7 @@ TEST(PhyCounters, HaveValuesOfTheirSize) {
 TEST(PhyCounters, DropACounterThatDoesNotFit) {
   Bytes log(512, 0xFF);
   for (std::size_t at = 4; at < 504; at += 4) WriteLittle32(0x1001, at, log);
-  WriteLittle16(0x4002, 504, log);
+  WriteLittle16(0x3002, 504, log);
   EXPECT_EQ(std::ranges::count(Tabulate(log), '\n'), 124);
   EXPECT_EQ(Tabulate({0, 0, 0, 0, 1, 0x10, 1}), "");
 }
@@ -79,24 +77,6 @@ TEST(PhyCounters, AreShownAndSaved) {
   // Behind the SATA layer only the checksum tells that the block came short.
   scene.drive.Inject(Simulator::Fault::ShortData(20).OnOpcode(0x2F));
   EXPECT_THAT(scene.Line({"-phy_counters"}).output, HasSubstr("WARNING!"));
-}
-
-// ---- The document's prints ----
-
-TEST(DeviceLogsDocument, ShowsWhatTheOptionsPrint) {
-  SettingScene scene(SataSpec());
-  std::ifstream document(MORVU_LOGS_DOCUMENT);
-  constexpr std::string_view kBegin = "```print ";
-  int found = 0;
-  for (std::string line; std::getline(document, line);) {
-    if (!line.starts_with(kBegin)) continue;
-    const auto option = line.substr(kBegin.size());
-    std::string print;
-    while (std::getline(document, line) && line != "```") print += line + "\n";
-    EXPECT_THAT(scene.Line({option}).output, HasSubstr(print));
-    ++found;
-  }
-  EXPECT_EQ(found, 2);
 }
 
 // ---- Temperatures ----
@@ -155,6 +135,15 @@ TEST(Temperatures, OfATableThatIsNoneAreNone) {
   const auto line = scene.Line({"-hda_temp"});
   EXPECT_EQ(line.code, Status::SmartReadLogFailed);
   EXPECT_EQ(line.output.find("Circular"), line.output.npos);
+  // No block of a table, and more than it has room for.
+  scene.drive.SetLog(0xE1, {});
+  EXPECT_EQ(scene.Line({"-hda_temp"}).code, Status::SmartReadLogFailed);
+  auto table = Table(5, 0, {30, 31});
+  table.resize(4 * 512);
+  scene.drive.SetLog(0xE1, table);
+  scene.drive.ClearJournal();
+  EXPECT_EQ(scene.Line({"-hda_temp"}).code, Status::Completed);
+  EXPECT_EQ(scene.Commands(0xB0).size(), 2U);
   scene.drive.State().ata.sct.refusedAction = 5;
   EXPECT_EQ(scene.Line({"-hda_temp"}).code, Status::SmartWriteLogFailed);
 }

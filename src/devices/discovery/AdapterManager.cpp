@@ -207,16 +207,17 @@ ScanResult AdapterManager::FindDrives(const ScanOptions& options) {
   return found;
 }
 
-void AdapterManager::Publish(ScanResult found) {
+AdapterList AdapterManager::Publish(ScanResult found) {
   DeviceList list(found.options);
   KeepKnown(found);
   // No pointer to a drive may outlive it, whatever happens from here on.
   driveList_.Clear();
   // What a look at some drives only has left is no order to join.
-  if (!options_.onlyNodes.empty()) adapters_.clear();
+  AdapterList gone;
+  if (!options_.onlyNodes.empty()) gone.swap(adapters_);
   options_ = std::move(found.options);
   generic_->TakeDrives(*found.generic, options_);
-  TakeAdapters(std::move(found.adapters));
+  std::ranges::move(TakeAdapters(std::move(found.adapters)), std::back_inserter(gone));
 
   const auto drives = CollectDrives();
   for (std::size_t i = 0; i < drives.size(); ++i) {
@@ -229,6 +230,7 @@ void AdapterManager::Publish(ScanResult found) {
   list.Set(drives);
   for (auto* drive : list.GetDrives()) PutIndex(*drive, found.order);
   driveList_ = std::move(list);
+  return gone;
 }
 
 // A drive that somebody works on was not asked: what was known of it stays.
@@ -245,8 +247,12 @@ void AdapterManager::KeepKnown(const ScanResult& found) const {
   }
 }
 
-void AdapterManager::TakeAdapters(AdapterList found) {
-  std::erase_if(adapters_, [&](const auto& held) { return FindAdapter(found, *held) == nullptr; });
+AdapterList AdapterManager::TakeAdapters(AdapterList found) {
+  AdapterList gone;
+  for (auto& held : adapters_) {
+    if (FindAdapter(found, *held) == nullptr) gone.push_back(std::move(held));
+  }
+  std::erase(adapters_, nullptr);
   for (auto& adapter : found) {
     if (const auto held = FindAdapter(adapters_, *adapter)) {
       held->TakeDrives(*adapter, options_);
@@ -254,6 +260,7 @@ void AdapterManager::TakeAdapters(AdapterList found) {
       adapters_.push_back(std::move(adapter));
     }
   }
+  return gone;
 }
 
 std::vector<Device*> AdapterManager::CollectDrives() const {

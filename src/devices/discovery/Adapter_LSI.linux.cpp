@@ -103,6 +103,12 @@ bool AskDrive(Drive_LSI& drive, const ScanOptions& options, const SystemFacts& f
   }
   MORVU_LOG(kLogInfo, "FindPhysical",
             "Setup drive communication. Physical: " + std::to_string(drive.GetDeviceId()));
+  const auto& location = drive.GetLocation();
+  MORVU_LOG(kLogDebug, "FindPhysical",
+            "Enclosure " + std::to_string(location.enclosure) + ", slot " +
+                std::to_string(location.slot) + ", connector " +
+                std::to_string(location.connector) + ", SAS address " +
+                ToHexNumber(location.sasAddress, 16));
   if (options.identify) UpdateProperties(drive);
   return true;
 }

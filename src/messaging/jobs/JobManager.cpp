@@ -172,8 +172,9 @@ void JobManager::Stop() {
 void JobManager::Rescan(const Message& request) {
   const std::lock_guard scanning(scanMutex_);
   auto found = AdapterManager::FindDrives(TakeScanOptions(request));
+  DeviceManagement::AdapterList gone;  // ends behind the lock
   const std::lock_guard lock(deviceMutex_);
-  adapterManager_.Publish(std::move(found));
+  gone = adapterManager_.Publish(std::move(found));
 }
 
 ScanOptions JobManager::TakeScanOptions(const Message& request) {

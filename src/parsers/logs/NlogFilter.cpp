@@ -37,45 +37,47 @@ bool VisitEntries(ByteView image, Visit&& visit) {
   return true;
 }
 
-// Moves the entries that stay to the front; the size of what is left.
-std::size_t Compact(ByteSpan image) {
-  std::size_t end = kHeaderSize;
-  std::size_t first = kHeaderSize, last = kHeaderSize;  // entries that stay and follow each other
+// Where an image stands in the bytes that it came in.
+struct Place {
+  std::size_t position, size;
+  ByteView Of(ByteView bytes) const { return bytes.subspan(position, size); }
+};
+
+// Whether the image can be filtered.
+NlogFilter Check(ByteView image) {
+  if (image.size() < kHeaderSize || ReadLittle32(image, kHeaderBytes) != kHeaderSize) {
+    return NlogFilter::NotKnown;
+  }
+  const bool isSound = VisitEntries(image, [](std::size_t, std::size_t, std::uint32_t) {});
+  return isSound ? NlogFilter::Filtered : NlogFilter::Damaged;
+}
+
+// Moves what stays of an image to `target`, which is not behind it; where it ends. What is
+// written lies in front of what is still to be read.
+std::size_t Compact(ByteSpan bytes, const Place& image, std::size_t target) {
+  std::size_t end = target;
+  // What stays and follows each other: at first the header.
+  std::size_t first = 0, last = kHeaderSize;
   std::uint32_t kept = 0;
   const auto moveRun = [&] {
-    if (end != first) std::memmove(&image[end], &image[first], last - first);
+    const auto* from = bytes.data() + image.position + first;
+    if (bytes.data() + end != from) std::memmove(bytes.data() + end, from, last - first);
     end += last - first;
   };
-  VisitEntries(image, [&](std::size_t offset, std::size_t size, std::uint32_t num) {
+  VisitEntries(image.Of(bytes), [&](std::size_t offset, std::size_t size, std::uint32_t num) {
     if (IsDropped(num)) {
-      if (last != first) moveRun();
+      moveRun();
       first = last = offset + size;
     } else {
       last = offset + size;
       ++kept;
     }
   });
-  if (last != first) moveRun();
-  WriteLittle32(kept, kNumNlogs, image);
-  WriteLittle32(static_cast<std::uint32_t>(end - kNlogUncounted), kTotalBytes, image);
+  moveRun();
+  const auto moved = bytes.subspan(target, end - target);
+  WriteLittle32(kept, kNumNlogs, moved);
+  WriteLittle32(static_cast<std::uint32_t>(moved.size() - kNlogUncounted), kTotalBytes, moved);
   return end;
-}
-
-struct Filtered {
-  NlogFilter outcome;
-  std::size_t size;
-};
-
-Filtered Filter(ByteSpan image) {
-  if (image.size() < kHeaderSize || ReadLittle32(image, kHeaderBytes) != kHeaderSize) {
-    return {NlogFilter::NotKnown, image.size()};
-  }
-  // First all are looked at: an image that is not sound stays as it is. What moves lies in front
-  // of what is still to be read.
-  if (!VisitEntries(image, [](std::size_t, std::size_t, std::uint32_t) {})) {
-    return {NlogFilter::Damaged, image.size()};
-  }
-  return {NlogFilter::Filtered, Compact(image)};
 }
 
 // ---- The form of NVMe drives, in words of 4 bytes ----
@@ -91,59 +93,73 @@ void WriteWordBytes(std::size_t bytes, std::size_t word, ByteSpan image) {
   WriteLittle32(static_cast<std::uint32_t>(bytes / 4), word * 4, image);
 }
 
-struct Record {
-  std::uint64_t position, size;
-  bool IsInside(std::uint64_t end) const {
-    return position >= kOuterHeader && position <= end && size <= end - position;
-  }
-  bool Meets(const Record& other) const {
-    return position < other.position + other.size && other.position < position + size;
-  }
-};
+bool Meet(const Place& one, const Place& other) {
+  return one.position < other.position + other.size && other.position < one.position + one.size;
+}
 
-Record ReadRecord(ByteView image, std::size_t i) {
-  return {ReadWordBytes(image, kPositionWords + i), ReadWordBytes(image, kSizeWords + i)};
+// None for a record that points outside of the data.
+std::optional<Place> ReadRecord(ByteView image, std::size_t i) {
+  const auto position = ReadWordBytes(image, kPositionWords + i);
+  const auto size = ReadWordBytes(image, kSizeWords + i);
+  if (position < kOuterHeader || position > image.size() || size > image.size() - position) {
+    return std::nullopt;
+  }
+  return Place{static_cast<std::size_t>(position), static_cast<std::size_t>(size)};
+}
+
+// Brings the first image in front of the second.
+void PutInOrder(ByteSpan bytes, Place& first, Place& second) {
+  std::ranges::rotate(bytes.subspan(second.position, first.position + first.size - second.position),
+                      bytes.begin() + static_cast<std::ptrdiff_t>(first.position));
+  first.position = second.position;
+  second.position += first.size;
 }
 
 }  // namespace
 
-std::uint32_t GetNlogTotalBytes(const std::vector<std::uint8_t>& image) {
-  return ReadLittle32(image, kTotalBytes);
+std::uint32_t GetNlogTotalBytes(ByteView image) { return ReadLittle32(image, kTotalBytes); }
+
+FilteredNlog FilterNlog_ATA(ByteSpan image) {
+  const auto outcome = Check(image);
+  const bool isKnown = outcome == NlogFilter::Filtered;
+  return {outcome, isKnown ? Compact(image, {0, image.size()}, 0) : image.size()};
 }
 
-NlogFilter FilterNlog_ATA(std::vector<std::uint8_t>& image) {
-  const auto [outcome, size] = Filter(image);
-  image.resize(size);
-  return outcome;
-}
-
-NlogFilter FilterNlog_NVMe(std::vector<std::uint8_t>& image) {
-  if (image.size() < kOuterHeader) return NlogFilter::NotKnown;
+FilteredNlog FilterNlog_NVMe(ByteSpan image) {
+  if (image.size() < kOuterHeader) return {NlogFilter::NotKnown, image.size()};
   const auto count = ReadLittle32(image, kCountWord * 4);
-  if (count == 0 || count > kMostRecords) return NlogFilter::NotKnown;
+  if (count == 0 || count > kMostRecords) return {NlogFilter::NotKnown, image.size()};
 
-  std::vector<std::uint8_t> filtered;
-  filtered.reserve(image.size());
-  filtered.assign(image.begin(), image.begin() + kOuterHeader);
-  std::optional<Record> before;
+  Place places[kMostRecords]{};
+  NlogFilter outcomes[kMostRecords]{};
   for (std::size_t i = 0; i < count; ++i) {
-    const auto record = ReadRecord(image, i);
-    if (!record.IsInside(image.size()) || (before && record.Meets(*before))) {
-      return NlogFilter::Damaged;
+    const auto place = ReadRecord(image, i);
+    const bool isSound = place && (i == 0 || !Meet(*place, places[i - 1]));
+    if (isSound) {
+      places[i] = *place;
+      outcomes[i] = Check(place->Of(image));
     }
-    before = record;
-    const auto first = image.begin() + static_cast<std::ptrdiff_t>(record.position);
-    const auto start = filtered.size();
-    filtered.insert(filtered.end(), first, first + static_cast<std::ptrdiff_t>(record.size));
-    const auto [outcome, size] = Filter(ByteSpan(filtered).subspan(start));
-    if (outcome == NlogFilter::Damaged) return NlogFilter::Damaged;
-    filtered.resize(start + size);
-    WriteWordBytes(size, kSizeWords + i, filtered);
-    WriteWordBytes(start, kPositionWords + i, filtered);
+    if (!isSound || outcomes[i] == NlogFilter::Damaged) return {NlogFilter::Damaged, image.size()};
   }
-  WriteWordBytes(filtered.size(), kEndWord, filtered);
-  image = std::move(filtered);
-  return NlogFilter::Filtered;
+  if (count == 2 && places[1].position < places[0].position) {
+    PutInOrder(image, places[0], places[1]);
+  }
+
+  std::size_t end = kOuterHeader;
+  for (std::size_t i = 0; i < count; ++i) {
+    const auto start = end;
+    const auto& [position, size] = places[i];
+    if (outcomes[i] == NlogFilter::Filtered) {
+      end = Compact(image, places[i], start);
+    } else {
+      std::memmove(image.data() + start, image.data() + position, size);
+      end += size;
+    }
+    WriteWordBytes(end - start, kSizeWords + i, image);
+    WriteWordBytes(start, kPositionWords + i, image);
+  }
+  WriteWordBytes(end, kEndWord, image);
+  return {NlogFilter::Filtered, end};
 }
 
 }  // namespace Morvu::ReadLog

@@ -2,8 +2,10 @@
 // from a drive, and no number in it is believed.
 #pragma once
 
+#include <cstddef>
 #include <cstdint>
-#include <vector>
+
+#include "frame/Bytes.h"
 
 namespace Morvu::ReadLog {
 
@@ -13,14 +15,19 @@ enum class NlogFilter : std::uint8_t {
   Damaged,   // an entry or a record does not lie inside the image: it is as it was
 };
 
+// An image is filtered in place; behind `size` bytes nothing of it is left.
+struct FilteredNlog {
+  NlogFilter outcome;
+  std::size_t size;
+};
 // The image of an ATA drive: a header of 52 bytes, and entries.
-NlogFilter FilterNlog_ATA(std::vector<std::uint8_t>& image);
+FilteredNlog FilterNlog_ATA(ByteSpan image);
 // That of an NVMe drive: a header of 4,096 bytes that names up to two images of the other form.
-NlogFilter FilterNlog_NVMe(std::vector<std::uint8_t>& image);
+FilteredNlog FilterNlog_NVMe(ByteSpan image);
 
 // The size that the header of an ATA image tells. It leaves out 20 bytes of the image, and is
 // never smaller than that of an image without entries.
-std::uint32_t GetNlogTotalBytes(const std::vector<std::uint8_t>& image);
+std::uint32_t GetNlogTotalBytes(ByteView image);
 inline constexpr std::uint32_t kNlogUncounted = 20;
 inline constexpr std::uint32_t kNlogLeastTotal = 32;
 

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <string>
 
+#include "devices/commands/CommandPath.h"
 #include "devices/identification/Products.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
@@ -67,15 +68,6 @@ std::string_view Describe(std::uint16_t identifier) {
   return row != std::end(kCounters) && row->identifier == identifier ? row->description : "Unknown";
 }
 
-void LogBytes(ByteView bytes) {
-  constexpr std::size_t kRow = 16;
-  std::string text = "Raw Buffer Data: \n";
-  for (std::size_t i = 0; i < bytes.size(); i += kRow) {
-    text += ToHex(bytes.subspan(i, std::min(kRow, bytes.size() - i))) + "\n";
-  }
-  MORVU_LOG(kLogInfo, "Execute", text);
-}
-
 }  // namespace
 
 void AppendPhyCounters(ByteView log, ResultTable& table) {
@@ -122,7 +114,7 @@ std::int32_t PhyCountersParser::Execute() {
   ReadLog::ReadLog read(device_, kPhyLog, 0, 1);
   if (read.GetErrorCode() == Status::ReadyToRun && read.Execute() != 0) {
     rawLog_.assign(read.GetData().begin(), read.GetData().end());
-    LogBytes(rawLog_);
+    MORVU_LOG(kLogInfo, "Execute", "Raw Buffer Data: \n" + DeviceManagement::HexDump(rawLog_));
     if (SumOf(rawLog_) != 0) {
       Warn("The log's checksum is wrong: it may have come short, and its values be wrong.");
     }

@@ -94,10 +94,13 @@ bool ReadLog::Read(ByteSpan buffer, const LogPart& part, ProgressReporter& repor
   return false;
 }
 
-bool ReadLog::ReadBeginning() {
-  buffer_.assign(log_.byteSize, 0);
-  return Read(buffer_, {}, NoReporter());
+ByteSpan ReadLog::Renew(std::size_t size) {
+  buffer_ = {};
+  buffer_.resize(size, boost::container::default_init);
+  return {buffer_.data(), buffer_.size()};
 }
+
+bool ReadLog::ReadBeginning() { return Read(Renew(log_.byteSize), {}, NoReporter()); }
 
 bool ReadLog::Fail(std::string_view text, StatusCode code) {
   MORVU_LOG(kLogError, "Execute", text);
@@ -115,8 +118,7 @@ bool ReadLog::Pass() {
 
 std::int32_t ReadLog::Execute() {
   MORVU_LOG(kLogInfo, "Execute", "Executing...");
-  buffer_.assign(log_.byteSize, 0);
-  if (!Read(buffer_, part_, GetReporter())) return false;
+  if (!Read(Renew(log_.byteSize), part_, GetReporter())) return false;
   if (ata_ == nullptr) {
     if (log_.address >= kNvmeLogs || part_.page != 0) {
       Note("An NVMe drive has the logs 0 to 3, without pages: log " +
@@ -146,19 +148,17 @@ void ReadLog_EventLog::Initialize() {
 std::int32_t ReadLog_EventLog::Execute() {
   MORVU_LOG(kLogInfo, "Execute", "Executing...");
   if (nvme_ != nullptr) return ReadNvme();
-  buffer_.assign(log_.byteSize, 0);
-  return Read(buffer_, {}, GetReporter()) && Pass();
+  return Read(Renew(log_.byteSize), {}, GetReporter()) && Pass();
 }
 
 bool ReadLog_EventLog::ReadNvme() {
   if (!ReadBeginning()) return false;
-  const auto total = ReadPosition(buffer_, kEndWord);
+  const auto total = ReadPosition(GetData(), kEndWord);
   if (total == 0 || total > kMostBytes) {
     return Fail("The header of the log tells a size of " + std::to_string(total) + " bytes.",
                 Status::FailureInLog);
   }
-  buffer_.assign(static_cast<std::size_t>(total), 0);
-  return Read(buffer_, {}, GetReporter()) && Pass();
+  return Read(Renew(static_cast<std::size_t>(total)), {}, GetReporter()) && Pass();
 }
 
 // ---- NLog ----
@@ -180,7 +180,7 @@ std::int32_t ReadLog_Nlog::Execute() {
 }
 
 bool ReadLog_Nlog::ReadAta() {
-  const std::uint64_t total = GetNlogTotalBytes(buffer_);
+  const std::uint64_t total = GetNlogTotalBytes(GetData());
   const auto listed = sender_->GetListedBlocks();
   const auto most = listed.value_or(0xFFFF);
   const auto blocks = BlocksOf(total);
@@ -192,13 +192,13 @@ bool ReadLog_Nlog::ReadAta() {
   }
   // The last entry may end in a block more, which is read where the drive has it.
   const auto whole = BlocksOf(total + kNlogUncounted);
-  buffer_.assign((listed ? std::min<std::size_t>(whole, most) : blocks) * kBlock, 0);
-  return Read(buffer_, {}, GetReporter()) && End(FilterNlog_ATA(buffer_));
+  const auto image = Renew((listed ? std::min<std::size_t>(whole, most) : blocks) * kBlock);
+  return Read(image, {}, GetReporter()) && End(FilterNlog_ATA(image));
 }
 
 bool ReadLog_Nlog::ReadNvme() {
-  const auto first = ReadPosition(buffer_, kFirstWord);
-  const auto end = ReadPosition(buffer_, kEndWord);
+  const auto first = ReadPosition(GetData(), kFirstWord);
+  const auto end = ReadPosition(GetData(), kEndWord);
   if (end < first || end - first > kMostBytes) {
     return Fail("The header of the NLog tells of data from byte " + std::to_string(first) +
                     " to byte " + std::to_string(end) + ".",
@@ -206,15 +206,15 @@ bool ReadLog_Nlog::ReadNvme() {
   }
   // The header stays in front: positions count from it.
   const auto header = std::move(buffer_);
-  buffer_.assign(kOuterHeader + static_cast<std::size_t>(end - first), 0);
-  std::ranges::copy(header, buffer_.begin());
-  if (!Read(ByteSpan(buffer_).subspan(kOuterHeader), {.offset = kOuterHeader / 4}, GetReporter())) {
-    return false;
-  }
-  return End(FilterNlog_NVMe(buffer_));
+  const auto image = Renew(kOuterHeader + static_cast<std::size_t>(end - first));
+  std::ranges::copy(header, image.begin());
+  if (!Read(image.subspan(kOuterHeader), {.offset = kOuterHeader / 4}, GetReporter())) return false;
+  return End(FilterNlog_NVMe(image));
 }
 
-bool ReadLog_Nlog::End(NlogFilter outcome) {
+bool ReadLog_Nlog::End(const FilteredNlog& filtered) {
+  const auto& [outcome, size] = filtered;
+  buffer_.resize(size);
   if (outcome == NlogFilter::Damaged) {
     constexpr std::string_view kText =
         "An entry of the NLog does not lie inside it: the data are as the drive gave them, with "

@@ -1,8 +1,9 @@
 // Logs that are read as they are: a page of the general purpose log, the Event Log and the NLog.
 #pragma once
 
+#include <boost/container/vector.hpp>
 #include <cstdint>
-#include <vector>
+#include <memory>
 
 #include "frame/Bytes.h"
 #include "messaging/features/Feature.h"
@@ -24,7 +25,7 @@ class ReadLog : public Function {
   std::int32_t Execute() override;
 
   // What was read; empty but after a good run, and after an NLog that could not be filtered (254).
-  ByteView GetData() const { return buffer_; }
+  ByteView GetData() const { return {buffer_.data(), buffer_.size()}; }
 
  protected:
   ReadLog(DeviceManagement::Device* device, ProgressReporter& reporter);
@@ -39,6 +40,8 @@ class ReadLog : public Function {
   Choice ChooseVendorLog(LogChooser ataLog, const Log& nvmeLog);
   StatusCode FindRefusal();
 
+  // A new buffer of this size, whose bytes are what a read puts there.
+  ByteSpan Renew(std::size_t size);
   // Reads the log into the buffer. The percents are the reporter's; false when the run ended.
   bool Read(ByteSpan buffer, const LogPart& part, ProgressReporter& reporter);
   // The beginning of a log, whose header tells how much there is; no percents.
@@ -48,7 +51,7 @@ class ReadLog : public Function {
   bool Pass();
 
   Log log_;
-  std::vector<std::uint8_t> buffer_;
+  boost::container::vector<std::uint8_t> buffer_;
   std::unique_ptr<SendReadLog> sender_;  // of the last read
 
  private:
@@ -79,7 +82,7 @@ class ReadLog_Nlog : public ReadLog {
  private:
   bool ReadAta();
   bool ReadNvme();
-  bool End(NlogFilter outcome);
+  bool End(const FilteredNlog& filtered);
 };
 
 }  // namespace Morvu::ReadLog

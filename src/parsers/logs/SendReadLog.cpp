@@ -1,6 +1,7 @@
 #include "parsers/logs/SendReadLog.h"
 
 #include <algorithm>
+#include <cstring>
 #include <vector>
 
 #include "devices/commands/CommandSet_ATA.h"
@@ -56,6 +57,8 @@ bool SendReadLog::SendPieces(std::size_t most, std::string_view failure, Send&& 
   for (std::size_t done = 0; done < buffer_.size();) {
     if (IsCancelRequested()) return Fail("Canceled.", Status::Canceled);
     const auto piece = buffer_.subspan(done, std::min(most, buffer_.size() - done));
+    // What a short answer leaves is 0, not what the memory held before.
+    std::memset(piece.data(), 0, piece.size());
     const StatusCode result = send(done, piece);
     if (result != Status::Completed) {
       if (ToNvmeStatus(result)) Note(DescribeNvmeStatus(result));

@@ -20,7 +20,8 @@ struct LogPart {
 };
 
 // Fills a buffer with the log, command by command. Between two of them it tells how far it is
-// and asks whether it is to stop (2). The buffer lives longer than this.
+// and asks whether it is to stop (2). The buffer lives longer than this, and may hold anything
+// before.
 class SendReadLog : public Function {
  public:
   // The one for the drive's transport; null for a drive without any that has logs.
