@@ -168,8 +168,14 @@ TEST_F(DriveJobs, EndWithUnload) {
 }
 
 TEST_F(DriveJobs, NotifyOfWhatThePassFinds) {
-  sata_.State().ata.security.frozen = 1;
   host_.Call(kScan);
+  // What is so since then.
+  sata_.State().ata.security.frozen = 1;
+  sata_.State().ata.smartFailing = 1;
+  nvme_.State().nvme.health[0] = 0x01;
+  std::vector<std::uint8_t> temperatures(512);
+  temperatures[0] = 41;
+  nvme_.SetLog(0xC5, temperatures);
   auto [service, reply] = host_.StartNotifications();
   std::vector<std::string> told;
   const auto isTold = [&, job = service](std::string_view what) {
@@ -182,6 +188,15 @@ TEST_F(DriveJobs, NotifyOfWhatThePassFinds) {
   };
   EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.SATA1 0 SecurityFrozen=True"); }));
   EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.SATA1 1 SmartHealth=100"); }));
+  EXPECT_TRUE(Eventually([&] {
+    return isTold("MorvuSSD.SATA1 0 DriveVerdict=FAILING: an attribute is beyond its threshold");
+  }));
+  EXPECT_TRUE(Eventually([&] {
+    return isTold(
+        "MorvuSSD.NVME1 0 DriveVerdict=FAILING: critical warning 0x01, available spare below its "
+        "threshold");
+  }));
+  EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.NVME1 2 Temperature=41"); }));
   host_.StopNotifications();
 }
 

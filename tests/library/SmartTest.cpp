@@ -2,8 +2,10 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 #include <optional>
+#include <sstream>
 
 #include "Host.h"
 #include "frame/Files.h"
@@ -69,7 +71,9 @@ TEST_F(Smart, ItsCommandsAreRecordedWhereTheRequestWantsThem) {
   const auto reply = host_.Call(request);
   EXPECT_EQ(reply.ErrorCode(), 0);
   EXPECT_THAT(reply.Text(), HasSubstr("recorded=\"" + path + "\""));
-  EXPECT_THAT(Morvu::ReadFileText(path), HasSubstr("name=\"tf\">D001004FC240B000"));
+  std::ostringstream recording;  // the product's objects are not linked in
+  recording << std::ifstream(path).rdbuf();
+  EXPECT_THAT(recording.str(), HasSubstr("name=\"tf\">D001004FC240B000"));
   sata_.ClearJournal();
   request.replace(request.find(path), path.size(), fleet_.Folder() + "/none/record.xml");
   EXPECT_EQ(host_.Call(request).ErrorCode(), 122);
