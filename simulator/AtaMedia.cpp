@@ -93,30 +93,36 @@ void AtaDataSetManagement(AtaCommand& command) {
   }
 }
 
-void AtaReadNativeMaxExt(AtaCommand& command) {
-  if (!command.Ata().supports48Bit) return command.Abort();
-  command.Out().lba = command.Ata().nativeMaxLba;
-}
-
-void AtaReadNativeMax(AtaCommand& command) {
-  const auto last = std::min<std::uint64_t>(command.Ata().nativeMaxLba, 0xFFFFFFF);
-  command.Out().lba = last & 0xFFFFFF;
-  command.Out().device = static_cast<std::uint8_t>((command.In().device & 0xF0) | last >> 24);
-}
-
 namespace {
 
-// Only directly behind its READ NATIVE MAX; count bit 0 keeps the value over
-// a power cycle (ACS-2, SET MAX ADDRESS).
+// Word 82: the Host Protected Area feature set.
+bool HasSetMax(const AtaState& ata) { return (ata.identify[82] >> 10 & 1) != 0; }
+
+// Only directly behind its READ NATIVE MAX, and once in a power cycle; count bit 0 keeps the
+// value over power cycles (ATA8-ACS, 7.47 and 7.48).
 void SetMax(AtaCommand& command, std::uint8_t readCommand, std::uint64_t lba) {
   auto& ata = command.Ata();
-  if (ata.previousCommand != readCommand) return command.Abort();
-  if (lba > ata.nativeMaxLba) return command.Abort(kAtaNotFound);
+  if (!HasSetMax(ata) || ata.previousCommand != readCommand) return command.Abort();
+  if (ata.maximumIsSet != 0 || lba > ata.nativeMaxLba) return command.Abort(kAtaNotFound);
+  ata.maximumIsSet = 1;
+  if (ata.forgetsMaximum != 0) return;
   ata.maxLba = lba;
   if ((command.In().count & 1) != 0) ata.maxLbaAtPowerOn = lba;
 }
 
 }  // namespace
+
+void AtaReadNativeMaxExt(AtaCommand& command) {
+  if (!command.Ata().supports48Bit || !HasSetMax(command.Ata())) return command.Abort();
+  command.Out().lba = command.Ata().nativeMaxLba;
+}
+
+void AtaReadNativeMax(AtaCommand& command) {
+  if (!HasSetMax(command.Ata())) return command.Abort();
+  const auto last = std::min<std::uint64_t>(command.Ata().nativeMaxLba, 0xFFFFFFF);
+  command.Out().lba = last & 0xFFFFFF;
+  command.Out().device = static_cast<std::uint8_t>((command.In().device & 0xF0) | last >> 24);
+}
 
 void AtaSetMaxExt(AtaCommand& command) {
   if (!command.Ata().supports48Bit) return command.Abort();

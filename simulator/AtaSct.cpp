@@ -241,7 +241,7 @@ void ReadSctStatus(AtaCommand& command, std::span<std::uint8_t> block) {
   PutLittle(at + 482, sct.savesLeft);
 }
 
-// The temperature history, of four samples.
+// The temperature history, of six samples: the drive began in the cold.
 bool ReadSctData(AtaCommand& command, std::span<std::uint8_t> into) {
   if (command.Ata().sct.tableIdentifier != 2 || into.size() != kBlock) return false;
   auto* at = into.data();
@@ -253,9 +253,10 @@ bool ReadSctData(AtaCommand& command, std::span<std::uint8_t> into) {
   at[8] = 0;
   at[9] = static_cast<std::uint8_t>(-5);
   PutLittle<std::uint16_t>(at + 30, 478);
-  PutLittle<std::uint16_t>(at + 32, 3);
+  PutLittle<std::uint16_t>(at + 32, 5);
   std::memset(at + 34, 0x80, 478);  // no sample
-  for (int i = 0; i < 4; ++i) at[34 + i] = static_cast<std::uint8_t>(25 + i);
+  constexpr std::int8_t kDegrees[] = {-3, 12, 25, 25, 26, 28};
+  std::memcpy(at + 34, kDegrees, sizeof kDegrees);
   command.Ata().sct.tableIdentifier = 0;
   return true;
 }

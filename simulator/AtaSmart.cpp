@@ -4,6 +4,7 @@
 
 #include "Ata.h"
 #include "Bytes.h"
+#include "VendorLogs.h"
 
 namespace Simulator {
 
@@ -85,6 +86,8 @@ struct BuiltInLog {
   bool smart, general;
 };
 
+constexpr std::uint16_t kNlogBlocks = 7;
+
 // clang-format off
 constexpr BuiltInLog kLogs[] = {
     {0x01, 1, true, false},   // summary error log
@@ -94,6 +97,10 @@ constexpr BuiltInLog kLogs[] = {
     {0x10, 1, false, true},   // queued error log
     {0x11, 1, false, true},   // PHY event counters
     {0x30, 2, true, true},    // IDENTIFY DEVICE data
+    {0xB9, kEventLogBlocks, false, true},
+    {0xBA, kNlogBlocks, false, true},
+    {0xDE, kEventLogBlocks, false, true},
+    {0xDF, kNlogBlocks, false, true},
     {0xE0, 1, true, true},    // SCT command and status
     {0xE1, 1, true, true},    // SCT data transfer
 };
@@ -125,7 +132,7 @@ void PutDirectory(Drive& drive, std::uint8_t* block) {
 
 struct PhyCounter {
   std::uint16_t identifier;  // with the size of the value, in words, in bits 14:12
-  std::uint16_t value;
+  std::uint64_t value;
 };
 
 // clang-format off
@@ -140,6 +147,11 @@ constexpr PhyCounter kPhyCounters[] = {
     {0x100A, 5},  // signature FIS after COMRESET
     {0x100B, 0},  // CRC, host to device
     {0x100D, 0},  // non-CRC, host to device
+    // The vendor's, of each size.
+    {0x9A01, 0xFFFF},
+    {0xAA02, 0x12345678},
+    {0xBA03, 0x123456789ABC},
+    {0xCA04, 0x8000000000000001},
 };
 // clang-format on
 
@@ -147,8 +159,10 @@ void PutPhyCounters(std::uint8_t* block) {
   auto* at = block + 4;
   for (const auto& counter : kPhyCounters) {
     PutLittle(at, counter.identifier);
-    PutLittle(at + 2, counter.value);
-    at += 4;
+    at += 2;
+    for (int left = (counter.identifier >> 12 & 7) * 2, low = 0; left > 0; --left, low += 8) {
+      *at++ = static_cast<std::uint8_t>(counter.value >> low);
+    }
   }
 }
 
@@ -163,6 +177,12 @@ void PutIdentifyLog(AtaCommand& command, std::uint32_t page, std::uint8_t* block
   std::uint8_t identify[512];
   BuildIdentify(command.TheDrive(), identify);
   std::memcpy(block, identify, sizeof identify);
+}
+
+void PutNlogBlock(std::uint32_t page, std::uint8_t* block) {
+  const auto& image = BuiltInNlog();
+  const auto at = std::min<std::size_t>(page * std::size_t{kBlock}, image.size());
+  std::memcpy(block, image.data() + at, std::min<std::size_t>(kBlock, image.size() - at));
 }
 
 void PutBuiltIn(AtaCommand& command, std::uint8_t address, std::uint32_t page,
@@ -185,6 +205,12 @@ void PutBuiltIn(AtaCommand& command, std::uint8_t address, std::uint32_t page,
       break;
     case 0x30:
       return PutIdentifyLog(command, page, block);
+    case 0xB9:
+    case 0xDE:
+      return PutEventBlock(page, block);
+    case 0xBA:
+    case 0xDF:
+      return PutNlogBlock(page, block);
     case 0xE0:
       return ReadSctStatus(command, {block, kBlock});
     default:

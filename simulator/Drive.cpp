@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "Bytes.h"
+#include "Controllers.h"
 #include "Devices.h"
 #include "FleetFiles.h"
 #include "Real.h"
@@ -378,9 +379,16 @@ void Drive::PowerCycle() {
   switch (state_->kind) {
     case Kind::Ata:
       PowerCycleAta(*this);
+      WriteDiskSize(fleet_.Root(), BlockNameOf(fleet_.Root(), name_),
+                    (state_->ata.maxLba + 1) * AtaSectorSize(*state_));
       break;
     case Kind::Nvme:
       PowerCycleNvme(*this);
+      for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
+        const auto& space = state_->nvme.namespaces[nsid - 1];
+        if (!space.exists) continue;
+        WriteDiskSize(fleet_.Root(), NamespaceNode(fleet_.Root(), name_, nsid), space.bytes);
+      }
       break;
     case Kind::Scsi:
       PowerCycleScsi(*this);
@@ -425,6 +433,8 @@ void Drive::ClearJournal() {
 }
 
 std::string Drive::MediumPath(std::uint32_t nsid) const {
+  BoundDrive bound;
+  if (ParseBoundName(name_, bound)) return fleet_.Root() + "/drives/" + name_ + ".medium";
   const bool space = state_->kind == Kind::Nvme && nsid != 0;
   return fleet_.Root() + "/dev/" + (space ? NamespaceNode(fleet_.Root(), name_, nsid) : name_);
 }

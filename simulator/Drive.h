@@ -39,7 +39,10 @@ struct Transaction {
   std::uint8_t scsiStatus = 0;
   std::uint8_t sense[32] = {};
   std::uint8_t senseLength = 0;
-  std::uint8_t ataStatus = 0, ataError = 0;
+  std::uint8_t ataStatus = 0, ataError = 0, ataDevice = 0;
+  std::uint16_t ataCount = 0;
+  std::uint64_t ataLba = 0;
+  bool timedOut = false;  // an ATA command whose end nobody saw
   std::uint16_t nvmeStatus = 0;
   std::uint32_t nvmeResult = 0;
 

@@ -30,13 +30,14 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 8;
+inline constexpr std::uint32_t kStateVersion = 10;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
 inline constexpr std::size_t kMaxNamespaces = 16;
 inline constexpr std::size_t kFirmwareSlots = 7;
 inline constexpr std::size_t kBadRanges = 8;
+inline constexpr std::size_t kErrorEntries = 64;
 
 enum class FaultAction : std::uint8_t {
   None,
@@ -200,6 +201,9 @@ struct AtaState {
   std::uint8_t streamAddress;
   std::uint8_t buffer[512];
   std::uint32_t streamPage, streamBlock;
+  std::uint8_t maximumIsSet;    // since the power came: no second SET MAX is taken
+  std::uint8_t forgetsMaximum;  // takes a SET MAX well and keeps what was
+  std::uint8_t reserved[6];
 };
 
 struct NvmeNamespace {
@@ -227,9 +231,20 @@ struct NvmeFeature {
 };
 static_assert(sizeof(NvmeFeature) == 24);
 
+// An entry of log 01h (NVMe 1.0, 5.10.1.1), as the log has it.
+struct NvmeErrorEntry {
+  Wide count;
+  std::uint16_t queue, command, status, location;
+  Wide lba;
+  std::uint32_t nsid;
+  std::uint8_t vendorLog, reserved[35];
+};
+static_assert(sizeof(NvmeErrorEntry) == 64);
+
 struct NvmeState {
   std::uint8_t controller[4096];  // IDENTIFY CNS 1; the firmware text is put in with each answer
   std::uint8_t health[512];       // log 02h, as the standard lays it out
+  NvmeErrorEntry errors[kErrorEntries];  // log 01h, the last one first
   NvmeNamespace namespaces[kMaxNamespaces];
   NvmeFeature features[256];
   SmartAttribute attributes[kSmartAttributes];  // vendor log CAh
@@ -272,9 +287,9 @@ struct DriveState {
 };
 
 // One process of each width must agree on these.
-static_assert(sizeof(AtaState) == 1880);
-static_assert(sizeof(NvmeState) == 11904);
-static_assert(sizeof(DriveState) == 17056);
+static_assert(sizeof(AtaState) == 1888);
+static_assert(sizeof(NvmeState) == 16000);
+static_assert(sizeof(DriveState) == 21160);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator

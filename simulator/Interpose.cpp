@@ -51,7 +51,9 @@ class FleetPath {
     mapped_ = fleet_->Map(path);
     if (mapped_.empty()) return;
     path_ = mapped_.c_str();
-    const std::string_view rest = std::string_view(mapped_).substr(fleet_->Root().size());
+    const std::string_view full = mapped_;
+    if (!full.starts_with(fleet_->Root())) return;  // a file of the machine's own
+    const auto rest = full.substr(fleet_->Root().size());
     if (rest.starts_with("/dev/")) node_ = fleet_->Find(rest);
   }
   const char* Get() const { return path_; }
@@ -635,7 +637,9 @@ MORVU_VISIBLE int rename(const char* from, const char* to) noexcept {
 MORVU_VISIBLE char* realpath(const char* path, char* resolved) noexcept {
   const FleetPath mapped(path);
   char* full = Libc().realpath(mapped.Get(), resolved);
-  if (full != nullptr && mapped.IsMapped()) {
+  // A file of the fleet's folder, called by its own name, is where it is.
+  const bool isNode = mapped.IsMapped() && std::strcmp(path, mapped.Get()) != 0;
+  if (full != nullptr && isNode) {
     std::string text(full);
     mapped.TheFleet()->Unmap(text);
     std::strcpy(full, text.c_str());  // shorter than what stood there

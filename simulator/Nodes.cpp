@@ -362,8 +362,8 @@ std::uintptr_t AlignmentOf(const OpenNode& open) {
   return open.node.drive->State().kind == Kind::Ata ? 512 : 4;
 }
 
-ssize_t Transfer(OpenNode& open, std::uint8_t opcode, void* data, size_t size,
-                 std::uint64_t offset) {
+ssize_t MoveRaw(OpenNode& open, std::uint8_t opcode, void* data, size_t size,
+                std::uint64_t offset) {
   const bool isWrite = opcode == 'W';
   if (!open.node.block) {
     return Fail(open.node.drive->State().kind == Kind::Nvme ? EINVAL : ESPIPE);
@@ -450,11 +450,11 @@ ssize_t NodeRead(OpenNode& open, void* header, size_t size) {
 }
 
 ssize_t RawRead(OpenNode& open, void* data, size_t size, std::uint64_t offset) {
-  return Transfer(open, 'R', data, size, offset);
+  return MoveRaw(open, 'R', data, size, offset);
 }
 
 ssize_t RawWrite(OpenNode& open, const void* data, size_t size, std::uint64_t offset) {
-  return Transfer(open, 'W', const_cast<void*>(data), size, offset);
+  return MoveRaw(open, 'W', const_cast<void*>(data), size, offset);
 }
 
 }  // namespace Simulator

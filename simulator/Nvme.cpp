@@ -138,15 +138,40 @@ std::uint8_t CountNamespaces(const NvmeState& nvme) {
   return count;
 }
 
-void ExecuteNvmeDrive(Drive& drive, Transaction& transaction) {
-  NvmeCommand command(drive, transaction);
-  const bool admin = transaction.ioctl == Ioctl::NvmeAdmin;
+namespace {
+
+void Execute(NvmeCommand& command, bool admin) {
   const auto* row =
       admin ? FindRow(kAdminRows, command.Opcode()) : FindRow(kIoRows, command.Opcode());
   if (row == nullptr) return command.Fail(kNvmeInvalidOpcode);
-  if (!row->whileSanitizing && NvmeIsSanitizing(drive))
+  if (!row->whileSanitizing && NvmeIsSanitizing(command.TheDrive()))
     return command.Fail(kNvmeSanitizeInProgress);
   row->handler(command);
+}
+
+// A command that failed stands first in the error log and counts.
+void LogError(NvmeCommand& command, bool admin) {
+  auto& nvme = command.Nvme();
+  const auto count = GetLittle<std::uint64_t>(nvme.health + 176) + 1;
+  PutLittle(nvme.health + 176, count);
+  std::copy_backward(std::begin(nvme.errors), std::end(nvme.errors) - 1, std::end(nvme.errors));
+  auto& entry = nvme.errors[0];
+  std::memset(&entry, 0, sizeof entry);
+  entry.count = count;
+  entry.queue = admin ? 0 : 1;
+  entry.command = static_cast<std::uint16_t>(command.TheDrive().State().commands);
+  entry.status = static_cast<std::uint16_t>(command.Data().nvmeStatus << 1);
+  entry.nsid = command.Nsid();
+  if (!admin) entry.lba = command.Cdw(10) | static_cast<std::uint64_t>(command.Cdw(11)) << 32;
+}
+
+}  // namespace
+
+void ExecuteNvmeDrive(Drive& drive, Transaction& transaction) {
+  NvmeCommand command(drive, transaction);
+  const bool admin = transaction.ioctl == Ioctl::NvmeAdmin;
+  Execute(command, admin);
+  if (transaction.nvmeStatus != 0) LogError(command, admin);
 }
 
 void MakeNvme(DriveState& state, const DriveSpec& spec) {

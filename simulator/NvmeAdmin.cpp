@@ -6,6 +6,7 @@
 #include "Bytes.h"
 #include "Firmware.h"
 #include "Nvme.h"
+#include "VendorLogs.h"
 
 namespace Simulator {
 
@@ -121,6 +122,18 @@ void NvmeIdentify(NvmeCommand& command) {
   }
 }
 
+namespace {
+
+// The health log of one namespace is for controllers that say so (NVMe 1.3, 5.14.1.2: bit 0 of
+// LPA, byte 261); others have one for all.
+bool HasLogOf(NvmeCommand& command, std::uint8_t log) {
+  const auto nsid = command.Nsid();
+  return log != 0x02 || nsid == 0 || nsid == kBroadcast ||
+         (command.Nvme().controller[261] & 1) != 0;
+}
+
+}  // namespace
+
 // The length asked for is NUMD + 1 dwords; a log ends in zeros.
 void NvmeGetLog(NvmeCommand& command) {
   const auto log = static_cast<std::uint8_t>(command.Cdw(10));
@@ -129,6 +142,7 @@ void NvmeGetLog(NvmeCommand& command) {
   const auto offset = command.Cdw(12) | static_cast<std::uint64_t>(command.Cdw(13)) << 32;
   const std::size_t size = (numd + 1) * 4;
   if (size > command.Data().length) return command.Fail(kNvmeDataTransfer);
+  if (!HasLogOf(command, log)) return command.Fail(kNvmeInvalidField);
   std::vector<std::uint8_t> page(size);
   if (command.TheDrive().HasLog(FileName(log))) {
     if (!command.TheDrive().ReadLog(FileName(log), offset, page.data(), size))
@@ -136,7 +150,11 @@ void NvmeGetLog(NvmeCommand& command) {
     return command.Data().Reply(page.data(), size);
   }
   if (!IsBuiltIn(log)) return command.Fail(kNvmeInvalidLogPage);
-  std::vector<std::uint8_t> whole(std::max<std::size_t>(offset < 65536 ? offset + size : 0, 512));
+  std::vector<std::uint8_t> whole(
+      std::max<std::size_t>(offset < 65536 ? offset + size : 0, sizeof command.Nvme().errors));
+  if (log == 0x01)
+    std::memcpy(whole.data(), command.Nvme().errors,
+                std::min(whole.size(), sizeof command.Nvme().errors));
   if (log == 0x02) std::memcpy(whole.data(), command.Nvme().health, 512);
   if (log == 0x03) PutSlots(command, whole.data());
   if (log == 0xCA) PutAttributes(command.Nvme(), whole.data());
@@ -150,10 +168,14 @@ void NvmeVendorLog(NvmeCommand& command) {
   std::snprintf(name, sizeof name, "nvme-D2-%u", command.Cdw(12));
   const auto size = static_cast<std::size_t>(command.Cdw(10)) * 4;
   if (size == 0 || size > command.Data().length) return command.Fail(kNvmeInvalidField);
-  if (!command.TheDrive().HasLog(name)) return command.Fail(kNvmeInvalidField);
   std::vector<std::uint8_t> piece(size);
   const auto offset = static_cast<std::uint64_t>(command.Cdw(13)) * 4;
-  if (!command.TheDrive().ReadLog(name, offset, piece.data(), size))
+  if (!command.TheDrive().HasLog(name)) {
+    if (command.Cdw(12) > 1) return command.Fail(kNvmeInvalidField);
+    const auto& log = command.Cdw(12) == 0 ? BuiltInNvmeNlog() : BuiltInNvmeEventLog();
+    const auto at = static_cast<std::size_t>(std::min<std::uint64_t>(offset, log.size()));
+    std::memcpy(piece.data(), log.data() + at, std::min(size, log.size() - at));
+  } else if (!command.TheDrive().ReadLog(name, offset, piece.data(), size))
     return command.Fail(kNvmeInvalidField);
   command.Data().Reply(piece.data(), size);
 }
@@ -210,18 +232,19 @@ void NvmeGetFeatures(NvmeCommand& command) {
 
 namespace {
 
-// The capacity of every namespace follows the vendor's maximum LBA.
-void SetMaximum(NvmeCommand& command) {
+// The first namespace ends where the vendor's maximum LBA, in the unit of the native one, says.
+void SetMaximum(NvmeCommand& command, const NvmeFeature& feature) {
+  constexpr std::uint64_t kUnit = 512;
   const auto last = command.Cdw(11) | static_cast<std::uint64_t>(command.Cdw(12)) << 32;
   const auto& state = command.TheDrive().State();
   auto& spaces = command.Nvme().namespaces;
   const auto first = std::ranges::find_if(spaces, [](const auto& space) { return space.exists; });
   if (first == std::end(spaces)) return command.Fail(kNvmeInvalidField);
-  auto& space = *first;
-  const std::uint64_t sector = NvmeSectorSize(space);
-  if (last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0)
-    return command.Fail(kNvmeInvalidField);
-  space.bytes = (last + 1) * sector;
+  const std::uint64_t sector = NvmeSectorSize(*first);
+  if (last >= state.sectors * state.sectorSize / kUnit) return command.Fail(kNvmeInvalidField);
+  const auto bytes = (last + 1) * kUnit / sector * sector;
+  if (bytes == 0) return command.Fail(kNvmeInvalidField);
+  if (!feature.forgets) first->bytes = bytes;
 }
 
 }  // namespace
@@ -237,7 +260,7 @@ void NvmeSetFeatures(NvmeCommand& command) {
   const bool saves = command.Cdw(10) >> 31 != 0;
   if (saves && !feature.saveable) return command.Fail(kNvmeFeatureNotSaveable);
   if (id == 0xC6 && command.Cdw(11) > 2) return command.Fail(kNvmeInvalidField);
-  if (id == 0xC1) SetMaximum(command);
+  if (id == 0xC1) SetMaximum(command, feature);
   if (id == kResetWorkloadFeature && command.Cdw(11) == 1) ResetWorkload(command.Nvme().attributes);
   if (command.Data().nvmeStatus != 0 || feature.forgets) return;
   feature.value = command.Cdw(11);

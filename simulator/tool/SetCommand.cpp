@@ -43,6 +43,7 @@ constexpr FieldRow kFields[] = {
     {"sct-forgets", 1, [](DriveState& s, std::uint64_t v) { s.ata.sct.forgets = As<std::uint16_t>(v); }},
     {"phy-waits", 1, [](DriveState& s, std::uint64_t v) { s.ata.sct.phyWaits = As<std::uint8_t>(v); }},
     {"link-away-ms", 0xFFFF, [](DriveState& s, std::uint64_t v) { s.ata.sct.linkAwayMs = As<std::uint16_t>(v); }},
+    {"forgets-maximum", 1, [](DriveState& s, std::uint64_t v) { s.ata.forgetsMaximum = As<std::uint8_t>(v); }},
     {"refuses-diagnostic", 1, [](DriveState& s, std::uint64_t v) { s.ata.refusesDiagnosticProtocol = As<std::uint8_t>(v); }},
     {"stale-data", 1, [](DriveState& s, std::uint64_t v) { s.staleData = As<std::uint8_t>(v); }},
     {"journal", 1, [](DriveState& s, std::uint64_t v) { s.journalOff = v == 0; }},
@@ -69,11 +70,55 @@ bool SetText(DriveState& state, const std::string& name, const std::string& valu
   return true;
 }
 
-// word.N of IDENTIFY DEVICE, feature.ID of an NVMe controller, attribute.ID of SMART.
+// A field of the health log (NVMe 1.0, 5.10.1.2). Of the 16 bytes of a count the lower 8 are set.
+struct HealthRow {
+  std::string_view name;
+  std::uint16_t offset, width;
+};
+constexpr HealthRow kHealth[] = {
+    {"critical-warning", 0, 1},    {"temperature", 1, 2},     {"spare", 3, 1},
+    {"spare-threshold", 4, 1},     {"percentage-used", 5, 1}, {"data-units-read", 32, 8},
+    {"data-units-written", 48, 8}, {"host-reads", 64, 8},     {"host-writes", 80, 8},
+    {"busy-minutes", 96, 8},       {"power-cycles", 112, 8},  {"power-on-hours", 128, 8},
+    {"unsafe-shutdowns", 144, 8},  {"media-errors", 160, 8},  {"error-entries", 176, 8},
+};
+
+void SetHealth(NvmeState& nvme, const std::string& name, const std::string& value) {
+  for (const auto& row : kHealth) {
+    if (row.name != name) continue;
+    const auto most = row.width == 8 ? ~std::uint64_t{0} : (std::uint64_t{1} << 8 * row.width) - 1;
+    auto number = ToNumber(value, most, name);
+    for (unsigned i = 0; i < row.width; ++i, number >>= 8) {
+      nvme.health[row.offset + i] = static_cast<std::uint8_t>(number);
+    }
+    return;
+  }
+  std::string names;
+  for (const auto& row : kHealth) names += ", health." + std::string(row.name);
+  throw UsageError("there is no field \"health." + name + "\"; there are " + names.substr(2));
+}
+
+// word.N of IDENTIFY DEVICE; controller.N, a byte of an NVMe controller's identify data,
+// feature.ID, health.NAME and slot.N of it; attribute.ID of SMART.
 bool SetIndexed(DriveState& state, const std::string& name, const std::string& value) {
   if (name.starts_with("word.")) {
     const auto word = ToNumber(name.substr(5), 255, "a word");
     state.ata.identify[word] = static_cast<std::uint16_t>(ToNumber(value, 0xFFFF, name));
+    return true;
+  }
+  if (name.starts_with("controller.")) {
+    const auto byte = ToNumber(name.substr(11), 4095, "a byte");
+    state.nvme.controller[byte] = static_cast<std::uint8_t>(ToNumber(value, 0xFF, name));
+    return true;
+  }
+  if (name.starts_with("health.")) {
+    SetHealth(state.nvme, name.substr(7), value);
+    return true;
+  }
+  if (name.starts_with("slot.")) {
+    const auto slot = ToNumber(name.substr(5), kFirmwareSlots, "a slot");
+    if (slot == 0) throw UsageError("slots count from 1");
+    Simulator::SetText(state.nvme.slots[slot - 1], value.substr(0, 8));
     return true;
   }
   if (name.starts_with("feature.")) {
@@ -99,7 +144,9 @@ void SetField(DriveState& state, const std::string& name, const std::string& val
   for (const auto& row : kFields) {
     if (row.name == name) return row.set(state, ToNumber(value, row.most, name));
   }
-  std::string names = "next-firmware, error-text, word.N, feature.ID, attribute.ID";
+  std::string names =
+      "next-firmware, error-text, word.N, controller.N, feature.ID, health.NAME, slot.N, "
+      "attribute.ID";
   for (const auto& row : kFields) names += ", " + std::string(row.name);
   throw UsageError("there is no field \"" + name + "\"; there are " + names);
 }

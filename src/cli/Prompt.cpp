@@ -33,7 +33,7 @@ std::size_t CountRequired(const OptionDeclaration& option) {
   if (option.kind != OptionKind::Texts) return 0;
   return static_cast<std::size_t>(
       std::ranges::count_if(option.arguments, [](const ArgumentDeclaration& row) {
-        return !row.argument.empty() && row.name.starts_with('(');
+        return !row.argument.empty() && row.name.starts_with('(') && !row.mayLack;
       }));
 }
 
@@ -112,6 +112,12 @@ void Prompt::Tell(StatusCode outcome) {
 
 bool Prompt::Save(const ResultTable& table, const std::string& path) {
   const bool isSaved = cli_.SaveTable(table, path);
+  isUnsaved_ = isUnsaved_ || !isSaved;
+  return isSaved;
+}
+
+bool Prompt::SaveBinary(ByteView bytes, const std::string& path) {
+  const bool isSaved = cli_.SaveBinary(bytes, path);
   isUnsaved_ = isUnsaved_ || !isSaved;
   return isSaved;
 }

@@ -115,6 +115,18 @@ bool QRKCLI::SaveTable(const ResultTable& table, const std::string& path) {
   return isSaved;
 }
 
+bool QRKCLI::SaveBinary(ByteView bytes, const std::string& path) {
+  Flush();
+  if (Morvu::SaveBinary(path, bytes, false)) {
+    PrintLine("Successfully saved binary data to: " + path);
+    return true;
+  }
+  const int error = errno;
+  PrintLine("Error: Failed to save binary file. Did you provide a valid filename?");
+  PrintLine("Reason: " + DescribeFileError(error));
+  return false;
+}
+
 void QRKCLI::PrintSaved(const std::string& path, int error) {
   if (error == 0) return PrintLine("Successfully saved data to: " + path);
   PrintLine("Failed to save data to: " + path);
@@ -144,6 +156,7 @@ void QRKCLI::Scan() {
   if (wanted == OptionScan::None) return;
   auto options = toolConfig_.scanOptions;
   options.findLogical = options.findLogical && wanted == OptionScan::Partitions;
+  options.scanLsi = options.scanLsi || HasOption("-lsi");
   const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
     return handlers_.at(feature).feature->destroys;
   });
@@ -193,7 +206,7 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
   if (devices_.empty()) return Finish(Status::NoDrivesFound);
-  if (drivePicked_) PrintDriveInformation();
+  if (drivePicked_) (void)PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);
   if (handler == handlers_.end() || handler->second.option->run == nullptr) {
     return Finish(Status::InvalidArguments);
@@ -203,7 +216,7 @@ StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
 
 StatusCode QRKCLI::RunWithoutFeature(int argc) {
   if (drivePicked_) {
-    PrintDriveInformation();
+    for (const auto& warning : PrintDriveInformation()) Warn(warning);
     return Finish(Status::Completed);
   }
   const bool asksNothing = argc < 2 || (onlyModifiers_ && parseResult_ == Status::Completed);
@@ -218,10 +231,13 @@ StatusCode QRKCLI::RunDefaultOption() {
   return Finish(Handle(*parameter));
 }
 
-void QRKCLI::PrintDriveInformation() {
+std::vector<std::string> QRKCLI::PrintDriveInformation() {
+  std::vector<std::string> warnings;
   PrintLine();
-  Print(DescribeDrives(devices_, toolConfig_.driveInformationTitle, DriveDetail::Information));
+  Print(DescribeDrives(devices_, toolConfig_.driveInformationTitle, DriveDetail::Information,
+                       warnings));
   Print("\n\n");
+  return warnings;
 }
 
 }  // namespace Morvu

@@ -11,6 +11,7 @@
 
 #include "cli/CLIParser.h"
 #include "devices/model/ScanOptions.h"
+#include "frame/Bytes.h"
 
 namespace Morvu {
 
@@ -58,6 +59,8 @@ class QRKCLI : public CLIParser {
 
   // Saves the table as CSV, and prints whether it could be saved, and why not.
   bool SaveTable(const ResultTable& table, const std::string& path);
+  // The same of bytes as they are.
+  bool SaveBinary(ByteView bytes, const std::string& path);
 
   // A drive was selected on the command line.
   bool IsDrivePicked() const { return drivePicked_; }
@@ -109,7 +112,8 @@ class QRKCLI : public CLIParser {
   StatusCode RunFeature(const CLIParameter& parameter);
   StatusCode RunWithoutFeature(int argc);
   StatusCode RunDefaultOption();
-  void PrintDriveInformation();
+  // What there is to warn of; a feature that runs has an end of its own.
+  std::vector<std::string> PrintDriveInformation();
 
   const ToolConfig& toolConfig_;
   std::unique_ptr<DeviceManagement::AdapterManager> adapterManager_;

@@ -42,8 +42,9 @@ std::string PrefixedHex(ByteView page, const PagePlace& place) {
 
 std::string PrefixedHex128(ByteView page, const PagePlace& place) {
   const auto bytes = place.BytesOf(page);
-  return std::string(kPrefix) + ToHexNumber(ReadLittle64(bytes, 8)) +
-         ToHexNumber(ReadLittle64(bytes, 0));
+  const auto upper = ReadLittle64(bytes, 8);
+  return std::string(kPrefix) + ToHexNumber(upper) +
+         ToHexNumber(ReadLittle64(bytes, 0), upper == 0 ? 0 : 16);
 }
 
 std::string Words(ByteView page, const PagePlace& place) {
@@ -70,15 +71,23 @@ std::string Title(ByteView, const PagePlace&) { return {}; }
 
 }  // namespace Form
 
-namespace {
-
 std::string ShowPosition(const PagePlace& place, PagePosition position) {
-  if (place.bits != 0 || place.width == 0) return {};
+  if (position == PagePosition::None || place.bits != 0 || place.width == 0) return {};
   const auto unit = position == PagePosition::Word ? 2u : 1u;
   const auto first = place.offset / unit;
   const auto last = (place.offset + place.width - 1u) / unit;
   auto text = std::to_string(first);
   return last == first ? text : text + "-" + std::to_string(last);
+}
+
+namespace {
+
+std::string ShowLabel(const PageField& field, PagePosition position) {
+  const auto& place = field.place;
+  if (position != PagePosition::Word || place.bits == 0) return std::string(field.label);
+  const auto high = std::to_string(place.low + place.bits - 1);
+  const auto bits = place.bits == 1 ? high : high + ":" + std::to_string(place.low);
+  return "    Bit " + bits + " - " + std::string(field.label);
 }
 
 }  // namespace
@@ -92,7 +101,7 @@ void AppendPage(ByteView page, std::span<const PageField> fields, ResultTable& t
   for (const auto& field : fields) {
     std::vector<std::string> cells;
     if (position != PagePosition::None) cells.push_back(ShowPosition(field.place, position));
-    cells.emplace_back(field.label);
+    cells.push_back(ShowLabel(field, position));
     cells.push_back(ShowField(page, field));
     table.AppendRow(cells);
   }

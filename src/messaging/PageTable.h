@@ -71,7 +71,8 @@ std::string Hex(ByteView page, const PagePlace& place);
 // The same behind "0x".
 std::string PrefixedDigits(ByteView page, const PagePlace& place);
 std::string PrefixedHex(ByteView page, const PagePlace& place);
-// Two halves of 64 bits, the upper one first, each as Hex shows it, behind "0x".
+// A number of 128 bits behind "0x", in two halves of 64: an upper half of 0 is one digit, and
+// the lower one stands behind it as Hex shows it; behind any other it has all 16 digits.
 std::string PrefixedHex128(ByteView page, const PagePlace& place);
 // The digits of each 16-bit word, in their order.
 std::string Words(ByteView page, const PagePlace& place);
@@ -83,18 +84,21 @@ std::string AtaText(ByteView page, const PagePlace& place);
 std::string Title(ByteView page, const PagePlace& place);
 }  // namespace Form
 
-// The field as text. Empty where the page ends before it does: not known is not 0.
-std::string ShowField(ByteView page, const PageField& field);
-
 // The first column of a table of identify data: where the field stands.
 enum class PagePosition {
   None,
   Byte,  // "4-23"
   Word,  // the same in 16-bit words
 };
+// Empty for a field of bits, which belongs to the row above it.
+std::string ShowPosition(const PagePlace& place, PagePosition position);
+
+// The field as text. Empty where the page ends before it does: not known is not 0.
+std::string ShowField(ByteView page, const PageField& field);
 
 // A row for each field: its label and its value, behind its position where that is
-// asked for. A field of bits has an empty position: it belongs to the row above it.
+// asked for. In a table of words the label of a field of bits tells which they are:
+// "    Bit 7:6 - Obsolete".
 void AppendPage(ByteView page, std::span<const PageField> fields, ResultTable& table,
                 PagePosition position = PagePosition::None);
 

@@ -12,8 +12,10 @@ namespace {
 
 constexpr std::int64_t kNoWidth = -1;
 
+// In characters: the bytes that go on with one of UTF-8 are none of their own.
 std::int64_t VisibleLength(std::string_view text) {
-  return static_cast<std::int64_t>(StripMarkup(text).size());
+  return std::ranges::count_if(
+      StripMarkup(text), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
 }
 
 std::vector<std::string> SplitAt(std::string_view text, std::string_view separator) {

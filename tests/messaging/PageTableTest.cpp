@@ -77,12 +77,17 @@ TEST(PageTable, ShowsEachForm) {
       {{{0, 0}, "", Form::Title}, ""},
   };
   for (const auto& each : kCases) EXPECT_EQ(ShowField(page, each.field), each.text);
+  // 2^64 + 5 is not 15h.
+  Page wide{5};
+  wide[8] = 1;
+  EXPECT_EQ(ShowField(wide, {{0, 16}, "", Form::PrefixedHex128}), "0x10000000000000005");
 }
 
 TEST(PageTable, TellsWhereAFieldStands) {
   constexpr PageField kFields[] = {
       {{4, 2}, "Word", Form::Digits},
-      {{4, 2, 3, 2}, "    Bit 4:3", Form::Digits},
+      {{4, 2, 3, 2}, "Speed", Form::Digits},
+      {{4, 2, 0, 1}, "Fan", Form::Digits},
       {{6, 6}, "Range", Form::Words},
   };
   ResultTable words, bytes;
@@ -90,11 +95,13 @@ TEST(PageTable, TellsWhereAFieldStands) {
   AppendPage(kFanPage, kFields, bytes, PagePosition::Byte);
   EXPECT_EQ(words.ToSeparated("~"),
             "2~Word~BCFF\n"
-            "~    Bit 4:3~3\n"
+            "~    Bit 4:3 - Speed~3\n"
+            "~    Bit 0 - Fan~1\n"
             "3-5~Range~FFFA4146204E");
   EXPECT_EQ(bytes.ToSeparated("~"),
             "4-5~Word~BCFF\n"
-            "~    Bit 4:3~3\n"
+            "~Speed~3\n"
+            "~Fan~1\n"
             "6-11~Range~FFFA4146204E");
 }
 

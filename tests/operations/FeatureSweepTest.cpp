@@ -24,7 +24,27 @@ using Testing::SweptRun;
 
 // ---- Scenes ----
 
-constexpr std::string_view kImage = "IMAGE";  // stands for the path of a firmware image
+constexpr std::string_view kImage = "IMAGE";    // stands for the path of a firmware image
+constexpr std::string_view kOutput = "OUTPUT";  // and for that of a file to be written
+
+// Its revision has logs of its own for the Event Log and the NLog.
+Simulator::DriveSpec LogSpec() {
+  auto spec = SataSpec();
+  spec.firmware = "D2010370";
+  return spec;
+}
+
+// Behind a RAID controller: by ATA PASS-THROUGH, and where that brings no registers by frames.
+Simulator::DriveSpec LsiSpec() {
+  auto spec = SataSpec();
+  spec.controller = 0;
+  return spec;
+}
+Simulator::DriveSpec LsiFrameSpec() {
+  auto spec = LsiSpec();
+  spec.senseFormat = Simulator::SenseFormat::None;
+  return spec;
+}
 
 // How a method or an option is run well.
 struct FeatureScene {
@@ -45,6 +65,11 @@ const FeatureScene kScenes[] = {
     {.name = "Delete", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
     {.name = "Format", .spec = &NvmeSpec, .erases = true},
     {.name = "SecureErase", .erases = true, .canCancel = true},
+    {.name = "SecureErase",
+     .label = "LsiFrames",
+     .spec = &LsiFrameSpec,
+     .erases = true,
+     .canCancel = true},
     {.name = "Sanitize",
      .parameters = {{"SanitizeType", "block"}},
      .erases = true,
@@ -52,12 +77,33 @@ const FeatureScene kScenes[] = {
     {.name = "-format", .label = "Sata", .erases = true, .canCancel = true},
     {.name = "-format", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
     {.name = "-secure_erase", .erases = true, .canCancel = true},
+    {.name = "-secure_erase",
+     .label = "Lsi",
+     .spec = &LsiSpec,
+     .words = {"-lsi"},
+     .erases = true,
+     .canCancel = true},
     {.name = "-sanitize", .words = {"block"}, .erases = true, .canCancel = true},
+    {.name = "-max_address",
+     .label = "Sata",
+     .words = {"percent", "50"},
+     .erases = true,
+     .canCancel = true},
+    {.name = "-max_address",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .words = {"percent", "50"},
+     .erases = true},
 
     {.name = "DriveSelfTest", .parameters = {{"SelfTest", "short"}}, .canCancel = true},
     {.name = "-self_test", .label = "Watched", .words = {"short", "captiveOffline"}},
     {.name = "-self_test", .label = "Started", .words = {"short"}},
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .canCancel = true},
+    {.name = "FirmwareUpdate",
+     .label = "LsiFrames",
+     .spec = &LsiFrameSpec,
+     .parameters = {{"file", std::string(kImage)}},
+     .canCancel = true},
     {.name = "-firmware_update", .words = {std::string(kImage), "-force"}, .canCancel = true},
     {.name = "ReadScan", .label = "Sata", .parameters = {{"full", "True"}}, .canCancel = true},
     {.name = "ReadScan",
@@ -82,6 +128,13 @@ const FeatureScene kScenes[] = {
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "GetFeatureNVMe", .spec = &NvmeSpec, .canCancel = true},
     {.name = "HostController", .isSilent = true},
+    {.name = "IdentifyParser", .label = "Sata"},
+    {.name = "IdentifyParser", .label = "Nvme", .spec = &NvmeSpec, .canCancel = true},
+    {.name = "NVMeLogParser", .spec = &NvmeSpec, .parameters = {{"LogID", "2"}}},
+    {.name = "-get_log", .spec = &NvmeSpec, .words = {"1"}},
+    {.name = "-identify", .label = "Sata"},
+    {.name = "-identify", .label = "Nvme", .spec = &NvmeSpec},
+    {.name = "-identify", .label = "Controller", .spec = &NvmeSpec, .words = {"-controller"}},
     {.name = "-smart", .label = "Sata"},
     {.name = "-smart", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "-set_phy_config", .words = {"1"}},
@@ -97,6 +150,20 @@ const FeatureScene kScenes[] = {
     {.name = "-error_recovery_control", .label = "Set", .words = {"read_timer", "70"}},
     {.name = "-set_temp_threshold", .spec = &NvmeSpec, .words = {"65"}},
     {.name = "-get_feature", .spec = &NvmeSpec, .words = {"1"}},
+    {.name = "ReadLog", .canCancel = true},
+    {.name = "ReadEventLog",
+     .spec = &NvmeSpec,
+     .parameters = {{"file", std::string(kOutput)}},
+     .canCancel = true},
+    {.name = "ReadNlog",
+     .label = "Sata",
+     .spec = &LogSpec,
+     .parameters = {{"file", std::string(kOutput)}},
+     .canCancel = true},
+    {.name = "ReadNlog", .label = "Nvme", .spec = &NvmeSpec, .canCancel = true},
+    {.name = "-read_gpl", .words = {std::string(kOutput), "17"}},
+    {.name = "-read_eventlog", .spec = &NvmeSpec, .words = {std::string(kOutput)}},
+    {.name = "-read_nlog", .spec = &LogSpec, .words = {std::string(kOutput)}},
 };
 
 // The scenes of a method or an option; of one that has none a plain call, which a family
@@ -163,12 +230,16 @@ class FeatureRunScene : public EraseScene {
     return outcome.code;
   }
 
+  bool HasFile() const { return std::filesystem::exists(OutputPath()); }
+
   std::string output;
 
  private:
   std::string ImagePath() const { return fleet.Folder() + "/image.bin"; }
+  std::string OutputPath() const { return fleet.Folder() + "/output"; }
   void FillIn(std::string& text) const {
     if (text == kImage) text = ImagePath();
+    if (text == kOutput) text = OutputPath();
   }
 
   const FeatureScene& scene_;
@@ -207,6 +278,9 @@ void CheckEnd(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun&
   if (run.code == Status::Completed && scene.erases) {
     EXPECT_TRUE(tookData);
     EXPECT_TRUE(drive.IsErased());
+  }
+  if (run.code != Status::Completed) {
+    EXPECT_FALSE(drive.HasFile()) << run.code;
   }
   if (IsOption(scene)) {
     const auto told = CLIParser::WrapText(GetStatusText(run.code));

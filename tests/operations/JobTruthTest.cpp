@@ -185,6 +185,7 @@ const JobScene kScenes[] = {
     {.name = "DriveSelfTest", .parameters = {{"SelfTest", "short"}}},
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .leastMessages = 5},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
+    {.name = "NVMeLogParser", .spec = &NvmeSpec, .parameters = {{"LogID", "2"}}},
 };
 
 std::vector<JobScene> ListJobScenes() {

@@ -81,7 +81,7 @@ class CommandPath {
   void StopWorkers();
   bool WorkersIdle() const;
 
-  bool IsOpen() const { return handle_ >= 0; }
+  virtual bool IsOpen() const { return handle_ >= 0; }
   int GetHandle() const { return handle_; }  // -1 while closed
 
   const std::string& GetDevicePath() const { return devicePath_; }
@@ -117,6 +117,8 @@ class CommandPath {
   std::uint32_t GetTimeoutMs(const Command& command) const;
   // Copies protocol, description and device fault to a fresh clone.
   void CopyTo(CommandPath& clone) const;
+  // Makes the images, and the device fault, of an ATA command and what is known of its answer.
+  void KeepAtaImages(ByteView record, const AtaAnswer& answer);
 
   std::string devicePath_;
   int handle_ = -1;

@@ -118,6 +118,7 @@ inline constexpr NvmeField Download[]          = {{&A::dwords, 10, 0, 32, NvmeBa
 inline constexpr NvmeField Format[]            = {{&A::lbaFormat, 10, 0, 4}, {&A::metadata, 10, 4, 1}, {&A::protection, 10, 5, 3}, {&A::protectionLocation, 10, 8, 1}, {&A::secureErase, 10, 9, 3}};
 inline constexpr NvmeField Security[]          = {{&A::protocolSpecific, 10, 8, 16}, {&A::protocol, 10, 24, 8}, {&A::length, 11, 0, 32}};
 inline constexpr NvmeField Test[]              = {{&A::dwords, 10, 0, 32}, {&A::value11, 11, 0, 32}, {&A::value12, 12, 0, 32}, {&A::value13, 13, 0, 8}};
+inline constexpr NvmeField VendorLog[]         = {{&A::dwords, 10, 0, 32}, {&A::logId, 12, 0, 2}, {&A::offset, 13, 0, 32}};
 inline constexpr NvmeField Uncorrectable[]     = {{&A::blocks, 12, 0, 16, NvmeBase::One}};
 inline constexpr NvmeField Compare[]           = {{&A::blocks, 12, 0, 16, NvmeBase::One}, {&A::prinfo, 12, 26, 4}, {&A::fua, 12, 30, 1}, {&A::limitedRetry, 12, 31, 1}, {&A::referenceTag, 14, 0, 32}, {&A::applicationTag, 15, 0, 16}, {&A::applicationMask, 15, 16, 16}};
 inline constexpr NvmeField Zeroes[]            = {{&A::blocks, 12, 0, 16, NvmeBase::One}, {&A::prinfo, 12, 26, 4}, {&A::fua, 12, 30, 1}, {&A::limitedRetry, 12, 31, 1}, {&A::referenceTag, 14, 0, 32}, {&A::applicationMask, 15, 0, 16}, {&A::applicationTag, 15, 16, 16}};
@@ -146,6 +147,7 @@ inline constexpr NvmeCommand NamespaceAttachment     = {"nvmeNamespaceAttachment
 inline constexpr NvmeCommand FormatNVM               = {"nvmeFormatNVM",               0x80, 0, NvmeLength::None,    Fields::Format,            kWholeDrive};
 inline constexpr NvmeCommand SecuritySend            = {"nvmeSecuritySend",            0x81, 2, NvmeLength::Bytes,   Fields::Security};
 inline constexpr NvmeCommand SecurityReceive         = {"nvmeSecurityReceive",         0x82, 4, NvmeLength::Bytes,   Fields::Security};
+inline constexpr NvmeCommand ReadVendorLog           = {"nvmeVendorSpecific",          0xD2, 4, NvmeLength::Dwords,  Fields::VendorLog};
 inline constexpr NvmeCommand TestCmdWrite            = {"nvmeTestCmdWrite",            0xE1, 2, NvmeLength::Dwords,  Fields::Test};
 inline constexpr NvmeCommand TestCmdRead             = {"nvmeTestCmdRead",             0xE2, 4, NvmeLength::Dwords,  Fields::Test};
 

@@ -9,6 +9,8 @@
 #include "devices/model/Device.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemFacts.h"
+#include "devices/system/SystemNodes.h"
+#include "frame/FileHandle.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "frame/status/Drives.h"
@@ -121,6 +123,26 @@ bool WaitForLock(const BlockNode& node, DriveHold::Kind kind) {
   }
 }
 
+// The file by which processes keep off each other where a drive has no node.
+std::string MakeLockFile(const std::string& name) {
+  auto path = "/run/morvu-" + name + ".lock";
+  (void)OpenFile(path, O_RDONLY | O_CREAT | O_NOFOLLOW, 0600);
+  return path;
+}
+
+// What is locked for a drive: all that a command to it can reach, and of a member the disks of
+// its volumes.
+Keys FindLocked(const Device& device, const SystemFacts& facts) {
+  const auto& path = device.GetPath().GetDevicePath();
+  auto nodes = facts.FindWholeDisks(path).value_or(Names());
+  if (!IsNodePath(path)) nodes.push_back(MakeLockFile(path));
+  for (const auto& volume : device.GetVolumeNodes()) {
+    const auto disks = facts.FindWholeDisks(volume).value_or(Names());
+    nodes.insert(nodes.end(), disks.begin(), disks.end());
+  }
+  return nodes;
+}
+
 }  // namespace
 
 DriveHold::DriveHold(const Device& device, Kind kind, std::string_view holder)
@@ -129,7 +151,7 @@ DriveHold::DriveHold(const Device& device, Kind kind, std::string_view holder)
 DriveHold::DriveHold(const Device& device, const SystemFacts& facts, Kind kind,
                      std::string_view holder) {
   const auto& path = device.GetPath().GetDevicePath();
-  const auto disks = facts.FindWholeDisks(path).value_or(Names());
+  const auto disks = FindLocked(device, facts);
   Take(MakeKeys(path, device.GetString(Properties::SerialNumber), disks), disks, kind, holder);
 }
 

@@ -22,6 +22,7 @@ inline constexpr StatusCode CommunicationError = 137;
 inline constexpr StatusCode CommandPending = 140;
 inline constexpr StatusCode NvmeCommandFailed = 190;
 inline constexpr StatusCode WriteLogExtFailed = 195;
+inline constexpr StatusCode NotRead = 200;
 inline constexpr StatusCode CommandNotSupported = 246;
 inline constexpr StatusCode OperationReserved = 251;
 inline constexpr StatusCode VendorWriteFailed = 260;

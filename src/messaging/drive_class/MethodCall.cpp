@@ -3,6 +3,7 @@
 #include <algorithm>
 
 #include "devices/model/Drive.h"
+#include "frame/Files.h"
 #include "frame/Text.h"
 #include "frame/status/Requests.h"
 #include "messaging/ResultTable.h"
@@ -59,6 +60,10 @@ void MessageFace::Report(std::string_view name, std::uint64_t value) {
 
 bool MessageFace::Save(const ResultTable& table, const std::string& path) {
   return table.SaveSeparated(path);
+}
+
+bool MessageFace::SaveBinary(ByteView bytes, const std::string& path) {
+  return Morvu::SaveBinary(path, bytes, false);
 }
 
 StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& request,

@@ -26,6 +26,7 @@ class MessageFace : public Face {
   void Report(std::string_view name, std::uint64_t value) override;
   void Tell(StatusCode) override {}
   bool Save(const ResultTable& table, const std::string& path) override;
+  bool SaveBinary(ByteView bytes, const std::string& path) override;
   Answer Ask(std::string_view, std::string_view) override { return Answer::Unasked; }
   bool IsForced() const override { return forced_; }
   void Begin(std::string_view) override {}

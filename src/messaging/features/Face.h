@@ -6,6 +6,7 @@
 #include <string>
 #include <string_view>
 
+#include "frame/Bytes.h"
 #include "frame/StatusCode.h"
 #include "messaging/ProgressReporter.h"
 
@@ -36,6 +37,8 @@ class Face {
   virtual void Tell(StatusCode outcome) = 0;
   // Saves the table as CSV, and tells a person whether it could be saved.
   [[nodiscard]] virtual bool Save(const ResultTable& table, const std::string& path) = 0;
+  // The same of bytes as they are.
+  [[nodiscard]] virtual bool SaveBinary(ByteView bytes, const std::string& path) = 0;
 
   virtual Answer Ask(std::string_view warning, std::string_view question) = 0;
   // Every question was answered with yes beforehand.

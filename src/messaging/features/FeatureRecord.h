@@ -49,6 +49,7 @@ struct ArgumentDeclaration {
   std::string_view text;
   std::string_view argument{};                // in the first row: its name in a call
   std::span<const std::string_view> words{};  // all that it takes; empty for any
+  bool mayLack = false;                       // it depends on the words before it
 };
 
 // An option as its family declares it. Examples stand without the tool's name.

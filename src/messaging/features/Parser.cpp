@@ -10,10 +10,13 @@ void Parser::Initialize() {
   SetState(FeatureState::Running);
 }
 
-std::unique_ptr<XmlMessaging::List> Parser::ToXml(bool asProperties) const {
+std::string Parser::GetSerialNumber() const {
   using DeviceManagement::Properties::SerialNumber;
-  return table_.ToXml(asProperties,
-                      device_ == nullptr ? std::string() : device_->GetString(SerialNumber));
+  return device_ == nullptr ? std::string() : device_->GetString(SerialNumber);
+}
+
+std::unique_ptr<XmlMessaging::List> Parser::ToXml(bool asProperties) const {
+  return table_.ToXml(asProperties, GetSerialNumber());
 }
 
 }  // namespace Morvu

@@ -22,6 +22,8 @@ class Parser : public Feature {
 
   ResultTable& GetTable() { return table_; }
   const ResultTable& GetTable() const { return table_; }
+  // Of the device; empty without one.
+  std::string GetSerialNumber() const;
   // The table as a List whose keys hold the device's serial number.
   std::unique_ptr<XmlMessaging::List> ToXml(bool asProperties) const;
 
