@@ -82,7 +82,6 @@ struct AtaRow {
 // The drive's own work on one command, after SAT has decoded it.
 AtaOutput ExecuteAta(Drive& drive, Transaction& transaction, const AtaRegisters& registers);
 
-std::uint32_t AtaSectorSize(const DriveState& state);
 bool AtaIsSanitizing(Drive& drive);
 
 // Handlers, by the file that they stand in.

@@ -113,6 +113,8 @@ constexpr AtaRow kRows[] = {
     {0x5F, -1, kDmaOut, kLocked, Trusted},
     {0x70, -1, kNone, kLocked, Nothing},  // SEEK
     {0x77, -1, kNone, kLocked, Nothing},  // SET DATE & TIME EXT
+    {0x82, 0x01, kDmaIn, kMedia, AtaRead},  // the vendor's reads, in 48 and in 28 bits
+    {0x83, 0x01, kDmaIn, kMedia, AtaRead},
     {0x90, -1, kNone, kLocked, Diagnostic},
     {0x91, -1, kNone, kLocked, Nothing},  // INITIALIZE DEVICE PARAMETERS
     {0x92, -1, kPioOut, 0, AtaDownloadMicrocode},

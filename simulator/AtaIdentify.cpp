@@ -110,10 +110,12 @@ void BuildIdentify(Drive& drive, std::uint8_t (&block)[512]) {
   PutSanitize(block, ata.sanitize);
   SetBit(block, 79, 3, ata.dipm);
   SetBit(block, 82, 1, ata.security.supported);
+  SetBit(block, 83, 10, ata.supports48Bit);
   SetBit(block, 85, 0, ata.smartEnabled);
   SetBit(block, 85, 1, ata.security.enabled);
   SetBit(block, 85, 5, ata.writeCache);
   SetBit(block, 85, 6, ata.lookAhead);
+  SetBit(block, 86, 10, ata.supports48Bit);
   SetBit(block, 84, 1, ata.selfTest.supported);
   SetBit(block, 87, 1, ata.selfTest.supported);
   if (ata.multiple != 0)
@@ -215,6 +217,7 @@ void PowerCycleAta(Drive& drive) {
     ata.selfTest.status = 0x20;  // interrupted by a reset
   }
   ata.maxLba = ata.maxLbaAtPowerOn;
+  ata.maximumIsSet = 0;
   ata.powerMode = PowerMode::Active;
   ata.sleeping = 0;
   ata.previousCommand = 0;

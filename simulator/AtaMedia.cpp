@@ -28,6 +28,20 @@ bool FitsBuffer(AtaCommand& command, std::uint64_t bytes) {
   return false;
 }
 
+// The registers hold the address of the first bad sector (ACS-3, 9.3).
+bool FailsAtBadSector(AtaCommand& command, const Range& range) {
+  const std::uint64_t size = AtaSectorSize(command.State());
+  const auto bad = command.TheDrive().FindBad(0, range.lba * size, range.blocks * size);
+  if (!bad) return false;
+  command.Abort(kAtaUncorrectable);
+  const auto lba = *bad / size;
+  command.Out().lba = command.In().extended ? lba : lba & 0xFFFFFF;
+  if (!command.In().extended) {
+    command.Out().device = static_cast<std::uint8_t>((command.In().device & 0xF0) | lba >> 24);
+  }
+  return true;
+}
+
 void Count(AtaCommand& command, std::uint8_t id, std::uint32_t blocks) {
   for (auto& attribute : command.Ata().attributes) {
     if (attribute.id == id) attribute.raw += blocks;
@@ -41,6 +55,7 @@ void AtaRead(AtaCommand& command) {
   const std::uint64_t size = AtaSectorSize(command.State());
   if (!InMedium(command, range) || !FitsBuffer(command, range.blocks * size)) return;
   const auto room = command.Room();
+  if (FailsAtBadSector(command, range)) return;
   if (!command.TheDrive().ReadMedium(0, range.lba * size, room.data(), room.size())) {
     return command.Abort(kAtaUncorrectable);
   }
@@ -61,10 +76,7 @@ void AtaWrite(AtaCommand& command) {
 
 void AtaVerify(AtaCommand& command) {
   const Range range{command.Address(), command.Blocks()};
-  const std::uint64_t size = AtaSectorSize(command.State());
-  if (!InMedium(command, range)) return;
-  if (!command.TheDrive().IsReadable(0, range.lba * size, range.blocks * size))
-    command.Abort(kAtaUncorrectable);
+  if (InMedium(command, range)) FailsAtBadSector(command, range);
 }
 
 // TRIM: entries of an LBA in 48 bits and a length in 16.
@@ -81,30 +93,36 @@ void AtaDataSetManagement(AtaCommand& command) {
   }
 }
 
-void AtaReadNativeMaxExt(AtaCommand& command) {
-  if (!command.Ata().supports48Bit) return command.Abort();
-  command.Out().lba = command.Ata().nativeMaxLba;
-}
-
-void AtaReadNativeMax(AtaCommand& command) {
-  const auto last = std::min<std::uint64_t>(command.Ata().nativeMaxLba, 0xFFFFFFF);
-  command.Out().lba = last & 0xFFFFFF;
-  command.Out().device = static_cast<std::uint8_t>((command.In().device & 0xF0) | last >> 24);
-}
-
 namespace {
 
-// Only directly behind its READ NATIVE MAX; count bit 0 keeps the value over
-// a power cycle (ACS-2, SET MAX ADDRESS).
+// Word 82: the Host Protected Area feature set.
+bool HasSetMax(const AtaState& ata) { return (ata.identify[82] >> 10 & 1) != 0; }
+
+// Only directly behind its READ NATIVE MAX, and once in a power cycle; count bit 0 keeps the
+// value over power cycles (ATA8-ACS, 7.47 and 7.48).
 void SetMax(AtaCommand& command, std::uint8_t readCommand, std::uint64_t lba) {
   auto& ata = command.Ata();
-  if (ata.previousCommand != readCommand) return command.Abort();
-  if (lba > ata.nativeMaxLba) return command.Abort(kAtaNotFound);
+  if (!HasSetMax(ata) || ata.previousCommand != readCommand) return command.Abort();
+  if (ata.maximumIsSet != 0 || lba > ata.nativeMaxLba) return command.Abort(kAtaNotFound);
+  ata.maximumIsSet = 1;
+  if (ata.forgetsMaximum != 0) return;
   ata.maxLba = lba;
   if ((command.In().count & 1) != 0) ata.maxLbaAtPowerOn = lba;
 }
 
 }  // namespace
+
+void AtaReadNativeMaxExt(AtaCommand& command) {
+  if (!command.Ata().supports48Bit || !HasSetMax(command.Ata())) return command.Abort();
+  command.Out().lba = command.Ata().nativeMaxLba;
+}
+
+void AtaReadNativeMax(AtaCommand& command) {
+  if (!HasSetMax(command.Ata())) return command.Abort();
+  const auto last = std::min<std::uint64_t>(command.Ata().nativeMaxLba, 0xFFFFFFF);
+  command.Out().lba = last & 0xFFFFFF;
+  command.Out().device = static_cast<std::uint8_t>((command.In().device & 0xF0) | last >> 24);
+}
 
 void AtaSetMaxExt(AtaCommand& command) {
   if (!command.Ata().supports48Bit) return command.Abort();

@@ -287,6 +287,9 @@ void AtaSmartAutosave(AtaCommand& command) {
   command.Ata().autosave = value == 0xF1;
 }
 
+// Vendor: the timed workload attributes begin anew.
+constexpr std::uint8_t kResetWorkload = 0x40;
+
 void AtaSmartExecuteOffline(AtaCommand& command) {
   if (!MaySmartRun(command)) return;
   auto& drive = command.TheDrive();
@@ -300,6 +303,10 @@ void AtaSmartExecuteOffline(AtaCommand& command) {
     return;
   }
   if (subcommand == 0x00) return;  // off-line collection, done at once
+  if (subcommand == kResetWorkload) {
+    if (!ResetWorkload(command.Ata().attributes)) command.Abort();
+    return;
+  }
   const auto kind = subcommand & 0x7F;
   if (!test.supported || kind < 1 || kind > 3) return command.Abort();
   test.type = subcommand;

@@ -16,6 +16,9 @@ void PowerCycleAta(Drive& drive);
 void PowerCycleNvme(Drive& drive);
 void PowerCycleScsi(Drive& drive);
 
+// Of the logical sectors that a SATA drive tells.
+std::uint32_t AtaSectorSize(const DriveState& state);
+
 // Execute one command; the drive is locked.
 void ExecuteAtaDrive(Drive& drive,
                      Transaction& transaction);  // SAT: ATA pass-through and plain SCSI

@@ -12,6 +12,7 @@
 #include <filesystem>
 
 #include "Bytes.h"
+#include "Controllers.h"
 #include "Devices.h"
 #include "FleetFiles.h"
 #include "Real.h"
@@ -21,6 +22,7 @@ namespace Simulator {
 namespace {
 
 constexpr std::uint32_t kDefaultTimeoutMs = 60000;
+constexpr std::uint32_t kKernelTimeoutMs = 30000;  // of a disk's own reads
 constexpr std::uint16_t kNvmeInternalError = 0x006;
 constexpr std::uint8_t kScsiBusy = 0x08;
 
@@ -71,6 +73,23 @@ void Transaction::SetSense(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq
   sense[descriptor ? 3 : 13] = ascq;
   if (!descriptor) sense[7] = 10;
   senseLength = descriptor ? 8 : 18;
+}
+
+void Transaction::SetInformation(std::uint64_t lba) {
+  constexpr std::uint8_t kValid = 0x80;
+  if (sense[0] == 0x70) {
+    if (lba > 0xFFFFFFFF) return;
+    sense[0] |= kValid;
+    PutBig(sense + 3, 4, lba);
+    return;
+  }
+  std::uint8_t* descriptor = sense + 8;
+  descriptor[0] = 0x00;
+  descriptor[1] = 0x0A;
+  descriptor[2] = kValid;
+  PutBig(descriptor + 4, 8, lba);
+  sense[7] = 12;
+  senseLength = 20;
 }
 
 // Held while a command is executed. The lock on the state file is the
@@ -151,7 +170,47 @@ void Drive::Execute(Transaction& transaction) {
   if (journal) Append(transaction, digest);
 }
 
+// The kernel asks the drive with commands of its own.
+void Drive::TransferRaw(Transaction& transaction) {
+  const auto offset = GetLittle<std::uint64_t>(transaction.command + 8);
+  const bool isWrite = transaction.direction == Direction::ToDevice;
+  if (!isWrite && !IsReadable(transaction.nsid, offset, transaction.length)) {
+    transaction.errorNumber = ENODATA;
+    return;
+  }
+  const bool done =
+      isWrite ? WriteMedium(transaction.nsid, offset, transaction.data, transaction.length)
+              : ReadMedium(transaction.nsid, offset, transaction.data, transaction.length);
+  if (!done) transaction.errorNumber = EIO;
+  if (done) transaction.transferred = transaction.length;
+}
+
+// What the kernel makes of it when one of its own commands fails.
+void Drive::ExecuteFaultyRaw(Transaction& transaction, const FaultSlot& fault) {
+  constexpr std::uint8_t kUncorrectable = 0x40, kMediumError = 0x03;
+  constexpr std::uint16_t kTypeMask = 0x700, kMediaErrors = 0x200;
+  const auto isMedium = [&] {
+    switch (fault.action) {
+      case FaultAction::AtaError:
+        return (fault.error & kUncorrectable) != 0;
+      case FaultAction::ScsiError:
+        return fault.status == 0x02 && fault.key == kMediumError;
+      case FaultAction::NvmeStatus:
+        return (fault.status & kTypeMask) == kMediaErrors;
+      default:
+        return false;
+    }
+  };
+  if (fault.action == FaultAction::Hang) {
+    fleet_.AdvanceClock(kKernelTimeoutMs);
+    transaction.errorNumber = ETIMEDOUT;
+  } else {
+    transaction.errorNumber = isMedium() ? ENODATA : EIO;
+  }
+}
+
 void Drive::Dispatch(Transaction& transaction) {
+  if (transaction.ioctl == Ioctl::Raw) return TransferRaw(transaction);
   switch (state_->kind) {
     case Kind::Ata:
       if (Now() < state_->ata.sct.linkBackMs) {
@@ -205,6 +264,13 @@ bool Drive::TakeFault(const Transaction& transaction, FaultSlot& taken) {
 }
 
 void Drive::ExecuteFaulty(Transaction& transaction, const FaultSlot& fault) {
+  constexpr FaultAction kOfCommands[] = {FaultAction::Fail,      FaultAction::AtaError,
+                                         FaultAction::ScsiError, FaultAction::NvmeStatus,
+                                         FaultAction::HostError, FaultAction::RawSense,
+                                         FaultAction::Hang};
+  if (transaction.ioctl == Ioctl::Raw && std::ranges::count(kOfCommands, fault.action) > 0) {
+    return ExecuteFaultyRaw(transaction, fault);
+  }
   switch (fault.action) {
     case FaultAction::None:
       Dispatch(transaction);
@@ -313,9 +379,16 @@ void Drive::PowerCycle() {
   switch (state_->kind) {
     case Kind::Ata:
       PowerCycleAta(*this);
+      WriteDiskSize(fleet_.Root(), BlockNameOf(fleet_.Root(), name_),
+                    (state_->ata.maxLba + 1) * AtaSectorSize(*state_));
       break;
     case Kind::Nvme:
       PowerCycleNvme(*this);
+      for (std::uint32_t nsid = 1; nsid <= kMaxNamespaces; ++nsid) {
+        const auto& space = state_->nvme.namespaces[nsid - 1];
+        if (!space.exists) continue;
+        WriteDiskSize(fleet_.Root(), NamespaceNode(fleet_.Root(), name_, nsid), space.bytes);
+      }
       break;
     case Kind::Scsi:
       PowerCycleScsi(*this);
@@ -360,6 +433,8 @@ void Drive::ClearJournal() {
 }
 
 std::string Drive::MediumPath(std::uint32_t nsid) const {
+  BoundDrive bound;
+  if (ParseBoundName(name_, bound)) return fleet_.Root() + "/drives/" + name_ + ".medium";
   const bool space = state_->kind == Kind::Nvme && nsid != 0;
   return fleet_.Root() + "/dev/" + (space ? NamespaceNode(fleet_.Root(), name_, nsid) : name_);
 }
@@ -382,12 +457,16 @@ bool Drive::AddBadRange(std::uint32_t nsid, std::uint64_t offset, std::uint64_t 
   return false;
 }
 
-bool Drive::IsReadable(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size) const {
+std::optional<std::uint64_t> Drive::FindBad(std::uint32_t nsid, std::uint64_t offset,
+                                            std::uint64_t size) const {
+  std::optional<std::uint64_t> first;
   for (const auto& range : state_->badRanges) {
     if (range.size == 0 || range.nsid != nsid) continue;
-    if (offset < range.offset + range.size && range.offset < offset + size) return false;
+    if (offset >= range.offset + range.size || range.offset >= offset + size) continue;
+    const auto bad = std::max<std::uint64_t>(range.offset, offset);
+    first = std::min(bad, first.value_or(bad));
   }
-  return true;
+  return first;
 }
 
 bool Drive::ReadMedium(std::uint32_t nsid, std::uint64_t offset, void* data, std::size_t size) {
@@ -400,7 +479,7 @@ bool Drive::ReadMedium(std::uint32_t nsid, std::uint64_t offset, void* data, std
 
 bool Drive::WriteMedium(std::uint32_t nsid, std::uint64_t offset, const void* data,
                         std::size_t size) {
-  return pwrite64(Medium(nsid), data, size, static_cast<off64_t>(offset)) ==
+  return Libc().pwrite64(Medium(nsid), data, size, static_cast<off64_t>(offset)) ==
          static_cast<ssize_t>(size);
 }
 

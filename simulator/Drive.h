@@ -3,6 +3,7 @@
 #pragma once
 
 #include <mutex>
+#include <optional>
 #include <string>
 #include <vector>
 
@@ -38,7 +39,10 @@ struct Transaction {
   std::uint8_t scsiStatus = 0;
   std::uint8_t sense[32] = {};
   std::uint8_t senseLength = 0;
-  std::uint8_t ataStatus = 0, ataError = 0;
+  std::uint8_t ataStatus = 0, ataError = 0, ataDevice = 0;
+  std::uint16_t ataCount = 0;
+  std::uint64_t ataLba = 0;
+  bool timedOut = false;  // an ATA command whose end nobody saw
   std::uint16_t nvmeStatus = 0;
   std::uint32_t nvmeResult = 0;
 
@@ -46,6 +50,8 @@ struct Transaction {
   void Reply(const void* from, std::size_t size);
   void SetSense(std::uint8_t key, std::uint8_t asc, std::uint8_t ascq, bool descriptor = false);
   void Refuse(std::uint8_t asc, std::uint8_t ascq) { SetSense(0x05, asc, ascq); }
+  // Puts an address in the sense data that are there (SPC-4, 4.5.2.2 and 4.5.3).
+  void SetInformation(std::uint64_t lba);
 };
 
 class Drive {
@@ -75,7 +81,12 @@ class Drive {
   bool WriteMedium(std::uint32_t nsid, std::uint64_t offset, const void* data, std::size_t size);
   // A range that fails to be read from now on; false when there is no room for more.
   bool AddBadRange(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size);
-  bool IsReadable(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size) const;
+  bool IsReadable(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size) const {
+    return !FindBad(nsid, offset, size);
+  }
+  // The first byte of the range that cannot be read.
+  std::optional<std::uint64_t> FindBad(std::uint32_t nsid, std::uint64_t offset,
+                                       std::uint64_t size) const;
   bool DiscardMedium(std::uint32_t nsid, std::uint64_t offset, std::uint64_t size);
   bool EraseMedium(std::uint32_t nsid);
   std::string MediumPath(std::uint32_t nsid) const;
@@ -94,6 +105,8 @@ class Drive {
   int Medium(std::uint32_t nsid);
   bool TakeFault(const Transaction& transaction, FaultSlot& taken);
   void Dispatch(Transaction& transaction);
+  void TransferRaw(Transaction& transaction);
+  void ExecuteFaultyRaw(Transaction& transaction, const FaultSlot& fault);
   void HandBackStaleData(Transaction& transaction);
   void ExecuteFaulty(Transaction& transaction, const FaultSlot& fault);
   void Append(const Transaction& transaction, std::uint64_t digest);

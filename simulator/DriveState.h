@@ -30,7 +30,7 @@ enum class SenseFormat : std::uint8_t {
 enum class PowerMode : std::uint8_t { Standby = 0x00, Idle = 0x80, Active = 0xFF };
 
 inline constexpr std::uint32_t kStateMagic = 0x4D525653;
-inline constexpr std::uint32_t kStateVersion = 9;
+inline constexpr std::uint32_t kStateVersion = 10;
 
 inline constexpr std::size_t kFaultSlots = 32;
 inline constexpr std::size_t kSmartAttributes = 30;
@@ -59,7 +59,7 @@ enum class FaultAction : std::uint8_t {
 
 enum class Garbage : std::uint8_t { Zeros, Ones, Random };
 
-enum class CommandClass : std::uint8_t { Any, Ata, Scsi, NvmeAdmin, NvmeIo };
+enum class CommandClass : std::uint8_t { Any, Ata, Scsi, NvmeAdmin, NvmeIo, Raw };
 
 struct FaultSlot {
   FaultAction action;
@@ -97,6 +97,18 @@ struct SmartAttribute {
   Wide raw;  // 48 bits
 };
 static_assert(sizeof(SmartAttribute) == 16);
+
+// Sets the timed workload attributes, E2h to E4h, to what they are before an hour has passed;
+// false when there are none.
+inline bool ResetWorkload(SmartAttribute (&attributes)[kSmartAttributes]) {
+  bool isFound = false;
+  for (auto& attribute : attributes) {
+    if (attribute.id < 0xE2 || attribute.id > 0xE4) continue;
+    attribute.raw = 0xFFFF;
+    isFound = true;
+  }
+  return isFound;
+}
 
 struct SecurityState {
   std::uint8_t supported, enabled, locked, frozen;
@@ -189,6 +201,9 @@ struct AtaState {
   std::uint8_t streamAddress;
   std::uint8_t buffer[512];
   std::uint32_t streamPage, streamBlock;
+  std::uint8_t maximumIsSet;    // since the power came: no second SET MAX is taken
+  std::uint8_t forgetsMaximum;  // takes a SET MAX well and keeps what was
+  std::uint8_t reserved[6];
 };
 
 struct NvmeNamespace {
@@ -261,7 +276,7 @@ struct DriveState {
   std::uint32_t sectorSize, powerCycles;
   Wide sectors;
   Wide commands;  // executed since the drive was made
-  // Reads and writes of the node itself, without a command: not in the journal.
+  // Reads and writes of the node itself, without a command.
   Wide rawReads, rawWrites, rawBytes;
   BadRange badRanges[kBadRanges];
   FaultSlot faults[kFaultSlots];
@@ -272,9 +287,9 @@ struct DriveState {
 };
 
 // One process of each width must agree on these.
-static_assert(sizeof(AtaState) == 1880);
+static_assert(sizeof(AtaState) == 1888);
 static_assert(sizeof(NvmeState) == 16000);
-static_assert(sizeof(DriveState) == 21152);
+static_assert(sizeof(DriveState) == 21160);
 static_assert(offsetof(DriveState, ata) % 8 == 0 && offsetof(DriveState, nvme) % 8 == 0);
 
 }  // namespace Simulator

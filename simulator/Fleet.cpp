@@ -7,12 +7,14 @@
 #include <time.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
 
 #include "Bytes.h"
+#include "Controllers.h"
 #include "Devices.h"
 #include "FleetFiles.h"
 #include "Real.h"
@@ -210,7 +212,66 @@ std::string Fleet::Add(const DriveSpec& spec, std::string& error) {
   if (const auto reason = Check(spec); !reason.empty()) return Fail(error, reason);
   const auto state = std::make_unique<DriveState>();
   Fill(*state, spec);
+  if (spec.controller >= 0) return AddBound(spec, *state, error);
   return spec.kind == Kind::Nvme ? AddNvme(spec, *state, error) : AddScsi(spec, *state, error);
+}
+
+std::string Fleet::AddBound(const DriveSpec& spec, const DriveState& state, std::string& error) {
+  BoundDrive drive{static_cast<std::uint32_t>(spec.controller), 0, spec.isHidden};
+  if (std::ranges::count(ReadControllers(root_), drive.controller, &Controller::id) == 0)
+    return Fail(error, "the fleet has no controller " + std::to_string(spec.controller));
+  if (spec.kind == Kind::Nvme) return Fail(error, "a controller has SATA and SAS drives");
+  while (fs::exists(root_ + "/drives/" + drive.Name() + ".state")) ++drive.device;
+  const auto name = drive.Name();
+  if (!MakeMedium(root_ + "/drives/" + name + ".medium", spec.sectors * spec.sectorSize))
+    return Fail(error, "cannot write the drive's files into " + root_ + ": " + strerror(errno));
+  if (!KeepState(name, state, error)) return {};
+  Append(root_, drive);
+  return name;
+}
+
+std::uint32_t Fleet::AddController(bool passesThrough) {
+  const auto id = static_cast<std::uint32_t>(ReadControllers(root_).size());
+  Append(root_, Controller{id, passesThrough});
+  return id;
+}
+
+int Fleet::AddVolume(const std::vector<std::string>& drives, bool hasDisk, std::string& error) {
+  Volume volume;
+  std::uint64_t sectors = UINT64_MAX;
+  for (const auto& name : drives) {
+    BoundDrive member;
+    const auto node = Find(name);
+    const bool isBound = node && ParseBoundName(name, member);
+    if (!isBound || (!volume.members.empty() && member.controller != volume.controller)) {
+      error = name + " is no drive behind " +
+              (volume.members.empty() ? "a controller" : "the same controller");
+      return -1;
+    }
+    volume.controller = member.controller;
+    volume.members.push_back(member.device);
+    sectors = std::min<std::uint64_t>(sectors, node.drive->State().sectors);
+  }
+  if (drives.empty()) sectors = 2048;
+  for (const auto& other : ReadVolumes(root_)) {
+    if (other.controller == volume.controller && other.number >= volume.number)
+      volume.number = static_cast<std::uint16_t>(other.number + 1);
+  }
+  if (hasDisk) {
+    const auto number = std::to_string(volume.controller) + std::to_string(volume.number);
+    const auto node = Add({.kind = Kind::Scsi,
+                           .model = "RAID VOLUME",
+                           .serial = number + "00600605B",
+                           .firmware = "4.68",
+                           .vendor = "LSI",
+                           .sectors = sectors},
+                          error);
+    if (node.empty()) return -1;
+    volume.generic =
+        static_cast<std::uint16_t>(std::stoi(node.substr(std::string("/dev/sg").size())));
+  }
+  Append(root_, volume);
+  return volume.number;
 }
 
 // The lowest numbers that no drive has.

@@ -41,6 +41,8 @@ struct DriveSpec {
   std::uint64_t wwn = 0;  // SCSI: the World Wide Name that sysfs shows
   bool inquirySerial = true;     // SCSI: INQUIRY has the serial number too
   bool refusesIdentify = false;  // NVMe: the controller fails IDENTIFY
+  int controller = -1;           // behind this RAID controller, without a node; not NVMe
+  bool isHidden = false;         // the controller keeps it for itself
   bool journal = true;
 };
 
@@ -70,10 +72,18 @@ class Fleet {
   const std::string& Root() const { return root_; }
 
   // Returns the new drive's node, "/dev/sg0" or "/dev/nvme0n1" ("/dev/nvme0"
-  // without namespaces); empty with `error` set when it cannot.
+  // without namespaces), or its name behind a controller, "LSI_0_0"; empty with `error` set
+  // when it cannot.
   std::string Add(const DriveSpec& spec, std::string& error);
-  Node Find(std::string_view node);             // "/dev/sg0", "/dev/sda", "sg0", "/dev/nvme0n1"
+  Node Find(std::string_view node);  // "/dev/sg0", "/dev/sda", "sg0", "/dev/nvme0n1", "LSI_0_0"
   std::vector<std::string> DriveNames() const;  // "nvme0", "sg0", in order
+
+  // A RAID controller, behind which Add puts drives; its identifier. Without `passesThrough` its
+  // drives take no ATA commands in SCSI commands.
+  std::uint32_t AddController(bool passesThrough = true);
+  // A volume of drives behind one controller ("LSI_0_1"), with a disk of the operating system's
+  // or without. Its number; -1 with `error` set when it cannot.
+  int AddVolume(const std::vector<std::string>& drives, bool hasDisk, std::string& error);
 
   // The partition's node, such as "/dev/sda1".
   std::string AddPartition(std::string_view node, std::uint64_t bytes, std::string_view fileSystem,
@@ -109,6 +119,7 @@ class Fleet {
   bool KeepState(const std::string& name, const DriveState& state, std::string& error);
   std::string AddScsi(const DriveSpec& spec, const DriveState& state, std::string& error);
   std::string AddNvme(const DriveSpec& spec, const DriveState& state, std::string& error);
+  std::string AddBound(const DriveSpec& spec, const DriveState& state, std::string& error);
 
   std::string root_;
   FleetState* state_ = nullptr;

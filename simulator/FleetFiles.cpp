@@ -209,11 +209,12 @@ std::string NextDisk(const std::string& root) {
   }
 }
 
+}  // namespace
+
 void AppendLine(const std::string& path, std::string_view line) {
   std::ofstream(path, std::ios::app) << line << '\n';
 }
 
-// The words of each line of a table.
 std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
   std::vector<std::vector<std::string>> rows;
   std::ifstream file(path);
@@ -225,14 +226,17 @@ std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
   return rows;
 }
 
+namespace {
+
 // Folder, link and attributes of a disk. `folder` stands below /sys/devices.
 bool MakeBlockNode(const std::string& root, const std::string& folder, const std::string& name,
-                   std::uint64_t bytes, const std::string& device) {
+                   std::uint64_t bytes, const std::string& device, bool takesDiscards) {
   std::error_code failure;
   const auto path = root + "/sys/" + folder + "/" + name;
-  fs::create_directories(path, failure);
+  fs::create_directories(path + "/queue", failure);
   return !failure && Write(path + "/size", std::to_string(bytes / 512) + "\n") &&
          Write(path + "/dev", device + "\n") && Write(path + "/hidden", "0\n") &&
+         Write(path + "/queue/discard_max_bytes", takesDiscards ? "2147450880\n" : "0\n") &&
          Link("../../" + folder + "/" + name, root + "/sys/class/block/" + name);
 }
 
@@ -252,6 +256,9 @@ bool MakeIdentity(const std::string& folder, const DriveState& state, std::uint6
   const std::string head{'\0', '\x80', '\0', static_cast<char>(serial.size())};
   return Write(folder + "/vpd_pg80", head + serial);
 }
+
+// Word 169 of IDENTIFY DEVICE.
+bool TakesTrim(const DriveState& state) { return (state.ata.identify[169] & 1) != 0; }
 
 bool MakeScsiSysfs(const std::string& root, const std::string& name, const DriveState& state,
                    std::uint64_t wwn) {
@@ -285,7 +292,7 @@ bool MakeScsiSysfs(const std::string& root, const std::string& name, const Drive
   fs::create_hard_link(root + "/dev/" + name, root + "/dev/" + disk, failure);
   return !failure &&
          MakeBlockNode(root, device + "/block", disk, state.sectors * state.sectorSize,
-                       "8:" + std::to_string(std::stoi(number) * 16)) &&
+                       "8:" + std::to_string(std::stoi(number) * 16), ata && TakesTrim(state)) &&
          Link("../../../" + address, folder + "/block/" + disk + "/device");
 }
 
@@ -298,7 +305,7 @@ std::string NvmeFolder(const std::string& name) {
 // One path to a namespace of a subsystem with several controllers: listed, hidden, and
 // without a node.
 bool MakeHiddenPath(const std::string& root, const std::string& folder, const std::string& name) {
-  return MakeBlockNode(root, folder, name, 0, "0:0") &&
+  return MakeBlockNode(root, folder, name, 0, "0:0", true) &&
          Write(root + "/sys/" + folder + "/" + name + "/hidden", "1\n");
 }
 
@@ -332,7 +339,7 @@ bool MakeNvmeSysfs(const std::string& root, const NvmePlaces& places, const Driv
     const auto node = "n" + std::to_string(i + 1);
     const auto block = places.namespacePrefix + node;
     made = MakeBlockNode(root, parent, block, state.nvme.namespaces[nsid - 1].bytes,
-                         "259:" + std::to_string(std::stoi(first.substr(4)) * 16 + nsid)) &&
+                         "259:" + std::to_string(std::stoi(first.substr(4)) * 16 + nsid), true) &&
            Write(root + "/sys/" + parent + "/" + block + "/nsid", std::to_string(nsid) + "\n");
     AppendLine(root + "/tables/namespaces", block + " " + first + " " + std::to_string(nsid));
     for (const auto& controller : places.controllers) {
@@ -374,9 +381,9 @@ std::string CheckFleetPath(const std::string& root) {
 
 bool MakeFleetFolders(const std::string& root) {
   std::error_code failure;
-  for (const auto* folder :
-       {"/dev", "/sys/class/scsi_generic", "/sys/class/block", "/sys/class/nvme",
-        "/sys/class/nvme-subsystem", "/sys/devices", "/drives", "/bin", "/tables", "/mnt"}) {
+  for (const auto* folder : {"/dev", "/sys/class/scsi_generic", "/sys/class/block",
+                             "/sys/class/nvme", "/sys/class/nvme-subsystem", "/sys/devices",
+                             "/drives", "/bin", "/tables", "/mnt", "/run"}) {
     fs::create_directories(root + folder, failure);
     if (failure) return false;
   }
@@ -395,6 +402,11 @@ bool MakeSysfs(const std::string& root, const NvmePlaces& places, const DriveSta
 bool MakeSysfs(const std::string& root, const std::string& name, const DriveState& state,
                std::uint64_t wwn) {
   return MakeScsiSysfs(root, name, state, wwn);
+}
+
+void WriteDiskSize(const std::string& root, const std::string& block, std::uint64_t bytes) {
+  const auto path = root + "/sys/class/block/" + block + "/size";
+  if (fs::exists(path)) Write(path, std::to_string(bytes / 512) + "\n");
 }
 
 std::pair<std::string, std::uint32_t> FindNamespace(const std::string& root,

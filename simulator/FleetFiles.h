@@ -10,6 +10,10 @@
 
 namespace Simulator {
 
+// The tables of a fleet: a row a line, its cells between blanks.
+void AppendLine(const std::string& path, std::string_view line);
+std::vector<std::vector<std::string>> ReadTable(const std::string& path);
+
 struct PartitionSpec {
   std::uint64_t bytes;
   std::string fileSystem, mountPoint, volumeGroup;
@@ -41,6 +45,8 @@ std::string MakePartition(const std::string& root, const std::string& block,
 void WriteUnreadPartition(const std::string& root, const std::string& block,
                           const PartitionSpec& spec);
 void ErasePartitionTable(const std::string& root, const std::string& block);
+// The size that the kernel has for a disk, which it reads as the disk comes.
+void WriteDiskSize(const std::string& root, const std::string& block, std::uint64_t bytes);
 // False while a partition is mounted, or open in some program.
 bool RereadPartitions(const std::string& root, const std::string& block);
 void OpenPartition(const std::string& root, std::string_view node);

@@ -47,7 +47,9 @@ class FleetPath {
     mapped_ = fleet_->Map(path);
     if (mapped_.empty()) return;
     path_ = mapped_.c_str();
-    const std::string_view rest = std::string_view(mapped_).substr(fleet_->Root().size());
+    const std::string_view full = mapped_;
+    if (!full.starts_with(fleet_->Root())) return;  // a file of the machine's own
+    const auto rest = full.substr(fleet_->Root().size());
     if (rest.starts_with("/dev/")) node_ = fleet_->Find(rest);
   }
   const char* Get() const { return path_; }
@@ -67,7 +69,11 @@ int Remember(int descriptor, const FleetPath& path, int flags, std::shared_ptr<v
   const auto& node = path.TheNode();
   const bool writes = node.block && (flags & O_ACCMODE) != O_RDONLY;
   const auto name = std::string(path.Get()).substr(path.TheFleet()->Root().size());
-  Simulator::Register(descriptor, {node, writes ? name : std::string(), {}, std::move(claim)});
+  Simulator::Register(descriptor, {.node = node,
+                                   .writtenNode = writes ? name : std::string(),
+                                   .claim = std::move(claim),
+                                   .direct = (flags & O_DIRECT) != 0,
+                                   .writable = (flags & O_ACCMODE) != O_RDONLY});
   return descriptor;
 }
 
@@ -270,22 +276,35 @@ int Glob(Function real, const char* pattern, int flags, int (*failed)(const char
   return result;
 }
 
-bool Fails(int descriptor, bool write, std::uint64_t offset, std::uint64_t size) {
-  auto* open = FindOpen(descriptor);
-  const int failure = open != nullptr ? RawTransfer(*open, write, offset, size) : 0;
-  if (failure != 0) errno = failure;
-  return failure != 0;
+// A transfer of a node is over at once, as the C library marks it. Without offsets, as a generic
+// node is, the library reads and writes in turn.
+template <typename Block, typename Function>
+int Submit(Function real, Block* block, bool isWrite) {
+  auto* open = FindOpen(block->aio_fildes);
+  if (open == nullptr) return real(block);
+  auto* data = const_cast<void*>(static_cast<volatile void*>(block->aio_buf));
+  const auto offset = static_cast<std::uint64_t>(block->aio_offset);
+  ssize_t result = 0;
+  if (open->node.block) {
+    result = isWrite ? RawWrite(*open, data, block->aio_nbytes, offset)
+                     : RawRead(*open, data, block->aio_nbytes, offset);
+  } else {
+    result = isWrite ? NodeWrite(*open, data, block->aio_nbytes)
+                     : NodeRead(*open, data, block->aio_nbytes);
+  }
+  block->__error_code = result < 0 ? errno : 0;
+  block->__return_value = result;
+  return 0;
 }
 
-// A transfer of a node that fails is over at once, as the C library marks it.
-template <typename Block, typename Function>
-int Submit(Function real, Block* block, bool write) {
-  if (!Fails(block->aio_fildes, write, static_cast<std::uint64_t>(block->aio_offset),
-             block->aio_nbytes))
-    return real(block);
-  block->__error_code = errno;
-  block->__return_value = -1;
-  return 0;
+// A transfer at the descriptor's place, which goes on by what has moved.
+template <typename Function>
+ssize_t AtPlace(int descriptor, Function transfer) {
+  const auto place = lseek64(descriptor, 0, SEEK_CUR);
+  if (place < 0) return -1;
+  const auto moved = transfer(static_cast<std::uint64_t>(place));
+  if (moved > 0) lseek64(descriptor, place + moved, SEEK_SET);
+  return moved;
 }
 
 // A shorter rest is a poller's, not a wait for a drive: skipping it would make the
@@ -403,26 +422,39 @@ MORVU_VISIBLE int ioctl(int descriptor, unsigned long request, ...) noexcept {
 
 MORVU_VISIBLE ssize_t write(int descriptor, const void* data, size_t size) {
   auto* open = FindOpen(descriptor);
-  const bool generic = open != nullptr && !open->node.block;
-  return generic ? NodeWrite(*open, data, size) : Libc().write(descriptor, data, size);
+  if (open == nullptr) return Libc().write(descriptor, data, size);
+  if (!open->node.block) return NodeWrite(*open, data, size);
+  return AtPlace(descriptor,
+                 [&](std::uint64_t place) { return RawWrite(*open, data, size, place); });
 }
 
 MORVU_VISIBLE ssize_t read(int descriptor, void* data, size_t size) {
   auto* open = FindOpen(descriptor);
   if (open == nullptr) return Libc().read(descriptor, data, size);
-  if (!open->reply.empty()) return NodeRead(*open, data, size);
-  const auto offset = lseek64(descriptor, 0, SEEK_CUR);
-  if (offset >= 0 && Fails(descriptor, false, static_cast<std::uint64_t>(offset), size)) return -1;
-  return Libc().read(descriptor, data, size);
+  if (!open->node.block) return NodeRead(*open, data, size);
+  return AtPlace(descriptor,
+                 [&](std::uint64_t place) { return RawRead(*open, data, size, place); });
 }
 
 MORVU_VISIBLE ssize_t pread(int descriptor, void* data, size_t size, off_t offset) {
-  if (Fails(descriptor, false, static_cast<std::uint64_t>(offset), size)) return -1;
-  return Libc().pread(descriptor, data, size, offset);
+  auto* open = FindOpen(descriptor);
+  return open != nullptr ? RawRead(*open, data, size, static_cast<std::uint64_t>(offset))
+                         : Libc().pread(descriptor, data, size, offset);
 }
 MORVU_VISIBLE ssize_t pread64(int descriptor, void* data, size_t size, off64_t offset) {
-  if (Fails(descriptor, false, static_cast<std::uint64_t>(offset), size)) return -1;
-  return Libc().pread64(descriptor, data, size, offset);
+  auto* open = FindOpen(descriptor);
+  return open != nullptr ? RawRead(*open, data, size, static_cast<std::uint64_t>(offset))
+                         : Libc().pread64(descriptor, data, size, offset);
+}
+MORVU_VISIBLE ssize_t pwrite(int descriptor, const void* data, size_t size, off_t offset) {
+  auto* open = FindOpen(descriptor);
+  return open != nullptr ? RawWrite(*open, data, size, static_cast<std::uint64_t>(offset))
+                         : Libc().pwrite(descriptor, data, size, offset);
+}
+MORVU_VISIBLE ssize_t pwrite64(int descriptor, const void* data, size_t size, off64_t offset) {
+  auto* open = FindOpen(descriptor);
+  return open != nullptr ? RawWrite(*open, data, size, static_cast<std::uint64_t>(offset))
+                         : Libc().pwrite64(descriptor, data, size, offset);
 }
 
 MORVU_VISIBLE int aio_read(struct aiocb* block) noexcept {

@@ -100,6 +100,11 @@ std::uint8_t JournalEntry::Opcode() const {
   return command.empty() ? 0 : command[0];
 }
 
+std::uint64_t JournalEntry::RawOffset() const {
+  return IsRaw() && command.size() == sizeof(RawCommand) ? GetLittle<std::uint64_t>(&command[8])
+                                                         : 0;
+}
+
 std::uint32_t JournalEntry::NvmeNamespace() const {
   if (ioctl == Ioctl::SgIo || command.size() < 72) return 0;
   return GetLittle<std::uint32_t>(&command[4]);
@@ -119,7 +124,7 @@ bool JournalEntry::Succeeded() const {
 }
 
 std::string JournalEntry::Text() const {
-  static constexpr const char* kNames[] = {"SCSI", "NVME-ADMIN", "NVME-IO"};
+  static constexpr const char* kNames[] = {"SCSI", "NVME-ADMIN", "NVME-IO", "RAW"};
   static constexpr const char* kDirections[] = {"none", "in", "out"};
   char line[400];
   std::string text = IsAta() ? "ATA" : kNames[static_cast<int>(ioctl)];
@@ -127,6 +132,9 @@ std::string JournalEntry::Text() const {
     std::snprintf(line, sizeof line, " %02X features=%04X count=%04X lba=%012llX device=%02X",
                   AtaOpcode(), Features(), Count(), static_cast<unsigned long long>(Lba()),
                   Device());
+  } else if (IsRaw()) {
+    std::snprintf(line, sizeof line, " %s offset=%llX%s", Opcode() == 'W' ? "write" : "read",
+                  static_cast<unsigned long long>(RawOffset()), IsDirect() ? " direct" : "");
   } else if (ioctl != Ioctl::SgIo && command.size() >= 72) {
     std::snprintf(line, sizeof line,
                   " %02X nsid=%X cdw10=%08X cdw11=%08X cdw12=%08X cdw13=%08X cdw14=%08X cdw15=%08X",
@@ -140,6 +148,8 @@ std::string JournalEntry::Text() const {
   text += line;
   if (errorNumber != 0) {
     std::snprintf(line, sizeof line, " -> errno %d", errorNumber);
+  } else if (IsRaw()) {
+    std::snprintf(line, sizeof line, " -> %u bytes", transferred);
   } else if (hostStatus != 0 || driverStatus != 0) {
     std::snprintf(line, sizeof line, " -> host %02X driver %02X", hostStatus, driverStatus);
   } else if (IsAta()) {

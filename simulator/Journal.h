@@ -10,7 +10,8 @@
 
 namespace Simulator {
 
-enum class Ioctl : std::uint8_t { SgIo, NvmeAdmin, NvmeIo };
+// Raw: a read or write of a block node's bytes, without a command of the host's own.
+enum class Ioctl : std::uint8_t { SgIo, NvmeAdmin, NvmeIo, Raw };
 
 enum class Direction : std::uint8_t { None, FromDevice, ToDevice };
 
@@ -32,6 +33,15 @@ struct JournalRecord {
   std::uint8_t data[96];  // the first bytes of the data out
 };
 static_assert(sizeof(JournalRecord) == 256);
+
+// What stands for the command of a raw transfer.
+struct RawCommand {
+  std::uint8_t opcode;  // 'R' or 'W'
+  std::uint8_t direct;  // past the page cache
+  std::uint8_t reserved[6];
+  std::uint8_t offset[8];  // in bytes, little-endian
+};
+static_assert(sizeof(RawCommand) == 16);
 
 struct JournalEntry {
   Ioctl ioctl;
@@ -64,6 +74,9 @@ struct JournalEntry {
 
   // ATA command, SCSI opcode or NVMe opcode: whatever the drive was asked.
   std::uint8_t Opcode() const;
+  bool IsRaw() const { return ioctl == Ioctl::Raw; }
+  bool IsDirect() const { return IsRaw() && command.size() > 1 && command[1] != 0; }
+  std::uint64_t RawOffset() const;  // of a raw transfer, in bytes
   std::uint32_t NvmeNamespace() const;
   std::uint32_t Cdw(int number) const;  // 2, 3, 10 to 15
 

@@ -10,6 +10,7 @@
 #include <sys/file.h>
 #include <sys/ioctl.h>
 
+#include <algorithm>
 #include <array>
 #include <atomic>
 #include <cstdlib>
@@ -217,21 +218,26 @@ int RefreshDisk(const Node& node, unsigned long request) {
   return 0;
 }
 
-int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
+struct DiskSize {
+  std::uint64_t bytes;
+  std::uint32_t sector;
+};
+
+DiskSize SizeOf(const OpenNode& open) {
   const auto& state = open.node.drive->State();
-  auto bytes = state.sectors * state.sectorSize;
-  int sector = static_cast<int>(state.sectorSize);
-  if (state.kind == Kind::Nvme) {
-    const auto& space = state.nvme.namespaces[open.node.nsid - 1];
-    bytes = space.bytes;
-    sector = space.format >= 2 ? 4096 : 512;
-  }
+  if (state.kind != Kind::Nvme) return {state.sectors * state.sectorSize, state.sectorSize};
+  const auto& space = state.nvme.namespaces[open.node.nsid - 1];
+  return {space.bytes, space.format >= 2 ? 4096u : 512u};
+}
+
+int BlockIoctl(OpenNode& open, unsigned long request, void* argument) {
+  const auto disk = SizeOf(open);
   switch (request) {
     case BLKGETSIZE64:
-      *static_cast<std::uint64_t*>(argument) = bytes;
+      *static_cast<std::uint64_t*>(argument) = disk.bytes;
       return 0;
     case BLKSSZGET:
-      *static_cast<int*>(argument) = sector;
+      *static_cast<int*>(argument) = static_cast<int>(disk.sector);
       return 0;
     case BLKBSZSET:
       return 0;
@@ -349,7 +355,81 @@ int NodeIoctl(OpenNode& open, unsigned long request, void* argument) {
                                                      : Fail(ENOTTY);
 }
 
+namespace {
+
+// How the memory of a direct transfer lies (queue/dma_alignment).
+std::uintptr_t AlignmentOf(const OpenNode& open) {
+  return open.node.drive->State().kind == Kind::Ata ? 512 : 4;
+}
+
+ssize_t MoveRaw(OpenNode& open, std::uint8_t opcode, void* data, size_t size,
+                std::uint64_t offset) {
+  const bool isWrite = opcode == 'W';
+  if (!open.node.block) {
+    return Fail(open.node.drive->State().kind == Kind::Nvme ? EINVAL : ESPIPE);
+  }
+  if (isWrite && !open.writable) return Fail(EBADF);
+  const auto disk = SizeOf(open);
+  const auto address = reinterpret_cast<std::uintptr_t>(data);
+  if (open.direct &&
+      (offset % disk.sector != 0 || size % disk.sector != 0 || address % AlignmentOf(open) != 0)) {
+    return Fail(EINVAL);
+  }
+  if (offset >= disk.bytes || size == 0) return isWrite && size != 0 ? Fail(ENOSPC) : 0;
+  RawCommand command{};
+  command.opcode = opcode;
+  command.direct = open.direct;
+  std::memcpy(command.offset, &offset, sizeof offset);
+  Transaction transaction;
+  transaction.ioctl = Ioctl::Raw;
+  transaction.command = reinterpret_cast<const std::uint8_t*>(&command);
+  transaction.commandLength = sizeof command;
+  transaction.direction = isWrite ? Direction::ToDevice : Direction::FromDevice;
+  transaction.data = static_cast<std::uint8_t*>(data);
+  transaction.length = static_cast<std::uint32_t>(
+      std::min<std::uint64_t>({size, disk.bytes - offset, kMaxTransfer}));
+  transaction.requested = transaction.length;
+  transaction.nsid = open.node.nsid;
+  auto& state = open.node.drive->State();
+  open.node.drive->Execute(transaction);
+  if (transaction.errorNumber != 0) return Fail(transaction.errorNumber);
+  std::atomic_ref<std::uint64_t>(isWrite ? state.rawWrites : state.rawReads)
+      .fetch_add(1, std::memory_order_relaxed);
+  std::atomic_ref<std::uint64_t>(state.rawBytes)
+      .fetch_add(transaction.transferred, std::memory_order_relaxed);
+  return static_cast<ssize_t>(transaction.transferred);
+}
+
+// The SG interface's form before version 3 (<scsi/sg.h>, struct sg_header): the command stands
+// behind the header, its length by its group code (SPC-4, 4.2.5.1).
+ssize_t WriteOldHeader(OpenNode& open, const std::uint8_t* bytes, size_t size) {
+  constexpr std::uint8_t kLengths[] = {6, 10, 10, 12, 16, 12, 10, 10};
+  constexpr size_t kHeader = 36;
+  static_assert(sizeof(sg_header) == kHeader);
+  if (size < kHeader + 6) return Fail(EIO);
+  std::array<std::uint8_t, 16> command{};
+  const auto* data = bytes + kHeader;
+  const size_t length = std::min<size_t>(kLengths[data[0] >> 5], size - kHeader);
+  std::memcpy(command.data(), data, length);
+  std::vector<std::uint8_t> out(data + length, bytes + size);
+  sg_io_hdr header{};
+  header.interface_id = 'S';
+  header.cmdp = command.data();
+  header.cmd_len = kLengths[data[0] >> 5];
+  header.dxfer_direction = out.empty() ? SG_DXFER_NONE : SG_DXFER_TO_DEV;
+  header.dxfer_len = static_cast<unsigned>(out.size());
+  header.dxferp = out.data();
+  return SgIo(open, header) == 0 ? static_cast<ssize_t>(size) : -1;
+}
+
+}  // namespace
+
 ssize_t NodeWrite(OpenNode& open, const void* header, size_t size) {
+  if (open.node.drive->State().kind == Kind::Nvme) return Fail(EINVAL);
+  const auto* data = static_cast<const std::uint8_t*>(header);
+  int second = 0;  // a direction, below 0, in version 3; before it the length of the reply
+  if (size >= 2 * sizeof second) std::memcpy(&second, data + sizeof second, sizeof second);
+  if (second >= 0) return WriteOldHeader(open, data, size);
   if (size < sizeof(sg_io_hdr)) return Fail(EINVAL);
   sg_io_hdr copy;
   std::memcpy(&copy, header, sizeof copy);
@@ -359,24 +439,22 @@ ssize_t NodeWrite(OpenNode& open, const void* header, size_t size) {
   return static_cast<ssize_t>(sizeof copy);
 }
 
-int RawTransfer(OpenNode& open, bool write, std::uint64_t offset, std::uint64_t size) {
-  auto& drive = *open.node.drive;
-  auto& state = drive.State();
-  if (state.vanished) return ENODEV;
-  if (!write && !drive.IsReadable(open.node.nsid, offset, size)) return EIO;
-  std::atomic_ref<std::uint64_t>(write ? state.rawWrites : state.rawReads)
-      .fetch_add(1, std::memory_order_relaxed);
-  std::atomic_ref<std::uint64_t>(state.rawBytes).fetch_add(size, std::memory_order_relaxed);
-  return 0;
-}
-
 ssize_t NodeRead(OpenNode& open, void* header, size_t size) {
+  if (open.node.drive->State().kind == Kind::Nvme) return Fail(EINVAL);
   if (open.reply.empty()) return Fail(EAGAIN);
   if (size < open.reply.size()) return Fail(EINVAL);
   std::memcpy(header, open.reply.data(), open.reply.size());
   const auto read = static_cast<ssize_t>(open.reply.size());
   open.reply.clear();
   return read;
+}
+
+ssize_t RawRead(OpenNode& open, void* data, size_t size, std::uint64_t offset) {
+  return MoveRaw(open, 'R', data, size, offset);
+}
+
+ssize_t RawWrite(OpenNode& open, const void* data, size_t size, std::uint64_t offset) {
+  return MoveRaw(open, 'W', const_cast<void*>(data), size, offset);
 }
 
 }  // namespace Simulator

@@ -13,6 +13,8 @@ struct OpenNode {
   std::string writtenNode;  // a block node that is open for writing: udev hears of its close
   std::vector<std::uint8_t> reply{};  // of a command that was written, until it is read
   std::shared_ptr<void> claim{};      // of the disk, by an exclusive open
+  bool direct = false;                // past the page cache (O_DIRECT)
+  bool writable = false;
 };
 
 void Register(int descriptor, OpenNode open);
@@ -25,11 +27,14 @@ std::shared_ptr<void> ClaimDisk(const Fleet& fleet, const Node& node);
 
 // As ioctl(2): -1 with errno, or the result.
 int NodeIoctl(OpenNode& open, unsigned long request, void* argument);
-// The older SG interface: the header goes out by write and comes back by read.
+// A write or read of a node that is no disk. A generic SCSI node takes what is written for a
+// header of the SG interface, the older form of it too, and carries out the command behind it;
+// the header comes back by read. A controller takes neither.
 ssize_t NodeWrite(OpenNode& open, const void* header, size_t size);
 ssize_t NodeRead(OpenNode& open, void* header, size_t size);
 
-// A read or write of the node's bytes: the errno with which it fails, or 0.
-int RawTransfer(OpenNode& open, bool write, std::uint64_t offset, std::uint64_t size);
+// A read or write of a node's bytes at an offset, as pread(2) and pwrite(2).
+ssize_t RawRead(OpenNode& open, void* data, size_t size, std::uint64_t offset);
+ssize_t RawWrite(OpenNode& open, const void* data, size_t size, std::uint64_t offset);
 
 }  // namespace Simulator

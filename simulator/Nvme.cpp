@@ -66,6 +66,7 @@ constexpr FeatureRow kFeatures[] = {
     {0xC1, true,  false, 0},            // vendor: set the maximum LBA
     {0xC2, false, false, 0},            // vendor: native maximum LBA, as data
     {0xC6, true,  false, 0},            // vendor: power governor
+    {0xD5, true,  false, 0},            // vendor: 1 resets the timed workload attributes
 };
 // clang-format on
 

@@ -232,21 +232,24 @@ void NvmeGetFeatures(NvmeCommand& command) {
 
 namespace {
 
-// The capacity of every namespace follows the vendor's maximum LBA.
-void SetMaximum(NvmeCommand& command) {
+// The first namespace ends where the vendor's maximum LBA, in the unit of the native one, says.
+void SetMaximum(NvmeCommand& command, const NvmeFeature& feature) {
+  constexpr std::uint64_t kUnit = 512;
   const auto last = command.Cdw(11) | static_cast<std::uint64_t>(command.Cdw(12)) << 32;
   const auto& state = command.TheDrive().State();
   auto& spaces = command.Nvme().namespaces;
   const auto first = std::ranges::find_if(spaces, [](const auto& space) { return space.exists; });
   if (first == std::end(spaces)) return command.Fail(kNvmeInvalidField);
-  auto& space = *first;
-  const std::uint64_t sector = NvmeSectorSize(space);
-  if (last + 1 > state.sectors * state.sectorSize / sector || last + 1 == 0)
-    return command.Fail(kNvmeInvalidField);
-  space.bytes = (last + 1) * sector;
+  const std::uint64_t sector = NvmeSectorSize(*first);
+  if (last >= state.sectors * state.sectorSize / kUnit) return command.Fail(kNvmeInvalidField);
+  const auto bytes = (last + 1) * kUnit / sector * sector;
+  if (bytes == 0) return command.Fail(kNvmeInvalidField);
+  if (!feature.forgets) first->bytes = bytes;
 }
 
 }  // namespace
+
+constexpr std::uint8_t kResetWorkloadFeature = 0xD5;
 
 void NvmeSetFeatures(NvmeCommand& command) {
   const auto id = static_cast<std::uint8_t>(command.Cdw(10));
@@ -257,7 +260,8 @@ void NvmeSetFeatures(NvmeCommand& command) {
   const bool saves = command.Cdw(10) >> 31 != 0;
   if (saves && !feature.saveable) return command.Fail(kNvmeFeatureNotSaveable);
   if (id == 0xC6 && command.Cdw(11) > 2) return command.Fail(kNvmeInvalidField);
-  if (id == 0xC1) SetMaximum(command);
+  if (id == 0xC1) SetMaximum(command, feature);
+  if (id == kResetWorkloadFeature && command.Cdw(11) == 1) ResetWorkload(command.Nvme().attributes);
   if (command.Data().nvmeStatus != 0 || feature.forgets) return;
   feature.value = command.Cdw(11);
   if (saves) feature.savedValue = feature.value;

@@ -3,6 +3,7 @@
 #include <cctype>
 #include <iterator>
 
+#include "Controllers.h"
 #include "Fleet.h"
 
 namespace Simulator {
@@ -70,8 +71,9 @@ std::string Fleet::Map(std::string_view path) const {
   }
   // Programs mount a fleet's partitions there; their files are the fleet's too.
   if (path == "/mnt" || path.starts_with("/mnt/")) return root_ + std::string(path);
+  if (path.starts_with("/run/morvu")) return root_ + std::string(path);
   if (path.starts_with(root_)) return std::string(path);
-  return {};
+  return FindAdapterLibrary(root_, path);
 }
 
 std::string Fleet::MapCommand(std::string_view command) const {

@@ -54,6 +54,8 @@ Real FindAll() {
   Find(real.rename, "rename");
   Find(real.pread, "pread");
   Find(real.pread64, "pread64");
+  Find(real.pwrite, "pwrite");
+  Find(real.pwrite64, "pwrite64");
   Find(real.aio_read, "aio_read");
   Find(real.aio_read64, "aio_read64");
   Find(real.aio_write, "aio_write");

@@ -62,6 +62,8 @@ struct Real {
   int (*rename)(const char*, const char*);
   ssize_t (*pread)(int, void*, size_t, off_t);
   ssize_t (*pread64)(int, void*, size_t, off64_t);
+  ssize_t (*pwrite)(int, const void*, size_t, off_t);
+  ssize_t (*pwrite64)(int, const void*, size_t, off64_t);
   int (*aio_read)(struct aiocb*);
   int (*aio_read64)(struct aiocb64*);
   int (*aio_write)(struct aiocb*);

@@ -110,6 +110,9 @@ SenseCode SenseOf(const AtaOutput& out) {
 void Answer(Drive& drive, Transaction& transaction, AtaOutput out, bool extended, bool check) {
   transaction.ataStatus = out.status;
   transaction.ataError = out.error;
+  transaction.ataDevice = out.device;
+  transaction.ataCount = out.count;
+  transaction.ataLba = out.lba;
   const bool refused = (out.status & 0xA1) != 0;
   const auto format = drive.State().senseFormat;
   const bool oldKernel = format == SenseFormat::FixedOldKernel;
@@ -200,6 +203,7 @@ void RunSimple(Drive& drive, Transaction& transaction, std::uint8_t command) {
 
 Identity Identify(const Transaction& transaction) {
   const auto* command = transaction.command;
+  if (transaction.ioctl == Ioctl::Raw) return {CommandClass::Raw, command[0], 0};
   if (transaction.ioctl != Ioctl::SgIo) {
     const auto kind =
         transaction.ioctl == Ioctl::NvmeAdmin ? CommandClass::NvmeAdmin : CommandClass::NvmeIo;
@@ -232,6 +236,7 @@ void TimeOutAta(Drive& drive, Transaction& transaction) {
   AtaOutput out;
   out.status = kReadyAlone;
   transaction.ataStatus = out.status;
+  transaction.timedOut = true;
   const auto format = drive.State().senseFormat;
   transaction.SetSense(0x0B, 0x00, 0x00, format == SenseFormat::Descriptor);
   if (format == SenseFormat::Descriptor) PutDescriptor(transaction, out, in.extended);

@@ -65,7 +65,12 @@ void ReadOrWrite(Drive& drive, Transaction& transaction) {
     return transaction.Refuse(0x24, 0x00);
   const bool done = write ? drive.WriteMedium(0, offset, transaction.data, size)
                           : drive.ReadMedium(0, offset, transaction.data, size);
-  if (!done) return transaction.SetSense(0x03, 0x11, 0x00);
+  if (!done) {
+    transaction.SetSense(0x03, 0x11, 0x00, drive.State().scsi.descriptorSense != 0);
+    const auto bad = drive.FindBad(0, offset, size);
+    if (bad) transaction.SetInformation(*bad / drive.State().sectorSize);
+    return;
+  }
   transaction.transferred = static_cast<std::uint32_t>(size);
 }
 
@@ -167,7 +172,8 @@ void RunRow(Drive& drive, Transaction& transaction) {
 void ExecuteScsiDrive(Drive& drive, Transaction& transaction) {
   if (transaction.command[0] != 0x3B) FinishDownload(drive);
   RunRow(drive, transaction);
-  if (transaction.senseLength == 0 || !drive.State().scsi.descriptorSense) return;
+  const bool isFixed = transaction.senseLength != 0 && (transaction.sense[0] & 0x7F) == 0x70;
+  if (!isFixed || !drive.State().scsi.descriptorSense) return;
   transaction.SetSense(transaction.sense[2], transaction.sense[12], transaction.sense[13], true);
 }
 

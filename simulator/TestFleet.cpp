@@ -8,6 +8,8 @@
 #include <filesystem>
 #include <stdexcept>
 
+#include "AdapterCalls.h"
+#include "Controllers.h"
 #include "FleetFiles.h"
 
 namespace Simulator {
@@ -116,6 +118,9 @@ std::vector<std::string> TestFleet::Events() const { return ReadEvents(fleet_->R
 
 SimulatedDrive TestFleet::Add(const DriveSpec& spec) {
   std::string error;
+  while (spec.controller >= static_cast<int>(ReadControllers(fleet_->Root()).size())) {
+    fleet_->AddController();
+  }
   const auto node = fleet_->Add(spec, error);
   if (node.empty()) throw std::runtime_error(error);
   return SimulatedDrive(fleet_, node);
@@ -123,6 +128,20 @@ SimulatedDrive TestFleet::Add(const DriveSpec& spec) {
 
 SimulatedDrive TestFleet::Drive(std::string_view node) {
   return SimulatedDrive(fleet_, std::string(node));
+}
+
+std::string TestFleet::AddVolume(const std::vector<std::string>& drives, bool hasDisk) {
+  std::string error;
+  if (fleet_->AddVolume(drives, hasDisk, error) < 0) throw std::runtime_error(error);
+  const auto volume = ReadVolumes(fleet_->Root()).back();
+  return hasDisk ? "/dev/sg" + std::to_string(volume.generic) : std::string();
+}
+
+void TestFleet::SetLibraryFaults(const std::vector<std::string>& faults) {
+  for (const auto& fault : faults) {
+    if (!IsLibraryFault(fault)) throw std::runtime_error("no fault of the library: " + fault);
+  }
+  WriteLibraryFaults(fleet_->Root(), faults);
 }
 
 }  // namespace Simulator

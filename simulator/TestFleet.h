@@ -75,6 +75,14 @@ class TestFleet {
 
   SimulatedDrive Add(const DriveSpec& spec);
   SimulatedDrive Drive(std::string_view node);
+  // A RAID controller; Add puts drives behind it, and makes those that it needs. Its identifier.
+  int AddController(bool passesThrough = true) {
+    return static_cast<int>(fleet_->AddController(passesThrough));
+  }
+  // A volume of drives behind a controller; the node of its disk, "" without one.
+  std::string AddVolume(const std::vector<std::string>& drives, bool hasDisk = true);
+  // What goes wrong with the controllers' library from now on (AdapterCalls.cpp).
+  void SetLibraryFaults(const std::vector<std::string>& faults);
   void AdvanceClock(std::chrono::milliseconds time) { fleet_->AdvanceClock(time.count()); }
   // Waits (nanosleep of a tenth of a second or more) return at once and pass on the
   // fleet's clock. A test that wants them in real time turns this off.

@@ -5,7 +5,9 @@
 #include <iterator>
 #include <sstream>
 
+#include "AdapterCalls.h"
 #include "Bytes.h"
+#include "Controllers.h"
 #include "Fault.h"
 #include "Fleet.h"
 #include "Options.h"
@@ -108,6 +110,11 @@ void AddDemoDrives(Fleet& fleet) {
                    .sectors = 400 * kGigabyte / 512});
 }
 
+std::string NodeOf(const std::string& name) {
+  BoundDrive bound;
+  return ParseBoundName(name, bound) ? name : "/dev/" + name;
+}
+
 const char* KindName(Kind kind) {
   return kind == Kind::Ata ? "ATA" : kind == Kind::Nvme ? "NVMe" : "SCSI";
 }
@@ -169,9 +176,9 @@ int Make(const Arguments& arguments) {
 
 int Add(const Arguments& arguments) {
   const Options options(
-      arguments, {"--usb", "--no-journal", "--refuses-identify"},
+      arguments, {"--usb", "--no-journal", "--refuses-identify", "--hidden"},
       {"--kind", "--model", "--serial", "--firmware", "--vendor", "--size", "--sector-size",
-       "--namespaces", "--device-type", "--sense", "--nsids", "--controllers"});
+       "--namespaces", "--device-type", "--sense", "--nsids", "--controllers", "--behind"});
   options.NeedWords(1, 1, "add FLEET --kind ata|nvme|scsi [options]");
   if (!options.Has("--kind")) throw UsageError("add needs --kind ata, nvme or scsi");
   DriveSpec spec;
@@ -194,6 +201,10 @@ int Add(const Arguments& arguments) {
   spec.deviceType =
       static_cast<int>(ToNumber(options.Text("--device-type", "0"), 31, "--device-type"));
   spec.senseFormat = Choose(kSenseFormats, options.Text("--sense", "descriptor"), "--sense");
+  if (options.Has("--behind"))
+    spec.controller = static_cast<int>(ToNumber(options.Text("--behind"), 65535, "--behind"));
+  spec.isHidden = options.Has("--hidden");
+  if (spec.isHidden && spec.controller < 0) throw UsageError("--hidden needs --behind");
   spec.usb = options.Has("--usb");
   spec.journal = !options.Has("--no-journal");
   spec.refusesIdentify = options.Has("--refuses-identify");
@@ -210,11 +221,11 @@ int List(const Arguments& arguments) {
   for (const auto& name : fleet->DriveNames()) {
     const auto node = fleet->Find(name);
     if (!node) {
-      std::printf("/dev/%-9s cannot be read\n", name.c_str());
+      std::printf("%-14s cannot be read\n", NodeOf(name).c_str());
       continue;
     }
     const auto& state = node.drive->State();
-    std::printf("/dev/%-9s %-5s %-40s %-20s %-8s %12llu %9llu%s%s\n", name.c_str(),
+    std::printf("%-14s %-5s %-40s %-20s %-8s %12llu %9llu%s%s\n", NodeOf(name).c_str(),
                 KindName(state.kind), GetText(state.model).c_str(), GetText(state.serial).c_str(),
                 GetText(state.firmware).c_str(), static_cast<unsigned long long>(state.sectors),
                 static_cast<unsigned long long>(state.commands),
@@ -284,6 +295,43 @@ int AddPartition(const Arguments& arguments) {
                                         options.Text("--volume-group"));
   if (node.empty()) throw Failure("this drive takes no partition: it is no disk");
   std::printf("%s\n", node.c_str());
+  return 0;
+}
+
+int AddController(const Arguments& arguments) {
+  const Options options(arguments, {"--no-pass-through"}, {});
+  options.NeedWords(1, 1, "controller FLEET [--no-pass-through]");
+  std::printf("%u\n",
+              OpenFleet(options.Words()[0])->AddController(!options.Has("--no-pass-through")));
+  return 0;
+}
+
+int AddVolume(const Arguments& arguments) {
+  const Options options(arguments, {"--no-disk"}, {"--of"});
+  options.NeedWords(1, 1, "volume FLEET --of DRIVE,... [--no-disk]");
+  if (!options.Has("--of")) throw UsageError("volume needs --of and the names of drives");
+  const auto fleet = OpenFleet(options.Words()[0]);
+  std::string error;
+  const bool hasDisk = !options.Has("--no-disk");
+  const auto number = fleet->AddVolume(SplitAtCommas(options.Text("--of")), hasDisk, error);
+  if (number < 0) throw Failure(error);
+  const auto volume = ReadVolumes(fleet->Root()).back();
+  std::printf("%s\n", hasDisk ? ("/dev/sg" + std::to_string(volume.generic)).c_str()
+                              : std::to_string(number).c_str());
+  return 0;
+}
+
+int SetLibraryFault(const Arguments& arguments) {
+  const Options options(arguments, {}, {});
+  options.NeedWords(2, 9, "library-fault FLEET FAULT...");
+  std::vector<std::string> faults(options.Words().begin() + 1, options.Words().end());
+  if (faults.front() == "clear") faults.clear();
+  for (const auto& fault : faults) {
+    if (!IsLibraryFault(fault))
+      throw UsageError("a fault of the library is one of " + ListLibraryFaults() + ", not \"" +
+                       fault + "\"");
+  }
+  WriteLibraryFaults(OpenFleet(options.Words()[0])->Root(), faults);
   return 0;
 }
 

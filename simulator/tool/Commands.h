@@ -20,6 +20,9 @@ int Set(const Arguments& arguments);
 int SetLog(const Arguments& arguments);
 int PowerCycle(const Arguments& arguments);
 int Clock(const Arguments& arguments);
+int AddController(const Arguments& arguments);
+int AddVolume(const Arguments& arguments);
+int SetLibraryFault(const Arguments& arguments);
 int Run(const Arguments& arguments);
 
 }  // namespace Simdrives

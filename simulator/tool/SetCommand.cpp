@@ -43,6 +43,7 @@ constexpr FieldRow kFields[] = {
     {"sct-forgets", 1, [](DriveState& s, std::uint64_t v) { s.ata.sct.forgets = As<std::uint16_t>(v); }},
     {"phy-waits", 1, [](DriveState& s, std::uint64_t v) { s.ata.sct.phyWaits = As<std::uint8_t>(v); }},
     {"link-away-ms", 0xFFFF, [](DriveState& s, std::uint64_t v) { s.ata.sct.linkAwayMs = As<std::uint16_t>(v); }},
+    {"forgets-maximum", 1, [](DriveState& s, std::uint64_t v) { s.ata.forgetsMaximum = As<std::uint8_t>(v); }},
     {"refuses-diagnostic", 1, [](DriveState& s, std::uint64_t v) { s.ata.refusesDiagnosticProtocol = As<std::uint8_t>(v); }},
     {"stale-data", 1, [](DriveState& s, std::uint64_t v) { s.staleData = As<std::uint8_t>(v); }},
     {"journal", 1, [](DriveState& s, std::uint64_t v) { s.journalOff = v == 0; }},

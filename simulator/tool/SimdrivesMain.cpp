@@ -33,6 +33,8 @@ constexpr CommandRow kCommands[] = {
      "  --refuses-identify   NVMe: a controller that fails IDENTIFY\n"
      "  --usb                the drive hangs on a USB port\n"
      "  --device-type N      SCSI device type; 0 is a disk, 5 a CD drive\n"
+     "  --behind N           behind the RAID controller N, without a node; prints \"LSI_N_0\"\n"
+     "  --hidden             behind a controller that keeps the drive for itself\n"
      "  --sense FORMAT       ATA registers in the sense data: descriptor, sat3, old-kernel, none\n"
      "  --no-journal         keep no journal\n"},
     {"list", List, "list FLEET\n  The drives of the fleet.\n"},
@@ -68,6 +70,17 @@ constexpr CommandRow kCommands[] = {
     {"partition", AddPartition,
      "partition FLEET NODE [--size N[K|M|G|T]] [--mount DIRECTORY] [--type ext4] [--volume-group NAME]\n"
      "  Add a partition as the kernel, df, mount and pvdisplay show it, and print its node.\n"},
+    {"controller", AddController,
+     "controller FLEET [--no-pass-through]\n"
+     "  Add a RAID controller and its vendor's library, and print its number.\n"
+     "  --no-pass-through    its drives take no ATA commands in SCSI commands\n"},
+    {"volume", AddVolume,
+     "volume FLEET --of DRIVE,DRIVE,... [--no-disk]\n"
+     "  Make a RAID volume of drives behind a controller, and print the node of its disk;\n"
+     "  with --no-disk the system has none, and the volume's number is printed.\n"},
+    {"library-fault", SetLibraryFault,
+     "library-fault FLEET FAULT...|clear\n"
+     "  What goes wrong with the controllers' library; an unknown fault prints them all.\n"},
     {"root", SetRoot, "root FLEET DEVICE\n  What is mounted on /: a partition, or /dev/mapper/vg0-root.\n"},
     {"set", Set,
      "set FLEET NODE FIELD=VALUE...\n"

@@ -5,8 +5,6 @@
 #include <cstdio>
 #include <optional>
 
-#include "devices/commands/CommandSet_ATA.h"
-#include "devices/commands/CommandSet_NVME.h"
 #include "devices/identification/Products.h"
 #include "devices/model/Drive.h"
 #include "devices/model/DriveHold.h"
@@ -16,14 +14,13 @@
 #include "devices/properties/ProductProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "devices/properties/SettingProperties.h"
-#include "frame/Bytes.h"
 #include "frame/Text.h"
+#include "operations/settings/GetMaxAddress.h"
+#include "parsers/smart/DriveVerdict.h"
 
 namespace Morvu {
 namespace {
 
-using DeviceManagement::CommandSet_ATA;
-using DeviceManagement::CommandSet_NVME;
 using DeviceManagement::Device;
 using DeviceManagement::DriveHold;
 using DeviceManagement::IsHeldDrive;
@@ -36,11 +33,6 @@ constexpr std::string_view kUnreachable =
 
 constexpr std::string_view kHeld =
     "\nAnother program or job works on the drive. Only basic information was queried.\n\n";
-
-// A vendor feature of Morvu drives.
-constexpr std::uint8_t kNativeMaxFeature = 0xC2;
-
-constexpr std::size_t kLargestSector = 65536;
 
 struct PhyConfigText {
   std::uint64_t value;
@@ -81,40 +73,10 @@ std::string TwoPlaces(double value) {
   return text.data();
 }
 
-// READ NATIVE MAX ADDRESS EXT, or its 28-bit form (ACS-2, 7.33 and 7.32), answers
-// in the LBA registers.
-std::optional<std::uint64_t> ReadNativeMax(CommandSet_ATA& ata) {
-  if (ata.ataReadNativeMaxAddressExt() == Status::Completed) return ata.GetAnswer().lba;
-  if (ata.ataReadNativeMaxAddress() == Status::Completed) {
-    constexpr std::uint64_t kOrMore = 0xFFFFFFF;  // the drive has more than 28 bits tell
-    const auto& answer = ata.GetAnswer();
-    const auto last = answer.lba | (answer.device & std::uint64_t{0x0F}) << 24;
-    if (last != kOrMore) return last;
-  }
-  // A drive may take the next SET MAX for the second half of the pair; any other
-  // command ends that.
-  std::array<std::uint8_t, kLargestSector> data;
-  [[maybe_unused]] const auto unexamined = ata.ataReadDma(data, 0, 1);
-  return std::nullopt;
-}
-
-std::optional<std::uint64_t> ReadNativeMax(CommandSet_NVME& nvme, const Device& drive) {
-  std::array<std::uint8_t, 64> data{};
-  const auto result = nvme.nvmeGetFeatures(kNativeMaxFeature, 0, data.size() / 4, data);
-  const auto value = ReadLittle64(data, 0);
-  if (result != Status::Completed || value == 0) return std::nullopt;
-  // The value counts blocks of 512 bytes.
-  return drive.GetUInt(Properties::SectorSize) == 4096 ? value >> 3 : value;
-}
-
-std::optional<std::uint64_t> ReadNativeMax(const Device& drive) {
-  if (auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata)) {
-    return ReadNativeMax(*ata);
-  }
-  if (auto* nvme = drive.GetCommandSetAs<CommandSet_NVME>(Protocol::Nvme)) {
-    return ReadNativeMax(*nvme, drive);
-  }
-  return std::nullopt;
+std::optional<std::uint64_t> ReadNativeMax(Device& drive) {
+  GetMaxAddress get(&drive, NoReporter());
+  if (get.GetErrorCode() != Status::ReadyToRun || get.Execute() == 0) return std::nullopt;
+  return get.GetNativeMax().last;
 }
 
 bool IsReachable(Device& drive) {
@@ -128,7 +90,14 @@ bool ShowsSpreadSpectrumClocking(const Device& drive) {
          (!from.empty() && drive.GetString(Properties::Firmware).substr(0, from.size()) >= from);
 }
 
-void AppendCapacity(ResultTable& table, const Device& drive) {
+void AppendVerdict(ResultTable& table, Device& drive, std::vector<std::string>& warnings) {
+  const auto verdict = ReadVerdict(drive);
+  table.AppendRow({"Drive Verdict:",
+                   verdict.IsFailing() ? "<c:LIGHTRED>" + verdict.text + "</c>" : verdict.text});
+  if (verdict.IsFailing()) warnings.push_back(DescribeAlarm(verdict));
+}
+
+void AppendCapacity(ResultTable& table, Device& drive, std::vector<std::string>& warnings) {
   // A count of sectors on ATA, beside a native maximum that is an address.
   const bool isKnown = IsKnown(drive, Properties::MaximumLBA);
   const auto maximum = drive.GetUInt(Properties::MaximumLBA);
@@ -136,9 +105,10 @@ void AppendCapacity(ResultTable& table, const Device& drive) {
   table.AppendRow(
       {"Current MAX LBA:", isKnown ? "0x" + ToHexNumber(maximum) : std::string(kUnknown)});
   table.AppendRow({"Drive Status:", GetHealth(drive)});
+  AppendVerdict(table, drive, warnings);
   table.AppendRow({"Native MAX LBA:", native ? "0x" + ToHexNumber(*native)
                                              : "<c:LIGHTRED>Failed to read native max.</c>"});
-  if (isKnown && native && *native != 0) {
+  if (isKnown && native) {
     table.AppendRow({"Current Percent:", TwoPlaces(100.0 * static_cast<double>(maximum) /
                                                    static_cast<double>(*native))});
   }
@@ -178,7 +148,7 @@ std::string DescribePartition(const Partition& partition, std::size_t number, bo
   return "\n" + table.ToText() + "\n";
 }
 
-std::string DescribeDrive(Device& drive, DriveDetail detail) {
+std::string DescribeDrive(Device& drive, DriveDetail detail, std::vector<std::string>& warnings) {
   const bool inform = detail == DriveDetail::Information;
   auto index = drive.GetProperties().Has(Properties::Index)
                    ? std::to_string(drive.GetProperties().GetSigned(Properties::Index))
@@ -203,9 +173,10 @@ std::string DescribeDrive(Device& drive, DriveDetail detail) {
     return table.ToText() + "\n";
   }
   const DriveHold hold(drive, DriveHold::Kind::Moment);
+  const DeviceManagement::OneConnectionTest once(drive);
   const bool reachable = hold.IsTaken() && IsReachable(drive);
   if (reachable) {
-    AppendCapacity(table, drive);
+    AppendCapacity(table, drive, warnings);
     AppendSettings(table, drive);
   }
   const auto reason = hold.IsTaken() ? kUnreachable : kHeld;
@@ -220,11 +191,11 @@ std::string DescribeDrive(Device& drive, DriveDetail detail) {
 }  // namespace
 
 std::string DescribeDrives(std::span<Device* const> drives, std::string_view title,
-                           DriveDetail detail) {
+                           DriveDetail detail, std::vector<std::string>& warnings) {
   auto text = std::string(title) + "\n\n";
   if (drives.empty()) return text + "No supported devices found.\n";
   std::vector<std::string> blocks;
-  for (auto* drive : drives) blocks.push_back(DescribeDrive(*drive, detail));
+  for (auto* drive : drives) blocks.push_back(DescribeDrive(*drive, detail, warnings));
   return text + Join(blocks, "\n");
 }
 

@@ -50,6 +50,7 @@ bool ProgressLine::Start(std::string_view what) {
     isRunning_ = true;
     what_ = what;
     percent_.reset();
+    detail_.clear();
     begin_ = Clock::now();
     Draw();
   }
@@ -78,6 +79,12 @@ void ProgressLine::SetPercent(std::int32_t percent) {
   Draw();
 }
 
+void ProgressLine::SetDetail(std::string_view detail) {
+  if (out_ == nullptr) return;
+  const std::lock_guard lock(mutex_);
+  detail_ = detail;
+}
+
 void ProgressLine::Tick() {
   std::unique_lock lock(mutex_);
   while (!stopped_.wait_for(lock, kRenewal, [this] { return !isRunning_; })) Draw();
@@ -89,6 +96,7 @@ void ProgressLine::Draw() {
   auto text = std::string(kErase) + what_;
   if (percent_) text += "  " + std::to_string(*percent_) + " %";
   text += "  " + TimeText(std::chrono::duration_cast<std::chrono::seconds>(time));
+  if (!detail_.empty()) text += "  " + detail_;
   *out_ << text << std::flush;  // as a whole
   isDrawn_ = true;
 }

@@ -15,8 +15,8 @@
 
 namespace Morvu {
 
-// One line of a terminal, "secure_erase  40 %  0:12:34", which is renewed in place each second
-// and is gone at the end of the run. Others who write to the terminal hold a Gap meanwhile.
+// One line of a terminal, "secure_erase  40 %  0:12:34  530 MB/s", which is renewed in place each
+// second and is gone at the end of the run. Others who write to the terminal hold a Gap meanwhile.
 // Without a stream it does nothing. SetPercent may be called by any thread; runs and gaps belong
 // to one.
 class ProgressLine {
@@ -65,6 +65,8 @@ class ProgressLine {
   };
 
   void SetPercent(std::int32_t percent);
+  // Stands behind the percent from the next time that the line is drawn.
+  void SetDetail(std::string_view detail);
 
  private:
   using Clock = std::chrono::steady_clock;
@@ -86,6 +88,7 @@ class ProgressLine {
   bool isDrawn_ = false;
   std::string what_;
   std::optional<std::int32_t> percent_;  // nobody has told it yet
+  std::string detail_;
   Clock::time_point begin_;
 
   std::unique_ptr<Thread> ticker_;  // while a run goes on

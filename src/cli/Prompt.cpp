@@ -30,7 +30,7 @@ std::size_t CountRequired(const OptionDeclaration& option) {
   if (option.kind != OptionKind::Texts) return 0;
   return static_cast<std::size_t>(
       std::ranges::count_if(option.arguments, [](const ArgumentDeclaration& row) {
-        return !row.argument.empty() && row.name.starts_with('(');
+        return !row.argument.empty() && row.name.starts_with('(') && !row.mayLack;
       }));
 }
 
@@ -67,6 +67,10 @@ Prompt::Prompt(QRKCLI& cli, std::string_view what) : cli_(cli), run_(cli.GetProg
 
 void Prompt::PromptReporter::SetPercent(std::int32_t percent) {
   prompt_.cli_.GetProgress().SetPercent(percent);
+}
+
+void Prompt::PromptReporter::SetDetail(std::string_view detail) {
+  prompt_.cli_.GetProgress().SetDetail(detail);
 }
 
 // Each line is there when it is told: a run may take hours.

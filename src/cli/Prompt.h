@@ -41,6 +41,7 @@ class Prompt : public Face {
    public:
     explicit PromptReporter(Prompt& prompt) : prompt_(prompt) {}
     void SetPercent(std::int32_t percent) override;
+    void SetDetail(std::string_view detail) override;
     bool IsCancelRequested() override { return prompt_.signals_.IsStopRequested(); }
 
    private:

@@ -156,6 +156,7 @@ void QRKCLI::Scan() {
   if (wanted == OptionScan::None) return;
   auto options = toolConfig_.scanOptions;
   options.findLogical = options.findLogical && wanted == OptionScan::Partitions;
+  options.scanLsi = options.scanLsi || HasOption("-lsi");
   const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
     return handlers_.at(feature).feature->destroys;
   });
@@ -205,7 +206,7 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
   if (devices_.empty()) return Finish(Status::NoDrivesFound);
-  if (drivePicked_) PrintDriveInformation();
+  if (drivePicked_) (void)PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);
   if (handler == handlers_.end() || handler->second.option->run == nullptr) {
     return Finish(Status::InvalidArguments);
@@ -215,7 +216,7 @@ StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
 
 StatusCode QRKCLI::RunWithoutFeature(int argc) {
   if (drivePicked_) {
-    PrintDriveInformation();
+    for (const auto& warning : PrintDriveInformation()) Warn(warning);
     return Finish(Status::Completed);
   }
   const bool asksNothing = argc < 2 || (onlyModifiers_ && parseResult_ == Status::Completed);
@@ -230,10 +231,13 @@ StatusCode QRKCLI::RunDefaultOption() {
   return Finish(Handle(*parameter));
 }
 
-void QRKCLI::PrintDriveInformation() {
+std::vector<std::string> QRKCLI::PrintDriveInformation() {
+  std::vector<std::string> warnings;
   PrintLine();
-  Print(DescribeDrives(devices_, toolConfig_.driveInformationTitle, DriveDetail::Information));
+  Print(DescribeDrives(devices_, toolConfig_.driveInformationTitle, DriveDetail::Information,
+                       warnings));
   Print("\n\n");
+  return warnings;
 }
 
 }  // namespace Morvu

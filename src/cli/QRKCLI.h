@@ -112,7 +112,8 @@ class QRKCLI : public CLIParser {
   StatusCode RunFeature(const CLIParameter& parameter);
   StatusCode RunWithoutFeature(int argc);
   StatusCode RunDefaultOption();
-  void PrintDriveInformation();
+  // What there is to warn of; a feature that runs has an end of its own.
+  std::vector<std::string> PrintDriveInformation();
 
   const ToolConfig& toolConfig_;
   std::unique_ptr<DeviceManagement::AdapterManager> adapterManager_;

@@ -107,7 +107,8 @@ StatusCode QRKCLI::ShowDriveList(const CLIParameter& parameter) {
     return Status::InvalidArguments;
   }
   if (values.empty()) {
-    PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List));
+    std::vector<std::string> none;  // a list asks no drive for its state
+    PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List, none));
     return Status::Completed;
   }
   const bool isSaved = SaveTable(TabulateDrives(drives), values.front());
@@ -164,10 +165,15 @@ StatusCode QRKCLI::PickByPath(const CLIParameter& parameter) {
   const auto path = FirstValue(parameter);
   const auto nodes =
       path.empty() ? std::vector<std::string>() : DeviceManagement::FindNodesByPath(path);
-  // A controller with several namespaces names none of them.
-  auto* drive = nodes.size() != 1 ? nullptr : FindDrive([&](const Device& each) {
-    return each.GetString(Properties::DevicePath) == nodes.front();
-  });
+  const auto findNode = [&](const std::string& node) {
+    return FindDrive(
+        [&](const Device& each) { return each.GetString(Properties::DevicePath) == node; });
+  };
+  // A controller with several namespaces names none of them. A drive behind a RAID controller has
+  // a name and no node.
+  auto* drive = nodes.size() == 1 ? findNode(nodes.front())
+                : path.empty()    ? nullptr
+                                  : findNode(path);
   return Pick(drive, Status::InvalidDrivePath);
 }
 

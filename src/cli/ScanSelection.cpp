@@ -44,7 +44,9 @@ void ScanForSelection(const CLIParser& line, AdapterManager& manager,
   const auto* selector = parameter == nullptr ? nullptr : FindToolOption(parameter->GetName());
   const bool hasValue = selector != nullptr && selector->findNodes != nullptr &&
                         !parameter->GetValues().empty() && !parameter->GetValues().front().empty();
-  if (!hasValue || (destroys && selector->isDrivesOwn)) return manager.Scan(options);
+  // The kernel does not know the drives behind a RAID controller, nor which disk is its volume.
+  if (options.scanLsi || !hasValue || (destroys && selector->isDrivesOwn))
+    return manager.Scan(options);
 
   const auto& value = parameter->GetValues().front();
   auto narrow = options;

@@ -88,6 +88,12 @@ constexpr Lines kControllerText = {
     "with all other options. Selected drive must support NVMe commands"};
 constexpr Lines kControllerExamples = {"-drive_index 2 -identify -controller"};
 
+constexpr Lines kLsiText = {
+    "Include the drives behind LSI RAID controllers. The controller vendor's library, "
+    "libLSI.AdapterAPI.so.4.02, must stand beside the tool and must have been tagged. A RAID "
+    "volume is shown as \"(RAID Volume)\", a drive that is part of one as \"(RAID Member)\"."};
+constexpr Lines kLsiExamples = {"-lsi -drive_list", "-lsi -drive_path LSI_0_4 -smart"};
+
 using enum OptionCategory;
 constexpr auto kFlag = OptionKind::Flag;
 constexpr auto kNumbers = OptionKind::Numbers;
@@ -123,6 +129,7 @@ std::span<const ToolOption> GetToolOptions() {
       {{"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples,      kAny}},
       {{"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny}},
       {{"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples, kAny}},
+      {{"-lsi",          kFlag,    Modifier,       kLsiText,        {},               kLsiExamples,        kAny}},
       // For families that declare them.
       {{"-drive_id",     kText,    DriveSelection, {},              {},               {},                  kAll},     &QRKCLI::PickByIdentifier, nullptr,               false, {}, false},
       {{"-drive_csmi",   kNumbers, DriveSelection, {},              {},               {},                  kAll},     &QRKCLI::PickByAddress,    nullptr,               false, {}, false},

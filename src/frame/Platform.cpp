@@ -106,14 +106,6 @@ void RemoveTestFiles(std::string_view prefix) {
             "*' -delete");
 }
 
-std::uint64_t RandomInRange(std::uint64_t low, std::uint64_t high) {
-  std::uint64_t value = 0;
-  for (int i = 0; i < 5; ++i) value = value << 15 ^ static_cast<std::uint64_t>(rand());
-  if (low >= high) return low;
-  const auto count = high - low + 1;  // 0 for the whole range of 64 bits
-  return count == 0 ? value : low + value % count;
-}
-
 Library LoadLibrary(const std::string& path) {
   void* handle = dlopen(path.c_str(), RTLD_LAZY);
   if (handle == nullptr) return nullptr;

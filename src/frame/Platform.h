@@ -38,9 +38,6 @@ std::chrono::milliseconds GetUptime();
 // character that a shell or `find` would read otherwise removes nothing.
 void RemoveTestFiles(std::string_view prefix);
 
-// A value of [low, high], from five calls of the C library's rand.
-std::uint64_t RandomInRange(std::uint64_t low, std::uint64_t high);
-
 // A loaded shared object; it is unloaded with its last owner.
 using Library = std::shared_ptr<void>;
 // Null when the object cannot be loaded.

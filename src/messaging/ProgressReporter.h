@@ -2,6 +2,7 @@
 
 #include <cstddef>
 #include <cstdint>
+#include <string_view>
 
 #include "frame/StatusCode.h"
 
@@ -12,6 +13,8 @@ class ProgressReporter {
  public:
   virtual ~ProgressReporter() = default;
   virtual void SetPercent(std::int32_t percent) = 0;
+  // What a person sees beside the percent, such as a rate.
+  virtual void SetDetail(std::string_view) {}
   virtual void SetState(std::int32_t state) = 0;
   virtual void SetErrorCode(StatusCode code) = 0;
   virtual bool IsCancelRequested() = 0;
@@ -52,6 +55,7 @@ class InnerReporter : public SilentReporter {
   void SetPercent(std::int32_t percent) override {
     outer_.SetPercent((100 * part_ + percent) / parts_);
   }
+  void SetDetail(std::string_view detail) override { outer_.SetDetail(detail); }
   bool IsCancelRequested() override { return outer_.IsCancelRequested(); }
 
  private:

@@ -9,7 +9,7 @@ namespace Morvu {
 std::string JoinRemarks(const Feature& feature) {
   std::string text;
   for (const auto& remark : feature.GetRemarks()) {
-    if (!text.empty()) text += "; ";
+    if (!text.empty()) text += text.ends_with('.') ? " " : "; ";
     text += remark.text;
   }
   return text;

@@ -58,7 +58,7 @@ TEST(Prompt, SaysWhichOptionSelectsADrive) {
 TEST(Prompt, WritesWhatIsThereBeforeAFeatureBegins) {
   TestFleet fleet;
   auto drive = fleet.Add(PromptSpec());
-  // What is out, and whether SMART was read by then.
+  // What is out, and whether SMART was read by then, behind the verdict of the information.
   class Snapshots : public std::stringbuf {
    public:
     explicit Snapshots(const Simulator::SimulatedDrive& drive) : drive_(drive) {}
@@ -66,7 +66,7 @@ TEST(Prompt, WritesWhatIsThereBeforeAFeatureBegins) {
 
    private:
     int sync() override {
-      taken.emplace_back(str(), std::ranges::count(drive_.Opcodes(), 0xB0) > 0);
+      taken.emplace_back(str(), std::ranges::count(drive_.Opcodes(), 0xB0) > 1);
       return 0;
     }
     Simulator::SimulatedDrive drive_;

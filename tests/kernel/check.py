@@ -26,6 +26,7 @@ CODE_BAD_ARGUMENTS = 73
 CODE_ANSWERED_NO = 81
 CODE_NOT_IN_STANDBY = 86
 CODE_BAD_INDEX = 87
+CODE_SCT_REFUSED = 116
 CODE_NO_SELF_TEST = 302
 
 # Exit statuses of codes above 255.
@@ -275,6 +276,48 @@ class Guest(unittest.TestCase):
     def test_tool_refuses_a_bad_index(self):
         self.assertEqual(CODE_BAD_INDEX, exit_of("bad-index.txt"))
         self.assertIn("Given drive index is invalid", text_of(own("bad-index.txt")))
+
+    def test_features_are_those_that_nvme_reads(self):
+        for when in ("features", "features-set"):
+            shown = re.findall(r"get-feature:0x([0-9a-f]+).*Current value: *(?:0x)?([0-9a-f]+)",
+                               text_of(own(f"{when}.theirs")))
+            theirs = {int(number, 16): int(value, 16) for number, value in shown}
+            self.assertEqual(9, len(theirs))
+            self.assertEqual(theirs, {number: self.features(f"{when}.xml")[title]
+                                      for number, title in self.titles.items()})
+            self.assertEqual(65 + 273 if when == "features-set" else 0x157, theirs[4])
+        self.assertEqual(0, exit_of("threshold.txt"))
+
+    titles = {1: "Arbitration", 2: "Power Management", 4: "Temperature Threshold",
+              5: "Error Recovery", 7: "Number of Queues", 8: "Interrupt Coalescing",
+              9: "Interrupt Vector Config", 10: "Write Atomicity", 11: "Async Event Config"}
+
+    @staticmethod
+    def features(name):
+        """The raw value of each table."""
+        return {table.get("name"): int(list(table.iter("Property"))[1].text, 16)
+                for table in last_message(name).iter("List") if table.get("type") == "table"}
+
+    def test_sct_that_the_drive_lacks_is_refused(self):
+        for theirs in ("scterc.theirs", "scttemp.theirs"):
+            self.assertRegex(text_of(own(theirs)), "SCT .*not supported")
+        for name in ("scterc.txt", "scterc-set.txt", "temp-interval.txt", "wc-state.0.txt"):
+            self.assertEqual(CODE_SCT_REFUSED, exit_of(name), name)
+
+    def test_settings_of_sata_are_those_that_others_show(self):
+        native = int(re.search(r"max sectors += +\d+/(\d+)", text_of("hdparm-max.txt"))[1])
+        for state, word in ((0, "Disabled"), (1, "Enabled")):
+            self.assertRegex(text_of(own(f"cache.{state}.theirs")), rf"write-caching = +{state}")
+            self.assertRegex(text_of(own(f"settings.{state}.theirs")), rf"Write cache is: +{word}")
+            drive = drive_objects(f"settings.{state}.xml")[self.nodes["sata"]]
+            self.assertEqual(str(state == 1), drive["WriteCacheEnabled"])
+            self.assertEqual(str(native - 1), drive["NativeMaxLBA"])
+            self.assertEqual(str(int(text_of("discard.txt")) > 0), drive["SystemTrimEnabled"])
+
+    def test_maximum_of_a_disk_in_use_stays(self):
+        self.assertEqual(CODE_PARTITION, exit_of("max-address.txt"))
+        self.assertEqual(text_of("hdparm-max.txt"), text_of(own("hdparm-max.txt")))
+        self.assertFalse({"37", "f9"} & set(self.traced_ata()))
 
     def test_refused_firmware_leaves_the_drive_as_it_was(self):
         sata, foreign = (self.nodes[kind][len("/dev/"):] for kind in ("sata", "foreign"))

@@ -67,6 +67,15 @@ request_of() {  # SERIAL METHOD
   printf '<Property name="SerialNumber" key="True">%s</Property></Object>' "$1"
   printf '<Object type="method" name="%s"/></Message>' "$2"
 }
+request_at() {  # INDEX CONTENT
+  printf '<Message cimClass="MorvuSSD" scan="True"><Object cimClass="MorvuSSD">'
+  printf '<Property name="Index" key="True">%s</Property></Object>%s</Message>' "$1" "$2"
+}
+features_by_nvme() {
+  local id
+  for id in 1 2 4 5 7 8 9 10 11; do nvme get-feature /dev/nvme0n1 -f $id; done
+}
+keep discard.txt cat /sys/class/block/"$(basename "$sata_disk")"/queue/discard_max_bytes
 mark_trace() { hdparm -S 250 "$sata" >/dev/null 2>&1; }
 for width in 64 32; do
   tool=/opt/$width/morvussd
@@ -98,6 +107,31 @@ for width in 64 32; do
       $tool -drive_path "$path" -firmware_update /etc/drives -force
   done
   keep $width.after-firmware.json smartctl -j -i "$sata"
+
+  # Settings, as other tools see them before and after a set.
+  all_features='<Object type="method" name="GetFeatureNVMe"/>'
+  keep $width.features.xml $exchange "$(request_at 0 "$all_features")"
+  keep $width.features.theirs features_by_nvme
+  keep $width.threshold.txt $tool -drive_path /dev/nvme0n1 -set_temp_threshold 65
+  keep $width.features-set.xml $exchange "$(request_at 0 "$all_features")"
+  keep $width.features-set.theirs features_by_nvme
+  nvme set-feature /dev/nvme0n1 -f 4 -v 0x157 >/dev/null
+  keep $width.scterc.theirs smartctl -l scterc "$sata"
+  keep $width.scterc.txt $tool -drive_path "$sata" -error_recovery_control
+  keep $width.scterc-set.txt $tool -drive_path "$sata" -error_recovery_control read_timer 70
+  keep $width.scttemp.theirs smartctl -l scttempsts "$sata"
+  keep $width.temp-interval.txt $tool -drive_path "$sata" -temp_logging_interval
+  for state in 0 1; do
+    hdparm -W$state "$sata" >/dev/null
+    keep $width.wc-state.$state.txt $tool -drive_path "$sata" -wc_state 3
+    keep $width.cache.$state.theirs hdparm -W "$sata"
+    keep $width.settings.$state.theirs smartctl -g all "$sata"
+    keep $width.settings.$state.xml $exchange '<Message cimClass="MorvuSSD" scan="True">
+      <Object name="cimProperties"><Property name="DevicePath"/><Property name="WriteCacheEnabled"/>
+      <Property name="NativeMaxLBA"/><Property name="SystemTrimEnabled"/></Object></Message>'
+  done
+  keep $width.max-address.txt $tool -drive_path "$sata" -max_address native -force
+  keep $width.hdparm-max.txt hdparm -N "$sata"
 
   # What the emulated SATA drive cannot do is refused before anything is sent.
   keep $width.secure-erase.txt $tool -drive_path "$sata" -secure_erase -force

@@ -137,22 +137,12 @@ Reply Host::Await(std::uint64_t job) {
   return {};
 }
 
-// Of two equal requests one becomes the service, whichever thread comes first, and the
-// other runs the pass, which is told under the service's identifier.
+// The service, and behind it the pass, which is told under the service's identifier.
 std::pair<std::uint64_t, Reply> Host::StartNotifications(const std::string& drives) {
-  const auto request = "<Message subject='Notification'>" + drives +
-                       "<Property name='Enabled'>True</Property>"
-                       "<Property name='scan'>True</Property></Message>";
-  const std::uint64_t jobs[] = {Send(request), Send(request)};
-  const auto end = std::chrono::steady_clock::now() + kPatience;
-  while (std::chrono::steady_clock::now() < end) {
-    for (const auto job : jobs) {
-      if (auto reply = Receive(job); !reply.IsEmpty()) return {job, reply};
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  ADD_FAILURE() << "nothing is told";
-  return {};
+  const auto service = Send("<Message subject='Notification'/>");
+  Call("<Message subject='Notification'>" + drives +
+       "<Property name='scan'>True</Property></Message>");
+  return {service, Await(service)};
 }
 
 void Host::StopNotifications() {

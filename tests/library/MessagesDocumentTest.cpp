@@ -8,7 +8,7 @@
 //   xml request              run to its end; "xml reply" behind it holds the reply
 //   xml reply LINES          the same, cut after so many lines
 //   xml request background   a job on a thread of its own
-//   xml request notification the notification service, and a pass over the drives
+//   xml request silent       run to its end, without a reply
 //   xml message              the next message of the last such job
 #include <gtest/gtest.h>
 
@@ -101,11 +101,9 @@ class Exchanges {
     for (const auto& line : block) request += line + "\n";
     for (const auto& [real, shown] : identifiers_) request = Replace(request, shown, real);
     std::uint64_t job = 0;
-    if (how == "notification") {
-      const auto begin = request.find("<Object"), end = request.rfind("</Object>");
-      std::tie(job, shown_) = host_.StartNotifications(
-          begin == request.npos ? "" : request.substr(begin, end + 9 - begin));
-      background_ = job;
+    if (how == "silent") {
+      job = host_.Send(request, true);
+      EXPECT_TRUE(host_.Receive(job).IsEmpty());
     } else if (how == "background") {
       job = background_ = host_.Send(request);
     } else {

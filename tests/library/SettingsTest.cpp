@@ -3,6 +3,9 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <algorithm>
+#include <filesystem>
+#include <fstream>
 #include <map>
 
 #include "Host.h"
@@ -18,7 +21,7 @@ using ::testing::HasSubstr;
 using ::testing::IsEmpty;
 using ::testing::Pair;
 
-constexpr int kSmart = 0xB0, kGetFeatures = 0x0A;
+constexpr int kNop = 0x00, kReadMaxExt = 0x27, kSmart = 0xB0, kGetFeatures = 0x0A;
 
 class Settings : public ::testing::Test {
  protected:
@@ -47,11 +50,11 @@ class Settings : public ::testing::Test {
   }
 
   // How often each SCT setting was asked for, by the first three words of the key sector;
-  // connection tests are not looked at, and there is nothing else.
+  // beside them stand connection tests and reads of the native maximum, and nothing else.
   static std::map<std::string, int> SctKeys(const Simulator::SimulatedDrive& drive) {
     std::map<std::string, int> keys;
     for (const auto& sent : drive.Journal()) {
-      if (sent.Opcode() == 0) continue;
+      if (sent.Opcode() == kNop || sent.Opcode() == kReadMaxExt) continue;
       EXPECT_EQ(sent.Opcode(), kSmart) << sent.Text();
       const auto word = [&](std::size_t at) {
         return std::to_string(sent.dataHead[at] | sent.dataHead[at + 1] << 8);
@@ -59,6 +62,10 @@ class Settings : public ::testing::Test {
       if (sent.dataHead.size() >= 6) ++keys[word(0) + "." + word(2) + "." + word(4)];
     }
     return keys;
+  }
+  static std::ptrdiff_t CountCommands(const Simulator::SimulatedDrive& drive, int opcode) {
+    const auto opcodes = drive.Opcodes();
+    return std::count(opcodes.begin(), opcodes.end(), opcode);
   }
   static std::map<int, int> FeatureIds(const Simulator::SimulatedDrive& drive) {
     std::map<int, int> ids;
@@ -83,19 +90,59 @@ TEST_F(Settings, AreAskedForByTheirOwnCommandsAlone) {
   sata_.ClearJournal();
   Read("BTWL1", "PhyConfig");  // known from the scan
   Read("BTWL1", "Firmware");
+  Read("BTWL1", "SystemTrimEnabled");
   EXPECT_THAT(SctKeys(sata_), IsEmpty());
+  EXPECT_EQ(CountCommands(sata_, kReadMaxExt), 0);
+  Read("BTWL1", "NativeMaxLBA");
+  EXPECT_EQ(CountCommands(sata_, kReadMaxExt), 1);
 }
 
-// Nine gets of a SATA drive, nine of an NVMe drive, each once: nothing is set.
+// Nine gets of a SATA drive, nine of an NVMe drive, and the native maximum of both, each once,
+// behind one test of the connection: nothing is set.
 TEST_F(Settings, OfAPlainListAreAskedForOnce) {
   EXPECT_EQ(Ask("").Listed().size(), 2U);
   EXPECT_THAT(SctKeys(sata_),
               ElementsAre(Pair("3.2.1", 1), Pair("3.2.2", 1), Pair("4.2.1", 1), Pair("4.2.3", 1),
                           Pair("4.2.53248", 1), Pair("4.2.53249", 1), Pair("4.2.53251", 1),
                           Pair("4.2.53252", 1), Pair("4.2.55297", 1)));
+  EXPECT_EQ(CountCommands(sata_, kReadMaxExt), 1);
+  EXPECT_EQ(CountCommands(sata_, kNop), 1);
   EXPECT_THAT(FeatureIds(nvme_),
               ElementsAre(Pair(1, 1), Pair(2, 1), Pair(4, 1), Pair(5, 1), Pair(7, 1), Pair(8, 1),
-                          Pair(10, 1), Pair(11, 1), Pair(0xC6, 1)));
+                          Pair(10, 1), Pair(11, 1), Pair(0xC2, 1), Pair(0xC6, 1)));
+}
+
+// A command that does not come through ends what was known of the connection.
+TEST_F(Settings, OfADriveThatGoesDuringAListAreFailuresOfTheConnection) {
+  sata_.Inject(Fault::Vanish().OnOpcode(kReadMaxExt));
+  const auto reply = Ask("");
+  const auto text = reply.Text();
+  const auto at = text.find("name=\"WriteCacheState\"");
+  ASSERT_NE(at, text.npos);
+  EXPECT_THAT(text.substr(at, 200), HasSubstr("status=\"4\""));
+}
+
+TEST_F(Settings, TellWhetherTheSystemPassesTrimOn) {
+  const auto limit = fleet_.Folder() + "/sys/class/block/sda/queue/discard_max_bytes";
+  const auto trim = [&] {
+    return PropertyText(*Read("BTWL1", "SystemTrimEnabled").Listed().front(), "SystemTrimEnabled");
+  };
+  EXPECT_EQ(trim(), "True");
+  std::ofstream(limit, std::ios::trunc) << "0\n";
+  EXPECT_EQ(trim(), "False");
+  std::filesystem::remove(limit);
+  EXPECT_EQ(trim(), "");
+}
+
+TEST_F(Settings, TellWhatALoweredMaximumLeft) {
+  const auto reply = Write("BTWL1", "MaximumLBA", "50%");
+  EXPECT_EQ(reply.ErrorCode(), 0);
+  EXPECT_EQ(reply.Attribute("powercycle"), "True");
+  EXPECT_EQ(reply.Attribute("shows"), std::to_string(sata_.State().ata.maxLba));
+  sata_.AddPartition();
+  sata_.PowerCycle();
+  host_.Call("<Message cimClass='MorvuSSD' scan='True'/>");
+  EXPECT_EQ(Write("BTWL1", "MaximumLBA", "native").ErrorCode(), 13);
 }
 
 TEST_F(Settings, TellOfAPowerCycleAndTheSavesThatAreLeft) {

@@ -32,7 +32,7 @@ class HandMadeDrive : public Drive {
     AddProperty(Properties::SerialNumber, serial);
     AddProperty(Properties::Morvu, isMorvu);
   }
-  bool TestConnection() override { return answers; }
+  bool AskConnection() override { return answers; }
   std::unique_ptr<Device> Clone() const override {
     auto clone = std::make_unique<HandMadeDrive>("");
     clone->CopyFrom(*this);

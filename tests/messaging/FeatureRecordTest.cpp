@@ -26,8 +26,6 @@ constexpr ToldMethod kToldMethods[] = {
 // Told methods that no family has yet.
 constexpr std::string_view kMethodsToCome[] = {
     "DataIntegrity",
-    "NVMeLogParser",
-    "ReadScan",
 };
 // What a family declares without having been told among the others.
 constexpr ToldMethod kMoreMethods[] = {

@@ -15,6 +15,7 @@
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
 #include "messaging/jobs/NotificationService.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 namespace {
@@ -117,6 +118,23 @@ TEST_F(Notifications, ReachTheHostUnderTheServicesJobInOrder) {
   EXPECT_EQ("Morvu Job", last.objects.at(0)->GetAttribute("name"));
 }
 
+// However many drives a pass asks modules about, each file is verified once.
+std::vector<std::shared_ptr<FirmwareModules>> seenModules;
+void SeeModules(JobContext&, DeviceManagement::SelectedDevices&) {
+  seenModules.push_back(FirmwareModules::OfRequest());
+}
+
+TEST_F(Notifications, OfAPassAskTheSameModules) {
+  constexpr DrivePass::ListStep kTwice[] = {&SeeModules, &SeeModules};
+  seenModules.clear();
+  JobContext context;
+  RunDrivePass(context, {{}, kTwice});
+  ASSERT_EQ(seenModules.size(), 2U);
+  EXPECT_EQ(seenModules[0], seenModules[1]);
+  EXPECT_NE(FirmwareModules::OfRequest(), seenModules[0]);
+  seenModules.clear();
+}
+
 TEST_F(Notifications, AreLostWithoutAService) {
   Post(1);
   StartService();
@@ -141,6 +159,16 @@ TEST_F(Notifications, RunThePassWhenAsked) {
   EXPECT_EQ(2, passes);
   Ask("<Property name='scan'>False</Property>");
   EXPECT_EQ(2, passes);
+}
+
+// The first start's thread may come later than the scan's.
+TEST_F(Notifications, ScanBehindAStartWhoseThreadHasYetToBegin) {
+  for (int i = 1; i <= 50; ++i) {
+    Ask("", false);
+    Ask("<Property name='scan'>True</Property>");  // would not return, were it the service
+    EXPECT_EQ(i, passes);
+    Ask("<Property name='Enabled'>False</Property>");
+  }
 }
 
 TEST_F(Notifications, StartAgainAfterAStop) {

@@ -34,6 +34,18 @@ Simulator::DriveSpec LogSpec() {
   return spec;
 }
 
+// Behind a RAID controller: by ATA PASS-THROUGH, and where that brings no registers by frames.
+Simulator::DriveSpec LsiSpec() {
+  auto spec = SataSpec();
+  spec.controller = 0;
+  return spec;
+}
+Simulator::DriveSpec LsiFrameSpec() {
+  auto spec = LsiSpec();
+  spec.senseFormat = Simulator::SenseFormat::None;
+  return spec;
+}
+
 // How a method or an option is run well.
 struct FeatureScene {
   std::string_view name;  // of the method or the option
@@ -41,9 +53,10 @@ struct FeatureScene {
   Simulator::DriveSpec (*spec)() = &SataSpec;
   MethodParameters parameters{};
   std::vector<std::string> words{};
-  bool erases = false;     // the good run leaves nothing on the medium
-  bool canCancel = false;  // it asks whether it is to stop
-  bool isSilent = false;   // it sends no command
+  bool erases = false;          // the good run leaves nothing on the medium
+  bool canCancel = false;       // it asks whether it is to stop
+  bool isSilent = false;        // it sends no command
+  bool countsWorkload = false;  // its drive has the timed workload attributes
 };
 
 const FeatureScene kScenes[] = {
@@ -51,6 +64,11 @@ const FeatureScene kScenes[] = {
     {.name = "Delete", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
     {.name = "Format", .spec = &NvmeSpec, .erases = true},
     {.name = "SecureErase", .erases = true, .canCancel = true},
+    {.name = "SecureErase",
+     .label = "LsiFrames",
+     .spec = &LsiFrameSpec,
+     .erases = true,
+     .canCancel = true},
     {.name = "Sanitize",
      .parameters = {{"SanitizeType", "block"}},
      .erases = true,
@@ -58,19 +76,59 @@ const FeatureScene kScenes[] = {
     {.name = "-format", .label = "Sata", .erases = true, .canCancel = true},
     {.name = "-format", .label = "Nvme", .spec = &NvmeSpec, .erases = true},
     {.name = "-secure_erase", .erases = true, .canCancel = true},
+    {.name = "-secure_erase",
+     .label = "Lsi",
+     .spec = &LsiSpec,
+     .words = {"-lsi"},
+     .erases = true,
+     .canCancel = true},
     {.name = "-sanitize", .words = {"block"}, .erases = true, .canCancel = true},
+    {.name = "-max_address",
+     .label = "Sata",
+     .words = {"percent", "50"},
+     .erases = true,
+     .canCancel = true},
+    {.name = "-max_address",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .words = {"percent", "50"},
+     .erases = true},
 
     {.name = "DriveSelfTest", .parameters = {{"SelfTest", "short"}}, .canCancel = true},
     {.name = "-self_test", .label = "Watched", .words = {"short", "captiveOffline"}},
     {.name = "-self_test", .label = "Started", .words = {"short"}},
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .canCancel = true},
+    {.name = "FirmwareUpdate",
+     .label = "LsiFrames",
+     .spec = &LsiFrameSpec,
+     .parameters = {{"file", std::string(kImage)}},
+     .canCancel = true},
     {.name = "-firmware_update", .words = {std::string(kImage), "-force"}, .canCancel = true},
+    {.name = "ReadScan", .label = "Sata", .parameters = {{"full", "True"}}, .canCancel = true},
+    {.name = "ReadScan",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .parameters = {{"full", "True"}},
+     .canCancel = true},
+    {.name = "-read_scan", .words = {"full"}, .canCancel = true},
+    {.name = "-endurance_analyzer",
+     .label = "Sata",
+     .words = {"reset"},
+     .canCancel = false,
+     .countsWorkload = true},
+    {.name = "-endurance_analyzer",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .words = {"reset"},
+     .countsWorkload = true},
     {.name = "SmartParser", .label = "Sata"},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "GetFeatureNVMe", .spec = &NvmeSpec, .canCancel = true},
     {.name = "HostController", .isSilent = true},
     {.name = "IdentifyParser", .label = "Sata"},
     {.name = "IdentifyParser", .label = "Nvme", .spec = &NvmeSpec, .canCancel = true},
+    {.name = "NVMeLogParser", .spec = &NvmeSpec, .parameters = {{"LogID", "2"}}},
+    {.name = "-get_log", .spec = &NvmeSpec, .words = {"1"}},
     {.name = "-identify", .label = "Sata"},
     {.name = "-identify", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "-identify", .label = "Controller", .spec = &NvmeSpec, .words = {"-controller"}},
@@ -143,6 +201,7 @@ class FeatureRunScene : public EraseScene {
   explicit FeatureRunScene(const FeatureScene& scene) : EraseScene(scene.spec()), scene_(scene) {
     const auto image = Testing::MakeSimulatedImage("NEW2", 140'000);
     EXPECT_TRUE(SaveBinary(ImagePath(), image, false));
+    if (scene.countsWorkload) AddWorkload(drive.State(), 60, 1024);
   }
 
   // The scan of a command line is part of its run.

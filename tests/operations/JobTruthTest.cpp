@@ -191,6 +191,7 @@ const JobScene kScenes[] = {
     {.name = "DriveSelfTest", .parameters = {{"SelfTest", "short"}}},
     {.name = "FirmwareUpdate", .parameters = {{"file", std::string(kImage)}}, .leastMessages = 5},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
+    {.name = "NVMeLogParser", .spec = &NvmeSpec, .parameters = {{"LogID", "2"}}},
     {.name = "ReadEventLog", .spec = &LogSpec, .leastMessages = 90},
     {.name = "ReadNlog", .spec = &NvmeSpec, .leastMessages = 4},
 };

@@ -125,6 +125,59 @@ class Identify(unittest.TestCase):
 
 
 class Logs(unittest.TestCase):
+    def test_health_is_that_of_nvme(self):
+        theirs = json.loads(told("nvme", "smart-log", "-o", "json", CONTROLLER))
+        ours = shown(NAMESPACE, "-get_log", "2")
+        names = {
+            "Critical Warnings": "critical_warning", "Temperature (Kelvin)": "temperature",
+            "Available Spare Normalized percentage of the remaining spare capacity available":
+                "avail_spare",
+            "Available Spare Threshold Percentage": "spare_thresh",
+            "Percentage Used": "percent_used", "Data Units Read": "data_units_read",
+            "Data Units Written": "data_units_written", "Host Read Commands": "host_read_commands",
+            "Host Write Commands": "host_write_commands",
+            "Controller Busy Time": "controller_busy_time", "Power Cycles": "power_cycles",
+            "Power On Hours": "power_on_hours", "Unsafe Shutdowns": "unsafe_shutdowns",
+            "Media Errors": "media_errors",
+            "Number of Error Info Log Entries": "num_err_log_entries"}
+        self.assertEqual({name: int(theirs[name]) for name in names.values()},
+                         {name: int(ours[label], 0) for label, name in names.items()})
+        for bit in range(5):
+            label = list(ours)[list(ours).index("Critical Warnings") + 1 + bit]
+            self.assertEqual(theirs["critical_warning"] >> bit & 1, int(ours[label]), label)
+
+    def test_errors_are_those_of_nvme(self):
+        run("nvme", "get-log", CONTROLLER, "-i", "9", "-l", "512")
+        run("nvme", "id-ns", CONTROLLER, "-n", "77")
+        theirs = json.loads(told("nvme", "error-log", "-o", "json", "-e", "8", CONTROLLER))
+        theirs = [error for error in theirs["errors"] if error["error_count"]]
+        text = told(TOOL, "-drive_path", NAMESPACE, "-get_log", "1")
+        ours = []
+        for label, value in re.findall(r"^\| (.*?) +\| (.*?) +\|$", text, re.MULTILINE):
+            if label == "Error Info Log Entry":
+                ours.append({})
+            elif ours:
+                ours[-1][label] = value
+        self.assertGreater(len(theirs), 1)
+        self.assertEqual(
+            [[each["error_count"], each["sqid"], each["cmdid"],
+              each["status_field"] << 1 | each["phase_tag"], each["lba"], each["nsid"] % 2 ** 32]
+             for each in theirs],
+            [[int(each[name], 16 if name == "LBA" else 10)
+              for name in ("Error Count Identifier", "Submission Queue ID", "Command ID",
+                           "Status Field", "LBA", "Namespace")] for each in ours])
+
+    def test_slots_are_those_of_nvme(self):
+        theirs = json.loads(told("nvme", "fw-log", "-o", "json", CONTROLLER))["nvme0"]
+        ours = shown(NAMESPACE, "-get_log", "3")
+        self.assertEqual(str(theirs.pop("Active Firmware Slot (afi)")),
+                         ours["Active Firmware Slot"])
+        self.assertEqual({name: re.search(r"\((.*)\)", text)[1] for name, text in theirs.items()},
+                         {name: text for name, text in ours.items()
+                          if name.startswith("Firmware Rev") and text})
+
+
+class DeviceLogs(unittest.TestCase):
     def test_counters_are_those_of_smartctl(self):
         theirs = re.findall(r"^(0x\w{4})  \d +(\d+)\+? +", told("smartctl", "-l", "sataphy", SATA),
                             re.MULTILINE)
@@ -190,9 +243,11 @@ def main():
     simdrives("set", SATA, *(f"word.{word}={word * 257 % 65536}" for word in
                              (2, 7, 8, 53, 59, 63, 69, 77, 98, 99, 128, 168, 212, 213, 220)))
     simdrives("set", NAMESPACE, "controller.1=0x80", "controller.0=0x86", "controller.263=2",
-              *(f"controller.{byte}={byte % 29}" for byte in range(2080, 2144)))
+              *(f"controller.{byte}={byte % 29}" for byte in range(2080, 2144)),
+              "health.critical-warning=21", "health.spare=4", "health.percentage-used=130",
+              "health.media-errors=18446744073709551615", "slot.2=8DV10180")
     others = unittest.TestSuite(unittest.defaultTestLoader.loadTestsFromTestCase(case)
-                                for case in (Identify, Logs))
+                                for case in (Identify, Logs, DeviceLogs))
     good &= unittest.TextTestRunner().run(others).wasSuccessful()
     shutil.rmtree(FLEET)
     sys.exit(0 if good else 1)

@@ -114,19 +114,45 @@ TEST(Faults, BadSectorsMeetEveryWayOfReading) {
   EXPECT_EQ(0x40, NonData(handle, {0x42, 0, 1, 501, true}).AtaError());
   Bytes data(1024);
   aiocb64 block{};
-  block.aio_fildes = handle.Get();
+  const Handle disk("/dev/sda");
+  block.aio_fildes = disk.Get();
   block.aio_buf = data.data();
   block.aio_nbytes = data.size();
   block.aio_offset = 499 * 512;
   EXPECT_EQ(0, aio_read64(&block));
-  EXPECT_EQ(EIO, aio_error64(&block));
+  EXPECT_EQ(ENODATA, aio_error64(&block));
   EXPECT_EQ(-1, aio_return64(&block));
   block.aio_offset = 498 * 512;
   EXPECT_EQ(0, aio_read64(&block));
-  while (aio_error64(&block) == EINPROGRESS) {
-  }
   EXPECT_EQ(1024, aio_return64(&block));
   EXPECT_EQ(1u, drive.State().rawReads);
+  const auto last = drive.Journal().back();
+  EXPECT_TRUE(last.IsRaw());
+  EXPECT_EQ(498u * 512, last.RawOffset());
+}
+
+// What is no disk has no bytes: a generic node takes what is written for a command.
+TEST(Faults, ACharacterNodeTransfersNoBytes) {
+  TestFleet fleet;
+  auto sata = fleet.Add({.sectors = 1000});
+  fleet.Add({.kind = Simulator::Kind::Nvme});
+  Bytes data(42);
+  data[36] = 0x1B;  // START STOP UNIT behind a header of zeros
+  const Handle generic(sata.Node());
+  EXPECT_EQ(-1, pread(generic.Get(), data.data(), data.size(), 0));
+  EXPECT_EQ(ESPIPE, errno);
+  aiocb64 block{};
+  block.aio_fildes = generic.Get();
+  block.aio_buf = data.data();
+  block.aio_nbytes = data.size();
+  EXPECT_EQ(0, aio_read64(&block));
+  EXPECT_EQ(EAGAIN, aio_error64(&block));
+  EXPECT_EQ(0, aio_write64(&block));
+  EXPECT_EQ(42, aio_return64(&block));
+  EXPECT_EQ(Simulator::PowerMode::Standby, sata.State().ata.powerMode);
+  const Handle controller("/dev/nvme0");
+  EXPECT_EQ(-1, pread(controller.Get(), data.data(), data.size(), 0));
+  EXPECT_EQ(EINVAL, errno);
 }
 
 TEST(Faults, ARefusedReadMayHandBackAnEarlierCommandsData) {

@@ -78,6 +78,27 @@ class Tool : public testing::Test {
   if (!CanPreload()) GTEST_SKIP() << "a preload library of a sanitizer build is of no use"; \
   if (Shell("command -v " name).code != 0) GTEST_SKIP() << name " is not installed"
 
+TEST_F(Tool, PutsDrivesBehindControllers) {
+  const std::pair<const char*, const char*> kLines[] = {
+      {"add FLEET --kind ata --behind 0", "no controller"},
+      {"controller FLEET", "0\n"},
+      {"add FLEET --kind ata --serial A1 --behind 0", "LSI_0_0\n"},
+      {"add FLEET --kind scsi --serial S1 --behind 0 --hidden", "LSI_0_1\n"},
+      {"add FLEET --kind nvme --behind 0", "SATA and SAS"},
+      {"volume FLEET --of LSI_0_0,/dev/sg0", "no drive behind the same controller"},
+      {"volume FLEET --of LSI_0_0,LSI_0_1", "/dev/sg2\n"},
+      {"volume FLEET --of LSI_0_0 --no-disk", "1\n"},
+      {"library-fault FLEET nonsense", "is one of begin-fails, "},
+      {"library-fault FLEET many-drives", ""},
+      {"set FLEET LSI_0_0 frozen=1", ""},
+      {"journal FLEET LSI_0_0", ""},
+      {"list FLEET", "LSI_0_0        ATA"},
+  };
+  for (const auto& [line, told] : kLines) {
+    EXPECT_THAT(Simdrives(line).text, HasSubstr(told)) << line;
+  }
+}
+
 TEST_F(Tool, RefusesWithACodeAndAReason) {
   EXPECT_EQ(2, Simdrives("").code);
   EXPECT_EQ(0, Simdrives("-help").code);

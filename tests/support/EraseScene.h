@@ -30,6 +30,27 @@ inline Simulator::DriveSpec NvmeSpec() {
           .sectors = 512};
 }
 
+// Gives the drive its timed workload attributes: minutes and media wear.
+inline void AddWorkload(Simulator::DriveState& state, std::uint64_t minutes, std::uint64_t wear) {
+  auto& attributes =
+      state.kind == Simulator::Kind::Nvme ? state.nvme.attributes : state.ata.attributes;
+  const std::pair<std::uint8_t, std::uint64_t> kValues[] = {
+      {0xE2, wear}, {0xE3, 50}, {0xE4, minutes}};
+  for (const auto& [id, raw] : kValues) {
+    auto* place = std::ranges::find(attributes, id, &Simulator::SmartAttribute::id);
+    if (place == std::end(attributes)) {
+      place = std::ranges::find(attributes, 0, &Simulator::SmartAttribute::id);
+    }
+    *place = {.id = id,
+              .value = 100,
+              .worst = 100,
+              .threshold = 0,
+              .flags = 0,
+              .reserved = 0,
+              .raw = raw};
+  }
+}
+
 using Bytes = std::vector<std::uint8_t>;
 
 // Runs a drive method on a clone of the device, as a job does.

@@ -44,6 +44,7 @@ class DriveScene : public Scene {
 inline void DriveScene::Prepare() {
   DeviceManagement::ScanOptions options;
   options.identify = true;
+  options.scanLsi = !drive.Node().starts_with('/');
   manager_ = std::make_unique<DeviceManagement::AdapterManager>(options);
   manager_->Scan(options);
   const std::string serial = drive.State().serial;

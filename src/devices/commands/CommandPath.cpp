@@ -6,6 +6,8 @@
 #include <algorithm>
 #include <limits>
 
+#include "devices/commands/AtaExchange.h"
+#include "devices/queue/TransferDisk.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Commands.h"
@@ -38,15 +40,18 @@ CommandPath::CommandPath(std::string devicePath, std::string_view protocol,
 CommandPath::~CommandPath() { (void)CommandPath::Close(); }
 
 StatusCode CommandPath::Open() {
-  if (IsOpen()) (void)CommandPath::Close();
+  if (handle_ >= 0) (void)CommandPath::Close();
   // Read-only: commands pass all the same, and the close of a block node that was open for
-  // writing makes udev read the disk anew. An empty path would be refused after a call.
-  if (!devicePath_.empty()) handle_ = open(devicePath_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
-  return IsOpen() ? Status::Completed : Status::NoCommunication;
+  // writing makes udev read the disk anew. A name without a folder is no node's.
+  if (devicePath_.starts_with('/')) {
+    handle_ = open(devicePath_.c_str(), O_RDONLY | O_NONBLOCK | O_CLOEXEC);
+  }
+  return handle_ >= 0 ? Status::Completed : Status::NoCommunication;
 }
 
 StatusCode CommandPath::Close() {
-  if (!IsOpen()) return Status::Completed;
+  disk_.reset();
+  if (handle_ < 0) return Status::Completed;
   const int result = close(handle_);
   handle_ = -1;
   return result < 0 ? Status::CloseFailed : Status::Completed;
@@ -55,7 +60,32 @@ StatusCode CommandPath::Close() {
 bool CommandPath::Adopt(int handle) {
   (void)CommandPath::Close();
   handle_ = fcntl(handle, F_DUPFD_CLOEXEC, 0);
-  return IsOpen();
+  return handle_ >= 0;
+}
+
+StatusCode CommandPath::OpenDisk(std::string_view serialNumber) {
+  disk_.reset();
+  diskSerial_ = serialNumber;
+  if (!IsOpen()) return Status::NoCommunication;
+  auto disk = std::make_unique<TransferDisk>(devicePath_, diskSerial_, Transfer::Read);
+  if (disk->GetStatus() == Status::Completed) disk_ = std::move(disk);
+  return disk_ != nullptr ? Status::Completed : disk->GetStatus();
+}
+
+StatusCode CommandPath::SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data) {
+  if (!IsOpen()) return Status::NoCommunication;
+  if (data.empty()) return Status::BufferTooSmall;
+  if (flags & kWrite) {
+    const TransferDisk disk(devicePath_, diskSerial_, Transfer::Write);
+    const auto code = disk.GetStatus();
+    return code == Status::Completed ? disk.Move(Transfer::Write, offset, data) : code;
+  }
+  if (disk_ == nullptr) {
+    if (const auto code = OpenDisk(std::string(diskSerial_)); code != Status::Completed) {
+      return code;
+    }
+  }
+  return disk_->Move(Transfer::Read, offset, data);
 }
 
 StatusCode CommandPath::SendOpcode(const Command& command) {
@@ -75,6 +105,14 @@ void CommandPath::CopyTo(CommandPath& clone) const {
   clone.protocol_ = protocol_;
   clone.description_ = description_;
   clone.deviceFault_ = deviceFault_;
+}
+
+void CommandPath::KeepAtaImages(ByteView record, const AtaAnswer& answer) {
+  sentBuffer_.fill(0);
+  std::ranges::copy(record, sentBuffer_.begin());
+  receivedBuffer_ = sentBuffer_;
+  PutRegisters(answer, receivedBuffer_);
+  if (answer.Has(AtaAnswer::kLow)) deviceFault_ = (answer.status & AtaStatus::DeviceFault) != 0;
 }
 
 std::string CommandPath::GetSentAsText() const { return AsText(sentBuffer_); }

@@ -16,6 +16,8 @@
 namespace Morvu::DeviceManagement {
 
 class PropertyList;
+class TransferDisk;
+enum class Transfer;
 
 // The names that a path gives its transport; "ATA", "NVMe", "SCSI" and "ZMV" select
 // a command set.
@@ -60,7 +62,16 @@ class CommandPath {
   // the node's name leads to by now. False when there is none to be had.
   [[nodiscard]] bool Adopt(int handle);
 
-  bool IsOpen() const { return handle_ >= 0; }
+  // Opens the disk behind the node for transfers, which is looked up anew; `serialNumber` is
+  // the drive's that is meant. As TransferDisk has it, and 4 while the path is closed.
+  StatusCode OpenDisk(std::string_view serialNumber);
+  // The disk that is open for reading; null while none is.
+  const TransferDisk* GetDisk() const { return disk_.get(); }
+  // Moves bytes of the disk, which is opened if it is not: those from `offset` on, by the
+  // direction in `flags` (CommandFlags). Codes as TransferDisk::Move has them.
+  StatusCode SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data);
+
+  virtual bool IsOpen() const { return handle_ >= 0; }
   int GetHandle() const { return handle_; }  // -1 while closed
 
   const std::string& GetDevicePath() const { return devicePath_; }
@@ -96,6 +107,8 @@ class CommandPath {
   std::uint32_t GetTimeoutMs(const Command& command) const;
   // Copies protocol, description and device fault to a fresh clone.
   void CopyTo(CommandPath& clone) const;
+  // Makes the images, and the device fault, of an ATA command and what is known of its answer.
+  void KeepAtaImages(ByteView record, const AtaAnswer& answer);
 
   std::string devicePath_;
   int handle_ = -1;
@@ -110,6 +123,8 @@ class CommandPath {
   void LogCommand() const;
 
   Outcome outcome_;
+  std::unique_ptr<TransferDisk> disk_;
+  std::string diskSerial_;  // of the drive that is meant
 };
 
 // A path to a node whose transport is not known: nothing can be sent (21).

@@ -1,7 +1,8 @@
 #include "devices/commands/CommandPath_ATA_SCSI.h"
 
-#include <algorithm>
 #include <array>
+
+#include "devices/commands/AtaExchange.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -22,9 +23,6 @@ constexpr std::uint8_t kProtocolNonData = 0x06;
 constexpr std::uint8_t kTransferOut = 0x26;
 constexpr std::uint8_t kTransferNone = 0x20;
 constexpr std::uint8_t kTransferIn = 0x2E;
-
-constexpr std::uint8_t kErrorAbort = 0x04;
-constexpr std::uint8_t kNopRefused[] = {0x41, 0x51, 0x71};
 
 std::uint8_t ProtocolBits(std::uint8_t flags) {
   if (flags & kDma) return kProtocolDma;
@@ -78,33 +76,13 @@ bool IsUnendedPioIn(const Command& command, const Outcome& outcome) {
 
 // Judges sense and registers of a command that a layer has answered.
 void JudgeAnswer(const Command& command, Outcome& outcome) {
-  constexpr std::uint8_t kFailed = AtaStatus::Error | AtaStatus::DeviceFault | AtaStatus::Busy;
   auto& registers = outcome.registers;
-  const bool isRefused = registers.known != 0 && (registers.status & kFailed) != 0;
-  if (isRefused) {
+  if (IsAtaFailure(registers)) {
     outcome.reached = Reached::Device;
   } else if (outcome.sense.TellsFailure() && !IsUnendedPioIn(command, outcome)) {
     // Registers without an error are no answer to a command that failed.
     registers = AtaAnswer();
     outcome.reached = outcome.sense.IsLayersRefusal() ? Reached::Layer : Reached::Device;
-  }
-}
-
-void PutRegisters(const AtaAnswer& answer, ByteSpan image) {
-  const auto previous = image.subspan(Byte::Previous);
-  if (answer.Has(AtaAnswer::kLow)) {
-    image[Byte::Error] = answer.error;
-    image[Byte::Count] = static_cast<std::uint8_t>(answer.count);
-    image[Byte::LbaLow] = static_cast<std::uint8_t>(answer.lba);
-    image[Byte::Device] = answer.device;
-    image[Byte::Status] = answer.status;
-    image[Byte::Control] = 0;
-  }
-  if (answer.Has(AtaAnswer::kMiddle)) WriteLittle(answer.lba >> 8, Byte::LbaMid, 2, image);
-  if (answer.Has(AtaAnswer::kUpper)) {
-    previous[Byte::Error] = 0;
-    previous[Byte::Count] = static_cast<std::uint8_t>(answer.count >> 8);
-    WriteLittle(answer.lba >> 24, Byte::LbaLow, 3, previous);
   }
 }
 
@@ -120,14 +98,9 @@ std::unique_ptr<CommandPath> CommandPath_ATA_SCSI::Clone() const {
 }
 
 bool CommandPath_ATA_SCSI::TestDevice() {
-  // Every ATA device refuses NOP, and this refusal proves that one answers.
-  const TaskFile nop{};
-  std::array<std::uint8_t, 512> data{};
-  (void)SendOpcode({.record = nop, .flags = kRead, .data = data});
-  const auto& registers = GetOutcome().registers;
-  if (!registers.Has(AtaAnswer::kLow)) return false;
-  return std::ranges::find(kNopRefused, registers.status) != std::end(kNopRefused) ||
-         registers.error == kErrorAbort;
+  AtaNop nop;
+  (void)SendOpcode(nop.GetCommand());
+  return AtaNop::IsRefusedIn(GetOutcome().registers);
 }
 
 Outcome CommandPath_ATA_SCSI::SendOpcodeCore(const Command& command) {
@@ -135,25 +108,15 @@ Outcome CommandPath_ATA_SCSI::SendOpcodeCore(const Command& command) {
   const bool isExtended = (command.flags & kExt48) != 0;
   const auto cdb16 = BuildCdb16(command.record, command.flags);
   const auto cdb12 = BuildCdb12(command.record, command.flags);
-  const auto reply = CallSgIo(isExtended ? ByteView(cdb16) : ByteView(cdb12), command);
+  const auto reply = Exchange(isExtended ? ByteView(cdb16) : ByteView(cdb12), command);
   auto outcome = BeginOutcome(reply, CommandKind::Ata);
   if (outcome.reached == Reached::Done) {
     outcome.registers = ReadAtaRegisters(reply.GetSense(), isExtended);
     JudgeAnswer(command, outcome);
   }
   CheckLength(command, outcome);
-  KeepImages(command.record, outcome.registers);
-  if (outcome.registers.Has(AtaAnswer::kLow)) {
-    deviceFault_ = (outcome.registers.status & AtaStatus::DeviceFault) != 0;
-  }
+  KeepAtaImages(command.record, outcome.registers);
   return outcome;
-}
-
-void CommandPath_ATA_SCSI::KeepImages(ByteView record, const AtaAnswer& answer) {
-  sentBuffer_.fill(0);
-  std::ranges::copy(record, sentBuffer_.begin());
-  receivedBuffer_ = sentBuffer_;
-  PutRegisters(answer, receivedBuffer_);
 }
 
 }  // namespace Morvu::DeviceManagement

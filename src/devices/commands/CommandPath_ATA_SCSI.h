@@ -20,9 +20,6 @@ class CommandPath_ATA_SCSI : public CommandPath_SCSI {
 
  protected:
   Outcome SendOpcodeCore(const Command& command) override;
-
- private:
-  void KeepImages(ByteView record, const AtaAnswer& answer);
 };
 
 }  // namespace Morvu::DeviceManagement

@@ -69,7 +69,7 @@ Outcome CommandPath_SCSI::SendOpcodeCore(const Command& command) {
   sentBuffer_.fill(0);
   std::copy_n(command.record.begin(), std::min(command.record.size(), kImageSize),
               sentBuffer_.begin());
-  const auto reply = CallSgIo(command.record, command);
+  const auto reply = Exchange(command.record, command);
   auto outcome = BeginOutcome(reply, CommandKind::Scsi);
   if (outcome.reached != Reached::Done) return outcome;
   if (outcome.sense.TellsFailure()) {
@@ -79,7 +79,14 @@ Outcome CommandPath_SCSI::SendOpcodeCore(const Command& command) {
   return outcome;
 }
 
-SgReply CommandPath_SCSI::CallSgIo(ByteView cdb, const Command& command) {
+SgReply CommandPath_SCSI::Exchange(ByteView cdb, const Command& command) {
+  const auto reply = CallDevice(cdb, command);
+  receivedBuffer_.fill(0);
+  std::ranges::copy(reply.GetSense(), receivedBuffer_.begin());
+  return reply;
+}
+
+SgReply CommandPath_SCSI::CallDevice(ByteView cdb, const Command& command) {
   SgReply reply;
   sg_io_hdr header{};
   header.interface_id = 'S';
@@ -106,8 +113,6 @@ SgReply CommandPath_SCSI::CallSgIo(ByteView cdb, const Command& command) {
   if (header.resid >= 0 && static_cast<unsigned>(header.resid) <= header.dxfer_len) {
     reply.residual = static_cast<std::uint32_t>(header.resid);
   }
-  receivedBuffer_.fill(0);
-  std::ranges::copy(reply.GetSense(), receivedBuffer_.begin());
   return reply;
 }
 

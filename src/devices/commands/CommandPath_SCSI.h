@@ -33,8 +33,11 @@ class CommandPath_SCSI : public CommandPath {
 
   Outcome SendOpcodeCore(const Command& command) override;
 
-  // The call itself, with the time-out, the direction and the data of `command`.
-  SgReply CallSgIo(ByteView cdb, const Command& command);
+  // Sends a CDB with the time-out, the direction and the data of `command`, and keeps the sense
+  // for the log.
+  SgReply Exchange(ByteView cdb, const Command& command);
+  // The call itself.
+  virtual SgReply CallDevice(ByteView cdb, const Command& command);
   // What a reply tells before its sense is judged: Done where only the sense can tell
   // more.
   static Outcome BeginOutcome(const SgReply& reply, CommandKind kind);

@@ -169,6 +169,11 @@ StatusCode CommandSet_ATA::ataReadDma(ByteSpan data, std::uint64_t lba, std::uin
   return Send(AtaRow::ReadDma, {.lba = lba, .count = count}, data);
 }
 
+StatusCode CommandSet_ATA::ReadBlocks(ByteSpan data, std::uint64_t lba, std::uint32_t count) {
+  return Send(NeedExt(lba, count) ? AtaRow::ReadDmaExt : AtaRow::ReadDma,
+              {.lba = lba, .count = count}, data);
+}
+
 StatusCode CommandSet_ATA::ataIdentifyDevice(ByteSpan data) {
   return Send(AtaRow::IdentifyDevice, {}, data);
 }

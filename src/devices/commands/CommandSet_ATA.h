@@ -26,6 +26,14 @@ class CommandSet_ATA : public CommandSet {
   const AtaAnswer& GetAnswer() const;
 
   StatusCode ataReadDma(ByteSpan data, std::uint64_t lba, std::uint32_t count);
+  // Whether 28 bits do not address these sectors. A drive without the 48-bit feature set has none
+  // such, and gets none of its commands.
+  static constexpr bool NeedExt(std::uint64_t lba, std::uint32_t count) {
+    constexpr std::uint64_t kAddressesOf28Bits = 0x1000'0000;
+    return lba + count > kAddressesOf28Bits;
+  }
+  // READ DMA or READ DMA EXT, as the sectors need it.
+  StatusCode ReadBlocks(ByteSpan data, std::uint64_t lba, std::uint32_t count);
   StatusCode ataIdentifyDevice(ByteSpan data);
   StatusCode ataCheckPowerMode();
   StatusCode ataStandbyImmediate();

@@ -9,18 +9,28 @@ constexpr std::uint8_t kFormatMask = 0x7F;
 constexpr std::uint8_t kValid = 0x80;           // INFORMATION holds what SPC-4 has there
 constexpr std::uint8_t kAtaInformation = 0x1D;  // ATA PASS-THROUGH INFORMATION AVAILABLE
 
-// The ATA Status Return descriptor (SAT-3, 12.2.6); empty when there is none.
-ByteView FindAtaDescriptor(ByteView bytes) {
+// A descriptor of this type and length (SPC-4, 4.5.2); empty when there is none.
+ByteView FindDescriptor(ByteView bytes, std::uint8_t type, std::uint8_t length) {
   constexpr std::size_t kHeader = 8;
-  constexpr std::uint8_t kType = 0x09, kLength = 12;
   const auto end = std::min<std::size_t>(bytes.size(), kHeader + ReadByte(bytes, 7));
   for (auto at = kHeader; at + 2 <= end; at += 2 + std::size_t{bytes[at + 1]}) {
-    const bool isWhole = at + 2 + kLength <= end;
-    if (bytes[at] == kType && bytes[at + 1] == kLength && isWhole) {
-      return bytes.subspan(at, 2 + kLength);
+    const bool isWhole = at + 2 + length <= end;
+    if (bytes[at] == type && bytes[at + 1] == length && isWhole) {
+      return bytes.subspan(at, std::size_t{2} + length);
     }
   }
   return {};
+}
+
+// The ATA Status Return descriptor (SAT-3, 12.2.6).
+ByteView FindAtaDescriptor(ByteView bytes) { return FindDescriptor(bytes, 0x09, 12); }
+
+std::optional<std::uint64_t> ReadInformation(ByteView bytes, bool isFixed) {
+  const auto descriptor = isFixed ? ByteView() : FindDescriptor(bytes, 0x00, 10);
+  if (isFixed ? (bytes[0] & kValid) == 0 : descriptor.empty() || (descriptor[2] & kValid) == 0) {
+    return std::nullopt;
+  }
+  return isFixed ? ReadBig(bytes, 3, 4) : ReadBig(descriptor, 4, 8);
 }
 
 AtaAnswer ReadDescriptor(ByteView descriptor, bool isExtended) {
@@ -95,6 +105,7 @@ Sense ReadSense(ByteView bytes) {
     sense.asc = ReadByte(bytes, 12);
     sense.ascq = ReadByte(bytes, 13);
   }
+  if (sense.IsThere()) sense.information = ReadInformation(bytes, sense.IsFixed());
   return sense;
 }
 

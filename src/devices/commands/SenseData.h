@@ -3,6 +3,7 @@
 #pragma once
 
 #include <cstdint>
+#include <optional>
 
 #include "frame/Bytes.h"
 
@@ -11,6 +12,9 @@ namespace Morvu::DeviceManagement {
 // Additional sense codes of a refusal by the SCSI layer itself (SPC-4, annex D).
 inline constexpr std::uint8_t kInvalidOpcode = 0x20;
 inline constexpr std::uint8_t kInvalidFieldInCdb = 0x24;
+// Of a medium error, and of a transfer that failed between host and device.
+inline constexpr std::uint8_t kUnrecoveredReadError = 0x11;
+inline constexpr std::uint8_t kTransportParityError = 0x47;
 
 // Sense keys (SPC-4, table 47).
 namespace SenseKey {
@@ -31,6 +35,8 @@ struct Sense {
   std::uint8_t key = 0;
   std::uint8_t asc = 0;
   std::uint8_t ascq = 0;
+  // INFORMATION, where it is valid: of a medium error the first address that failed.
+  std::optional<std::uint64_t> information{};
 
   constexpr bool IsFixed() const { return format == 0x70 || format == 0x71; }
   constexpr bool IsDescriptor() const { return format == 0x72 || format == 0x73; }
@@ -74,7 +80,14 @@ struct AtaAnswer {
   constexpr bool Has(std::uint8_t parts) const { return (known & parts) == parts; }
 };
 
-// Status bits (ACS-3, 6.1).
+// Error bits of a read (ACS-3, 6.3), and status bits (6.1).
+namespace AtaError {
+inline constexpr std::uint8_t Abort = 0x04;
+inline constexpr std::uint8_t IdNotFound = 0x10;
+inline constexpr std::uint8_t Uncorrectable = 0x40;
+inline constexpr std::uint8_t InterfaceCrc = 0x80;
+}  // namespace AtaError
+
 namespace AtaStatus {
 inline constexpr std::uint8_t Error = 0x01;
 inline constexpr std::uint8_t DataRequest = 0x08;

@@ -5,6 +5,7 @@
 #include <iterator>
 
 #include "devices/discovery/Adapter_Generic.h"
+#include "devices/discovery/Adapter_LSI.h"
 #include "devices/discovery/Adapter_NVMe.h"
 #include "devices/discovery/DriveXml.h"
 #include "devices/discovery/HeldDrive.h"
@@ -30,6 +31,7 @@ struct AdapterFinder {
 };
 constexpr AdapterFinder kFinders[] = {
     {&ScanOptions::scanNvme, Adapter_NVMe_Linux::FindAdapters},
+    {&ScanOptions::scanLsi, Adapter_LSI::FindAdapters},
 };
 
 // What a drive's product speaks, and the error when the installed driver lets no
@@ -50,7 +52,7 @@ constexpr DriverCheck kDriverChecks[] = {
 
 // The number of an adapter may pass to another controller when one is taken out.
 bool IsSameAdapter(const Adapter& left, const Adapter& right) {
-  return left.GetIdentifier() == right.GetIdentifier() &&
+  return left.GetType() == right.GetType() && left.GetIdentifier() == right.GetIdentifier() &&
          left.GetString(Properties::DevicePath) == right.GetString(Properties::DevicePath);
 }
 
@@ -195,6 +197,7 @@ ScanResult AdapterManager::FindDrives(const ScanOptions& options) {
     }
   });
   for (auto& list : lists) std::ranges::move(list, std::back_inserter(found.adapters));
+  for (const auto& adapter : found.adapters) adapter->TakeDisks(*found.generic, options, facts);
   if (!options.onlyNodes.empty()) found.order = ListNodes(options, facts);
   if (options.findLogical) {
     const auto drives = ListAll(found);
@@ -204,16 +207,17 @@ ScanResult AdapterManager::FindDrives(const ScanOptions& options) {
   return found;
 }
 
-void AdapterManager::Publish(ScanResult found) {
+AdapterList AdapterManager::Publish(ScanResult found) {
   DeviceList list(found.options);
   KeepKnown(found);
   // No pointer to a drive may outlive it, whatever happens from here on.
   driveList_.Clear();
   // What a look at some drives only has left is no order to join.
-  if (!options_.onlyNodes.empty()) adapters_.clear();
+  AdapterList gone;
+  if (!options_.onlyNodes.empty()) gone.swap(adapters_);
   options_ = std::move(found.options);
   generic_->TakeDrives(*found.generic, options_);
-  TakeAdapters(std::move(found.adapters));
+  std::ranges::move(TakeAdapters(std::move(found.adapters)), std::back_inserter(gone));
 
   const auto drives = CollectDrives();
   for (std::size_t i = 0; i < drives.size(); ++i) {
@@ -226,6 +230,7 @@ void AdapterManager::Publish(ScanResult found) {
   list.Set(drives);
   for (auto* drive : list.GetDrives()) PutIndex(*drive, found.order);
   driveList_ = std::move(list);
+  return gone;
 }
 
 // A drive that somebody works on was not asked: what was known of it stays.
@@ -233,15 +238,21 @@ void AdapterManager::KeepKnown(const ScanResult& found) const {
   for (auto* drive : ListAll(found)) {
     if (!IsHeldDrive(*drive)) continue;
     for (const auto* known : driveList_.GetDrives()) {
-      if (!IsOnSameNode(*known, *drive) || !IsSameDrive(*known, *drive)) continue;
+      // Of a drive without a node the system tells no serial number.
+      const bool isNameless = !IsNodePath(drive->GetString(Properties::DevicePath));
+      if (!IsOnSameNode(*known, *drive) || !(isNameless || IsSameDrive(*known, *drive))) continue;
       TakeKnown(*drive, *known);
       break;
     }
   }
 }
 
-void AdapterManager::TakeAdapters(AdapterList found) {
-  std::erase_if(adapters_, [&](const auto& held) { return FindAdapter(found, *held) == nullptr; });
+AdapterList AdapterManager::TakeAdapters(AdapterList found) {
+  AdapterList gone;
+  for (auto& held : adapters_) {
+    if (FindAdapter(found, *held) == nullptr) gone.push_back(std::move(held));
+  }
+  std::erase(adapters_, nullptr);
   for (auto& adapter : found) {
     if (const auto held = FindAdapter(adapters_, *adapter)) {
       held->TakeDrives(*adapter, options_);
@@ -249,6 +260,7 @@ void AdapterManager::TakeAdapters(AdapterList found) {
       adapters_.push_back(std::move(adapter));
     }
   }
+  return gone;
 }
 
 std::vector<Device*> AdapterManager::CollectDrives() const {

@@ -42,10 +42,11 @@ class AdapterManager {
 
   // Asks the drives, side by side, and changes nothing here: any thread may.
   static ScanResult FindDrives(const ScanOptions& options);
-  // Makes what was found the state. No drive is asked. When it throws, no drive is listed.
-  void Publish(ScanResult found);
+  // Makes what was found the state. No drive is asked. When it throws, no drive is listed. The
+  // adapters that are gone are handed back: what their end takes needs no lock of the caller's.
+  [[nodiscard]] AdapterList Publish(ScanResult found);
   // Both.
-  void Scan(const ScanOptions& options) { Publish(FindDrives(options)); }
+  void Scan(const ScanOptions& options) { (void)Publish(FindDrives(options)); }
   // A scan that also tells what it changed. Drives are matched as IsSameDrive says, and by
   // their nodes, of which a drive with two ports has two.
   void Rescan(const ScanOptions& options, ScanDifference& difference);
@@ -58,7 +59,7 @@ class AdapterManager {
 
  private:
   void KeepKnown(const ScanResult& found) const;
-  void TakeAdapters(AdapterList found);
+  AdapterList TakeAdapters(AdapterList found);
   std::vector<Device*> CollectDrives() const;
 
   AdapterList adapters_;  // without the generic one

@@ -126,6 +126,20 @@ std::optional<std::chrono::minutes> ReadEraseTime(const IdentifyData& data, unsi
   return std::chrono::minutes(value * 2);
 }
 
+// Words 83 and 87 say whether those around them hold anything.
+std::optional<AtaAddressing> ReadAddressing(const IdentifyData& data) {
+  const auto isValid = [&](std::uint16_t word) {
+    return Read(data, {static_cast<std::uint16_t>(word * 2), 2, 14, 2}) == 1;
+  };
+  if (!isValid(83)) return std::nullopt;
+  const auto has = [&](unsigned word, std::uint8_t bit) { return Read(data, Bit(word, bit)) != 0; };
+  return AtaAddressing{.has48Bit = has(83, 10),
+                       .hasSetMax = has(82, 10),
+                       .isSetMaxOn = !isValid(87) || has(85, 10),
+                       .hasSetMaxPassword = isValid(87) && has(86, 8),
+                       .hasAccessibleMax = isValid(87) && has(119, 8)};
+}
+
 // Word 255, the integrity word of ACS-3: a drive that keeps a checksum says so.
 bool HasWrongChecksum(const IdentifyData& data) {
   constexpr std::uint8_t kSignature = 0xA5;
@@ -151,6 +165,8 @@ std::optional<FreshIdentity> ReadFreshIdentity(CommandSet_ATA& ata) {
   told.properties.Add(DeviceProperty(Properties::WWID, ReadWwid(data)));
   told.eraseTime = ReadEraseTime(data, 89);
   told.enhancedEraseTime = ReadEraseTime(data, 90);
+  told.addressing = ReadAddressing(data);
+  if (const auto sectors = ReadMaximumLba(data); sectors != 0) told.lastLba = sectors - 1;
   return told;
 }
 

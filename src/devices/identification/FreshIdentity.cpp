@@ -21,6 +21,14 @@ std::optional<FreshIdentity> AskByHandle(Device& device, int handle) {
 
 }  // namespace
 
+std::string DescribeNoSetMax(const AtaAddressing& addressing) {
+  std::string text = "The drive has no commands to set its maximum (SET MAX ADDRESS)";
+  if (addressing.hasAccessibleMax) {
+    text += "; those of the Accessible Max Address feature set, which it has, are not used";
+  }
+  return text + ".";
+}
+
 std::optional<FreshIdentity> ReadFreshIdentity(Device& device) {
   if (auto* ata = device.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata)) {
     return ReadFreshIdentity(*ata);

@@ -91,7 +91,13 @@ void Adapter::SyncDrives(Devices found, const ScanOptions& options) {
     }
   }
   std::ranges::move(found, std::back_inserter(kept));
-  for (auto& drive : kept) drive->SetParent(this);
+  for (auto& device : kept) {
+    device->SetParent(this);
+    // Members that this adapter owns by their volume do not keep it alive.
+    if (auto* drive = device->AsDrive()) {
+      for (auto& child : drive->GetChildren()) child->SetParent(this);
+    }
+  }
   std::ranges::sort(kept, ComesBefore);
   drives_ = std::move(kept);
 }

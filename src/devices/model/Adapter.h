@@ -20,6 +20,9 @@ class Adapter : public Device {
   virtual std::string GetIdentifier() const = 0;
   // Finds the adapter's drives by what the kernel shows, and asks them.
   virtual void ScanDrives(const ScanOptions& options, const SystemFacts& facts) = 0;
+  // Takes over, in the same scan, what of the operating system's own disks is this adapter's.
+  virtual void TakeDisks(Adapter& /*generic*/, const ScanOptions& /*options*/,
+                         const SystemFacts& /*facts*/) {}
   // Makes the drives of a newer look at the same adapter this one's: in place of the old
   // objects, or merged into them, as `options.replaceObjects` says. No drive is asked.
   void TakeDrives(Adapter& newer, const ScanOptions& options) {

@@ -20,7 +20,14 @@ bool Device::Initialize() {
   return found;
 }
 
-bool Device::TestConnection() { return path_->TestDevice(); }
+bool Device::TestConnection() {
+  const auto last = GetCommandPath().GetOutcome().reached;
+  const bool isLost = last == Reached::CallFailed || last == Reached::Transport;
+  if (isConnected_ && !isLost) return true;
+  const bool answers = AskConnection();
+  isConnected_ = answers && isTestedOnce_;
+  return answers;
+}
 
 void Device::CopyFrom(const Device& other) {
   if (&other == this) return;

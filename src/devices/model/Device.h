@@ -7,6 +7,7 @@
 #include <memory>
 #include <string>
 #include <string_view>
+#include <utility>
 #include <vector>
 
 #include "devices/commands/CommandPath.h"
@@ -31,7 +32,8 @@ class Device : public std::enable_shared_from_this<Device> {
   // Makes path and command set from the "DevicePath" property. True when a path
   // that answers was found; otherwise the device keeps a plain path.
   virtual bool Initialize();
-  virtual bool TestConnection();
+  // Sends a command of its own, but while a OneConnectionTest lives.
+  bool TestConnection();
   // Takes over the content of `other`: properties, parent, options, a clone of its
   // path, clones of its command sets, copies of its partitions.
   virtual void CopyFrom(const Device& other);
@@ -39,6 +41,8 @@ class Device : public std::enable_shared_from_this<Device> {
   virtual std::unique_ptr<Device> Clone() const = 0;
   virtual std::string ToText() const = 0;
   virtual Drive* AsDrive() { return nullptr; }
+  // The nodes of the disks whose data are on this drive too: of a RAID member its volumes'.
+  virtual std::vector<std::string> GetVolumeNodes() const { return {}; }
 
   DeviceKind GetKind() const { return kind_; }
   // The adapter; null on an adapter. An adapter owns its drives and is not owned by
@@ -103,6 +107,8 @@ class Device : public std::enable_shared_from_this<Device> {
  protected:
   explicit Device(DeviceKind kind);
 
+  virtual bool AskConnection() { return path_->TestDevice(); }
+
   PropertyList properties_;
   Device* parent_ = nullptr;
   std::shared_ptr<Device> keptParent_;  // on a clone
@@ -111,6 +117,30 @@ class Device : public std::enable_shared_from_this<Device> {
   std::vector<Partition> partitions_;
   DeviceKind kind_;
   ScanOptions options_;
+
+ private:
+  friend class OneConnectionTest;
+
+  bool isTestedOnce_ = false;
+  bool isConnected_ = false;  // while it is tested once, and has answered
+};
+
+// While one lives, a good answer to a test of the connection stands for the next ones, until a
+// command does not come through: whoever asks much of a device in one go makes a test for each
+// question otherwise. An inner one changes nothing.
+class OneConnectionTest {
+ public:
+  explicit OneConnectionTest(Device& device)
+      : device_(device), isOuter_(!std::exchange(device.isTestedOnce_, true)) {}
+  ~OneConnectionTest() {
+    if (isOuter_) device_.isTestedOnce_ = device_.isConnected_ = false;
+  }
+  OneConnectionTest(const OneConnectionTest&) = delete;
+  OneConnectionTest& operator=(const OneConnectionTest&) = delete;
+
+ private:
+  Device& device_;
+  bool isOuter_;
 };
 
 }  // namespace Morvu::DeviceManagement

@@ -23,11 +23,17 @@ bool IsHeldAndUnnamed(const Device& drive) {
          drive.GetString(Properties::Product).empty();
 }
 
-bool Passes(const Device& drive, const ScanOptions& options) {
-  if (options.morvuOnly && !drive.GetBool(Properties::Morvu)) return false;
-  const auto product = drive.GetString(Properties::Product);
+bool Passes(Device& device, const ScanOptions& options) {
+  const auto* drive = device.AsDrive();
+  // A volume is no product: it passes when all its members do.
+  if (drive != nullptr && !drive->GetChildren().empty()) {
+    return std::ranges::all_of(drive->GetChildren(),
+                               [&](const auto& member) { return Passes(*member, options); });
+  }
+  if (options.morvuOnly && !device.GetBool(Properties::Morvu)) return false;
+  const auto product = device.GetString(Properties::Product);
   if (!options.includeProducts.empty()) {
-    return HasDriverError(drive) || IsHeldAndUnnamed(drive) ||
+    return HasDriverError(device) || IsHeldAndUnnamed(device) ||
            std::ranges::count(options.includeProducts, product) > 0;
   }
   return std::ranges::none_of(options.excludeProducts, [&](const std::string& excluded) {

@@ -27,8 +27,8 @@ void AppendPartition(ResultTable& table, std::size_t position, const Partition& 
 
 Drive::Drive() : Device(DeviceKind::Drive) {}
 
-bool Drive::TestConnection() {
-  if (!GetBool(Properties::RAIDMember)) return Device::TestConnection();
+bool Drive::AskConnection() {
+  if (!GetBool(Properties::RAIDMember)) return Device::AskConnection();
   // A RAID driver may let nothing but ATA commands through.
   auto* ata = GetCommandSetAs<CommandSet_ATA>(Protocol::Ata);
   std::array<std::uint8_t, kIdentifySize> data{};

@@ -13,7 +13,6 @@ class Drive : public Device {
  public:
   Drive();
 
-  bool TestConnection() override;
   void CopyFrom(const Device& other) override;
   std::unique_ptr<Device> Clone() const override;
   std::string ToText() const override;
@@ -22,6 +21,9 @@ class Drive : public Device {
   // The member drives of a logical drive.
   std::vector<std::unique_ptr<Device>>& GetChildren() { return children_; }
   const std::vector<std::unique_ptr<Device>>& GetChildren() const { return children_; }
+
+ protected:
+  bool AskConnection() override;
 
  private:
   std::vector<std::unique_ptr<Device>> children_;

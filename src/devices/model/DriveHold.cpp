@@ -9,6 +9,8 @@
 #include "devices/model/Device.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemFacts.h"
+#include "devices/system/SystemNodes.h"
+#include "frame/FileHandle.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "frame/status/Drives.h"
@@ -24,12 +26,15 @@ using Keys = std::vector<std::string>;
 // Who works on which drive in this process.
 class HoldTable {
  public:
-  // False, with the other holder, when a sequence has one of the keys; or moments do not end.
+  // False, with the other holder, when a sequence has one of the keys, or for a sequence a shared
+  // run; or moments do not end.
   bool Begin(const Keys& keys, DriveHold::Kind kind, std::string_view holder, std::string& other) {
     std::unique_lock lock(mutex_);
     for (const auto& key : keys) {
       const auto found = entries_.find(key);
-      if (found == entries_.end() || !found->second.isOwned) continue;
+      if (found == entries_.end()) continue;
+      const bool isShared = kind == DriveHold::Kind::Sequence && found->second.shared > 0;
+      if (!found->second.isOwned && !isShared) continue;
       other = found->second.holder;
       return false;
     }
@@ -37,20 +42,25 @@ class HoldTable {
       for (const auto& key : keys) ++entries_[key].moments;
       return true;
     }
+    for (const auto& key : keys) entries_[key].holder = holder;
+    if (kind == DriveHold::Kind::Shared) {
+      for (const auto& key : keys) ++entries_[key].shared;
+      return true;
+    }
     // From here on no new moment begins.
-    for (const auto& key : keys) entries_[key] = {entries_[key].moments, true, std::string(holder)};
+    for (const auto& key : keys) entries_[key].isOwned = true;
     const auto isFree = [&] {
       return std::ranges::none_of(keys, [&](const auto& key) { return entries_[key].moments > 0; });
     };
     if (ended_.wait_for(lock, kMostPatience, isFree)) return true;
-    for (const auto& key : keys) Drop(key, true);
+    for (const auto& key : keys) Drop(key, kind);
     return false;
   }
 
   void End(const Keys& keys, DriveHold::Kind kind) {
     {
       const std::lock_guard lock(mutex_);
-      for (const auto& key : keys) Drop(key, kind == DriveHold::Kind::Sequence);
+      for (const auto& key : keys) Drop(key, kind);
     }
     ended_.notify_all();
   }
@@ -58,19 +68,27 @@ class HoldTable {
  private:
   struct Entry {
     int moments = 0;
+    int shared = 0;
     bool isOwned = false;
     std::string holder;
   };
 
-  void Drop(const std::string& key, bool isOwner) {
+  void Drop(const std::string& key, DriveHold::Kind kind) {
     const auto found = entries_.find(key);
     if (found == entries_.end()) return;
-    if (isOwner) {
-      found->second.isOwned = false;
-    } else {
-      --found->second.moments;
+    auto& entry = found->second;
+    switch (kind) {
+      case DriveHold::Kind::Sequence:
+        entry.isOwned = false;
+        break;
+      case DriveHold::Kind::Shared:
+        --entry.shared;
+        break;
+      case DriveHold::Kind::Moment:
+        --entry.moments;
+        break;
     }
-    if (!found->second.isOwned && found->second.moments == 0) entries_.erase(found);
+    if (!entry.isOwned && entry.shared == 0 && entry.moments == 0) entries_.erase(found);
   }
 
   std::mutex mutex_;  // guards the entries
@@ -94,15 +112,35 @@ Keys MakeKeys(const std::string& devicePath, const std::string& serial, const Ke
 
 // Whether the lock came, of a sequence within its patience.
 bool WaitForLock(const BlockNode& node, DriveHold::Kind kind) {
-  const bool isMoment = kind == DriveHold::Kind::Moment;
+  const bool isShared = kind != DriveHold::Kind::Sequence;
   for (auto waited = std::chrono::milliseconds(0);; waited += kLockPause) {
-    const auto lock = node.TryLock(isMoment);
+    const auto lock = node.TryLock(isShared);
     if (lock == BlockNode::Lock::Taken) return true;
     // Where no lock can be had at all, nothing says that somebody works on the drive.
-    if (lock == BlockNode::Lock::Failed) return isMoment;
+    if (lock == BlockNode::Lock::Failed) return isShared;
     if (lock == BlockNode::Lock::Owned || waited >= kMostPatience) return false;
     SleepFor(kLockPause);
   }
+}
+
+// The file by which processes keep off each other where a drive has no node.
+std::string MakeLockFile(const std::string& name) {
+  auto path = "/run/morvu-" + name + ".lock";
+  (void)OpenFile(path, O_RDONLY | O_CREAT | O_NOFOLLOW, 0600);
+  return path;
+}
+
+// What is locked for a drive: all that a command to it can reach, and of a member the disks of
+// its volumes.
+Keys FindLocked(const Device& device, const SystemFacts& facts) {
+  const auto& path = device.GetPath().GetDevicePath();
+  auto nodes = facts.FindWholeDisks(path).value_or(Names());
+  if (!IsNodePath(path)) nodes.push_back(MakeLockFile(path));
+  for (const auto& volume : device.GetVolumeNodes()) {
+    const auto disks = facts.FindWholeDisks(volume).value_or(Names());
+    nodes.insert(nodes.end(), disks.begin(), disks.end());
+  }
+  return nodes;
 }
 
 }  // namespace
@@ -113,7 +151,7 @@ DriveHold::DriveHold(const Device& device, Kind kind, std::string_view holder)
 DriveHold::DriveHold(const Device& device, const SystemFacts& facts, Kind kind,
                      std::string_view holder) {
   const auto& path = device.GetPath().GetDevicePath();
-  const auto disks = facts.FindWholeDisks(path).value_or(Names());
+  const auto disks = FindLocked(device, facts);
   Take(MakeKeys(path, device.GetString(Properties::SerialNumber), disks), disks, kind, holder);
 }
 

@@ -23,6 +23,7 @@ class DriveHold {
  public:
   enum class Kind {
     Sequence,  // nobody else sends anything
+    Shared,    // a long run that moments and others' shared runs may go beside, but no sequence
     Moment,    // beside others' moments: a scan, a list, a page that is read
   };
   // What others are told of the holder: the identifier of its job, "" at the prompt.
@@ -36,8 +37,8 @@ class DriveHold {
   DriveHold(const DriveHold&) = delete;
   DriveHold& operator=(const DriveHold&) = delete;
 
-  // Never waits behind a sequence. A sequence waits ten seconds at most for moments to end, those
-  // of udev too.
+  // Never waits behind a sequence or, as one, behind a shared run of this process. A sequence waits
+  // ten seconds at most for moments to end, those of udev too.
   bool IsTaken() const { return status_ == Status::Completed; }
   StatusCode GetStatus() const { return status_; }  // 180 when another has the drive
   // The holder that is in the way, if it is in this process and told who it is.

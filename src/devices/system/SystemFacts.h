@@ -58,7 +58,7 @@ class SystemFacts {
   static std::string FindSubsystem(std::string_view controller);
 
   // The partitions on the drive behind a generic or a block node: "sda1". Those of an NVMe
-  // controller are the partitions on all its namespaces.
+  // controller are the partitions on all its namespaces. What has no node has none, and no disk.
   std::optional<Names> FindPartitions(std::string_view devicePath) const;
   // The block nodes of the disk behind a generic node: "sda".
   std::optional<Names> FindDisks(std::string_view name) const;

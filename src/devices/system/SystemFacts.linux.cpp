@@ -235,6 +235,7 @@ std::optional<Names> SystemFacts::FindSpacesOfSubsystem(std::string_view deviceP
 }
 
 std::optional<Names> SystemFacts::FindWholeDisks(std::string_view devicePath) const {
+  if (!IsNodePath(devicePath)) return Names();
   const auto name = GetNodeName(devicePath);
   if (ParseNvmeNode(devicePath)) return FindSpacesOfSubsystem(devicePath);
   if (!IsGenericName(name)) return Names{std::string(devicePath)};
@@ -276,6 +277,7 @@ std::optional<Names> SystemFacts::FindPartitionsOfDisk(std::string_view disk) co
 }
 
 std::optional<Names> SystemFacts::FindPartitions(std::string_view devicePath) const {
+  if (!IsNodePath(devicePath)) return Names();
   const auto name = GetNodeName(devicePath);
   std::optional<Names> disks;
   if (IsGenericName(name)) {

@@ -11,6 +11,9 @@ namespace Morvu::DeviceManagement {
 // "/dev/sg2" -> "sg2".
 std::string_view GetNodeName(std::string_view devicePath);
 
+// Whether it is a path of a node at all: a drive behind a RAID adapter has a mere name.
+bool IsNodePath(std::string_view devicePath);
+
 // The text may stand in a shell line as it is: letters, digits and "/._:+-" only.
 bool IsShellWord(std::string_view text);
 

@@ -26,6 +26,10 @@ std::string_view GetNodeName(std::string_view devicePath) {
   return devicePath.substr(devicePath.rfind('/') + 1);
 }
 
+bool IsNodePath(std::string_view devicePath) {
+  return devicePath.empty() || devicePath.starts_with('/');
+}
+
 bool IsShellWord(std::string_view text) {
   return !text.empty() && text.front() != '-' && std::ranges::all_of(text, [](char c) {
     return IsDigit(c) || (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') ||

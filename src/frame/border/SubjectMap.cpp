@@ -2,6 +2,8 @@
 
 #include <vector>
 
+#include "devices/identification/DeviceIdentification.h"
+#include "devices/model/Drive.h"
 #include "devices/properties/FirmwareProperties.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "messaging/features/Feature.h"
@@ -21,9 +23,15 @@ namespace {
 
 constexpr std::string_view kSupportedFunctionality = "supported functionality";
 
+// What the last scan found may be hours old. Of a drive that does not answer nothing is told.
+bool AskAfresh(JobContext&, DeviceManagement::Device& drive) {
+  return drive.AsDrive() != nullptr && DeviceManagement::UpdateProperties(drive);
+}
+
 // The getter posts what it learns.
-void NotifyFirmware(JobContext& context, DeviceManagement::Device& drive) {
+bool NotifyFirmware(JobContext& context, DeviceManagement::Device& drive) {
   (void)FirmwareUpdate::GetUpdateAvailable(&context, Properties::FirmwareUpdateAvailable, &drive);
+  return true;
 }
 
 void NotifySmart(JobContext& context, DeviceManagement::SelectedDevices& selected) {
@@ -34,7 +42,7 @@ void NotifyNvme(JobContext& context, DeviceManagement::SelectedDevices& selected
   NotifyTemperatures(context, selected.GetDevices());
 }
 
-constexpr DrivePass::DriveStep kEachDrive[] = {&NotifyFirmware, &NotifySecurity};
+constexpr DrivePass::DriveStep kEachDrive[] = {&AskAfresh, &NotifyFirmware, &NotifySecurity};
 constexpr DrivePass::ListStep kAllDrives[] = {&NotifySmart, &NotifyNvme};
 constexpr DrivePass kDrivePass{kEachDrive, kAllDrives};
 

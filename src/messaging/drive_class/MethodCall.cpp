@@ -51,6 +51,13 @@ void MessageFace::Warn(std::string_view text) {
   reply_->properties.push_back(std::move(property));
 }
 
+void MessageFace::Report(std::string_view name, std::uint64_t value) {
+  if (reply_ == nullptr) return;
+  auto property = std::make_unique<XmlMessaging::Property>(name, std::to_string(value));
+  property->SetAttribute("type", "uint64");
+  reply_->properties.push_back(std::move(property));
+}
+
 bool MessageFace::Save(const ResultTable& table, const std::string& path) {
   return table.SaveSeparated(path);
 }

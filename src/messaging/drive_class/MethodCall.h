@@ -23,6 +23,7 @@ class MessageFace : public Face {
   void Say(std::string_view) override {}
   void Warn(std::string_view text) override;
   void Show(const ResultTable&) override {}
+  void Report(std::string_view name, std::uint64_t value) override;
   void Tell(StatusCode) override {}
   bool Save(const ResultTable& table, const std::string& path) override;
   bool SaveBinary(ByteView bytes, const std::string& path) override;

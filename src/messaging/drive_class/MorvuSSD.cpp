@@ -156,6 +156,7 @@ std::unique_ptr<Object> ToXmlObject(JobContext& context, Device& device, const S
   object->SetAttribute("cimClass", shownClass);
   object->SetAttribute("uniqueId", device.GetString(Properties::SerialNumber));
   const DriveHold hold(device, facts, DriveHold::Kind::Moment);
+  const DeviceManagement::OneConnectionTest once(device);
   const bool isHeld = !hold.IsTaken();
   if (isHeld) {
     object->SetAttribute("busy", BoolText(true));

@@ -2,6 +2,7 @@
 // a host by a message. Families speak to a Face and know neither.
 #pragma once
 
+#include <cstdint>
 #include <string>
 #include <string_view>
 
@@ -29,6 +30,8 @@ class Face {
   // there. A tool that warned does not end with 0.
   virtual void Warn(std::string_view text) = 0;
   virtual void Show(const ResultTable& table) = 0;
+  // A figure of the run, for a host: a property of its reply. A person reads it in a line.
+  virtual void Report(std::string_view, std::uint64_t) {}
   // The outcome of one drive of several, when it is there. Who tells outcomes has told the
   // end of the run as well.
   virtual void Tell(StatusCode outcome) = 0;

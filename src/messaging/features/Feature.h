@@ -44,6 +44,7 @@ class Feature {
   void SetErrorCode(StatusCode code);
   void SetState(std::int32_t state);
   void SetPercent(std::int32_t percent);
+  void SetDetail(std::string_view detail) { reporter_.SetDetail(detail); }
   StatusCode GetErrorCode() const { return errorCode_; }
   std::int32_t GetState() const { return state_; }
   std::int32_t GetPercent() const { return percent_; }

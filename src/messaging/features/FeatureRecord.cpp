@@ -10,9 +10,10 @@ namespace Morvu {
 using DeviceManagement::DriveHold;
 
 std::unique_ptr<DriveHold> HoldDrive(DeviceManagement::Device& device, Face& face,
-                                     std::uint64_t job) {
-  auto hold = std::make_unique<DriveHold>(device, DriveHold::Kind::Sequence,
-                                          job == 0 ? std::string() : std::to_string(job));
+                                     std::uint64_t job, bool isShared) {
+  const auto kind = isShared ? DriveHold::Kind::Shared : DriveHold::Kind::Sequence;
+  auto hold =
+      std::make_unique<DriveHold>(device, kind, job == 0 ? std::string() : std::to_string(job));
   if (hold->IsTaken()) return hold;
   face.Say("Nothing was done: another program or job works on the drive.");
   return nullptr;
@@ -20,8 +21,9 @@ std::unique_ptr<DriveHold> HoldDrive(DeviceManagement::Device& device, Face& fac
 
 StatusCode RunHeld(const FeatureRecord& feature, const FeatureCall& call,
                    const std::function<StatusCode()>& run) {
-  if (!feature.isSequence || !feature.needsDrive) return run();
-  const auto hold = HoldDrive(call.GetDevice(), call.face, call.job);
+  const bool isHeld = feature.isSequence || feature.isShared;
+  if (!isHeld || !feature.needsDrive) return run();
+  const auto hold = HoldDrive(call.GetDevice(), call.face, call.job, feature.isShared);
   return hold == nullptr ? Status::DriveHeld : run();
 }
 

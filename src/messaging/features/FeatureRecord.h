@@ -49,6 +49,7 @@ struct ArgumentDeclaration {
   std::string_view text;
   std::string_view argument{};                // in the first row: its name in a call
   std::span<const std::string_view> words{};  // all that it takes; empty for any
+  bool mayLack = false;                       // it depends on the words before it
 };
 
 // An option as its family declares it. Examples stand without the tool's name.
@@ -73,19 +74,20 @@ struct FeatureRecord {
   bool destroys = false;    // the drive's data
   bool needsDrive = false;  // works on exactly one drive, which somebody must have chosen
   bool isSequence = false;  // sends commands that belong together: RunHeld keeps others off
+  bool isShared = false;    // reads for long: RunHeld keeps sequences off, and lets others read
   std::span<const CimMethod> methods{};
   std::span<const OptionDeclaration> options{};  // the features, and the modifiers of their own
 };
 
 // The run of a method or an option, whoever asked for it: all go through here. A sequence on
-// one drive holds it meanwhile, and is refused (180) while another holds it; a family that works
-// on several drives holds each in its turn.
+// one drive holds it meanwhile, a shared run with others, and is refused (180) while another holds
+// it; a family that works on several drives holds each in its turn.
 StatusCode RunHeld(const FeatureRecord& feature, const FeatureCall& call,
                    const std::function<StatusCode()>& run);
 // The hold of one drive for a sequence; where it cannot be had, a person is told. `job` is the
 // holder that others are told of, 0 for a person.
 std::unique_ptr<DeviceManagement::DriveHold> HoldDrive(DeviceManagement::Device& device, Face& face,
-                                                       std::uint64_t job);
+                                                       std::uint64_t job, bool isShared = false);
 
 // A method that does what its family's option does.
 template <OptionDeclaration::Runner Run>

@@ -64,6 +64,7 @@ class Job : private ProgressReporter, private JobServices {
 
   void SetPercent(std::int32_t percent) override;
   void RequestCancel() { cancelRequested_ = true; }
+  bool IsCanceled() const { return cancelRequested_; }
   bool IsHidden() const;
   // Whether the job has yet to stay: until its end and `timeBeforeRemoval` after it.
   bool IsRetained() const;

@@ -106,6 +106,17 @@ void JobManager::CancelJobsBefore(const Message& request, bool (*test)(const Mes
   }
 }
 
+bool JobManager::HasJobBefore(const Message& request, bool (*test)(const Message&)) const {
+  const auto& name = XmlMessaging::RoutingName(request);
+  std::lock_guard lock(jobsMutex_);
+  for (const auto& job : jobs_) {
+    if (&job->GetRequest() == &request) return false;
+    const bool isAtWork = job->IsRunning() && !job->IsCanceled();
+    if (isAtWork && job->GetName() == name && test(job->GetRequest())) return true;
+  }
+  return false;
+}
+
 std::unique_ptr<List> JobManager::BuildJobList() const {
   auto list = MakeJobList();
   std::lock_guard lock(jobsMutex_);
@@ -161,8 +172,9 @@ void JobManager::Stop() {
 void JobManager::Rescan(const Message& request) {
   const std::lock_guard scanning(scanMutex_);
   auto found = AdapterManager::FindDrives(TakeScanOptions(request));
+  DeviceManagement::AdapterList gone;  // ends behind the lock
   const std::lock_guard lock(deviceMutex_);
-  adapterManager_.Publish(std::move(found));
+  gone = adapterManager_.Publish(std::move(found));
 }
 
 ScanOptions JobManager::TakeScanOptions(const Message& request) {

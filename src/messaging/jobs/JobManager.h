@@ -41,6 +41,9 @@ class JobManager : private NoJobServices {
   // and whose own request passes the test.
   void CancelJobsBefore(const XmlMessaging::Message& request,
                         bool (*test)(const XmlMessaging::Message&));
+  // Whether such a job is still at work, and nobody has asked it to end.
+  bool HasJobBefore(const XmlMessaging::Message& request,
+                    bool (*test)(const XmlMessaging::Message&)) const;
   // The jobs that are not hidden, in the order of their creation.
   std::unique_ptr<XmlMessaging::List> BuildJobList() const;
   // The same list for a class description: one job without values.

@@ -5,9 +5,11 @@
 #include "devices/properties/ScanProperties.h"
 #include "devices/properties/SecurityProperties.h"
 #include "devices/system/SystemFacts.h"
+#include "frame/Platform.h"
 #include "frame/Text.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/jobs/JobManager.h"
+#include "operations/firmware/FirmwareModules.h"
 
 namespace Morvu {
 
@@ -57,6 +59,16 @@ bool IsStart(const Message& message) { return ReadRequest(message).enable; }
 
 bool IsCanceled(const JobContext& context) { return context.reporter->IsCancelRequested(); }
 
+// Of two starts the one that was sent first becomes the service, whichever thread comes first:
+// a scan that is sent behind a start is told under that start's job.
+void AwaitEarlierStart(const JobContext& context) {
+  constexpr std::chrono::milliseconds kPause{1};
+  while (!NotificationService::IsServiceActive() && !IsCanceled(context) &&
+         context.manager != nullptr && context.manager->HasJobBefore(*context.request, &IsStart)) {
+    SleepFor(kPause);
+  }
+}
+
 // Lets a job's request to stop through, and nothing else: a pass is no progress of the job
 // that it runs in.
 class CancelOnly : public SilentReporter {
@@ -77,6 +89,11 @@ std::unique_ptr<XmlMessaging::Property> DescribeParameter(std::string_view name)
 }
 
 }  // namespace
+
+bool NotificationService::IsServiceActive() {
+  std::lock_guard lock(serviceMutex);
+  return theService && theService->IsActive();
+}
 
 void NotificationService::RunService(JobContext& context) {
   const auto service = std::make_shared<NotificationService>(context);
@@ -147,7 +164,7 @@ std::string GetObjectPath(const JobContext& context, const Device& drive) {
   return context.subject + "." + drive.GetString(Properties::SerialNumber);
 }
 
-void NotifySecurity(JobContext& context, Device& drive) {
+bool NotifySecurity(JobContext& context, Device& drive) {
   const auto post = [&](const DeviceProperty& value) {
     context.services->PostNotification(
         {kTypeDriveState, value, GetObjectPath(context, drive), kStatusNoteworthy});
@@ -159,9 +176,11 @@ void NotifySecurity(JobContext& context, Device& drive) {
   }
   const auto* opal = properties.Find(Properties::OpalState);
   if (opal != nullptr && opal->ToText() != kNoOpal) post(*opal);
+  return true;
 }
 
 void RunDrivePass(JobContext& context, const DrivePass& pass) {
+  const FirmwareModulesScope modules;  // each is verified once, however many drives ask it
   CancelOnly reporter(*context.reporter);
   JobContext passContext = context;
   passContext.subject = "MorvuSSD";
@@ -177,7 +196,7 @@ void RunDrivePass(JobContext& context, const DrivePass& pass) {
     if (!hold.IsTaken()) continue;  // a later pass tells of it
     for (const auto step : pass.eachDrive) {
       if (IsCanceled(passContext)) return;
-      step(passContext, *device);
+      if (!step(passContext, *device)) break;
     }
   }
   for (const auto step : pass.allDrives) {
@@ -191,6 +210,7 @@ std::unique_ptr<Message> HandleNotification(JobContext& context, const DrivePass
   context.services->SetHidden(true);
   const auto request = ReadRequest(*context.request);
   if (request.enable) {
+    AwaitEarlierStart(context);
     NotificationService::RunService(context);
   } else {
     // A start whose thread has yet to begin is no service to be stopped: it is canceled.

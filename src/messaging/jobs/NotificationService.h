@@ -22,6 +22,7 @@ class NotificationService : public BackgroundService {
   // Runs a service in the job of `context` until it is stopped. Returns at once when
   // there is an active one.
   static void RunService(JobContext& context);
+  static bool IsServiceActive();
   // Stops the active service, if there is one.
   static void StopService();
   // The same, when it runs in a job of this manager.
@@ -47,10 +48,11 @@ class NotificationService : public BackgroundService {
 };
 
 // The pass over the drives that produces most notifications: first the steps of each
-// drive, then those of all. A step posts what it finds by `context.services`.
+// drive, then those of all. A step posts what it finds by `context.services`; where a drive's is
+// false, the drive's later ones are left out.
 // During the pass `context.subject` is "MorvuSSD".
 struct DrivePass {
-  using DriveStep = void (*)(JobContext& context, DeviceManagement::Device& drive);
+  using DriveStep = bool (*)(JobContext& context, DeviceManagement::Device& drive);
   using ListStep = void (*)(JobContext& context, DeviceManagement::SelectedDevices& drives);
   std::span<const DriveStep> eachDrive;
   std::span<const ListStep> allDrives;
@@ -61,7 +63,7 @@ void RunDrivePass(JobContext& context, const DrivePass& pass);
 std::string GetObjectPath(const JobContext& context, const DeviceManagement::Device& drive);
 
 // A step: a frozen or locked drive, and an Opal state other than none.
-void NotifySecurity(JobContext& context, DeviceManagement::Device& drive);
+bool NotifySecurity(JobContext& context, DeviceManagement::Device& drive);
 
 // The subject "Notification": starts or stops the service and runs the drive pass. A
 // request that starts the service stays in here until the service is stopped.

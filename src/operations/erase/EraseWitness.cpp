@@ -4,29 +4,24 @@
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/NvmeMedium.h"
+#include "devices/model/Medium.h"
 #include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 
 namespace Morvu {
 
-using DeviceManagement::AtaArguments;
 using DeviceManagement::CommandSet_ATA;
+using DeviceManagement::CountBlocks;
 using DeviceManagement::Device;
-namespace AtaRow = DeviceManagement::AtaRow;
 namespace Properties = DeviceManagement::Properties;
 namespace Protocol = DeviceManagement::Protocol;
 
 namespace {
 
 constexpr std::uint64_t kFirstPartition = 1 << 20;  // where partition tables put it
-constexpr std::uint64_t kLastLbaOf28Bits = 0x0FFF'FFFF;
 
 std::uint64_t GetMediumSize(const Device& device) {
-  // The count of an ATA drive's sectors, but the last one of a namespace.
-  auto blocks = device.GetUInt(Properties::MaximumLBA);
-  const bool isAta = device.HasCommandSet(Protocol::Ata);
-  if (!isAta && device.GetProperties().Find(Properties::MaximumLBA) != nullptr) ++blocks;
-  return blocks * device.GetUInt(Properties::SectorSize);
+  return CountBlocks(device).value_or(0) * device.GetUInt(Properties::SectorSize);
 }
 
 // Beginning and end hold what file systems and partition tables are found by.
@@ -52,9 +47,7 @@ bool IsBlank(ByteView data) {
 
 StatusCode ReadBlocks(Device& device, std::uint64_t lba, std::uint32_t blocks, ByteSpan data) {
   if (auto* ata = device.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata)) {
-    const bool isWide = lba + blocks - 1 > kLastLbaOf28Bits;
-    return ata->Send(isWide ? AtaRow::ReadDmaExt : AtaRow::ReadDma, {.lba = lba, .count = blocks},
-                     data);
+    return ata->ReadBlocks(data, lba, blocks);
   }
   return DeviceManagement::ReadNvmeBlocks(device.GetPath(), lba, blocks, data);
 }

@@ -152,13 +152,18 @@ void Format::LogSettings() const {
   log("Format - Metadata settings = ", settings_.metadata);
 }
 
-StatusCode Format::Runner(Device& device, const FormatSettings& settings, Face& face) {
+StatusCode Format::Runner(Device& device, const FormatSettings& settings, Face& face,
+                          std::string_view notes) {
   const auto errors = CheckFormatSettings(device, settings);
   for (const auto& error : errors) face.Say(error);
   if (!errors.empty()) return Status::InvalidArguments;
 
   Format format(&device, settings, face.GetReporter());
-  return RunErase(format, face, kTexts);
+  auto texts = kTexts;
+  auto warning = std::string(texts.warning);
+  if (!notes.empty()) warning.append("\n").append(notes);
+  texts.warning = warning;
+  return RunErase(format, face, texts);
 }
 
 namespace {

@@ -24,9 +24,9 @@ class Format : public Erasure {
   std::optional<std::chrono::minutes> GetDuration(
       const DeviceManagement::FreshIdentity& identity) const override;
 
-  // Checks the settings, asks, and formats.
+  // Checks the settings, asks, and formats. `notes` are lines that stand in the question too.
   static StatusCode Runner(DeviceManagement::Device& device, const FormatSettings& settings,
-                           Face& face);
+                           Face& face, std::string_view notes = {});
 
  private:
   struct Rules;

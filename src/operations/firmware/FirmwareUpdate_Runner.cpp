@@ -7,6 +7,7 @@
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/FirmwareProperties.h"
+#include "devices/system/DiskUse.h"
 #include "devices/system/SystemFacts.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Files.h"
@@ -135,12 +136,32 @@ void SayWhatCameOfIt(Face& face, const FirmwareUpdate& update) {
   }
 }
 
+// What a user should know of a RAID member: it is allowed to take firmware while its volume is in
+// use. Empty for any other drive.
+std::string DescribeMembership(const Device& device) {
+  if (!device.GetBool(Properties::RAIDMember)) return {};
+  std::string text =
+      "The drive is, or may be, a member of a RAID volume, which may lose it while it takes the "
+      "firmware.";
+  const auto facts = DeviceManagement::SystemFacts::Read();
+  for (const auto& node : device.GetVolumeNodes()) {
+    const auto disks = facts.FindWholeDisks(node);
+    const auto use = disks ? DeviceManagement::ReadDiskUse(*disks) : std::nullopt;
+    if (!use) continue;
+    for (const auto& line : use->Describe()) text += "\n" + line;
+  }
+  return text;
+}
+
 // Runs an update; false when the user declines it.
 bool RunUpdate(Face& face, FirmwareUpdate& update, const FirmwareUpdate::Request& request) {
-  if (request.driveSelected && !face.IsForced() &&
-      face.Ask("WARNING! You have selected to update the drives firmware! ",
-               "Proceed with the update?") == Answer::No) {
-    return false;
+  const auto membership = DescribeMembership(*update.GetDevice());
+  if (request.driveSelected && !face.IsForced()) {
+    std::string warning = "WARNING! You have selected to update the drives firmware! ";
+    if (!membership.empty()) warning += "\n" + membership;
+    if (face.Ask(warning, "Proceed with the update?") == Answer::No) return false;
+  } else if (!membership.empty()) {
+    face.Say(membership);
   }
   if (update.HasFile()) face.Say("Given firmware binary: " + request.file);
   face.Begin("Updating the drive's firmware...");

@@ -5,16 +5,20 @@
 #include <chrono>
 #include <memory>
 #include <numeric>
+#include <vector>
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
+#include "frame/Text.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Health.h"
 #include "frame/status/Requests.h"
 #include "frame/status/Testing.h"
+#include "messaging/XmlMessaging.h"
+#include "messaging/features/JobContext.h"
 #include "operations/Operation.h"
 
 namespace Morvu {
@@ -281,10 +285,26 @@ StatusCode RunSelfTest(const FeatureCall& call) {
                                call.arguments.GetText(kModeArgument), call.face);
 }
 
-// The status would be shown, which a host cannot see.
-StatusCode RunSelfTestMethod(const FeatureCall& call, JobContext&) {
+// What the prompt shows stands in the reply.
+StatusCode TellStatus(const FeatureCall& call, JobContext& context) {
+  DriveSelfTest test(&call.GetDevice(), 0, SelfTestMode::Offline, call.face.GetReporter());
+  if (test.GetErrorCode() != Status::ReadyToRun) return test.GetErrorCode();
+  ResultTable table;
+  test.ReportSelfTestStatus(table);
+  TellRemarks(test, call.face);
+  if (context.reply != nullptr && test.GetErrorCode() == Status::Completed) {
+    std::vector<std::string> lines;
+    for (const auto* row : table.GetDataRows()) lines.push_back(row->cells.front().text);
+    auto property = std::make_unique<XmlMessaging::Property>("SelfTestStatus", Join(lines, " "));
+    property->SetAttribute("type", "string");
+    context.reply->properties.push_back(std::move(property));
+  }
+  return test.GetErrorCode();
+}
+
+StatusCode RunSelfTestMethod(const FeatureCall& call, JobContext& context) {
   const auto test = call.arguments.GetText(kTestArgument, "extended");
-  if (test == kStatus) return Status::InvalidSelfTest;
+  if (test == kStatus) return TellStatus(call, context);
   return DriveSelfTest::Runner(call.GetDevice(), test, "captiveOffline", call.face);
 }
 

@@ -161,13 +161,14 @@ std::int32_t GetFeature_NVMe::Execute() {
 
 void GetFeature_NVMe::ParseData() {
   result_ = ReadResult(*nvme_);
-  if (feature_.dwords == 0) WriteLittle32(result_, 0, buffer_);
+  auto page = buffer_;
+  if (feature_.dwords == 0) WriteLittle32(result_, 0, page);
   if (feature_.dwords != 0 && DeviceManagement::ProductOf(*device_).hasNvmeAttributes &&
       device_->GetUInt(Properties::SectorSize) == 4096) {
-    WriteLittle64(ReadLittle64(buffer_, 0) >> 9, 0, buffer_);
+    WriteLittle64(ReadLittle64(page, 0) >> 9, 0, page);
   }
   for (const auto& row : feature_.fields) {
-    table_.AppendRow({std::string(row.field.label), ShowField(buffer_, row.field)});
+    table_.AppendRow({std::string(row.field.label), ShowField(page, row.field)});
   }
 }
 

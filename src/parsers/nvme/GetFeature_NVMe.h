@@ -49,6 +49,8 @@ class GetFeature_NVMe : public Parser {
 
   // Dword 0 of the completion, after a good Execute.
   std::uint32_t GetResult() const { return result_; }
+  // The data of a feature that has any, likewise, as the drive gave them.
+  ByteView GetData() const { return ByteView(buffer_).first(feature_.dwords * 4); }
 
  private:
   struct Rules;

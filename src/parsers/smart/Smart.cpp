@@ -14,6 +14,7 @@
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
+#include "parsers/smart/DriveVerdict.h"
 #include "parsers/smart/SmartParser.h"
 
 namespace Morvu {
@@ -36,8 +37,10 @@ constexpr std::string_view kFileArgument = "file";
 constexpr PropertyEntry kSmartHealth{"SmartHealth", "Smart Health", PropertyKind::Sint16};
 constexpr PropertyEntry kSmartLife{"SmartLife", "Smart Life", PropertyKind::Sint16};
 constexpr PropertyEntry kTemperature{"Temperature", "Temperature", PropertyKind::Sint16};
+constexpr std::uint32_t kStateNotification = 0;
 constexpr std::uint32_t kHealthNotification = 1;
 constexpr std::uint32_t kTemperatureNotification = 2;
+constexpr std::uint32_t kNoteworthy = 1;  // a notification's status
 constexpr std::string_view kTemperatureField = "Current degree C";
 
 std::unique_ptr<List> BuildTable(const Device& device, const SmartParser& parser) {
@@ -66,8 +69,34 @@ const std::string* FindTemperature(const SmartParser& parser) {
   return nullptr;
 }
 
+std::string GetObjectPath(const Device& device) {
+  return "MorvuSSD." + device.GetString(Properties::SerialNumber);
+}
+
+// Whether the drive answers for itself: a volume's members do.
+bool CanBeJudged(StatusCode refusal) {
+  return refusal != Status::NoCommunication && refusal != Status::RaidVolume;
+}
+
+void TellVerdict(const JobContext& context, const Device& device, const DriveVerdict& verdict,
+                 Face* face) {
+  if (context.reply != nullptr) {
+    auto property = std::make_unique<Property>(kDriveVerdict.name, verdict.text);
+    property->SetAttribute("displayName", kDriveVerdict.displayName);
+    property->SetAttribute("type", "string");
+    property->SetAttribute("uniqueId", device.GetString(Properties::SerialNumber));
+    context.reply->properties.push_back(std::move(property));
+  }
+  const auto alarm = DescribeAlarm(verdict);
+  if (face != nullptr && !alarm.empty()) face->Warn(alarm);
+  if (!verdict.IsFailing()) return;
+  context.services->PostNotification({kStateNotification,
+                                      DeviceProperty(kDriveVerdict, verdict.text),
+                                      GetObjectPath(device), kNoteworthy});
+}
+
 void PostValues(const JobContext& context, const Device& device, const SmartParser& parser) {
-  const auto objectPath = "MorvuSSD." + device.GetString(Properties::SerialNumber);
+  const auto objectPath = GetObjectPath(device);
   const auto post = [&](std::uint32_t type, const PropertyEntry& entry, std::int64_t value) {
     context.services->PostNotification({type, DeviceProperty(entry, value), objectPath, 0});
   };
@@ -92,7 +121,7 @@ StatusCode StatusWithoutDevices(const Message* request) {
 
 }  // namespace
 
-StatusCode ReadDrives(JobContext& context, std::span<Device* const> devices) {
+StatusCode ReadDrives(JobContext& context, std::span<Device* const> devices, Face* face) {
   if (devices.empty()) return StatusWithoutDevices(context.request);
   StatusCode result = Status::NotRun;
   const auto facts = DeviceManagement::SystemFacts::Read();
@@ -108,6 +137,9 @@ StatusCode ReadDrives(JobContext& context, std::span<Device* const> devices) {
     if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
       if (context.reply != nullptr) context.reply->lists.push_back(BuildTable(*device, parser));
       PostValues(context, *device, parser);
+    }
+    if (CanBeJudged(parser.GetErrorCode())) {
+      TellVerdict(context, *device, ReadVerdict(*device), face);
     }
     if (result != Status::Completed) result = parser.GetErrorCode();
   }
@@ -180,11 +212,16 @@ StatusCode RunOption(const FeatureCall& call) {
       (void)call.face.Save(parser.GetTable(), file);
     }
   }
+  if (CanBeJudged(parser.GetErrorCode())) {
+    const auto verdict = ReadVerdict(call.GetDevice());
+    call.face.Say("Drive's own verdict: " + verdict.text);
+    if (const auto alarm = DescribeAlarm(verdict); !alarm.empty()) call.face.Warn(alarm);
+  }
   return parser.GetErrorCode();
 }
 
 StatusCode RunMethod(const FeatureCall& call, JobContext& context) {
-  return ReadDrives(context, call.devices);
+  return ReadDrives(context, call.devices, &call.face);
 }
 
 StatusCode Assess(Device& device) {
