@@ -368,9 +368,35 @@ std::string Fleet::AddPartition(std::string_view node, std::uint64_t bytes,
       {bytes, std::string(fileSystem), std::string(mountPoint), std::string(volumeGroup)});
 }
 
+namespace {
+
+constexpr int kFirstMount = 20;
+
+// Those that a mount point shows beside "rw".
+std::string LockedOptions(std::string_view options) {
+  std::string shown;
+  for (const std::string_view option : {"nosuid", "nodev", "noexec"}) {
+    if (options.find(option) != options.npos) shown.append(",").append(option);
+  }
+  return shown;
+}
+
+}  // namespace
+
+std::optional<ShownMount> Fleet::FindMountOf(std::string_view path) const {
+  std::optional<ShownMount> found;
+  int number = kFirstMount;
+  for (const auto& mount : ReadMounts(root_)) {
+    ++number;
+    const bool isOn = path == mount.mountPoint || path.starts_with(mount.mountPoint + "/");
+    if (isOn) found = ShownMount{number, mount.mountPoint, mount.bytes};
+  }
+  return found;
+}
+
 std::string Fleet::MountInfo() const {
   std::string text;
-  int number = 20;
+  int number = kFirstMount;
   for (const auto& mount : ReadMounts(root_)) {
     const bool loops = mount.options.find("loop") != mount.options.npos;
     const bool readOnly =
@@ -382,8 +408,8 @@ std::string Fleet::MountInfo() const {
     const std::string access = readOnly ? "ro" : "rw";
     ++number;
     text += std::to_string(number) + " 1 " + device + " / " + mount.mountPoint + " " + access +
-            ",relatime shared:" + std::to_string(number) + " - " + mount.fileSystem + " " + source +
-            " " + access + "\n";
+            LockedOptions(mount.options) + ",relatime shared:" + std::to_string(number) + " - " +
+            mount.fileSystem + " " + source + " " + access + "\n";
   }
   return text;
 }

@@ -13,6 +13,7 @@
 #include <map>
 #include <memory>
 #include <mutex>
+#include <optional>
 #include <string>
 #include <string_view>
 #include <vector>
@@ -60,6 +61,13 @@ struct Node {
   explicit operator bool() const { return drive != nullptr; }
 };
 
+// A mount as the mount table shows it.
+struct ShownMount {
+  int id;
+  std::string point;
+  std::uint64_t bytes;
+};
+
 class Fleet {
  public:
   // Makes the folder and an empty fleet in it. False with `error` set when it cannot.
@@ -95,6 +103,8 @@ class Fleet {
   std::string MountInfo() const;
   // The bytes of the file system on a mount point; 0 when none of the fleet's is there.
   std::uint64_t FindMountedBytes(std::string_view mountPoint) const;
+  // The mount on top that a path, of the fleet's, lies on.
+  std::optional<ShownMount> FindMountOf(std::string_view path) const;
 
   std::uint64_t Now() const;
   void AdvanceClock(std::int64_t milliseconds);

@@ -87,7 +87,10 @@ set -- $(awk -v node="$node" '$1 == node { print; exit }' "$table")
 disk=$(basename "$(dirname "$(readlink "$root/sys/class/block/$(basename "$node")")")")
 claim=$root/drives/$disk.claim
 [ ! -e "$claim" ] || flock -n "$claim" true || fail "$node already mounted or mount point busy"
-{ [ "$3" = - ] || has loop; } || fail "$node already mounted or mount point busy"
+# A file system that is mounted for writing is mounted once more for writing alone.
+isrw() { case ,$1, in *,ro,*) return 1 ;; *) return 0 ;; esac; }
+{ [ "$3" = - ] || has loop || { isrw "$options" && isrw "$6"; }; } ||
+  fail "$node already mounted or mount point busy"
 for option in $(echo "$options" | tr , ' '); do
   case $2:$option in
     *:ro | *:rw | *:loop | *:nosuid | *:nodev | *:noexec) ;;

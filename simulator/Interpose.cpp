@@ -22,12 +22,16 @@
 
 #include <atomic>
 #include <cstring>
+#include <filesystem>
+#include <memory>
+#include <mutex>
 
 #include "Clock.h"
 #include "FleetFiles.h"
 #include "Nodes.h"
 #include "Real.h"
 #include "Shell.h"
+#include "TestFleet.h"
 
 #define MORVU_VISIBLE __attribute__((visibility("default")))
 
@@ -118,6 +122,33 @@ int OpenNodeFile(const FleetPath& path, int flags) {
   return Remember(descriptor, path, flags, std::move(claim));
 }
 
+// The fleet's path of an open file below /mnt; empty for any other.
+std::string MountedPath(int descriptor) {
+  const auto fleet = HasActiveFleet() ? ActiveFleet() : nullptr;
+  if (fleet == nullptr) return {};
+  char target[512];
+  const auto link = "/proc/self/fd/" + std::to_string(descriptor);
+  const auto length = Libc().readlink(link.c_str(), target, sizeof target);
+  const auto& root = fleet->Root();
+  if (length <= 0) return {};
+  const std::string_view path(target, static_cast<std::size_t>(length));
+  return path.starts_with(root + "/mnt/") ? std::string(path.substr(root.size())) : std::string();
+}
+
+// What the kernel tells of an open file, as far as the fleet mounts it.
+int OpenFileInfo(const char* name) {
+  constexpr std::string_view kFolder = "/proc/self/fdinfo/";
+  if (name == nullptr || !std::string_view(name).starts_with(kFolder)) return -1;
+  const auto path = MountedPath(std::atoi(name + kFolder.size()));
+  const auto mount = path.empty() ? std::nullopt : ActiveFleet()->FindMountOf(path);
+  if (!mount) return -1;
+  const auto text = "pos:\t0\nflags:\t0100000\nmnt_id:\t" + std::to_string(mount->id) + "\n";
+  const int file = memfd_create("fdinfo", MFD_CLOEXEC);
+  [[maybe_unused]] const auto written = Libc().write(file, text.data(), text.size());
+  lseek(file, 0, SEEK_SET);
+  return file;
+}
+
 // A partition's node is a file of the fleet. False for a descriptor of anything else.
 bool FlushPartition(int descriptor) {
   const auto fleet = ActiveFleet();
@@ -152,6 +183,7 @@ mode_t ModeArgument(int flags, va_list arguments) {
 
 int Open(int (*real)(const char*, int, ...), const char* name, int flags, mode_t mode) {
   if (IsMountInfo(name)) return Fresh(OpenMountInfo());
+  if (const int info = OpenFileInfo(name); info >= 0) return Fresh(info);
   const FleetPath path(name);
   return path.TheNode() ? OpenNodeFile(path, flags) : Fresh(real(path.Get(), flags, mode));
 }
@@ -159,6 +191,7 @@ int Open(int (*real)(const char*, int, ...), const char* name, int flags, mode_t
 int OpenAt(int (*real)(int, const char*, int, ...), int folder, const char* name, int flags,
            mode_t mode) {
   if (IsMountInfo(name)) return Fresh(OpenMountInfo());
+  if (const int info = OpenFileInfo(name); info >= 0) return Fresh(info);
   const FleetPath path(name);
   return path.TheNode() ? OpenNodeFile(path, flags) : Fresh(real(folder, path.Get(), flags, mode));
 }
@@ -235,6 +268,17 @@ int StatOpen(Function real, int descriptor, Stat* result) {
 // Some blocks are for root alone, as mkfs sets them aside.
 constexpr std::uint64_t kFileSystemBlock = 512, kReservedBlocks = 64;
 
+// What the files of a folder take.
+std::uint64_t BytesOfFiles(const std::string& folder) {
+  std::uint64_t bytes = 0;
+  std::error_code gone;
+  for (const auto& entry : std::filesystem::directory_iterator(folder, gone)) {
+    const auto size = entry.is_regular_file(gone) ? entry.file_size(gone) : 0;
+    if (!gone) bytes += size;
+  }
+  return bytes;
+}
+
 // False for a path on which the fleet has nothing mounted.
 template <typename Stat>
 bool ShowMounted(const char* path, Stat& result) {
@@ -242,7 +286,9 @@ bool ShowMounted(const char* path, Stat& result) {
   const auto bytes = fleet != nullptr ? fleet->FindMountedBytes(path) : 0;
   if (bytes == 0) return false;
   const auto blocks = bytes / kFileSystemBlock;
-  const auto free = blocks - blocks / 4;
+  const auto room = blocks - blocks / 4;
+  const auto used = BytesOfFiles(fleet->Root() + path) / kFileSystemBlock;
+  const auto free = room - std::min(room, used);
   std::memset(&result, 0, sizeof result);
   result.f_bsize = 4096;
   result.f_frsize = kFileSystemBlock;
@@ -250,6 +296,31 @@ bool ShowMounted(const char* path, Stat& result) {
   result.f_bfree = static_cast<decltype(result.f_bfree)>(free + kReservedBlocks);
   result.f_bavail = static_cast<decltype(result.f_bavail)>(free);
   return true;
+}
+
+template <typename Stat>
+bool ShowMountedFile(int descriptor, Stat& result) {
+  const auto path = MountedPath(descriptor);
+  const auto mount = path.empty() ? std::nullopt : ActiveFleet()->FindMountOf(path);
+  return mount && ShowMounted(mount->point.c_str(), result);
+}
+
+std::shared_ptr<const FileHook>& TheFileHook() {
+  static auto& hook = *new std::shared_ptr<const FileHook>;
+  return hook;
+}
+std::atomic<bool> hasFileHook = false;
+std::mutex fileHookMutex;  // guards the hook
+
+template <typename Function>
+ssize_t Hooked(FileTransfer::Kind kind, int descriptor, void* data, size_t size,
+               std::uint64_t offset, Function real) {
+  if (!hasFileHook) return real();
+  const auto hook = [] {
+    const std::lock_guard lock(fileHookMutex);
+    return TheFileHook();
+  }();
+  return hook == nullptr ? real() : (*hook)({kind, descriptor, data, size, offset, real});
 }
 
 // A listing of /dev shows the fleet's nodes.
@@ -322,6 +393,14 @@ std::int64_t SkippedWait(const timespec* time) {
 std::atomic<std::int64_t> addedToDay = 0;
 
 }  // namespace
+
+namespace Simulator {
+void SetFileHook(FileHook hook) {
+  hasFileHook = hook != nullptr;
+  const std::lock_guard lock(fileHookMutex);
+  TheFileHook() = std::make_shared<const FileHook>(std::move(hook));
+}
+}  // namespace Simulator
 
 void Simulator::AdvanceTimeOfDay(std::int64_t seconds) { addedToDay += seconds; }
 
@@ -438,23 +517,31 @@ MORVU_VISIBLE ssize_t read(int descriptor, void* data, size_t size) {
 
 MORVU_VISIBLE ssize_t pread(int descriptor, void* data, size_t size, off_t offset) {
   auto* open = FindOpen(descriptor);
-  return open != nullptr ? RawRead(*open, data, size, static_cast<std::uint64_t>(offset))
-                         : Libc().pread(descriptor, data, size, offset);
+  if (open != nullptr) return RawRead(*open, data, size, static_cast<std::uint64_t>(offset));
+  return Hooked(FileTransfer::Kind::Read, descriptor, data, size,
+                static_cast<std::uint64_t>(offset),
+                [=] { return Libc().pread(descriptor, data, size, offset); });
 }
 MORVU_VISIBLE ssize_t pread64(int descriptor, void* data, size_t size, off64_t offset) {
   auto* open = FindOpen(descriptor);
-  return open != nullptr ? RawRead(*open, data, size, static_cast<std::uint64_t>(offset))
-                         : Libc().pread64(descriptor, data, size, offset);
+  if (open != nullptr) return RawRead(*open, data, size, static_cast<std::uint64_t>(offset));
+  return Hooked(FileTransfer::Kind::Read, descriptor, data, size,
+                static_cast<std::uint64_t>(offset),
+                [=] { return Libc().pread64(descriptor, data, size, offset); });
 }
 MORVU_VISIBLE ssize_t pwrite(int descriptor, const void* data, size_t size, off_t offset) {
   auto* open = FindOpen(descriptor);
-  return open != nullptr ? RawWrite(*open, data, size, static_cast<std::uint64_t>(offset))
-                         : Libc().pwrite(descriptor, data, size, offset);
+  if (open != nullptr) return RawWrite(*open, data, size, static_cast<std::uint64_t>(offset));
+  return Hooked(FileTransfer::Kind::Write, descriptor, const_cast<void*>(data), size,
+                static_cast<std::uint64_t>(offset),
+                [=] { return Libc().pwrite(descriptor, data, size, offset); });
 }
 MORVU_VISIBLE ssize_t pwrite64(int descriptor, const void* data, size_t size, off64_t offset) {
   auto* open = FindOpen(descriptor);
-  return open != nullptr ? RawWrite(*open, data, size, static_cast<std::uint64_t>(offset))
-                         : Libc().pwrite64(descriptor, data, size, offset);
+  if (open != nullptr) return RawWrite(*open, data, size, static_cast<std::uint64_t>(offset));
+  return Hooked(FileTransfer::Kind::Write, descriptor, const_cast<void*>(data), size,
+                static_cast<std::uint64_t>(offset),
+                [=] { return Libc().pwrite64(descriptor, data, size, offset); });
 }
 
 MORVU_VISIBLE int aio_read(struct aiocb* block) noexcept {
@@ -506,6 +593,18 @@ MORVU_VISIBLE int statvfs(const char* path, struct statvfs* result) noexcept {
 }
 MORVU_VISIBLE int statvfs64(const char* path, struct statvfs64* result) noexcept {
   return ShowMounted(path, *result) ? 0 : Libc().statvfs64(FleetPath(path).Get(), result);
+}
+
+MORVU_VISIBLE int fstatvfs(int descriptor, struct statvfs* result) noexcept {
+  return ShowMountedFile(descriptor, *result) ? 0 : Libc().fstatvfs(descriptor, result);
+}
+MORVU_VISIBLE int fstatvfs64(int descriptor, struct statvfs64* result) noexcept {
+  return ShowMountedFile(descriptor, *result) ? 0 : Libc().fstatvfs64(descriptor, result);
+}
+
+MORVU_VISIBLE int fsync(int descriptor) {
+  return static_cast<int>(Hooked(FileTransfer::Kind::Sync, descriptor, nullptr, 0, 0,
+                                 [=] { return ssize_t{Libc().fsync(descriptor)}; }));
 }
 
 MORVU_VISIBLE int access(const char* path, int mode) noexcept {

@@ -37,6 +37,9 @@ Real FindAll() {
   Find(real.statx, "statx");
   Find(real.statvfs, "statvfs");
   Find(real.statvfs64, "statvfs64");
+  Find(real.fstatvfs, "fstatvfs");
+  Find(real.fstatvfs64, "fstatvfs64");
+  Find(real.fsync, "fsync");
   Find(real.access, "access");
   Find(real.faccessat, "faccessat");
   Find(real.readlink, "readlink");

@@ -43,6 +43,9 @@ struct Real {
   int (*statx)(int, const char*, int, unsigned, struct statx*);
   int (*statvfs)(const char*, struct statvfs*);
   int (*statvfs64)(const char*, struct statvfs64*);
+  int (*fstatvfs)(int, struct statvfs*);
+  int (*fstatvfs64)(int, struct statvfs64*);
+  int (*fsync)(int);
   int (*access)(const char*, int);
   int (*faccessat)(int, const char*, int, int);
   ssize_t (*readlink)(const char*, char*, size_t);

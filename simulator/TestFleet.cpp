@@ -14,6 +14,10 @@
 
 namespace Simulator {
 
+void SetFileHook(FileHook hook);
+
+void TestFleet::OnFileTransfer(FileHook hook) { SetFileHook(std::move(hook)); }
+
 namespace {
 
 // The name holds decimal digits behind "fleet-" only: shell pipelines look for
@@ -109,6 +113,7 @@ TestFleet::TestFleet() {
 }
 
 TestFleet::~TestFleet() {
+  SetFileHook({});
   SetActiveFleet(nullptr);
   std::error_code ignored;
   std::filesystem::remove_all(fleet_->Root(), ignored);

@@ -9,7 +9,10 @@
 // One TestFleet at a time may live in a process: it stands for the machine.
 #pragma once
 
+#include <sys/types.h>
+
 #include <chrono>
+#include <functional>
 
 #include "Fault.h"
 #include "Fleet.h"
@@ -66,8 +69,23 @@ class SimulatedDrive {
   std::uint32_t nsid_ = 0;
 };
 
+// A read, write or fsync of a file, as the program asks for it. `proceed` carries it out.
+struct FileTransfer {
+  enum class Kind { Read, Write, Sync } kind;
+  int descriptor;
+  void* data;
+  std::size_t size;
+  std::uint64_t offset;
+  std::function<ssize_t()> proceed;
+};
+// Takes the place of the transfer: its result, with errno.
+using FileHook = std::function<ssize_t(const FileTransfer&)>;
+
 class TestFleet {
  public:
+  // What happens to this process's reads and writes of files by offset, and its fsync, from now
+  // on; an empty hook ends it.
+  static void OnFileTransfer(FileHook hook);
   TestFleet();   // a temporary folder, made this process's fleet
   ~TestFleet();  // removed with all that is in it
   TestFleet(const TestFleet&) = delete;

@@ -8,6 +8,7 @@
 #include "devices/identification/Products.h"
 #include "devices/model/Drive.h"
 #include "devices/model/DriveHold.h"
+#include "devices/model/PartitionTable.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"
 #include "devices/properties/LinkProperties.h"
@@ -141,10 +142,7 @@ std::string DescribePartition(const Partition& partition, std::size_t number, bo
   const auto space = isHeld ? DeviceManagement::PartitionSpace() : partition.ReadSpace();
   ResultTable table;
   table.AppendRow({"Partition", std::to_string(number)});
-  table.AppendRow({"Path:", Printable(partition.GetName())});
-  table.AppendRow({"Operating System:", partition.IsOsPartition() ? "YES" : "NO"});
-  table.AppendRow({"Free Space:", ReadableSize(space.free) + " / " + ReadableSize(space.size)});
-  table.AppendRow({"Type:", Printable(space.type)});
+  DeviceManagement::AppendPartition(table, partition, space);
   return "\n" + table.ToText() + "\n";
 }
 

@@ -1,10 +1,12 @@
 #include "cli/Prompt.h"
 
 #include <algorithm>
+#include <functional>
 #include <vector>
 
 #include "cli/EraseGate.h"
 #include "cli/QRKCLI.h"
+#include "devices/model/RecordingScope.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
@@ -14,6 +16,7 @@ namespace Morvu {
 namespace {
 
 constexpr std::string_view kForce = "-force";
+constexpr std::string_view kRecord = "-record";
 
 // The names that a call knows an option's words by, in their order on the line.
 std::vector<std::string_view> GetWordNames(const OptionDeclaration& option) {
@@ -59,6 +62,21 @@ void TakeModifiers(const QRKCLI& cli, CallArguments& arguments) {
     arguments.Set(parameter->GetName(),
                   isFlag ? BoolText(true) : cli.GetArgument(parameter->GetName()));
   }
+}
+
+// A recording that was wanted and cannot be made refuses the run.
+StatusCode RunRecorded(QRKCLI& cli, Face& face, SelectedDrives devices,
+                       const std::function<StatusCode()>& run) {
+  DeviceManagement::RecordingScope recording(devices, cli.GetArgument(kRecord));
+  if (recording.GetStatus() != Status::Completed) {
+    face.Say("Nothing was done: the file for the recording cannot be made.");
+    return recording.GetStatus();
+  }
+  const auto code = run();
+  const bool isWhole = recording.End();
+  for (const auto& file : recording.GetFiles()) face.Say("The commands are recorded in " + file);
+  if (!isWhole) face.Warn("The recording could not be written to its end.");
+  return code;
 }
 
 }  // namespace
@@ -139,7 +157,8 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
   cli.Flush();
   Prompt prompt(cli, option.name.substr(1));
   const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
-  return prompt.Finish(RunHeld(feature, call, [&] { return option.run(call); }));
+  const auto run = [&] { return RunHeld(feature, call, [&] { return option.run(call); }); };
+  return prompt.Finish(cli.HasOption(kRecord) ? RunRecorded(cli, prompt, devices, run) : run());
 }
 
 }  // namespace Morvu

@@ -75,6 +75,14 @@ constexpr ArgumentDeclaration kPathArguments[] = {
      "drive path of each attached drive."}};
 constexpr Lines kPathExamples = {"-drive_path /dev/sg0"};
 
+constexpr Lines kRecordText = {
+    "Records the ATA and SCSI commands of the feature and what came back, a file for each drive "
+    "that it "
+    "works on. Passwords are left out. A file that exists stays as it is: the new name gets a "
+    "number."};
+constexpr ArgumentDeclaration kRecordArguments[] = {
+    {"[filename]", "(Optional) The file, in XML. Defaults to recording_<date and time>.xml."}};
+constexpr Lines kRecordExamples = {"-drive_index 1 -smart -record smart.xml"};
 constexpr Lines kForceText = {"Use to bypass all the user prompts."};
 constexpr Lines kForceExamples = {"-drive_index 1 -[Feature_with_prompt] -force"};
 
@@ -126,6 +134,7 @@ std::span<const ToolOption> GetToolOptions() {
       {{"-drive_letter", kText,    DriveSelection, kLetterText,     kLetterArguments, kLetterExamples,     kAll},     &QRKCLI::PickByLetter,     &FindNodesByPartition, false},
       {{"-drive_serial", kText,    DriveSelection, kSerialText,     kSerialArguments, kSerialExamples,     kAll},     &QRKCLI::PickBySerial,     &FindSerialNodes,      true},
       {{"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples,       kAll},     &QRKCLI::PickByPath,       &FindNodesByPath,      false},
+      {{"-record",       kTexts,   Modifier,       kRecordText,     kRecordArguments, kRecordExamples,     kAny}},
       {{"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples,      kAny}},
       {{"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny}},
       {{"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples, kAny}},

@@ -99,7 +99,7 @@ std::string GetExecutableDirectory() {
 void RemoveTestFiles(std::string_view prefix) {
   const bool plain = std::ranges::all_of(prefix, [](char c) {
     return (c >= 'a' && c <= 'z') || (c >= 'A' && c <= 'Z') || (c >= '0' && c <= '9') || c == '_' ||
-           c == '-' || c == '.';
+           c == '-' || c == '.' || c == '=' || c == '{';
   });
   if (!plain || prefix.empty()) return;
   RunSystem("find " + std::string(kTestFolder) + " -maxdepth 1 -name '" + std::string(prefix) +

@@ -60,6 +60,10 @@ std::string Text(ByteView page, const PagePlace& place) {
   return ReadText(page, place.offset, place.width);
 }
 
+std::string PrintableText(ByteView page, const PagePlace& place) {
+  return Printable(Text(page, place));
+}
+
 std::string AtaText(ByteView page, const PagePlace& place) {
   const auto bytes = place.BytesOf(page);
   std::vector<std::uint8_t> copy(bytes.begin(), bytes.end());

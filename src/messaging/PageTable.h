@@ -78,7 +78,9 @@ std::string PrefixedHex128(ByteView page, const PagePlace& place);
 std::string Words(ByteView page, const PagePlace& place);
 // The bytes up to the first NUL, without blanks around them.
 std::string Text(ByteView page, const PagePlace& place);
-// The same, whose bytes are exchanged in pairs (ACS-3, 3.4.9).
+// The same as a foreign text (Printable).
+std::string PrintableText(ByteView page, const PagePlace& place);
+// The first, whose bytes are exchanged in pairs (ACS-3, 3.4.9).
 std::string AtaText(ByteView page, const PagePlace& place);
 // Nothing: the row is a title of those behind it.
 std::string Title(ByteView page, const PagePlace& place);

@@ -6,49 +6,20 @@
 #include <cstdint>
 #include <memory>
 
-#include "devices/commands/CommandPath.h"
+#include "AnsweringPath.h"
 #include "devices/commands/CommandSet.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/DriverProperties.h"
-#include "frame/status/Commands.h"
 
 namespace {
 
 using namespace Morvu;
 using namespace Morvu::DeviceManagement;
-
-class AnsweringPath : public CommandPath {
- public:
-  AnsweringPath(std::string_view protocol, std::uint8_t failures, ByteView answers)
-      : CommandPath("", protocol, "Fuzz", std::chrono::seconds(5)),
-        failures_(failures),
-        answers_(answers) {}
-
- protected:
-  bool TestDevice() override { return true; }
-  std::unique_ptr<CommandPath> Clone() const override { return nullptr; }
-  Outcome SendOpcodeCore(const Command& command) override {
-    const bool fails = (failures_ & 1) != 0;
-    failures_ = static_cast<std::uint8_t>(failures_ >> 1);
-    const auto given = answers_.first(std::min(command.data.size(), answers_.size()));
-    std::ranges::copy(given, command.data.begin());
-    answers_ = answers_.subspan(given.size());
-    Outcome outcome;
-    outcome.reached = fails ? Reached::Device : Reached::Done;
-    return outcome;
-  }
-
- private:
-  std::uint8_t failures_;
-  ByteView answers_;
-};
-
-void Require(bool holds) {
-  if (!holds) __builtin_trap();
-}
+using Morvu::Fuzz::AnsweringPath;
+using Morvu::Fuzz::Require;
 
 void Check(const Drive& drive) {
   const auto sectorSize = drive.GetUInt(Properties::SectorSize);

@@ -6,6 +6,7 @@
 #include <optional>
 
 #include "Host.h"
+#include "frame/Files.h"
 #include "support/SceneSweep.h"
 
 namespace MorvuHost {
@@ -59,6 +60,20 @@ TEST_F(Smart, MethodGivesTheTable) {
   EXPECT_EQ(PropertyText(*rows[8], "Threshold"), "90");
   EXPECT_EQ(PropertyText(*rows[8], "Action"), "Pass");
   EXPECT_THAT(reply.Text(), HasSubstr("Current degree C"));
+}
+
+TEST_F(Smart, ItsCommandsAreRecordedWhereTheRequestWantsThem) {
+  const auto path = fleet_.Folder() + "/record.xml";
+  auto request = std::string(kReadBySerial);
+  request.insert(request.find(">"), " record='" + path + "'");
+  const auto reply = host_.Call(request);
+  EXPECT_EQ(reply.ErrorCode(), 0);
+  EXPECT_THAT(reply.Text(), HasSubstr("recorded=\"" + path + "\""));
+  EXPECT_THAT(Morvu::ReadFileText(path), HasSubstr("name=\"tf\">D001004FC240B000"));
+  sata_.ClearJournal();
+  request.replace(request.find(path), path.size(), fleet_.Folder() + "/none/record.xml");
+  EXPECT_EQ(host_.Call(request).ErrorCode(), 122);
+  EXPECT_THAT(sata_.Opcodes(), Not(testing::Contains(0xB0)));
 }
 
 TEST_F(Smart, MethodTellsWhyItCouldNotRead) {

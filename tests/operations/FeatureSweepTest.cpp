@@ -57,6 +57,7 @@ struct FeatureScene {
   bool canCancel = false;       // it asks whether it is to stop
   bool isSilent = false;        // it sends no command
   bool countsWorkload = false;  // its drive has the timed workload attributes
+  bool hasPartition = false;    // with room for a test file
 };
 
 const FeatureScene kScenes[] = {
@@ -121,6 +122,8 @@ const FeatureScene kScenes[] = {
      .spec = &NvmeSpec,
      .words = {"reset"},
      .countsWorkload = true},
+    {.name = "DataIntegrity", .canCancel = true, .hasPartition = true},
+    {.name = "-data_integrity", .canCancel = true, .hasPartition = true},
     {.name = "SmartParser", .label = "Sata"},
     {.name = "SmartParser", .label = "Nvme", .spec = &NvmeSpec},
     {.name = "GetFeatureNVMe", .spec = &NvmeSpec, .canCancel = true},
@@ -201,6 +204,9 @@ class FeatureRunScene : public EraseScene {
   explicit FeatureRunScene(const FeatureScene& scene) : EraseScene(scene.spec()), scene_(scene) {
     const auto image = Testing::MakeSimulatedImage("NEW2", 140'000);
     EXPECT_TRUE(SaveBinary(ImagePath(), image, false));
+    // A GiB stays free, and all of it is tested that is more.
+    constexpr std::uint64_t kBytes = (std::uint64_t{1025} << 20) / 3 * 4 / 2048 * 2048;
+    if (scene.hasPartition) partitions_.push_back(drive.AddPartition(kBytes));
     if (scene.countsWorkload) AddWorkload(drive.State(), 60, 1024);
   }
 
@@ -213,7 +219,7 @@ class FeatureRunScene : public EraseScene {
     if (!IsOption(scene_)) {
       auto parameters = scene_.parameters;
       for (auto& [name, text] : parameters) FillIn(text);
-      return CallMethod(*device(), scene_.name, parameters, reporter);
+      return CallMethod(*device(), scene_.name, parameters, reporter, nullptr, partitions_);
     }
     std::vector<std::string> words = {"-drive_serial", drive.State().serial,
                                       std::string(scene_.name)};
@@ -237,6 +243,7 @@ class FeatureRunScene : public EraseScene {
   }
 
   const FeatureScene& scene_;
+  std::vector<std::string> partitions_;
 };
 
 // ---- What holds after every run ----

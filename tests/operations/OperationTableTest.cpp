@@ -39,9 +39,13 @@ constexpr DriveKind kKinds[] = {
 };
 
 // What a method is called with, where it needs anything.
+constexpr std::string_view kImage = "IMAGE", kOutput = "OUTPUT";  // stand for paths
 const std::map<std::string_view, MethodParameters> kParameters = {
-    {"Sanitize", {{"SanitizeType", "block"}}},
     {"DriveSelfTest", {{"SelfTest", "short"}}},
+    {"FirmwareUpdate", {{"file", std::string(kImage)}}},
+    {"NVMeLogParser", {{"LogID", "2"}, {"file", std::string(kOutput)}}},
+    {"ReadScan", {{"full", "True"}}},
+    {"Sanitize", {{"SanitizeType", "block"}}},
 };
 
 // A machine with a drive of each kind, none of which holds anything.
@@ -49,7 +53,8 @@ class Machine {
  public:
   Machine() {
     const int controller = fleet_.AddController();
-    Simulator::DriveSpec sata{.model = "MORVU SSDSC2BB480G4", .firmware = "OLD1", .sectors = 2048};
+    Simulator::DriveSpec sata{
+        .model = "MORVU SSDSC2BB480G4", .firmware = "D2010370", .sectors = 2048};
     Simulator::DriveSpec sas{
         .kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .firmware = "OLD1", .sectors = 2048};
     Simulator::DriveSpec nvme{.kind = Simulator::Kind::Nvme,
@@ -69,11 +74,12 @@ class Machine {
     nvme.serial = "CVFT0001";
     fleet_.Add(nvme);
     disk_ = fleet_.AddVolume(members);
-    EXPECT_TRUE(SaveBinary(GetImage(), Testing::MakeSimulatedImage("NEW2", 140'000), false));
+    EXPECT_TRUE(SaveBinary(GetFolder() + "/" + std::string(kImage),
+                           Testing::MakeSimulatedImage("NEW2", 140'000), false));
     manager_.Scan({.identify = true, .findLogical = true, .scanLsi = true});
   }
 
-  std::string GetImage() const { return fleet_.Folder() + "/image.bin"; }
+  const std::string& GetFolder() const { return fleet_.Folder(); }
   Device* Find(const DriveKind& kind) const {
     for (auto* drive : manager_.GetDrives()) {
       const bool isVolume = drive->GetString(Properties::DevicePath) == disk_;
@@ -108,7 +114,9 @@ std::string MakeTable() {
       if (drive == nullptr) continue;
       const auto found = kParameters.find(method.method->name);
       auto parameters = found == kParameters.end() ? MethodParameters() : found->second;
-      if (method.method->name == "FirmwareUpdate") parameters = {{"file", machine.GetImage()}};
+      for (auto& [name, value] : parameters) {
+        if (value == kImage || value == kOutput) value = machine.GetFolder() + "/" + value;
+      }
       const auto code = EraseTesting::CallMethod(*drive, method.method->name, parameters);
       texts[code.Value()] = GetStatusText(code);
       text += " " + (code == Status::Completed ? "done" : std::to_string(code.Value())) + " |";

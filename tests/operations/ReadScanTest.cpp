@@ -358,8 +358,10 @@ struct Onlooker : SilentReporter {
   void SetPercent(std::int32_t) override {
     if (hasLooked) return;
     hasLooked = true;
+    const auto before = scene.fleet.Now();
     EXPECT_EQ(CallMethod(*scene.device(), "SecureErase", {{"force", "True"}}), 180);
     EXPECT_EQ(CallMethod(*scene.device(), "DriveSelfTest", {{"SelfTest", "short"}}), 180);
+    EXPECT_LT(scene.fleet.Now() - before, 1000u) << "at once, without the patience of a lock";
     EXPECT_EQ(CallMethod(*scene.device(), "SmartParser"), 0);
     EXPECT_EQ(CallMethod(*scene.device(), "ReadScan", {{"full", "True"}}), 0);
   }

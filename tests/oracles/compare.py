@@ -176,8 +176,6 @@ class Logs(unittest.TestCase):
                          {name: text for name, text in ours.items()
                           if name.startswith("Firmware Rev") and text})
 
-
-class DeviceLogs(unittest.TestCase):
     def test_counters_are_those_of_smartctl(self):
         theirs = re.findall(r"^(0x\w{4})  \d +(\d+)\+? +", told("smartctl", "-l", "sataphy", SATA),
                             re.MULTILINE)
@@ -216,6 +214,21 @@ class DeviceLogs(unittest.TestCase):
             self.assertEqual(bytes.fromhex("".join(theirs)), file.read_bytes())
 
 
+class Verdicts(unittest.TestCase):
+    def test_verdict_is_that_of_smartctl(self):
+        for node, theirs, failing, sound in (
+                (SATA, SATA, "smart-failing=1", "smart-failing=0"),
+                (NAMESPACE, CONTROLLER, "health.critical-warning=4", "health.critical-warning=0")):
+            for setting, word, exits in ((sound, "Passed", 0), (failing, "FAILING", 191)):
+                simdrives("set", node, setting)
+                text, status = run(TOOL, "-drive_path", node, "-smart")
+                self.assertEqual(exits, status, setting)
+                self.assertIn("Drive's own verdict: " + word, text)
+                told_by_smartctl = run("smartctl", "-H", theirs)[0]
+                self.assertEqual(word == "Passed", "test result: PASSED" in told_by_smartctl)
+                self.assertEqual(word != "Passed", "test result: FAILED!" in told_by_smartctl)
+
+
 class Documents(unittest.TestCase):
     def test_prints_are_what_is_printed(self):
         prints = 0
@@ -247,7 +260,7 @@ def main():
               "health.critical-warning=21", "health.spare=4", "health.percentage-used=130",
               "health.media-errors=18446744073709551615", "slot.2=8DV10180")
     others = unittest.TestSuite(unittest.defaultTestLoader.loadTestsFromTestCase(case)
-                                for case in (Identify, Logs, DeviceLogs))
+                                for case in (Identify, Logs, Verdicts))
     good &= unittest.TextTestRunner().run(others).wasSuccessful()
     shutil.rmtree(FLEET)
     sys.exit(0 if good else 1)

@@ -25,6 +25,7 @@ struct LineOutcome {
 inline LineOutcome RunToolLine(const std::vector<std::string>& words, const CLIStreams& streams) {
   DeviceManagement::ScanOptions options;
   options.identify = true;
+  options.findLogical = true;  // as morvussd does
   const ToolConfig config{.toolName = "tool",
                           .productName = "Tool",
                           .version = "1",

@@ -57,12 +57,14 @@ using Bytes = std::vector<std::uint8_t>;
 inline StatusCode CallMethod(DeviceManagement::Device& device, std::string_view name,
                              const MethodParameters& parameters = {},
                              ProgressReporter& reporter = NoReporter(),
-                             XmlMessaging::Message* reply = nullptr) {
+                             XmlMessaging::Message* reply = nullptr,
+                             const std::vector<std::string>& partitions = {}) {
   JobContext context;
   context.reporter = &reporter;
   context.reply = reply;
   DeviceManagement::SelectedDevices devices;
   devices.devices.push_back(device.Clone());
+  for (const auto& each : partitions) devices.partitions.emplace_back(each);
   const auto& clone = *devices.devices.front();
   const auto timeout = clone.GetTimeout();
   const auto code = Testing::CallMethod(context, name, parameters, devices);

@@ -7,6 +7,7 @@
 #include <limits>
 
 #include "devices/commands/AtaExchange.h"
+#include "devices/queue/CommandQueue.h"
 #include "devices/queue/TransferDisk.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
@@ -16,6 +17,10 @@ namespace Morvu::DeviceManagement {
 namespace {
 
 constexpr std::chrono::seconds kDefaultTimeout{5};
+
+Transfer DirectionOf(std::uint8_t flags) {
+  return flags & kWrite ? Transfer::Write : Transfer::Read;
+}
 
 std::string AsText(const CommandPath::Image& image) {
   std::string text;
@@ -67,26 +72,54 @@ StatusCode CommandPath::OpenDisk(std::string_view serialNumber) {
   disk_.reset();
   diskSerial_ = serialNumber;
   if (!IsOpen()) return Status::NoCommunication;
-  auto disk = std::make_unique<TransferDisk>(devicePath_, diskSerial_, Transfer::Read);
-  if (disk->GetStatus() == Status::Completed) disk_ = std::move(disk);
-  return disk_ != nullptr ? Status::Completed : disk->GetStatus();
+  auto disk = std::make_shared<const TransferDisk>(devicePath_, diskSerial_, Transfer::Read);
+  const auto code = disk->GetStatus();
+  if (code == Status::Completed) disk_ = std::move(disk);
+  return code;
+}
+
+// A disk for one write is opened by itself: what is only read is not open for writing.
+StatusCode CommandPath::OpenFor(std::uint8_t flags, std::shared_ptr<const TransferDisk>& disk) {
+  if (!IsOpen()) return Status::NoCommunication;
+  if (flags & kWrite) {
+    disk = std::make_shared<const TransferDisk>(devicePath_, diskSerial_, Transfer::Write);
+    return disk->GetStatus();
+  }
+  const auto code = disk_ == nullptr ? OpenDisk(std::string(diskSerial_)) : Status::Completed;
+  disk = disk_;
+  return code;
 }
 
 StatusCode CommandPath::SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data) {
   if (!IsOpen()) return Status::NoCommunication;
   if (data.empty()) return Status::BufferTooSmall;
-  if (flags & kWrite) {
-    const TransferDisk disk(devicePath_, diskSerial_, Transfer::Write);
-    const auto code = disk.GetStatus();
-    return code == Status::Completed ? disk.Move(Transfer::Write, offset, data) : code;
-  }
-  if (disk_ == nullptr) {
-    if (const auto code = OpenDisk(std::string(diskSerial_)); code != Status::Completed) {
-      return code;
-    }
-  }
-  return disk_->Move(Transfer::Read, offset, data);
+  std::shared_ptr<const TransferDisk> disk;
+  if (const auto code = OpenFor(flags, disk); code != Status::Completed) return code;
+  return TransferFile(*disk, DirectionOf(flags), offset, data);
 }
+
+StatusCode CommandPath::SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data,
+                                 const TransferNotification& notification) {
+  if (queue_ == nullptr || !queue_->HasWorkers()) return SendFile(offset, flags, data);
+  if (!IsOpen()) return Status::NoCommunication;
+  if (data.empty()) return Status::BufferTooSmall;
+  std::shared_ptr<const TransferDisk> disk;
+  if (const auto code = OpenFor(flags, disk); code != Status::Completed) return code;
+  const bool isQueued = queue_->Enqueue(std::make_unique<QueuedCommand_SendFile>(
+      std::move(disk), offset, DirectionOf(flags), data, data.size(), notification));
+  return isQueued ? Status::Completed : Status::ReadOrWriteFailed;
+}
+
+bool CommandPath::CreateWorkers(std::uint32_t total, std::uint32_t count) {
+  if (queue_ == nullptr) queue_ = std::make_unique<CommandQueue>();
+  return queue_->CreateWorkers(total, count);
+}
+
+void CommandPath::StopWorkers() {
+  if (queue_ != nullptr) queue_->StopWorkers();
+}
+
+bool CommandPath::WorkersIdle() const { return queue_ == nullptr || queue_->WorkersIdle(); }
 
 StatusCode CommandPath::SendOpcode(const Command& command) {
   outcome_ = SendOpcodeCore(command);

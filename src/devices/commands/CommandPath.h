@@ -16,8 +16,9 @@
 namespace Morvu::DeviceManagement {
 
 class PropertyList;
+class CommandQueue;
 class TransferDisk;
-enum class Transfer;
+struct TransferNotification;
 
 // The names that a path gives its transport; "ATA", "NVMe", "SCSI" and "ZMV" select
 // a command set.
@@ -68,8 +69,17 @@ class CommandPath {
   // The disk that is open for reading; null while none is.
   const TransferDisk* GetDisk() const { return disk_.get(); }
   // Moves bytes of the disk, which is opened if it is not: those from `offset` on, by the
-  // direction in `flags` (CommandFlags). Codes as TransferDisk::Move has them.
+  // direction in `flags` (CommandFlags). Codes as TransferFile has them.
   StatusCode SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data);
+  // The same without waiting for it: 0 once it is queued, and the notification's callbacks tell
+  // the end; of a read the data stand in the notification alone. Without workers it runs at once
+  // and calls nobody; 129 where no worker has a slot.
+  StatusCode SendFile(std::uint64_t offset, std::uint8_t flags, ByteSpan data,
+                      const TransferNotification& notification);
+  // The workers of this path's transfers, as CommandQueue has them.
+  bool CreateWorkers(std::uint32_t total, std::uint32_t count);
+  void StopWorkers();
+  bool WorkersIdle() const;
 
   virtual bool IsOpen() const { return handle_ >= 0; }
   int GetHandle() const { return handle_; }  // -1 while closed
@@ -123,8 +133,11 @@ class CommandPath {
   void LogCommand() const;
 
   Outcome outcome_;
-  std::unique_ptr<TransferDisk> disk_;
-  std::string diskSerial_;  // of the drive that is meant
+  StatusCode OpenFor(std::uint8_t flags, std::shared_ptr<const TransferDisk>& disk);
+
+  std::shared_ptr<const TransferDisk> disk_;  // open for reading
+  std::string diskSerial_;                    // of the drive that is meant
+  std::unique_ptr<CommandQueue> queue_;       // of transfers; null before there are workers
 };
 
 // A path to a node whose transport is not known: nothing can be sent (21).

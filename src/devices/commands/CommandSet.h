@@ -13,6 +13,7 @@
 namespace Morvu::DeviceManagement {
 
 class CommandPath;
+class CommandRecorder;
 class PropertyList;
 
 // The names of a device's command sets.
@@ -40,6 +41,9 @@ class CommandSet {
   const std::string& GetName() const { return name_; }
   CommandPath& GetPath() const { return *path_; }
 
+  // From here on the set's ATA and SCSI commands are recorded; null ends it. Not owned.
+  void SetRecording(CommandRecorder* recorder) { recorder_ = recorder; }
+
   // A set of the same class on a device's `properties` and `path`.
   virtual std::unique_ptr<CommandSet> Clone(const PropertyList& properties,
                                             CommandPath& path) const = 0;
@@ -58,7 +62,10 @@ class CommandSet {
   CommandPath* path_;
 
  private:
+  StatusCode SendRecorded(const Command& command);
+
   std::string name_;
+  CommandRecorder* recorder_ = nullptr;
 };
 
 // The set for the path's protocol; null when the protocol selects none.

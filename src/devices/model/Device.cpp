@@ -1,5 +1,6 @@
 #include "devices/model/Device.h"
 
+#include "devices/commands/CommandRecorder.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/system/SystemFacts.h"
 #include "frame/status/Partitions.h"
@@ -10,7 +11,27 @@ Device::Device(DeviceKind kind) : path_(std::make_unique<CommandPath_Plain>(""))
   AddProperty(Properties::Index, -1);
 }
 
-Device::~Device() = default;
+Device::~Device() { (void)Device::SetRecording(false); }
+
+bool Device::SetRecording(bool enabled, const std::string& path) {
+  if (enabled == (recorder_ != nullptr)) return true;
+  if (enabled) {
+    recorder_ = CommandRecorder::Create(path);
+    for (const auto& [name, set] : commandSets_) set->SetRecording(recorder_.get());
+    return recorder_ != nullptr;
+  }
+  std::vector<std::string> names;
+  for (const auto& [name, set] : commandSets_) {
+    set->SetRecording(nullptr);
+    names.push_back(name);
+  }
+  const auto recorder = std::move(recorder_);
+  return recorder->Finish(properties_, names);
+}
+
+std::string Device::GetRecordingFile() const {
+  return recorder_ == nullptr ? std::string() : recorder_->GetPath();
+}
 
 bool Device::Initialize() {
   auto path = CreateCommandPath(properties_);
@@ -53,6 +74,7 @@ CommandSet* Device::GetCommandSet(std::string_view name) const {
 
 void Device::AddCommandSet(std::unique_ptr<CommandSet> set) {
   if (set == nullptr) return;
+  set->SetRecording(recorder_.get());
   auto name = set->GetName();
   commandSets_[std::move(name)] = std::move(set);
 }

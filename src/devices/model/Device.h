@@ -19,6 +19,7 @@
 namespace Morvu::DeviceManagement {
 
 class Drive;
+class CommandRecorder;
 
 enum class DeviceKind : std::int32_t { Adapter = 0, Drive = 1, MemoryModule = 2, Plain = 3 };
 
@@ -102,6 +103,12 @@ class Device : public std::enable_shared_from_this<Device> {
   // Whether the system can be asked for the drive's partitions; nothing is sent to the drive.
   bool ArePartitionsKnown() const;
 
+  // Records the device's ATA and SCSI commands to a new file, as CommandRecorder has it, until it
+  // is turned off or the device goes. What is on already, or off, stays so. False when the file
+  // cannot be made, or was not written to its end.
+  bool SetRecording(bool enabled, const std::string& path = {});
+  std::string GetRecordingFile() const;  // empty while nothing is recorded
+
   void SetOptions(const ScanOptions& options) { options_ = options; }
 
  protected:
@@ -114,6 +121,7 @@ class Device : public std::enable_shared_from_this<Device> {
   std::shared_ptr<Device> keptParent_;  // on a clone
   std::unique_ptr<CommandPath> path_;   // never null
   std::map<std::string, std::unique_ptr<CommandSet>, std::less<>> commandSets_;
+  std::unique_ptr<CommandRecorder> recorder_;
   std::vector<Partition> partitions_;
   DeviceKind kind_;
   ScanOptions options_;

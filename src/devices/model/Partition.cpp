@@ -1,11 +1,24 @@
 #include "devices/model/Partition.h"
 
+#include <fcntl.h>
+#include <sys/file.h>
+#include <sys/statvfs.h>
+
+#include <cerrno>
 #include <limits>
 
 #include "devices/system/FolderMount.h"
 #include "devices/system/MountTable.h"
+#include "frame/Logger.h"
+#include "frame/status/Drives.h"
 
 namespace Morvu::DeviceManagement {
+namespace {
+
+// As the mount table has them behind "rw".
+constexpr std::string_view kOptions = "nosuid,nodev,noexec";
+
+}  // namespace
 
 std::int64_t PartitionSpace::GetFreePercentage() const {
   constexpr auto kLargestFactor = std::numeric_limits<std::int64_t>::max() / 100;
@@ -25,22 +38,52 @@ PartitionMount::PartitionMount(std::string partition, std::string_view folder)
 PartitionMount::~PartitionMount() {
   if (mount_ == nullptr) return;
   const MountTurn turn(folder_);
+  root_ = FileHandle();
   mount_.reset();
 }
 
 bool PartitionMount::Mount() {
-  if (IsMounted()) return true;
+  if (status_ == Status::Completed) return true;
   const MountTurn turn(folder_);
-  if (!turn.IsTaken()) return false;
-  mount_ = std::make_unique<FolderMount>(partition_, folder_, "-o nosuid,nodev,noexec");
-  return IsMounted();
+  status_ = turn.IsTaken() ? MountInTurn() : Status::NoCommunication;
+  return status_ == Status::Completed;
 }
 
-bool PartitionMount::IsMounted() const {
+StatusCode PartitionMount::MountInTurn() {
   const auto mounts = ReadMountTable();
-  const auto* mount = mounts ? FindMountPoint(*mounts, folder_) : nullptr;
-  return mount != nullptr && IsMountOf(*mount, partition_);
+  if (!mounts) return Status::NoCommunication;
+  if (const auto* found = FindMountPoint(*mounts, folder_)) {
+    const bool isOurs = IsMountOf(*found, partition_);
+    // A killed run's. What a person has mounted without these is left at the end.
+    const bool isLeft = found->options.find(kOptions) != found->options.npos;
+    const auto code = TakeRoot();
+    if (code == Status::Completed && isOurs && isLeft) {
+      mount_ = std::make_unique<FolderMount>(folder_);
+    }
+    return code;
+  }
+  mount_ = std::make_unique<FolderMount>(partition_, folder_, "-o " + std::string(kOptions));
+  const auto code = mount_->IsMounted() ? TakeRoot() : Status::NoCommunication;
+  if (code != Status::Completed) mount_.reset();
+  return code;
 }
+
+StatusCode PartitionMount::TakeRoot() {
+  auto root = OpenFile(folder_, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
+  if (!root.IsOpen()) return Status::NoCommunication;
+  // The lock of a run that is at work; it goes with its process.
+  if (flock(root.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return Status::DriveHeld;
+  const auto mount = ReadMountOfHandle(root.Get());
+  if (!mount || mount->point != folder_ || !IsMountOf(*mount, partition_)) {
+    MORVU_LOG(kLogError, "TakeRoot", folder_ + " is not a mount of " + partition_ + ".");
+    return Status::NoCommunication;
+  }
+  type_ = mount->type;
+  root_ = std::move(root);
+  return Status::Completed;
+}
+
+bool PartitionMount::IsMounted() const { return status_ == Status::Completed; }
 
 bool PartitionMount::IsListed() const {
   const auto mounts = ReadMountTable();
@@ -48,7 +91,13 @@ bool PartitionMount::IsListed() const {
 }
 
 std::int64_t PartitionMount::GetFreeBytes() const {
-  return IsMounted() ? ReadMountedSpace(folder_).free : -1;
+  struct statvfs64 told {};
+  while (fstatvfs64(root_.Get(), &told) != 0) {
+    if (errno != EINTR) return -1;
+  }
+  const auto most = static_cast<std::uint64_t>(std::numeric_limits<std::int64_t>::max());
+  const std::uint64_t blocks = told.f_bavail, size = told.f_frsize;
+  return size == 0 || blocks > most / size ? -1 : static_cast<std::int64_t>(blocks * size);
 }
 
 }  // namespace Morvu::DeviceManagement

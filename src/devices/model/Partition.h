@@ -6,7 +6,9 @@
 #include <string_view>
 
 #include "devices/system/FileSystemSpace.h"
+#include "frame/FileHandle.h"
 #include "frame/Platform.h"
+#include "frame/StatusCode.h"
 
 namespace Morvu::DeviceManagement {
 
@@ -46,26 +48,39 @@ class Partition {
   std::int64_t location_ = -1;
 };
 
-// Keeps a partition mounted on a folder, for test files to be written there. A folder on
-// which another has mounted something is left alone.
+// Keeps a partition mounted on a folder, for test files to be written there, one run at a time
+// on the machine. A folder on which another has mounted something is left alone; the mount that a
+// killed run has left is taken over.
 class PartitionMount {
  public:
   explicit PartitionMount(std::string partition, std::string_view folder = kTestFolder);
   ~PartitionMount();  // unmounts what it mounted, and removes the folder
 
-  // Mounts the partition unless it is on the folder already; whether it is there.
+  // Mounts the partition unless it is on the folder already; whether it is there, and this run's.
   bool Mount();
-  bool IsMounted() const;  // on the folder
-  bool IsListed() const;   // anywhere
+  // 0 when it is; 180 while another run has the folder, 4 when it could not be mounted.
+  StatusCode GetStatus() const { return status_; }
+  // The root of the partition's file system, proven by the kernel to be its; -1 while not mounted.
+  // Files are reached through it alone: the folder's name may lead elsewhere.
+  int GetHandle() const { return root_.Get(); }
+  const std::string& GetType() const { return type_; }  // of the file system: "ext4"
+  bool IsMounted() const;                               // on the folder
+  bool IsListed() const;                                // anywhere
 
   const std::string& GetFolder() const { return folder_; }
-  // -1 when unknown.
+  // For users, in bytes; -1 when unknown.
   std::int64_t GetFreeBytes() const;
 
  private:
+  StatusCode MountInTurn();
+  StatusCode TakeRoot();
+
   std::string partition_;
   std::string folder_;
   std::unique_ptr<FolderMount> mount_;
+  FileHandle root_;
+  std::string type_;
+  StatusCode status_ = Status::NotRun;
 };
 
 }  // namespace Morvu::DeviceManagement

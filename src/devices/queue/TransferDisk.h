@@ -31,11 +31,6 @@ class TransferDisk {
   int GetHandle() const { return handle_; }  // -1 while closed
   const std::string& GetPath() const { return path_; }
 
-  // One transfer, `data` as a whole: 0; 141 for no data; 82 when the drive could not read the
-  // medium; -errno when the transfer was lost on the way; 129 when it ended short. Several threads
-  // may transfer at a time.
-  StatusCode Move(Transfer direction, std::uint64_t offset, ByteSpan data) const;
-
  private:
   StatusCode Open(const std::string& devicePath, std::string_view serialNumber, Transfer access);
 
@@ -43,6 +38,14 @@ class TransferDisk {
   int handle_ = -1;
   bool isDirect_ = true;
   StatusCode status_;
+
+  friend StatusCode TransferFile(const TransferDisk&, Transfer, std::uint64_t, ByteSpan);
 };
+
+// One transfer of `data` as a whole, and waits for it: 0; 4 on a closed disk; 141 for no data; 82
+// when the drive could not read the medium; -errno when the transfer was lost on the way; 129 when
+// it ended short. Several threads may transfer at a time.
+StatusCode TransferFile(const TransferDisk& disk, Transfer direction, std::uint64_t offset,
+                        ByteSpan data);
 
 }  // namespace Morvu::DeviceManagement

@@ -85,27 +85,27 @@ StatusCode TransferDisk::Open(const std::string& devicePath, std::string_view se
   return Status::NotSupportedByDrive;
 }
 
-StatusCode TransferDisk::Move(Transfer direction, std::uint64_t offset, ByteSpan data) const {
-  if (handle_ < 0) return Status::NoCommunication;
+StatusCode TransferFile(const TransferDisk& disk, Transfer direction, std::uint64_t offset,
+                        ByteSpan data) {
+  if (disk.handle_ < 0) return Status::NoCommunication;
   if (data.empty()) return Status::BufferTooSmall;
+  const bool isRead = direction == Transfer::Read;
   if (!AlignedBuffer::IsAligned(data.data())) {
     AlignedBuffer aligned(data.size());
-    const bool isRead = direction == Transfer::Read;
     if (!isRead) std::ranges::copy(data, aligned.Get().begin());
-    const auto code = Move(direction, offset, aligned.Get());
+    const auto code = TransferFile(disk, direction, offset, aligned.Get());
     if (isRead) std::ranges::copy(aligned.Get(), data.begin());
     return code;
   }
   const auto place = static_cast<off64_t>(offset);
   const auto size = static_cast<off64_t>(data.size());
-  if (!isDirect_) posix_fadvise64(handle_, place, size, POSIX_FADV_DONTNEED);
-  const auto moved = direction == Transfer::Read
-                         ? pread64(handle_, data.data(), data.size(), place)
-                         : pwrite64(handle_, data.data(), data.size(), place);
+  if (!disk.isDirect_) posix_fadvise64(disk.handle_, place, size, POSIX_FADV_DONTNEED);
+  const auto moved = isRead ? pread64(disk.handle_, data.data(), data.size(), place)
+                            : pwrite64(disk.handle_, data.data(), data.size(), place);
   if (moved >= 0) return moved == size ? Status::Completed : Status::ReadOrWriteFailed;
   const int error = errno;
-  MORVU_LOG(kLogError, "Move",
-            "A transfer at byte " + std::to_string(offset) + " of " + path_ +
+  MORVU_LOG(kLogError, "TransferFile",
+            "A transfer at byte " + std::to_string(offset) + " of " + disk.path_ +
                 " failed: " + std::to_string(-error));
   return ToCode(error);
 }

@@ -25,6 +25,8 @@ class FolderMount {
  public:
   // `arguments` stand before the node on mount's line: "-t ext4 -o ro,noload".
   FolderMount(const std::string& node, std::string_view folder, std::string_view arguments);
+  // Takes over a mount that is there already, which a process has left behind.
+  explicit FolderMount(std::string_view folder) : folder_(folder), mounted_(true) {}
   ~FolderMount();
   FolderMount(const FolderMount&) = delete;
   FolderMount& operator=(const FolderMount&) = delete;

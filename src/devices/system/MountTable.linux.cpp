@@ -10,7 +10,7 @@ namespace Morvu::DeviceManagement {
 namespace {
 
 // The fields of a line; behind the options stand some more, and "-" ends them.
-enum Field : std::size_t { kDevice = 2, kPoint = 4, kOptions = 5, kFirstOptional = 6 };
+enum Field : std::size_t { kId = 0, kDevice = 2, kPoint = 4, kOptions = 5, kFirstOptional = 6 };
 
 bool IsOctal(char c) { return c >= '0' && c <= '7'; }
 
@@ -36,8 +36,8 @@ std::optional<Mount> ParseLine(std::string_view line) {
   if (fields.size() <= kFirstOptional) return {};
   const auto dash = std::find(fields.begin() + kFirstOptional, fields.end(), "-");
   if (fields.end() - dash < 3) return {};
-  return Mount{fields[kDevice], Unescape(fields[kPoint]), dash[1], Unescape(dash[2]),
-               fields[kOptions]};
+  return Mount{fields[kId], fields[kDevice],   Unescape(fields[kPoint]),
+               dash[1],     Unescape(dash[2]), fields[kOptions]};
 }
 
 }  // namespace
@@ -57,6 +57,20 @@ std::optional<MountTable> ReadMountTable() {
   const auto text = ReadKernelFile("/proc/self/mountinfo");
   if (!text) return {};
   return ParseMountTable(*text);
+}
+
+std::optional<Mount> ReadMountOfHandle(int handle) {
+  constexpr std::string_view kLabel = "mnt_id:";
+  const auto info = ReadKernelFile("/proc/self/fdinfo/" + std::to_string(handle));
+  const auto mounts = ReadMountTable();
+  if (!info || !mounts) return {};
+  for (const auto& line : Split(*info, '\n')) {
+    if (!line.starts_with(kLabel)) continue;
+    const auto found =
+        std::ranges::find(*mounts, Trim(std::string_view(line).substr(kLabel.size())), &Mount::id);
+    if (found != mounts->end()) return *found;
+  }
+  return {};
 }
 
 std::string ToText(const Mount& mount) {

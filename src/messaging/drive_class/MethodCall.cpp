@@ -81,7 +81,7 @@ StatusCode RunDriveMethod(JobContext& context, const XmlMessaging::Object& reque
   JobContext methodContext = context;
   methodContext.reporter = &reporter;
   MessageFace face(reporter, arguments.GetFlag(kForce), context.reply);
-  const FeatureCall call{face, devices, true, arguments, context.jobId};
+  const FeatureCall call{face, devices, true, arguments, context.jobId, selected.partitions};
   return RunHeld(*row->feature, call, [&] { return row->method->run(call, methodContext); });
 }
 

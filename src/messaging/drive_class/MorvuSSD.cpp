@@ -5,12 +5,14 @@
 #include "devices/model/DeviceList.h"
 #include "devices/model/Drive.h"
 #include "devices/model/DriveHold.h"
+#include "devices/model/RecordingScope.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/ScanProperties.h"
 #include "devices/system/SystemFacts.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Drives.h"
+#include "frame/status/Files.h"
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MethodCall.h"
@@ -26,6 +28,7 @@ using DeviceManagement::DeviceKind;
 using DeviceManagement::Drive;
 using DeviceManagement::DriveHold;
 using DeviceManagement::Partition;
+using DeviceManagement::RecordingScope;
 using DeviceManagement::SelectedDevices;
 using DeviceManagement::SystemFacts;
 using XmlMessaging::List;
@@ -215,7 +218,7 @@ StatusCode WriteProperty(JobContext& context, Property& property, Device& device
 }
 
 // What the request asks of the devices that it selected, at least one.
-StatusCode CarryOut(JobContext& context, SelectedDevices& devices, List& list) {
+StatusCode CarryOutUnrecorded(JobContext& context, SelectedDevices& devices, List& list) {
   const auto& properties = context.request->properties;
   if (properties.empty()) {
     const auto methods = FindMethodObjects(*context.request);
@@ -226,6 +229,18 @@ StatusCode CarryOut(JobContext& context, SelectedDevices& devices, List& list) {
   }
   if (properties.size() > 1 || devices.devices.size() > 1) return Status::InvalidArguments;
   return WriteProperty(context, *properties.front(), *devices.devices.front());
+}
+
+// The same, with the drives' commands in the files that the request wants of them.
+StatusCode CarryOut(JobContext& context, SelectedDevices& devices, List& list) {
+  const auto& record = context.request->GetAttribute("record");
+  if (record.empty()) return CarryOutUnrecorded(context, devices, list);
+  const auto drives = devices.GetDevices();
+  RecordingScope recording(drives, record);
+  if (recording.GetStatus() != Status::Completed) return recording.GetStatus();
+  context.reply->SetAttribute("recorded", Join(recording.GetFiles(), "~"));
+  const auto status = CarryOutUnrecorded(context, devices, list);
+  return !recording.End() && status == Status::Completed ? Status::FileNotWritten : status;
 }
 
 bool NamesDriveClass(const Message& request) {

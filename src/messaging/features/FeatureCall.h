@@ -17,7 +17,8 @@ namespace Morvu {
 
 namespace DeviceManagement {
 class Device;
-}
+class Partition;
+}  // namespace DeviceManagement
 
 // The arguments by their names: a method's parameters, or the words of an option under the
 // names that its declaration gives them, and the modifiers of the line under their own.
@@ -54,6 +55,8 @@ struct FeatureCall {
   bool areChosen;  // somebody selected the drives
   const CallArguments& arguments;
   std::uint64_t job = 0;  // that asked; 0 for a person
+  // That the request names; a person's are those of the drive.
+  std::span<const DeviceManagement::Partition> partitions{};
 
   DeviceManagement::Device& GetDevice() const { return *devices.front(); }
 };

@@ -1,4 +1,5 @@
 #include <algorithm>
+#include <span>
 
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/model/Device.h"
@@ -22,12 +23,8 @@ constexpr std::uint8_t kControllerCns = 1;
 
 // ---- Forms ----
 
-std::string DriveText(ByteView page, const PagePlace& place) {
-  return Printable(Form::Text(page, place));
-}
-
 std::string HealthText(ByteView page, const PagePlace& place) {
-  const auto text = DriveText(page, place);
+  const auto text = Form::PrintableText(page, place);
   return text.empty() ? "Healthy" : text;
 }
 
@@ -35,15 +32,21 @@ std::string EightDigits(ByteView page, const PagePlace& place) {
   return "0x" + ToHexNumber(ReadField(page, place), 8);
 }
 
+// What the values mean, from 0 on.
+struct Meanings {
+  std::span<const std::string_view> texts;
+  std::string_view other{};
+};
+
 // The number in hexadecimal, and behind it what it means.
-template <const auto& Texts>
-std::string WithMeaning(ByteView page, const PagePlace& place, std::string_view other) {
+template <const Meanings& Of>
+std::string WithMeaning(ByteView page, const PagePlace& place) {
   const auto value = ReadField<std::size_t>(page, place);
-  const auto text = value < std::size(Texts) ? Texts[value] : other;
+  const auto text = value < Of.texts.size() ? Of.texts[value] : Of.other;
   return Form::PrefixedHex(page, place) + " (" + std::string(text) + ")";
 }
 
-constexpr std::string_view kStripeSizes[] = {
+constexpr std::string_view kStripeTexts[] = {
     "Driver assisted striping not supported by FW",
     "8 KiB of user data",
     "16 KiB of user data",
@@ -51,37 +54,26 @@ constexpr std::string_view kStripeSizes[] = {
     "64 KiB of user data",
     "128 KiB of user data",
 };
-std::string StripeSize(ByteView page, const PagePlace& place) {
-  return WithMeaning<kStripeSizes>(page, place, "Unknown");
-}
-
-constexpr std::string_view kProtectionTypes[] = {
+constexpr std::string_view kProtectionTexts[] = {
     "Protection Information is not enabled",
     "Protection Information is enabled, Type 1",
     "Protection Information is enabled, Type 2",
     "Protection Information is enabled, Type 3",
 };
-std::string ProtectionType(ByteView page, const PagePlace& place) {
-  return WithMeaning<kProtectionTypes>(page, place, "Reserved");
-}
-
-constexpr std::string_view kProtectionPlaces[] = {
+constexpr std::string_view kPlaceTexts[] = {
     "Transferred as the last eight bytes of metadata.",
     "Transferred as the first eight bytes of metadata.",
 };
-std::string ProtectionPlace(ByteView page, const PagePlace& place) {
-  return WithMeaning<kProtectionPlaces>(page, place, "");
-}
-
-constexpr std::string_view kPerformances[] = {
+constexpr std::string_view kPerformanceTexts[] = {
     "Best performance",
     "Better performance",
     "Good performance",
     "Degraded performance",
 };
-std::string Performance(ByteView page, const PagePlace& place) {
-  return WithMeaning<kPerformances>(page, place, "");
-}
+constexpr Meanings kStripeSizes{kStripeTexts, "Unknown"};
+constexpr Meanings kProtectionTypes{kProtectionTexts, "Reserved"};
+constexpr Meanings kProtectionPlaces{kPlaceTexts};
+constexpr Meanings kPerformances{kPerformanceTexts};
 
 // ---- Tables ----
 
@@ -112,18 +104,18 @@ constexpr PageField kPowerState[] = {
 };
 constexpr PageField kLbaFormat[] = {
     {{ 0, 4, 26, 6}, "    Bit 31-26: Reserved",                     Form::PrefixedHex},
-    {{ 0, 4, 24, 2}, "    Bit 25-24: Relative Performance",         Performance},
+    {{ 0, 4, 24, 2}, "    Bit 25-24: Relative Performance",         WithMeaning<kPerformances>},
     {{ 0, 4, 16, 8}, "    Bit 23-16: LBA Data Size",                Form::PrefixedHex},
     {{ 0, 4,  0, 16}, "    Bit 15-0: Metadata Size",                Form::PrefixedHex},
 };
 constexpr PageField kVendorArea[] = {
-    {{3075,  1},     "Stripe Size",                                 StripeSize},
+    {{3075,  1},     "Stripe Size",                                 WithMeaning<kStripeSizes>},
     {{3076, 20},     "Standardized Failure Mode String",            HealthText},
     {{3096,  1},     "Current PCIe Link Speed",                     Form::PrefixedHex},
     {{3097,  1},     "Negotiated PCIe Link Width",                  Form::PrefixedHex},
     {{3098,  1},     "Security Capabilities",                       Form::PrefixedHex},
     {{3099,  1},     "Security Status",                             Form::PrefixedHex},
-    {{3100,  8},     "Bootloader Revision",                         DriveText},
+    {{3100,  8},     "Bootloader Revision",                         Form::PrintableText},
 };
 // clang-format on
 

@@ -5,7 +5,6 @@
 
 #include "devices/commands/CommandSet_NVME.h"
 #include "frame/Logger.h"
-#include "frame/Text.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Drives.h"
 #include "frame/status/NvmeStatus.h"
@@ -88,10 +87,6 @@ void SMARTHealthLogParser::ParseData() { SetData(kHealth); }
 
 namespace {
 
-std::string DriveText(ByteView page, const PagePlace& place) {
-  return Printable(Form::Text(page, place));
-}
-
 // The number is that of the byte, which has the slot of the next reset in its upper half.
 std::string ActiveSlot(ByteView page, const PagePlace& place) {
   const auto active = ReadField(page, {place.offset, 1, 0, 3});
@@ -105,13 +100,13 @@ std::string ActiveSlot(ByteView page, const PagePlace& place) {
 // clang-format off
 constexpr PageField kSlots[] = {
     {{ 0, 1}, "Active Firmware Slot", ActiveSlot},
-    {{ 8, 8}, "Firmware Rev Slot 1",  DriveText},
-    {{16, 8}, "Firmware Rev Slot 2",  DriveText},
-    {{24, 8}, "Firmware Rev Slot 3",  DriveText},
-    {{32, 8}, "Firmware Rev Slot 4",  DriveText},
-    {{40, 8}, "Firmware Rev Slot 5",  DriveText},
-    {{48, 8}, "Firmware Rev Slot 6",  DriveText},
-    {{56, 8}, "Firmware Rev Slot 7",  DriveText},
+    {{ 8, 8}, "Firmware Rev Slot 1",  Form::PrintableText},
+    {{16, 8}, "Firmware Rev Slot 2",  Form::PrintableText},
+    {{24, 8}, "Firmware Rev Slot 3",  Form::PrintableText},
+    {{32, 8}, "Firmware Rev Slot 4",  Form::PrintableText},
+    {{40, 8}, "Firmware Rev Slot 5",  Form::PrintableText},
+    {{48, 8}, "Firmware Rev Slot 6",  Form::PrintableText},
+    {{56, 8}, "Firmware Rev Slot 7",  Form::PrintableText},
 };
 // clang-format on
 
