@@ -23,7 +23,7 @@ TEST(DriveClasses, AreDescribedAsTheFileHas) {
     described += Outline(tag, subject);
   }
 
-  EXPECT_EQ(ReadGolden("drive_classes.txt"), described);
+  ExpectGolden("drive_classes.txt", described);
 }
 
 class DriveClass : public ::testing::Test {

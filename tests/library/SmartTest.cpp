@@ -3,12 +3,12 @@
 #include <gtest/gtest.h>
 
 #include <fstream>
+#include <iterator>
 #include <map>
 #include <optional>
-#include <sstream>
+#include <string>
 
 #include "Host.h"
-#include "frame/Files.h"
 #include "support/SceneSweep.h"
 
 namespace MorvuHost {
@@ -71,9 +71,9 @@ TEST_F(Smart, ItsCommandsAreRecordedWhereTheRequestWantsThem) {
   const auto reply = host_.Call(request);
   EXPECT_EQ(reply.ErrorCode(), 0);
   EXPECT_THAT(reply.Text(), HasSubstr("recorded=\"" + path + "\""));
-  std::ostringstream recording;  // the product's objects are not linked in
-  recording << std::ifstream(path).rdbuf();
-  EXPECT_THAT(recording.str(), HasSubstr("name=\"tf\">D001004FC240B000"));
+  std::ifstream record(path);
+  const std::string written{std::istreambuf_iterator<char>(record), {}};
+  EXPECT_THAT(written, HasSubstr("name=\"tf\">D001004FC240B000"));
   sata_.ClearJournal();
   request.replace(request.find(path), path.size(), fleet_.Folder() + "/none/record.xml");
   EXPECT_EQ(host_.Call(request).ErrorCode(), 122);

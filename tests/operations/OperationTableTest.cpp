@@ -107,6 +107,7 @@ std::string MakeTable() {
   }
   text += "\n" + rule + "\n";
   for (const auto& method : GetDriveMethods()) {
+    if (method.method->targetType == "partition") continue;  // none of the drives has one
     const Machine machine;
     text += "| " + std::string(method.method->name) + " |";
     for (const auto& kind : kKinds) {
