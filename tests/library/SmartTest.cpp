@@ -2,11 +2,12 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
+#include <fstream>
 #include <map>
 #include <optional>
+#include <sstream>
 
 #include "Host.h"
-#include "frame/Files.h"
 #include "support/SceneSweep.h"
 
 namespace MorvuHost {
@@ -69,7 +70,9 @@ TEST_F(Smart, ItsCommandsAreRecordedWhereTheRequestWantsThem) {
   const auto reply = host_.Call(request);
   EXPECT_EQ(reply.ErrorCode(), 0);
   EXPECT_THAT(reply.Text(), HasSubstr("recorded=\"" + path + "\""));
-  EXPECT_THAT(Morvu::ReadFileText(path), HasSubstr("name=\"tf\">D001004FC240B000"));
+  std::ostringstream text;
+  text << std::ifstream(path).rdbuf();
+  EXPECT_THAT(text.str(), HasSubstr("name=\"tf\">D001004FC240B000"));
   sata_.ClearJournal();
   request.replace(request.find(path), path.size(), fleet_.Folder() + "/none/record.xml");
   EXPECT_EQ(host_.Call(request).ErrorCode(), 122);
