@@ -342,6 +342,23 @@ int SetRoot(const Arguments& arguments) {
   return 0;
 }
 
+int AddBadSectors(const Arguments& arguments) {
+  const Options options(arguments, {}, {});
+  options.NeedWords(3, 4, "bad-sectors FLEET NODE LBA [COUNT]");
+  const auto& words = options.Words();
+  const auto fleet = OpenFleet(words[0]);
+  const auto node = FindNode(fleet, words[1]);
+  const auto& state = node.drive->State();
+  if (state.sectors == 0) throw Failure(words[1] + " has no sectors");
+  const auto lba = ToNumber(words[2], state.sectors - 1, "LBA");
+  const auto count = words.size() < 4 ? 1 : ToNumber(words[3], state.sectors - lba, "COUNT");
+  const std::uint64_t size = state.sectorSize;
+  if (!node.drive->AddBadRange(node.nsid, lba * size, count * size)) {
+    throw Failure("the drive has too many bad places already");
+  }
+  return 0;
+}
+
 int SetLog(const Arguments& arguments) {
   const Options options(arguments, {}, {});
   options.NeedWords(4, 4, "log FLEET NODE ADDRESS FILE");

@@ -17,6 +17,7 @@ int SetFault(const Arguments& arguments);
 int AddPartition(const Arguments& arguments);
 int SetRoot(const Arguments& arguments);
 int Set(const Arguments& arguments);
+int AddBadSectors(const Arguments& arguments);
 int SetLog(const Arguments& arguments);
 int PowerCycle(const Arguments& arguments);
 int Clock(const Arguments& arguments);

@@ -87,6 +87,8 @@ constexpr CommandRow kCommands[] = {
      "  Set what the drive remembers: frozen=1, next-firmware=NEW00002, error-text=ASSERT,\n"
      "  self-test-seconds=60, word.138=2 (IDENTIFY DEVICE), attribute.05=3 (SMART, raw), ...\n"
      "  An unknown field prints them all.\n"},
+    {"bad-sectors", AddBadSectors,
+     "bad-sectors FLEET NODE LBA [COUNT]\n  Sectors that cannot be read, one or COUNT from LBA on, until the faults are cleared.\n"},
     {"log", SetLog,
      "log FLEET NODE ADDRESS FILE\n  What a log page holds: an ATA log address or an NVMe log identifier, in hexadecimal,\n  or D2-N for the vendor log N of an NVMe drive.\n"},
     {"power-cycle", PowerCycle, "power-cycle FLEET [NODE]\n  Cut the power of one drive, or of all, and give it again.\n"},

@@ -13,9 +13,14 @@ namespace {
 constexpr std::int64_t kNoWidth = -1;
 
 // In characters: the bytes that go on with one of UTF-8 are none of their own.
-std::int64_t VisibleLength(std::string_view text) {
+std::int64_t CountCharacters(std::string_view text) {
   return std::ranges::count_if(
-      StripMarkup(text), [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
+      text, [](char c) { return (static_cast<unsigned char>(c) & 0xC0) != 0x80; });
+}
+
+std::int64_t VisibleLength(std::string_view text) {
+  const bool hasMarks = text.find('<') != text.npos;
+  return hasMarks ? CountCharacters(StripMarkup(text)) : CountCharacters(text);
 }
 
 std::vector<std::string> SplitAt(std::string_view text, std::string_view separator) {
@@ -85,7 +90,7 @@ std::vector<std::string> Wrap(const std::string& text, std::int64_t width) {
 
 std::int64_t LongestWord(const std::string& text) {
   std::int64_t longest = 0;
-  for (const auto& line : Wrap(text, 1)) longest = std::max(longest, VisibleLength(line));
+  for (const auto& word : Words(text)) longest = std::max(longest, VisibleLength(word));
   return longest;
 }
 

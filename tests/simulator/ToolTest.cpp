@@ -203,6 +203,16 @@ TEST_F(Tool, HdparmSeesTheMaximumAndStandby) {
   EXPECT_THAT(Simdrives("run FLEET -- hdparm -C /dev/sg0").text, HasSubstr("standby"));
 }
 
+TEST_F(Tool, HdparmReadsAllButTheBadSectors) {
+  NEED_PROGRAM("hdparm");
+  EXPECT_EQ(Simdrives("bad-sectors FLEET /dev/sg0 77 2").code, 0);
+  EXPECT_EQ(Simdrives("run FLEET -- hdparm --read-sector 76 /dev/sg0").code, 0);
+  EXPECT_NE(Simdrives("run FLEET -- hdparm --read-sector 78 /dev/sg0").code, 0);
+  Simdrives("fault FLEET /dev/sg0 clear");
+  EXPECT_EQ(Simdrives("run FLEET -- hdparm --read-sector 78 /dev/sg0").code, 0);
+  EXPECT_NE(Simdrives("bad-sectors FLEET /dev/sg0 2097152").code, 0);
+}
+
 TEST_F(Tool, NvmeReadsFormatsAndUpdates) {
   NEED_PROGRAM("nvme");
   const auto controller = Simdrives("run FLEET -- nvme id-ctrl /dev/nvme0").text;

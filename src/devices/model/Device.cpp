@@ -13,6 +13,14 @@ Device::Device(DeviceKind kind) : path_(std::make_unique<CommandPath_Plain>(""))
 
 Device::~Device() { (void)Device::SetRecording(false); }
 
+bool Device::CreateWorkers(std::uint32_t total, std::uint32_t count) {
+  return path_->CreateWorkers(total, count);
+}
+
+void Device::StopWorkers() { path_->StopWorkers(); }
+
+bool Device::WorkersIdle() const { return path_->WorkersIdle(); }
+
 bool Device::SetRecording(bool enabled, const std::string& path) {
   if (enabled == (recorder_ != nullptr)) return true;
   if (enabled) {

@@ -103,6 +103,11 @@ class Device : public std::enable_shared_from_this<Device> {
   // Whether the system can be asked for the drive's partitions; nothing is sent to the drive.
   bool ArePartitionsKnown() const;
 
+  // The workers of its path's transfers, as CommandPath has them.
+  bool CreateWorkers(std::uint32_t total, std::uint32_t count);
+  void StopWorkers();
+  bool WorkersIdle() const;
+
   // Records the device's ATA and SCSI commands to a new file, as CommandRecorder has it, until it
   // is turned off or the device goes. What is on already, or off, stays so. False when the file
   // cannot be made, or was not written to its end.

@@ -47,9 +47,11 @@ constexpr CimProperty kProperties[] = {
 static_assert(std::size(kProperties) == 77);
 
 // A row has a setter when it is "io" and only then.
+#ifndef __SANITIZE_ADDRESS__  // behind it GCC takes no comparison of addresses for constant
 static_assert(std::ranges::all_of(kProperties, [](const CimProperty& row) {
   return (row.direction == "io") == (row.setter != nullptr);
 }));
+#endif
 
 std::vector<DriveMethod> ListMethods() {
   std::vector<DriveMethod> methods;

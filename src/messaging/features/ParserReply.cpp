@@ -1,7 +1,6 @@
 #include "messaging/features/ParserReply.h"
 
 #include "frame/status/Files.h"
-#include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureCall.h"
 #include "messaging/features/JobContext.h"
 #include "messaging/features/Parser.h"
@@ -16,12 +15,16 @@ StatusCode ReplyTable(const FeatureCall& call, JobContext& context, const Parser
   if (!file.empty()) {
     return call.face.Save(parser.GetTable(), file) ? code : Status::FileNotWritten;
   }
-  if (context.reply == nullptr) return code;
-  auto table = parser.ToXml(false);
-  table->SetAttribute("name", name);
+  AddToReply(context, parser.ToXml(false), name);
+  return code;
+}
+
+void AddToReply(JobContext& context, std::unique_ptr<XmlMessaging::List> table,
+                std::string_view name) {
+  if (context.reply == nullptr) return;
+  if (!name.empty()) table->SetAttribute("name", name);
   table->SetAttribute("direction", "o");
   context.reply->lists.push_back(std::move(table));
-  return code;
 }
 
 }  // namespace Morvu

@@ -15,6 +15,7 @@
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"
+#include "messaging/features/ParserReply.h"
 #include "operations/Operation.h"
 
 namespace Morvu {
@@ -95,7 +96,6 @@ void IdentifyParser::WriteData(boost::property_tree::ptree& tree) const {
 
 namespace {
 
-constexpr std::string_view kFileArgument = "file";
 constexpr std::string_view kControllerOption = "-controller";
 constexpr std::size_t kDescriptionColumn = 1;  // gives way where a line is short
 
@@ -138,11 +138,8 @@ StatusCode RunPass(const FeatureCall& call, JobContext& context, IdentifyTarget 
     const bool isSaved = parser.GetTable().SaveSeparated(file, ",", append);
     return isSaved ? Status::Completed : Status::FileNotWritten;
   }
-  if (context.reply == nullptr) return Status::Completed;
-  auto table = parser.ToXml(false);
-  table->SetAttribute("name", target == IdentifyTarget::Controller ? "Controller" : "Device");
-  table->SetAttribute("direction", "o");
-  context.reply->lists.push_back(std::move(table));
+  AddToReply(context, parser.ToXml(false),
+             target == IdentifyTarget::Controller ? "Controller" : "Device");
   return Status::Completed;
 }
 

@@ -3,11 +3,10 @@
 #include <memory>
 
 #include "devices/model/DriveHold.h"
-#include "frame/status/Files.h"
 #include "frame/status/Selection.h"
-#include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"
+#include "messaging/features/ParserReply.h"
 #include "operations/Operation.h"
 #include "parsers/nvme/NVMeLogParser.h"
 #include "parsers/smart/SMARTAttributesParser.h"
@@ -20,7 +19,6 @@ using DeviceManagement::DriveHold;
 namespace {
 
 constexpr std::string_view kIdArgument = "LogID";
-constexpr std::string_view kFileArgument = "file";
 
 template <typename LogParser>
 std::unique_ptr<NVMeLogParser> Make(Device* device) {
@@ -58,22 +56,13 @@ StatusCode RunOption(const FeatureCall& call) {
   if (!call.arguments.Has(kIdArgument)) return Status::InvalidArguments;
   return ReadPage(call, [&](const NVMeLogParser& parser) {
     call.face.Show(parser.GetTable());
-    return Status::Completed;
+    return StatusCode(Status::Completed);
   });
 }
 
 StatusCode RunMethod(const FeatureCall& call, JobContext& context) {
-  return ReadPage(call, [&](const NVMeLogParser& parser) -> StatusCode {
-    const auto file = call.arguments.GetText(kFileArgument);
-    if (!file.empty()) {
-      return call.face.Save(parser.GetTable(), file) ? Status::Completed : Status::FileNotWritten;
-    }
-    if (context.reply == nullptr) return Status::Completed;
-    auto table = parser.ToXml(false);
-    if (const auto title = parser.GetTitle(); !title.empty()) table->SetAttribute("name", title);
-    table->SetAttribute("direction", "o");
-    context.reply->lists.push_back(std::move(table));
-    return Status::Completed;
+  return ReadPage(call, [&](const NVMeLogParser& parser) {
+    return ReplyTable(call, context, parser, parser.GetTitle());
   });
 }
 

@@ -16,6 +16,7 @@
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
 #include "messaging/features/JobContext.h"
+#include "messaging/features/ParserReply.h"
 #include "operations/Operation.h"
 #include "operations/SettingProperty.h"
 #include "parsers/nvme/FeatureNamespace.h"
@@ -245,12 +246,7 @@ StatusCode RunGetFeatureMethod(const FeatureCall& call, JobContext& context) {
     // Without the job's reporter: the job is not at its end with the first table.
     GetFeature_NVMe get(&call.GetDevice(), feature);
     if (get.GetErrorCode() != Status::ReadyToRun) return get.GetErrorCode();
-    if (get.Execute() != 0 && context.reply != nullptr) {
-      auto table = get.ToXml(false);
-      table->SetAttribute("name", get.GetTitle());
-      table->SetAttribute("direction", "o");
-      context.reply->lists.push_back(std::move(table));
-    }
+    if (get.Execute() != 0) AddToReply(context, get.ToXml(false), get.GetTitle());
     if (result == Status::Completed) result = get.GetErrorCode();
     reporter.SetPercent(static_cast<std::int32_t>(++done * 100 / std::size(kFeatures)));
   }

@@ -130,12 +130,9 @@ StatusCode RunTemperature(const FeatureCall& call) {
 
 StatusCode RunTemperatureMethod(const FeatureCall& call, JobContext& context) {
   HDATemperature parser(&call.GetDevice(), call.face.GetReporter());
-  if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0 &&
-      context.reply != nullptr) {
-    auto history = parser.GetHistory(false).ToXml(false, parser.GetSerialNumber());
-    history->SetAttribute("name", kHistoryName);
-    history->SetAttribute("direction", "o");
-    context.reply->lists.push_back(std::move(history));
+  if (parser.GetErrorCode() == Status::ReadyToRun && parser.Execute() != 0) {
+    AddToReply(context, parser.GetHistory(false).ToXml(false, parser.GetSerialNumber()),
+               kHistoryName);
   }
   TellRemarks(parser, call.face);
   return ReplyTable(call, context, parser, parser.GetTitle());

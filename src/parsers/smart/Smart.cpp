@@ -14,6 +14,7 @@
 #include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/features/FeatureRecord.h"
+#include "messaging/features/ParserReply.h"
 #include "parsers/smart/DriveVerdict.h"
 #include "parsers/smart/SmartParser.h"
 
@@ -30,8 +31,6 @@ using XmlMessaging::Property;
 namespace Properties = DeviceManagement::Properties;
 
 namespace {
-
-constexpr std::string_view kFileArgument = "file";
 
 // The values that the notification service tells; no device keeps them.
 constexpr PropertyEntry kSmartHealth{"SmartHealth", "Smart Health", PropertyKind::Sint16};
