@@ -112,10 +112,9 @@ for width in 64 32; do
   all_features='<Object type="method" name="GetFeatureNVMe"/>'
   keep $width.features.xml $exchange "$(request_at 0 "$all_features")"
   keep $width.features.theirs features_by_nvme
-  keep $width.threshold.txt $tool -drive_path /dev/nvme0n1 -set_temp_threshold 65
+  keep $width.threshold.txt $tool -drive_path /dev/nvme0n1 -set_temp_threshold $((width / 32 + 63))
   keep $width.features-set.xml $exchange "$(request_at 0 "$all_features")"
   keep $width.features-set.theirs features_by_nvme
-  nvme set-feature /dev/nvme0n1 -f 4 -v 0x157 >/dev/null
   keep $width.scterc.theirs smartctl -l scterc "$sata"
   keep $width.scterc.txt $tool -drive_path "$sata" -error_recovery_control
   keep $width.scterc-set.txt $tool -drive_path "$sata" -error_recovery_control read_timer 70
