@@ -109,8 +109,10 @@ std::optional<Place> ReadRecord(ByteView image, std::size_t i) {
 
 // Brings the first image in front of the second.
 void PutInOrder(ByteSpan bytes, Place& first, Place& second) {
-  std::ranges::rotate(bytes.subspan(second.position, first.position + first.size - second.position),
-                      bytes.begin() + static_cast<std::ptrdiff_t>(first.position));
+  const auto at = [&](std::size_t position) {
+    return bytes.begin() + static_cast<std::ptrdiff_t>(position);
+  };
+  std::rotate(at(second.position), at(first.position), at(first.position + first.size));
   first.position = second.position;
   second.position += first.size;
 }
