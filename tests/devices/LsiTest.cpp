@@ -91,7 +91,7 @@ TEST_F(LsiTest, OnlyTheVendorsTaggedLibraryIsLoadedAndOnce) {
   fleet.Add(Sata("BTWL1"));
   const auto good = ReadFileBytes(LibraryPath()).value();
   const auto retag = [&](ByteVector bytes, std::string_view from, std::string_view to) {
-    bytes.resize(bytes.size() - kTrailerSize);
+    bytes.erase(bytes.end() - kTrailerSize, bytes.end());
     const auto at = std::ranges::search(bytes, from).begin();
     EXPECT_NE(at, bytes.end());
     std::ranges::copy(to, at);
