@@ -232,6 +232,16 @@ std::vector<std::vector<std::string>> ReadTable(const std::string& path) {
 namespace {
 
 // Folder, link and attributes of a disk. `folder` stands below /sys/devices.
+constexpr std::string_view kUp = "../../";  // from /sys/class/block to /sys
+
+// A hidden path has no number, and is in the class all the same.
+bool LinkNode(const std::string& root, const std::string& folder, const std::string& name,
+              const std::string& device) {
+  const auto target = std::string(kUp) + folder;
+  return Link(target, root + "/sys/class/block/" + name) &&
+         (device == "0:0" || Link(target, root + "/sys/dev/block/" + device));
+}
+
 bool MakeBlockNode(const std::string& root, const std::string& folder, const std::string& name,
                    std::uint64_t bytes, const std::string& device, bool takesDiscards) {
   std::error_code failure;
@@ -240,7 +250,8 @@ bool MakeBlockNode(const std::string& root, const std::string& folder, const std
   return !failure && Write(path + "/size", std::to_string(bytes / 512) + "\n") &&
          Write(path + "/dev", device + "\n") && Write(path + "/hidden", "0\n") &&
          Write(path + "/queue/discard_max_bytes", takesDiscards ? "2147450880\n" : "0\n") &&
-         Link("../../" + folder + "/" + name, root + "/sys/class/block/" + name);
+         Link("../" + folder + "/" + name, root + "/sys/block/" + name) &&
+         LinkNode(root, folder + "/" + name, name, device);
 }
 
 // The unit serial number (SPC-4, 7.8.16) and the designator as sysfs shows them.
@@ -312,6 +323,10 @@ bool MakeHiddenPath(const std::string& root, const std::string& folder, const st
          Write(root + "/sys/" + folder + "/" + name + "/hidden", "1\n");
 }
 
+std::string SubsystemName(const DriveState& state) {
+  return "nqn.2014.08.org.nvmexpress:" + GetText(state.serial) + GetText(state.model);
+}
+
 bool MakeNvmeController(const std::string& root, const std::string& name, int controllerId,
                         const DriveState& state) {
   const auto device = NvmeFolder(name);
@@ -322,9 +337,30 @@ bool MakeNvmeController(const std::string& root, const std::string& name, int co
          Write(folder + "/serial", Padded(GetText(state.serial), 20)) &&
          Write(folder + "/firmware_rev", Padded(GetText(state.firmware), 8)) &&
          Write(folder + "/cntlid", std::to_string(controllerId) + "\n") &&
-         Write(folder + "/subsysnqn", "nqn.2014.08.org.nvmexpress:" + GetText(state.serial) +
-                                          GetText(state.model) + "\n") &&
+         Write(folder + "/subsysnqn", SubsystemName(state) + "\n") &&
+         Write(folder + "/transport", "pcie\n") && Write(folder + "/state", "live\n") &&
+         Write(folder + "/address", device.substr(device.find(':') + 4, 12) + "\n") &&
          Link("../../" + device, root + "/sys/class/nvme/" + name);
+}
+
+// The kernel makes a subsystem of a single controller too.
+bool MakeNvmeSubsystem(const std::string& root, const std::string& name,
+                       const std::vector<std::string>& controllers, const DriveState& state) {
+  const auto device = "devices/virtual/nvme-subsystem/" + name;
+  const auto folder = root + "/sys/" + device;
+  std::error_code failure;
+  fs::create_directories(folder, failure);
+  bool made = !failure && Write(folder + "/model", Padded(GetText(state.model), 40)) &&
+              Write(folder + "/serial", Padded(GetText(state.serial), 20)) &&
+              Write(folder + "/firmware_rev", Padded(GetText(state.firmware), 8)) &&
+              Write(folder + "/subsysnqn", SubsystemName(state) + "\n") &&
+              Write(folder + "/iopolicy", "numa\n") &&
+              Link("../../" + device, root + "/sys/class/nvme-subsystem/" + name);
+  for (const auto& controller : controllers) {
+    const auto target = "../../../../" + NvmeFolder(controller);
+    made = made && Link(target, folder + "/" + controller);
+  }
+  return made;
 }
 
 bool MakeNvmeSysfs(const std::string& root, const NvmePlaces& places, const DriveState& state) {
@@ -335,8 +371,9 @@ bool MakeNvmeSysfs(const std::string& root, const NvmePlaces& places, const Driv
   const auto& first = places.controllers.front();
   const auto number = places.namespacePrefix.substr(4);
   const bool shared = places.controllers.size() > 1;
-  const auto parent =
-      shared ? "devices/virtual/nvme-subsystem/nvme-subsys" + number : NvmeFolder(first);
+  const auto subsystem = "nvme-subsys" + number;
+  made = made && MakeNvmeSubsystem(root, subsystem, places.controllers, state);
+  const auto parent = shared ? "devices/virtual/nvme-subsystem/" + subsystem : NvmeFolder(first);
   for (std::size_t i = 0; made && i < places.nsids.size(); ++i) {
     const auto nsid = places.nsids[i];
     const auto node = "n" + std::to_string(i + 1);
@@ -384,9 +421,10 @@ std::string CheckFleetPath(const std::string& root) {
 
 bool MakeFleetFolders(const std::string& root) {
   std::error_code failure;
-  for (const auto* folder : {"/dev", "/sys/class/scsi_generic", "/sys/class/block",
-                             "/sys/class/nvme", "/sys/class/nvme-subsystem", "/sys/devices",
-                             "/drives", "/bin", "/tables", "/mnt", "/run"}) {
+  for (const auto* folder :
+       {"/dev", "/sys/class/scsi_generic", "/sys/class/block", "/sys/class/nvme",
+        "/sys/class/nvme-subsystem", "/sys/devices", "/sys/block", "/sys/dev/block", "/drives",
+        "/bin", "/tables", "/mnt", "/run"}) {
     fs::create_directories(root + folder, failure);
     if (failure) return false;
   }
@@ -487,6 +525,8 @@ std::vector<std::string> PartitionsOf(const std::string& root, const std::string
 
 void RemovePartition(const std::string& root, const std::string& block, const std::string& name) {
   std::error_code ignored;
+  const auto device = ReadFirstLine(root + "/sys/class/block/" + name + "/dev");
+  if (!device.empty()) fs::remove(root + "/sys/dev/block/" + device, ignored);
   fs::remove(root + "/sys/class/block/" + name, ignored);
   fs::remove_all(root + "/sys/class/block/" + block + "/" + name, ignored);
   fs::remove(root + "/dev/" + name, ignored);
@@ -573,12 +613,13 @@ std::string MakePartition(const std::string& root, const std::string& block,
   const auto colon = disk.find(':') + 1;
   const auto minor = std::stoul(disk.substr(colon)) + (disk.starts_with("8:") ? 0 : 4096) +
                      static_cast<unsigned>(number);
+  const auto device = disk.substr(0, colon) + std::to_string(minor);
   const bool made = !failure && table.good() && Write(TablePath(root, block), "") &&
                     Write(root + "/dev/" + name, Superblock(spec.fileSystem)) &&
-                    Write(folder + "/dev", disk.substr(0, colon) + std::to_string(minor) + "\n") &&
+                    Write(folder + "/dev", device + "\n") &&
                     Write(folder + "/partition", std::to_string(number) + "\n") &&
                     Write(folder + "/size", std::to_string(spec.bytes / 512) + "\n") &&
-                    Link(link + "/" + name, root + "/sys/class/block/" + name);
+                    LinkNode(root, link.substr(kUp.size()) + "/" + name, name, device);
   return made ? "/dev/" + name : std::string();
 }
 

@@ -18,7 +18,8 @@ constexpr std::string_view kDevicePrefixes[] = {"sg", "sd", "nvme", "ng", "megar
 constexpr std::string_view kSysPrefixes[] = {
     "class/scsi_generic", "class/scsi_device",  "class/scsi_disk", "class/scsi_host",
     "class/block",        "class/nvme",         "class/ata_port",  "block",
-    "devices/pci",        "bus/scsi",           "bus/pci/devices",
+    "devices/pci",        "bus/scsi",           "bus/pci/devices", "dev/block",
+    "devices/virtual/nvme",
 };
 // clang-format on
 

@@ -237,6 +237,14 @@ TEST_F(Tool, NvmeReadsFormatsAndUpdates) {
               HasSubstr("fr        : BBBB0002"));
 }
 
+TEST_F(Tool, ListsOfTheSystemShowTheDrives) {
+  NEED_PROGRAM("nvme");
+  NEED_PROGRAM("lsblk");
+  const auto disks = Simdrives("run FLEET -- lsblk -dbno NAME,SIZE").text;
+  for (const auto* disk : {"sda ", "sdb ", "nvme0n1 "}) EXPECT_THAT(disks, HasSubstr(disk));
+  EXPECT_THAT(Simdrives("run FLEET -- nvme list").text, HasSubstr("/dev/nvme0n1 "));
+}
+
 TEST_F(Tool, SgUtilsReadAScsiDrive) {
   NEED_PROGRAM("sg_inq");
   const auto inquiry = Simdrives("run FLEET -- sg_inq /dev/sg1").text;
