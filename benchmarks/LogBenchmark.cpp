@@ -1,20 +1,13 @@
 // An Event Log against the bare commands that read it, and the filter of NLogs against a copy.
-#include <scsi/sg.h>
-#include <sys/ioctl.h>
-#include <unistd.h>
-
 #include <array>
 #include <cstring>
-#include <memory>
 #include <span>
 #include <string>
 #include <vector>
 
 #include "Allocations.h"
-#include "TestFleet.h"
+#include "SlowDrive.h"
 #include "VendorLogs.h"
-#include "devices/discovery/AdapterManager.h"
-#include "devices/model/Drive.h"
 #include "frame/Files.h"
 #include "parsers/logs/NlogFilter.h"
 #include "parsers/logs/ReadLog.h"
@@ -24,42 +17,10 @@ namespace {
 
 constexpr std::size_t kBlocks = 0x3300, kBlock = 512, kChunk = 0x80;
 
-// A drive that has the log at DEh, as a job has it. It takes a millisecond for 64 KiB: what answers
-// within 8 us, as a simulated drive does by itself, is no drive.
-class LogScene {
- public:
-  LogScene() {
-    auto drive =
-        fleet_.Add({.model = "MORVU SSDSC2BB480G4", .firmware = "D2010370", .journal = false});
-    drive.Inject(Simulator::Fault::Delay(1).OnOpcode(0x2F));
-    DeviceManagement::ScanOptions options;
-    options.identify = true;
-    manager_.Scan(options);
-    drive_ = manager_.GetDrives().at(0)->Clone();
-  }
-  DeviceManagement::Device& drive() { return *drive_; }
-  const std::string& Folder() const { return fleet_.Folder(); }
-
- private:
-  Simulator::TestFleet fleet_;
-  DeviceManagement::AdapterManager manager_;
-  std::unique_ptr<DeviceManagement::Device> drive_;
+// A drive that has the log at DEh, and takes a millisecond for 64 KiB of it.
+struct LogScene : SlowDrive {
+  LogScene() : SlowDrive(0x2F) {}
 };
-
-bool Send(int handle, std::span<std::uint8_t> cdb, std::span<std::uint8_t> into) {
-  std::array<std::uint8_t, 32> sense{};
-  sg_io_hdr header{};
-  header.interface_id = 'S';
-  header.dxfer_direction = SG_DXFER_FROM_DEV;
-  header.cmd_len = static_cast<unsigned char>(cdb.size());
-  header.mx_sb_len = sense.size();
-  header.dxfer_len = static_cast<unsigned>(into.size());
-  header.dxferp = into.data();
-  header.cmdp = cdb.data();
-  header.sbp = sense.data();
-  header.timeout = 5000;
-  return ioctl(handle, SG_IO, &header) == 0;
-}
 
 // NOP in ATA PASS-THROUGH (12).
 bool SendNop(int handle) {

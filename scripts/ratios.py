@@ -9,14 +9,14 @@ import collections
 import json
 import sys
 
-OWN_TIME = {"scan_64_drives", "event_log", "scan_64_slow_drives"}
+OWN_TIME = {"scan_64_drives", "event_log", "scan_64_slow_drives", "read_scan"}
 NANOSECONDS = {"ns": 1, "us": 1e3, "ms": 1e6, "s": 1e9}
 
 # What a benchmark may cost at most.
 # A simulated drive answers within 5 us: beside that, what a scan reads of the kernel's files and
 # makes of the answers weighs much. Beside a drive's own time it weighs little.
 RATIO = {"scan_64_drives": 9.0, "scan_64_slow_drives": 1.0, "job_list": 2.0,
-         "event_log": 1.05, "nlog_filter_ata": 3.0, "nlog_filter_nvme": 3.0}
+         "event_log": 1.05, "read_scan": 1.05, "nlog_filter_ata": 3.0, "nlog_filter_nvme": 3.0}
 OVER_NS = {"command_ata": 1000, "command_nvme": 1000}
 ALLOCATIONS = {"command_ata": 1, "command_nvme": 0}
 TIME_NS = {"detect_known": 20_000, "detect_unknown": 20_000}
