@@ -15,7 +15,7 @@ namespace {
 constexpr char kEntryName[] = "ProcessLibCommand";
 
 struct LoadedLibrary {
-  Library library;
+  Library object;
   LibEntry entry = nullptr;
   std::uint32_t references = 0;
 };
@@ -27,7 +27,7 @@ struct LoadedLibraries {
   // The place of a handle that LoadLibrary gave.
   auto Find(void* handle) {
     return std::ranges::find_if(
-        byPath, [&](const auto& entry) { return entry.second.library.get() == handle; });
+        byPath, [&](const auto& entry) { return entry.second.object.get() == handle; });
   }
 };
 
@@ -72,7 +72,7 @@ void* LsiLibrary::LoadLibrary(const std::string& path) {
   const std::lock_guard lock(loaded.mutex);
   if (const auto held = loaded.byPath.find(path); held != loaded.byPath.end()) {
     ++held->second.references;
-    return held->second.library.get();
+    return held->second.object.get();
   }
   auto library = LoadTaggedLibrary(path);
   if (library == nullptr) return nullptr;
@@ -80,7 +80,7 @@ void* LsiLibrary::LoadLibrary(const std::string& path) {
   const auto entry = reinterpret_cast<LibEntry>(GetSymbol(library, kEntryName));
   if (entry == nullptr || !Begin(entry)) return nullptr;
   return loaded.byPath.emplace(path, LoadedLibrary{std::move(library), entry, 1})
-      .first->second.library.get();
+      .first->second.object.get();
 }
 
 void LsiLibrary::UnloadLibrary(void* handle) {
