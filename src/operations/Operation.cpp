@@ -17,6 +17,10 @@ namespace Refuse {
 bool NotConnected(Device& device) { return !device.TestConnection(); }
 bool RaidVolume(Device& device) { return device.GetBool(Properties::RAID); }
 bool NotMorvu(Device& device) { return !device.GetBool(Properties::Morvu); }
+bool ForeignRaidVolume(Device& device) {
+  return RaidVolume(device) && !device.GetBool(Properties::MorvuRAID);
+}
+bool Foreign(Device& device) { return NotMorvu(device) && !device.GetBool(Properties::MorvuRAID); }
 bool RaidMember(Device& device) { return device.GetBool(Properties::RAIDMember); }
 bool StorageSpaceMember(Device& device) { return device.GetBool(Properties::StorageSpaceMember); }
 bool DeviceFault(Device& device) { return device.GetPath().GetDeviceFault(); }

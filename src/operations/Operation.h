@@ -48,6 +48,8 @@ namespace Refuse {
 bool NotConnected(DeviceManagement::Device& device);
 bool RaidVolume(DeviceManagement::Device& device);
 bool NotMorvu(DeviceManagement::Device& device);
+bool ForeignRaidVolume(DeviceManagement::Device& device);  // of drives that are not ours
+bool Foreign(DeviceManagement::Device& device);            // neither our drive nor our volume
 bool RaidMember(DeviceManagement::Device& device);
 bool StorageSpaceMember(DeviceManagement::Device& device);
 bool DeviceFault(DeviceManagement::Device& device);

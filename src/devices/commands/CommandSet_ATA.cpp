@@ -1,6 +1,7 @@
 #include "devices/commands/CommandSet_ATA.h"
 
 #include <array>
+#include <vector>
 
 #include "devices/commands/CommandPath.h"
 #include "devices/properties/DriverProperties.h"
@@ -167,6 +168,11 @@ StatusCode CommandSet_ATA::SendDirect(const AtaCommand& row, Command command) {
 
 StatusCode CommandSet_ATA::ataReadDma(ByteSpan data, std::uint64_t lba, std::uint32_t count) {
   return Send(AtaRow::ReadDma, {.lba = lba, .count = count}, data);
+}
+
+void CommandSet_ATA::ReadUnseen() {
+  std::vector<std::uint8_t> unseen(GetSectorSize());
+  (void)ataReadDma(unseen, 0, 1);
 }
 
 StatusCode CommandSet_ATA::ReadBlocks(ByteSpan data, std::uint64_t lba, std::uint32_t count) {

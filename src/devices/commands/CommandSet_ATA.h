@@ -26,6 +26,9 @@ class CommandSet_ATA : public CommandSet {
   const AtaAnswer& GetAnswer() const;
 
   StatusCode ataReadDma(ByteSpan data, std::uint64_t lba, std::uint32_t count);
+  // Reads LBA 0 for what that does to the drive: it wakes, and what a command before has left is
+  // over. Neither the data nor the end are of account.
+  void ReadUnseen();
   // Whether 28 bits do not address these sectors. A drive without the 48-bit feature set has none
   // such, and gets none of its commands.
   static constexpr bool NeedExt(std::uint64_t lba, std::uint32_t count) {

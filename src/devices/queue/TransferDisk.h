@@ -9,6 +9,7 @@
 #include <string_view>
 
 #include "frame/Bytes.h"
+#include "frame/FileHandle.h"
 #include "frame/StatusCode.h"
 
 namespace Morvu::DeviceManagement {
@@ -21,21 +22,18 @@ class TransferDisk {
   // unless it is to be written. `serialNumber` is the drive's that is meant; empty when it has
   // none.
   TransferDisk(const std::string& devicePath, std::string_view serialNumber, Transfer access);
-  ~TransferDisk();
-  TransferDisk(const TransferDisk&) = delete;
-  TransferDisk& operator=(const TransferDisk&) = delete;
 
   // 0; 118 for a device without a block node; 4 when it cannot be opened, the kernel could not
   // be asked, or has another drive there.
   StatusCode GetStatus() const { return status_; }
-  int GetHandle() const { return handle_; }  // -1 while closed
+  int GetHandle() const { return handle_.Get(); }  // -1 while closed
   const std::string& GetPath() const { return path_; }
 
  private:
   StatusCode Open(const std::string& devicePath, std::string_view serialNumber, Transfer access);
 
   std::string path_;
-  int handle_ = -1;
+  FileHandle handle_;
   bool isDirect_ = true;
   StatusCode status_;
 

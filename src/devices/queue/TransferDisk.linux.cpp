@@ -27,14 +27,6 @@ std::optional<std::string> FindBlockNode(const SystemFacts& facts, const std::st
   return disks->empty() ? std::string() : disks->front();
 }
 
-int OpenDisk(const std::string& path, int flags) {
-  int handle = -1;
-  do {
-    handle = open(path.c_str(), flags | O_NONBLOCK | O_CLOEXEC);
-  } while (handle < 0 && errno == EINTR);
-  return handle;
-}
-
 bool IsBlockNode(int handle) {
   struct stat64 node {};
   return fstat64(handle, &node) == 0 && S_ISBLK(node.st_mode);
@@ -55,10 +47,6 @@ TransferDisk::TransferDisk(const std::string& devicePath, std::string_view seria
                            Transfer access)
     : status_(Open(devicePath, serialNumber, access)) {}
 
-TransferDisk::~TransferDisk() {
-  if (handle_ >= 0) close(handle_);
-}
-
 StatusCode TransferDisk::Open(const std::string& devicePath, std::string_view serialNumber,
                               Transfer access) {
   const auto facts = SystemFacts::Read();
@@ -71,23 +59,22 @@ StatusCode TransferDisk::Open(const std::string& devicePath, std::string_view se
     MORVU_LOG(kLogError, "Open", path_ + " is another drive's, with the serial number " + told);
     return Status::NoCommunication;
   }
-  const int flags = access == Transfer::Write ? O_RDWR : O_RDONLY;
-  handle_ = OpenDisk(path_, flags | O_DIRECT);
-  if (handle_ < 0 && errno == EINVAL) {
-    handle_ = OpenDisk(path_, flags);
+  const int flags = (access == Transfer::Write ? O_RDWR : O_RDONLY) | O_NONBLOCK;
+  handle_ = OpenFile(path_, flags | O_DIRECT);
+  if (!handle_.IsOpen() && errno == EINVAL) {
+    handle_ = OpenFile(path_, flags);
     isDirect_ = false;
     MORVU_LOG(kLogWarning, "Open", path_ + " is read by way of the page cache, emptied before.");
   }
-  if (handle_ < 0) return Status::NoCommunication;
-  if (IsBlockNode(handle_)) return Status::Completed;
-  close(handle_);
-  handle_ = -1;
+  if (!handle_.IsOpen()) return Status::NoCommunication;
+  if (IsBlockNode(handle_.Get())) return Status::Completed;
+  handle_ = FileHandle();
   return Status::NotSupportedByDrive;
 }
 
 StatusCode TransferFile(const TransferDisk& disk, Transfer direction, std::uint64_t offset,
                         ByteSpan data) {
-  if (disk.handle_ < 0) return Status::NoCommunication;
+  if (!disk.handle_.IsOpen()) return Status::NoCommunication;
   if (data.empty()) return Status::BufferTooSmall;
   const bool isRead = direction == Transfer::Read;
   if (!AlignedBuffer::IsAligned(data.data())) {
@@ -99,9 +86,9 @@ StatusCode TransferFile(const TransferDisk& disk, Transfer direction, std::uint6
   }
   const auto place = static_cast<off64_t>(offset);
   const auto size = static_cast<off64_t>(data.size());
-  if (!disk.isDirect_) posix_fadvise64(disk.handle_, place, size, POSIX_FADV_DONTNEED);
-  const auto moved = isRead ? pread64(disk.handle_, data.data(), data.size(), place)
-                            : pwrite64(disk.handle_, data.data(), data.size(), place);
+  if (!disk.isDirect_) posix_fadvise64(disk.handle_.Get(), place, size, POSIX_FADV_DONTNEED);
+  const auto moved = isRead ? pread64(disk.handle_.Get(), data.data(), data.size(), place)
+                            : pwrite64(disk.handle_.Get(), data.data(), data.size(), place);
   if (moved >= 0) return moved == size ? Status::Completed : Status::ReadOrWriteFailed;
   const int error = errno;
   MORVU_LOG(kLogError, "TransferFile",

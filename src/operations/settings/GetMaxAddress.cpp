@@ -1,8 +1,5 @@
 #include "operations/settings/GetMaxAddress.h"
 
-#include <algorithm>
-#include <vector>
-
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/identification/FreshIdentity.h"
 #include "devices/properties/BasicProperties.h"
@@ -64,9 +61,7 @@ bool SendGetMaxAddress_ATA::ReadNativeMax() {
   if (Read28Bit()) return true;
   // A drive may take the next SET MAX for the second half of the pair: any other command
   // ends that.
-  std::vector<std::uint8_t> scratch(
-      std::max<std::size_t>(device_->GetUInt(Properties::SectorSize), 512));
-  (void)ata_->ataReadDma(scratch, 0, 1);
+  ata_->ReadUnseen();
   return Fail();
 }
 

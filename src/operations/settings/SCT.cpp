@@ -89,9 +89,6 @@ std::vector<std::uint8_t> ReadSctStatus(Device& device) {
 }
 
 struct SCT::Rules {
-  static bool NotMorvu(SCT& sct) {
-    return OfDevice<Refuse::NotMorvu>(sct) && !sct.device_->GetBool(Properties::MorvuRAID);
-  }
   static bool Nvme(SCT& sct) { return sct.device_->HasCommandSet(Protocol::Nvme); }
 
   // clang-format off
@@ -99,7 +96,7 @@ struct SCT::Rules {
       {OfDevice<Refuse::NotConnected>,    Status::NoCommunication},
       {OfDevice<Refuse::RaidVolume>,      Status::RaidVolume},
       {OfDevice<Refuse::DeviceFault>,     Status::DeviceFault},
-      {NotMorvu,                          Status::NotAMorvuDrive},
+      {OfDevice<Refuse::Foreign>,         Status::NotAMorvuDrive},
       {Nvme,                              Status::NotSupportedByDrive},
       {OfDevice<Refuse::NoAta>,           Status::NoAtaDriver},
       {OfDevice<Refuse::FailureReported>, Status::DisableLogical},

@@ -64,10 +64,7 @@ std::int32_t GetRemainingSaves(Device& device) {
   if (ata == nullptr) return kUnknown;
   if (KeepsNoCount(device)) return kUncounted;
   if (!device.TestConnection()) return kUnknown;
-  // The result does not matter: the drive brings its count up to date.
-  std::vector<std::uint8_t> scratch(
-      std::max<std::size_t>(device.GetUInt(Properties::SectorSize), SCT::kSectorSize));
-  (void)ata->ataReadDma(scratch, 0, 1);
+  ata->ReadUnseen();  // the drive brings its count up to date
   const auto sector = ReadSctStatus(device);
   return sector.empty() ? kUnknown : ReadLittle16(sector, kSavesOffset);
 }

@@ -85,13 +85,6 @@ std::optional<std::size_t> CountCachedPages(int file, std::uint64_t size) {
 }  // namespace
 
 struct DataIntegrity::Rules {
-  static bool ForeignVolume(DataIntegrity& test) {
-    return test.device_->GetBool(Properties::RAID) && !test.device_->GetBool(Properties::MorvuRAID);
-  }
-  static bool Foreign(DataIntegrity& test) {
-    return !test.device_->GetBool(Properties::Morvu) &&
-           !test.device_->GetBool(Properties::MorvuRAID);
-  }
   static bool NoPartition(DataIntegrity& test) { return test.partition_ == nullptr; }
   static bool Unnamed(DataIntegrity& test) { return test.partition_->GetName() == kUnnamed; }
   static bool Raw(DataIntegrity& test) { return test.partition_->IsRaw(); }
@@ -106,8 +99,8 @@ struct DataIntegrity::Rules {
   // clang-format off
   static constexpr Refusal<DataIntegrity> kTable[] = {
       {OfDevice<Refuse::NotConnected>,       Status::NoCommunication},
-      {ForeignVolume,                        Status::RaidVolume},
-      {Foreign,                              Status::NotAMorvuDrive},
+      {OfDevice<Refuse::ForeignRaidVolume>,  Status::RaidVolume},
+      {OfDevice<Refuse::Foreign>,            Status::NotAMorvuDrive},
       {OfDevice<Refuse::RaidMember>,         Status::RaidMemberRefused},
       {OfDevice<Refuse::StorageSpaceMember>, Status::StorageSpaceMember},
       {NoPartition,                          Status::NoPartition},

@@ -1,5 +1,4 @@
 #include <algorithm>
-#include <array>
 #include <boost/property_tree/ptree.hpp>
 
 #include "devices/commands/CommandSet_ATA.h"
@@ -18,7 +17,6 @@ namespace Properties = DeviceManagement::Properties;
 namespace {
 
 constexpr std::size_t kSectorSize = 512;
-constexpr std::size_t kLargestSector = 4096;  // of a drive, for the read whose data nobody looks at
 
 // ---- The table ----
 
@@ -102,9 +100,7 @@ bool ParseIdentify_ATA::HasCommandSet() const { return ata_ != nullptr || smart_
 
 StatusCode ParseIdentify_ATA::ReadIdentify(ByteSpan buffer) {
   if (ata_ == nullptr) return Status::IdentifyFailed;
-  // The read wakes the drive; whether it succeeds is of no account.
-  std::array<std::uint8_t, kLargestSector> scratch;
-  static_cast<void>(ata_->ataReadDma(scratch, 0, 1));
+  ata_->ReadUnseen();
   const auto data = buffer.first(kSectorSize);
   const auto status = ata_->ataIdentifyDevice(data);
   if (status == Status::Completed && !IsWhole(data)) {

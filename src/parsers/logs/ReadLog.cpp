@@ -4,7 +4,6 @@
 #include <string>
 
 #include "devices/identification/Products.h"
-#include "devices/properties/AdapterProperties.h"
 #include "frame/Logger.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Health.h"
@@ -14,7 +13,6 @@ namespace Morvu::ReadLog {
 
 using DeviceManagement::Device;
 using DeviceManagement::ProductOf;
-namespace Properties = DeviceManagement::Properties;
 namespace Protocol = DeviceManagement::Protocol;
 
 namespace {
@@ -36,20 +34,14 @@ constexpr std::size_t BlocksOf(std::uint64_t bytes) {
 }  // namespace
 
 struct ReadLog::Rules {
-  static bool ForeignRaid(ReadLog& log) {
-    return OfDevice<Refuse::RaidVolume>(log) && !log.device_->GetBool(Properties::MorvuRAID);
-  }
-  static bool NotMorvu(ReadLog& log) {
-    return OfDevice<Refuse::NotMorvu>(log) && !log.device_->GetBool(Properties::MorvuRAID);
-  }
   static bool NoLogs(ReadLog& log) { return log.ata_ == nullptr && log.nvme_ == nullptr; }
 
   // clang-format off
   static constexpr Refusal<ReadLog> kTable[] = {
-      {OfDevice<Refuse::NotConnected>, Status::NoCommunication},
-      {ForeignRaid,                    Status::RaidVolume},
-      {NotMorvu,                       Status::NotAMorvuDrive},
-      {NoLogs,                         Status::NotSupportedByDrive},
+      {OfDevice<Refuse::NotConnected>,      Status::NoCommunication},
+      {OfDevice<Refuse::ForeignRaidVolume>, Status::RaidVolume},
+      {OfDevice<Refuse::Foreign>,           Status::NotAMorvuDrive},
+      {NoLogs,                              Status::NotSupportedByDrive},
   };
   // clang-format on
 };

@@ -2,11 +2,9 @@
 
 #include <algorithm>
 #include <cstring>
-#include <vector>
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
-#include "devices/properties/BasicProperties.h"
 #include "frame/Logger.h"
 #include "frame/status/Commands.h"
 #include "frame/status/NvmeStatus.h"
@@ -19,7 +17,6 @@ using DeviceManagement::CommandSet_NVME;
 using DeviceManagement::Device;
 namespace AtaRow = DeviceManagement::AtaRow;
 namespace NvmeRow = DeviceManagement::NvmeRow;
-namespace Properties = DeviceManagement::Properties;
 namespace Protocol = DeviceManagement::Protocol;
 
 namespace {
@@ -96,9 +93,7 @@ std::int32_t SendReadLog_ATA::Execute() {
 void SendReadLog_ATA::ReadDirectory() {
   if (SendDirectory()) return;
   MORVU_LOG(kLogError, "Execute", "Clearing error and resending command.");
-  std::vector<std::uint8_t> sector(
-      std::max<std::size_t>(kBlock, device_->GetUInt(Properties::SectorSize)));
-  (void)ata_->ataReadDma(sector, 0, 1);
+  ata_->ReadUnseen();
   (void)SendDirectory();
 }
 

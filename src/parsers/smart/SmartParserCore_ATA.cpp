@@ -28,7 +28,6 @@ constexpr std::size_t kEntryCount = 30;
 constexpr std::uint16_t kPreFailure = 1 << 0;
 
 // The largest sector of a drive, for the read whose data nobody looks at.
-constexpr std::size_t kLargestSector = 4096;
 
 // The percentage that a normalized value of the wear indicator stands for, by way of
 // a fraction in double precision, cut to an integer: 29 gives 28. Made by the compiler,
@@ -90,9 +89,7 @@ void SmartParserCore_ATA::Initialize() {
 
 bool SmartParserCore_ATA::ReadSectors(ByteSpan data, ByteSpan thresholds) {
   if (ata_ == nullptr) return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
-  // The read wakes the drive; whether it succeeds is of no account.
-  std::array<std::uint8_t, kLargestSector> scratch;
-  static_cast<void>(ata_->ataReadDma(scratch, 0, 1));
+  ata_->ReadUnseen();
   if (ata_->ataSmartReadData(data) != 0) {
     return Fail(Status::SmartDataFailed, "SMART Read Data failed.");
   }
