@@ -2,6 +2,7 @@
 
 #include <algorithm>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "cli/EraseGate.h"
@@ -81,7 +82,10 @@ StatusCode RunRecorded(QRKCLI& cli, Face& face, SelectedDrives devices,
 
 }  // namespace
 
-Prompt::Prompt(QRKCLI& cli, std::string_view what) : cli_(cli), run_(cli.GetProgress(), what) {}
+Prompt::Prompt(QRKCLI& cli, std::string_view what, const DeviceManagement::Device* drive)
+    : cli_(cli), run_(cli.GetProgress(), what) {
+  if (auto* report = cli.GetReport()) reported_ = &report->AddRun(drive, what);
+}
 
 void Prompt::PromptReporter::SetPercent(std::int32_t percent) {
   prompt_.cli_.GetProgress().SetPercent(percent);
@@ -93,36 +97,65 @@ void Prompt::PromptReporter::SetDetail(std::string_view detail) {
 
 // Each line is there when it is told: a run may take hours.
 void Prompt::Say(std::string_view line) {
+  if (reported_ != nullptr) return reported_->lines.Add(line);
   cli_.PrintLine(line);
   cli_.Flush();
 }
 
 void Prompt::Warn(std::string_view text) {
+  if (reported_ != nullptr) {
+    reported_->warnings.Add(text);
+    return cli_.NoteWarning();
+  }
   cli_.Warn(text);
   cli_.Flush();
 }
 
-void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
+void Prompt::Show(const ResultTable& table) {
+  if (reported_ == nullptr) return Say(table.Render());
+  reported_->tables.push_back(table);
+}
+
+void Prompt::Report(std::string_view name, std::uint64_t value) {
+  if (reported_ != nullptr) reported_->figures.emplace_back(name, value);
+}
+
+// The first drive's turn takes the run that there is.
+void Prompt::Turn(const DeviceManagement::Device& drive) {
+  if (reported_ == nullptr) return;
+  if (std::exchange(isTurned_, true)) {
+    reported_ = &cli_.GetReport()->AddRun(&drive, reported_->feature);
+  }
+  reported_->drive = &drive;
+}
 
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
+  if (reported_ != nullptr) reported_->code = outcome;
   (void)cli_.Finish(outcome);
   cli_.NoteOutcome(outcome);
 }
 
 bool Prompt::Save(const ResultTable& table, const std::string& path) {
-  const bool isSaved = cli_.SaveTable(table, path);
-  isUnsaved_ = isUnsaved_ || !isSaved;
-  return isSaved;
+  return NoteSaved(cli_.SaveTable(table, path), path);
 }
 
 bool Prompt::SaveBinary(ByteView bytes, const std::string& path) {
-  const bool isSaved = cli_.SaveBinary(bytes, path);
+  return NoteSaved(cli_.SaveBinary(bytes, path), path);
+}
+
+bool Prompt::NoteSaved(bool isSaved, const std::string& path) {
   isUnsaved_ = isUnsaved_ || !isSaved;
+  if (isSaved && reported_ != nullptr) reported_->files.push_back(path);
   return isSaved;
 }
 
 Answer Prompt::Ask(std::string_view warning, std::string_view question) {
+  if (reported_ != nullptr) {
+    reported_->lines.Add(warning);
+    reported_->lines.Add("Nothing was done: beside -json no question is asked. Use -force.");
+    return Answer::No;
+  }
   return cli_.Confirm(warning, question) ? Answer::Yes : Answer::No;
 }
 
@@ -137,6 +170,12 @@ StatusCode Prompt::Finish(StatusCode code) {
   run_.Stop();
   if (isUnsaved_ && IsGoodEnd(code)) code = Status::FileNotWritten;
   if (!hasToldOutcomes_) (void)cli_.Finish(code);
+  if (reported_ != nullptr) {
+    if (!hasToldOutcomes_) reported_->code = code;
+    if (!signals_.IsStopRequested()) return code;
+    cli_.GetReport()->code = code;
+    cli_.PrintReport();
+  }
   cli_.Flush();  // a signal that was held may end the tool now
   return code;
 }
@@ -155,7 +194,7 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
   if (!TakeWords(cli, option, arguments)) return cli.Finish(option.wrongWords);
   TakeModifiers(cli, arguments);
   cli.Flush();
-  Prompt prompt(cli, option.name.substr(1));
+  Prompt prompt(cli, option.name.substr(1), devices.size() == 1 ? devices.front() : nullptr);
   const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
   const auto run = [&] { return RunHeld(feature, call, [&] { return option.run(call); }); };
   return prompt.Finish(cli.HasOption(kRecord) ? RunRecorded(cli, prompt, devices, run) : run());

@@ -6,14 +6,18 @@
 
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
+#include "cli/DriveReport.h"
 #include "cli/EraseGate.h"
+#include "cli/JsonDocument.h"
 #include "cli/Prompt.h"
+#include "cli/Report.h"
 #include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Drive.h"
 #include "frame/Files.h"
 #include "frame/Logger.h"
+#include "frame/Text.h"
 #include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
 #include "frame/status/Selection.h"
@@ -63,6 +67,33 @@ QRKCLI::~QRKCLI() {
 }
 
 StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
+  // Before the line is read: what is wrong with it belongs into the report.
+  const auto wantsReport = [](const char* word) { return word != nullptr && word == kJsonOption; };
+  if (argc > 1 && std::any_of(argv + 1, argv + argc, wantsReport)) {
+    report_ = std::make_unique<Report>();
+  }
+  const auto code = CarryOut(argc, argv);
+  if (report_ != nullptr) {
+    report_->code = code;
+    PrintReport();
+  }
+  return code;
+}
+
+void QRKCLI::PrintReport() {
+  if (report_ == nullptr || isReportPrinted_) return;
+  isReportPrinted_ = true;
+  if (report_->drives.empty()) {
+    const bool selects = std::ranges::any_of(GetParameters(), [](const auto& parameter) {
+      return parameter->IsGiven() && parameter->GetCategory() == OptionCategory::DriveSelection;
+    });
+    const auto& drives = selects ? devices_ : adapterManager_->GetDrives();
+    AddDrives(*report_, drives, toolConfig_.driveProperties, DriveDetail::List);
+  }
+  GetOutput() << ToJson(*report_, toolConfig_) << std::flush;
+}
+
+StatusCode QRKCLI::CarryOut(int argc, const char* const* argv) {
   PrintBanner();
   parseResult_ = ParseArguments(argc, argv);
 
@@ -88,8 +119,24 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   return RunFeature(*features.front());
 }
 
+void QRKCLI::Print(std::string_view text) {
+  if (report_ == nullptr) return CLIParser::Print(text);
+  report_->AddLine(text);
+}
+
+void QRKCLI::PrintLine(std::string_view text) {
+  if (report_ == nullptr) return CLIParser::PrintLine(text);
+  report_->AddLine(text);
+}
+
+void QRKCLI::TellFault(StatusCode code, std::string_view text, std::string_view subject) {
+  if (report_ == nullptr) return CLIParser::TellFault(code, text, subject);
+  report_->faults.push_back({code, std::string(text).append(subject)});
+}
+
 void QRKCLI::Warn(std::string_view text) {
   hasWarned_ = true;
+  if (report_ != nullptr) return report_->warnings.Add(text);
   PrintLine(WrapText("<c:YELLOW>WARNING!</c> " + std::string(text)));
 }
 
@@ -103,6 +150,7 @@ void QRKCLI::NoteOutcome(StatusCode outcome) {
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {
+  if (report_ != nullptr) return code;
   const std::string_view colour = IsGoodEnd(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));
   return code;
@@ -118,7 +166,7 @@ bool QRKCLI::SaveTable(const ResultTable& table, const std::string& path) {
 bool QRKCLI::SaveBinary(ByteView bytes, const std::string& path) {
   Flush();
   if (Morvu::SaveBinary(path, bytes, false)) {
-    PrintLine("Successfully saved binary data to: " + path);
+    if (report_ == nullptr) PrintLine("Successfully saved binary data to: " + path);
     return true;
   }
   const int error = errno;
@@ -128,12 +176,14 @@ bool QRKCLI::SaveBinary(ByteView bytes, const std::string& path) {
 }
 
 void QRKCLI::PrintSaved(const std::string& path, int error) {
+  if (error == 0 && report_ != nullptr) return;  // whoever saved it notes the file
   if (error == 0) return PrintLine("Successfully saved data to: " + path);
   PrintLine("Failed to save data to: " + path);
   PrintLine("Reason: " + DescribeFileError(error));
 }
 
 void QRKCLI::PrintBanner() {
+  if (report_ != nullptr) return;
   PrintLine(std::string(kBannerWidth, '='));
   PrintLine(std::string(toolConfig_.productName) + " (" + GetToolName() + ")");
   PrintLine("Version " + std::string(toolConfig_.version));
@@ -200,7 +250,9 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
     PrintLine(WrapText(reason));
     return Status::InvalidArguments;
   }
-  // Nothing is erased behind the back of somebody who cannot read what is told.
+  // Nothing is erased behind the back of somebody who cannot read what is told. Before a
+  // document a line's end means nothing.
+  if (report_ != nullptr) GetOutput() << '\n';
   return Flush() ? Status::ReadyToRun : Status::FileNotWritten;
 }
 
@@ -233,6 +285,9 @@ StatusCode QRKCLI::RunDefaultOption() {
 
 std::vector<std::string> QRKCLI::PrintDriveInformation() {
   std::vector<std::string> warnings;
+  if (report_ != nullptr) {
+    return AddDrives(*report_, devices_, toolConfig_.driveProperties, DriveDetail::Information);
+  }
   PrintLine();
   Print(DescribeDrives(devices_, toolConfig_.driveInformationTitle, DriveDetail::Information,
                        warnings));

@@ -2,6 +2,7 @@
 // line names, and runs the Feature that the line asks for.
 #pragma once
 
+#include <atomic>
 #include <map>
 #include <memory>
 #include <span>
@@ -20,7 +21,9 @@ class AdapterManager;
 class Device;
 }  // namespace DeviceManagement
 
+class Report;
 class ResultTable;
+struct CimProperty;
 struct ToolOption;
 
 // A status that tells of a good end: 0, and 18.
@@ -42,6 +45,7 @@ struct ToolConfig {
   std::string_view driveListTitle = "Drive List";
   std::string_view driveInformationTitle = "Drive Information";
   DeviceManagement::ScanOptions scanOptions;
+  std::span<const CimProperty> driveProperties{};  // that a report shows of a drive
 };
 
 class QRKCLI : public CLIParser {
@@ -51,11 +55,22 @@ class QRKCLI : public CLIParser {
          const CLIStreams& streams);
   ~QRKCLI() override;
 
-  // Carries out one command line; the final status. It is called once.
+  // Carries out one command line; the final status. It is called once. A line with -json prints
+  // one document at its end, and nothing before it but white space.
   StatusCode runCLI(int argc, const char* const* argv);
 
   // Prints the text of the status, and returns it.
   StatusCode Finish(StatusCode code);
+
+  // With a report all texts go there.
+  void Print(std::string_view text) override;
+  void PrintLine(std::string_view text = {}) override;
+
+  // Null, unless the line wants its outcome as data. The thread that carries out the line fills
+  // it, and each Prompt a run of its own.
+  Report* GetReport() const { return report_.get(); }
+  // Prints the report as it stands, once: for a signal that ends the tool before the line does.
+  void PrintReport();
 
   // Saves the table as CSV, and prints whether it could be saved, and why not.
   bool SaveTable(const ResultTable& table, const std::string& path);
@@ -66,6 +81,8 @@ class QRKCLI : public CLIParser {
   bool IsDrivePicked() const { return drivePicked_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
+  // The run's own report tells the warning.
+  void NoteWarning() { hasWarned_ = true; }
   // The end of one drive of several, whatever the run makes of them all.
   void NoteOutcome(StatusCode outcome);
   // What the run's own status does not tell: a warning, the first drive whose end was bad, or a
@@ -73,10 +90,14 @@ class QRKCLI : public CLIParser {
   StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
+ protected:
+  void TellFault(StatusCode code, std::string_view text, std::string_view subject) override;
+
  private:
   using Device = DeviceManagement::Device;
   friend std::span<const ToolOption> GetToolOptions();
 
+  StatusCode CarryOut(int argc, const char* const* argv);
   void PrintBanner();
   // `error` is an errno, 0 for none.
   void PrintSaved(const std::string& path, int error);
@@ -116,6 +137,8 @@ class QRKCLI : public CLIParser {
   std::vector<std::string> PrintDriveInformation();
 
   const ToolConfig& toolConfig_;
+  std::unique_ptr<Report> report_;
+  bool isReportPrinted_ = false;
   std::unique_ptr<DeviceManagement::AdapterManager> adapterManager_;
   // The record that each of the features' options comes from.
   struct Handler {
@@ -128,7 +151,7 @@ class QRKCLI : public CLIParser {
   bool isSelectionShared_ = false;  // one selection, several drives
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
-  bool hasWarned_ = false;
+  std::atomic<bool> hasWarned_ = false;
   StatusCode badOutcome_ = Status::Completed;
   StatusCode parseResult_ = Status::Completed;
 };
