@@ -104,6 +104,8 @@ void Prompt::Warn(std::string_view text) {
 
 void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
 
+void Prompt::NoteFindings(std::uint32_t findings) { cli_.NoteFindings(findings); }
+
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
   (void)cli_.Finish(outcome);

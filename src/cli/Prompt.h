@@ -23,6 +23,7 @@ class Prompt : public Face {
   void Say(std::string_view line = {}) override;
   void Warn(std::string_view text) override;
   void Show(const ResultTable& table) override;
+  void NoteFindings(std::uint32_t findings) override;
   void Tell(StatusCode outcome) override;
   bool Save(const ResultTable& table, const std::string& path) override;
   bool SaveBinary(ByteView bytes, const std::string& path) override;

@@ -94,6 +94,9 @@ void QRKCLI::Warn(std::string_view text) {
 }
 
 StatusCode QRKCLI::GetSideResult() const {
+  if (findings_ != 0) {
+    return StatusCode::FromValue(kFindings + static_cast<std::int32_t>(findings_));
+  }
   if (hasWarned_) return kWarned;
   return badOutcome_ == Status::Completed ? parseResult_ : badOutcome_;
 }

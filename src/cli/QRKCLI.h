@@ -28,6 +28,9 @@ bool IsGoodEnd(StatusCode code);
 
 // The side result of a run that warned: it may have ended well, and left something undone.
 inline constexpr StatusCode kWarned = 909;
+// The side result of a run that has found something: this, and the findings' bits added to it.
+inline constexpr std::int32_t kFindings = 912;
+inline constexpr std::uint32_t kAllFindings = 0xF;
 
 // What a host tells about itself.
 struct ToolConfig {
@@ -68,8 +71,9 @@ class QRKCLI : public CLIParser {
   void Warn(std::string_view text);
   // The end of one drive of several, whatever the run makes of them all.
   void NoteOutcome(StatusCode outcome);
-  // What the run's own status does not tell: a warning, the first drive whose end was bad, or a
-  // fault of the argument line; 0 for nothing.
+  void NoteFindings(std::uint32_t findings) { findings_ |= findings & kAllFindings; }
+  // What the run's own status does not tell: findings, a warning, the first drive whose end was
+  // bad, or a fault of the argument line; 0 for nothing.
   StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
@@ -129,6 +133,7 @@ class QRKCLI : public CLIParser {
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
   bool hasWarned_ = false;
+  std::uint32_t findings_ = 0;
   StatusCode badOutcome_ = Status::Completed;
   StatusCode parseResult_ = Status::Completed;
 };
