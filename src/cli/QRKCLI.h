@@ -21,7 +21,12 @@ class Device;
 }  // namespace DeviceManagement
 
 class ResultTable;
+struct SavedFile;
 struct ToolOption;
+
+// The option that selects several drives, and what stands for all of them.
+inline constexpr std::string_view kSeveralDrives = "-drives";
+inline constexpr std::string_view kAllDrives = "all";
 
 // A status that tells of a good end: 0, and 18.
 bool IsGoodEnd(StatusCode code);
@@ -82,8 +87,7 @@ class QRKCLI : public CLIParser {
   friend std::span<const ToolOption> GetToolOptions();
 
   void PrintBanner();
-  // `error` is an errno, 0 for none.
-  void PrintSaved(const std::string& path, int error);
+  bool PrintSaved(const SavedFile& file);  // whether it is
   void Scan();
   // What the given options want, the drives when none has a say.
   OptionScan GetWantedScan() const;
@@ -98,6 +102,8 @@ class QRKCLI : public CLIParser {
   StatusCode PickByIndex(const CLIParameter& parameter);
   StatusCode PickByLetter(const CLIParameter& parameter);
   StatusCode PickBySerial(const CLIParameter& parameter);
+  // All drives, or those of these serial numbers: each must be one drive's.
+  StatusCode PickSeveral(const CLIParameter& parameter);
   StatusCode PickByPath(const CLIParameter& parameter);
   StatusCode PickByIdentifier(const CLIParameter& parameter);
   StatusCode PickByAddress(const CLIParameter& parameter);
@@ -113,6 +119,8 @@ class QRKCLI : public CLIParser {
   // Whether the line may do what the option does to a drive's data. A reason against it is
   // printed.
   StatusCode CheckErase(std::size_t features);
+  // Why a line for several drives is not carried out; empty when it may be.
+  std::string_view FindSeveralRefusal() const;
   StatusCode RunFeature(const CLIParameter& parameter);
   StatusCode RunWithoutFeature(int argc);
   StatusCode RunDefaultOption();
@@ -132,6 +140,7 @@ class QRKCLI : public CLIParser {
   bool isSelectionShared_ = false;  // one selection, several drives
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
+  bool isQuiet_ = false;  // results only
   bool hasWarned_ = false;
   std::uint32_t findings_ = 0;
   StatusCode badOutcome_ = Status::Completed;

@@ -218,6 +218,10 @@ constexpr OptionDeclaration kOptions[] = {
 }  // namespace
 }  // namespace Health
 
-extern constexpr FeatureRecord HealthRecord = {.name = "Health", .options = Health::kOptions};
+extern constexpr FeatureRecord HealthRecord = {
+    .name = "Health",
+    .onSeveral = OnSeveral::Together,
+    .options = Health::kOptions,
+};
 
 }  // namespace Morvu
