@@ -1,7 +1,6 @@
 // What QRKCLI does for each option that is no feature.
 
 #include <cerrno>
-#include <ctime>
 #include <optional>
 
 #include "cli/DriveInformation.h"
@@ -13,6 +12,7 @@
 #include "devices/properties/IdentityProperties.h"
 #include "frame/FileHandle.h"
 #include "frame/Logger.h"
+#include "frame/Platform.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
 #include "frame/status/Selection.h"

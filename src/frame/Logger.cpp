@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <ctime>
 #include <mutex>
 #include <utility>
 
 #include "frame/FileHandle.h"
 #include "frame/Files.h"
+#include "frame/Platform.h"
 #include "frame/status/Files.h"
 
 namespace Morvu {
