@@ -16,7 +16,7 @@ namespace Morvu {
 namespace {
 
 constexpr std::string_view kForce = "-force";
-constexpr std::string_view kRecord = "-record";
+constexpr std::string_view kRecord = "-record", kWithPasswords = "-with_passwords";
 
 // The names that a call knows an option's words by, in their order on the line.
 std::vector<std::string_view> GetWordNames(const OptionDeclaration& option) {
@@ -76,7 +76,11 @@ StatusCode TakeArguments(QRKCLI& cli, const OptionDeclaration& option, CallArgum
 StatusCode RunAndRecord(QRKCLI& cli, Face& face, SelectedDrives devices,
                         const std::function<StatusCode()>& run) {
   if (!cli.HasOption(kRecord)) return run();
-  DeviceManagement::RecordingScope recording(devices, cli.GetArgument(kRecord));
+  using DeviceManagement::RecordedData;
+  const bool holdsAll = cli.HasOption(kWithPasswords);
+  DeviceManagement::RecordingScope recording(
+      devices, cli.GetArgument(kRecord),
+      holdsAll ? RecordedData::All : RecordedData::WithoutSecrets);
   if (recording.GetStatus() != Status::Completed) {
     face.Say("Nothing was done: the file for the recording cannot be made.");
     return recording.GetStatus();
@@ -84,6 +88,7 @@ StatusCode RunAndRecord(QRKCLI& cli, Face& face, SelectedDrives devices,
   const auto code = run();
   const bool isWhole = recording.End();
   for (const auto& file : recording.GetFiles()) face.Say("The commands are recorded in " + file);
+  if (holdsAll) face.Warn("Passwords and keys stand in the recording: show it to nobody else.");
   if (!isWhole) face.Warn("The recording could not be written to its end.");
   return code;
 }

@@ -1,7 +1,6 @@
 // What QRKCLI does for each option that is no feature.
 
 #include <cerrno>
-#include <ctime>
 #include <map>
 #include <optional>
 
@@ -15,6 +14,7 @@
 #include "devices/properties/IdentityProperties.h"
 #include "frame/FileHandle.h"
 #include "frame/Logger.h"
+#include "frame/Platform.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
 #include "frame/status/Selection.h"
@@ -31,15 +31,11 @@ constexpr std::int64_t kDescriptionWidth = 70;
 // where none can be made.
 std::string MakeLog() {
   constexpr int kMostOfASecond = 1000;
-  const auto now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char text[64] = "";
-  std::strftime(text, sizeof text, "LOG_%Y-%m-%d_%H-%M-%S", &local);
-  auto name = std::string(text) + ".txt";
+  const auto stem = FormatLocalTime("LOG_%Y-%m-%d_%H-%M-%S");
+  auto name = stem + ".txt";
   for (int number = 2; number <= kMostOfASecond; ++number) {
     if (OpenFile(name, O_WRONLY | O_CREAT | O_EXCL, 0666).IsOpen() || errno != EEXIST) return name;
-    name = std::string(text) + "_" + std::to_string(number) + ".txt";
+    name = stem + "_" + std::to_string(number) + ".txt";
   }
   return name;
 }

@@ -89,11 +89,17 @@ constexpr Lines kPathExamples = {"-drive_path /dev/sg0"};
 constexpr Lines kRecordText = {
     "Records the ATA and SCSI commands of the feature and what came back, a file for each drive "
     "that it "
-    "works on. Passwords are left out. A file that exists stays as it is: the new name gets a "
-    "number."};
+    "works on. Passwords are left out, but with -with_passwords. A file that exists stays as it "
+    "is: "
+    "the new name gets a number."};
 constexpr ArgumentDeclaration kRecordArguments[] = {
     {"[filename]", "(Optional) The file, in XML. Defaults to recording_<date and time>.xml."}};
 constexpr Lines kRecordExamples = {"-drive_index 1 -smart -record smart.xml"};
+constexpr Lines kWithPasswordsText = {
+    "Used with -record: what security commands give a drive, passwords and keys, stands in the "
+    "file as well."};
+constexpr Lines kWithPasswordsExamples = {
+    "-drive_index 1 -secure_erase -record erase.xml -with_passwords"};
 constexpr Lines kForceText = {"Use to bypass all the user prompts."};
 constexpr Lines kForceExamples = {"-drive_index 1 -[Feature_with_prompt] -force"};
 
@@ -151,6 +157,7 @@ std::span<const ToolOption> GetToolOptions() {
       {{"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples,       kAll},     &QRKCLI::PickByPath,       &FindNodesByPath,      false},
       {{kSeveralDrives,  kTexts,   DriveSelection, kSeveralText,    kSeveralArguments, kSeveralExamples,   kAll},     &QRKCLI::PickSeveral},
       {{"-record",       kTexts,   Modifier,       kRecordText,     kRecordArguments, kRecordExamples,     kAny}},
+      {{"-with_passwords", kFlag,  Modifier,       kWithPasswordsText, {},            kWithPasswordsExamples, kAny}},
       {{"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples,      kAny}},
       {{"-quiet",        kFlag,    Modifier,       kQuietText,      {},               kQuietExamples,      kAny}},
       {{"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny}},

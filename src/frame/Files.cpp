@@ -165,6 +165,18 @@ bool SaveBinary(const std::string& path, ByteView bytes, bool append) {
               [&](File& file) { return file.Write(bytes.data(), bytes.size()); });
 }
 
+bool WriteWhole(const FileHandle& file, ByteView bytes, std::uint64_t offset) {
+  while (!bytes.empty()) {
+    const auto count =
+        pwrite64(file.Get(), bytes.data(), bytes.size(), static_cast<off64_t>(offset));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+    offset += static_cast<std::uint64_t>(count);
+  }
+  return true;
+}
+
 std::string DescribeFileError(int error) {
   if (error == ENOTSUP) return "It is a device.";
   return std::generic_category().message(error) + ".";

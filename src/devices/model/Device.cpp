@@ -21,10 +21,10 @@ void Device::StopWorkers() { path_->StopWorkers(); }
 
 bool Device::WorkersIdle() const { return path_->WorkersIdle(); }
 
-bool Device::SetRecording(bool enabled, const std::string& path) {
+bool Device::SetRecording(bool enabled, const std::string& path, RecordedData data) {
   if (enabled == (recorder_ != nullptr)) return true;
   if (enabled) {
-    recorder_ = CommandRecorder::Create(path);
+    recorder_ = CommandRecorder::Create(path, data);
     for (const auto& [name, set] : commandSets_) set->SetRecording(recorder_.get());
     return recorder_ != nullptr;
   }

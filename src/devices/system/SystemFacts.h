@@ -50,7 +50,8 @@ class SystemFacts {
   // Whether the way to the device goes by a USB port.
   std::optional<bool> IsUsb(std::string_view name) const;
   // The serial number that the kernel has read from a drive behind a generic node or an
-  // NVMe node; empty when it knows none. Nothing is sent to the drive.
+  // NVMe node, the one by which the drive is listed; empty when it knows none. Nothing is sent
+  // to the drive.
   std::string FindSerialNumber(std::string_view devicePath) const;
   // The World Wide Name that the kernel has read, of 64 bits; 0 when it knows none.
   std::uint64_t FindWorldWideName(std::string_view devicePath) const;
