@@ -1,5 +1,6 @@
 #include "frame/Files.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -163,6 +164,24 @@ bool SaveFile(const std::string& path, std::string_view text, bool append) {
 bool SaveBinary(const std::string& path, ByteView bytes, bool append) {
   return Save(path, true, append,
               [&](File& file) { return file.Write(bytes.data(), bytes.size()); });
+}
+
+bool PublishFile(const std::string& path, std::string_view text) {
+  constexpr mode_t kForAll = 0644;
+  if (!TakesText(path)) return false;
+  if (!IsReplaceable(path)) {
+    errno = ENOTSUP;
+    return false;
+  }
+  Replacement replacement(path);
+  if (!replacement.IsThere()) return false;
+  const FileHandle file(open(replacement.GetName().c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
+  for (std::size_t at = 0; at < text.size();) {
+    const auto size = write(file.Get(), text.data() + at, text.size() - at);
+    if (size < 0 && errno != EINTR) return false;
+    if (size > 0) at += static_cast<std::size_t>(size);
+  }
+  return fchmod(file.Get(), kForAll) == 0 && fsync(file.Get()) == 0 && replacement.TakePlace();
 }
 
 std::string DescribeFileError(int error) {
