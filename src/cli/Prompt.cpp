@@ -64,9 +64,18 @@ void TakeModifiers(const QRKCLI& cli, CallArguments& arguments) {
   }
 }
 
+}  // namespace
+
+StatusCode TakeArguments(QRKCLI& cli, const OptionDeclaration& option, CallArguments& arguments) {
+  if (!TakeWords(cli, option, arguments)) return option.wrongWords;
+  TakeModifiers(cli, arguments);
+  return Status::ReadyToRun;
+}
+
 // A recording that was wanted and cannot be made refuses the run.
-StatusCode RunRecorded(QRKCLI& cli, Face& face, SelectedDrives devices,
-                       const std::function<StatusCode()>& run) {
+StatusCode RunAndRecord(QRKCLI& cli, Face& face, SelectedDrives devices,
+                        const std::function<StatusCode()>& run) {
+  if (!cli.HasOption(kRecord)) return run();
   using DeviceManagement::RecordedData;
   const bool holdsAll = cli.HasOption(kWithPasswords);
   DeviceManagement::RecordingScope recording(
@@ -83,8 +92,6 @@ StatusCode RunRecorded(QRKCLI& cli, Face& face, SelectedDrives devices,
   if (!isWhole) face.Warn("The recording could not be written to its end.");
   return code;
 }
-
-}  // namespace
 
 Prompt::Prompt(QRKCLI& cli, std::string_view what) : cli_(cli), run_(cli.GetProgress(), what) {}
 
@@ -108,6 +115,8 @@ void Prompt::Warn(std::string_view text) {
 }
 
 void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
+
+void Prompt::NoteFindings(std::uint32_t findings) { cli_.NoteFindings(findings); }
 
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
@@ -157,13 +166,14 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
     devices = devices.first(1);
   }
   CallArguments arguments;
-  if (!TakeWords(cli, option, arguments)) return cli.Finish(option.wrongWords);
-  TakeModifiers(cli, arguments);
+  if (const auto code = TakeArguments(cli, option, arguments); code != Status::ReadyToRun) {
+    return cli.Finish(code);
+  }
   cli.Flush();
   Prompt prompt(cli, option.name.substr(1));
   const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
   const auto run = [&] { return RunHeld(feature, call, [&] { return option.run(call); }); };
-  return prompt.Finish(cli.HasOption(kRecord) ? RunRecorded(cli, prompt, devices, run) : run());
+  return prompt.Finish(RunAndRecord(cli, prompt, devices, run));
 }
 
 }  // namespace Morvu

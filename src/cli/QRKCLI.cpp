@@ -1,18 +1,18 @@
 #include "cli/QRKCLI.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <set>
 
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
+#include "cli/DriveRuns.h"
 #include "cli/EraseGate.h"
 #include "cli/Prompt.h"
+#include "cli/SavedFile.h"
 #include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Drive.h"
-#include "frame/Files.h"
 #include "frame/Logger.h"
 #include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
@@ -63,7 +63,10 @@ QRKCLI::~QRKCLI() {
 }
 
 StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
-  PrintBanner();
+  isQuiet_ = std::any_of(argv + std::min(argc, 1), argv + argc, [](const char* word) {
+    return word != nullptr && word == std::string_view("-quiet");
+  });
+  if (!isQuiet_) PrintBanner();
   parseResult_ = ParseArguments(argc, argv);
 
   // The log begins before anything worth logging happens.
@@ -74,6 +77,10 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   }
   MORVU_LOG(kLogInfo, "runCLI", GetToolName() + " " + JoinArguments(argc, argv));
 
+  if (const auto reason = FindSeveralRefusal(); !reason.empty()) {
+    PrintLine(WrapText(reason));
+    return Finish(Status::InvalidArguments);
+  }
   Scan();
   if (const auto result = HandleOptions(); result != Status::ReadyToRun) return Finish(result);
   if (devices_.empty()) devices_ = adapterManager_->GetDrives();
@@ -94,6 +101,9 @@ void QRKCLI::Warn(std::string_view text) {
 }
 
 StatusCode QRKCLI::GetSideResult() const {
+  if (findings_ != 0) {
+    return StatusCode::FromValue(kFindings + static_cast<std::int32_t>(findings_));
+  }
   if (hasWarned_) return kWarned;
   return badOutcome_ == Status::Completed ? parseResult_ : badOutcome_;
 }
@@ -103,6 +113,7 @@ void QRKCLI::NoteOutcome(StatusCode outcome) {
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {
+  if (isQuiet_ && code == Status::Completed) return code;
   const std::string_view colour = IsGoodEnd(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));
   return code;
@@ -110,27 +121,17 @@ StatusCode QRKCLI::Finish(StatusCode code) {
 
 bool QRKCLI::SaveTable(const ResultTable& table, const std::string& path) {
   Flush();  // the file may be where the output goes
-  const bool isSaved = table.SaveSeparated(path);
-  PrintSaved(path, isSaved ? 0 : errno);
-  return isSaved;
+  return PrintSaved(SaveTableAs(table, path));
 }
 
 bool QRKCLI::SaveBinary(ByteView bytes, const std::string& path) {
   Flush();
-  if (Morvu::SaveBinary(path, bytes, false)) {
-    PrintLine("Successfully saved binary data to: " + path);
-    return true;
-  }
-  const int error = errno;
-  PrintLine("Error: Failed to save binary file. Did you provide a valid filename?");
-  PrintLine("Reason: " + DescribeFileError(error));
-  return false;
+  return PrintSaved(SaveBinaryAs(bytes, path));
 }
 
-void QRKCLI::PrintSaved(const std::string& path, int error) {
-  if (error == 0) return PrintLine("Successfully saved data to: " + path);
-  PrintLine("Failed to save data to: " + path);
-  PrintLine("Reason: " + DescribeFileError(error));
+bool QRKCLI::PrintSaved(const SavedFile& file) {
+  PrintLine(file.told);
+  return file.isSaved;
 }
 
 void QRKCLI::PrintBanner() {
@@ -185,6 +186,29 @@ std::vector<const CLIParameter*> QRKCLI::FindGivenFeatures() const {
   return features;
 }
 
+std::string_view QRKCLI::FindSeveralRefusal() const {
+  if (!HasOption(kSeveralDrives)) return {};
+  for (const auto& parameter : GetParameters()) {
+    const bool isOther = parameter->IsGiven() && parameter->GetName() != kSeveralDrives &&
+                         parameter->GetCategory() == OptionCategory::DriveSelection;
+    if (isOther) return "Error: Nothing was done: -drives stands beside another selection.";
+  }
+  if (parseResult_ != Status::Completed || FindParameter(kSeveralDrives)->CountMentions() > 1) {
+    return "Error: Nothing was done: an option stands twice, or a word of the command line is not "
+           "understood.";
+  }
+  const auto features = FindGivenFeatures();
+  if (features.size() > 1) {
+    return "Error: Nothing was done: several drives take one feature at a time.";
+  }
+  for (const auto* feature : features) {
+    if (handlers_.at(feature).feature->onSeveral != OnSeveral::Refused) continue;
+    return "Error: Nothing was done: an option that erases a drive, changes its settings or starts "
+           "a test of its own needs one drive: select it with -drive_serial.";
+  }
+  return {};
+}
+
 StatusCode QRKCLI::CheckErase(std::size_t features) {
   const bool standsTwice = std::ranges::any_of(
       GetParameters(), [](const auto& parameter) { return parameter->CountMentions() > 1; });
@@ -206,12 +230,19 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
   if (devices_.empty()) return Finish(Status::NoDrivesFound);
-  if (drivePicked_) (void)PrintDriveInformation();
+  // Of several drives each tells its name.
+  if (drivePicked_ && !isQuiet_ && !HasOption(kSeveralDrives)) (void)PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);
   if (handler == handlers_.end() || handler->second.option->run == nullptr) {
     return Finish(Status::InvalidArguments);
   }
-  return RunCLI(*this, *handler->second.feature, *handler->second.option, devices_);
+  const auto& [feature, option] = handler->second;
+  const bool isForEach = feature->onSeveral == OnSeveral::Each ||  // or the line was refused
+                         feature->onSeveral == OnSeveral::AskFirst;
+  if (HasOption(kSeveralDrives) && isForEach) {
+    return RunOnDrives(*this, *feature, *option, devices_);
+  }
+  return RunCLI(*this, *feature, *option, devices_);
 }
 
 StatusCode QRKCLI::RunWithoutFeature(int argc) {

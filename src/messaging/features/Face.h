@@ -30,6 +30,8 @@ class Face {
   // there. A tool that warned does not end with 0.
   virtual void Warn(std::string_view text) = 0;
   virtual void Show(const ResultTable& table) = 0;
+  // What a run that ended well has found, as bits (HealthFinding): a tool ends with them.
+  virtual void NoteFindings(std::uint32_t) {}
   // A figure of the run, for a host: a property of its reply. A person reads it in a line.
   virtual void Report(std::string_view, std::uint64_t) {}
   // The outcome of one drive of several, when it is there. Who tells outcomes has told the

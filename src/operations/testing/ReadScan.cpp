@@ -483,6 +483,7 @@ extern constexpr FeatureRecord ReadScanRecord = {
     .name = "ReadScan",
     .needsDrive = true,
     .isShared = true,
+    .onSeveral = OnSeveral::Each,
     .methods = kMethods,
     .options = kOptions,
 };
