@@ -12,10 +12,7 @@
 namespace Morvu::DeviceManagement {
 
 ByteSpan SlotBuffer::Take(std::size_t size) {
-  if (buffer_ != nullptr && size == size_) {
-    std::ranges::fill(buffer_->Get(), std::uint8_t{0});
-    return buffer_->Get();
-  }
+  if (buffer_ != nullptr && size == size_) return buffer_->Get();
   buffer_.reset();
   try {
     buffer_ = std::make_unique<AlignedBuffer>(size);
@@ -46,6 +43,7 @@ void QueuedCommand::Complete(SlotBuffer& slot) {
   data_ = copy_ != nullptr ? copy_->Get() : slot.Take(size_);
   begin_ = Clock::now();
   const auto code = data_.size() == size_ ? Execute() : StatusCode::FromSystemError(ENOMEM);
+  if (code != Status::Completed && copy_ == nullptr) std::ranges::fill(data_, std::uint8_t{0});
   notification_.result = code;
   notification_.data = data_.data();
   notification_.size = static_cast<std::uint32_t>(data_.size());

@@ -38,7 +38,7 @@ struct TransferNotification {
 // the transfer.
 class SlotBuffer {
  public:
-  // Zeros; what it gave before is gone. Nothing where there is no memory.
+  // Holds what it held before, at first zeros. Nothing where there is no memory.
   ByteSpan Take(std::size_t size);
 
  private:
@@ -50,7 +50,7 @@ class QueuedCommand {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Of data to be written a copy is kept; else the data are zeros, of a slot.
+  // Of data to be written a copy is kept. A read's are a slot's; zeros where it failed.
   QueuedCommand(const TransferNotification& notification, Transfer direction, ByteView data,
                 std::size_t size);
   virtual ~QueuedCommand() = default;
