@@ -64,7 +64,7 @@ class CLIParser {
   // Shows the text in a frame and asks the question. True for a line "y" or "yes", in
   // either case, and nothing else; the end of input counts as no. With `reading` false
   // any line is waited for, and the answer is true.
-  bool Confirm(std::string_view text, std::string_view prompt, bool reading = true);
+  virtual bool Confirm(std::string_view text, std::string_view prompt, bool reading = true);
 
   // The text folded at blanks to 77 visible columns. A longer word stays whole.
   static std::string WrapText(std::string_view text);

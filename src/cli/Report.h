@@ -21,6 +21,10 @@ class Device;
 }
 class CLIParameter;
 
+// Told in the place of an answer.
+inline constexpr std::string_view kNoQuestion =
+    "Nothing was done: beside -json no question is asked. Use -force.";
+
 class Report {
  public:
   // A text of one line or more as its lines, without colours; empty ones are left out.
