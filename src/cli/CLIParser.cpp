@@ -4,6 +4,7 @@
 #include <istream>
 #include <ostream>
 
+#include "cli/NearestOption.h"
 #include "frame/Text.h"
 #include "messaging/ResultTable.h"
 
@@ -148,8 +149,15 @@ int CLIParser::TakeValues(CLIParameter& parameter, int index, int argc, const ch
   return i;
 }
 
-void CLIParser::TellFault(StatusCode, std::string_view text, std::string_view subject) {
+void CLIParser::TellFault(StatusCode code, std::string_view text, std::string_view subject) {
   streams_.out << "ERROR: " << text << subject << '\n';
+  const auto nearest = FindMeant(code, subject);
+  if (!nearest.empty()) streams_.out << "Did you mean " << nearest << "?\n";
+}
+
+std::string CLIParser::FindMeant(StatusCode code, std::string_view word) const {
+  if (code != ParseError::UnknownOption) return {};
+  return FindNearestOption(word, parameters_);
 }
 
 void CLIParser::AddParameter(std::unique_ptr<CLIParameter> parameter) {

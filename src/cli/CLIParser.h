@@ -81,6 +81,8 @@ class CLIParser {
   std::ostream& GetOutput() { return streams_.out; }
   // Tells a fault of the argument line, which ParseArguments returns the last one of.
   virtual void TellFault(StatusCode code, std::string_view text, std::string_view subject);
+  // The option that an unknown one was perhaps meant to be; empty for none.
+  std::string FindMeant(StatusCode code, std::string_view word) const;
 
  private:
   // Takes the values behind the option at `index`; the index behind the last one.

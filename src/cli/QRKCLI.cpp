@@ -149,7 +149,7 @@ bool QRKCLI::Confirm(std::string_view text, std::string_view prompt, bool readin
 
 void QRKCLI::TellFault(StatusCode code, std::string_view text, std::string_view subject) {
   if (report_ == nullptr) return CLIParser::TellFault(code, text, subject);
-  report_->faults.push_back({code, std::string(text).append(subject)});
+  report_->faults.push_back({code, std::string(text).append(subject), FindMeant(code, subject)});
 }
 
 void QRKCLI::Warn(std::string_view text) {

@@ -64,7 +64,9 @@ const Line kLines[] = {
     {{"stray"}, 905, "ERROR: Given parameter not supported: stray\n"},
     {{""}, 905, "ERROR: Given parameter not supported: \n"},
     {{nullptr}, 905, "ERROR: Given parameter not supported: \n"},
-    {{"-FLAG"}, 905, "ERROR: Given parameter not supported: -FLAG\n"},
+    {{"-FLAG"}, 905, "ERROR: Given parameter not supported: -FLAG\nDid you mean -flag?\n"},
+    {{"--nubmer"}, 905, "ERROR: Given parameter not supported: --nubmer\nDid you mean -number?\n"},
+    {{"-nmb"}, 905, "ERROR: Given parameter not supported: -nmb\n"},
     // A negative number looks like an option.
     {{"-number", "-1"},
      905,

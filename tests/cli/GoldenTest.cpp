@@ -262,6 +262,7 @@ const GoldenRun kJsonRuns[] = {
      .arguments = {"-drive_path", "/dev/nvme0n1", "-identify", "-controller"},
      .shape = SpeakBadly},
     {.name = "json_hostile_word", .arguments = {"-\"\xFF\xC3(\x1B"}},
+    {.name = "json_mistyped", .arguments = {"-drive_lsit"}},
     {.name = "json_several", .arguments = {"-drives", "all", "-smart"}},
     {.name = "json_health", .arguments = {"-health"}},
     {.name = "json_read_scan",
