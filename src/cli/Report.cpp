@@ -7,7 +7,8 @@ namespace Morvu {
 void Report::Lines::Add(std::string_view text) {
   for (auto& line : Split(StripMarkup(text), '\n')) {
     while (!line.empty() && line.back() == ' ') line.pop_back();
-    if (!line.empty()) lines_.push_back(std::move(line));
+    const bool isRule = line.find_first_not_of("-=") == line.npos;  // or empty
+    if (!isRule) lines_.push_back(std::move(line));
   }
 }
 

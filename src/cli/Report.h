@@ -27,7 +27,7 @@ inline constexpr std::string_view kNoQuestion =
 
 class Report {
  public:
-  // A text of one line or more as its lines, without colours; empty ones are left out.
+  // A text of one line or more as its lines, without colours; empty ones and rules are left out.
   class Lines {
    public:
     void Add(std::string_view text);
