@@ -24,3 +24,11 @@ write_basic_package_version_file(${PROJECT_NAME}ConfigVersion.cmake
   COMPATIBILITY SameMajorVersion)
 install(FILES ${CMAKE_CURRENT_BINARY_DIR}/${PROJECT_NAME}ConfigVersion.cmake
   DESTINATION ${package_folder})
+
+# The module for Python, for every version of it: nothing in it is compiled.
+set(MORVU_PYTHON_DIR lib/python3/dist-packages CACHE STRING
+  "Where the Python module goes below the prefix; empty for nowhere")
+if(MORVU_PYTHON_DIR)
+  install(DIRECTORY python/morvu DESTINATION ${MORVU_PYTHON_DIR}
+    FILES_MATCHING PATTERN "*.py" PATTERN "py.typed" PATTERN "__pycache__" EXCLUDE)
+endif()

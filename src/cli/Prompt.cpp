@@ -1,12 +1,15 @@
 #include "cli/Prompt.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <vector>
 
 #include "cli/EraseGate.h"
 #include "cli/QRKCLI.h"
+#include "cli/SavedFile.h"
 #include "devices/model/RecordingScope.h"
+#include "frame/Files.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
@@ -136,6 +139,13 @@ bool Prompt::SaveBinary(ByteView bytes, const std::string& path) {
   return isSaved;
 }
 
+bool Prompt::Publish(std::string_view text, const std::string& path) {
+  if (PublishFile(path, text)) return true;
+  Say(SavedFile::Describe(path, errno).told);
+  isUnsaved_ = true;
+  return false;
+}
+
 Answer Prompt::Ask(std::string_view warning, std::string_view question) {
   return cli_.Confirm(warning, question) ? Answer::Yes : Answer::No;
 }
@@ -171,7 +181,11 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
   }
   cli.Flush();
   Prompt prompt(cli, option.name.substr(1));
-  const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
+  const FeatureCall call{.face = prompt,
+                         .devices = devices,
+                         .areChosen = cli.IsDrivePicked(),
+                         .arguments = arguments,
+                         .begin = cli.GetBegin()};
   const auto run = [&] { return RunHeld(feature, call, [&] { return option.run(call); }); };
   return prompt.Finish(RunAndRecord(cli, prompt, devices, run));
 }

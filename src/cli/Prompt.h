@@ -28,6 +28,7 @@ class Prompt : public Face {
   void Tell(StatusCode outcome) override;
   bool Save(const ResultTable& table, const std::string& path) override;
   bool SaveBinary(ByteView bytes, const std::string& path) override;
+  bool Publish(std::string_view text, const std::string& path) override;
   Answer Ask(std::string_view warning, std::string_view question) override;
   bool IsForced() const override;
   void Begin(std::string_view line) override;

@@ -63,9 +63,13 @@ QRKCLI::~QRKCLI() {
 }
 
 StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
-  isQuiet_ = std::any_of(argv + std::min(argc, 1), argv + argc, [](const char* word) {
-    return word != nullptr && word == std::string_view("-quiet");
-  });
+  // Before the line is read: the banner comes first.
+  for (int i = 1; i < argc; ++i) {
+    const auto* parameter = argv[i] == nullptr ? nullptr : FindParameter(argv[i]);
+    const auto handler = handlers_.find(parameter);
+    isForPrograms_ |= handler != handlers_.end() && handler->second.option->isForPrograms;
+    isQuiet_ |= isForPrograms_ || (parameter != nullptr && parameter->GetName() == "-quiet");
+  }
   if (!isQuiet_) PrintBanner();
   parseResult_ = ParseArguments(argc, argv);
 
@@ -161,9 +165,10 @@ void QRKCLI::Scan() {
   const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
     return handlers_.at(feature).feature->destroys;
   });
+  options.letsSleep = options.letsSleep || isForPrograms_;
   const ProgressLine::Run run(GetProgress(), "Looking for drives");
   ScanForSelection(*this, *adapterManager_, options, destroys);
-  Print(DescribeMissingRights(adapterManager_->GetDrives()));
+  if (!isForPrograms_) Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }
 
 StatusCode QRKCLI::HandleOptions() {
@@ -229,7 +234,7 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
 }
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
-  if (devices_.empty()) return Finish(Status::NoDrivesFound);
+  if (devices_.empty() && !isForPrograms_) return Finish(Status::NoDrivesFound);
   // Of several drives each tells its name.
   if (drivePicked_ && !isQuiet_ && !HasOption(kSeveralDrives)) (void)PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);

@@ -2,6 +2,7 @@
 // line names, and runs the Feature that the line asks for.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <span>
@@ -72,6 +73,7 @@ class QRKCLI : public CLIParser {
 
   // A drive was selected on the command line.
   bool IsDrivePicked() const { return drivePicked_; }
+  std::chrono::steady_clock::time_point GetBegin() const { return begin_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
   // The end of one drive of several, whatever the run makes of them all.
@@ -140,7 +142,9 @@ class QRKCLI : public CLIParser {
   bool isSelectionShared_ = false;  // one selection, several drives
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
-  bool isQuiet_ = false;  // results only
+  bool isQuiet_ = false;        // results only
+  bool isForPrograms_ = false;  // the results of an option for programs
+  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   bool hasWarned_ = false;
   std::uint32_t findings_ = 0;
   StatusCode badOutcome_ = Status::Completed;

@@ -65,6 +65,7 @@ void Device::CopyFrom(const Device& other) {
   parent_ = other.parent_;
   keptParent_ = parent_ == nullptr ? nullptr : parent_->weak_from_this().lock();
   options_ = other.options_;
+  isAsleep_ = other.isAsleep_;
   SetPath(other.path_->Clone());
   for (const auto& [name, set] : other.commandSets_) AddCommandSet(set->Clone(properties_, *path_));
   partitions_ = other.partitions_;

@@ -116,6 +116,11 @@ class Device : public std::enable_shared_from_this<Device> {
   std::string GetRecordingFile() const;  // empty while nothing is recorded
 
   void SetOptions(const ScanOptions& options) { options_ = options; }
+  const ScanOptions& GetOptions() const { return options_; }
+
+  // A scan found the drive in standby, and let it sleep.
+  bool IsAsleep() const { return isAsleep_; }
+  void SetAsleep(bool asleep) { isAsleep_ = asleep; }
 
  protected:
   explicit Device(DeviceKind kind);
@@ -131,6 +136,7 @@ class Device : public std::enable_shared_from_this<Device> {
   std::vector<Partition> partitions_;
   DeviceKind kind_;
   ScanOptions options_;
+  bool isAsleep_ = false;
 
  private:
   friend class OneConnectionTest;

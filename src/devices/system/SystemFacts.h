@@ -26,6 +26,7 @@ struct NvmeSpace {
 // A SCSI device as its INQUIRY told it to the kernel; empty where it could not be read.
 struct GenericDevice {
   std::string type;  // SPC-4, table 155
+  std::string vendor;
   std::string model;
   std::string revision;
 };

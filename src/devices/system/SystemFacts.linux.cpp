@@ -150,8 +150,8 @@ std::vector<NvmeSpace> SystemFacts::FindNvmeSpaces() const {
 
 GenericDevice SystemFacts::ReadGenericDevice(std::string_view name) const {
   const KernelFolder device(Path(kGenericClass, name, "/device"));
-  return {device.ReadAttributeOf("type"), device.ReadAttributeOf("model"),
-          device.ReadAttributeOf("rev")};
+  return {device.ReadAttributeOf("type"), device.ReadAttributeOf("vendor"),
+          device.ReadAttributeOf("model"), device.ReadAttributeOf("rev")};
 }
 
 // The controller itself, or the first that reaches a namespace; empty when none is known.
@@ -169,7 +169,10 @@ GenericDevice SystemFacts::ReadController(std::string_view devicePath) const {
   const auto controller = FindController(devicePath);
   if (controller.empty()) return {};
   const KernelFolder folder(Path(kNvmeClass, controller));
-  return {{}, folder.ReadAttributeOf("model"), folder.ReadAttributeOf("firmware_rev")};
+  return {.type = {},
+          .vendor = {},
+          .model = folder.ReadAttributeOf("model"),
+          .revision = folder.ReadAttributeOf("firmware_rev")};
 }
 
 std::optional<bool> SystemFacts::IsUsb(std::string_view name) const {

@@ -42,6 +42,10 @@ class Face {
   // The same of bytes as they are.
   [[nodiscard]] virtual bool SaveBinary(ByteView bytes, const std::string& path) = 0;
 
+  // Makes the text the whole of a file that programs read at any time; of a failure a person is
+  // told.
+  [[nodiscard]] virtual bool Publish(std::string_view, const std::string&) { return false; }
+
   virtual Answer Ask(std::string_view warning, std::string_view question) = 0;
   // Every question was answered with yes beforehand.
   virtual bool IsForced() const = 0;

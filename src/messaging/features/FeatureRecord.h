@@ -66,6 +66,7 @@ struct OptionDeclaration {
   Runner run = nullptr;  // of a feature
   // The end of a line with too few words or too many for the option.
   StatusCode wrongWords = Status::InvalidArguments;
+  bool isForPrograms = false;  // nothing else is printed; sleeping drives sleep; drives may lack
   std::string_view restArgument{};  // in a call: the words behind the declared ones, with blanks
 };
 

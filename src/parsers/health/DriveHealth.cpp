@@ -61,6 +61,10 @@ DriveHealth ReadHealth(Device& device, const SystemFacts& facts) {
     health.access = Access::Volume;
     return health;
   }
+  if (device.IsAsleep()) {
+    health.access = Access::Asleep;
+    return health;
+  }
   const DriveHold hold(device, facts, DriveHold::Kind::Moment);
   if (!hold.IsTaken() || DeviceManagement::IsHeldDrive(device)) {
     health.access = Access::InUse;

@@ -66,10 +66,10 @@ constexpr ParameterRow kParameters[] = {
 };
 // clang-format on
 
-using Page = std::array<std::uint8_t, kPageSize>;
+using LogPage = std::array<std::uint8_t, kPageSize>;
 
 // The page without its header; empty when it did not come, or another one.
-ByteView ReadPage(CommandSet_SCSI& scsi, std::uint8_t page, Page& data) {
+ByteView ReadPage(CommandSet_SCSI& scsi, std::uint8_t page, LogPage& data) {
   constexpr std::uint64_t kCumulative = 1;
   data.fill(0);
   const auto status =
@@ -98,7 +98,7 @@ void TakeParameters(ByteView page, std::uint8_t number, DriveHealth& health) {
 }  // namespace
 
 void Read(CommandSet_SCSI& scsi, DriveHealth& health) {
-  Page list{}, data{};
+  LogPage list{}, data{};
   const auto supported = ReadPage(scsi, 0, list);
   std::uint8_t last = 0;
   for (const auto& row : kParameters) {
