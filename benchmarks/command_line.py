@@ -22,7 +22,7 @@ RUNS = int(os.environ.get("MORVU_BENCH_REPETITIONS", "7"))
 MODEL = "MORVU SSDSC2BB480G4"
 
 # What a run may cost at most, beside its peer's in the same fleet.
-START, SMART_ALONE, LIST, SMART_OF_MANY, TABLE = 2.0, 1.2, 1.5, 1.5, 1.2
+START, SMART_ALONE, LIST, SMART_OF_MANY, TABLE, HEALTH = 2.0, 1.2, 1.5, 1.5, 1.2, 1.0
 # hdparm opens the node that it is given and looks at nothing else, and starts in less time than
 # there is left to 1.2, which is what is wished for.
 IDENTIFY = 2.2
@@ -56,12 +56,12 @@ def measure_both(fleet, ours, peer):
     return [tuple(min(run[i] for run in times) for i in (0, 1)) for times in runs]
 
 
-def show(name, fleet, limit, ours, peer):
+def show(name, fleet, limit, ours, peer, peer_name=None):
     """Prints a row; whether it is within its limit."""
     mine, theirs = measure_both(fleet, [TOOL, *ours], peer)
     ratio = mine[0] / theirs[0]
     over = ratio > limit
-    print(f"{name:<32} {mine[0]:8.1f} {mine[1]:8.1f}   {' '.join(map(os.path.basename, peer)):<22} "
+    print(f"{name:<32} {mine[0]:8.1f} {mine[1]:8.1f}   {peer_name or ' '.join(map(os.path.basename, peer)):<22} "
           f"{theirs[0]:8.1f} {theirs[1]:8.1f}   x{ratio:.2f} of x{limit}"
           f"{' OVER THE LIMIT' if over else ''}", flush=True)
     return not over
@@ -90,6 +90,9 @@ def measure_fleet(fleet, count, smartctl):
         for selector in (["-drive_path", node], ["-drive_serial", f"BTWL{count // 2:04}"]):
             good &= show(f"{selector[0]} ... -smart, of {count}", fleet, SMART_OF_MANY,
                          [*selector, "-smart"], [smartctl, "-A", node])
+        each = "; ".join(f"{smartctl} -A /dev/sg{i}" for i in range(count)) + "; true"
+        good &= show(f"-health, {count} drives", fleet, HEALTH, ["-quiet", "-health"],
+                     ["/bin/sh", "-c", each], f"{count} x smartctl -A")
     return good
 
 

@@ -89,6 +89,9 @@ _@NAME@() {
       '-drive_serial 1')
         _@NAME@_offer $(_@NAME@_serials)
         return ;;
+      '-drives '*)
+        _@NAME@_offer all $(_@NAME@_serials)
+        return ;;
       '-drive_letter 1')
         _@NAME@_offer $(_@NAME@_partitions)
         return ;;

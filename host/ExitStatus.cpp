@@ -27,6 +27,7 @@ constexpr ExitRange kExitRanges[] = {
     {126, 127,    43},  // 43 and 44
     {130, 130,    63},
     {909, 909,   191},  // a warning
+    {912, 927,   208},  // 208 and the bits of what was found
 };
 // clang-format on
 

@@ -26,6 +26,7 @@ FLOORS = {
     "operations/testing": 9,
     "operations/settings": 9,
     "operations/endurance": 9,
+    "parsers/health": 9,
     "parsers/smart": 9,
     "parsers/identify": 9,
     "parsers/nvme": 9,

@@ -241,6 +241,17 @@ std::span<const std::uint8_t> AtaCommand::Take(std::size_t size) {
   return {transaction_.data, size};
 }
 
+namespace {
+
+// In standby a drive answers for itself; its medium and what is kept there wake it.
+bool NeedsToWake(const AtaRow& row, const AtaRegisters& registers) {
+  constexpr std::uint8_t kSmart = 0xB0, kReadLog = 0x2F, kReadLogDma = 0x47;
+  return (row.allowed & kMediaAccess) != 0 || registers.command == kSmart ||
+         registers.command == kReadLog || registers.command == kReadLogDma;
+}
+
+}  // namespace
+
 AtaOutput ExecuteAta(Drive& drive, Transaction& transaction, const AtaRegisters& registers) {
   AtaCommand command(drive, transaction, registers);
   auto& ata = drive.State().ata;
@@ -251,7 +262,10 @@ AtaOutput ExecuteAta(Drive& drive, Transaction& transaction, const AtaRegisters&
       !MayRun(command, *row)) {
     command.Abort();
   } else {
-    if ((row->allowed & kMediaAccess) != 0) ata.powerMode = PowerMode::Active;
+    if (NeedsToWake(*row, registers)) {
+      if (ata.powerMode == PowerMode::Standby) ++ata.wakeUps;
+      ata.powerMode = PowerMode::Active;
+    }
     row->handler(command);
   }
   const bool readsLog = registers.command == 0x2F || registers.command == 0x47;

@@ -80,6 +80,31 @@ void PutSelfTestLog(AtaCommand& command, std::uint8_t* block) {
   block[508] = 1;
 }
 
+// Device Statistics, page by page (ACS-3, 9.5): what the attributes tell as well.
+void PutStatistics(const AtaState& ata, std::uint32_t page, std::uint8_t* block) {
+  const auto raw = [&](std::uint8_t id) -> std::uint64_t {
+    for (const auto& each : ata.attributes) {
+      if (each.id == id) return id == 0xE9 ? 100u - each.value : each.raw;
+    }
+    return 0;
+  };
+  struct Statistic {
+    std::uint32_t page;
+    std::uint8_t offset, attribute;
+    std::uint64_t unit;
+  };
+  constexpr Statistic kStatistics[] = {
+      {1, 16, 0x09, 1}, {1, 24, 0xE1, 65536}, {4, 8, 0xBB, 1}, {5, 8, 0xBE, 1}, {7, 8, 0xE9, 1}};
+  constexpr std::uint64_t kSupportedAndValid = std::uint64_t{0xC0} << 56;
+  block[2] = static_cast<std::uint8_t>(page);
+  for (const auto& each : kStatistics) {
+    if (each.page != page) continue;
+    PutLittle(block + each.offset, raw(each.attribute) * each.unit | kSupportedAndValid);
+  }
+}
+
+constexpr std::uint8_t kStatisticsLog = 0x04;
+
 struct BuiltInLog {
   std::uint8_t address;
   std::uint16_t pages;
@@ -92,6 +117,7 @@ constexpr std::uint16_t kNlogBlocks = 7;
 constexpr BuiltInLog kLogs[] = {
     {0x01, 1, true, false},   // summary error log
     {0x03, 1, false, true},   // extended comprehensive error log
+    {kStatisticsLog, 8, false, true},
     {0x06, 1, true, false},   // self-test log
     {0x07, 1, false, true},   // extended self-test log
     {0x10, 1, false, true},   // queued error log
@@ -106,9 +132,13 @@ constexpr BuiltInLog kLogs[] = {
 };
 // clang-format on
 
-const BuiltInLog* FindLog(std::uint8_t address) {
+bool IsKept(const AtaState& ata, const BuiltInLog& log) {
+  return log.address != kStatisticsLog || ata.hasStatistics;
+}
+
+const BuiltInLog* FindLog(const AtaState& ata, std::uint8_t address) {
   for (const auto& log : kLogs) {
-    if (log.address == address) return &log;
+    if (log.address == address && IsKept(ata, log)) return &log;
   }
   return nullptr;
 }
@@ -121,7 +151,9 @@ std::string FileName(std::uint8_t address) {
 
 void PutDirectory(Drive& drive, std::uint8_t* block) {
   PutLittle<std::uint16_t>(block, 1);
-  for (const auto& log : kLogs) PutLittle(block + 2 * log.address, log.pages);
+  for (const auto& log : kLogs) {
+    if (IsKept(drive.State().ata, log)) PutLittle(block + 2 * log.address, log.pages);
+  }
   for (int address = 1; address < 256; ++address) {
     std::uint64_t size = 0;
     if (!drive.HasLog(FileName(static_cast<std::uint8_t>(address)), &size)) continue;
@@ -211,6 +243,8 @@ void PutBuiltIn(AtaCommand& command, std::uint8_t address, std::uint32_t page,
     case 0xBA:
     case 0xDF:
       return PutNlogBlock(page, block);
+    case kStatisticsLog:
+      return PutStatistics(command.Ata(), page, block);
     case 0xE0:
       return ReadSctStatus(command, {block, kBlock});
     default:
@@ -221,7 +255,7 @@ void PutBuiltIn(AtaCommand& command, std::uint8_t address, std::uint32_t page,
 
 bool IsThere(AtaCommand& command, std::uint8_t address, bool smart) {
   if (address == 0 || command.TheDrive().HasLog(FileName(address))) return true;
-  const auto* log = FindLog(address);
+  const auto* log = FindLog(command.Ata(), address);
   return log != nullptr && (smart ? log->smart : log->general);
 }
 
@@ -237,7 +271,7 @@ bool ReadAtaLog(AtaCommand& command, std::uint8_t address, std::uint32_t page,
            command.TheDrive().ReadLog(FileName(address), offset, into.data(), into.size());
   }
   if (address == 0xE1) return ReadSctData(command, into);
-  const auto* log = FindLog(address);
+  const auto* log = FindLog(command.Ata(), address);
   const std::uint32_t pages = address == 0 ? 1 : log != nullptr ? log->pages : 0;
   for (std::size_t at = 0; at + kBlock <= into.size(); at += kBlock, ++page) {
     if (page >= pages) return false;

@@ -203,7 +203,9 @@ struct AtaState {
   std::uint32_t streamPage, streamBlock;
   std::uint8_t maximumIsSet;    // since the power came: no second SET MAX is taken
   std::uint8_t forgetsMaximum;  // takes a SET MAX well and keeps what was
-  std::uint8_t reserved[6];
+  std::uint16_t wakeUps;        // from standby, by a command
+  std::uint8_t hasStatistics;   // the Device Statistics log (ACS-3, 9.5)
+  std::uint8_t reserved[3];
 };
 
 struct NvmeNamespace {
@@ -262,7 +264,11 @@ struct ScsiState {
   std::uint8_t stopped;
   std::uint8_t descriptorSense;     // D_SENSE of the control mode page
   std::uint8_t blankInquirySerial;  // bytes 36 to 43 of INQUIRY
-  std::uint8_t reserved[5];
+  std::uint8_t predictsFailure;     // 5Dh in the informational exceptions
+  std::uint8_t percentageUsed;
+  std::uint8_t selfTestResult;  // of the last one (SPC-4, 7.3.15); FFh: there was none
+  std::uint8_t mediaErrors;
+  std::uint8_t reserved;
 };
 
 struct DriveState {

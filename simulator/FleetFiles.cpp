@@ -8,6 +8,7 @@
 #include <sstream>
 
 #include "Bytes.h"
+#include "ScsiReplies.h"
 
 namespace Simulator {
 
@@ -266,9 +267,12 @@ bool MakeIdentity(const std::string& folder, const DriveState& state, std::uint6
                                                        : std::string(name))) {
     return false;
   }
+  const auto inquiry = StandardInquiry(state);
+  if (!Write(folder + "/inquiry", std::string(inquiry.begin(), inquiry.end()))) return false;
   if (serial.empty()) return true;
-  const std::string head{'\0', '\x80', '\0', static_cast<char>(serial.size())};
-  return Write(folder + "/vpd_pg80", head + serial);
+  const auto page = UnitSerial(state);
+  const std::string head{'\0', '\x80', '\0', static_cast<char>(page.size())};
+  return Write(folder + "/vpd_pg80", head + page);
 }
 
 // Word 169 of IDENTIFY DEVICE.

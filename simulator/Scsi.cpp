@@ -1,5 +1,6 @@
 // A SCSI disk (SPC-4, SBC-3).
 #include <cstring>
+#include <vector>
 
 #include "Bytes.h"
 #include "Devices.h"
@@ -117,27 +118,69 @@ void FinishDownload(Drive& drive) {
   ++firmware.activations;
 }
 
-// Supported pages, and the temperature page.
-void LogSense(Drive&, Transaction& transaction) {
-  const auto* cdb = transaction.command;
-  std::uint8_t reply[16] = {};
-  std::size_t size = 0;
-  switch (cdb[2] & 0x3F) {
-    case 0x00: {
-      const std::uint8_t pages[] = {0x00, 0x00, 0x00, 0x02, 0x00, 0x0D};
-      std::memcpy(reply, pages, size = sizeof pages);
-      break;
-    }
-    case 0x0D: {
-      const std::uint8_t page[] = {0x0D, 0x00, 0x00, 0x0C, 0,    0, 0x03, 2,
-                                   0,    28,   0,    1,    0x03, 2, 0,    70};
-      std::memcpy(reply, page, size = sizeof page);
-      break;
-    }
-    default:
-      return transaction.Refuse(0x24, 0x00);
+// A log page with its header filled in at the end (SPC-4, 7.3).
+class LogPage {
+ public:
+  explicit LogPage(std::uint8_t page) : bytes_{page, 0, 0, 0} {}
+  void AddParameter(std::uint16_t code, std::uint64_t value, std::size_t width) {
+    const std::uint8_t head[] = {static_cast<std::uint8_t>(code >> 8),
+                                 static_cast<std::uint8_t>(code), 0x03,
+                                 static_cast<std::uint8_t>(width)};
+    bytes_.insert(bytes_.end(), std::begin(head), std::end(head));
+    for (auto left = width; left-- > 0;) AddByte(static_cast<std::uint8_t>(value >> (8 * left)));
   }
-  transaction.Reply(reply, std::min<std::size_t>(size, GetBig(cdb + 7, 2)));
+  void AddByte(std::uint8_t byte) { bytes_.push_back(byte); }
+  const std::vector<std::uint8_t>& Finish() {
+    bytes_[3] = static_cast<std::uint8_t>(bytes_.size() - 4);
+    return bytes_;
+  }
+
+ private:
+  std::vector<std::uint8_t> bytes_;
+};
+
+struct LogPageRow {
+  std::uint8_t page;
+  void (*fill)(const ScsiState& scsi, LogPage& page);
+};
+
+constexpr std::uint64_t kBytesWritten = 123'456'789'000, kMinutes = 1234 * 60;
+
+// clang-format off
+constexpr LogPageRow kLogPages[] = {
+    {0x00, nullptr},  // the list of these
+    {0x02, [](const ScsiState&, LogPage& page) { page.AddParameter(5, kBytesWritten, 8); page.AddParameter(6, 0, 8); }},
+    {0x03, [](const ScsiState& scsi, LogPage& page) { page.AddParameter(6, scsi.mediaErrors, 8); }},
+    {0x0D, [](const ScsiState&, LogPage& page) { page.AddParameter(0, 28, 2); page.AddParameter(1, 70, 2); }},
+    {0x10, [](const ScsiState& scsi, LogPage& page) {
+       // Byte 0: the test's code, short, and its result.
+       const bool isDone = scsi.selfTestResult != 0xFF;
+       page.AddParameter(1, isDone ? std::uint64_t{0x20u | scsi.selfTestResult} << 56 : 0, 8);
+       for (int i = 0; i < 8; ++i) page.AddByte(0);
+     }},
+    {0x11, [](const ScsiState& scsi, LogPage& page) { page.AddParameter(1, scsi.percentageUsed, 4); }},
+    {0x15, [](const ScsiState&, LogPage& page) { page.AddParameter(0, kMinutes << 32, 8); }},
+    {0x2F, [](const ScsiState& scsi, LogPage& page) { page.AddParameter(0, (scsi.predictsFailure ? 0x5D00u : 0u) << 16 | 28u << 8, 4); }},
+};
+// clang-format on
+
+void LogSense(Drive& drive, Transaction& transaction) {
+  const auto* cdb = transaction.command;
+  for (const auto& row : kLogPages) {
+    if (row.page != (cdb[2] & 0x3F)) continue;
+    LogPage page(row.page);
+    if (row.fill != nullptr) {
+      row.fill(drive.State().scsi, page);
+    } else {
+      for (const auto& each : kLogPages) page.AddByte(each.page);
+    }
+    auto bytes = page.Finish();
+    // The value of a self-test's parameter is 16 bytes long.
+    if (row.page == 0x10) bytes[7] = 16;
+    transaction.Reply(bytes.data(), std::min<std::size_t>(bytes.size(), GetBig(cdb + 7, 2)));
+    return;
+  }
+  transaction.Refuse(0x24, 0x00);
 }
 
 struct ScsiRow {
@@ -179,6 +222,8 @@ void ExecuteScsiDrive(Drive& drive, Transaction& transaction) {
 
 void MakeScsi(DriveState& state, const DriveSpec& spec) {
   state.scsi.blankInquirySerial = spec.inquirySerial ? 0 : 1;
+  state.scsi.percentageUsed = 1;
+  state.scsi.selfTestResult = 0xFF;
 }
 
 void PowerCycleScsi(Drive& drive) {

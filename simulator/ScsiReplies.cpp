@@ -7,30 +7,37 @@
 
 namespace Simulator {
 
+std::array<std::uint8_t, 96> StandardInquiry(const DriveState& state) {
+  const bool ata = state.kind == Kind::Ata;
+  const auto firmware = GetText(state.firmware);
+  std::array<std::uint8_t, 96> reply{};
+  reply[0] = state.deviceType;
+  reply[2] = 0x06;  // SPC-4
+  reply[3] = 0x02;
+  reply[4] = 91;
+  reply[7] = 0x02;
+  PutText(&reply[8], 8, ata ? "ATA" : GetText(state.vendor));
+  PutText(&reply[16], 16, GetText(state.model));
+  // The last four characters of a SATA drive's firmware, as Linux shows them.
+  PutText(&reply[32], 4,
+          ata && firmware.size() > 4 ? firmware.substr(firmware.size() - 4) : firmware);
+  if (!ata && !state.scsi.blankInquirySerial) PutText(&reply[36], 8, GetText(state.serial));
+  return reply;
+}
+
+// Drives that have a serial number in their INQUIRY data say more on the page for it.
+std::string UnitSerial(const DriveState& state) {
+  const auto serial = GetText(state.serial);
+  const bool isShort = state.kind == Kind::Ata || state.scsi.blankInquirySerial || serial.empty();
+  return isShort ? serial : serial + "0000C4";
+}
+
 namespace {
 
 // Data for a command whose CDB gives an allocation length.
 void ReplyWithin(Transaction& transaction, const std::uint8_t* reply, std::size_t size,
                  std::size_t allocation) {
   transaction.Reply(reply, std::min(size, allocation));
-}
-
-void PutStandard(std::uint8_t (&reply)[96], const DriveState& state, std::string_view vendor,
-                 std::string_view product, std::string_view revision) {
-  reply[0] = state.deviceType;
-  reply[2] = 0x06;  // SPC-4
-  reply[3] = 0x02;
-  reply[4] = 91;
-  reply[7] = 0x02;
-  PutText(reply + 8, 8, vendor);
-  PutText(reply + 16, 16, product);
-  PutText(reply + 32, 4, revision);
-}
-
-// The last four characters of a SATA drive's firmware, as Linux shows them.
-std::string Revision(const DriveState& state) {
-  const auto firmware = GetText(state.firmware);
-  return firmware.size() > 4 ? firmware.substr(firmware.size() - 4) : firmware;
 }
 
 struct Pages {
@@ -42,7 +49,7 @@ struct Pages {
 std::size_t PutPage(Drive& drive, std::uint8_t page, const Pages& pages,
                     std::uint8_t (&reply)[600]) {
   auto& state = drive.State();
-  const auto serial = GetText(state.serial);
+  const auto serial = UnitSerial(state);
   reply[0] = state.deviceType;
   reply[1] = page;
   switch (page) {
@@ -87,8 +94,7 @@ std::size_t PutPage(Drive& drive, std::uint8_t page, const Pages& pages,
   }
 }
 
-void Inquiry(Drive& drive, Transaction& transaction, const Pages& pages,
-             std::string_view revision) {
+void Inquiry(Drive& drive, Transaction& transaction, const Pages& pages) {
   const auto* cdb = transaction.command;
   const auto allocation = GetBig(cdb + 3, 2);
   if ((cdb[1] & 1) != 0) {
@@ -100,11 +106,8 @@ void Inquiry(Drive& drive, Transaction& transaction, const Pages& pages,
     return ReplyWithin(transaction, reply, size, allocation);
   }
   if (cdb[2] != 0) return transaction.Refuse(0x24, 0x00);
-  std::uint8_t reply[96] = {};
-  PutStandard(reply, drive.State(), pages.vendor, pages.product, revision);
-  const bool hasSerial = drive.State().kind == Kind::Scsi && !drive.State().scsi.blankInquirySerial;
-  if (hasSerial) PutText(reply + 36, 8, GetText(drive.State().serial));
-  ReplyWithin(transaction, reply, sizeof reply, allocation);
+  const auto reply = StandardInquiry(drive.State());
+  ReplyWithin(transaction, reply.data(), reply.size(), allocation);
 }
 
 constexpr std::uint8_t kAtaPages[] = {0x00, 0x80, 0x83, 0x89, 0xB1};
@@ -114,15 +117,13 @@ constexpr std::uint8_t kScsiPages[] = {0x00, 0x80, 0x83, 0xB1};
 
 void ReplyAtaInquiry(Drive& drive, Transaction& transaction) {
   const auto model = GetText(drive.State().model);
-  Inquiry(drive, transaction, {"ATA", model, kAtaPages, std::size(kAtaPages)},
-          Revision(drive.State()));
+  Inquiry(drive, transaction, {"ATA", model, kAtaPages, std::size(kAtaPages)});
 }
 
 void ReplyScsiInquiry(Drive& drive, Transaction& transaction) {
   const auto model = GetText(drive.State().model);
   const auto vendor = GetText(drive.State().vendor);
-  Inquiry(drive, transaction, {vendor, model, kScsiPages, std::size(kScsiPages)},
-          GetText(drive.State().firmware));
+  Inquiry(drive, transaction, {vendor, model, kScsiPages, std::size(kScsiPages)});
 }
 
 void ReplyRequestSense(Transaction& transaction) {

@@ -1,12 +1,15 @@
 #include "cli/Prompt.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <functional>
 #include <vector>
 
 #include "cli/EraseGate.h"
 #include "cli/QRKCLI.h"
+#include "cli/SavedFile.h"
 #include "devices/model/RecordingScope.h"
+#include "frame/Files.h"
 #include "frame/Logger.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
@@ -16,7 +19,7 @@ namespace Morvu {
 namespace {
 
 constexpr std::string_view kForce = "-force";
-constexpr std::string_view kRecord = "-record";
+constexpr std::string_view kRecord = "-record", kWithPasswords = "-with_passwords";
 
 // The names that a call knows an option's words by, in their order on the line.
 std::vector<std::string_view> GetWordNames(const OptionDeclaration& option) {
@@ -64,10 +67,23 @@ void TakeModifiers(const QRKCLI& cli, CallArguments& arguments) {
   }
 }
 
+}  // namespace
+
+StatusCode TakeArguments(QRKCLI& cli, const OptionDeclaration& option, CallArguments& arguments) {
+  if (!TakeWords(cli, option, arguments)) return option.wrongWords;
+  TakeModifiers(cli, arguments);
+  return Status::ReadyToRun;
+}
+
 // A recording that was wanted and cannot be made refuses the run.
-StatusCode RunRecorded(QRKCLI& cli, Face& face, SelectedDrives devices,
-                       const std::function<StatusCode()>& run) {
-  DeviceManagement::RecordingScope recording(devices, cli.GetArgument(kRecord));
+StatusCode RunAndRecord(QRKCLI& cli, Face& face, SelectedDrives devices,
+                        const std::function<StatusCode()>& run) {
+  if (!cli.HasOption(kRecord)) return run();
+  using DeviceManagement::RecordedData;
+  const bool holdsAll = cli.HasOption(kWithPasswords);
+  DeviceManagement::RecordingScope recording(
+      devices, cli.GetArgument(kRecord),
+      holdsAll ? RecordedData::All : RecordedData::WithoutSecrets);
   if (recording.GetStatus() != Status::Completed) {
     face.Say("Nothing was done: the file for the recording cannot be made.");
     return recording.GetStatus();
@@ -75,11 +91,10 @@ StatusCode RunRecorded(QRKCLI& cli, Face& face, SelectedDrives devices,
   const auto code = run();
   const bool isWhole = recording.End();
   for (const auto& file : recording.GetFiles()) face.Say("The commands are recorded in " + file);
+  if (holdsAll) face.Warn("Passwords and keys stand in the recording: show it to nobody else.");
   if (!isWhole) face.Warn("The recording could not be written to its end.");
   return code;
 }
-
-}  // namespace
 
 Prompt::Prompt(QRKCLI& cli, std::string_view what) : cli_(cli), run_(cli.GetProgress(), what) {}
 
@@ -104,6 +119,8 @@ void Prompt::Warn(std::string_view text) {
 
 void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
 
+void Prompt::NoteFindings(std::uint32_t findings) { cli_.NoteFindings(findings); }
+
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
   (void)cli_.Finish(outcome);
@@ -120,6 +137,13 @@ bool Prompt::SaveBinary(ByteView bytes, const std::string& path) {
   const bool isSaved = cli_.SaveBinary(bytes, path);
   isUnsaved_ = isUnsaved_ || !isSaved;
   return isSaved;
+}
+
+bool Prompt::Publish(std::string_view text, const std::string& path) {
+  if (PublishFile(path, text)) return true;
+  Say(SavedFile::Describe(path, errno).told);
+  isUnsaved_ = true;
+  return false;
 }
 
 Answer Prompt::Ask(std::string_view warning, std::string_view question) {
@@ -152,13 +176,18 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
     devices = devices.first(1);
   }
   CallArguments arguments;
-  if (!TakeWords(cli, option, arguments)) return cli.Finish(option.wrongWords);
-  TakeModifiers(cli, arguments);
+  if (const auto code = TakeArguments(cli, option, arguments); code != Status::ReadyToRun) {
+    return cli.Finish(code);
+  }
   cli.Flush();
   Prompt prompt(cli, option.name.substr(1));
-  const FeatureCall call{prompt, devices, cli.IsDrivePicked(), arguments};
+  const FeatureCall call{.face = prompt,
+                         .devices = devices,
+                         .areChosen = cli.IsDrivePicked(),
+                         .arguments = arguments,
+                         .begin = cli.GetBegin()};
   const auto run = [&] { return RunHeld(feature, call, [&] { return option.run(call); }); };
-  return prompt.Finish(cli.HasOption(kRecord) ? RunRecorded(cli, prompt, devices, run) : run());
+  return prompt.Finish(RunAndRecord(cli, prompt, devices, run));
 }
 
 }  // namespace Morvu

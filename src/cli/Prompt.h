@@ -1,6 +1,7 @@
 // A feature at the prompt: the way from a command line into a family.
 #pragma once
 
+#include <functional>
 #include <span>
 
 #include "cli/ProgressLine.h"
@@ -23,9 +24,11 @@ class Prompt : public Face {
   void Say(std::string_view line = {}) override;
   void Warn(std::string_view text) override;
   void Show(const ResultTable& table) override;
+  void NoteFindings(std::uint32_t findings) override;
   void Tell(StatusCode outcome) override;
   bool Save(const ResultTable& table, const std::string& path) override;
   bool SaveBinary(ByteView bytes, const std::string& path) override;
+  bool Publish(std::string_view text, const std::string& path) override;
   Answer Ask(std::string_view warning, std::string_view question) override;
   bool IsForced() const override;
   void Begin(std::string_view line) override;
@@ -60,5 +63,12 @@ class Prompt : public Face {
 // without a drive that the family needs, and for more words than the option has.
 StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclaration& option,
                   SelectedDrives devices);
+
+// Fills the option's arguments with its words and the line's modifiers. Not 1 when they are wrong:
+// a line was printed, and the run ends with the code.
+StatusCode TakeArguments(QRKCLI& cli, const OptionDeclaration& option, CallArguments& arguments);
+// Runs, and records the devices' commands where the line asks for that.
+StatusCode RunAndRecord(QRKCLI& cli, Face& face, SelectedDrives devices,
+                        const std::function<StatusCode()>& run);
 
 }  // namespace Morvu

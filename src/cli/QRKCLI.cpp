@@ -1,18 +1,18 @@
 #include "cli/QRKCLI.h"
 
 #include <algorithm>
-#include <cerrno>
 #include <set>
 
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
+#include "cli/DriveRuns.h"
 #include "cli/EraseGate.h"
 #include "cli/Prompt.h"
+#include "cli/SavedFile.h"
 #include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Drive.h"
-#include "frame/Files.h"
 #include "frame/Logger.h"
 #include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
@@ -63,7 +63,14 @@ QRKCLI::~QRKCLI() {
 }
 
 StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
-  PrintBanner();
+  // Before the line is read: the banner comes first.
+  for (int i = 1; i < argc; ++i) {
+    const auto* parameter = argv[i] == nullptr ? nullptr : FindParameter(argv[i]);
+    const auto handler = handlers_.find(parameter);
+    isForPrograms_ |= handler != handlers_.end() && handler->second.option->isForPrograms;
+    isQuiet_ |= isForPrograms_ || (parameter != nullptr && parameter->GetName() == "-quiet");
+  }
+  if (!isQuiet_) PrintBanner();
   parseResult_ = ParseArguments(argc, argv);
 
   // The log begins before anything worth logging happens.
@@ -74,6 +81,10 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   }
   MORVU_LOG(kLogInfo, "runCLI", GetToolName() + " " + JoinArguments(argc, argv));
 
+  if (const auto reason = FindSeveralRefusal(); !reason.empty()) {
+    PrintLine(WrapText(reason));
+    return Finish(Status::InvalidArguments);
+  }
   Scan();
   if (const auto result = HandleOptions(); result != Status::ReadyToRun) return Finish(result);
   if (devices_.empty()) devices_ = adapterManager_->GetDrives();
@@ -94,6 +105,9 @@ void QRKCLI::Warn(std::string_view text) {
 }
 
 StatusCode QRKCLI::GetSideResult() const {
+  if (findings_ != 0) {
+    return StatusCode::FromValue(kFindings + static_cast<std::int32_t>(findings_));
+  }
   if (hasWarned_) return kWarned;
   return badOutcome_ == Status::Completed ? parseResult_ : badOutcome_;
 }
@@ -103,6 +117,7 @@ void QRKCLI::NoteOutcome(StatusCode outcome) {
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {
+  if (isQuiet_ && code == Status::Completed) return code;
   const std::string_view colour = IsGoodEnd(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));
   return code;
@@ -110,27 +125,17 @@ StatusCode QRKCLI::Finish(StatusCode code) {
 
 bool QRKCLI::SaveTable(const ResultTable& table, const std::string& path) {
   Flush();  // the file may be where the output goes
-  const bool isSaved = table.SaveSeparated(path);
-  PrintSaved(path, isSaved ? 0 : errno);
-  return isSaved;
+  return PrintSaved(SaveTableAs(table, path));
 }
 
 bool QRKCLI::SaveBinary(ByteView bytes, const std::string& path) {
   Flush();
-  if (Morvu::SaveBinary(path, bytes, false)) {
-    PrintLine("Successfully saved binary data to: " + path);
-    return true;
-  }
-  const int error = errno;
-  PrintLine("Error: Failed to save binary file. Did you provide a valid filename?");
-  PrintLine("Reason: " + DescribeFileError(error));
-  return false;
+  return PrintSaved(SaveBinaryAs(bytes, path));
 }
 
-void QRKCLI::PrintSaved(const std::string& path, int error) {
-  if (error == 0) return PrintLine("Successfully saved data to: " + path);
-  PrintLine("Failed to save data to: " + path);
-  PrintLine("Reason: " + DescribeFileError(error));
+bool QRKCLI::PrintSaved(const SavedFile& file) {
+  PrintLine(file.told);
+  return file.isSaved;
 }
 
 void QRKCLI::PrintBanner() {
@@ -160,9 +165,10 @@ void QRKCLI::Scan() {
   const bool destroys = std::ranges::any_of(FindGivenFeatures(), [&](const auto* feature) {
     return handlers_.at(feature).feature->destroys;
   });
+  options.letsSleep = options.letsSleep || isForPrograms_;
   const ProgressLine::Run run(GetProgress(), "Looking for drives");
   ScanForSelection(*this, *adapterManager_, options, destroys);
-  Print(DescribeMissingRights(adapterManager_->GetDrives()));
+  if (!isForPrograms_) Print(DescribeMissingRights(adapterManager_->GetDrives()));
 }
 
 StatusCode QRKCLI::HandleOptions() {
@@ -185,6 +191,29 @@ std::vector<const CLIParameter*> QRKCLI::FindGivenFeatures() const {
   return features;
 }
 
+std::string_view QRKCLI::FindSeveralRefusal() const {
+  if (!HasOption(kSeveralDrives)) return {};
+  for (const auto& parameter : GetParameters()) {
+    const bool isOther = parameter->IsGiven() && parameter->GetName() != kSeveralDrives &&
+                         parameter->GetCategory() == OptionCategory::DriveSelection;
+    if (isOther) return "Error: Nothing was done: -drives stands beside another selection.";
+  }
+  if (parseResult_ != Status::Completed || FindParameter(kSeveralDrives)->CountMentions() > 1) {
+    return "Error: Nothing was done: an option stands twice, or a word of the command line is not "
+           "understood.";
+  }
+  const auto features = FindGivenFeatures();
+  if (features.size() > 1) {
+    return "Error: Nothing was done: several drives take one feature at a time.";
+  }
+  for (const auto* feature : features) {
+    if (handlers_.at(feature).feature->onSeveral != OnSeveral::Refused) continue;
+    return "Error: Nothing was done: an option that erases a drive, changes its settings or starts "
+           "a test of its own needs one drive: select it with -drive_serial.";
+  }
+  return {};
+}
+
 StatusCode QRKCLI::CheckErase(std::size_t features) {
   const bool standsTwice = std::ranges::any_of(
       GetParameters(), [](const auto& parameter) { return parameter->CountMentions() > 1; });
@@ -205,13 +234,20 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
 }
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
-  if (devices_.empty()) return Finish(Status::NoDrivesFound);
-  if (drivePicked_) (void)PrintDriveInformation();
+  if (devices_.empty() && !isForPrograms_) return Finish(Status::NoDrivesFound);
+  // Of several drives each tells its name.
+  if (drivePicked_ && !isQuiet_ && !HasOption(kSeveralDrives)) (void)PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);
   if (handler == handlers_.end() || handler->second.option->run == nullptr) {
     return Finish(Status::InvalidArguments);
   }
-  return RunCLI(*this, *handler->second.feature, *handler->second.option, devices_);
+  const auto& [feature, option] = handler->second;
+  const bool isForEach = feature->onSeveral == OnSeveral::Each ||  // or the line was refused
+                         feature->onSeveral == OnSeveral::AskFirst;
+  if (HasOption(kSeveralDrives) && isForEach) {
+    return RunOnDrives(*this, *feature, *option, devices_);
+  }
+  return RunCLI(*this, *feature, *option, devices_);
 }
 
 StatusCode QRKCLI::RunWithoutFeature(int argc) {

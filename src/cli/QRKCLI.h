@@ -2,6 +2,7 @@
 // line names, and runs the Feature that the line asks for.
 #pragma once
 
+#include <chrono>
 #include <map>
 #include <memory>
 #include <span>
@@ -21,13 +22,21 @@ class Device;
 }  // namespace DeviceManagement
 
 class ResultTable;
+struct SavedFile;
 struct ToolOption;
+
+// The option that selects several drives, and what stands for all of them.
+inline constexpr std::string_view kSeveralDrives = "-drives";
+inline constexpr std::string_view kAllDrives = "all";
 
 // A status that tells of a good end: 0, and 18.
 bool IsGoodEnd(StatusCode code);
 
 // The side result of a run that warned: it may have ended well, and left something undone.
 inline constexpr StatusCode kWarned = 909;
+// The side result of a run that has found something: this, and the findings' bits added to it.
+inline constexpr std::int32_t kFindings = 912;
+inline constexpr std::uint32_t kAllFindings = 0xF;
 
 // What a host tells about itself.
 struct ToolConfig {
@@ -64,12 +73,14 @@ class QRKCLI : public CLIParser {
 
   // A drive was selected on the command line.
   bool IsDrivePicked() const { return drivePicked_; }
+  std::chrono::steady_clock::time_point GetBegin() const { return begin_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
   // The end of one drive of several, whatever the run makes of them all.
   void NoteOutcome(StatusCode outcome);
-  // What the run's own status does not tell: a warning, the first drive whose end was bad, or a
-  // fault of the argument line; 0 for nothing.
+  void NoteFindings(std::uint32_t findings) { findings_ |= findings & kAllFindings; }
+  // What the run's own status does not tell: findings, a warning, the first drive whose end was
+  // bad, or a fault of the argument line; 0 for nothing.
   StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
@@ -78,8 +89,7 @@ class QRKCLI : public CLIParser {
   friend std::span<const ToolOption> GetToolOptions();
 
   void PrintBanner();
-  // `error` is an errno, 0 for none.
-  void PrintSaved(const std::string& path, int error);
+  bool PrintSaved(const SavedFile& file);  // whether it is
   void Scan();
   // What the given options want, the drives when none has a say.
   OptionScan GetWantedScan() const;
@@ -94,6 +104,8 @@ class QRKCLI : public CLIParser {
   StatusCode PickByIndex(const CLIParameter& parameter);
   StatusCode PickByLetter(const CLIParameter& parameter);
   StatusCode PickBySerial(const CLIParameter& parameter);
+  // All drives, or those of these serial numbers: each must be one drive's.
+  StatusCode PickSeveral(const CLIParameter& parameter);
   StatusCode PickByPath(const CLIParameter& parameter);
   StatusCode PickByIdentifier(const CLIParameter& parameter);
   StatusCode PickByAddress(const CLIParameter& parameter);
@@ -109,6 +121,8 @@ class QRKCLI : public CLIParser {
   // Whether the line may do what the option does to a drive's data. A reason against it is
   // printed.
   StatusCode CheckErase(std::size_t features);
+  // Why a line for several drives is not carried out; empty when it may be.
+  std::string_view FindSeveralRefusal() const;
   StatusCode RunFeature(const CLIParameter& parameter);
   StatusCode RunWithoutFeature(int argc);
   StatusCode RunDefaultOption();
@@ -128,7 +142,11 @@ class QRKCLI : public CLIParser {
   bool isSelectionShared_ = false;  // one selection, several drives
   bool onlyModifiers_ = true;
   bool isLogging_ = false;
+  bool isQuiet_ = false;        // results only
+  bool isForPrograms_ = false;  // the results of an option for programs
+  std::chrono::steady_clock::time_point begin_ = std::chrono::steady_clock::now();
   bool hasWarned_ = false;
+  std::uint32_t findings_ = 0;
   StatusCode badOutcome_ = Status::Completed;
   StatusCode parseResult_ = Status::Completed;
 };

@@ -1,11 +1,12 @@
 // What QRKCLI does for each option that is no feature.
 
 #include <cerrno>
-#include <ctime>
+#include <map>
 #include <optional>
 
 #include "cli/DriveInformation.h"
 #include "cli/QRKCLI.h"
+#include "cli/SavedFile.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/properties/AdapterProperties.h"
@@ -13,6 +14,7 @@
 #include "devices/properties/IdentityProperties.h"
 #include "frame/FileHandle.h"
 #include "frame/Logger.h"
+#include "frame/Platform.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
 #include "frame/status/Selection.h"
@@ -29,15 +31,11 @@ constexpr std::int64_t kDescriptionWidth = 70;
 // where none can be made.
 std::string MakeLog() {
   constexpr int kMostOfASecond = 1000;
-  const auto now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char text[64] = "";
-  std::strftime(text, sizeof text, "LOG_%Y-%m-%d_%H-%M-%S", &local);
-  auto name = std::string(text) + ".txt";
+  const auto stem = FormatLocalTime("LOG_%Y-%m-%d_%H-%M-%S");
+  auto name = stem + ".txt";
   for (int number = 2; number <= kMostOfASecond; ++number) {
     if (OpenFile(name, O_WRONLY | O_CREAT | O_EXCL, 0666).IsOpen() || errno != EEXIST) return name;
-    name = std::string(text) + "_" + std::to_string(number) + ".txt";
+    name = stem + "_" + std::to_string(number) + ".txt";
   }
   return name;
 }
@@ -92,7 +90,7 @@ StatusCode QRKCLI::StartLog(const CLIParameter& parameter) {
   const auto path = parameter.GetValues().empty() ? MakeLog() : FirstValue(parameter);
   // Whoever asks for a log does not want the run without one.
   if (EnableLog(path, kLogAll, false) != Status::Completed) {
-    PrintSaved(path, errno);
+    (void)PrintSaved(SavedFile::Describe(path, errno));
     return Status::FileNotWritten;
   }
   isLogging_ = true;
@@ -159,6 +157,35 @@ StatusCode QRKCLI::PickBySerial(const CLIParameter& parameter) {
   auto* drive = FindDrive(
       [&](const Device& each) { return each.GetString(Properties::SerialNumber) == serial; });
   return Pick(serial.empty() ? nullptr : drive, Status::InvalidDriveSerial);
+}
+
+StatusCode QRKCLI::PickSeveral(const CLIParameter& parameter) {
+  const auto& serials = parameter.GetValues();
+  if (serials.empty()) return Status::InvalidArguments;
+  const bool areAll = serials.size() == 1 && serials.front() == kAllDrives;
+  std::map<std::string_view, std::size_t> found;
+  for (const auto& serial : serials) {
+    if (!found.emplace(serial, 0).second) {
+      PrintLine("Error: Nothing was done: the serial number stands twice: " + serial);
+      return Status::InvalidArguments;
+    }
+  }
+  for (auto* drive : adapterManager_->GetDrives()) {
+    const auto serial = drive->GetString(Properties::SerialNumber);
+    const auto wanted = found.find(serial);
+    if (wanted != found.end()) ++wanted->second;
+    if (areAll || wanted != found.end()) devices_.push_back(drive);
+  }
+  for (const auto& serial : serials) {
+    const auto count = found[serial];
+    if (areAll || count == 1) continue;
+    PrintLine("Error: Nothing was done: " +
+              std::string(count == 0 ? "no drive has" : "several drives have") +
+              " the serial number " + serial);
+    return count == 0 ? Status::InvalidDriveSerial : Status::InvalidArguments;
+  }
+  drivePicked_ = !devices_.empty();
+  return devices_.empty() ? Status::NoDrivesFound : Status::ReadyToRun;
 }
 
 StatusCode QRKCLI::PickByPath(const CLIParameter& parameter) {

@@ -65,6 +65,17 @@ constexpr ArgumentDeclaration kSerialArguments[] = {
      "serial number of each attached drive."}};
 constexpr Lines kSerialExamples = {"-drive_serial BTWL402600K4480QGN"};
 
+constexpr Lines kSeveralText = {
+    "Use to select several drives at once, for features that read or that update firmware. The "
+    "feature runs on all of them side by side; output and result of each drive follow in the order "
+    "of -drive_list, and the exit status tells the worst. A serial number that no drive has, or "
+    "several have, refuses the whole line."};
+constexpr ArgumentDeclaration kSeveralArguments[] = {
+    {"(serial_num | all)",
+     "(Required) Serial numbers of attached drives, with blanks between them, or \"all\"."}};
+constexpr Lines kSeveralExamples = {
+    "-drives all -smart", "-drives BTWL402600K4480QGN CVFT4030004F800CGN -firmware_update"};
+
 constexpr Lines kPathText = {
     "Use to select a specific drive to interact with. Drive selection is made by drive's path. You "
     "must specify a drive for most features to work. If no other parameters are specified then "
@@ -78,13 +89,23 @@ constexpr Lines kPathExamples = {"-drive_path /dev/sg0"};
 constexpr Lines kRecordText = {
     "Records the ATA and SCSI commands of the feature and what came back, a file for each drive "
     "that it "
-    "works on. Passwords are left out. A file that exists stays as it is: the new name gets a "
-    "number."};
+    "works on. Passwords are left out, but with -with_passwords. A file that exists stays as it "
+    "is: "
+    "the new name gets a number."};
 constexpr ArgumentDeclaration kRecordArguments[] = {
     {"[filename]", "(Optional) The file, in XML. Defaults to recording_<date and time>.xml."}};
 constexpr Lines kRecordExamples = {"-drive_index 1 -smart -record smart.xml"};
+constexpr Lines kWithPasswordsText = {
+    "Used with -record: what security commands give a drive, passwords and keys, stands in the "
+    "file as well."};
+constexpr Lines kWithPasswordsExamples = {
+    "-drive_index 1 -secure_erase -record erase.xml -with_passwords"};
 constexpr Lines kForceText = {"Use to bypass all the user prompts."};
 constexpr Lines kForceExamples = {"-drive_index 1 -[Feature_with_prompt] -force"};
+
+constexpr Lines kQuietText = {
+    "Show results only: no banner, no description of the selected drive, no line for a good end."};
+constexpr Lines kQuietExamples = {"-health -quiet"};
 
 constexpr Lines kVolatileText = {
     "Set the volatile option flag for SCT Feature Control. Setting this flag will make the changes "
@@ -134,8 +155,11 @@ std::span<const ToolOption> GetToolOptions() {
       {{"-drive_letter", kText,    DriveSelection, kLetterText,     kLetterArguments, kLetterExamples,     kAll},     &QRKCLI::PickByLetter,     &FindNodesByPartition, false},
       {{"-drive_serial", kText,    DriveSelection, kSerialText,     kSerialArguments, kSerialExamples,     kAll},     &QRKCLI::PickBySerial,     &FindSerialNodes,      true},
       {{"-drive_path",   kText,    DriveSelection, kPathText,       kPathArguments,   kPathExamples,       kAll},     &QRKCLI::PickByPath,       &FindNodesByPath,      false},
+      {{kSeveralDrives,  kTexts,   DriveSelection, kSeveralText,    kSeveralArguments, kSeveralExamples,   kAll},     &QRKCLI::PickSeveral},
       {{"-record",       kTexts,   Modifier,       kRecordText,     kRecordArguments, kRecordExamples,     kAny}},
+      {{"-with_passwords", kFlag,  Modifier,       kWithPasswordsText, {},            kWithPasswordsExamples, kAny}},
       {{"-force",        kFlag,    Modifier,       kForceText,      {},               kForceExamples,      kAny}},
+      {{"-quiet",        kFlag,    Modifier,       kQuietText,      {},               kQuietExamples,      kAny}},
       {{"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny}},
       {{"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples, kAny}},
       {{"-lsi",          kFlag,    Modifier,       kLsiText,        {},               kLsiExamples,        kAny}},

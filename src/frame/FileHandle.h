@@ -29,6 +29,8 @@ class FileHandle {
 
   bool IsOpen() const { return handle_ >= 0; }
   int Get() const { return handle_; }
+  // Whoever calls owns it from here on.
+  [[nodiscard]] int Release() { return std::exchange(handle_, -1); }
 
  private:
   int handle_ = -1;

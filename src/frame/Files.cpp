@@ -1,5 +1,6 @@
 #include "frame/Files.h"
 
+#include <fcntl.h>
 #include <stdlib.h>
 #include <sys/stat.h>
 #include <sys/sysmacros.h>
@@ -163,6 +164,33 @@ bool SaveFile(const std::string& path, std::string_view text, bool append) {
 bool SaveBinary(const std::string& path, ByteView bytes, bool append) {
   return Save(path, true, append,
               [&](File& file) { return file.Write(bytes.data(), bytes.size()); });
+}
+
+bool WriteWhole(const FileHandle& file, ByteView bytes, std::uint64_t offset) {
+  while (!bytes.empty()) {
+    const auto count =
+        pwrite64(file.Get(), bytes.data(), bytes.size(), static_cast<off64_t>(offset));
+    if (count < 0 && errno == EINTR) continue;
+    if (count <= 0) return false;
+    bytes = bytes.subspan(static_cast<std::size_t>(count));
+    offset += static_cast<std::uint64_t>(count);
+  }
+  return true;
+}
+
+bool PublishFile(const std::string& path, std::string_view text) {
+  constexpr mode_t kForAll = 0644;
+  if (!TakesText(path)) return false;
+  if (!IsReplaceable(path)) {
+    errno = ENOTSUP;
+    return false;
+  }
+  Replacement replacement(path);
+  if (!replacement.IsThere()) return false;
+  const FileHandle file(open(replacement.GetName().c_str(), O_WRONLY | O_CLOEXEC | O_NOFOLLOW));
+  const ByteView bytes(reinterpret_cast<const std::uint8_t*>(text.data()), text.size());
+  return WriteWhole(file, bytes, 0) && fchmod(file.Get(), kForAll) == 0 && fsync(file.Get()) == 0 &&
+         replacement.TakePlace();
 }
 
 std::string DescribeFileError(int error) {

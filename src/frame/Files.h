@@ -8,6 +8,7 @@
 #include <vector>
 
 #include "frame/Bytes.h"
+#include "frame/FileHandle.h"
 
 namespace Morvu {
 
@@ -22,6 +23,13 @@ bool TakesText(const std::string& path);
 [[nodiscard]] bool SaveFile(const std::string& path, std::string_view text, bool append);
 // Writes exactly these bytes.
 [[nodiscard]] bool SaveBinary(const std::string& path, ByteView bytes, bool append);
+
+// Writes exactly these bytes from an offset on, however often the system takes but a part.
+[[nodiscard]] bool WriteWhole(const FileHandle& file, ByteView bytes, std::uint64_t offset);
+
+// Makes the text the whole of a regular file that all may read (0644), for readers at any time: it
+// is on the disk before it takes the old one's place.
+[[nodiscard]] bool PublishFile(const std::string& path, std::string_view text);
 
 // What an errno of these says, as a sentence for a person.
 std::string DescribeFileError(int error);

@@ -8,12 +8,12 @@
 #include <algorithm>
 #include <atomic>
 #include <cerrno>
-#include <ctime>
 #include <mutex>
 #include <utility>
 
 #include "frame/FileHandle.h"
 #include "frame/Files.h"
+#include "frame/Platform.h"
 #include "frame/status/Files.h"
 
 namespace Morvu {
@@ -32,14 +32,6 @@ CurrentLog& TheLog() {
 }
 std::atomic<bool> hasLogger = false;
 std::atomic<std::uint32_t> logLevel = 0;
-
-std::string LocalTime() {
-  const std::time_t now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  char text[16];
-  return std::string(text, std::strftime(text, sizeof text, "%H:%M:%S:00", &local));
-}
 
 // The open file of a log.
 class LogFile {
@@ -127,7 +119,7 @@ void Log(std::string_view file, std::string_view function, std::int32_t line, st
   const auto logger = GetLogger();
   if (!logger) return;
   LogRecord record;
-  record.time = LocalTime();
+  record.time = FormatLocalTime("%H:%M:%S:00");
   record.file = file;
   record.function = function;
   record.line = line;

@@ -9,6 +9,7 @@
 #include <cerrno>
 #include <cstdio>
 #include <cstdlib>
+#include <ctime>
 
 namespace Morvu {
 
@@ -65,6 +66,14 @@ bool RunCommand(const std::string& command, std::vector<std::string>& lines) {
 
 void RunSystem(const std::string& command) {
   [[maybe_unused]] const int unexamined = system(WithSettings(command).c_str());
+}
+
+std::string FormatLocalTime(const char* form) {
+  const auto now = std::time(nullptr);
+  std::tm local{};
+  localtime_r(&now, &local);
+  char text[64];
+  return std::string(text, std::strftime(text, sizeof text, form, &local));
 }
 
 void SleepFor(std::chrono::milliseconds time) {

@@ -27,6 +27,9 @@ void RunSystem(const std::string& command);
 // The directory of the running program with its last "/"; empty on failure.
 std::string GetExecutableDirectory();
 
+// The local time of now in a form of strftime(3), of at most 63 characters.
+std::string FormatLocalTime(const char* form);
+
 // Lets time pass for the calling thread: the waits of operations on drives.
 void SleepFor(std::chrono::milliseconds time);
 

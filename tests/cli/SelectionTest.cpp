@@ -31,6 +31,7 @@ class SelectionTest : public testing::Test {
   SimulatedDrive sata_ = fleet_.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
   SimulatedDrive nvme_ = fleet_.Add({.kind = Kind::Nvme, .serial = "NVME1"});
   SimulatedDrive two_ = fleet_.Add({.kind = Kind::Nvme, .serial = "NVME2", .namespaces = 2});
+  SimulatedDrive sas_ = fleet_.Add({.kind = Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1"});
 };
 
 struct SelectionCase {
@@ -45,7 +46,7 @@ class OneDriveTest : public SelectionTest, public testing::WithParamInterface<Se
 TEST_P(OneDriveTest, IsAskedAlone) {
   const auto outcome = RunToolLine(GetParam().words);
   EXPECT_EQ(!GetParam().path.empty(), outcome.code == 0) << outcome.output;
-  for (auto* drive : {&foreign_, &sata_, &nvme_, &two_}) {
+  for (auto* drive : {&foreign_, &sata_, &nvme_, &two_, &sas_}) {
     const bool isShown = outcome.output.find(drive->Node() + " ") != std::string::npos;
     EXPECT_EQ(drive->Node() == GetParam().path, isShown) << drive->Node();
     if (!GetParam().asksOthers && !isShown) {
@@ -65,6 +66,7 @@ INSTANTIATE_TEST_SUITE_P(
                     SelectionCase{"NoSuchPath", {"-drive_path", "/dev/sg9"}, ""},
                     SelectionCase{"Serial", {"-drive_serial", "SATA1"}, "/dev/sg1"},
                     SelectionCase{"NvmeSerial", {"-drive_serial", "NVME1"}, "/dev/nvme0n1"},
+                    SelectionCase{"SasSerial", {"-drive_serial", "SAS1"}, "/dev/sg2"},
                     SelectionCase{"NoSuchSerial", {"-drive_serial", "SATA2"}, "", true},
                     SelectionCase{"Index", {"-drive_index", "4"}, "/dev/sg1", true}),
     [](const auto& run) { return run.param.name; });

@@ -92,7 +92,9 @@ TransferNotification Notify() {
   notification.completion = [](TransferNotification* told) {
     if (seen->cleaned <= seen->completed) ++seen->wrong;  // the clean-up comes first
     if (told->result != Status::Completed) ++seen->failed;
-    if (told->result == Status::Completed && told->data[0] != told->reply[0]) ++seen->wrong;
+    const bool isGood = told->result == Status::Completed;
+    // Of a read that failed nothing is shown, least of all what the slot read before.
+    if (told->data[0] != (isGood ? told->reply[0] : 0)) ++seen->wrong;
     ++seen->completed;
     if (seen->stops != nullptr) seen->stops->StopWorkers();
   };

@@ -58,9 +58,9 @@ void Check(const Parser& parser) {
     }
   }
   table.Render();
-  XmlMessaging::Message reply;
-  reply.lists.push_back(parser.ToXml(false));
-  Require(XmlMessaging::Message::Parse(reply.ToText()) != nullptr);
+  // Whatever is printable goes through a document and back: the target of messages shows it, and a
+  // large page would cost twenty times as much here.
+  Require(parser.ToXml(false)->objects.size() <= table.GetRows().size());
 }
 
 }  // namespace

@@ -189,6 +189,7 @@ std::unique_ptr<Message> Progress(JobContext& context) {
   context.services->SetKeepAll(true);
   context.reporter->SetPercent(20);
   Advance(3s);
+  context.reporter->SetDetail("5 MB/s");
   context.reporter->SetPercent(50);
   context.Report(100, FeatureState::Failed, Status::Canceled);
   return context.request->GetAttribute("silent").empty() ? std::make_unique<Message>() : nullptr;
@@ -211,6 +212,9 @@ TEST_F(Jobs, TellTheirProgressWhenAskedTo) {
             told);
   EXPECT_EQ("MorvuJob", posts[0].message->GetAttribute("cimClass"));
   EXPECT_EQ("", posts[2].message->GetAttribute("cimClass"));
+  EXPECT_EQ("", posts[0].message->GetAttribute("detail"));
+  EXPECT_EQ("5 MB/s", posts[1].message->GetAttribute("detail"));
+  EXPECT_EQ("", posts[2].message->GetAttribute("detail"));
 }
 
 TEST_F(Jobs, TellTheirEndByProgressWhenThereIsNoReply) {

@@ -352,6 +352,25 @@ TEST(ReadScan, TellsWhyADriveReadsNothing) {
   EXPECT_THAT(locked.outcome.output, HasSubstr("locked by a password"));
 }
 
+TEST(ReadScan, TellsOfASanitizeInProgress) {
+  for (const auto& spec : {SasSpec(), NvmeSpec()}) {
+    LineScene scene(spec, {"-read_scan", "full"});
+    scene.drive.Inject(Fault::IoctlError(EIO).OnOpcode('R', Simulator::CommandClass::Raw));
+    const bool isSas = spec.kind == Kind::Scsi;
+    for (const bool isSanitizing : {true, false}) {
+      if (!isSanitizing) {
+        scene.drive.ClearFaults();
+        scene.drive.Inject(Fault::IoctlError(EIO).OnOpcode('R', Simulator::CommandClass::Raw));
+      } else if (isSas) {
+        scene.drive.Inject(Fault::ScsiError(0x02, 0x02, 0x04, 0x1B).OnOpcode(0x00));
+      }
+      if (!isSas) scene.drive.SetLog(0x81, {0, 0, static_cast<std::uint8_t>(isSanitizing ? 2 : 1)});
+      EXPECT_EQ(scene.Run(), isSanitizing ? 82 : 3) << spec.serial << scene.outcome.output;
+      EXPECT_EQ(isSanitizing, scene.outcome.output.find("sanitize is in") != std::string::npos);
+    }
+  }
+}
+
 // Sees what others may do while the scan goes on.
 struct Onlooker : SilentReporter {
   explicit Onlooker(MethodScene& made) : scene(made) {}

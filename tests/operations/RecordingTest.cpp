@@ -69,6 +69,23 @@ TEST(Recording, HoldsEachCommandAndNoPassword) {
   EXPECT_TRUE(scene.IsErased());
 }
 
+TEST(Recording, HoldsPasswordsWhereTheyAreAskedFor) {
+  LineScene scene(SataSpec(), {});
+  const auto path = scene.fleet.Folder() + "/record.xml";
+  const auto outcome = RunLine(
+      {"-drive_serial", "BTWL1234", "-secure_erase", "-force", "-record", path, "-with_passwords"});
+  EXPECT_THAT(outcome.output, HasSubstr("Passwords and keys stand in the recording"));
+  const Recording recording(path);
+  ASSERT_NE(recording.message, nullptr);
+  std::size_t passwords = 0;
+  for (const auto& command : recording.GetCommands()) {
+    if (GetProperty(*command, "tf").substr(12, 2) != "F4") continue;
+    ++passwords;
+    EXPECT_EQ(GetProperty(*command, "data").size(), 1024u);
+  }
+  EXPECT_EQ(passwords, 1u);
+}
+
 TEST(Recording, OverwritesNothingAndRefusesWhereItCannotBe) {
   LineScene scene(SataSpec(), {});
   const auto folder = scene.fleet.Folder();
@@ -113,7 +130,7 @@ TEST(Recording, IsTheDevicesAndEndsWithIt) {
 TEST(Recording, EndsWithANoteBeforeItFillsTheDisk) {
   RecordedDrive scene(SataSpec());
   const auto path = scene.fleet.Folder() + "/record.xml";
-  auto recorder = DeviceManagement::CommandRecorder::Create(path, 3000);
+  auto recorder = DeviceManagement::CommandRecorder::Create(path, {}, 3000);
   ASSERT_NE(recorder, nullptr);
   std::array<std::uint8_t, 512> data{};
   const DeviceManagement::TaskFile file{};

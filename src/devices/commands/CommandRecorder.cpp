@@ -1,25 +1,18 @@
 #include "devices/commands/CommandRecorder.h"
 
 #include <algorithm>
-#include <array>
-#include <ctime>
 
 #include "devices/properties/PropertyList.h"
+#include "frame/Files.h"
 #include "frame/Logger.h"
+#include "frame/Platform.h"
 #include "frame/Text.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
 
 // "11-25-2026_19-53-01-00", always as long; local time. No file system minds its characters.
-std::string DateAndTime() {
-  const auto now = std::time(nullptr);
-  std::tm local{};
-  localtime_r(&now, &local);
-  std::array<char, 64> text{};
-  std::strftime(text.data(), text.size(), "%m-%d-%Y_%H-%M-%S-00", &local);
-  return text.data();
-}
+std::string DateAndTime() { return FormatLocalTime("%m-%d-%Y_%H-%M-%S-00"); }
 
 std::string Header(std::string_view begin, std::string_view end) {
   return "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n<Message name=\"Recording\" Begin=\"" +
@@ -39,7 +32,7 @@ bool HoldsSecrets(const Command& command) {
 
 }  // namespace
 
-std::unique_ptr<CommandRecorder> CommandRecorder::Create(const std::string& path,
+std::unique_ptr<CommandRecorder> CommandRecorder::Create(const std::string& path, RecordedData data,
                                                          std::uint64_t mostBytes) {
   constexpr int kMostNumbers = 10'000;
   constexpr int kFlags = O_WRONLY | O_CREAT | O_EXCL | O_NOFOLLOW;
@@ -49,7 +42,7 @@ std::unique_ptr<CommandRecorder> CommandRecorder::Create(const std::string& path
     auto file = OpenFile(name, kFlags, 0600);
     if (file.IsOpen()) {
       return std::unique_ptr<CommandRecorder>(
-          new CommandRecorder(std::move(file), name, mostBytes));
+          new CommandRecorder(std::move(file), name, data, mostBytes));
     }
     if (errno != EEXIST) break;
   }
@@ -57,22 +50,24 @@ std::unique_ptr<CommandRecorder> CommandRecorder::Create(const std::string& path
 }
 
 // The header is as long at the end, when it gets its second date.
-CommandRecorder::CommandRecorder(FileHandle file, std::string path, std::uint64_t mostBytes)
-    : file_(std::move(file)), path_(std::move(path)), mostBytes_(mostBytes), begin_(DateAndTime()) {
+CommandRecorder::CommandRecorder(FileHandle file, std::string path, RecordedData data,
+                                 std::uint64_t mostBytes)
+    : file_(std::move(file)),
+      path_(std::move(path)),
+      data_(data),
+      mostBytes_(mostBytes),
+      begin_(DateAndTime()) {
   Write(Header(begin_, std::string(begin_.size(), '-')));
 }
 
 void CommandRecorder::Write(std::string_view text) {
-  while (!text.empty() && !isFailed_) {
-    const auto count =
-        pwrite64(file_.Get(), text.data(), text.size(), static_cast<off64_t>(written_));
-    if (count > 0) {
-      text.remove_prefix(static_cast<std::size_t>(count));
-      written_ += static_cast<std::uint64_t>(count);
-    } else if (count == 0 || errno != EINTR) {
-      isFailed_ = true;
-      MORVU_LOG(kLogError, "Write", "The recording " + path_ + " could not be written.");
-    }
+  if (isFailed_) return;
+  isFailed_ = !WriteWhole(file_, {reinterpret_cast<const std::uint8_t*>(text.data()), text.size()},
+                          written_);
+  if (isFailed_) {
+    MORVU_LOG(kLogError, "Write", "The recording " + path_ + " could not be written.");
+  } else {
+    written_ += text.size();
   }
 }
 
@@ -95,7 +90,7 @@ void CommandRecorder::Record(std::string_view commandSet, const Command& command
   }
   constexpr std::size_t kBlock = 512;
   const bool isRead = (command.flags & kRead) != 0;
-  const bool isMasked = HoldsSecrets(command);
+  const bool isMasked = data_ == RecordedData::WithoutSecrets && HoldsSecrets(command);
   const bool hasData = !isMasked && (!isRead || isGood) && (command.flags & kNoData) == 0;
   object.SetAttribute("name", "Command");
   object.SetAttribute("CommandSet", commandSet);

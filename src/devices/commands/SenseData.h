@@ -20,6 +20,7 @@ inline constexpr std::uint8_t kTransportParityError = 0x47;
 namespace SenseKey {
 inline constexpr std::uint8_t NoSense = 0x00;
 inline constexpr std::uint8_t RecoveredError = 0x01;
+inline constexpr std::uint8_t NotReady = 0x02;
 inline constexpr std::uint8_t MediumError = 0x03;
 inline constexpr std::uint8_t IllegalRequest = 0x05;
 inline constexpr std::uint8_t UnitAttention = 0x06;
@@ -51,6 +52,10 @@ struct Sense {
     return IsThere() &&
            (IsDeferred() || (key != SenseKey::NoSense && key != SenseKey::RecoveredError &&
                              key != SenseKey::Completed));
+  }
+  // LOGICAL UNIT NOT READY, SANITIZE IN PROGRESS.
+  constexpr bool IsSanitizing() const {
+    return IsThere() && key == SenseKey::NotReady && Is(0x04, 0x1B);
   }
   constexpr bool IsUnitAttention() const { return IsThere() && key == SenseKey::UnitAttention; }
   // The layer knows no such command, or not in this form: no device was asked.

@@ -67,7 +67,7 @@ bool IsOnSameNode(const Device& left, const Device& right) {
 }
 
 void CheckDriver(Device& drive) {
-  if (IsHeldDrive(drive)) return;
+  if (IsHeldDrive(drive) || drive.IsAsleep()) return;
   const auto protocol = drive.GetString(Properties::ProductProtocol);
   const auto check = std::ranges::find(kDriverChecks, protocol, &DriverCheck::productProtocol);
   if (check == std::end(kDriverChecks)) return;

@@ -2,7 +2,9 @@
 
 #include <algorithm>
 
+#include "devices/commands/CommandPath_ATA_SCSI.h"
 #include "devices/commands/CommandPath_NVME.h"
+#include "devices/commands/CommandSet_ATA.h"
 #include "devices/discovery/HeldDrive.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
@@ -64,11 +66,40 @@ void CompleteIdentity(Device& drive, const SystemFacts& facts) {
   if (name != 0) drive.AddProperty(Properties::WWID, name);
 }
 
-void AskGenericDrive(Device& drive, const ScanOptions& options, const SystemFacts& facts) {
+enum class Rest { Awake, Asleep, Unknown };
+
+// CHECK POWER MODE wakes no drive (ACS-3, 7.3). It is the first command: a drive behind the SATA
+// layer is known by the vendor that the layer gives it (SAT-3, 8.1.2).
+Rest AskForRest(const Device& drive, const GenericDevice& shown) {
+  constexpr std::string_view kSataVendor = "ATA";
+  constexpr std::uint8_t kStandbyZ = 0x00, kStandbyY = 0x01;
+  if (shown.vendor != kSataVendor) return Rest::Awake;
+  CommandPath_ATA_SCSI path(drive.GetString(Properties::DevicePath));
+  CommandSet_ATA ata(drive.GetProperties(), path);
+  if (ata.ataCheckPowerMode() != Status::Completed) {
+    // A drive without power management refuses, and is awake.
+    const auto& answer = ata.GetAnswer();
+    const bool isRefused = answer.Has(AtaAnswer::kLow) && (answer.status & AtaStatus::Error) != 0;
+    return isRefused ? Rest::Awake : Rest::Unknown;
+  }
+  const auto mode = static_cast<std::uint8_t>(ata.GetAnswer().count);
+  return mode == kStandbyZ || mode == kStandbyY ? Rest::Asleep : Rest::Awake;
+}
+
+void AskGenericDrive(Device& drive, const GenericDevice& shown, const ScanOptions& options,
+                     const SystemFacts& facts) {
   const DriveHold hold(drive.GetString(Properties::DevicePath), facts, DriveHold::Kind::Moment);
   if (!hold.IsTaken()) {
     drive.SetPath(CreateBasePath(drive.GetProperties(), true));
     return DescribeHeldDrive(drive, facts);
+  }
+  if (options.letsSleep) {
+    drive.SetOptions(options);
+    if (const auto rest = AskForRest(drive, shown); rest != Rest::Awake) {
+      drive.SetPath(CreateBasePath(drive.GetProperties(), true));
+      drive.SetAsleep(rest == Rest::Asleep);
+      return DescribeUnasked(drive, facts);
+    }
   }
   // A drive that does not answer stays in the list, and the user learns of it.
   drive.Initialize();
@@ -144,16 +175,15 @@ std::unique_ptr<Device> MakeNamespaceDrive(const NvmeSpace& space) {
 void Adapter_Generic_Linux::ScanDrives(const ScanOptions& options, const SystemFacts& facts) {
   MORVU_LOG(kLogInfo, "ScanDrives", "Scanning for drives");
   Devices found;
-  for (const auto& candidate : FindGenericCandidates(options, facts)) {
-    found.push_back(MakeGenericDrive(candidate));
-  }
+  const auto candidates = FindGenericCandidates(options, facts);
+  for (const auto& candidate : candidates) found.push_back(MakeGenericDrive(candidate));
   const auto generic = found.size();
   for (const auto& space : FindSpaces(options, facts)) {
     if (auto drive = MakeNamespaceDrive(space)) found.push_back(std::move(drive));
   }
   AskSideBySide(found.size(), [&](std::size_t i) {
     if (i < generic) {
-      AskGenericDrive(*found[i], options, facts);
+      AskGenericDrive(*found[i], candidates[i].device, options, facts);
     } else if (!AskNamespaceDrive(*found[i], options, facts)) {
       found[i].reset();
     }

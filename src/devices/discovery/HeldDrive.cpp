@@ -11,9 +11,8 @@
 
 namespace Morvu::DeviceManagement {
 
-void DescribeHeldDrive(Device& drive, const SystemFacts& facts) {
+void DescribeUnasked(Device& drive, const SystemFacts& facts) {
   const auto path = drive.GetString(Properties::DevicePath);
-  MORVU_LOG(kLogInfo, "DescribeHeldDrive", "Another works on the drive, it is not asked: " + path);
   if (ParseNvmeNode(path)) {
     const auto told = facts.ReadController(path);
     drive.AddProperty(Properties::ModelNumber, told.model);
@@ -22,6 +21,13 @@ void DescribeHeldDrive(Device& drive, const SystemFacts& facts) {
   drive.AddProperty(Properties::SerialNumber, facts.FindSerialNumber(path));
   if (const auto name = facts.FindWorldWideName(path)) drive.AddProperty(Properties::WWID, name);
   ProductDetection(drive.GetProperties()).Merge(drive.GetProperties());
+}
+
+void DescribeHeldDrive(Device& drive, const SystemFacts& facts) {
+  MORVU_LOG(
+      kLogInfo, "DescribeHeldDrive",
+      "Another works on the drive, it is not asked: " + drive.GetString(Properties::DevicePath));
+  DescribeUnasked(drive, facts);
   drive.AddProperty(Properties::DriverCommunicationError, Status::DriveHeld.Value());
 }
 

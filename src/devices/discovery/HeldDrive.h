@@ -11,6 +11,9 @@ namespace Morvu::DeviceManagement {
 // ("DriverCommunicationError" is 180).
 void DescribeHeldDrive(Device& drive, const SystemFacts& facts);
 
+// What the kernel has read of a drive that is not asked now.
+void DescribeUnasked(Device& drive, const SystemFacts& facts);
+
 // What an earlier scan knew of the drive takes the place of the little that the kernel tells;
 // the partitions are what the system shows now.
 void TakeKnown(Device& held, const Device& known);

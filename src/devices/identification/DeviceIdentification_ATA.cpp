@@ -191,7 +191,8 @@ bool DeviceIdentification_ATA::ReadIdentifyData() {
   auto* ata = device_->GetCommandSetAs<CommandSet_ATA>(Protocol::Ata);
   if (ata == nullptr) return false;
   IdentifyData data{};
-  if (!device_->GetBool(Properties::CSMI)) Wake(*ata, data);
+  const bool mayWake = !device_->GetBool(Properties::CSMI) && !device_->GetOptions().letsSleep;
+  if (mayWake) Wake(*ata, data);
   if (ata->ataIdentifyDevice(data) != Status::Completed) return false;
   if (HasWrongChecksum(data)) {
     MORVU_LOG(kLogWarning, "Identify", "The checksum of the identify data is wrong.");

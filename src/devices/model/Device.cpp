@@ -21,10 +21,10 @@ void Device::StopWorkers() { path_->StopWorkers(); }
 
 bool Device::WorkersIdle() const { return path_->WorkersIdle(); }
 
-bool Device::SetRecording(bool enabled, const std::string& path) {
+bool Device::SetRecording(bool enabled, const std::string& path, RecordedData data) {
   if (enabled == (recorder_ != nullptr)) return true;
   if (enabled) {
-    recorder_ = CommandRecorder::Create(path);
+    recorder_ = CommandRecorder::Create(path, data);
     for (const auto& [name, set] : commandSets_) set->SetRecording(recorder_.get());
     return recorder_ != nullptr;
   }
@@ -65,6 +65,7 @@ void Device::CopyFrom(const Device& other) {
   parent_ = other.parent_;
   keptParent_ = parent_ == nullptr ? nullptr : parent_->weak_from_this().lock();
   options_ = other.options_;
+  isAsleep_ = other.isAsleep_;
   SetPath(other.path_->Clone());
   for (const auto& [name, set] : other.commandSets_) AddCommandSet(set->Clone(properties_, *path_));
   partitions_ = other.partitions_;

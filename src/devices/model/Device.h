@@ -20,6 +20,7 @@ namespace Morvu::DeviceManagement {
 
 class Drive;
 class CommandRecorder;
+enum class RecordedData;
 
 enum class DeviceKind : std::int32_t { Adapter = 0, Drive = 1, MemoryModule = 2, Plain = 3 };
 
@@ -111,10 +112,15 @@ class Device : public std::enable_shared_from_this<Device> {
   // Records the device's ATA and SCSI commands to a new file, as CommandRecorder has it, until it
   // is turned off or the device goes. What is on already, or off, stays so. False when the file
   // cannot be made, or was not written to its end.
-  bool SetRecording(bool enabled, const std::string& path = {});
+  bool SetRecording(bool enabled, const std::string& path = {}, RecordedData data = {});
   std::string GetRecordingFile() const;  // empty while nothing is recorded
 
   void SetOptions(const ScanOptions& options) { options_ = options; }
+  const ScanOptions& GetOptions() const { return options_; }
+
+  // A scan found the drive in standby, and let it sleep.
+  bool IsAsleep() const { return isAsleep_; }
+  void SetAsleep(bool asleep) { isAsleep_ = asleep; }
 
  protected:
   explicit Device(DeviceKind kind);
@@ -130,6 +136,7 @@ class Device : public std::enable_shared_from_this<Device> {
   std::vector<Partition> partitions_;
   DeviceKind kind_;
   ScanOptions options_;
+  bool isAsleep_ = false;
 
  private:
   friend class OneConnectionTest;

@@ -5,9 +5,10 @@
 
 namespace Morvu::DeviceManagement {
 
-RecordingScope::RecordingScope(std::span<Device* const> devices, const std::string& path) {
+RecordingScope::RecordingScope(std::span<Device* const> devices, const std::string& path,
+                               RecordedData data) {
   for (auto* device : devices) {
-    if (!device->SetRecording(true, path)) {
+    if (!device->SetRecording(true, path, data)) {
       (void)End();
       files_.clear();
       status_ = Status::FileNotWritten;

@@ -6,6 +6,7 @@
 #include <string_view>
 #include <vector>
 
+#include "devices/commands/CommandRecorder.h"
 #include "frame/StatusCode.h"
 
 namespace Morvu::DeviceManagement {
@@ -16,7 +17,7 @@ class RecordingScope {
  public:
   // A file for each device, as CommandRecorder has them; the devices must outlive the scope. 122
   // where one of the files cannot be made: then nothing is recorded.
-  RecordingScope(std::span<Device* const> devices, const std::string& path);
+  RecordingScope(std::span<Device* const> devices, const std::string& path, RecordedData data);
   ~RecordingScope() { (void)End(); }
   RecordingScope(const RecordingScope&) = delete;
   RecordingScope& operator=(const RecordingScope&) = delete;

@@ -17,6 +17,8 @@ struct ScanOptions {
   bool scanNvme = true;
   bool scanGeneric = true;
   bool scanLsi = false;
+  // A SATA drive in standby is sent nothing but the question for it, and no drive is read from.
+  bool letsSleep = false;
   bool scanZmv = false;
   std::vector<std::string> includeProducts{};  // if not empty, only these products
   std::vector<std::string> excludeProducts{};  // drop products that contain one of these

@@ -1,7 +1,9 @@
 #include "devices/queue/CommandQueue.h"
 
 #include <algorithm>
+#include <cerrno>
 #include <limits>
+#include <new>
 #include <system_error>
 
 #include "frame/Logger.h"
@@ -9,11 +11,24 @@
 
 namespace Morvu::DeviceManagement {
 
+ByteSpan SlotBuffer::Take(std::size_t size) {
+  if (buffer_ != nullptr && size == size_) return buffer_->Get();
+  buffer_.reset();
+  try {
+    buffer_ = std::make_unique<AlignedBuffer>(size);
+  } catch (const std::bad_alloc&) {
+    return {};
+  }
+  size_ = size;
+  return buffer_->Get();
+}
+
 QueuedCommand::QueuedCommand(const TransferNotification& notification, Transfer direction,
                              ByteView data, std::size_t size)
-    : direction_(direction), data_(size), notification_(notification) {
+    : direction_(direction), size_(size), notification_(notification) {
   if (direction == Transfer::Write) {
-    std::ranges::copy(data.first(std::min(data.size(), size)), data_.Get().begin());
+    copy_ = std::make_unique<AlignedBuffer>(size);
+    std::ranges::copy(data.first(std::min(data.size(), size)), copy_->Get().begin());
   }
 }
 
@@ -24,15 +39,16 @@ std::uint64_t QueuedCommand::GetElapsed() const {
       std::chrono::duration_cast<std::chrono::microseconds>(time).count());
 }
 
-void QueuedCommand::Complete() {
+void QueuedCommand::Complete(SlotBuffer& slot) {
+  data_ = copy_ != nullptr ? copy_->Get() : slot.Take(size_);
   begin_ = Clock::now();
-  const auto code = Execute();
-  const auto data = data_.Get();
+  const auto code = data_.size() == size_ ? Execute() : StatusCode::FromSystemError(ENOMEM);
+  if (code != Status::Completed && copy_ == nullptr) std::ranges::fill(data_, std::uint8_t{0});
   notification_.result = code;
-  notification_.data = data.data();
-  notification_.size = static_cast<std::uint32_t>(data.size());
+  notification_.data = data_.data();
+  notification_.size = static_cast<std::uint32_t>(data_.size());
   notification_.transferred =
-      code == Status::Completed ? static_cast<std::int32_t>(data.size()) : -1;
+      code == Status::Completed ? static_cast<std::int32_t>(data_.size()) : -1;
   notification_.elapsedMs = static_cast<std::uint32_t>(
       std::min<std::uint64_t>(GetElapsed() / 1000, std::numeric_limits<std::uint32_t>::max()));
   for (const auto call : {notification_.cleanUp, notification_.completion}) {
@@ -42,6 +58,7 @@ void QueuedCommand::Complete() {
 
 // One worker: what waits for its slots, and their threads.
 struct CommandQueueWorker {
+  std::condition_variable begin;  // something waits, or all is to end
   std::uint32_t slots = 0;
   std::uint32_t taken = 0;  // slots with a command, one at its callbacks too
   std::deque<std::unique_ptr<QueuedCommand>> waiting{};
@@ -88,7 +105,10 @@ class CommandQueue::State : public std::enable_shared_from_this<State> {
     {
       std::unique_lock lock(mutex_);
       if (isCallback) ++stoppingCallbacks_;
-      for (const auto& worker : workers_) worker->isStopping = true;
+      for (const auto& worker : workers_) {
+        worker->isStopping = true;
+        worker->begin.notify_all();
+      }
       changed_.notify_all();
       changed_.wait(lock, [&] { return CountTaken() <= stoppingCallbacks_; });
       ended.swap(workers_);
@@ -115,7 +135,7 @@ class CommandQueue::State : public std::enable_shared_from_this<State> {
     if (free == nullptr) return false;
     ++free->taken;
     free->waiting.push_back(std::move(command));
-    changed_.notify_all();
+    free->begin.notify_one();
     return true;
   }
 
@@ -132,15 +152,16 @@ class CommandQueue::State : public std::enable_shared_from_this<State> {
 
  private:
   void Run(CommandQueueWorker& worker) {
+    SlotBuffer buffer;
     std::unique_lock lock(mutex_);
     for (;;) {
-      changed_.wait(lock, [&] { return !worker.waiting.empty() || worker.isStopping; });
+      worker.begin.wait(lock, [&] { return !worker.waiting.empty() || worker.isStopping; });
       if (worker.waiting.empty()) return;
       auto command = std::move(worker.waiting.front());
       worker.waiting.pop_front();
       lock.unlock();
       callbackOf = this;
-      command->Complete();
+      command->Complete(buffer);
       command.reset();
       callbackOf = nullptr;
       lock.lock();
@@ -169,6 +190,7 @@ class CommandQueue::State : public std::enable_shared_from_this<State> {
   }
 
   mutable std::mutex mutex_;  // guards what follows, and the workers' own
+  // A slot is free, or a stop goes on. Each worker's threads wait apart: one command wakes one.
   std::condition_variable changed_;
   std::vector<std::shared_ptr<CommandQueueWorker>> workers_;
   std::vector<std::shared_ptr<CommandQueueWorker>> left_;  // stopped by a callback of theirs

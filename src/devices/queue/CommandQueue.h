@@ -34,11 +34,23 @@ struct TransferNotification {
   std::uint8_t reply[64] = {};  // the caller's; nothing here reads it
 };
 
+// What a slot reads into, again and again: memory that is new for each transfer costs more than
+// the transfer.
+class SlotBuffer {
+ public:
+  // Holds what it held before, at first zeros. Nothing where there is no memory.
+  ByteSpan Take(std::size_t size);
+
+ private:
+  std::unique_ptr<AlignedBuffer> buffer_;
+  std::size_t size_ = 0;
+};
+
 class QueuedCommand {
  public:
   using Clock = std::chrono::steady_clock;
 
-  // Of data to be written a copy is kept; else the data are zeros.
+  // Of data to be written a copy is kept. A read's are a slot's; zeros where it failed.
   QueuedCommand(const TransferNotification& notification, Transfer direction, ByteView data,
                 std::size_t size);
   virtual ~QueuedCommand() = default;
@@ -51,13 +63,15 @@ class QueuedCommand {
   std::uint64_t GetElapsed() const;
 
   // Carries it out and calls back.
-  void Complete();
+  void Complete(SlotBuffer& slot);
 
  protected:
   Transfer direction_;
-  AlignedBuffer data_;
+  ByteSpan data_;  // there while it is carried out
 
  private:
+  std::unique_ptr<AlignedBuffer> copy_;  // of what is to be written
+  std::size_t size_;
   TransferNotification notification_;
   Clock::time_point begin_{};
 };
@@ -72,7 +86,7 @@ class QueuedCommand_SendFile final : public QueuedCommand {
         disk_(std::move(disk)),
         offset_(offset) {}
 
-  StatusCode Execute() override { return TransferFile(*disk_, direction_, offset_, data_.Get()); }
+  StatusCode Execute() override { return TransferFile(*disk_, direction_, offset_, data_); }
   std::string_view GetName() const override { return "SendFile Command"; }
 
  private:

@@ -12,6 +12,8 @@ namespace Morvu::DeviceManagement {
 
 // The names in a folder, by their bytes. A folder that does not exist has none.
 std::optional<std::vector<std::string>> ListFolder(const std::string& path);
+// Those in an open folder, whose descriptor stays the caller's.
+std::optional<std::vector<std::string>> ListFolderAt(int folder);
 
 // Where a symbolic link leads, as it is written there.
 std::optional<std::string> ReadLink(const std::string& path);

@@ -37,15 +37,11 @@ ssize_t ReadPiece(const FileHandle& file, std::string& text) {
   return count;
 }
 
-}  // namespace
+using Folder = std::unique_ptr<DIR, CloseFolder>;
 
-std::optional<std::vector<std::string>> ListFolder(const std::string& path) {
-  const std::unique_ptr<DIR, CloseFolder> folder(opendir(path.c_str()));
+std::optional<std::vector<std::string>> ReadNames(const Folder& folder) {
+  if (folder == nullptr) return {};
   std::vector<std::string> names;
-  if (folder == nullptr) {
-    if (errno == ENOENT) return names;
-    return {};
-  }
   for (;;) {
     errno = 0;
     // The wide form: a narrow one fails on inodes of more than 32 bits.
@@ -57,6 +53,23 @@ std::optional<std::vector<std::string>> ListFolder(const std::string& path) {
   if (errno != 0) return {};
   std::ranges::sort(names);
   return names;
+}
+
+}  // namespace
+
+std::optional<std::vector<std::string>> ListFolder(const std::string& path) {
+  const Folder folder(opendir(path.c_str()));
+  if (folder == nullptr && errno == ENOENT) return std::vector<std::string>();
+  return ReadNames(folder);
+}
+
+std::optional<std::vector<std::string>> ListFolderAt(int handle) {
+  FileHandle copy(fcntl(handle, F_DUPFD_CLOEXEC, 0));
+  const Folder folder(copy.IsOpen() ? fdopendir(copy.Get()) : nullptr);
+  if (folder == nullptr) return {};
+  (void)copy.Release();  // the stream's from here on
+  rewinddir(folder.get());
+  return ReadNames(folder);
 }
 
 std::optional<std::string> ReadLink(const std::string& path) { return ReadLinkAt(AT_FDCWD, path); }

@@ -26,6 +26,7 @@ struct NvmeSpace {
 // A SCSI device as its INQUIRY told it to the kernel; empty where it could not be read.
 struct GenericDevice {
   std::string type;  // SPC-4, table 155
+  std::string vendor;
   std::string model;
   std::string revision;
 };
@@ -50,7 +51,8 @@ class SystemFacts {
   // Whether the way to the device goes by a USB port.
   std::optional<bool> IsUsb(std::string_view name) const;
   // The serial number that the kernel has read from a drive behind a generic node or an
-  // NVMe node; empty when it knows none. Nothing is sent to the drive.
+  // NVMe node, the one by which the drive is listed; empty when it knows none. Nothing is sent
+  // to the drive.
   std::string FindSerialNumber(std::string_view devicePath) const;
   // The World Wide Name that the kernel has read, of 64 bits; 0 when it knows none.
   std::uint64_t FindWorldWideName(std::string_view devicePath) const;

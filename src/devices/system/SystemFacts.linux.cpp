@@ -56,16 +56,28 @@ bool MayBeNvme(std::string_view name) {
   return name.starts_with('n') && name.find("nvme") != name.npos;
 }
 
+// What is printable, up to a NUL.
+std::string ParseSerial(std::string_view text) {
+  const bool printable =
+      std::ranges::all_of(text, [](char c) { return c == '\0' || (c >= ' ' && c <= '~'); });
+  return printable ? Trim(text.substr(0, text.find('\0'))) : std::string();
+}
+
 // Unit Serial Number page (SPC-4, 7.8.16).
 std::string ParseSerialPage(std::string_view page) {
   constexpr std::size_t kHead = 4;
   if (page.size() < kHead || static_cast<unsigned char>(page[1]) != 0x80) return {};
   const auto length = static_cast<std::size_t>(static_cast<unsigned char>(page[2])) << 8 |
                       static_cast<unsigned char>(page[3]);
-  const auto text = page.substr(kHead, length);
-  const bool printable =
-      std::ranges::all_of(text, [](char c) { return c == '\0' || (c >= ' ' && c <= '~'); });
-  return printable ? Trim(text.substr(0, text.find('\0'))) : std::string();
+  return ParseSerial(page.substr(kHead, length));
+}
+
+// The eight bytes of standard INQUIRY data that are left to the vendor (SPC-4, 6.6.2): a SAS drive
+// has a serial number there, or nothing. Behind a translation (SAT-3) they are not the drive's.
+std::string ParseInquirySerial(std::string_view inquiry) {
+  constexpr std::size_t kVendor = 8, kSerial = 36, kLength = 8;
+  if (inquiry.size() < kSerial + kLength || inquiry.substr(kVendor).starts_with("ATA ")) return {};
+  return ParseSerial(inquiry.substr(kSerial, kLength));
 }
 
 }  // namespace
@@ -138,8 +150,8 @@ std::vector<NvmeSpace> SystemFacts::FindNvmeSpaces() const {
 
 GenericDevice SystemFacts::ReadGenericDevice(std::string_view name) const {
   const KernelFolder device(Path(kGenericClass, name, "/device"));
-  return {device.ReadAttributeOf("type"), device.ReadAttributeOf("model"),
-          device.ReadAttributeOf("rev")};
+  return {device.ReadAttributeOf("type"), device.ReadAttributeOf("vendor"),
+          device.ReadAttributeOf("model"), device.ReadAttributeOf("rev")};
 }
 
 // The controller itself, or the first that reaches a namespace; empty when none is known.
@@ -157,7 +169,10 @@ GenericDevice SystemFacts::ReadController(std::string_view devicePath) const {
   const auto controller = FindController(devicePath);
   if (controller.empty()) return {};
   const KernelFolder folder(Path(kNvmeClass, controller));
-  return {{}, folder.ReadAttributeOf("model"), folder.ReadAttributeOf("firmware_rev")};
+  return {.type = {},
+          .vendor = {},
+          .model = folder.ReadAttributeOf("model"),
+          .revision = folder.ReadAttributeOf("firmware_rev")};
 }
 
 std::optional<bool> SystemFacts::IsUsb(std::string_view name) const {
@@ -170,8 +185,13 @@ std::optional<bool> SystemFacts::IsUsb(std::string_view name) const {
 std::string SystemFacts::FindSerialNumber(std::string_view devicePath) const {
   const auto name = GetNodeName(devicePath);
   if (IsGenericName(name)) {
-    const auto page = ReadKernelFile(Path(kGenericClass, name, "/device/vpd_pg80"));
-    return ParseSerialPage(page.value_or(std::string()));
+    // In the order in which identification takes them: the page of a SAS drive may hold more than
+    // its INQUIRY data, and something else.
+    const auto read = [&](std::string_view file) {
+      return ReadKernelFile(Path(kGenericClass, name, file)).value_or(std::string());
+    };
+    const auto serial = ParseInquirySerial(read("/device/inquiry"));
+    return serial.empty() ? ParseSerialPage(read("/device/vpd_pg80")) : serial;
   }
   const auto controller = FindController(devicePath);
   return controller.empty() ? controller : ReadAttribute(Path(kNvmeClass, controller, "/serial"));

@@ -104,15 +104,6 @@ class TaggedFile : public FileHandle {
     }
     return true;
   }
-  bool Append(ByteView bytes) const {
-    while (!bytes.empty()) {
-      const auto count = write(Get(), bytes.data(), bytes.size());
-      if (count < 0 && errno == EINTR) continue;
-      if (count <= 0) return false;
-      bytes = bytes.subspan(static_cast<std::size_t>(count));
-    }
-    return true;
-  }
 };
 
 // A pipe's open waits for a writer, were it not for O_NONBLOCK.
@@ -168,7 +159,12 @@ int MakeMemoryFile() {
 bool CopySealed(const TaggedFile& from, const TaggedFile& to) {
   const auto size = from.GetSize();
   if (size <= kTrailerSize || size > kLargestTagged || !to.IsOpen()) return false;
-  const auto append = [&](ByteSpan piece) { return to.Append(piece); };
+  std::uint64_t copied = 0;
+  const auto append = [&](ByteSpan piece) {
+    const bool isWritten = WriteWhole(to, piece, copied);
+    copied += piece.size();
+    return isWritten;
+  };
   return ReadPieces(from, size, append) &&
          fcntl(to.Get(), F_ADD_SEALS, F_SEAL_WRITE | F_SEAL_SHRINK | F_SEAL_GROW | F_SEAL_SEAL) ==
              0;

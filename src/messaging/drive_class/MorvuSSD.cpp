@@ -28,6 +28,7 @@ using DeviceManagement::DeviceKind;
 using DeviceManagement::Drive;
 using DeviceManagement::DriveHold;
 using DeviceManagement::Partition;
+using DeviceManagement::RecordedData;
 using DeviceManagement::RecordingScope;
 using DeviceManagement::SelectedDevices;
 using DeviceManagement::SystemFacts;
@@ -236,7 +237,9 @@ StatusCode CarryOut(JobContext& context, SelectedDevices& devices, List& list) {
   const auto& record = context.request->GetAttribute("record");
   if (record.empty()) return CarryOutUnrecorded(context, devices, list);
   const auto drives = devices.GetDevices();
-  RecordingScope recording(drives, record);
+  const bool holdsAll = ParseBool(context.request->GetAttribute("recordPasswords")) == true;
+  RecordingScope recording(drives, record,
+                           holdsAll ? RecordedData::All : RecordedData::WithoutSecrets);
   if (recording.GetStatus() != Status::Completed) return recording.GetStatus();
   context.reply->SetAttribute("recorded", Join(recording.GetFiles(), "~"));
   const auto status = CarryOutUnrecorded(context, devices, list);

@@ -45,8 +45,8 @@ struct SubjectForm {
   WordList attributes;
   WordList properties;
 };
-constexpr std::string_view kAttributes[] = {"subject", "cimClass",       "cimMethod",
-                                            "scan",    "includeMethods", "record"};
+constexpr std::string_view kAttributes[] = {"subject",        "cimClass", "cimMethod",      "scan",
+                                            "includeMethods", "record",   "recordPasswords"};
 constexpr std::string_view kJobAttributes[] = {"subject", "cimClass",   "cimMethod",
                                                "scan",    "identifier", "type"};
 constexpr std::string_view kSwitches[] = {"Enabled", "scan"};

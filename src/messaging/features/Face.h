@@ -30,6 +30,8 @@ class Face {
   // there. A tool that warned does not end with 0.
   virtual void Warn(std::string_view text) = 0;
   virtual void Show(const ResultTable& table) = 0;
+  // What a run that ended well has found, as bits (HealthFinding): a tool ends with them.
+  virtual void NoteFindings(std::uint32_t) {}
   // A figure of the run, for a host: a property of its reply. A person reads it in a line.
   virtual void Report(std::string_view, std::uint64_t) {}
   // The outcome of one drive of several, when it is there. Who tells outcomes has told the
@@ -39,6 +41,10 @@ class Face {
   [[nodiscard]] virtual bool Save(const ResultTable& table, const std::string& path) = 0;
   // The same of bytes as they are.
   [[nodiscard]] virtual bool SaveBinary(ByteView bytes, const std::string& path) = 0;
+
+  // Makes the text the whole of a file that programs read at any time; of a failure a person is
+  // told.
+  [[nodiscard]] virtual bool Publish(std::string_view, const std::string&) { return false; }
 
   virtual Answer Ask(std::string_view warning, std::string_view question) = 0;
   // Every question was answered with yes beforehand.

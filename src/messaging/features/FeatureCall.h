@@ -1,6 +1,7 @@
 // One call of a family: by whom, on which drives, and with which arguments.
 #pragma once
 
+#include <chrono>
 #include <concepts>
 #include <cstdint>
 #include <limits>
@@ -57,6 +58,8 @@ struct FeatureCall {
   std::uint64_t job = 0;  // that asked; 0 for a person
   // That the request names; a person's are those of the drive.
   std::span<const DeviceManagement::Partition> partitions{};
+  // When the scan for it began.
+  std::chrono::steady_clock::time_point begin = std::chrono::steady_clock::now();
 
   DeviceManagement::Device& GetDevice() const { return *devices.front(); }
 };

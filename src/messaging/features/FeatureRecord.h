@@ -66,7 +66,16 @@ struct OptionDeclaration {
   Runner run = nullptr;  // of a feature
   // The end of a line with too few words or too many for the option.
   StatusCode wrongWords = Status::InvalidArguments;
+  bool isForPrograms = false;  // nothing else is printed; sleeping drives sleep; drives may lack
   std::string_view restArgument{};  // in a call: the words behind the declared ones, with blanks
+};
+
+// What a feature does when several drives were selected by one option.
+enum class OnSeveral : std::uint8_t {
+  Refused,   // it destroys data or changes settings: a person selects one drive
+  Each,      // it runs on each of them, side by side
+  AskFirst,  // the same, once a person has confirmed it for all
+  Together,  // one run has them all
 };
 
 struct FeatureRecord {
@@ -75,6 +84,7 @@ struct FeatureRecord {
   bool needsDrive = false;  // works on exactly one drive, which somebody must have chosen
   bool isSequence = false;  // sends commands that belong together: RunHeld keeps others off
   bool isShared = false;    // reads for long: RunHeld keeps sequences off, and lets others read
+  OnSeveral onSeveral = OnSeveral::Refused;
   std::span<const CimMethod> methods{};
   std::span<const OptionDeclaration> options{};  // the features, and the modifiers of their own
 };

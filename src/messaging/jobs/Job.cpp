@@ -60,9 +60,10 @@ constexpr ObjectProperty kObjectProperties[] = {
     // clang-format on
 };
 
-std::unique_ptr<Message> MakeProgressMessage() {
+std::unique_ptr<Message> MakeProgressMessage(const std::string& detail) {
   auto message = std::make_unique<Message>();
   message->SetAttribute("cimClass", "MorvuJob");
+  if (!detail.empty()) message->SetAttribute("detail", detail);
   return message;
 }
 
@@ -118,7 +119,7 @@ void Job::Run() {
     Change([&](Progress& progress) { progress.endTime = environment_.now(); });
     const auto progress = GetProgress();
     const bool isUntold = progress.notifyProgress && HasEnd(progress);
-    if (!reply && isUntold) reply = MakeProgressMessage();
+    if (!reply && isUntold) reply = MakeProgressMessage({});
     if (reply) PostEnd(std::move(reply));
   } catch (const std::exception& error) {
     MORVU_LOG(kLogError, "Run", std::string("A reply was lost: ") + error.what());
@@ -172,13 +173,19 @@ void Job::SetErrorCode(StatusCode code) {
 
 void Job::SetPercent(std::int32_t percent) {
   bool isPosted = false;
+  std::string detail;
   Change([&](Progress& progress) {
     progress.percent = percent;
+    detail = progress.detail;
     // The end of a job reaches the host with its reply: a host that reads "JobState"
     // 7 holds the result.
     isPosted = progress.notifyProgress && !HasEnd(progress);
   });
-  if (isPosted) Post(MakeProgressMessage());
+  if (isPosted) Post(MakeProgressMessage(detail));
+}
+
+void Job::SetDetail(std::string_view detail) {
+  Change([&](Progress& progress) { progress.detail = detail; });
 }
 
 void Job::Rescan(const Message& request) { managerServices_.Rescan(request); }

@@ -9,6 +9,7 @@
 #include <mutex>
 #include <optional>
 #include <string>
+#include <string_view>
 
 #include "frame/Thread.h"
 #include "messaging/features/Feature.h"
@@ -63,6 +64,8 @@ class Job : private ProgressReporter, private JobServices {
   const std::string& GetName() const { return name_; }
 
   void SetPercent(std::int32_t percent) override;
+  // Goes with the progress messages from the next one on.
+  void SetDetail(std::string_view detail) override;
   void RequestCancel() { cancelRequested_ = true; }
   bool IsCanceled() const { return cancelRequested_; }
   bool IsHidden() const;
@@ -118,6 +121,7 @@ class Job : private ProgressReporter, private JobServices {
   // What changes while the job runs.
   struct Progress {
     std::int32_t percent = 0;
+    std::string detail;
     Outcome shown{.errorCode = Status::NotRun};
     Outcome reported;  // by the handler; shown with the reply
     bool hidden = false;

@@ -1,6 +1,5 @@
 #include "operations/testing/DataIntegrity.h"
 
-#include <dirent.h>
 #include <fcntl.h>
 #include <sys/mman.h>
 #include <sys/stat.h>
@@ -15,8 +14,10 @@
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/DriverProperties.h"
 #include "devices/system/BlockNode.h"
+#include "devices/system/KernelFiles.h"
 #include "devices/system/SystemFacts.h"
 #include "frame/Bytes.h"
+#include "frame/Files.h"
 #include "frame/Logger.h"
 #include "frame/Platform.h"
 #include "frame/RandomNumbers.h"
@@ -58,10 +59,6 @@ std::string FileName(std::size_t number) {
 // cache before it is read; one that is kept by a program of its own, as ntfs-3g does it, is read
 // by way of the node's cache, which is emptied too.
 constexpr std::string_view kDirectTypes[] = {"ext4", "ext3", "ext2", "xfs", "vfat", "btrfs"};
-
-struct CloseFolder {
-  void operator()(DIR* folder) const { closedir(folder); }
-};
 
 // How many of a file's pages the system holds in memory; none when it cannot be asked.
 std::optional<std::size_t> CountCachedPages(int file, std::uint64_t size) {
@@ -220,16 +217,8 @@ bool DataIntegrity::CreateNext(FileHandle& file) {
 bool DataIntegrity::WritePiece(const FileHandle& file, std::uint64_t offset, std::size_t size) {
   const auto data = expected_.Get().first(size);
   FillPattern(sizes_.size() - 1, offset, data);
-  for (std::size_t at = 0; at < size;) {
-    const auto count =
-        pwrite64(file.Get(), data.data() + at, size - at, static_cast<off64_t>(offset + at));
-    if (count > 0) {
-      at += static_cast<std::size_t>(count);
-    } else if (count == 0 || errno != EINTR) {
-      return Stop(Status::NotEnoughFreeSpace, "Failed to write to file.");
-    }
-  }
-  return true;
+  return WriteWhole(file, data, offset) ||
+         Stop(Status::NotEnoughFreeSpace, "Failed to write to file.");
 }
 
 // What fsync tells of is a write that failed.
@@ -348,16 +337,9 @@ std::size_t DataIntegrity::ReadPiece(const FileHandle& file, std::uint64_t offse
 // ---- The end ----
 
 void DataIntegrity::Purge() {
-  const int copy = fcntl(mount_->GetHandle(), F_DUPFD_CLOEXEC, 0);
-  const std::unique_ptr<DIR, CloseFolder> folder(copy < 0 ? nullptr : fdopendir(copy));
-  if (folder != nullptr) {
-    rewinddir(folder.get());
-    while (const auto* entry = readdir64(folder.get())) {
-      const std::string_view name = entry->d_name;
-      if (name.starts_with(kFilePrefix)) unlinkat(mount_->GetHandle(), entry->d_name, 0);
-    }
-  } else if (copy >= 0) {
-    close(copy);
+  for (const auto& name :
+       DeviceManagement::ListFolderAt(mount_->GetHandle()).value_or(std::vector<std::string>())) {
+    if (name.starts_with(kFilePrefix)) unlinkat(mount_->GetHandle(), name.c_str(), 0);
   }
   RemoveTestFiles(kFilePrefix);
 }

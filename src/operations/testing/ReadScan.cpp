@@ -1,9 +1,12 @@
 #include "operations/testing/ReadScan.h"
 
 #include <algorithm>
+#include <array>
 #include <cstdio>
 
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/commands/CommandSet_NVME.h"
+#include "devices/commands/CommandSet_SCSI.h"
 #include "devices/identification/FreshIdentity.h"
 #include "devices/model/Medium.h"
 #include "devices/properties/BasicProperties.h"
@@ -215,13 +218,16 @@ void ReadScan::KeepRead(std::uint64_t lba, std::uint32_t count) {
   findings_.blocks += count;
 }
 
+// The detail first: it goes with the percent.
 void ReadScan::ShowProgress(std::uint64_t done, std::uint64_t all) {
-  SetPercent(PercentOf(done, all));
   const auto now = Clock::now();
-  if (now - shown_ < kDetailPause) return;
-  shown_ = now;
-  findings_.elapsed = std::chrono::duration_cast<std::chrono::microseconds>(now - begin_);
-  SetDetail(OneDecimal(GetRate() / 1e6) + " MB/s, slowest read " + Milliseconds(findings_.slowest));
+  if (now - shown_ >= kDetailPause) {
+    shown_ = now;
+    findings_.elapsed = std::chrono::duration_cast<std::chrono::microseconds>(now - begin_);
+    SetDetail(OneDecimal(GetRate() / 1e6) + " MB/s, slowest read " +
+              Milliseconds(findings_.slowest));
+  }
+  SetPercent(PercentOf(done, all));
 }
 
 // Where nothing tells which block of a read failed, each is read by itself up to the first one
@@ -238,11 +244,13 @@ void ReadScan::Narrow(BlockReader& reader, std::uint64_t lba, std::uint32_t coun
 
 bool ReadScan::FailRead(BlockReader& reader, std::uint64_t lba, std::uint32_t count,
                         const BlockRead& read) {
-  const bool isDrives = read.end == BlockRead::End::Drive;
+  // Of a disk's reads the system has but an error of input and output for it.
+  const bool isSanitizing = (ata_ == nullptr || read.isAborted) && IsSanitizing();
+  const bool isDrives = read.end == BlockRead::End::Drive || isSanitizing;
   findings_.failed = {lba, lba + count - 1};
   if (read.failed) {
     findings_.failed = {*read.failed, *read.failed};
-  } else if (isDrives && count > 1) {
+  } else if (isDrives && !isSanitizing && count > 1) {
     Narrow(reader, lba, count);
   }
   const auto& [first, last] = *findings_.failed;
@@ -253,22 +261,39 @@ bool ReadScan::FailRead(BlockReader& reader, std::uint64_t lba, std::uint32_t co
   MORVU_LOG(kLogError, "FailRead", line);
   Note(line);
   if (read.isAborted) ExplainAbort();
+  if (isSanitizing) {
+    Note("A sanitize is in progress, and the drive reads nothing before its end.");
+  }
   if (!isDrives) Note("The read was lost on the way to or from the drive.");
   return Fail(isDrives ? Status::ReadError : Status::NoAtaDriver);
 }
 
 // A drive that refuses each read has not met a bad block.
 void ReadScan::ExplainAbort() {
-  constexpr std::uint16_t kSanitizeInProgress = 0x4000;  // SANITIZE STATUS EXT (ACS-3, 7.36.7)
   const auto identity = DeviceManagement::ReadFreshIdentity(*device_);
   if (identity && identity->properties.GetBool(Properties::SecurityLocked)) {
     Note("The drive is locked by a password, and reads nothing before it is unlocked.");
   }
-  if (!device_->GetBool(Properties::SanitizeSupported)) return;
-  if (ata_->ataSanitizeStatus(0) == Status::Completed &&
-      (ata_->GetAnswer().count & kSanitizeInProgress) != 0) {
-    Note("A sanitize is in progress, and the drive reads nothing before its end.");
+}
+
+bool ReadScan::IsSanitizing() {
+  if (ata_ != nullptr) {
+    constexpr std::uint16_t kInProgress = 0x4000;  // SANITIZE STATUS EXT (ACS-3, 7.36.7)
+    return device_->GetBool(Properties::SanitizeSupported) &&
+           ata_->ataSanitizeStatus(0) == Status::Completed &&
+           (ata_->GetAnswer().count & kInProgress) != 0;
   }
+  if (nvme_ != nullptr) {
+    // Sanitize Status log (NVM Express 1.3, 5.14.1.9.2): the state of the latest sanitize.
+    constexpr std::uint8_t kLog = 0x81, kState = 0x07, kInProgress = 0x02;
+    constexpr std::uint32_t kController = 0xFFFFFFFF;  // in place of a namespace
+    std::array<std::uint8_t, 512> log{};
+    return nvme_->nvmeGetLogPage(kLog, log.size() / 4, kController, log) == Status::Completed &&
+           (log[2] & kState) == kInProgress;
+  }
+  if (scsi_ == nullptr) return false;
+  (void)scsi_->Send(DeviceManagement::ScsiRow::TestUnitReady);
+  return device_->GetCommandPath().GetOutcome().sense.IsSanitizing();
 }
 
 bool ReadScan::Fail(StatusCode code) {
@@ -458,6 +483,7 @@ extern constexpr FeatureRecord ReadScanRecord = {
     .name = "ReadScan",
     .needsDrive = true,
     .isShared = true,
+    .onSeveral = OnSeveral::Each,
     .methods = kMethods,
     .options = kOptions,
 };

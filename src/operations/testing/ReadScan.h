@@ -70,6 +70,7 @@ class ReadScan : public Function {
   void KeepRead(std::uint64_t lba, std::uint32_t count);
   void ShowProgress(std::uint64_t done, std::uint64_t all);
   void ExplainAbort();
+  bool IsSanitizing();
   bool FailRead(BlockReader& reader, std::uint64_t lba, std::uint32_t count, const BlockRead& read);
   bool Fail(StatusCode code);
   bool Cancel();

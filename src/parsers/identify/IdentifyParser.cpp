@@ -189,6 +189,7 @@ constexpr OptionDeclaration kOptions[] = {
 extern constexpr FeatureRecord IdentifyRecord = {
     .name = "Identify",
     .needsDrive = true,
+    .onSeveral = OnSeveral::Each,
     .methods = kMethods,
     .options = kOptions,
 };

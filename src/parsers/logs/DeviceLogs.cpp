@@ -242,6 +242,7 @@ extern constexpr FeatureRecord DeviceLogsRecord = {
     .name = "DeviceLogs",
     .needsDrive = true,
     .isSequence = true,
+    .onSeveral = OnSeveral::Each,
     .methods = kMethods,
     .options = kOptions,
 };

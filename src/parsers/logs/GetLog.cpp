@@ -108,6 +108,7 @@ constexpr OptionDeclaration kOptions[] = {
 extern constexpr FeatureRecord GetLogRecord = {
     .name = "GetLog",
     .needsDrive = true,
+    .onSeveral = OnSeveral::Each,
     .methods = kMethods,
     .options = kOptions,
 };

@@ -178,6 +178,7 @@ extern constexpr FeatureRecord PhyCountersParserRecord = {
     .name = "PhyCountersParser",
     .needsDrive = true,
     .isSequence = true,
+    .onSeveral = OnSeveral::Each,
     .methods = kMethods,
     .options = kOptions,
 };

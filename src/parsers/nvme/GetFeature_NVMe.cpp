@@ -302,6 +302,7 @@ constexpr OptionDeclaration kOptions[] = {
 extern constexpr FeatureRecord GetFeature_NVMeRecord = {
     .name = "GetFeature_NVMe",
     .needsDrive = true,
+    .onSeveral = OnSeveral::Each,
     .methods = kMethods,
     .options = kOptions,
 };

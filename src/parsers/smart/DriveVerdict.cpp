@@ -60,12 +60,17 @@ constexpr std::string_view kWarnings[] = {
     "media read-only", "backup of the volatile memory failed"};
 
 DriveVerdict ReadVerdict(CommandSet_NVME& nvme, const Device& device) {
-  constexpr std::uint32_t kNumd = 127;
-  std::array<std::uint8_t, (kNumd + 1) * 4> log{};
-  const auto status = ReadLogPage(device, nvme, NvmeHealth::kLogId, kNumd, log);
+  std::array<std::uint8_t, (NvmeHealth::kNumd + 1) * 4> log{};
+  const auto status = ReadLogPage(device, nvme, NvmeHealth::kLogId, NvmeHealth::kNumd, log);
+  return JudgeHealthLog(status == Status::Completed ? ByteView(log) : ByteView());
+}
+
+}  // namespace
+
+DriveVerdict JudgeHealthLog(ByteView log) {
   // A log of zeros tells of a drive at the absolute zero.
   const bool isEmpty = std::ranges::all_of(log, [](auto byte) { return byte == 0; });
-  if (status != Status::Completed || isEmpty) return Unknown("the drive's answer did not come");
+  if (isEmpty) return Unknown("the drive's answer did not come");
   const auto warnings = ReadField<std::uint8_t>(log, NvmeHealth::kCriticalWarning);
   if (warnings == 0) return {Kind::Passed, "Passed"};
   std::string text;
@@ -75,7 +80,17 @@ DriveVerdict ReadVerdict(CommandSet_NVME& nvme, const Device& device) {
   return {Kind::Failing, "FAILING: critical warning 0x" + ToHexNumber(warnings, 2) + text};
 }
 
-}  // namespace
+// The additional sense codes by which a drive tells that it expects to fail (SPC-4, annex F).
+DriveVerdict JudgeExceptions(ByteView parameter) {
+  constexpr std::uint8_t kWarning = 0x0B, kFailurePrediction = 0x5D, kTest = 0xFF;
+  if (parameter.size() < 2) return {Kind::Unknown, "Unknown"};
+  const auto code = parameter[0], qualifier = parameter[1];
+  const bool isFailing = code == kWarning || (code == kFailurePrediction && qualifier != kTest);
+  if (!isFailing) return {Kind::Passed, "Passed"};
+  return {Kind::Failing,
+          "FAILING: " + std::string(code == kWarning ? "a warning" : "a failure predicted") + ", " +
+              ToHexNumber(code, 2) + "h/" + ToHexNumber(qualifier, 2) + "h"};
+}
 
 DriveVerdict ReadVerdict(Device& device) {
   if (auto* ata = device.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata)) return ReadVerdict(*ata);

@@ -1,9 +1,11 @@
 // What a drive says of its own health, whatever its attributes look like: SMART RETURN STATUS of
-// a SATA drive (ACS-3, 7.47.9), the critical warnings of an NVMe drive (NVMe 1.0, 5.10.1.2).
+// a SATA drive (ACS-3, 7.47.9), the critical warnings of an NVMe drive (NVMe 1.0, 5.10.1.2), the
+// informational exceptions of a SAS drive (SPC-4, 7.3.12).
 #pragma once
 
 #include <string>
 
+#include "frame/Bytes.h"
 #include "messaging/PropertyEntry.h"
 
 namespace Morvu {
@@ -27,6 +29,10 @@ struct DriveVerdict {
 
 // Asks the drive, which the caller holds.
 DriveVerdict ReadVerdict(DeviceManagement::Device& device);
+// Of pages that were read already; empty for one that did not come. Of a SAS drive the value of
+// the first parameter of its log page 2Fh.
+DriveVerdict JudgeHealthLog(ByteView log);
+DriveVerdict JudgeExceptions(ByteView parameter);
 
 // The line of a drive that says it fails, and of one whose SMART is turned off; empty for others.
 std::string DescribeAlarm(const DriveVerdict& verdict);

@@ -260,6 +260,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord SmartRecord = {
     .name = "Smart",
+    .onSeveral = OnSeveral::Each,
     .methods = Smart::kMethods,
     .options = Smart::kOptions,
 };

@@ -1,21 +1,15 @@
 #!/usr/bin/env python3
 """Compares what the library said inside the guest with what other tools said there.
 
-    check.py RESULTS WIDTH QUESTION
-
-RESULTS is the folder that the guest filled, WIDTH 64 or 32, QUESTION a test's name below.
+    check_devices.py RESULTS WIDTH QUESTION
 """
 import collections
 import csv
-import json
 import pathlib
 import re
-import sys
 import unittest
-import xml.etree.ElementTree as ElementTree
 
-RESULTS = pathlib.Path()
-WIDTH = ""
+from answers import (RESULTS, WIDTH, ask, exit_of, json_of, last_message, own, text_of, values_of)
 
 # By message a scan publishes a few products only, by the tool all drives.
 CODE_PARTITION = 13
@@ -33,32 +27,6 @@ CODE_NO_SELF_TEST = 302
 EXIT_NO_SECURITY = 24  # 284
 EXIT_NO_SANITIZE = 36  # 296
 EXIT_NO_SELF_TEST = 42
-
-
-def text_of(name):
-    return (RESULTS / name).read_text()
-
-
-def json_of(name):
-    return json.loads(text_of(name))
-
-
-def own(name):
-    return f"{WIDTH}.{name}"
-
-
-def exit_of(name):
-    return int(text_of(own(name) + ".exit"))
-
-
-def last_message(name):
-    """A job's messages follow one another; the last is its reply."""
-    documents = re.split(r"(?=<\?xml )", text_of(own(name)))
-    return ElementTree.fromstring(documents[-1].strip())
-
-
-def values_of(element):
-    return {item.get("name"): item.text or "" for item in element.findall("Property")}
 
 
 def drive_objects(name):
@@ -418,6 +386,4 @@ class Guest(unittest.TestCase):
 
 
 if __name__ == "__main__":
-    folder, WIDTH, question = sys.argv[1:4]
-    RESULTS = pathlib.Path(folder)
-    unittest.main(argv=[sys.argv[0], f"Guest.test_{question}"])
+    ask(Guest)

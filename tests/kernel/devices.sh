@@ -1,39 +1,16 @@
 #!/bin/sh
-# The first process of the guest: loads the drivers, asks the library and other tools about the
-# drives, and sends all answers out of the second serial line.
-export PATH=/bin:/sbin
-/bin/busybox --install -s /bin 2>/dev/null  # what is not there yet
-mount -t proc proc /proc
-mount -t sysfs sysfs /sys
-mount -t devtmpfs devtmpfs /dev
-. /etc/drives
+# The first process of the guest: asks the library and other tools about drives of each kind.
+. /etc/guest
 # Its driver is bound at the end.
 echo none >/sys/bus/pci/devices/$slow_controller/driver_override
-while read -r module; do insmod "/modules/$module"; done </modules/order
+load_drivers
 
 all_there() {
   [ -b /dev/nvme0n2 ] && [ "$(ls -d /sys/class/block/sd? 2>/dev/null | wc -l)" = 3 ] &&
     [ "$(ls -d /sys/class/scsi_generic/sg* 2>/dev/null | wc -l)" = 4 ]
 }
-for wait in $(seq 60); do
-  if all_there; then break; fi
-  sleep 1
-done
+wait_until all_there
 
-# Runs a command; its outputs and its exit status become files.
-keep() {  # NAME COMMAND...
-  local name=/results/$1
-  shift
-  "$@" >"$name" 2>"$name.err" </dev/null
-  echo $? >"$name.exit"
-}
-
-generic_of() {  # SERIAL
-  local node
-  for node in /dev/sg*; do
-    if smartctl -i "$node" | grep -q "Serial [Nn]umber: *$1\$"; then echo "$node"; fi
-  done
-}
 sata=$(generic_of "$sata_serial")
 sas=$(generic_of "$sas_serial")
 foreign=$(generic_of "$foreign_serial")
@@ -232,12 +209,11 @@ keep nvme.ns2.after.json nvme id-ns /dev/nvme0n2 -o json
 # Signals while a command waits for a slow drive. The drive's own trace tells how often it got it.
 echo ahci >/sys/bus/pci/devices/$slow_controller/driver_override
 echo $slow_controller >/sys/bus/pci/drivers_probe
-slow=
-for wait in $(seq 60); do
+slow_is_there() {
   slow=$(echo /sys/bus/pci/devices/$slow_controller/ata*/host*/target*/*/scsi_generic/sg*)
-  [ -e "$slow" ] && [ -b /dev/"$(basename "${slow%/scsi_generic*}"/block/*)" ] && break
-  sleep 1
-done
+  [ -e "$slow" ] && [ -b /dev/"$(basename "${slow%/scsi_generic*}"/block/*)" ]
+}
+wait_until slow_is_there
 slow=/dev/$(basename "$slow")
 sleep 5  # the kernel's own first reads
 for width in 64 32; do
@@ -248,10 +224,4 @@ for width in 64 32; do
     /opt/$width/libMorvu.SSDFeatures.so.1.2.0 '<Message cimClass="Device" scan="True"/>' interrupted
   mark_trace
 done
-keep dmesg.txt dmesg
-
-echo done >/results/done
-stty -F /dev/ttyS1 raw
-tar c -C / results | gzip | base64 >/dev/ttyS1
-sleep 1
-poweroff -f
+end_guest
