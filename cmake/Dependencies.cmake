@@ -1,6 +1,8 @@
-# What the product is built on: Boost and Crypto++ from the system's packages.
+# What the product is built on: Boost, Crypto++ and nlohmann's JSON from the system's packages.
 find_package(Threads REQUIRED)
 find_package(Boost 1.74 REQUIRED COMPONENTS date_time filesystem)
+# Headers alone: the 32-bit build takes those of the 64-bit package.
+find_path(MORVU_JSON_INCLUDE nlohmann/json.hpp REQUIRED)
 find_library(CRYPTOPP_LIBRARY cryptopp REQUIRED)
 
 # A program whose property MORVU_ARCHIVES is set links their archives: little of them is used,

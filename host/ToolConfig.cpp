@@ -1,4 +1,5 @@
 #include "Tool.h"
+#include "messaging/drive_class/MorvuSSD.h"
 
 namespace MorvuTool {
 namespace {
@@ -44,6 +45,7 @@ const Morvu::ToolConfig kToolConfig = {
     .license = kLicense,
     .defaultOption = "-drive_list",
     .scanOptions = MakeScanOptions(),
+    .driveProperties = Morvu::GetDriveProperties(),
 };
 
 }  // namespace

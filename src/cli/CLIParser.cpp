@@ -102,8 +102,7 @@ StatusCode CLIParser::ParseArguments(int argc, const char* const* argv) {
     const auto entry = Entry(argc, argv, i);
     auto* parameter = FindOption(entry);
     if (parameter == nullptr || !parameter->IsSupported()) {
-      PrintError("Given parameter not supported: ", entry);
-      result = ParseError::UnknownOption;
+      TellFault(result = ParseError::UnknownOption, "Given parameter not supported: ", entry);
       ++i;
       continue;
     }
@@ -113,8 +112,8 @@ StatusCode CLIParser::ParseArguments(int argc, const char* const* argv) {
     const bool noValue = i + 1 == argc || IsOption(Entry(argc, argv, i + 1));
     if (kind == OptionKind::Flag) {
       if (!noValue) {
-        PrintError("Provided a value to a bool type argument: ", entry);
-        result = ParseError::FlagWithValue;
+        TellFault(result = ParseError::FlagWithValue,
+                  "Provided a value to a bool type argument: ", entry);
       }
       i += noValue ? 1 : 2;
     } else if (!noValue) {
@@ -122,8 +121,8 @@ StatusCode CLIParser::ParseArguments(int argc, const char* const* argv) {
     } else {
       parameter->ClearValues();
       if (kind != OptionKind::Texts) {
-        PrintError("Parameter is not a bool type. ", parameter->GetName());
-        result = ParseError::ValueMissing;
+        TellFault(result = ParseError::ValueMissing, "Parameter is not a bool type. ",
+                  parameter->GetName());
       }
       ++i;
     }
@@ -138,11 +137,10 @@ int CLIParser::TakeValues(CLIParameter& parameter, int index, int argc, const ch
   for (; i < argc && !IsOption(Entry(argc, argv, i)); ++i) {
     const auto value = Entry(argc, argv, i);
     if (parameter.GetKind() == OptionKind::Numbers && !IsDecimal(value)) {
-      PrintError("Value is not numeric type: ", value);
-      result = ParseError::ValueNotNumeric;
+      TellFault(result = ParseError::ValueNotNumeric, "Value is not numeric type: ", value);
     } else if (parameter.GetKind() == OptionKind::Text && !parameter.GetValues().empty()) {
-      PrintError("Value already added for given paramter: ", parameter.GetName());
-      result = ParseError::SecondValue;
+      TellFault(result = ParseError::SecondValue,
+                "Value already added for given paramter: ", parameter.GetName());
     } else {
       parameter.AddValue(value);
     }
@@ -150,7 +148,7 @@ int CLIParser::TakeValues(CLIParameter& parameter, int index, int argc, const ch
   return i;
 }
 
-void CLIParser::PrintError(std::string_view text, std::string_view subject) {
+void CLIParser::TellFault(StatusCode, std::string_view text, std::string_view subject) {
   streams_.out << "ERROR: " << text << subject << '\n';
 }
 

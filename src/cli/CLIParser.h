@@ -64,26 +64,28 @@ class CLIParser {
   // Shows the text in a frame and asks the question. True for a line "y" or "yes", in
   // either case, and nothing else; the end of input counts as no. With `reading` false
   // any line is waited for, and the answer is true.
-  bool Confirm(std::string_view text, std::string_view prompt, bool reading = true);
+  virtual bool Confirm(std::string_view text, std::string_view prompt, bool reading = true);
 
   // The text folded at blanks to 77 visible columns. A longer word stays whole.
   static std::string WrapText(std::string_view text);
 
   // Writes a text with its colour marks carried out; PrintLine ends the line.
-  void Print(std::string_view text);
-  void PrintLine(std::string_view text = {});
+  virtual void Print(std::string_view text);
+  virtual void PrintLine(std::string_view text = {});
   // Whoever reads the output has all of it; false when it could not be written.
   bool Flush();
   ProgressLine& GetProgress() { return streams_.progress; }
 
  protected:
   const std::string& GetToolName() const { return toolName_; }
+  std::ostream& GetOutput() { return streams_.out; }
+  // Tells a fault of the argument line, which ParseArguments returns the last one of.
+  virtual void TellFault(StatusCode code, std::string_view text, std::string_view subject);
 
  private:
   // Takes the values behind the option at `index`; the index behind the last one.
   int TakeValues(CLIParameter& parameter, int index, int argc, const char* const* argv,
                  StatusCode& result);
-  void PrintError(std::string_view text, std::string_view subject);
 
   CLIStreams streams_;
   std::string toolName_;

@@ -80,10 +80,6 @@ std::optional<std::uint64_t> ReadNativeMax(Device& drive) {
   return get.GetNativeMax().last;
 }
 
-bool IsReachable(Device& drive) {
-  return drive.GetUInt(Properties::DriverCommunicationError) == 0 && drive.TestConnection();
-}
-
 bool ShowsSpreadSpectrumClocking(const Device& drive) {
   const auto& product = DeviceManagement::ProductOf(drive);
   const auto from = product.clockingFirmware;
@@ -187,6 +183,10 @@ std::string DescribeDrive(Device& drive, DriveDetail detail, std::vector<std::st
 }
 
 }  // namespace
+
+bool IsReachable(Device& drive) {
+  return drive.GetUInt(Properties::DriverCommunicationError) == 0 && drive.TestConnection();
+}
 
 std::string DescribeDrives(std::span<Device* const> drives, std::string_view title,
                            DriveDetail detail, std::vector<std::string>& warnings) {

@@ -10,6 +10,9 @@
 
 namespace Morvu {
 
+// The drive answers now.
+bool IsReachable(DeviceManagement::Device& drive);
+
 enum class DriveDetail { List, Information };
 
 // A table a drive under the title; with `Information` also the drive's state, which

@@ -10,6 +10,7 @@
 #include <vector>
 
 #include "cli/QRKCLI.h"
+#include "cli/Report.h"
 #include "cli/SavedFile.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/model/Device.h"
@@ -62,16 +63,35 @@ class DriveRun : public Face {
   DriveRun(Progress& progress, std::size_t part, Drives drives, std::string name)
       : drives_(std::move(drives)), name_(std::move(name)), reporter_(progress, part) {}
 
+  // Before it begins: what it tells goes to a run of the report for each drive.
+  void ReportTo(Morvu::Report& report, std::string_view feature) {
+    for (const auto* drive : drives_) reported_.push_back(&report.AddRun(drive, feature));
+  }
+
   SelectedDrives GetDrives() const { return drives_; }
   StatusCode GetWorst() const { return worst_; }
   void Finish(StatusCode code) {
     if (isUnsaved_ && IsGoodEnd(code)) code = Status::FileNotWritten;
-    if (!hasTold_) Tell(code);
+    if (!hasTold_ && reported_.empty()) Tell(code);
+    for (auto* run : reported_) {
+      if (!run->code) run->code = code;
+    }
     if (RankOf(code) > RankOf(worst_)) worst_ = code;
     reporter_.SetPercent(100);
   }
+  // The end of the drive whose turn it is, unless an outcome told it.
+  void EndTurn(StatusCode code) {
+    if (reported_.empty() || Reported().code) return;
+    Reported().code = isUnsaved_ && IsGoodEnd(code) ? Status::FileNotWritten : code;
+  }
   // Into the line's own output.
   void Print(QRKCLI& cli) const {
+    if (!reported_.empty()) {
+      const bool hasWarned = std::ranges::any_of(
+          reported_, [](const auto* run) { return !run->warnings.Get().empty(); });
+      if (hasWarned) cli.NoteWarning();
+      return;
+    }
     cli.PrintLine();
     for (const auto* drive : drives_) {
       cli.PrintLine("Drive " + Printable(drive->GetString(Properties::DevicePath)) + ": " +
@@ -86,19 +106,36 @@ class DriveRun : public Face {
     cli.Flush();
   }
 
-  void Say(std::string_view line = {}) override { told_.emplace_back(Line{std::string(line)}); }
-  void Warn(std::string_view text) override { told_.emplace_back(Warning{std::string(text)}); }
-  void Show(const ResultTable& table) override { Say(table.Render()); }
+  void Say(std::string_view line = {}) override {
+    if (!reported_.empty()) return Reported().lines.Add(line);
+    told_.emplace_back(Line{std::string(line)});
+  }
+  void Warn(std::string_view text) override {
+    if (!reported_.empty()) return Reported().warnings.Add(text);
+    told_.emplace_back(Warning{std::string(text)});
+  }
+  void Show(const ResultTable& table) override {
+    if (reported_.empty()) return Say(table.Render());
+    Reported().tables.push_back(table);
+  }
+  void Report(std::string_view name, std::uint64_t value) override {
+    if (!reported_.empty()) Reported().figures.emplace_back(name, value);
+  }
+  void Turn(const Device& drive) override {
+    const auto place = std::ranges::find(drives_, &drive);
+    if (place != drives_.end()) turn_ = static_cast<std::size_t>(place - drives_.begin());
+  }
   void Tell(StatusCode outcome) override {
     hasTold_ = true;
+    if (!reported_.empty()) Reported().code = outcome;
     if (RankOf(outcome) > RankOf(worst_)) worst_ = outcome;
     told_.emplace_back(outcome);
   }
   bool Save(const ResultTable& table, const std::string& path) override {
-    return Keep(SaveTableAs(table, NameFile(path)));
+    return Keep(SaveTableAs(table, NameFile(path)), NameFile(path));
   }
   bool SaveBinary(ByteView bytes, const std::string& path) override {
-    return Keep(SaveBinaryAs(bytes, NameFile(path)));
+    return Keep(SaveBinaryAs(bytes, NameFile(path)), NameFile(path));
   }
   // Whoever started the runs was asked for all of them.
   Answer Ask(std::string_view, std::string_view) override { return Answer::Yes; }
@@ -124,8 +161,13 @@ class DriveRun : public Face {
     std::size_t part_;
   };
 
-  bool Keep(const SavedFile& file) {
-    Say(file.told);
+  Morvu::Report::Run& Reported() { return *reported_[turn_]; }
+  bool Keep(const SavedFile& file, const std::string& path) {
+    if (file.isSaved && !reported_.empty()) {
+      Reported().files.push_back(path);
+    } else {
+      Say(file.told);
+    }
     isUnsaved_ = isUnsaved_ || !file.isSaved;
     return file.isSaved;
   }
@@ -138,7 +180,9 @@ class DriveRun : public Face {
   }
 
   Drives drives_;
-  std::string name_;  // in the names of files
+  std::vector<Morvu::Report::Run*> reported_;  // one a drive; none without a report
+  std::size_t turn_ = 0;                       // whose drive it is about
+  std::string name_;                           // in the names of files
   Reporter reporter_;
   std::vector<std::variant<Line, Warning, StatusCode>> told_;
   bool hasTold_ = false;
@@ -206,8 +250,10 @@ StatusCode RunGroup(const FeatureRecord& feature, const OptionDeclaration& optio
   const std::size_t share = feature.needsDrive ? 1 : drives.size();
   for (std::size_t i = 0; i < drives.size(); i += share) {
     if (run.GetReporter().IsCancelRequested()) return Status::Canceled;
+    run.Turn(*drives[i]);
     const FeatureCall call{run, drives.subspan(i, share), true, arguments};
     const auto end = RunHeld(feature, call, [&] { return option.run(call); });
+    if (share == 1) run.EndTurn(end);
     if (RankOf(end) >= RankOf(code)) code = end;
   }
   return code;
@@ -262,6 +308,7 @@ StatusCode RunOnDrives(QRKCLI& cli, const FeatureRecord& feature, const OptionDe
   for (const auto& group : groups) {
     runs.push_back(std::make_unique<DriveRun>(progress, runs.size(), group,
                                               NameInFiles(*group.front(), serials)));
+    if (auto* report = cli.GetReport()) runs.back()->ReportTo(*report, option.name.substr(1));
   }
   Turns turns(cli, runs.size());
   ProgressLine::Run line(cli.GetProgress(), option.name.substr(1));
@@ -276,7 +323,9 @@ StatusCode RunOnDrives(QRKCLI& cli, const FeatureRecord& feature, const OptionDe
     return FindWorst(runs, cli.GetArgument(kSeveralDrives) == kAllDrives);
   });
   line.Stop();
-  return cli.Finish(result);
+  (void)cli.Finish(result);
+  cli.Flush();  // a signal that was held may end the tool now
+  return result;
 }
 
 }  // namespace Morvu

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <cerrno>
 #include <functional>
+#include <utility>
 #include <vector>
 
 #include "cli/EraseGate.h"
@@ -96,7 +97,11 @@ StatusCode RunAndRecord(QRKCLI& cli, Face& face, SelectedDrives devices,
   return code;
 }
 
-Prompt::Prompt(QRKCLI& cli, std::string_view what) : cli_(cli), run_(cli.GetProgress(), what) {}
+Prompt::Prompt(QRKCLI& cli, std::string_view what, const DeviceManagement::Device* drive)
+    : cli_(cli), run_(cli.GetProgress(), what) {
+  auto* report = cli.GetReport();
+  if (report != nullptr && !what.empty()) reported_ = &report->AddRun(drive, what);
+}
 
 void Prompt::PromptReporter::SetPercent(std::int32_t percent) {
   prompt_.cli_.GetProgress().SetPercent(percent);
@@ -108,45 +113,77 @@ void Prompt::PromptReporter::SetDetail(std::string_view detail) {
 
 // Each line is there when it is told: a run may take hours.
 void Prompt::Say(std::string_view line) {
+  if (reported_ != nullptr) return reported_->lines.Add(line);
   cli_.PrintLine(line);
   cli_.Flush();
 }
 
 void Prompt::Warn(std::string_view text) {
+  if (reported_ != nullptr) {
+    reported_->warnings.Add(text);
+    return cli_.NoteWarning();
+  }
   cli_.Warn(text);
   cli_.Flush();
 }
 
-void Prompt::Show(const ResultTable& table) { Say(table.Render()); }
+void Prompt::Show(const ResultTable& table) {
+  if (reported_ == nullptr) return Say(table.Render());
+  reported_->tables.push_back(table);
+}
 
-void Prompt::NoteFindings(std::uint32_t findings) { cli_.NoteFindings(findings); }
+void Prompt::Report(std::string_view name, std::uint64_t value) {
+  if (reported_ != nullptr) reported_->figures.emplace_back(name, value);
+}
+
+// The first drive's turn takes the run that there is.
+void Prompt::Turn(const DeviceManagement::Device& drive) {
+  if (reported_ == nullptr) return;
+  if (std::exchange(isTurned_, true)) {
+    reported_ = &cli_.GetReport()->AddRun(&drive, reported_->feature);
+  }
+  reported_->drive = &drive;
+}
+
+void Prompt::NoteFindings(std::uint32_t findings) {
+  Report("Findings", findings);
+  cli_.NoteFindings(findings);
+}
 
 void Prompt::Tell(StatusCode outcome) {
   hasToldOutcomes_ = true;
+  if (reported_ != nullptr) reported_->code = outcome;
   (void)cli_.Finish(outcome);
   cli_.NoteOutcome(outcome);
 }
 
 bool Prompt::Save(const ResultTable& table, const std::string& path) {
-  const bool isSaved = cli_.SaveTable(table, path);
-  isUnsaved_ = isUnsaved_ || !isSaved;
-  return isSaved;
+  return NoteSaved(cli_.SaveTable(table, path), path);
 }
 
 bool Prompt::SaveBinary(ByteView bytes, const std::string& path) {
-  const bool isSaved = cli_.SaveBinary(bytes, path);
+  return NoteSaved(cli_.SaveBinary(bytes, path), path);
+}
+
+bool Prompt::NoteSaved(bool isSaved, const std::string& path) {
   isUnsaved_ = isUnsaved_ || !isSaved;
+  if (isSaved && reported_ != nullptr) reported_->files.push_back(path);
   return isSaved;
 }
 
 bool Prompt::Publish(std::string_view text, const std::string& path) {
-  if (PublishFile(path, text)) return true;
+  if (PublishFile(path, text)) return NoteSaved(true, path);
   Say(SavedFile::Describe(path, errno).told);
   isUnsaved_ = true;
   return false;
 }
 
 Answer Prompt::Ask(std::string_view warning, std::string_view question) {
+  if (reported_ != nullptr) {
+    reported_->lines.Add(warning);
+    reported_->lines.Add(kNoQuestion);
+    return Answer::No;
+  }
   return cli_.Confirm(warning, question) ? Answer::Yes : Answer::No;
 }
 
@@ -161,6 +198,12 @@ StatusCode Prompt::Finish(StatusCode code) {
   run_.Stop();
   if (isUnsaved_ && IsGoodEnd(code)) code = Status::FileNotWritten;
   if (!hasToldOutcomes_) (void)cli_.Finish(code);
+  if (reported_ != nullptr) {
+    if (!hasToldOutcomes_) reported_->code = code;
+    if (!signals_.IsStopRequested()) return code;
+    cli_.GetReport()->code = code;
+    cli_.PrintReport();
+  }
   cli_.Flush();  // a signal that was held may end the tool now
   return code;
 }
@@ -180,7 +223,7 @@ StatusCode RunCLI(QRKCLI& cli, const FeatureRecord& feature, const OptionDeclara
     return cli.Finish(code);
   }
   cli.Flush();
-  Prompt prompt(cli, option.name.substr(1));
+  Prompt prompt(cli, option.name.substr(1), devices.size() == 1 ? devices.front() : nullptr);
   const FeatureCall call{.face = prompt,
                          .devices = devices,
                          .areChosen = cli.IsDrivePicked(),

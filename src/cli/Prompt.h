@@ -5,6 +5,7 @@
 #include <span>
 
 #include "cli/ProgressLine.h"
+#include "cli/Report.h"
 #include "frame/HeldSignals.h"
 #include "messaging/features/FeatureRecord.h"
 
@@ -19,11 +20,16 @@ using SelectedDrives = std::span<DeviceManagement::Device* const>;
 // The person at the prompt. While it lives, a line shows how far the run of that name is.
 class Prompt : public Face {
  public:
-  explicit Prompt(QRKCLI& cli, std::string_view what = {});
+  // With a report, what has a name fills a run of it, of the drive, null for none; it prints
+  // nothing and asks nobody.
+  explicit Prompt(QRKCLI& cli, std::string_view what = {},
+                  const DeviceManagement::Device* drive = nullptr);
 
   void Say(std::string_view line = {}) override;
   void Warn(std::string_view text) override;
   void Show(const ResultTable& table) override;
+  void Report(std::string_view name, std::uint64_t value) override;
+  void Turn(const DeviceManagement::Device& drive) override;
   void NoteFindings(std::uint32_t findings) override;
   void Tell(StatusCode outcome) override;
   bool Save(const ResultTable& table, const std::string& path) override;
@@ -51,7 +57,11 @@ class Prompt : public Face {
     Prompt& prompt_;
   };
 
+  bool NoteSaved(bool isSaved, const std::string& path);
+
   QRKCLI& cli_;
+  Report::Run* reported_ = nullptr;  // without a report
+  bool isTurned_ = false;            // it is about one drive of several
   HeldSignals signals_;
   PromptReporter reporter_{*this};
   ProgressLine::Run run_;

@@ -5,15 +5,19 @@
 
 #include "cli/AccessRights.h"
 #include "cli/DriveInformation.h"
+#include "cli/DriveReport.h"
 #include "cli/DriveRuns.h"
 #include "cli/EraseGate.h"
+#include "cli/JsonDocument.h"
 #include "cli/Prompt.h"
+#include "cli/Report.h"
 #include "cli/SavedFile.h"
 #include "cli/ScanSelection.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
 #include "devices/model/Drive.h"
 #include "frame/Logger.h"
+#include "frame/Text.h"
 #include "frame/status/Files.h"
 #include "frame/status/Firmware.h"
 #include "frame/status/Selection.h"
@@ -63,6 +67,33 @@ QRKCLI::~QRKCLI() {
 }
 
 StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
+  // Before the line is read: what is wrong with it belongs into the report.
+  const auto wantsReport = [](const char* word) { return word != nullptr && word == kJsonOption; };
+  if (argc > 1 && std::any_of(argv + 1, argv + argc, wantsReport)) {
+    report_ = std::make_unique<Report>();
+  }
+  const auto code = CarryOut(argc, argv);
+  if (report_ != nullptr) {
+    report_->code = code;
+    PrintReport();
+  }
+  return code;
+}
+
+void QRKCLI::PrintReport() {
+  if (report_ == nullptr || isReportPrinted_) return;
+  isReportPrinted_ = true;
+  if (report_->drives.empty()) {
+    const bool selects = std::ranges::any_of(GetParameters(), [](const auto& parameter) {
+      return parameter->IsGiven() && parameter->GetCategory() == OptionCategory::DriveSelection;
+    });
+    const auto& drives = selects ? devices_ : adapterManager_->GetDrives();
+    AddDrives(*report_, drives, toolConfig_.driveProperties, DriveDetail::List);
+  }
+  GetOutput() << ToJson(*report_, toolConfig_) << std::flush;
+}
+
+StatusCode QRKCLI::CarryOut(int argc, const char* const* argv) {
   // Before the line is read: the banner comes first.
   for (int i = 1; i < argc; ++i) {
     const auto* parameter = argv[i] == nullptr ? nullptr : FindParameter(argv[i]);
@@ -99,8 +130,31 @@ StatusCode QRKCLI::runCLI(int argc, const char* const* argv) {
   return RunFeature(*features.front());
 }
 
+void QRKCLI::Print(std::string_view text) {
+  if (report_ == nullptr) return CLIParser::Print(text);
+  report_->AddLine(text);
+}
+
+void QRKCLI::PrintLine(std::string_view text) {
+  if (report_ == nullptr) return CLIParser::PrintLine(text);
+  report_->AddLine(text);
+}
+
+bool QRKCLI::Confirm(std::string_view text, std::string_view prompt, bool reading) {
+  if (report_ == nullptr) return CLIParser::Confirm(text, prompt, reading);
+  report_->AddLine(text);
+  report_->AddLine(kNoQuestion);
+  return false;
+}
+
+void QRKCLI::TellFault(StatusCode code, std::string_view text, std::string_view subject) {
+  if (report_ == nullptr) return CLIParser::TellFault(code, text, subject);
+  report_->faults.push_back({code, std::string(text).append(subject)});
+}
+
 void QRKCLI::Warn(std::string_view text) {
   hasWarned_ = true;
+  if (report_ != nullptr) return report_->warnings.Add(text);
   PrintLine(WrapText("<c:YELLOW>WARNING!</c> " + std::string(text)));
 }
 
@@ -117,6 +171,7 @@ void QRKCLI::NoteOutcome(StatusCode outcome) {
 }
 
 StatusCode QRKCLI::Finish(StatusCode code) {
+  if (report_ != nullptr) return code;
   if (isQuiet_ && code == Status::Completed) return code;
   const std::string_view colour = IsGoodEnd(code) ? "<c:LIGHTGREEN>" : "<c:LIGHTRED>";
   PrintLine(WrapText(std::string(colour) + GetStatusText(code) + "</c>"));
@@ -134,11 +189,13 @@ bool QRKCLI::SaveBinary(ByteView bytes, const std::string& path) {
 }
 
 bool QRKCLI::PrintSaved(const SavedFile& file) {
-  PrintLine(file.told);
+  // Whoever saved it notes the file in the report.
+  if (report_ == nullptr || !file.isSaved) PrintLine(file.told);
   return file.isSaved;
 }
 
 void QRKCLI::PrintBanner() {
+  if (report_ != nullptr) return;
   PrintLine(std::string(kBannerWidth, '='));
   PrintLine(std::string(toolConfig_.productName) + " (" + GetToolName() + ")");
   PrintLine("Version " + std::string(toolConfig_.version));
@@ -229,14 +286,17 @@ StatusCode QRKCLI::CheckErase(std::size_t features) {
     PrintLine(WrapText(reason));
     return Status::InvalidArguments;
   }
-  // Nothing is erased behind the back of somebody who cannot read what is told.
+  // Nothing is erased behind the back of somebody who cannot read what is told. Before a
+  // document a line's end means nothing.
+  if (report_ != nullptr) GetOutput() << '\n';
   return Flush() ? Status::ReadyToRun : Status::FileNotWritten;
 }
 
 StatusCode QRKCLI::RunFeature(const CLIParameter& parameter) {
   if (devices_.empty() && !isForPrograms_) return Finish(Status::NoDrivesFound);
   // Of several drives each tells its name.
-  if (drivePicked_ && !isQuiet_ && !HasOption(kSeveralDrives)) (void)PrintDriveInformation();
+  const bool isDescribed = drivePicked_ && !isQuiet_ && !HasOption(kSeveralDrives);
+  if (isDescribed && report_ == nullptr) (void)PrintDriveInformation();
   const auto handler = handlers_.find(&parameter);
   if (handler == handlers_.end() || handler->second.option->run == nullptr) {
     return Finish(Status::InvalidArguments);
@@ -269,6 +329,9 @@ StatusCode QRKCLI::RunDefaultOption() {
 
 std::vector<std::string> QRKCLI::PrintDriveInformation() {
   std::vector<std::string> warnings;
+  if (report_ != nullptr) {
+    return AddDrives(*report_, devices_, toolConfig_.driveProperties, DriveDetail::Information);
+  }
   PrintLine();
   Print(DescribeDrives(devices_, toolConfig_.driveInformationTitle, DriveDetail::Information,
                        warnings));

@@ -21,7 +21,9 @@ class AdapterManager;
 class Device;
 }  // namespace DeviceManagement
 
+class Report;
 class ResultTable;
+struct CimProperty;
 struct SavedFile;
 struct ToolOption;
 
@@ -51,6 +53,7 @@ struct ToolConfig {
   std::string_view driveListTitle = "Drive List";
   std::string_view driveInformationTitle = "Drive Information";
   DeviceManagement::ScanOptions scanOptions;
+  std::span<const CimProperty> driveProperties{};  // that a report shows of a drive
 };
 
 class QRKCLI : public CLIParser {
@@ -60,11 +63,23 @@ class QRKCLI : public CLIParser {
          const CLIStreams& streams);
   ~QRKCLI() override;
 
-  // Carries out one command line; the final status. It is called once.
+  // Carries out one command line; the final status. It is called once. A line with -json prints
+  // one document at its end, and nothing before it but white space.
   StatusCode runCLI(int argc, const char* const* argv);
 
   // Prints the text of the status, and returns it.
   StatusCode Finish(StatusCode code);
+
+  // With a report all texts go there, and nobody is asked.
+  bool Confirm(std::string_view text, std::string_view prompt, bool reading = true) override;
+  void Print(std::string_view text) override;
+  void PrintLine(std::string_view text = {}) override;
+
+  // Null, unless the line wants its outcome as data. The thread that carries out the line fills
+  // it, and each Prompt a run of its own.
+  Report* GetReport() const { return report_.get(); }
+  // Prints the report as it stands, once: for a signal that ends the tool before the line does.
+  void PrintReport();
 
   // Saves the table as CSV, and prints whether it could be saved, and why not.
   bool SaveTable(const ResultTable& table, const std::string& path);
@@ -76,6 +91,8 @@ class QRKCLI : public CLIParser {
   std::chrono::steady_clock::time_point GetBegin() const { return begin_; }
   // Prints the text as a warning.
   void Warn(std::string_view text);
+  // The run's own report tells the warning.
+  void NoteWarning() { hasWarned_ = true; }
   // The end of one drive of several, whatever the run makes of them all.
   void NoteOutcome(StatusCode outcome);
   void NoteFindings(std::uint32_t findings) { findings_ |= findings & kAllFindings; }
@@ -84,10 +101,14 @@ class QRKCLI : public CLIParser {
   StatusCode GetSideResult() const;
   const ToolConfig& GetToolConfig() const { return toolConfig_; }
 
+ protected:
+  void TellFault(StatusCode code, std::string_view text, std::string_view subject) override;
+
  private:
   using Device = DeviceManagement::Device;
   friend std::span<const ToolOption> GetToolOptions();
 
+  StatusCode CarryOut(int argc, const char* const* argv);
   void PrintBanner();
   bool PrintSaved(const SavedFile& file);  // whether it is
   void Scan();
@@ -130,6 +151,8 @@ class QRKCLI : public CLIParser {
   std::vector<std::string> PrintDriveInformation();
 
   const ToolConfig& toolConfig_;
+  std::unique_ptr<Report> report_;
+  bool isReportPrinted_ = false;
   std::unique_ptr<DeviceManagement::AdapterManager> adapterManager_;
   // The record that each of the features' options comes from.
   struct Handler {

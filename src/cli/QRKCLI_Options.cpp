@@ -6,6 +6,7 @@
 
 #include "cli/DriveInformation.h"
 #include "cli/QRKCLI.h"
+#include "cli/Report.h"
 #include "cli/SavedFile.h"
 #include "cli/ToolOptions.h"
 #include "devices/discovery/AdapterManager.h"
@@ -63,7 +64,7 @@ StatusCode QRKCLI::Handle(const CLIParameter& parameter) {
 
 StatusCode QRKCLI::ShowHelp(const CLIParameter& parameter) {
   const auto keyword = Join(parameter.GetValues(), " ");
-  if (keyword.empty()) {
+  if (keyword.empty() && report_ == nullptr) {
     ResultTable table;
     table.AppendRow({GetToolName() + " Description"}, true);
     for (const auto& row : Split(toolConfig_.description, ';')) table.AppendRow({row});
@@ -74,6 +75,10 @@ StatusCode QRKCLI::ShowHelp(const CLIParameter& parameter) {
   for (const auto& candidate : GetParameters()) {
     if (!Matches(*candidate, keyword)) continue;
     found = true;
+    if (report_ != nullptr) {
+      report_->options.push_back(candidate.get());
+      continue;
+    }
     Print(GetParameterHelp(*candidate));
   }
   if (!found) PrintLine("No matches found for: " + keyword);
@@ -81,6 +86,10 @@ StatusCode QRKCLI::ShowHelp(const CLIParameter& parameter) {
 }
 
 StatusCode QRKCLI::ShowLicense(const CLIParameter&) {
+  if (report_ != nullptr) {
+    report_->license = toolConfig_.license;
+    return Status::Completed;
+  }
   PrintLine(std::string(toolConfig_.productName) + ", Version " + std::string(toolConfig_.version));
   Print(toolConfig_.license.empty() ? "UNDEFINED LICENSE!!!\n" : toolConfig_.license);
   return Status::Completed;
@@ -104,12 +113,14 @@ StatusCode QRKCLI::ShowDriveList(const CLIParameter& parameter) {
     PrintLine("Error: Too many arguments given for -drive_list. See -help for proper usage.");
     return Status::InvalidArguments;
   }
+  if (values.empty() && report_ != nullptr) return Status::Completed;  // it has the drives anyway
   if (values.empty()) {
     std::vector<std::string> none;  // a list asks no drive for its state
     PrintLine(DescribeDrives(drives, toolConfig_.driveListTitle, DriveDetail::List, none));
     return Status::Completed;
   }
   const bool isSaved = SaveTable(TabulateDrives(drives), values.front());
+  if (isSaved && report_ != nullptr) report_->files.push_back(values.front());
   return isSaved ? Status::Completed : Status::FileNotWritten;
 }
 

@@ -123,6 +123,12 @@ constexpr Lines kLsiText = {
     "volume is shown as \"(RAID Volume)\", a drive that is part of one as \"(RAID Member)\"."};
 constexpr Lines kLsiExamples = {"-lsi -drive_list", "-lsi -drive_path LSI_0_4 -smart"};
 
+constexpr Lines kJsonText = {
+    "Print one JSON document, and nothing else, in place of the texts: the drives, tables and "
+    "results of this command line. No question is asked: a feature that would ask is refused "
+    "unless -force is given."};
+constexpr Lines kJsonExamples = {"-json", "-drive_index 1 -smart -json"};
+
 using enum OptionCategory;
 constexpr auto kFlag = OptionKind::Flag;
 constexpr auto kNumbers = OptionKind::Numbers;
@@ -163,6 +169,7 @@ std::span<const ToolOption> GetToolOptions() {
       {{"-volatile",     kFlag,    Modifier,       kVolatileText,   {},               kVolatileExamples,   kAny}},
       {{"-controller",   kFlag,    Modifier,       kControllerText, {},               kControllerExamples, kAny}},
       {{"-lsi",          kFlag,    Modifier,       kLsiText,        {},               kLsiExamples,        kAny}},
+      {{kJsonOption,     kFlag,    Modifier,       kJsonText,       {},               kJsonExamples,       kAny}},
       // For families that declare them.
       {{"-drive_id",     kText,    DriveSelection, {},              {},               {},                  kAll},     &QRKCLI::PickByIdentifier, nullptr,               false, {}, false},
       {{"-drive_csmi",   kNumbers, DriveSelection, {},              {},               {},                  kAll},     &QRKCLI::PickByAddress,    nullptr,               false, {}, false},

@@ -12,6 +12,8 @@ namespace Morvu {
 
 class QRKCLI;
 
+inline constexpr std::string_view kJsonOption = "-json";
+
 // All that there is to say of one.
 struct ToolOption {
   using Names = std::span<const std::string_view>;

@@ -5,6 +5,7 @@
 //   MORVU_UPDATE_GOLDEN=1 build/x86_64/tests/cli_tests --gtest_filter='*EraseGolden*'
 #include <gtest/gtest.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <fstream>
 #include <sstream>
@@ -15,6 +16,7 @@
 #include "TestFleet.h"
 #include "Tool.h"
 #include "messaging/drive_class/Features.h"
+#include "support/JsonDocuments.h"
 
 namespace MorvuTool {
 namespace {
@@ -37,8 +39,13 @@ constexpr std::string_view kSerial = "BTWL1234";
 
 class EraseGolden : public ::testing::TestWithParam<EraseRun> {};
 
-// The command line, what it printed behind the drive's information, and the exit status.
-std::string Record(const EraseRun& run) {
+struct EraseOutcome {
+  std::string line, text;
+  int exitStatus;
+  std::vector<std::uint8_t> opcodes;
+};
+
+EraseOutcome CarryOut(const EraseRun& run, const std::vector<std::string>& more = {}) {
   Simulator::TestFleet fleet;
   Simulator::DriveSpec spec{.model = "MORVU SSDSC2BB480G4", .serial = std::string(kSerial)};
   if (run.isNvme) {
@@ -51,6 +58,7 @@ std::string Record(const EraseRun& run) {
 
   std::vector<std::string> words = {"morvussd", "-drive_serial", std::string(kSerial)};
   words.insert(words.end(), run.arguments.begin(), run.arguments.end());
+  words.insert(words.end(), more.begin(), more.end());
   std::vector<const char*> argv;
   std::string line = "$";
   for (const auto& word : words) {
@@ -61,11 +69,15 @@ std::string Record(const EraseRun& run) {
   std::ostringstream out;
   Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
-  auto text = out.str();
+  return {line, out.str(), ToExitStatus(code, cli.GetSideResult()), drive.Opcodes()};
+}
+
+// The command line, what it printed behind the drive's information, and the exit status.
+std::string Record(const EraseRun& run) {
+  auto [line, text, exitStatus, opcodes] = CarryOut(run);
   const auto information = text.rfind("\n\n\n");
   if (information != text.npos) text.erase(0, information + 3);
-  return line + '\n' + text + "exit status " +
-         std::to_string(ToExitStatus(code, cli.GetSideResult())) + '\n';
+  return line + '\n' + text + "exit status " + std::to_string(exitStatus) + '\n';
 }
 
 TEST_P(EraseGolden, RunPrintsWhatItsFileHolds) {
@@ -128,6 +140,37 @@ const EraseRun kEraseRuns[] = {
 // clang-format on
 INSTANTIATE_TEST_SUITE_P(Runs, EraseGolden, ::testing::ValuesIn(kEraseRuns),
                          [](const auto& test) { return std::string(test.param.name); });
+
+// Whoever would be asked at the prompt is refused without -force, whatever stands in the input.
+TEST(EraseAsJson, AsksNobodyAndKeepsToTheSchema) {
+  constexpr std::uint8_t kErasing[] = {0xF1, 0xF4, 0x80};
+  Morvu::Testing::JsonDocuments documents;
+  for (const auto& run : kEraseRuns) {
+    const auto told = CarryOut(run, {"-json"});
+    documents.Add(run.name, told.text);
+    auto refused = run;
+    refused.answer = "";
+    EXPECT_EQ(told.exitStatus, CarryOut(refused).exitStatus) << run.name;
+    if (run.arguments.back() == "-force") continue;
+    for (const auto opcode : told.opcodes) {
+      EXPECT_EQ(std::ranges::count(kErasing, opcode), 0) << run.name << ": " << int{opcode};
+    }
+    documents.Add(run.name, CarryOut(run, {"-json", "-force"}).text);
+  }
+  documents.ExpectValid();
+}
+
+// The disk is full: what cannot be told is not begun.
+TEST(EraseAsJson, NeedsAnOutputThatTakesTheDocument) {
+  Simulator::TestFleet fleet;
+  auto drive = fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = std::string(kSerial)});
+  std::istringstream in;
+  std::ofstream full("/dev/full");
+  Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, full});
+  const char* argv[] = {"morvussd", "-drive_index", "0", "-secure_erase", "-force", "-json"};
+  EXPECT_EQ(cli.runCLI(6, argv), 122);
+  EXPECT_EQ(std::ranges::count(drive.Opcodes(), 0xF4), 0);
+}
 
 }  // namespace
 }  // namespace MorvuTool

@@ -16,6 +16,7 @@
 #include "TestFleet.h"
 #include "Tool.h"
 #include "messaging/drive_class/Features.h"
+#include "support/JsonDocuments.h"
 
 namespace MorvuTool {
 namespace {
@@ -104,19 +105,22 @@ Drives AddDrives(TestFleet& fleet, Host host) {
 
 // ---- Runs ----
 
-class Golden : public ::testing::TestWithParam<GoldenRun> {
- protected:
-  Golden()
-      : drives_(AddDrives(fleet_, GetParam().host)),
+// The drives of a run, and the folder that it works in.
+class Scene {
+ public:
+  explicit Scene(const GoldenRun& run)
+      : drives_(AddDrives(fleet_, run.host)),
         folder_(fleet_.Folder() + "/work"),
         before_(std::filesystem::current_path()) {
     std::filesystem::create_directory(folder_);
     std::filesystem::current_path(folder_);
+    if (run.shape != nullptr) run.shape(drives_);
   }
-  ~Golden() override { std::filesystem::current_path(before_); }
+  ~Scene() { std::filesystem::current_path(before_); }
+  Scene(const Scene&) = delete;
+  Scene& operator=(const Scene&) = delete;
 
-  std::string Record(const GoldenRun& run);
-
+ private:
   TestFleet fleet_;
   Drives drives_;
   std::filesystem::path folder_, before_;
@@ -128,24 +132,30 @@ std::string ReadFile(const std::string& path) {
   return text.str();
 }
 
-// The command line, what it printed, the exit status, and the file that it wrote.
-std::string Golden::Record(const GoldenRun& run) {
-  if (run.shape != nullptr) run.shape(drives_);
+// The exit status of the line.
+int RunTool(const std::vector<std::string>& arguments, std::ostream& out) {
   std::vector<const char*> argv = {"morvussd"};
-  std::ostringstream out;
-  out << "$ morvussd";
-  for (const auto& argument : run.arguments) {
-    out << ' ' << (argument.empty() ? "''" : argument);
-    argv.push_back(argument.c_str());
-  }
-  out << '\n';
+  for (const auto& argument : arguments) argv.push_back(argument.c_str());
   std::istringstream in;
   Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
-  out << "exit status " << ToExitStatus(code, cli.GetSideResult()) << '\n';
+  return ToExitStatus(code, cli.GetSideResult());
+}
+
+// The command line, what it printed, the exit status, and the file that it wrote.
+std::string Record(const GoldenRun& run) {
+  const Scene scene(run);
+  std::ostringstream out;
+  out << "$ morvussd";
+  for (const auto& argument : run.arguments) out << ' ' << (argument.empty() ? "''" : argument);
+  out << '\n';
+  const int exitStatus = RunTool(run.arguments, out);
+  out << "exit status " << exitStatus << '\n';
   if (!run.file.empty()) out << "$ cat " << run.file << '\n' << ReadFile(std::string(run.file));
   return out.str();
 }
+
+class Golden : public ::testing::TestWithParam<GoldenRun> {};
 
 TEST_P(Golden, RunPrintsWhatItsFileHolds) {
   const auto path = MORVU_GOLDEN_FOLDER "/" + std::string(GetParam().name) + ".txt";
@@ -234,6 +244,100 @@ const GoldenRun kRuns[] = {
 };
 INSTANTIATE_TEST_SUITE_P(Runs, Golden, ::testing::ValuesIn(kRuns),
                          [](const auto& test) { return std::string(test.param.name); });
+
+// ---- The same runs, and more, as data ----
+
+void FailTheMedium(Drives& drives) { drives.sata.AddBadSectors(40); }
+// Words that end a JSON text, steer a terminal, are no UTF-8, or end a C string.
+void SpeakBadly(Drives& drives) {
+  constexpr std::string_view kWords("Q\"\\\x1B[31m\xC3\x28\xFF\n\0\x80<c:RED>", 18);
+  for (auto* text : {&drives.nvme.State().model, &drives.sata.State().model}) {
+    std::copy(kWords.begin(), kWords.end(), std::begin(*text));
+  }
+}
+
+const GoldenRun kJsonRuns[] = {
+    {.name = "json_hostile", .arguments = {"-drive_list"}, .shape = SpeakBadly},
+    {.name = "json_hostile_identify",
+     .arguments = {"-drive_path", "/dev/nvme0n1", "-identify", "-controller"},
+     .shape = SpeakBadly},
+    {.name = "json_hostile_word", .arguments = {"-\"\xFF\xC3(\x1B"}},
+    {.name = "json_several", .arguments = {"-drives", "all", "-smart"}},
+    {.name = "json_health", .arguments = {"-health"}},
+    {.name = "json_read_scan",
+     .arguments = {"-drive_index", "1", "-read_scan", "0", "100"},
+     .shape = FailTheMedium},
+    {.name = "json_self_test", .arguments = {"-drive_index", "1", "-self_test", "short"}},
+    {.name = "json_phy", .arguments = {"-drive_index", "1", "-set_phy_speed", "6"}},
+    {.name = "json_get_log", .arguments = {"-drive_index", "0", "-get_log", "2"}},
+    {.name = "json_firmware_all", .arguments = {"-firmware_update"}},
+};
+
+struct Told {
+  std::string text;
+  int exitStatus;
+};
+
+Told RunAsJson(const GoldenRun& run) {
+  const Scene scene(run);
+  auto arguments = run.arguments;
+  arguments.emplace_back("-json");
+  std::ostringstream out;
+  const int exitStatus = RunTool(arguments, out);
+  return {out.str(), exitStatus};
+}
+
+TEST(JsonDocument, OfEachRunKeepsToTheSchema) {
+  Morvu::Testing::JsonDocuments documents;
+  const auto add = [&](const GoldenRun& run) {
+    const auto told = RunAsJson(run);
+    documents.Add(run.name, told.text);
+    return told.exitStatus;
+  };
+  for (const auto& run : kRuns) {
+    const auto golden = ReadFile(MORVU_GOLDEN_FOLDER "/" + std::string(run.name) + ".txt");
+    EXPECT_NE(golden.find("\nexit status " + std::to_string(add(run)) + "\n"), golden.npos)
+        << run.name;
+  }
+  for (const auto& run : kJsonRuns) add(run);
+  documents.ExpectValid();
+}
+
+// A description tells more than what the list knows.
+TEST(JsonDocument, TellsValuesWithTheirTypes) {
+  const auto told = RunAsJson({.name = "", .arguments = {"-drive_index", "1"}}).text;
+  for (const auto* part : {R"("SerialNumber": "BTWL402600K4480QGN")", R"("MaximumLBA": 937703088)",
+                           R"("SMARTEnabled": true)", R"("NativeMaxLBA": 937703087)",
+                           R"("isFailing": false)", R"("path": "/dev/sda1")", R"("sizeBytes": )"}) {
+    EXPECT_NE(told.find(part), told.npos) << part << "\n" << told;
+  }
+  const auto smart = RunAsJson({.name = "", .arguments = {"-drive_index", "1", "-smart"}}).text;
+  EXPECT_NE(smart.find(R"("feature": "smart")"), smart.npos) << smart;
+}
+
+// docs/json.md shows what the tool prints of these drives.
+TEST(JsonDocument, StandsInTheManual) {
+  auto manual = ReadFile(MORVU_JSON_DOCUMENT);
+  const bool isRenewal = std::getenv("MORVU_UPDATE_GOLDEN") != nullptr;
+  constexpr std::string_view kLine = "$ morvussd ";
+  std::size_t shown = 0;
+  for (auto at = manual.find(kLine); at != manual.npos; at = manual.find(kLine, at + 1), ++shown) {
+    const auto end = manual.find('\n', at);
+    std::istringstream words(manual.substr(at + kLine.size(), end - at - kLine.size()));
+    GoldenRun run{.name = "manual", .arguments = {}};
+    for (std::string word; words >> word;) run.arguments.push_back(word);
+    run.arguments.pop_back();  // -json
+    const auto length = manual.find("```", end) - end - 1;
+    const auto text = RunAsJson(run).text;
+    if (isRenewal) {
+      manual.replace(end + 1, length, text);
+    } else {
+      EXPECT_EQ(text, manual.substr(end + 1, length));
+    }
+  }
+  if (isRenewal) std::ofstream(MORVU_JSON_DOCUMENT, std::ios::binary) << manual;
+  EXPECT_GE(shown, 2U);
+}
 
 // ---- Lines that no file should hold ----
 

@@ -12,6 +12,9 @@
 
 namespace Morvu {
 
+namespace DeviceManagement {
+class Device;
+}
 class ResultTable;
 
 enum class Answer {
@@ -34,6 +37,8 @@ class Face {
   virtual void NoteFindings(std::uint32_t) {}
   // A figure of the run, for a host: a property of its reply. A person reads it in a line.
   virtual void Report(std::string_view, std::uint64_t) {}
+  // From here to the outcome all is told of this drive, one of several.
+  virtual void Turn(const DeviceManagement::Device&) {}
   // The outcome of one drive of several, when it is there. Who tells outcomes has told the
   // end of the run as well.
   virtual void Tell(StatusCode outcome) = 0;

@@ -217,6 +217,7 @@ class DriveWalk {
     const bool isOne = !request_.file.empty();
     for (std::size_t i = 0; i < devices_.size(); ++i) {
       if (isOne && owners_[i] != owners_.front()) continue;
+      face_.Turn(*devices_[i]);
       ShowHeader(face_, *devices_[i], request_, i == 0);
       outcomes_.drives.push_back(Visit(i, isOne ? 1 : count));
       face_.Tell(outcomes_.drives.back().code);
