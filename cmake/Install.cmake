@@ -9,6 +9,10 @@ install(TARGETS morvu_ssd EXPORT ${PROJECT_NAME}Targets
   LIBRARY DESTINATION ${CMAKE_INSTALL_LIBDIR})
 install(DIRECTORY include/morvu DESTINATION ${CMAKE_INSTALL_INCLUDEDIR})
 
+# The schemas of all messages.
+install(FILES schema/messages.xsd schema/names.xsd schema/recording.xsd
+  DESTINATION ${CMAKE_INSTALL_DATADIR}/morvu-ssdfeatures)
+
 # The list that the header of status codes names.
 install(FILES docs/status-codes.md DESTINATION ${CMAKE_INSTALL_DOCDIR})
 
