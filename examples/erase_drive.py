@@ -9,76 +9,29 @@ where the drive allows that, and leaves no password behind.
 """
 
 import argparse
-import ctypes
 import sys
-import time
-import xml.etree.ElementTree as ElementTree
 
-from list_drives import COMPLETED, Library
-
-NO_MESSAGE = 243
+import morvu
 
 
-class EraseHost(Library):
-    """Runs a request as a job beside this program."""
-
-    def start(self, request):
-        text = ElementTree.tostring(request)
-        job = ctypes.c_uint64()
-        status = self._functions.SendXMLMessage(text, len(text), ctypes.byref(job), False)
-        if status != COMPLETED:
-            raise ValueError(f"the request was not taken: status {status}")
-        return job
-
-    def receive(self, job):
-        """The next message of the job; None when none waits."""
-        size = ctypes.c_uint32(0)
-        status = self._functions.ReceiveXMLMessage(job, None, ctypes.byref(size))
-        if status == NO_MESSAGE:
-            return None
-        return ElementTree.fromstring(self._receive(job))
-
-    def cancel(self, job):
-        self.start(ElementTree.Element(
-            "Message", subject="MorvuJob", type="cancel", identifier=str(job.value)))
-
-
-def make_request(serial, enhanced, force):
-    request = ElementTree.Element("Message", cimClass="MorvuSSD", scan="True")
-    drive = ElementTree.SubElement(request, "Object", cimClass="MorvuSSD")
-    ElementTree.SubElement(drive, "Property", name="SerialNumber", key="True").text = serial
-    method = ElementTree.SubElement(request, "Object", type="method", name="SecureErase")
-    for name, value in (("EnhancedErase", enhanced), ("force", force)):
-        ElementTree.SubElement(method, "Property", name=name).text = str(value)
-    return request
-
-
-def job_property(message, name):
-    return int(message.findtext(f"./Object[@name='Morvu Job']/Property[@name='{name}']"))
-
-
-def erase(host, request, cancel_at):
-    """Follows the job to its reply; the code that it ended in."""
-    job = host.start(request)
-    percent = None
+def erase(drive, enhanced, force, cancel_at):
+    """Follows the job to its reply, however often it is interrupted; the code that it ended in."""
+    job = drive.start("SecureErase", EnhancedErase=enhanced, force=force)
     while True:
         try:
-            message = host.receive(job)
-            if message is None:
-                time.sleep(0.05)
-                continue
-            if job_property(message, "PercentComplete") != percent:
-                percent = job_property(message, "PercentComplete")
+            for percent in job:
                 print(f"{percent} %", flush=True)
-            if message.get("subject") is not None:
-                return job_property(message, "ErrorCode")
-            if cancel_at is not None and percent >= cancel_at:
-                cancel_at = None
-                print("canceling", flush=True)
-                host.cancel(job)
+                if cancel_at is not None and percent >= cancel_at:
+                    cancel_at = None
+                    print("canceling", flush=True)
+                    job.cancel()
+            return morvu.Status.COMPLETED
         except KeyboardInterrupt:
             print("canceling", flush=True)
-            host.cancel(job)
+            job.cancel()
+        except morvu.JobError as error:
+            print(error.text)
+            return error.code
 
 
 def main():
@@ -90,13 +43,13 @@ def main():
     parser.add_argument("--cancel-at", type=int)
     options = parser.parse_args()
     try:
-        with EraseHost(options.shared_object) as host:
-            request = make_request(options.serial, options.enhanced, options.force)
-            code = erase(host, request, options.cancel_at)
-    except (OSError, RuntimeError, ValueError) as error:
+        with morvu.Library(options.shared_object) as library:
+            drive = library.drive(options.serial)
+            code = erase(drive, options.enhanced, options.force, options.cancel_at)
+    except morvu.Error as error:
         sys.exit(f"erase_drive.py: {error}")
-    print(f"The erase ended with code {code}.")
-    sys.exit(0 if code == COMPLETED else 1)
+    print(f"The erase ended with code {int(code)}.")
+    sys.exit(0 if code == morvu.Status.COMPLETED else 1)
 
 
 if __name__ == "__main__":

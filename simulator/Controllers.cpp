@@ -59,7 +59,7 @@ std::string FindBuiltLibrary() {
   std::error_code failure;
   const auto here =
       std::filesystem::path(std::filesystem::absolute(self.dli_fname, failure)).parent_path();
-  for (const auto* folder : {"adapter", "../simulator/adapter", "morvu-simulator"}) {
+  for (const auto* folder : {".", "adapter", "../simulator/adapter"}) {
     auto path = (here / folder / kAdapterLibrary).lexically_normal().string();
     if (Exists(path)) return path;
   }

@@ -10,6 +10,7 @@
 #include <dirent.h>
 #include <errno.h>
 #include <fcntl.h>
+#include <limits.h>
 #include <linux/fs.h>
 #include <sched.h>
 #include <stdarg.h>
@@ -21,6 +22,7 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <cstdlib>
 #include <cstring>
 #include <filesystem>
 #include <memory>
@@ -392,6 +394,12 @@ std::int64_t SkippedWait(const timespec* time) {
 
 std::atomic<std::int64_t> addedToDay = 0;
 
+// As libc does it: a program that would write behind its buffer ends.
+size_t Fits(size_t size, size_t room) {
+  if (size > room) std::abort();
+  return size;
+}
+
 }  // namespace
 
 namespace Simulator {
@@ -444,6 +452,12 @@ MORVU_VISIBLE int __open_2(const char* path, int flags) {
 }
 MORVU_VISIBLE int __open64_2(const char* path, int flags) {
   return Open(Libc().open64, path, flags, 0);
+}
+MORVU_VISIBLE int __openat_2(int folder, const char* path, int flags) {
+  return OpenAt(Libc().openat, folder, path, flags, 0);
+}
+MORVU_VISIBLE int __openat64_2(int folder, const char* path, int flags) {
+  return OpenAt(Libc().openat64, folder, path, flags, 0);
 }
 
 MORVU_VISIBLE int close(int descriptor) {
@@ -645,6 +659,31 @@ MORVU_VISIBLE char* realpath(const char* path, char* resolved) noexcept {
     std::strcpy(full, text.c_str());  // shorter than what stood there
   }
   return full;
+}
+
+// What a fortified build calls for a buffer whose size its compiler knows: `room`.
+MORVU_VISIBLE ssize_t __read_chk(int descriptor, void* data, size_t size, size_t room) {
+  return read(descriptor, data, Fits(size, room));
+}
+MORVU_VISIBLE ssize_t __pread_chk(int descriptor, void* data, size_t size, off_t offset,
+                                  size_t room) {
+  return pread(descriptor, data, Fits(size, room), offset);
+}
+MORVU_VISIBLE ssize_t __pread64_chk(int descriptor, void* data, size_t size, off64_t offset,
+                                    size_t room) {
+  return pread64(descriptor, data, Fits(size, room), offset);
+}
+MORVU_VISIBLE ssize_t __readlink_chk(const char* path, char* buffer, size_t size,
+                                     size_t room) noexcept {
+  return readlink(path, buffer, Fits(size, room));
+}
+MORVU_VISIBLE ssize_t __readlinkat_chk(int folder, const char* path, char* buffer, size_t size,
+                                       size_t room) noexcept {
+  return readlinkat(folder, path, buffer, Fits(size, room));
+}
+MORVU_VISIBLE char* __realpath_chk(const char* path, char* resolved, size_t room) noexcept {
+  Fits(PATH_MAX, room);
+  return realpath(path, resolved);
 }
 
 MORVU_VISIBLE DIR* opendir(const char* path) { return Libc().opendir(FolderPath(path).c_str()); }

@@ -1,5 +1,5 @@
-/* Reads a SATA drive from its second sector on by READ DMA EXT, 256 sectors at a time, as a full
- * read scan does, and does nothing else.
+/* Reads a SATA drive of fewer than 2^28 sectors by READ DMA, 256 at a time, by the commands that a
+ * full read scan sends, and does nothing else.
  *
  *   bare_scan NODE SECTORS
  */
@@ -14,8 +14,18 @@ enum { SECTOR = 512, MOST = 256 };
 
 static int read_sectors(int node, uint64_t lba, unsigned count, void* data) {
   unsigned char sense[32];
-  /* ATA PASS-THROUGH (16), SAT-3: DMA, 48 bits, from the device, blocks of 512 bytes in Count. */
-  unsigned char cdb[16] = {0x85, 6 << 1 | 1, 0x0E, [13] = 0x40, [14] = 0x25};
+  /* ATA PASS-THROUGH (12), SAT-3: DMA, from the device, blocks of 512 bytes in Count, and the
+   * registers are wanted back. */
+  unsigned char cdb[12] = {0xA1,
+                           6 << 1,
+                           0x2E,
+                           0,
+                           (unsigned char)count,
+                           (unsigned char)lba,
+                           (unsigned char)(lba >> 8),
+                           (unsigned char)(lba >> 16),
+                           (unsigned char)(0x40 | lba >> 24),
+                           0xC8};
   struct sg_io_hdr header = {.interface_id = 'S',
                              .dxfer_direction = SG_DXFER_FROM_DEV,
                              .cmd_len = sizeof cdb,
@@ -25,13 +35,9 @@ static int read_sectors(int node, uint64_t lba, unsigned count, void* data) {
                              .cmdp = cdb,
                              .sbp = sense,
                              .timeout = 30000};
-  cdb[5] = (unsigned char)(count >> 8);
-  cdb[6] = (unsigned char)count;
-  for (unsigned i = 0; i < 3; ++i) {
-    cdb[8 + 2 * i] = (unsigned char)(lba >> 8 * i);
-    cdb[7 + 2 * i] = (unsigned char)(lba >> (24 + 8 * i));
-  }
-  return ioctl(node, SG_IO, &header) == 0 && header.status == 0 && header.host_status == 0;
+  if (ioctl(node, SG_IO, &header) != 0 || header.host_status != 0) return 0;
+  /* CHECK CONDITION with ATA PASS-THROUGH INFORMATION AVAILABLE, and no error in Status. */
+  return header.status == 2 && sense[0] == 0x72 && sense[3] == 0x1D && (sense[21] & 1) == 0;
 }
 
 int main(int argc, char** argv) {

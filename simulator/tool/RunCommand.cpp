@@ -44,14 +44,15 @@ int ElfClass(const std::string& path) {
   return file && std::memcmp(head, ELFMAG, SELFMAG) == 0 ? head[EI_CLASS] : 0;
 }
 
-// Beside the tool, or in the library folders of an installation or of the
-// other build beside this one.
+// Beside the tool, in an installation's folders of both widths, or in the other build beside this
+// one.
 std::string FindPreload(int elfClass) {
   std::error_code failure;
   const auto here = fs::read_symlink("/proc/self/exe", failure).parent_path();
   for (const auto* folder :
-       {".", "../lib", "../lib/x86_64-linux-gnu", "../lib/i386-linux-gnu", "../lib64", "../lib32",
-        "../../x86_64/simulator", "../../x86/simulator"}) {
+       {".", "../lib/morvu-simulator", "../lib/x86_64-linux-gnu/morvu-simulator",
+        "../lib/i386-linux-gnu/morvu-simulator", "../lib64/morvu-simulator",
+        "../lib32/morvu-simulator", "../../x86_64/simulator", "../../x86/simulator"}) {
     const auto path = (here / folder / "libmorvu_simulator.so").lexically_normal().string();
     if (ElfClass(path) == elfClass) return path;
   }
@@ -94,7 +95,8 @@ int Run(const Arguments& arguments) {
   const auto preload = FindPreload(wanted);
   if (preload.empty()) {
     throw Failure(std::string("there is no libmorvu_simulator.so of ") +
-                  (wanted == ELFCLASS32 ? "32" : "64") + " bits beside this tool or in ../lib");
+                  (wanted == ELFCLASS32 ? "32" : "64") +
+                  " bits beside this tool or in ../lib/morvu-simulator");
   }
   setenv("MORVU_SIMULATOR_FLEET", fleet->Root().c_str(), 1);
   setenv("MORVU_SIMULATOR_SKIP_WAITS", skips ? "1" : "0", 1);

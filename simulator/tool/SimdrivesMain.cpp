@@ -103,6 +103,43 @@ void PrintHelp() {
       "Exit codes: 0 done, 1 could not be done, 2 not understood; \"run\" has its program's.\n");
 }
 
+// A text as troff takes it: a line that begins with spaces or a dot stays as it is.
+std::string Escape(std::string_view text) {
+  std::string plain = "\\&";
+  for (const char c : text) {
+    if (c == '\\') {
+      plain += "\\e";
+    } else if (c == '-') {
+      plain += "\\-";
+    } else {
+      plain += c;
+      if (c == '\n') plain += "\\&";
+    }
+  }
+  return plain;
+}
+
+void PrintManualPage() {
+  std::printf(
+      ".TH MORVU\\-SIMDRIVES 1 \"\" \"Morvu SSD features\" \"User Commands\"\n"
+      ".SH NAME\nmorvu\\-simdrives \\- simulated drives to test a program on\n"
+      ".SH SYNOPSIS\n.B morvu\\-simdrives\n.I COMMAND FLEET\n[arguments]\n"
+      ".SH DESCRIPTION\nA fleet is a folder of simulated SATA, SAS and NVMe drives. A program that "
+      "is "
+      "run on it meets them in place of the machine's own.\n.SH COMMANDS\n");
+  for (const auto& row : kCommands) {
+    const std::string_view help(row.help);
+    const auto end = help.find('\n');
+    std::printf(".TP\n.B %s\n.EX\n%s.EE\n", Escape(help.substr(0, end)).c_str(),
+                Escape(help.substr(end + 1, help.size() - end - 2)).append("\n").c_str());
+  }
+  std::printf(
+      ".SH EXIT STATUS\n0 done, 1 could not be done, 2 not understood; the command run has its "
+      "program's.\n.SH EXAMPLES\n.EX\nmorvu\\-simdrives make /tmp/fleet \\-\\-demo\n"
+      "morvu\\-simdrives run /tmp/fleet \\-\\- morvussd \\-drive_list\n.EE\n"
+      ".SH SEE ALSO\n.BR morvussd (8)\n");
+}
+
 bool IsHelp(std::string_view word) {
   return word == "-help" || word == "--help" || word == "-h" || word == "help";
 }
@@ -121,6 +158,10 @@ int main(int count, char** words) {
   if (count < 2 || IsHelp(words[1])) {
     PrintHelp();
     return count < 2 ? 2 : 0;
+  }
+  if (std::string_view(words[1]) == "manual-page") {  // for the build
+    PrintManualPage();
+    return 0;
   }
   try {
     for (const auto& row : kCommands) {

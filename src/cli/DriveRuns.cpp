@@ -323,7 +323,9 @@ StatusCode RunOnDrives(QRKCLI& cli, const FeatureRecord& feature, const OptionDe
     return FindWorst(runs, cli.GetArgument(kSeveralDrives) == kAllDrives);
   });
   line.Stop();
-  return cli.Finish(result);
+  (void)cli.Finish(result);
+  cli.Flush();  // a signal that was held may end the tool now
+  return result;
 }
 
 }  // namespace Morvu

@@ -155,7 +155,7 @@ TEST_F(DriveClass, SendsNothingForAWriteThatItRefuses) {
       "<Property direction='o' name='MaximumLBA'>native</Property>",
       "<Property name='MaximumLBA'>native</Property>",
       "<Property direction='i' name='SerialNumber'>X</Property>",
-      "<Property direction='i' name='Colour'>red</Property>",
+      "<Property direction='i' name='NoSuchProperty'>red</Property>",
       "<Property direction='i' name='MaximumLBA'>native</Property><Property name='PhySpeed'/>",
   };
   const int codes[] = {73, 73, 73, 272, 73};
@@ -171,7 +171,7 @@ TEST_F(DriveClass, TouchesNoDriveForAnUnknownMethod) {
   auto drive = AddSata();
   Scan();
   drive.ClearJournal();
-  EXPECT_EQ(270, Ask("<Object type='method' name='Explode'/>").ErrorCode());
+  EXPECT_EQ(270, Ask("<Object type='method' name='NoSuchMethod'/>").ErrorCode());
   EXPECT_EQ(std::vector<std::uint8_t>(), drive.Opcodes());
 }
 

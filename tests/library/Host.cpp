@@ -4,12 +4,18 @@
 #include <gtest/gtest.h>
 #include <morvu/ssd_features.h>
 #include <pthread.h>
+#include <unistd.h>
 
+#include <algorithm>
 #include <atomic>
 #include <boost/property_tree/xml_parser.hpp>
 #include <chrono>
 #include <filesystem>
+#include <fstream>
+#include <iterator>
 #include <limits>
+#include <map>
+#include <mutex>
 #include <sstream>
 #include <thread>
 #include <type_traits>
@@ -32,6 +38,60 @@ std::atomic<int> unjoinedThreads = 0;
 std::atomic<int> mostThreads = std::numeric_limits<int>::max();
 
 constexpr auto kPatience = std::chrono::seconds(60);
+
+// Keeps messages for the schema to be held against, where the environment names a folder for them:
+// a file for all that differ in nothing but figures.
+class KeptMessages {
+ public:
+  // What is mistyped on purpose is none of them: by the name of its test, by a name that there is
+  // not, or because the library says so.
+  void KeepRequest(std::string_view request, std::uint64_t job) {
+    const std::string suite =
+        ::testing::UnitTest::GetInstance()->current_test_info()->test_suite_name();
+    for (const char* word : {"Slips", "Mistyped", "Border"}) {
+      if (suite.find(word) != suite.npos) return;
+    }
+    if (folder_ == nullptr || request.find("NoSuch") != request.npos) return;
+    std::lock_guard lock(mutex_);
+    requests_[job] = Keep("request-", request);
+  }
+  void KeepReply(const Reply& reply, std::uint64_t job) {
+    if (folder_ == nullptr) return;
+    Keep("reply-", reply.Text());
+    std::istringstream recordings(reply.Attribute("recorded"));
+    for (std::string path; std::getline(recordings, path, '~');) {
+      std::ostringstream text;
+      text << std::ifstream(path).rdbuf();
+      Keep("recording-", text.str());
+    }
+    std::lock_guard lock(mutex_);
+    if (!reply.Attribute("reason").empty()) std::filesystem::remove(requests_[job]);
+  }
+
+ private:
+  std::filesystem::path Keep(std::string_view kind, std::string_view message) {
+    // Writing ends no thread that a test cancels: the library's calls do not either.
+    int state = 0;
+    pthread_setcancelstate(PTHREAD_CANCEL_DISABLE, &state);
+    std::string form;
+    std::ranges::copy_if(message, std::back_inserter(form),
+                         [](char c) { return c < '0' || c > '9'; });
+    const auto name = std::string(kind) + std::to_string(std::hash<std::string>{}(form)) + ".xml";
+    const auto path = std::filesystem::path(folder_) / name;
+    // Made whole under another name: other processes keep theirs in the same folder.
+    const auto made = path.string() + "." + std::to_string(gettid());
+    std::ofstream(made) << message;
+    std::filesystem::rename(made, path);
+    pthread_setcancelstate(state, nullptr);
+    return path;
+  }
+
+  const char* folder_ = std::getenv("MORVU_MESSAGES_FOLDER");
+  std::mutex mutex_;
+  std::map<std::uint64_t, std::filesystem::path> requests_;  // by job
+};
+
+KeptMessages keptMessages;
 
 }  // namespace
 
@@ -112,6 +172,7 @@ std::uint64_t Host::Send(std::string_view request, bool synchronous) {
   EXPECT_EQ(MORVU_STATUS_COMPLETED,
             Library().SendXMLMessage(request.data(), length, &job, synchronous))
       << request;
+  keptMessages.KeepRequest(request, job);
   return job;
 }
 
@@ -124,7 +185,9 @@ Reply Host::Receive(std::uint64_t job) {
     text.resize(size);
   }
   text.resize(size - 1);
-  return Reply(text);
+  Reply reply(text);
+  keptMessages.KeepReply(reply, job);
+  return reply;
 }
 
 Reply Host::Await(std::uint64_t job) {

@@ -36,7 +36,7 @@ TEST(Jobs, AnswerNothingToACancel) {
   for (const auto* request : {
            "<Message subject='MorvuJob' type='cancel'/>",
            "<Message subject='MorvuJob' type='cancel' identifier='12345'/>",
-           "<Message subject='MorvuJob' type='cancel' identifier='abc'/>",
+           "<Message subject='MorvuJob' type='cancel' identifier='NoSuchJob'/>",
        }) {
     EXPECT_TRUE(host.Call(request).IsEmpty()) << request;
   }

@@ -6,6 +6,7 @@ the units.
 
 Ends with 77 where promtool or the node exporter is missing.
 """
+import json
 import pathlib
 import re
 import shutil
@@ -70,6 +71,25 @@ class Metrics(unittest.TestCase):
             self.assertIn(f'alertname="{alert}"', tests)
         for name in set(re.findall(r"\bmorvu_\w+", rules)):
             self.assertIn(f"# TYPE {name} ", self.file.read_text())
+
+    def test_the_play_reads_what_the_tool_prints(self):
+        play = (SOURCE / "examples/fleet/update_firmware.yml").read_text()
+        known = subprocess.run([TOOL, "-help"], capture_output=True, text=True, check=True).stdout
+        for option in set(re.findall(r"(?<=[ '])-[a-z_]{4,}", play)):
+            self.assertRegex(known, rf"(?m)^{option}\b")
+        listed = self.tell("-drive_list")
+        self.assertEqual({drive["properties"]["SerialNumber"] for drive in listed["drives"]},
+                         {'A"B\\C', "ASLEEP", "TWO", "SAS"})
+        self.assertTrue(all("ModelNumber" in drive["properties"] for drive in listed["drives"]))
+        ran = self.tell("-drives", "ASLEEP", "SAS", "-smart")
+        self.assertEqual([run["result"]["code"] for run in ran["runs"]], [0, 118])
+        self.assertEqual([run["drive"]["SerialNumber"] for run in ran["runs"]], ["ASLEEP", "SAS"])
+        self.assertTrue(all(run["result"]["text"] for run in ran["runs"]))
+
+    def tell(self, *words):
+        done = subprocess.run([SIMDRIVES, "run", self.fleet, "--", TOOL, *words, "-json"],
+                              capture_output=True, text=True, check=False)
+        return json.loads(done.stdout)
 
     @unittest.skipUnless(shutil.which("systemd-analyze"), "no systemd")
     def test_systemd_takes_the_units(self):

@@ -1,5 +1,6 @@
 /* A host as small as can be: what it prints comes from the installed library. */
 #include <morvu/ssd_features.h>
+#include <morvu/status_texts.h>
 #include <stdio.h>
 #include <string.h>
 
@@ -13,5 +14,7 @@ int main(void) {
   if (SendXMLMessage(request, (uint32_t)strlen(request), &job, true) != 0) return 2;
   if (ReceiveXMLMessage(job, reply, &size) != 0) return 3;
   Unload();
+  if (strcmp(MorvuStatusText(MORVU_STATUS_CANCELED), "Canceled.") != 0) return 4;
+  if (MorvuStatusText(MORVU_STATUS_NO_MESSAGE) == NULL || MorvuStatusText(-1) != NULL) return 5;
   return puts(reply) < 0;
 }

@@ -44,6 +44,10 @@ TEST_P(Verdicts, AreTheDrivesOwn) {
   EXPECT_EQ(verdict.text, GetParam().text);
 }
 
+Simulator::DriveSpec SasSpec() {
+  return {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1"};
+}
+
 const Fault kNoFault = Fault::Delay(0);
 const Fault kStatusRefused = Fault::AtaError().OnOpcode(kSmartOpcode).OnFeature(kReturnStatus);
 constexpr auto kFails = [](DriveState& state) { state.ata.smartFailing = 1; };
@@ -74,8 +78,10 @@ INSTANTIATE_TEST_SUITE_P(DriveVerdict, Verdicts, ::testing::Values(
            "FAILING: critical warning 0x80"},
     Judged{"NvmeRefused", NvmeSpec(), kSoundDrive, Fault::NvmeStatus(0x109).OnOpcode(kHealthOpcode), Kind::Unknown, std::string(kNoAnswer)},
     Judged{"NvmeEmpty", NvmeSpec(), kSoundDrive, Fault::GarbageData(Simulator::Garbage::Zeros).OnOpcode(kHealthOpcode), Kind::Unknown, std::string(kNoAnswer)},
-    Judged{"Sas", {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1"}, kSoundDrive, kNoFault,
-           Kind::Unknown, "Unknown"}),
+    Judged{"Sas", SasSpec(), kSoundDrive, kNoFault, Kind::Passed, "Passed"},
+    Judged{"SasFails", SasSpec(), [](DriveState& state) { state.scsi.predictsFailure = 1; }, kNoFault, Kind::Failing,
+           "FAILING: a failure predicted, 5Dh/00h"},
+    Judged{"SasRefused", SasSpec(), kSoundDrive, Fault::Fail().OnOpcode(0x4D), Kind::Unknown, "Unknown"}),
     [](const auto& test) { return test.param.label; });
 // clang-format on
 

@@ -1,12 +1,44 @@
+#include <fcntl.h>
 #include <sys/stat.h>
+#include <unistd.h>
 
 #include <fstream>
 
 #include "Commands.h"
 #include "gtest/gtest.h"
 
+// What the compiler puts in the place of calls when a program is fortified.
+extern "C" {
+int __openat_2(int folder, const char* path, int flags);
+int __openat64_2(int folder, const char* path, int flags);
+ssize_t __read_chk(int descriptor, void* data, size_t size, size_t room);
+ssize_t __pread_chk(int descriptor, void* data, size_t size, off_t offset, size_t room);
+ssize_t __pread64_chk(int descriptor, void* data, size_t size, off64_t offset, size_t room);
+ssize_t __readlink_chk(const char* path, char* buffer, size_t size, size_t room);
+char* __realpath_chk(const char* path, char* resolved, size_t room);
+}
+
 namespace Simulator {
 namespace {
+
+TEST(Files, AFortifiedProgramMeetsTheFleetToo) {
+  TestFleet fleet;
+  fleet.Add({}).WriteMedium(0, {'m', 'e', 'd', 'i', 'u', 'm'});
+  for (auto* const opens : {&__openat_2, &__openat64_2}) {
+    const int disk = opens(AT_FDCWD, "/dev/sda", O_RDONLY);
+    char text[7] = {};
+    EXPECT_EQ(6, __read_chk(disk, text, 6, sizeof text));
+    EXPECT_STREQ("medium", text);
+    EXPECT_EQ(2, __pread_chk(disk, text, 2, 4, sizeof text));
+    EXPECT_EQ(2, __pread64_chk(disk, text + 2, 2, 0, 4));
+    EXPECT_STREQ("ummeum", text);
+    EXPECT_DEATH(__read_chk(disk, text, 8, sizeof text), "");
+    close(disk);
+  }
+  char path[4096] = {};
+  EXPECT_GT(__readlink_chk("/sys/class/scsi_generic/sg0", path, sizeof path - 1, sizeof path), 0);
+  EXPECT_STREQ("/dev/sda", __realpath_chk("/dev/sda", path, sizeof path));
+}
 
 TEST(Files, ShellPipelinesSeeAMachineWithTheseDrives) {
   TestFleet fleet;

@@ -7,6 +7,7 @@
 #include "devices/commands/AtaCommands.h"
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
+#include "devices/commands/CommandSet_SCSI.h"
 #include "devices/identification/FreshIdentity.h"
 #include "devices/model/Device.h"
 #include "devices/properties/IdentityProperties.h"
@@ -14,11 +15,13 @@
 #include "messaging/PageTable.h"
 #include "parsers/nvme/FeatureNamespace.h"
 #include "parsers/nvme/NvmeHealth.h"
+#include "parsers/smart/ScsiLog.h"
 
 namespace Morvu {
 
 using DeviceManagement::CommandSet_ATA;
 using DeviceManagement::CommandSet_NVME;
+using DeviceManagement::CommandSet_SCSI;
 using DeviceManagement::Device;
 using Kind = DriveVerdict::Kind;
 namespace Properties = DeviceManagement::Properties;
@@ -96,6 +99,9 @@ DriveVerdict ReadVerdict(Device& device) {
   if (auto* ata = device.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata)) return ReadVerdict(*ata);
   if (auto* nvme = device.GetCommandSetAs<CommandSet_NVME>(Protocol::Nvme)) {
     return ReadVerdict(*nvme, device);
+  }
+  if (auto* scsi = device.GetCommandSetAs<CommandSet_SCSI>(Protocol::Scsi)) {
+    return JudgeExceptions(ScsiLog(*scsi).Find(kExceptionsPage, kExceptions));
   }
   return {Kind::Unknown, "Unknown"};
 }

@@ -3,6 +3,7 @@
 // informational exceptions of a SAS drive (SPC-4, 7.3.12).
 #pragma once
 
+#include <cstdint>
 #include <string>
 
 #include "frame/Bytes.h"
@@ -31,6 +32,8 @@ struct DriveVerdict {
 DriveVerdict ReadVerdict(DeviceManagement::Device& device);
 // Of pages that were read already; empty for one that did not come. Of a SAS drive the value of
 // the first parameter of its log page 2Fh.
+inline constexpr std::uint8_t kExceptionsPage = 0x2F;
+inline constexpr std::uint16_t kExceptions = 0x0000;
 DriveVerdict JudgeHealthLog(ByteView log);
 DriveVerdict JudgeExceptions(ByteView parameter);
 

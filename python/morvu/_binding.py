@@ -1,0 +1,140 @@
+"""The library's functions by ctypes.
+
+No callback is registered: one that a thread of the library calls while the interpreter ends would
+end that thread, and with it an operation in the middle of its commands. Messages are polled for.
+"""
+
+from __future__ import annotations
+
+import contextlib
+import ctypes
+import os
+import threading
+from typing import Dict, Iterator, Optional
+
+from ._errors import LoadError, StatusError
+from ._status import Status
+
+LIBRARY_FILE = "libMorvu.SSDFeatures.so.1.2.0"
+
+# GetVer of the version that this module was written for, and what one major version spans.
+VERSION = 10200400
+MAJOR = 10000000
+
+
+class Binding:
+    """A library that is loaded in this process. Load and Unload overlap no other call."""
+
+    def __init__(self, functions: ctypes.CDLL) -> None:
+        self._functions = functions
+        self._changed = threading.Condition()
+        self._users = 0  # guarded by _changed, as the two below
+        self._calls = 0
+        self._pid = 0
+        self.notifying = threading.Lock()  # held by the one notification service of a process
+        pointer = ctypes.POINTER
+        functions.Load.restype = ctypes.c_int32
+        functions.Unload.restype = None
+        functions.EnableLSIAdapter.restype = functions.DisableLSIAdapter.restype = None
+        functions.EnableLogger.restype = ctypes.c_int32
+        functions.EnableLogger.argtypes = [
+            ctypes.c_char_p, ctypes.c_uint32, ctypes.c_uint32, ctypes.c_bool]
+        functions.SendXMLMessage.restype = ctypes.c_int32
+        functions.SendXMLMessage.argtypes = [
+            ctypes.c_char_p, ctypes.c_uint32, pointer(ctypes.c_uint64), ctypes.c_bool]
+        functions.ReceiveXMLMessage.restype = ctypes.c_int32
+        functions.ReceiveXMLMessage.argtypes = [
+            ctypes.c_uint64, ctypes.c_char_p, pointer(ctypes.c_uint32)]
+
+    def load(self) -> None:
+        """Once for each user."""
+        with self._changed:
+            if self._users == 0:
+                check(self._functions.Load())
+                self._pid = os.getpid()
+            self._users += 1
+
+    def unload(self) -> None:
+        """The last user's asks the jobs that run to end, and waits for them."""
+        with self._changed:
+            self._users -= 1
+            # A forked child has the parent's jobs without their threads.
+            if self._users > 0 or self._pid != os.getpid():
+                return
+            self._changed.wait_for(lambda: self._calls == 0)
+            self._functions.Unload()
+
+    @contextlib.contextmanager
+    def _call(self) -> Iterator[ctypes.CDLL]:
+        with self._changed:
+            if self._users == 0 or self._pid != os.getpid():
+                raise StatusError(Status.NOT_INITIALIZED)
+            self._calls += 1
+        try:
+            yield self._functions
+        finally:
+            with self._changed:
+                self._calls -= 1
+                self._changed.notify_all()
+
+    def send(self, request: bytes, synchronous: bool = False) -> int:
+        """Starts a job; its identifier."""
+        job = ctypes.c_uint64()
+        with self._call() as functions:
+            check(functions.SendXMLMessage(request, len(request), ctypes.byref(job), synchronous))
+        return job.value
+
+    def receive(self, job: int) -> Optional[bytes]:
+        """The job's next message; None when none waits."""
+        buffer = None
+        size = ctypes.c_uint32(0)
+        while True:
+            with self._call() as functions:
+                status = functions.ReceiveXMLMessage(job, buffer, ctypes.byref(size))
+            if status == Status.NO_MESSAGE:
+                return None
+            if status != Status.BUFFER_TOO_SMALL:
+                check(status)
+                assert buffer is not None
+                return buffer.value
+            # A newer message may take the place of this one: it is asked again until it fits.
+            buffer = ctypes.create_string_buffer(size.value)
+
+    def set_lsi(self, scan: bool) -> None:
+        with self._call() as functions:
+            (functions.EnableLSIAdapter if scan else functions.DisableLSIAdapter)()
+
+    def enable_log(self, path: str, level: int) -> None:
+        name = os.fsencode(path)
+        with self._call() as functions:
+            check(functions.EnableLogger(name, len(name), level, False))
+
+
+def check(status: int) -> None:
+    if status != Status.COMPLETED:
+        raise StatusError(status)
+
+
+_bindings: Dict[int, Binding] = {}  # by the handle that the system's loader gives a file
+_bindings_lock = threading.Lock()
+
+
+def open_binding(file: str) -> Binding:
+    try:
+        functions = ctypes.CDLL(file)
+        functions.GetVer.restype = ctypes.c_uint64
+        version = functions.GetVer()
+    except (OSError, AttributeError) as error:
+        raise LoadError(f"{file} is no library that can be loaded: {error}") from error
+    if version // MAJOR != VERSION // MAJOR or version < VERSION:
+        raise LoadError(f"{file} has the version {version}; {VERSION} or a later one of its kind "
+                        "is needed")
+    with _bindings_lock:
+        binding = _bindings.get(functions._handle)
+        if binding is None:
+            try:
+                binding = Binding(functions)
+            except AttributeError as error:
+                raise LoadError(f"{file} lacks a function: {error}") from error
+            _bindings[functions._handle] = binding
+        return binding

@@ -1,0 +1,168 @@
+"""The module morvu on the simulator's own fleet, in one interpreter.
+
+    test_morvu.py DOCUMENT
+"""
+
+import contextlib
+import io
+import pathlib
+import re
+import subprocess
+import sys
+import threading
+import unittest
+from unittest import mock
+
+import morvu
+from morvu import _messages
+
+NVME, PARTITIONED, FREE = "CVFT4174000E400BGN", "BTWL407301AB480QGN", "BTTV252600CD200GGN"
+PATIENCE = 60
+
+
+class Load(unittest.TestCase):
+    def test_what_is_no_library_of_this_version(self):
+        for file in ("libNoSuch.so", "libc.so.6", __file__):
+            with self.assertRaises(morvu.LoadError):
+                morvu.Library(file)
+        for version in (20200400, 10200300, 200400):
+            binding = mock.MagicMock()
+            binding.return_value.GetVer.return_value = version
+            with mock.patch("ctypes.CDLL", binding), self.assertRaises(morvu.LoadError):
+                morvu.Library()
+
+    def test_a_closed_library_answers_nothing(self):
+        with morvu.Library() as library:
+            job = library.start("<Message subject='MorvuJob'/>")
+            with morvu.Library() as other:
+                self.assertEqual(3, len(other.drives()))
+            self.assertEqual(0, job.wait(PATIENCE).code)
+        for call in (library.drives, job.cancel, library.notifications):
+            with self.assertRaises(morvu.StatusError) as caught:
+                call()
+            self.assertEqual(morvu.Status.NOT_INITIALIZED, caught.exception.code)
+
+    def test_the_interpreters_end_leaves_no_drive_in_the_middle(self):
+        # It ends when the erase has set its password.
+        script = (f"import morvu\nlibrary = morvu.Library().open()\n"
+                  f"for percent in library.drive('{FREE}').start('SecureErase'):\n"
+                  f"    if percent >= 10: break")
+        ended = subprocess.run([sys.executable, "-c", script], timeout=PATIENCE, check=False,
+                               capture_output=True, text=True)
+        self.assertEqual((0, ""), (ended.returncode, ended.stderr))
+        with morvu.Library() as library:
+            drive = library.drive(FREE)
+            self.assertEqual((False, False), (drive.is_busy, drive["SecurityEnabled"]))
+
+    def test_garbage_is_an_error(self):
+        for text in (b"", b"<", b"<Message/>", b"\xff", b"<Message><Object name='Morvu Job'/></Message>"):
+            with self.assertRaises(morvu.Error):
+                morvu.Reply(text)
+
+
+class Values(unittest.TestCase):
+    def test_have_their_types_and_unknown_is_not_none_of_it(self):
+        for kind, text, value in (
+                ("uint64", "18446744073709551614", 18446744073709551614), ("sint32", "-1", -1),
+                ("boolean", "False", False), ("boolean", "", None), ("uint16", "", None),
+                ("uint16", "1 (Client)", "1 (Client)"), ("string", "", ""), ("uint8", "-1", "-1"),
+                ("binary", "AQI=", b"\x01\x02")):
+            self.assertEqual(value, _messages.to_value(kind, text), (kind, text))
+        told = _messages.Property.read(_messages.ElementTree.fromstring(
+            "<Property name='A' type='string' status='4' detail='d'/>"))
+        self.assertEqual((None, 4, "d"), (told.value, told.status, told.detail))
+
+
+class OnDrives(unittest.TestCase):
+    def setUp(self):
+        self.library = morvu.Library().open()
+        self.addCleanup(self.library.close)
+
+    def assert_code(self, code, call, *arguments, **keywords):
+        with self.assertRaises(morvu.StatusError) as caught:
+            call(*arguments, **keywords)
+        self.assertEqual(code, caught.exception.code)
+        return caught.exception
+
+    def test_the_drive_that_is_named_is_the_one_that_is_taken(self):
+        # "1" is the Index of a drive, and nobody's serial number.
+        for name in ("", "1", "NONE"):
+            self.assert_code(morvu.Status.NO_DEVICE_SELECTED, self.library.drive, name)
+        drive = self.library.drive(NVME)
+        self.assertEqual((True, 1), (drive.is_morvu, len(drive.partitions)))
+        self.assertEqual(100000000000, drive.partitions[0].size)
+        self.assert_code(morvu.Status.UNKNOWN_PROPERTY, self.library.drives, properties=["Nothing"])
+        self.assertEqual(13, self.library.drive(PARTITIONED, methods=True).methods["SecureErase"])
+
+    def test_a_property_is_written_and_read(self):
+        drive = self.library.drive(NVME)
+        drive.write("TempThreshold", 65)
+        drive.refresh("TempThreshold")
+        self.assertEqual({"TempThreshold": 65}, {n: p.value for n, p in drive.properties.items()})
+        self.assertTrue(drive.properties["TempThreshold"].is_writable)
+        self.assert_code(morvu.Status.INVALID_ARGUMENTS, drive.write, "Firmware", "NEWER")
+        self.assert_code(morvu.Status.INVALID_ARGUMENTS, drive.run, "Delete", forced=True)
+        error = self.assert_code(morvu.Status.HAS_PARTITION, drive.run, "Delete", force=False)
+        self.assertIsNotNone(error.reply)
+
+    def test_a_job_tells_progress_runs_on_after_a_timeout_and_is_canceled(self):
+        drive = self.library.drive(FREE)
+        job = drive.start("DriveSelfTest", SelfTest="extended")
+        self.assertEqual(10, next(iter(job)))  # it holds its drive
+        with self.assertRaises(TimeoutError):
+            job.wait(0.01)
+        listed = self.library.drive(FREE, scan=False)
+        self.assertEqual((True, job.id), (listed.is_busy, listed.busy_job))
+        self.assertIsNone(job.reply)
+        threading.Thread(target=job.cancel).start()
+        self.assert_code(morvu.Status.CANCELED, job.wait, PATIENCE)
+        self.assertEqual(morvu.Status.CANCELED, job.reply.code)
+        percents = list(drive.start("SecureErase").progress(PATIENCE))
+        self.assertEqual((sorted(set(percents)), 100), (percents, percents[-1]))
+
+    def test_threads_ask_at_once(self):
+        found, threads = [], []
+        for _ in range(8):
+            threads.append(threading.Thread(
+                target=lambda: found.append(len(self.library.drives(properties=["Index"])))))
+            threads[-1].start()
+        for thread in threads:
+            thread.join(PATIENCE)
+        self.assertEqual([3] * 8, found)
+
+    def test_notifications_come_until_they_are_closed(self):
+        told = set()
+        with self.library.notifications(interval=0) as notifications:
+            with self.assertRaises(morvu.Error):
+                self.library.notifications()
+            for fact in notifications:
+                told.add((fact.serial, fact.name))
+                if (FREE, "SmartHealth") in told:
+                    break
+            # Closed by another thread while this one waits.
+            threading.Timer(0.05, notifications.close).start()
+            for _ in notifications:
+                pass
+        self.assertIn((NVME, "FirmwareUpdateAvailable"), told)
+        self.library.notifications().close()
+
+
+class Document(unittest.TestCase):
+    path = ""
+
+    def test_shows_what_its_examples_print(self):
+        text = pathlib.Path(self.path).read_text(encoding="utf-8")
+        blocks = re.findall(r"```python\n(.*?)```\n\n```text\n(.*?)```", text, re.DOTALL)
+        self.assertEqual(text.count("```python"), len(blocks))
+        self.assertGreater(len(blocks), 4)
+        names = {}
+        for code, expected in blocks:
+            printed = io.StringIO()
+            with contextlib.redirect_stdout(printed):
+                exec(compile(code, self.path, "exec"), names)  # pylint: disable=exec-used
+            self.assertEqual(expected, printed.getvalue(), code)
+
+
+if __name__ == "__main__":
+    Document.path = sys.argv.pop()
+    unittest.main()
