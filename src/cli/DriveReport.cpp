@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <limits>
 
+#include "devices/model/Drive.h"
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
 #include "messaging/XmlMessaging.h"
