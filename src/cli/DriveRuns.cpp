@@ -324,6 +324,10 @@ StatusCode RunOnDrives(QRKCLI& cli, const FeatureRecord& feature, const OptionDe
   });
   line.Stop();
   (void)cli.Finish(result);
+  if (auto* report = cli.GetReport(); report != nullptr && progress.IsStopRequested()) {
+    report->code = result;
+    cli.PrintReport();
+  }
   cli.Flush();  // a signal that was held may end the tool now
   return result;
 }
