@@ -30,6 +30,7 @@ class Prompt : public Face {
   void Show(const ResultTable& table) override;
   void Report(std::string_view name, std::uint64_t value) override;
   void Turn(const DeviceManagement::Device& drive) override;
+  bool IsForPrograms() const override { return reported_ != nullptr; }
   void NoteFindings(std::uint32_t findings) override;
   void Tell(StatusCode outcome) override;
   bool Save(const ResultTable& table, const std::string& path) override;

@@ -33,6 +33,8 @@ class Face {
   // there. A tool that warned does not end with 0.
   virtual void Warn(std::string_view text) = 0;
   virtual void Show(const ResultTable& table) = 0;
+  // No person reads what is shown, but a program.
+  virtual bool IsForPrograms() const { return false; }
   // What a run that ended well has found, as bits (HealthFinding): a tool ends with them.
   virtual void NoteFindings(std::uint32_t) {}
   // A figure of the run, for a host: a property of its reply. A person reads it in a line.

@@ -24,8 +24,8 @@ std::string ShowText(const Device& device, const PropertyEntry& entry) {
 }
 
 template <typename Number>
-std::string ShowNumber(const std::optional<Number>& number, std::string_view unit = {}) {
-  return number ? std::to_string(*number) + std::string(unit) : std::string();
+std::string ShowNumber(const std::optional<Number>& number) {
+  return number ? std::to_string(*number) : std::string();
 }
 
 std::string ShowVerdict(const DriveHealth& health) {
@@ -63,26 +63,27 @@ std::string ShowSelfTest(const DriveHealth& health) {
 
 struct Column {
   std::string_view title;
+  std::string_view unit;
   bool isOnScreen;
   std::string (*show)(const Device& device, const DriveHealth& health);
 };
 // clang-format off
 constexpr Column kColumns[] = {
-    {"Device Path",      true,  [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::DevicePath); }},
-    {"Model",            false, [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::ModelNumber); }},
-    {"Serial",           true,  [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::SerialNumber); }},
-    {"Verdict",          true,  [](const Device&, const DriveHealth& h) { return ShowVerdict(h); }},
-    {"Life",             true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.lifeLeftPercent, "%"); }},
-    {"Wear",             false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.wearPercent, "%"); }},
-    {"Spare",            false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.sparePercent, "%"); }},
-    {"Temp",             true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.temperatureCelsius, " C"); }},
-    {"Errors",           true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.mediaErrors); }},
-    {"Hours",            true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.powerOnHours); }},
-    {"Unsafe Shutdowns", false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.unsafeShutdowns); }},
-    {"Bytes Written",    false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.bytesWritten); }},
-    {"Self-Test",        true,  [](const Device&, const DriveHealth& h) { return ShowSelfTest(h); }},
-    {"Firmware",         true,  [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::Firmware); }},
-    {"After Reset",      true,  [](const Device&, const DriveHealth& h) { return Printable(h.waitingFirmware); }},
+    {"Device Path",      "",  true,  [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::DevicePath); }},
+    {"Model",            "",  false, [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::ModelNumber); }},
+    {"Serial",           "",  true,  [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::SerialNumber); }},
+    {"Verdict",          "",  true,  [](const Device&, const DriveHealth& h) { return ShowVerdict(h); }},
+    {"Life",             "%", true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.lifeLeftPercent); }},
+    {"Wear",             "%", false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.wearPercent); }},
+    {"Spare",            "%", false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.sparePercent); }},
+    {"Temp",             "C", true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.temperatureCelsius); }},
+    {"Errors",           "",  true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.mediaErrors); }},
+    {"Hours",            "",  true,  [](const Device&, const DriveHealth& h) { return ShowNumber(h.powerOnHours); }},
+    {"Unsafe Shutdowns", "",  false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.unsafeShutdowns); }},
+    {"Bytes Written",    "",  false, [](const Device&, const DriveHealth& h) { return ShowNumber(h.bytesWritten); }},
+    {"Self-Test",        "",  true,  [](const Device&, const DriveHealth& h) { return ShowSelfTest(h); }},
+    {"Firmware",         "",  true,  [](const Device& d, const DriveHealth&) { return ShowText(d, Properties::Firmware); }},
+    {"After Reset",      "",  true,  [](const Device&, const DriveHealth& h) { return Printable(h.waitingFirmware); }},
 };
 
 struct FindingRow {
@@ -141,7 +142,10 @@ ResultTable TabulateHealth(std::span<const HealthRow> rows, bool isWhole) {
   ResultTable table;
   std::vector<std::string> titles;
   for (const auto& column : kColumns) {
-    if (isWhole || column.isOnScreen) titles.emplace_back(column.title);
+    if (!isWhole && !column.isOnScreen) continue;
+    const bool hasUnit = isWhole && !column.unit.empty();
+    titles.push_back(std::string(column.title) +
+                     (hasUnit ? " (" + std::string(column.unit) + ")" : std::string()));
   }
   table.AppendRow(titles, true);
   for (const auto& row : rows) {
@@ -149,7 +153,12 @@ ResultTable TabulateHealth(std::span<const HealthRow> rows, bool isWhole) {
     for (const auto& column : kColumns) {
       if (!isWhole && !column.isOnScreen) continue;
       auto text = column.show(*row.device, row.health);
-      cells.push_back(text.empty() && !isWhole ? "-" : std::move(text));
+      if (!isWhole && text.empty()) text = "-";
+      // "99%", "28 C"
+      if (!isWhole && text != "-" && !column.unit.empty()) {
+        text += (column.unit == "%" ? "" : " ") + std::string(column.unit);
+      }
+      cells.push_back(std::move(text));
     }
     table.AppendRow(cells);
   }
@@ -183,7 +192,7 @@ StatusCode RunOption(const FeatureCall& call) {
   for (const auto& row : rows) call.face.NoteFindings(FindHealthFindings(row.health));
   if (file.empty()) {
     call.face.Say();
-    call.face.Show(TabulateHealth(rows, false));
+    call.face.Show(TabulateHealth(rows, call.face.IsForPrograms()));
     call.face.Say();
   } else if (!call.face.Save(TabulateHealth(rows, true), file)) {
     return Status::FileNotWritten;

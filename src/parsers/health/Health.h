@@ -29,8 +29,8 @@ struct HealthRow {
 // The worst first: by what there is to act on, then by the remaining life. Others keep their order.
 void SortWorstFirst(std::vector<HealthRow>& rows);
 
-// A row a drive. What could not be had is "-"; `isWhole` has columns that a screen has no room for,
-// and empty cells for it.
+// A row a drive. What could not be had is "-"; `isWhole` is for programs: it has columns that a
+// screen has no room for, units in the titles, and empty cells for what could not be had.
 ResultTable TabulateHealth(std::span<const HealthRow> rows, bool isWhole);
 
 }  // namespace Morvu
