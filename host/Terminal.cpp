@@ -1,7 +1,9 @@
 #include "Terminal.h"
 
+#include <fcntl.h>
 #include <unistd.h>
 
+#include <csignal>
 #include <cstdlib>
 #include <iostream>
 #include <string_view>
@@ -30,6 +32,25 @@ bool TakesColours() {
 std::unique_ptr<Morvu::ProgressLine> MakeProgressLine(Morvu::ProgressLine::Duration delay) {
   if (!IsFullTerminal(STDERR_FILENO)) return std::make_unique<Morvu::ProgressLine>();
   return std::make_unique<Morvu::ProgressLine>(std::cerr, delay, &IsInForeground);
+}
+
+Pager::Pager() {
+  if (!IsFullTerminal(STDOUT_FILENO) || isatty(STDIN_FILENO) != 1) return;
+  // Short text stays on the screen; colours pass. Without a pager the text is printed as it is.
+  setenv("LESS", "FRX", 0);
+  terminal_ = fcntl(STDOUT_FILENO, F_DUPFD_CLOEXEC, STDERR_FILENO + 1);
+  if (terminal_ < 0) return;
+  pager_ = popen("${PAGER:-less} 2>/dev/null || cat", "we");
+  if (pager_ == nullptr || dup2(fileno(pager_), STDOUT_FILENO) < 0) return;
+  (void)std::signal(SIGPIPE, SIG_IGN);
+}
+
+Pager::~Pager() {
+  if (terminal_ < 0) return;
+  std::cout.flush();
+  dup2(terminal_, STDOUT_FILENO);
+  close(terminal_);
+  if (pager_ != nullptr) pclose(pager_);
 }
 
 }  // namespace MorvuTool

@@ -28,6 +28,11 @@ constexpr std::string_view kDescription =
     "The process must have the rights to open /dev/sg* and /dev/nvme*.;"
     "The exit status is 0 when the run ended well.";
 
+constexpr std::string_view kHelpNote =
+    "\"-help smart\" tells of the options with that word alone; all of them follow here. A drive "
+    "is selected for sure by -drive_serial; -drive_list shows the serial numbers. More is in "
+    "\"man morvussd\".";
+
 Morvu::DeviceManagement::ScanOptions MakeScanOptions() {
   Morvu::DeviceManagement::ScanOptions options;
   options.identify = true;
@@ -42,6 +47,7 @@ const Morvu::ToolConfig kToolConfig = {
     .legalLines = kLegalLines,
     .closingNote = "Use -help for the list of options, -license for the software license.",
     .description = kDescription,
+    .helpNote = kHelpNote,
     .license = kLicense,
     .defaultOption = "-drive_list",
     .scanOptions = MakeScanOptions(),

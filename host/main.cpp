@@ -2,25 +2,36 @@
 #include <fcntl.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdio>
 #include <exception>
 #include <iostream>
+#include <optional>
+#include <string_view>
 
 #include "ExitStatus.h"
 #include "Terminal.h"
 #include "Tool.h"
+#include "cli/ToolOptions.h"
 #include "frame/status/Files.h"
 #include "messaging/drive_class/Features.h"
 
 namespace {
 
+bool IsHelp(std::string_view word) {
+  const auto* help = Morvu::FindToolOption("-help");
+  return word == help->declaration.name || std::ranges::count(help->aliases, word) != 0;
+}
+
 int Run(int argc, char** argv) {
   const auto progress = MorvuTool::MakeProgressLine();
   const Morvu::CLIStreams streams{std::cin, std::cout, MorvuTool::TakesColours(), *progress};
   Morvu::QRKCLI cli(Morvu::GetFeatures(), MorvuTool::GetToolConfig(), streams);
+  std::optional<MorvuTool::Pager> pager;
+  if (argc == 2 && IsHelp(argv[1])) pager.emplace();
   const auto code = cli.runCLI(argc, argv);
-  // Output that nobody could read is no good end.
-  if (!std::cout.flush()) {
+  // Output that nobody could read is no good end, but of a pager that was left early.
+  if (!std::cout.flush() && !pager) {
     std::cerr << "morvussd: cannot write to standard output\n";
     return MorvuTool::ToExitStatus(Morvu::Status::FileNotWritten, 0);
   }

@@ -48,6 +48,7 @@ struct ToolConfig {
   std::span<const std::string_view> legalLines;
   std::string_view closingNote;
   std::string_view description;  // rows, with ";" between them
+  std::string_view helpNote;     // below the groups of options: where there is more to read
   std::string_view license;
   std::string_view defaultOption;  // run when the line asks for nothing
   std::string_view driveListTitle = "Drive List";
@@ -119,6 +120,8 @@ class QRKCLI : public CLIParser {
   // status that it ends with.
   StatusCode Handle(const CLIParameter& parameter);
   StatusCode ShowHelp(const CLIParameter& parameter);
+  // The names of all options by what they are for: they fit on a screen.
+  std::string DescribeOptionGroups() const;
   StatusCode ShowDriveList(const CLIParameter& parameter);
   StatusCode ShowLicense(const CLIParameter& parameter);
   StatusCode StartLog(const CLIParameter& parameter);

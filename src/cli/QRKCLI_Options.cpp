@@ -27,6 +27,7 @@ using DeviceManagement::Device;
 namespace Properties = DeviceManagement::Properties;
 
 constexpr std::int64_t kDescriptionWidth = 70;
+constexpr std::int64_t kNamesWidth = 56;  // beside the titles of groups
 
 // A file of this second, which this process made: two runs do not share one. The last name stands
 // where none can be made.
@@ -69,7 +70,7 @@ StatusCode QRKCLI::ShowHelp(const CLIParameter& parameter) {
     table.AppendRow({GetToolName() + " Description"}, true);
     for (const auto& row : Split(toolConfig_.description, ';')) table.AppendRow({row});
     table.SetColumnWidth(0, kDescriptionWidth);
-    Print(table.ToText(false, false) + "\n\n");
+    Print(table.ToText(false, false) + "\n\n" + DescribeOptionGroups());
   }
   bool found = keyword.empty();
   for (const auto& candidate : GetParameters()) {
@@ -83,6 +84,41 @@ StatusCode QRKCLI::ShowHelp(const CLIParameter& parameter) {
   }
   if (!found) PrintLine("No matches found for: " + keyword);
   return Status::Completed;
+}
+
+std::string QRKCLI::DescribeOptionGroups() const {
+  struct Group {
+    std::string_view title;
+    OptionCategory category;
+    HelpGroup group = HelpGroup::Read;  // of a feature
+  };
+  static constexpr Group kGroups[] = {
+      {"Select drives", OptionCategory::DriveSelection},
+      {"Read", OptionCategory::Feature, HelpGroup::Read},
+      {"Test", OptionCategory::Feature, HelpGroup::Test},
+      {"Update firmware", OptionCategory::Feature, HelpGroup::Update},
+      {"Change settings", OptionCategory::Feature, HelpGroup::Change},
+      {"Erase all data", OptionCategory::Feature, HelpGroup::Erase},
+      {"Beside a feature", OptionCategory::Modifier},
+      {"The tool itself", OptionCategory::Tool},
+  };
+  ResultTable table;
+  table.AppendRow({"Options", ""}, true);
+  for (const auto& [title, category, group] : kGroups) {
+    std::string names;
+    for (const auto& option : GetParameters()) {
+      if (option->IsHidden() || option->GetCategory() != category) continue;
+      const auto handler = handlers_.find(option.get());
+      if (handler != handlers_.end() && category == OptionCategory::Feature &&
+          handler->second.feature->group != group) {
+        continue;
+      }
+      names += (names.empty() ? "" : " ") + option->GetName();
+    }
+    if (!names.empty()) table.AppendRow({std::string(title), names});
+  }
+  table.SetColumnWidth(1, kNamesWidth);
+  return table.ToText(false, false) + "\n\n" + WrapText(toolConfig_.helpNote) + "\n\n";
 }
 
 StatusCode QRKCLI::ShowLicense(const CLIParameter&) {

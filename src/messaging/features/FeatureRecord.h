@@ -78,8 +78,12 @@ enum class OnSeveral : std::uint8_t {
   Together,  // one run has them all
 };
 
+// Where the help's first screen names a feature.
+enum class HelpGroup : std::uint8_t { Read, Test, Update, Change, Erase };
+
 struct FeatureRecord {
-  std::string_view name;    // its class's
+  std::string_view name;  // its class's
+  HelpGroup group = HelpGroup::Read;
   bool destroys = false;    // the drive's data
   bool needsDrive = false;  // works on exactly one drive, which somebody must have chosen
   bool isSequence = false;  // sends commands that belong together: RunHeld keeps others off

@@ -288,6 +288,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord EnduranceAnalyzerRecord = {
     .name = "EnduranceAnalyzer",
+    .group = HelpGroup::Test,
     .needsDrive = true,
     .isSequence = true,
     .options = kOptions,

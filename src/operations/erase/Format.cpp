@@ -234,6 +234,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord FormatRecord = {
     .name = "Format",
+    .group = HelpGroup::Erase,
     .destroys = true,
     .needsDrive = true,
     .isSequence = true,

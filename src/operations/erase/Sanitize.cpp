@@ -244,6 +244,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord SanitizeRecord = {
     .name = "Sanitize",
+    .group = HelpGroup::Erase,
     .destroys = true,
     .needsDrive = true,
     .isSequence = true,

@@ -250,6 +250,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord SecureEraseRecord = {
     .name = "SecureErase",
+    .group = HelpGroup::Erase,
     .destroys = true,
     .needsDrive = true,
     .isSequence = true,

@@ -414,6 +414,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord FirmwareUpdateRecord = {
     .name = "FirmwareUpdate",
+    .group = HelpGroup::Update,
     .isSequence = true,
     .onSeveral = OnSeveral::AskFirst,
     .methods = kMethods,

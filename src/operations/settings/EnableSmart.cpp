@@ -75,6 +75,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord EnableSmartRecord = {
     .name = "EnableSmart",
+    .group = HelpGroup::Change,
     .needsDrive = true,
     .isSequence = true,
     .options = kOptions,

@@ -307,6 +307,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord MaxAddressRecord = {
     .name = "MaxAddress",
+    .group = HelpGroup::Change,
     .destroys = true,
     .needsDrive = true,
     .isSequence = true,

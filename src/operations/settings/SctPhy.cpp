@@ -396,6 +396,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord SctPhyRecord = {
     .name = "SctPhy",
+    .group = HelpGroup::Change,
     .needsDrive = true,
     .isSequence = true,
     .options = kOptions,

@@ -165,6 +165,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord SctSettingsRecord = {
     .name = "SctSettings",
+    .group = HelpGroup::Change,
     .needsDrive = true,
     .isSequence = true,
     .options = kOptions,

@@ -93,6 +93,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord TemperatureThresholdRecord = {
     .name = "TemperatureThreshold",
+    .group = HelpGroup::Change,
     .needsDrive = true,
     .isSequence = true,
     .options = kOptions,

@@ -459,6 +459,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord DataIntegrityRecord = {
     .name = "DataIntegrity",
+    .group = HelpGroup::Test,
     .needsDrive = true,
     .isShared = true,
     .methods = kMethods,

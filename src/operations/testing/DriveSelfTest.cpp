@@ -338,6 +338,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord DriveSelfTestRecord = {
     .name = "DriveSelfTest",
+    .group = HelpGroup::Test,
     .needsDrive = true,
     .isSequence = true,
     .methods = kMethods,

@@ -481,6 +481,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord ReadScanRecord = {
     .name = "ReadScan",
+    .group = HelpGroup::Test,
     .needsDrive = true,
     .isShared = true,
     .onSeveral = OnSeveral::Each,

@@ -115,6 +115,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord StandbyImmediateRecord = {
     .name = "StandbyImmediate",
+    .group = HelpGroup::Change,
     .needsDrive = true,
     .isSequence = true,
     .methods = kMethods,

@@ -169,6 +169,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord ErrorRecoveryControlRecord = {
     .name = "ErrorRecoveryControl",
+    .group = HelpGroup::Change,
     .needsDrive = true,
     .isSequence = true,
     .options = kOptions,

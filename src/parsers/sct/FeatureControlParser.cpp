@@ -283,6 +283,7 @@ constexpr OptionDeclaration kOptions[] = {
 
 extern constexpr FeatureRecord FeatureControlRecord = {
     .name = "FeatureControl",
+    .group = HelpGroup::Change,
     .needsDrive = true,
     .isSequence = true,
     .options = kOptions,
