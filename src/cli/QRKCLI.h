@@ -48,7 +48,7 @@ struct ToolConfig {
   std::span<const std::string_view> legalLines;
   std::string_view closingNote;
   std::string_view description;  // rows, with ";" between them
-  std::string_view helpNote;     // below the groups of options: where there is more to read
+  std::string_view helpNote{};   // below the groups of options: where there is more to read
   std::string_view license;
   std::string_view defaultOption;  // run when the line asks for nothing
   std::string_view driveListTitle = "Drive List";
