@@ -63,12 +63,16 @@ Any other failure.
 .B 191
 The run ended well, and a line that begins with "WARNING!" tells what that does not mean.
 .TP
-.B 191
-The run ended well, and a line that begins with WARNING! tells what it does not mean.
+.B 208 to 223
+What -health found, as bits beside 208: a drive that fails (1), one that is nearly worn out (2), errors
+(4), one without a verdict (8).
 .PP
 Where the text that was printed last is an NVMe status, the exit status is its number from 1 to 255,
 and 100 for larger ones, for 0x012, 0x07E, 0x07F and 0x082.
 .SH ENVIRONMENT
+.TP
+.B PAGER
+What -help goes through on a terminal; less without it.
 .TP
 .B NO_COLOR
 Texts have no colours.

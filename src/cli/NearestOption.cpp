@@ -45,7 +45,8 @@ std::string FindNearestOption(std::string_view word,
   auto fewest = word.size() / kLettersASlip + 1;
   for (const auto& option : options) {
     const auto& name = option->GetName();
-    const auto [shorter, longer] = std::minmax(name.size(), word.size());
+    const auto longer = std::max(name.size(), word.size());
+    const auto shorter = std::min(name.size(), word.size());
     if (option->IsHidden() || !option->IsSupported() || name.size() > kLongest ||
         longer - shorter >= fewest) {
       continue;
