@@ -12,6 +12,7 @@ import argparse
 import sys
 
 import morvu
+from morvu import Library
 
 
 def erase(drive, enhanced, force, cancel_at):
@@ -43,7 +44,7 @@ def main():
     parser.add_argument("--cancel-at", type=int)
     options = parser.parse_args()
     try:
-        with morvu.Library(options.shared_object) as library:
+        with Library(options.shared_object) as library:
             drive = library.drive(options.serial)
             code = erase(drive, options.enhanced, options.force, options.cancel_at)
     except morvu.Error as error:

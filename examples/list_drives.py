@@ -10,6 +10,7 @@ drives needs the rights to do so.
 import sys
 
 import morvu
+from morvu import LIBRARY_FILE, Library
 
 COLUMNS = ["Index", "ModelNumber", "SerialNumber", "Firmware", "DevicePath", "DeviceStatus"]
 
@@ -22,9 +23,9 @@ def cell(drive, name):
 
 
 def main():
-    file = sys.argv[1] if len(sys.argv) > 1 else morvu.LIBRARY_FILE
+    file = sys.argv[1] if len(sys.argv) > 1 else LIBRARY_FILE
     try:
-        with morvu.Library(file) as library:
+        with Library(file) as library:
             drives = library.drives(properties=COLUMNS)
     except morvu.Error as error:
         sys.exit(f"list_drives.py: {error}")

@@ -1,8 +1,8 @@
 """The Morvu SSD library for Python.
 
-    import morvu
+    from morvu import Library
 
-    with morvu.Library() as library:
+    with Library() as library:
         for drive in library.drives():
             print(drive.serial, drive["Firmware"], drive["DeviceStatus"])
 

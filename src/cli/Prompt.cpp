@@ -172,10 +172,9 @@ bool Prompt::NoteSaved(bool isSaved, const std::string& path) {
 }
 
 bool Prompt::Publish(std::string_view text, const std::string& path) {
-  if (PublishFile(path, text)) return NoteSaved(true, path);
-  Say(SavedFile::Describe(path, errno).told);
-  isUnsaved_ = true;
-  return false;
+  const bool isPublished = PublishFile(path, text);
+  if (!isPublished) Say(SavedFile::Describe(path, errno).told);
+  return NoteSaved(isPublished, path);
 }
 
 Answer Prompt::Ask(std::string_view warning, std::string_view question) {

@@ -8,6 +8,7 @@
 //   AppendPage(page, kSlots, table);
 #pragma once
 
+#include <algorithm>
 #include <concepts>
 #include <cstdint>
 #include <span>
@@ -50,6 +51,10 @@ constexpr std::uint8_t SumOf(ByteView page) {
   unsigned sum = 0;
   for (const auto byte : page) sum += byte;
   return static_cast<std::uint8_t>(sum);
+}
+
+constexpr bool IsZero(ByteView bytes) {
+  return std::ranges::all_of(bytes, [](auto byte) { return byte == 0; });
 }
 
 // How a field is shown. It is asked for fields that the page holds wholly only.

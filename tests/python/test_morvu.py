@@ -14,7 +14,7 @@ import unittest
 from unittest import mock
 
 import morvu
-from morvu import _messages
+from morvu import Library, _messages
 
 NVME, PARTITIONED, FREE = "CVFT4174000E400BGN", "BTWL407301AB480QGN", "BTTV252600CD200GGN"
 PATIENCE = 60
@@ -24,17 +24,17 @@ class Load(unittest.TestCase):
     def test_what_is_no_library_of_this_version(self):
         for file in ("libNoSuch.so", "libc.so.6", __file__):
             with self.assertRaises(morvu.LoadError):
-                morvu.Library(file)
+                Library(file)
         for version in (20200400, 10200300, 200400):
             binding = mock.MagicMock()
             binding.return_value.GetVer.return_value = version
             with mock.patch("ctypes.CDLL", binding), self.assertRaises(morvu.LoadError):
-                morvu.Library()
+                Library()
 
     def test_a_closed_library_answers_nothing(self):
-        with morvu.Library() as library:
+        with Library() as library:
             job = library.start("<Message subject='MorvuJob'/>")
-            with morvu.Library() as other:
+            with Library() as other:
                 self.assertEqual(3, len(other.drives()))
             self.assertEqual(0, job.wait(PATIENCE).code)
         for call in (library.drives, job.cancel, library.notifications):
@@ -44,13 +44,13 @@ class Load(unittest.TestCase):
 
     def test_the_interpreters_end_leaves_no_drive_in_the_middle(self):
         # It ends when the erase has set its password.
-        script = (f"import morvu\nlibrary = morvu.Library().open()\n"
+        script = (f"from morvu import Library\nlibrary = Library().open()\n"
                   f"for percent in library.drive('{FREE}').start('SecureErase'):\n"
                   f"    if percent >= 10: break")
         ended = subprocess.run([sys.executable, "-c", script], timeout=PATIENCE, check=False,
                                capture_output=True, text=True)
         self.assertEqual((0, ""), (ended.returncode, ended.stderr))
-        with morvu.Library() as library:
+        with Library() as library:
             drive = library.drive(FREE)
             self.assertEqual((False, False), (drive.is_busy, drive["SecurityEnabled"]))
 
@@ -75,8 +75,8 @@ class Values(unittest.TestCase):
 
 class OnDrives(unittest.TestCase):
     def setUp(self):
-        self.library = morvu.Library().open()
-        self.addCleanup(self.library.close)
+        self.host = Library().open()
+        self.addCleanup(self.host.close)
 
     def assert_code(self, code, call, *arguments, **keywords):
         with self.assertRaises(morvu.StatusError) as caught:
@@ -87,15 +87,15 @@ class OnDrives(unittest.TestCase):
     def test_the_drive_that_is_named_is_the_one_that_is_taken(self):
         # "1" is the Index of a drive, and nobody's serial number.
         for name in ("", "1", "NONE"):
-            self.assert_code(morvu.Status.NO_DEVICE_SELECTED, self.library.drive, name)
-        drive = self.library.drive(NVME)
+            self.assert_code(morvu.Status.NO_DEVICE_SELECTED, self.host.drive, name)
+        drive = self.host.drive(NVME)
         self.assertEqual((True, 1), (drive.is_morvu, len(drive.partitions)))
         self.assertEqual(100000000000, drive.partitions[0].size)
-        self.assert_code(morvu.Status.UNKNOWN_PROPERTY, self.library.drives, properties=["Nothing"])
-        self.assertEqual(13, self.library.drive(PARTITIONED, methods=True).methods["SecureErase"])
+        self.assert_code(morvu.Status.UNKNOWN_PROPERTY, self.host.drives, properties=["Nothing"])
+        self.assertEqual(13, self.host.drive(PARTITIONED, methods=True).methods["SecureErase"])
 
     def test_a_property_is_written_and_read(self):
-        drive = self.library.drive(NVME)
+        drive = self.host.drive(NVME)
         drive.write("TempThreshold", 65)
         drive.refresh("TempThreshold")
         self.assertEqual({"TempThreshold": 65}, {n: p.value for n, p in drive.properties.items()})
@@ -106,12 +106,12 @@ class OnDrives(unittest.TestCase):
         self.assertIsNotNone(error.reply)
 
     def test_a_job_tells_progress_runs_on_after_a_timeout_and_is_canceled(self):
-        drive = self.library.drive(FREE)
+        drive = self.host.drive(FREE)
         job = drive.start("DriveSelfTest", SelfTest="extended")
         self.assertEqual(10, next(iter(job)))  # it holds its drive
         with self.assertRaises(TimeoutError):
             job.wait(0.01)
-        listed = self.library.drive(FREE, scan=False)
+        listed = self.host.drive(FREE, scan=False)
         self.assertEqual((True, job.id), (listed.is_busy, listed.busy_job))
         self.assertIsNone(job.reply)
         threading.Thread(target=job.cancel).start()
@@ -124,7 +124,7 @@ class OnDrives(unittest.TestCase):
         found, threads = [], []
         for _ in range(8):
             threads.append(threading.Thread(
-                target=lambda: found.append(len(self.library.drives(properties=["Index"])))))
+                target=lambda: found.append(len(self.host.drives(properties=["Index"])))))
             threads[-1].start()
         for thread in threads:
             thread.join(PATIENCE)
@@ -132,9 +132,9 @@ class OnDrives(unittest.TestCase):
 
     def test_notifications_come_until_they_are_closed(self):
         told = set()
-        with self.library.notifications(interval=0) as notifications:
+        with self.host.notifications(interval=0) as notifications:
             with self.assertRaises(morvu.Error):
-                self.library.notifications()
+                self.host.notifications()
             for fact in notifications:
                 told.add((fact.serial, fact.name))
                 if (FREE, "SmartHealth") in told:
@@ -144,7 +144,7 @@ class OnDrives(unittest.TestCase):
             for _ in notifications:
                 pass
         self.assertIn((NVME, "FirmwareUpdateAvailable"), told)
-        self.library.notifications().close()
+        self.host.notifications().close()
 
 
 class Document(unittest.TestCase):

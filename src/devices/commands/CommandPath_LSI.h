@@ -11,7 +11,7 @@ namespace Morvu::DeviceManagement {
 
 // A drive as the library knows it. Two controllers may have drives of one device id.
 struct LsiDrive {
-  std::string libraryPath;
+  std::string vendorLibrary;
   std::uint32_t controller = 0;
   std::uint16_t device = 0;
 
@@ -26,7 +26,7 @@ template <typename Base>
 class CommandPath_LSI : public Base {
  public:
   StatusCode Open() override {
-    library_ = LsiLibrary(drive_.libraryPath);
+    library_ = LsiLibrary(drive_.vendorLibrary);
     return IsOpen() ? Status::Completed : Status::NoCommunication;
   }
   StatusCode Close() override {
@@ -40,7 +40,7 @@ class CommandPath_LSI : public Base {
   explicit CommandPath_LSI(LsiDrive drive, Arguments... arguments)
       : Base(drive.GetName(), arguments...),
         drive_(std::move(drive)),
-        library_(drive_.libraryPath) {
+        library_(drive_.vendorLibrary) {
     this->description_ = "LSI " + this->description_;
   }
   template <typename Path>

@@ -30,6 +30,8 @@ class Adapter_LSI final : public Adapter {
   std::unique_ptr<Device> Clone() const override;
 
  private:
+  bool IsLoaded() const { return library_.IsLoaded(); }
+
   // What the library says of the volumes. A drive is a member unless it says that it is not.
   struct Volumes {
     bool isWhole = true;                                       // every question was answered

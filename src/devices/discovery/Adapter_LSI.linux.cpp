@@ -145,7 +145,7 @@ void Adapter_LSI::FindAdapters(AdapterList& list, const ScanOptions& options,
   MORVU_LOG(kLogInfo, "FindAdapters", "Start");
   for (const auto& path : ListCandidates(options)) {
     const Adapter_LSI any(path, 0);
-    if (!any.library_.IsLoaded()) continue;
+    if (!any.IsLoaded()) continue;
     AdapterList found;
     for (const auto id : any.ListControllers()) {
       found.push_back(any.CreateAdapter(path, id));

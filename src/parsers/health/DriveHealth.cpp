@@ -3,7 +3,6 @@
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/commands/CommandSet_SCSI.h"
-#include "devices/discovery/SideBySide.h"
 #include "devices/model/Drive.h"
 #include "devices/model/DriveHold.h"
 #include "devices/properties/BasicProperties.h"
@@ -73,14 +72,6 @@ DriveHealth ReadHealth(Device& device, const SystemFacts& facts) {
     ReadValues(device, health);
   }
   return health;
-}
-
-std::vector<DriveHealth> ReadHealth(std::span<Device* const> devices) {
-  std::vector<DriveHealth> all(devices.size());
-  const auto facts = SystemFacts::Read();
-  DeviceManagement::AskSideBySide(devices.size(),
-                                  [&](std::size_t i) { all[i] = ReadHealth(*devices[i], facts); });
-  return all;
 }
 
 }  // namespace Morvu

@@ -5,9 +5,7 @@
 
 #include <cstdint>
 #include <optional>
-#include <span>
 #include <string>
-#include <vector>
 
 #include "parsers/smart/DriveVerdict.h"
 
@@ -54,7 +52,5 @@ struct DriveHealth {
 // Asks the drive, which is held for the moment.
 DriveHealth ReadHealth(DeviceManagement::Device& device,
                        const DeviceManagement::SystemFacts& facts);
-// All drives side by side, in their order.
-std::vector<DriveHealth> ReadHealth(std::span<DeviceManagement::Device* const> devices);
 
 }  // namespace Morvu

@@ -4,8 +4,10 @@
 #include <iterator>
 #include <tuple>
 
+#include "devices/discovery/SideBySide.h"
 #include "devices/model/Device.h"
 #include "devices/properties/BasicProperties.h"
+#include "devices/system/SystemFacts.h"
 #include "frame/Text.h"
 #include "frame/status/Files.h"
 #include "messaging/features/FeatureRecord.h"
@@ -129,6 +131,15 @@ std::uint32_t FindHealthFindings(const DriveHealth& health) {
   return findings;
 }
 
+std::vector<HealthRow> ReadHealthRows(std::span<Device* const> devices) {
+  std::vector<HealthRow> rows(devices.size());
+  const auto facts = DeviceManagement::SystemFacts::Read();
+  DeviceManagement::AskSideBySide(devices.size(), [&](std::size_t i) {
+    rows[i] = {devices[i], ReadHealth(*devices[i], facts)};
+  });
+  return rows;
+}
+
 void SortWorstFirst(std::vector<HealthRow>& rows) {
   const auto key = [](const HealthRow& row) {
     constexpr std::uint64_t kUnknown = 101;
@@ -173,13 +184,6 @@ namespace {
 constexpr std::string_view kOrderArgument = "order";
 constexpr std::string_view kWorst = "worst";
 
-std::vector<HealthRow> ReadRows(std::span<Device* const> devices) {
-  auto all = ReadHealth(devices);
-  std::vector<HealthRow> rows;
-  for (std::size_t i = 0; i < all.size(); ++i) rows.push_back({devices[i], std::move(all[i])});
-  return rows;
-}
-
 StatusCode RunOption(const FeatureCall& call) {
   // "-health FILE" leaves out the order.
   const auto first = call.arguments.GetText(kOrderArgument);
@@ -187,7 +191,7 @@ StatusCode RunOption(const FeatureCall& call) {
   const bool hasFile = call.arguments.Has(kFileArgument);
   if (hasFile && !isSorted) return Status::InvalidArguments;
   const auto file = isSorted ? call.arguments.GetText(kFileArgument) : first;
-  auto rows = ReadRows(call.devices);
+  auto rows = ReadHealthRows(call.devices);
   if (isSorted) SortWorstFirst(rows);
   for (const auto& row : rows) call.face.NoteFindings(FindHealthFindings(row.health));
   if (file.empty()) {

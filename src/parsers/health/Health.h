@@ -22,9 +22,12 @@ std::uint32_t FindHealthFindings(const DriveHealth& health);
 
 // A drive and its health.
 struct HealthRow {
-  const DeviceManagement::Device* device;
+  const DeviceManagement::Device* device = nullptr;
   DriveHealth health;
 };
+
+// All drives side by side, in their order.
+std::vector<HealthRow> ReadHealthRows(std::span<DeviceManagement::Device* const> devices);
 
 // The worst first: by what there is to act on, then by the remaining life. Others keep their order.
 void SortWorstFirst(std::vector<HealthRow>& rows);

@@ -25,10 +25,7 @@ constexpr std::size_t kBlock = 512;
 using Block = std::array<std::uint8_t, kBlock>;
 
 // A layer below tells no residual: what came short is known by its sum.
-bool IsWhole(ByteView block) {
-  const bool isZero = std::ranges::all_of(block, [](auto byte) { return byte == 0; });
-  return !isZero && SumOf(block) == 0;
-}
+bool IsWhole(ByteView block) { return !IsZero(block) && SumOf(block) == 0; }
 
 // ---- Attributes, by the names that the maker's table gives them ----
 

@@ -161,9 +161,7 @@ std::string MakeText(std::span<const HealthRow> rows, std::chrono::steady_clock:
 }
 
 StatusCode RunOption(const FeatureCall& call) {
-  auto all = ReadHealth(call.devices);
-  std::vector<HealthRow> rows;
-  for (std::size_t i = 0; i < all.size(); ++i) rows.push_back({call.devices[i], std::move(all[i])});
+  const auto rows = ReadHealthRows(call.devices);
   auto text = MakeText(rows, std::chrono::steady_clock::now() - call.begin);
   if (const auto file = call.arguments.GetText(kFileArgument); !file.empty()) {
     return call.face.Publish(text, file) ? Status::Completed : Status::FileNotWritten;

@@ -104,7 +104,7 @@ StatusCode ParseIdentify_ATA::ReadIdentify(ByteSpan buffer) {
   const auto data = buffer.first(kSectorSize);
   const auto status = ata_->ataIdentifyDevice(data);
   if (status == Status::Completed && !IsWhole(data)) {
-    if (std::ranges::all_of(data, [](auto byte) { return byte == 0; })) {
+    if (IsZero(data)) {
       return Status::IdentifyFailed;
     }
     Warn(

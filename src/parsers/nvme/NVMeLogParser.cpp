@@ -1,6 +1,5 @@
 #include "parsers/nvme/NVMeLogParser.h"
 
-#include <algorithm>
 #include <limits>
 
 #include "devices/commands/CommandSet_NVME.h"
@@ -200,7 +199,7 @@ void TempStatisticsParser::ParseData() { SetData(kTemperatures); }
 std::optional<std::int16_t> TempStatisticsParser::GetCurrentTemperature() const {
   const auto page = GetPage();
   // A log without anything in it tells of no temperature, not of 0 degrees.
-  if (std::ranges::all_of(page, [](auto byte) { return byte == 0; })) return std::nullopt;
+  if (IsZero(page)) return std::nullopt;
   const auto degrees = static_cast<std::int64_t>(ReadField(page, kCurrentTemperature));
   using Limits = std::numeric_limits<std::int16_t>;
   if (degrees < Limits::min() || degrees > Limits::max()) return std::nullopt;

@@ -1,6 +1,5 @@
 #include "parsers/smart/DriveVerdict.h"
 
-#include <algorithm>
 #include <array>
 #include <string_view>
 
@@ -72,8 +71,7 @@ DriveVerdict ReadVerdict(CommandSet_NVME& nvme, const Device& device) {
 
 DriveVerdict JudgeHealthLog(ByteView log) {
   // A log of zeros tells of a drive at the absolute zero.
-  const bool isEmpty = std::ranges::all_of(log, [](auto byte) { return byte == 0; });
-  if (isEmpty) return Unknown("the drive's answer did not come");
+  if (IsZero(log)) return Unknown("the drive's answer did not come");
   const auto warnings = ReadField<std::uint8_t>(log, NvmeHealth::kCriticalWarning);
   if (warnings == 0) return {Kind::Passed, "Passed"};
   std::string text;

@@ -1,6 +1,5 @@
 #include "parsers/smart/SmartParserCore_ATA.h"
 
-#include <algorithm>
 #include <array>
 
 #include "devices/commands/CommandSet_ATA.h"
@@ -45,10 +44,6 @@ static_assert(kLifePercent[100] == 100 && kLifePercent[29] == 28 && kLifePercent
 // What stands behind the attributes, the drive's capabilities among it: never all zero.
 constexpr std::size_t kBehindEntries = kFirstEntry + SmartEntry::kSize * kEntryCount;
 static_assert(kBehindEntries < kSectorSize);
-
-bool IsZero(ByteView bytes) {
-  return std::ranges::all_of(bytes, [](auto byte) { return byte == 0; });
-}
 
 // The layer below may tell no residual: a sector that came short is known by its
 // checksum and by what is missing. A checksum alone may be a drive's own fault.
