@@ -249,7 +249,8 @@ std::vector<const CLIParameter*> QRKCLI::FindGivenFeatures() const {
 }
 
 std::string_view QRKCLI::FindSeveralRefusal() const {
-  if (!HasOption(kSeveralDrives)) return {};
+  // Help, which looks for no drive, is given whatever stands beside it.
+  if (!HasOption(kSeveralDrives) || GetWantedScan() == OptionScan::None) return {};
   for (const auto& parameter : GetParameters()) {
     const bool isOther = parameter->IsGiven() && parameter->GetName() != kSeveralDrives &&
                          parameter->GetCategory() == OptionCategory::DriveSelection;

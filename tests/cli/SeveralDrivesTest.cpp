@@ -130,6 +130,7 @@ TEST_F(Rack, ADoubtfulLineIsRefusedBeforeTheFeatureBegins) {
       {{"all", "-smart", "-health"}, 73, "one feature"},
       {{"all", "-smart", "-bogus"}, 73, "not understood"},
       {{"ONE", "-smart", "-drives", "ONE"}, 73, "stands twice"},
+      {{"all", "-format", "-bogus", "-help", "format"}, 0, "-format"},
   };
   // All that is not for several, by its record.
   for (const auto* feature : GetFeatures()) {
