@@ -50,6 +50,7 @@ class Progress {
   }
   void HoldSignals() { signals_.Hold(); }
   bool IsStopRequested() const { return signals_.IsStopRequested(); }
+  bool IsSignalPending() const { return signals_.IsOnePending(); }
 
  private:
   QRKCLI& cli_;
@@ -324,7 +325,7 @@ StatusCode RunOnDrives(QRKCLI& cli, const FeatureRecord& feature, const OptionDe
   });
   line.Stop();
   (void)cli.Finish(result);
-  if (auto* report = cli.GetReport(); report != nullptr && progress.IsStopRequested()) {
+  if (auto* report = cli.GetReport(); report != nullptr && progress.IsSignalPending()) {
     report->code = result;
     cli.PrintReport();
   }

@@ -199,7 +199,7 @@ StatusCode Prompt::Finish(StatusCode code) {
   if (!hasToldOutcomes_) (void)cli_.Finish(code);
   if (reported_ != nullptr) {
     if (!hasToldOutcomes_) reported_->code = code;
-    if (!signals_.IsStopRequested()) return code;
+    if (!signals_.IsOnePending()) return code;
     cli_.GetReport()->code = code;
     cli_.PrintReport();
   }

@@ -1,5 +1,7 @@
 #include "frame/HeldSignals.h"
 
+#include <algorithm>
+
 namespace Morvu {
 namespace {
 
@@ -36,16 +38,17 @@ void HeldSignals::Hold() {
   pthread_sigmask(SIG_BLOCK, &held_, nullptr);
 }
 
-bool HeldSignals::IsStopRequested() const {
+bool HeldSignals::IsStopRequested() const { return IsPending(true); }
+
+bool HeldSignals::IsOnePending() const { return IsPending(true) || IsPending(false); }
+
+bool HeldSignals::IsPending(bool asksToStop) const {
   sigset_t pending;
   if (sigpending(&pending) != 0) return false;
-  for (const auto& row : kSignals) {
-    if (row.asksToStop && sigismember(&held_, row.signal) == 1 &&
-        sigismember(&pending, row.signal) == 1) {
-      return true;
-    }
-  }
-  return false;
+  return std::ranges::any_of(kSignals, [&](const SignalRow& row) {
+    return row.asksToStop == asksToStop && sigismember(&held_, row.signal) == 1 &&
+           sigismember(&pending, row.signal) == 1;
+  });
 }
 
 }  // namespace Morvu

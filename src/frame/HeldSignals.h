@@ -19,8 +19,12 @@ class HeldSignals {
   void Hold();
   // One that asks to stop was held back.
   bool IsStopRequested() const;
+  // One of any kind was: it ends or stops the process when this object ends.
+  bool IsOnePending() const;
 
  private:
+  bool IsPending(bool asksToStop) const;
+
   sigset_t held_;    // those that this object blocks
   sigset_t before_;  // the thread's mask
 };

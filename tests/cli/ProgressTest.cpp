@@ -6,7 +6,10 @@
 #include <unistd.h>
 
 #include <atomic>
+#include <csignal>
+#include <cstdio>
 #include <cstdlib>
+#include <iostream>
 #include <sstream>
 #include <thread>
 
@@ -89,6 +92,16 @@ TEST(ProgressLine, IsRenewedWithoutAReport) {
 
 // ---- Terminals and pipes ----
 
+std::string ReadAllThatIsThere(int descriptor) {
+  fcntl(descriptor, F_SETFL, O_NONBLOCK);
+  std::string text;
+  char block[4096];
+  for (ssize_t got; (got = read(descriptor, block, sizeof block)) > 0;) {
+    text.append(block, static_cast<std::size_t>(got));
+  }
+  return text;
+}
+
 // Standard error leads elsewhere; what is written there is collected.
 class OtherError {
  public:
@@ -107,12 +120,7 @@ class OtherError {
 
   // What was written; standard error is the old one again.
   std::string Collect() {
-    std::string text;
-    fcntl(reader_, F_SETFL, O_NONBLOCK);
-    char block[4096];
-    for (ssize_t got; (got = read(reader_, block, sizeof block)) > 0;) {
-      text.append(block, static_cast<std::size_t>(got));
-    }
+    const auto text = ReadAllThatIsThere(reader_);
     dup2(before_, STDERR_FILENO);
     close(before_);
     return text;
@@ -164,23 +172,76 @@ TEST(Terminal, ShowsNothingInAPipeNorWhereItIsDumb) {
   EXPECT_THAT(EraseOnto(true, "dumb"), IsEmpty());
 }
 
+// Standard input and output are a terminal's; what is written there is collected.
+class OnTerminal {
+ public:
+  OnTerminal() {
+    (void)std::fflush(stdout);
+    int terminal = -1;
+    EXPECT_EQ(openpty(&reader_, &terminal, nullptr, nullptr, nullptr), 0);
+    for (const int own : {STDIN_FILENO, STDOUT_FILENO}) dup2(terminal, own);
+    close(terminal);
+  }
+  ~OnTerminal() {
+    dup2(input_, STDIN_FILENO);
+    dup2(output_, STDOUT_FILENO);
+    for (const int handle : {input_, output_, reader_}) close(handle);
+  }
+  OnTerminal(const OnTerminal&) = delete;
+  OnTerminal& operator=(const OnTerminal&) = delete;
+
+  std::string Collect() const { return ReadAllThatIsThere(reader_); }
+
+ private:
+  int input_ = dup(STDIN_FILENO);
+  int output_ = dup(STDOUT_FILENO);
+  int reader_ = -1;
+};
+
 TEST(Terminal, TakesColoursUnlessItIsToldNotTo) {
-  int main = -1, terminal = -1;
-  ASSERT_EQ(openpty(&main, &terminal, nullptr, nullptr, nullptr), 0);
-  const int before = dup(STDOUT_FILENO);
-  dup2(terminal, STDOUT_FILENO);
+  const OnTerminal terminal;
   const auto takes = [](const char* kind, const char* without) {
     const Variable term("TERM", kind), noColour("NO_COLOR", without);
     return MorvuTool::TakesColours();
   };
-  const bool plain = takes("xterm", nullptr), unset = takes(nullptr, ""), dumb = takes("dumb", ""),
-             forbidden = takes("xterm", "1");
-  dup2(before, STDOUT_FILENO);
-  for (const int handle : {main, terminal, before}) close(handle);
-  EXPECT_TRUE(plain);
-  EXPECT_TRUE(unset);
-  EXPECT_FALSE(dumb);
-  EXPECT_FALSE(forbidden);
+  EXPECT_TRUE(takes("xterm", nullptr));
+  EXPECT_TRUE(takes(nullptr, ""));
+  EXPECT_FALSE(takes("dumb", ""));
+  EXPECT_FALSE(takes("xterm", "1"));
+}
+
+std::string PrintPaged(bool takesInput) {
+  const OnTerminal terminal;
+  if (!takesInput) close(STDIN_FILENO);
+  {
+    const MorvuTool::Pager pager;
+    std::cout << "help\n";
+  }
+  std::cout.clear();
+  std::cout << "after\n" << std::flush;
+  return terminal.Collect();
+}
+
+TEST(Pager, ShowsWhatIsPrintedOnAFullTerminal) {
+  struct Row {
+    const char* kind;
+    const char* pager;
+    bool takesInput;
+    const char* shown;
+  };
+  constexpr Row kRows[] = {
+      {"xterm", "sed s/^/paged:/", true, "paged:help\r\nafter\r\n"},
+      {"xterm", "/nowhere/pager", true, "help\r\nafter\r\n"},  // printed as it is
+      {"xterm", "true", true, "after\r\n"},                    // left early
+      {"dumb", "sed s/^/paged:/", true, "help\r\nafter\r\n"},
+      {"xterm", "sed s/^/paged:/", false, "help\r\nafter\r\n"},
+  };
+  const auto onBrokenPipe = std::signal(SIGPIPE, SIG_DFL);
+  for (const auto& row : kRows) {
+    const Variable term("TERM", row.kind), pager("PAGER", row.pager);
+    EXPECT_EQ(PrintPaged(row.takesInput), row.shown) << row.kind << ' ' << row.pager;
+  }
+  (void)std::signal(SIGPIPE, onBrokenPipe);
 }
 
 }  // namespace

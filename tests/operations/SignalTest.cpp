@@ -15,6 +15,7 @@
 #include "frame/Files.h"
 #include "support/EraseScene.h"
 #include "support/FirmwareModules.h"
+#include "support/JsonDocuments.h"
 #include "support/Sweep.h"
 
 namespace Morvu {
@@ -49,13 +50,23 @@ const SignaledLine kLines[] = {
     {"FormatNvme", &NvmeSpec, {"-format", "1", "-force"}, 0x80},
     // SMART is off while the image is sent.
     {"Firmware", &SataSpec, {"-firmware_update", kImage, "-force"}, 0xB0, 0xD9, false},
+    // The document stands whole before the tool ends.
+    {"SecureEraseInJson", &SataSpec, {"-secure_erase", "-force", "-json"}, 0xF1},
+    {"FirmwareOfSeveralInJson",
+     &SataSpec,
+     {"-drives", "all", "-firmware_update", kImage, "-force", "-json"},
+     0xB0,
+     0xD9,
+     false},
 };
 
 class LineProcess : public EraseScene {
  public:
   explicit LineProcess(const SignaledLine& line) : EraseScene(line.spec()) {
-    words_ = {"-drive_serial", drive.State().serial};
-    words_.insert(words_.end(), line.words.begin(), line.words.end());
+    words_ = line.words;
+    if (words_.front() != "-drives") {
+      words_.insert(words_.begin(), {"-drive_serial", drive.State().serial});
+    }
     const auto path = fleet.Folder() + "/image.bin";
     EXPECT_TRUE(SaveBinary(path, MakeSimulatedImage("NEW2", 140'000), false));
     std::ranges::replace(words_, std::string(kImage), path);
@@ -128,7 +139,11 @@ class Signals : public ::testing::TestWithParam<SignaledLine> {
     }
   }
 
-  static void Check(LineProcess& scene, const SignaledRun& run, int signal) {
+  void TearDown() override {
+    if (GetParam().words.back() == "-json" && !IsSkipped()) documents_.ExpectValid();
+  }
+
+  void Check(LineProcess& scene, const SignaledRun& run, int signal) {
     const bool stops = signal == SIGTSTP;
     EXPECT_EQ(stops ? WIFSTOPPED(run.status) : WIFSIGNALED(run.status), true) << run.status;
     EXPECT_EQ(stops ? WSTOPSIG(run.status) : WTERMSIG(run.status), signal);
@@ -136,6 +151,8 @@ class Signals : public ::testing::TestWithParam<SignaledLine> {
     const bool isSata = scene.drive.State().kind == Simulator::Kind::Ata;
     EXPECT_EQ(scene.drive.State().ata.smartEnabled != 0, isSata);
     // How it ended is told before.
+    const auto& words = GetParam().words;
+    if (words.back() == "-json") documents_.Add(GetParam().name, run.output);
     const bool isDone = run.output.find("Completed successfully.") != run.output.npos;
     const bool isCanceled = run.output.find("Canceled.") != run.output.npos;
     EXPECT_NE(isDone, isCanceled) << run.output;
@@ -149,6 +166,9 @@ class Signals : public ::testing::TestWithParam<SignaledLine> {
       EXPECT_TRUE(scene.IsUntouched());
     }
   }
+
+ private:
+  JsonDocuments documents_;  // of the lines that ask for them
 };
 INSTANTIATE_TEST_SUITE_P(All, Signals, ::testing::ValuesIn(kLines),
                          [](const auto& test) { return std::string(test.param.name); });
