@@ -9,12 +9,7 @@
 #include <thread>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/properties/AdapterProperties.h"
-#include "devices/properties/BasicProperties.h"
-#include "devices/properties/ScanProperties.h"
-#include "devices/properties/SecurityProperties.h"
 #include "frame/status/Erase.h"
-#include "frame/status/Partitions.h"
 #include "operations/erase/SecureErase.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
@@ -25,10 +20,8 @@ namespace {
 using namespace EraseTesting;
 using namespace Testing;
 using DeviceManagement::CommandSet_ATA;
-using DeviceManagement::Device;
 using Simulator::Fault;
 using Simulator::JournalEntry;
-namespace Properties = DeviceManagement::Properties;
 
 // ACS-3's opcodes.
 constexpr int kIdentify = 0xEC, kStandby = 0xE0, kSetPassword = 0xF1, kUnlock = 0xF2,
@@ -95,125 +88,6 @@ TEST(SecureErase, GivesTheEraseTwoHours) {
   const auto start = scene.fleet.Now();
   EXPECT_EQ(scene.Run(NoReporter()), Status::EraseUnitFailed);
   EXPECT_GE(scene.fleet.Now() - start, 7'200'000u);
-}
-
-// ---- Refusals ----
-
-struct RefusalCase {
-  StatusCode code;
-  const char* what;
-  std::function<void(MethodScene&)> shapeDrive;
-  std::function<void(Device&)> shapeDevice;
-  MethodParameters parameters;
-};
-
-void PrintTo(const RefusalCase& row, std::ostream* out) { *out << row.what; }
-
-template <typename Value>
-std::function<void(Device&)> Has(const PropertyEntry& entry, Value value) {
-  return [&entry, value](Device& device) { device.AddProperty(entry, value); };
-}
-const auto kAsItIs = [](auto&) {};
-
-class SecureEraseRefusal : public ::testing::TestWithParam<RefusalCase> {};
-
-// Each row of the table refuses, and a refused drive keeps every byte.
-TEST_P(SecureEraseRefusal, LeavesTheDriveAsItWas) {
-  MethodErase scene(GetParam().parameters);
-  scene.shape = GetParam().shapeDevice;
-  scene.Prepare();
-  GetParam().shapeDrive(scene);
-  EXPECT_EQ(scene.Run(NoReporter()), GetParam().code);
-  EXPECT_TRUE(scene.IsUntouched());
-  EXPECT_EQ(std::ranges::count(scene.drive.Opcodes(), kSetPassword), 0);
-}
-
-const MethodParameters kForced = {{"force", "True"}};
-const RefusalCase kRefusals[] = {
-    {4, "vanished", [](MethodScene& scene) { scene.drive.State().vanished = 1; }, kAsItIs, {}},
-    {97, "RAID volume", kAsItIs, Has(Properties::RAID, true), {}},
-    {45, "other make", kAsItIs, Has(Properties::Morvu, false), {}},
-    {255, "RAID member", kAsItIs, Has(Properties::RAIDMember, true), {}},
-    {152, "storage space", kAsItIs, Has(Properties::StorageSpaceMember, true), {}},
-    {188,
-     "device fault",
-     [](MethodScene& scene) { scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00)); },
-     kAsItIs,
-     {}},
-    {284, "no security", kAsItIs, Has(Properties::SecuritySupported, false), {}},
-    {285, "Opal activated", kAsItIs, Has(Properties::OpalState, "Opal Activated"), {}},
-    {285, "Opal session", kAsItIs, Has(Properties::OpalState, "Session Started"), {}},
-    {285, "Opal unknown", kAsItIs, Has(Properties::OpalState, "Unknown"), {}},
-    {13, "partition", [](MethodScene& scene) { scene.drive.AddPartition(); }, kAsItIs, {}},
-    {128, "unknown partitions", [](MethodScene& scene) { HidePartitions(scene); }, kAsItIs, {}},
-    {13,
-     "partition of the scan",
-     kAsItIs,
-     [](Device& device) { device.GetPartitions().emplace_back("/dev/sda1"); },
-     {}},
-    {13,
-     "partition, no",
-     [](MethodScene& scene) { scene.drive.AddPartition(); },
-     kAsItIs,
-     {{"force", "no"}}},
-    {149, "security on", kAsItIs, Has(Properties::SecurityEnabled, true), {}},
-    {149, "security on behind a partition",
-     [](MethodScene& scene) {
-       scene.drive.AddPartition();
-       scene.drive.State().ata.security.enabled = 1;
-     },
-     kAsItIs, kForced},
-    {12, "frozen", kAsItIs, Has(Properties::SecurityFrozen, true), kForced},
-    {179,
-     "frozen, no standby",
-     [](MethodScene& scene) { scene.drive.Inject(Fault::Fail().OnOpcode(kStandby)); },
-     Has(Properties::SecurityFrozen, true),
-     {}},
-};
-INSTANTIATE_TEST_SUITE_P(Rows, SecureEraseRefusal, ::testing::ValuesIn(kRefusals),
-                         [](const auto& test) {
-                           std::string name = test.param.what;
-                           std::erase_if(name, [](char c) { return std::isalnum(c) == 0; });
-                           return name;
-                         });
-
-TEST(SecureErase, RunsWhereNothingRefuses) {
-  const auto runs = [](std::function<void(Device&)> shape) {
-    MethodErase scene;
-    scene.shape = std::move(shape);
-    scene.Prepare();
-    return scene.Run(NoReporter());
-  };
-  EXPECT_EQ(runs(Has(Properties::OpalState, "Opal Ready")), 0);
-  EXPECT_EQ(runs(Has(Properties::OpalState, "No Opal")), 0);
-  // A drive that reports a failure need not tell that it knows security.
-  EXPECT_EQ(runs([](Device& device) {
-              device.AddProperty(Properties::SecuritySupported, false);
-              device.AddProperty(Properties::ErrorString, "ASSERT");
-            }),
-            0);
-}
-
-TEST(SecureErase, APartitionedDriveIsErasedWhenForced) {
-  MethodErase scene(kForced);
-  scene.drive.AddPartition(1 << 20, "/data");
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), 0);
-  EXPECT_TRUE(scene.IsErased());
-}
-
-TEST(SecureErase, IsDescribedWithTheCodeOfTheDrive) {
-  MethodErase scene;
-  scene.Prepare();
-  scene.device()->AddProperty(Properties::SecurityEnabled, true);
-  const auto object = Testing::DescribeMethod("SecureErase", scene.device());
-  ASSERT_NE(object, nullptr);
-  const auto lists = object->Find("List", "type", "status", 2);
-  ASSERT_EQ(lists.size(), 1u);
-  EXPECT_NE(object->ToText().find(">149</Property>"), std::string::npos) << object->ToText();
-  scene.device()->AddProperty(Properties::RAID, true);
-  EXPECT_EQ(Testing::DescribeMethod("SecureErase", scene.device()), nullptr);
-  EXPECT_TRUE(Testing::DescribeMethod("SecureErase", nullptr)->lists.empty());
 }
 
 // ---- Faults ----

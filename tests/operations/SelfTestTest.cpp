@@ -1,8 +1,6 @@
 // Self test and standby.
 #include <algorithm>
 
-#include "devices/properties/BasicProperties.h"
-#include "devices/properties/IdentityProperties.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Health.h"
 #include "frame/status/Testing.h"
@@ -17,7 +15,6 @@ namespace {
 using namespace EraseTesting;
 using namespace Testing;
 using Simulator::Fault;
-namespace Properties = DeviceManagement::Properties;
 
 // SMART subcommands and ACS-3's opcodes.
 constexpr int kReadData = 0xD0, kExecute = 0xD4;
@@ -169,26 +166,6 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(run("long", "slow"), Status::InvalidArguments);
   EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);
   EXPECT_FALSE(scene.IsRunning());
-
-  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
-      {4, [&](auto&) { scene.drive.State().vanished = 1; }},
-      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
-      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
-      {302, [](auto& d) { d.AddProperty(Properties::SMARTSelfTestSupported, false); }},
-      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-  };
-  for (const auto& [code, shape] : kRows) {
-    const auto clone = device.Clone();
-    shape(*clone);
-    EXPECT_EQ(DriveSelfTest::Runner(*clone, "short", "offline", face), code);
-    scene.drive.State().vanished = 0;
-  }
-  const auto faulty = device.Clone();
-  faulty->GetPath().SetDeviceFault(true);
-  // The test of the connection, which comes first, reads the status anew.
-  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(DriveSelfTest::Runner(*faulty, "short", "offline", face), 188);
 }
 
 // A SATA layer does not say that a sector came short; what is missing is no good result.
@@ -329,34 +306,6 @@ TEST(StandbyImmediate, EachCommandFails) {
       }
     });
   }
-}
-
-TEST(StandbyImmediate, RefusesByItsTable) {
-  MethodStandby scene;
-  scene.Prepare();
-  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
-      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
-      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
-      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-  };
-  for (const auto& [code, shape] : kRows) {
-    const auto clone = scene.device()->Clone();
-    shape(*clone);
-    EXPECT_EQ(CallMethod(*clone, "StandbyImmediate"), code);
-  }
-  // The test of the connection, which comes first, reads the status.
-  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(CallMethod(*scene.device(), "StandbyImmediate"), 188);
-  EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Active);
-}
-
-TEST(StandbyImmediate, ADriveWithoutAtaHasNoSuchMethod) {
-  MethodScene scene(NvmeSpec(), "StandbyImmediate");
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), Status::NotSupportedByDrive);
-  EXPECT_EQ(Testing::DescribeMethod("StandbyImmediate", scene.device()), nullptr);
-  EXPECT_EQ(Testing::DescribeMethod("DriveSelfTest", scene.device()), nullptr);
 }
 
 }  // namespace
