@@ -1,12 +1,10 @@
 // Format: the settings, Format NVM, and the erases that stand in for it.
 #include <algorithm>
-#include <cerrno>
 
 #include "devices/properties/NamespaceProperties.h"
 #include "frame/Text.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Erase.h"
-#include "frame/status/NvmeStatus.h"
 #include "operations/erase/Format.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
@@ -16,8 +14,6 @@ namespace {
 
 using namespace EraseTesting;
 using namespace Testing;
-using Simulator::Fault;
-using Simulator::JournalEntry;
 namespace Properties = DeviceManagement::Properties;
 
 // Opcodes: NVMe 1.0, figure 32; ACS-3.
@@ -223,72 +219,6 @@ TEST(Format, RefusesAControllerWithoutNamespaces) {
   const auto outcome = RunLine({"-drive_path", "/dev/nvme1", "-format", "1", "-force"});
   EXPECT_EQ(outcome.code, Status::NotSupportedByDrive) << outcome.output;
   for (const auto& entry : controller.Journal()) EXPECT_NE(entry.Opcode(), kFormatNvm);
-}
-
-// ---- Faults ----
-
-struct NvmeDelete : MethodDelete {
-  NvmeDelete() : MethodDelete(NvmeSpec()) {}
-};
-struct SataDelete : MethodDelete {
-  SataDelete() : MethodDelete(SataSpec()) {}
-};
-struct LineFormat : LineScene {
-  LineFormat() : LineScene(NvmeSpec(), {"-format", "2"}) {}
-};
-
-bool WasErased(const std::vector<JournalEntry>& commands, int opcode) {
-  return std::ranges::any_of(commands, [&](const auto& command) {
-    return command.Opcode() == opcode && command.Succeeded();
-  });
-}
-
-// Before the format a drive that is lost is not formatted; behind it the drive is but looked at.
-StatusCode LostAt(const SweptRun& run) {
-  const bool wasErased = WasErased(run.commands, kFormatNvm);
-  return wasErased ? Status::Completed : Status::NoCommunication;
-}
-
-TEST(FormatFaults, EachNvmeCommandFails) {
-  SweepFaults<NvmeDelete>(Fault::Fail().Times(1), [](NvmeDelete& scene, const SweptRun& run) {
-    const bool isFormat = run.Met().Opcode() == kFormatNvm;
-    if (IsLook(run.Met())) {
-      EXPECT_EQ(run.code, 0);  // a read of the medium, which proves nothing then
-    } else {
-      EXPECT_EQ(run.code, isFormat ? FromNvmeStatus(6) : LostAt(run));
-    }
-    EXPECT_TRUE(run.code == 0 ? scene.IsErased() : scene.IsUntouched());
-    if (isFormat) {
-      EXPECT_EQ(run.percents.back(), 100);
-    }
-  });
-}
-
-TEST(FormatFaults, TheNvmeDriveVanishes) {
-  SweepFaults<NvmeDelete>(Fault::Vanish(), [](NvmeDelete& scene, const SweptRun& run) {
-    const bool wasErased = WasErased(run.commands, kFormatNvm);
-    const bool isRead = IsLook(run.Met()) || run.Met().Opcode() == kFormatNvm;
-    EXPECT_EQ(run.code, isRead && !wasErased ? StatusCode(-ENODEV) : LostAt(run));
-    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
-  });
-}
-
-TEST(FormatFaults, EachCommandOfTheLineFails) {
-  SweepFaults<LineFormat>(Fault::Fail().Times(1), [](LineFormat& scene, const SweptRun& run) {
-    const bool wasErased = WasErased(run.commands, kFormatNvm);
-    EXPECT_EQ(run.code == 0, wasErased) << scene.outcome.output;
-    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
-  });
-}
-
-// The erase that stands in for a format has faults of its own, which come through.
-TEST(FormatFaults, EachSataCommandFails) {
-  SweepFaults<SataDelete>(Fault::Fail().Times(1), [](SataDelete& scene, const SweptRun& run) {
-    const bool wasErased = WasErased(run.commands, kErase);
-    EXPECT_EQ(run.code == 0, wasErased);
-    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
-    EXPECT_FALSE(scene.drive.State().ata.security.enabled);
-  });
 }
 
 }  // namespace

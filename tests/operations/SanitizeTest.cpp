@@ -170,38 +170,6 @@ TEST(Sanitize, ACancelEndsTheWatchingNotTheSanitize) {
   EXPECT_EQ(runs, 11u);
 }
 
-TEST(Sanitize, EachCommandFails) {
-  SweepFaults<MethodSanitize>(Fault::Fail().Times(1), [](MethodSanitize& scene,
-                                                         const SweptRun& run) {
-    const auto& met = run.Met();
-    // A freeze that cannot be read is none.
-    const bool isWatch = IsFeature(met, kStatus) && CountOf(run.commands, kBlock) == 1;
-    if (IsFeature(met, kBlock)) {
-      EXPECT_EQ(run.code, Status::SanitizeUnsuccessful);
-      EXPECT_TRUE(scene.IsUntouched());
-      EXPECT_FALSE(scene.IsRunning());
-    } else if (met.Opcode() == 0xEC && CountOf(run.commands, kBlock) == 0) {
-      EXPECT_EQ(run.code, Status::NoCommunication);
-      EXPECT_TRUE(scene.IsUntouched());
-    } else {
-      const bool before = CountOf({run.good.begin(), run.good.begin() + run.index}, kBlock) == 0;
-      EXPECT_EQ(run.code, isWatch && !before ? Status::SanitizeReasonNotReported : 0);
-    }
-  });
-}
-
-TEST(Sanitize, TheDriveVanishes) {
-  SweepFaults<MethodSanitize>(Fault::Vanish(), [](MethodSanitize& scene, const SweptRun& run) {
-    EXPECT_EQ(run.code == 0, IsLook(run.Met()) && scene.IsErased());
-    if (CountOf(run.commands, kBlock) == 0) {
-      EXPECT_TRUE(scene.IsUntouched());
-    }
-    if (IsFeature(run.Met(), kBlock)) {
-      EXPECT_EQ(run.code, Status::SanitizeUnsuccessful);
-    }
-  });
-}
-
 TEST(Sanitize, TheLineAsksFirst) {
   LineScene scene(SataSpec(), {"-sanitize", "block"}, "n\n");
   EXPECT_EQ(scene.Run(), Status::CanceledByUser);

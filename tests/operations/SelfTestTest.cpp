@@ -216,19 +216,6 @@ TEST(DriveSelfTest, EachCommandFails) {
   });
 }
 
-TEST(DriveSelfTest, TheDriveVanishes) {
-  SweepFaults<BriefTest>(Fault::Vanish(), [](BriefTest& scene, const SweptRun& run) {
-    const bool isStart = (run.Met().Features() & 0xFF) == kExecute;
-    if (run.Met().Opcode() == 0) {
-      EXPECT_EQ(run.code, Status::NoCommunication);
-    }
-    if (run.Met().Opcode() == kSmart) {
-      EXPECT_EQ(run.code, isStart ? Status::SmartExecuteOfflineFailed : Status::SmartDataFailed);
-    }
-    EXPECT_TRUE(scene.IsUntouched());
-  });
-}
-
 TEST(DriveSelfTest, TheLineStartsATestAndAsksForItsStatus) {
   LineScene scene(SataSpec(), {"-self_test", "extended"}, "");
   scene.drive.State().ata.selfTest.extendedMs = 1000'000;
@@ -286,25 +273,6 @@ TEST(StandbyImmediate, SeesADriveThatStaysAwake) {
       EXPECT_EQ(scene.Run(NoReporter()), awake ? Status::StandbyFailed : 0)
           << static_cast<int>(format);
     }
-  }
-}
-
-TEST(StandbyImmediate, EachCommandFails) {
-  for (const auto& fault : {Fault::Fail().Times(1), Fault::Vanish()}) {
-    SweepFaults<MethodStandby>(fault, [&](MethodStandby& scene, const SweptRun& run) {
-      const bool vanishes = scene.drive.State().vanished != 0 ||
-                            fault.Slot().action == Simulator::FaultAction::Vanish;
-      switch (run.Met().Opcode()) {
-        case kStandby:
-          EXPECT_EQ(run.code, Status::StandbyFailed);
-          break;
-        case kCheckPower:
-          EXPECT_EQ(run.code, Status::CheckPowerModeFailed);
-          break;
-        default:
-          EXPECT_EQ(run.code, vanishes ? Status::NoCommunication : 0);
-      }
-    });
   }
 }
 
