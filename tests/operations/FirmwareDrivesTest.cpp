@@ -393,26 +393,5 @@ TEST(FirmwareActivation, AtThePromptAGoodEndTellsThatItRunsLater) {
                                       "Firmware committed, runs after a reset.\n"));
 }
 
-// Each try to reach the controller lasts as long as the kernel waits, a minute.
-TEST(FirmwareActivation, TheWaitForTheControllerEndsByTheClock) {
-  FirmwareScene scene(NvmeSpec(), 5000);
-  scene.Prepare();
-  FirmwareUpdate update(scene.device(), false, scene.ImagePath(), NoReporter());
-  ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
-  scene.drive.ClearJournal();
-  ASSERT_TRUE(scene.device()->TestConnection());
-  const auto perTest = static_cast<std::uint32_t>(Count(scene.drive, 0x06));
-  scene.drive.Inject(Fault::Hang()
-                         .OnOpcode(0x06, Simulator::CommandClass::NvmeAdmin)
-                         .OnCommand(perTest + 1)
-                         .Times(0));
-  const auto before = scene.fleet.Now();
-  update.Execute();
-  EXPECT_EQ(update.GetErrorCode(), Status::FirmwareUpdateFailed);
-  const auto waited = scene.fleet.Now() - before;
-  EXPECT_GE(waited, 200'000u);
-  EXPECT_LT(waited, 400'000u);
-}
-
 }  // namespace
 }  // namespace Morvu

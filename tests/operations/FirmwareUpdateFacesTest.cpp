@@ -13,6 +13,7 @@
 #include "messaging/features/CimClass.h"
 #include "operations/firmware/AttributeCollection.h"
 #include "support/FirmwareScene.h"
+#include "support/Sweep.h"
 
 namespace Morvu {
 namespace {
@@ -23,25 +24,6 @@ using ::testing::EndsWith;
 using ::testing::HasSubstr;
 using ::testing::Not;
 namespace Properties = DeviceManagement::Properties;
-
-// ---- The drive method ----
-
-TEST(FirmwareUpdateMethod, IsDescribedWithItsStatus) {
-  const auto plain = DescribeMethod("FirmwareUpdate", nullptr);
-  EXPECT_EQ(plain->ToText(),
-            "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-            "<Object category=\"standard\" displayName=\"Firmware Update\" name=\"FirmwareUpdate\" "
-            "prompt=\"True\" targetType=\"device\" type=\"method\"><Property direction=\"i\" "
-            "name=\"file\" required=\"False\" type=\"string\"/></Object>");
-  FirmwareScene scene(SataSpec());
-  scene.Prepare();
-  EXPECT_THAT(DescribeMethod("FirmwareUpdate", scene.device())->ToText(),
-              HasSubstr("<List type=\"status\"><Object><Property type=\"uint8\">301</Property>"));
-  scene.device()->AddProperty(Properties::Morvu, false);
-  EXPECT_EQ(DescribeMethod("FirmwareUpdate", scene.device()), nullptr);
-  scene.device()->AddProperty(Properties::RAID, true);
-  EXPECT_EQ(DescribeMethod("FirmwareUpdate", scene.device()), nullptr);
-}
 
 // A job's context with a request, whose notifications are kept.
 struct Host : NoJobServices {
@@ -59,58 +41,44 @@ struct Host : NoJobServices {
     notifications.push_back(notification);
   }
 
-  StatusCode Run(Device& device, const std::string& file = "") {
-    DeviceManagement::SelectedDevices devices;
-    devices.devices.push_back(device.Clone());
-    MethodParameters parameters;
-    if (!file.empty()) parameters.emplace_back("file", file);
-    return CallMethod(context, "FirmwareUpdate", parameters, devices);
-  }
-
   XmlMessaging::Message request;
   JobContext context;
   inline static std::vector<Notification> notifications;
 };
 
-TEST(FirmwareUpdateMethod, UpdatesFromTheModulesThatTheRequestNames) {
-  ModuleFolder folder;
-  const auto image = folder.AddFile("image", MakeSimulatedImage("NEW2", 60'000));
-  folder.Add("m", "date=1\nmapping=" + MakeMapping("1", "x") + "\nbinary.x=" + image + "\n");
+// ---- Files ----
+
+// Nothing is sent for it, whichever face has it.
+TEST(FirmwareUpdateFiles, TellWhatIsWrongWithThem) {
   FirmwareScene scene(SataSpec());
   scene.Prepare();
-  EXPECT_EQ(Host().Run(*scene.device()), Status::NoFirmware);
-  Host host({"/absent", folder.Path()});
-  EXPECT_EQ(host.Run(*scene.device()), Status::Completed);
-  EXPECT_EQ(scene.GetRevision(), "NEW2");
-}
-
-TEST(FirmwareUpdateMethod, NeedsDrives) {
-  JobContext context;
-  DeviceManagement::SelectedDevices none;
-  EXPECT_EQ(CallMethod(context, "FirmwareUpdate", {}, none), Status::InvalidArguments);
-}
-
-// ---- The option ----
-
-TEST(FirmwareUpdateOption, TellsWhatIsWrongWithAFile) {
-  Simulator::TestFleet fleet;
-  fleet.Add(SataSpec());
-  const auto empty = fleet.Folder() + "/empty", huge = fleet.Folder() + "/huge";
+  const auto folder = scene.fleet.Folder();
+  const auto empty = folder + "/empty", huge = folder + "/huge";
   ASSERT_TRUE(SaveBinary(empty, {}, false));
   ASSERT_TRUE(SaveBinary(huge, {}, false));
   std::filesystem::resize_file(huge, 300ull << 20);
   const std::pair<std::string, const char*> kFiles[] = {
-      {fleet.Folder() + "/absent", "No such file or directory."},
+      {folder + "/absent", "No such file or directory."},
       {empty, "It is empty."},
       {huge, "It is larger than 256 MiB."},
-      {fleet.Folder(), "Is a directory."},
+      {folder, "Is a directory."},
       {"/dev/null", "It is no regular file."},
   };
   for (const auto& [file, reason] : kFiles) {
+    SCOPED_TRACE(file);
     const auto outcome = RunToolLine({"-drive_index", "0", "-firmware_update", file, "-force"});
-    EXPECT_EQ(outcome.code, Status::FileNotRead) << file;
+    EXPECT_EQ(outcome.code, Status::FileNotRead);
     EXPECT_THAT(outcome.output, HasSubstr("Reason: " + std::string(reason) + "\n"));
+
+    RecordingReporter reporter;
+    FirmwareUpdate update(scene.device(), false, file, reporter);
+    ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
+    EXPECT_EQ(update.Execute(), 0);
+    EXPECT_EQ(update.GetErrorCode(), Status::FileNotRead);
+    EXPECT_EQ(update.GetState(), FeatureState::Failed);
+    EXPECT_EQ(reporter.percents.back(), 100);
   }
+  EXPECT_THAT(scene.drive.Opcodes(), Not(::testing::Contains(0x92)));
 }
 
 // ---- The property ----

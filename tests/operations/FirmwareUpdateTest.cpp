@@ -89,27 +89,6 @@ TEST(FirmwareUpdate, AnUpdateThatWasRefusedDoesNotRun) {
 
 // ---- Images ----
 
-TEST(FirmwareUpdate, FilesThatAreNoImageSendNothing) {
-  FirmwareScene scene(SataSpec());
-  scene.Prepare();
-  const auto folder = scene.fleet.Folder();
-  ASSERT_TRUE(SaveBinary(folder + "/empty", {}, false));
-  std::ofstream(folder + "/huge").close();
-  std::filesystem::resize_file(folder + "/huge", 300ull << 20);
-  scene.drive.ClearJournal();
-  for (const auto& path : {folder + "/absent", folder + "/empty", folder + "/huge", folder}) {
-    SCOPED_TRACE(path);
-    RecordingReporter reporter;
-    FirmwareUpdate update(scene.device(), false, path, reporter);
-    ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
-    EXPECT_EQ(update.Execute(), 0);
-    EXPECT_EQ(update.GetErrorCode(), Status::FileNotRead);
-    EXPECT_EQ(update.GetState(), FeatureState::Failed);
-    EXPECT_EQ(reporter.percents.back(), 100);
-  }
-  EXPECT_THAT(scene.drive.Opcodes(), Not(::testing::Contains(0x92)));
-}
-
 TEST(FirmwareUpdate, SendsTheImagesOfAModuleInOrder) {
   ModuleFolder folder;
   const auto first = folder.AddFile("first", MakeSimulatedImage("MID1", 60'000));

@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,6 +17,7 @@
 #include "frame/status/Drives.h"
 #include "frame/status/Erase.h"
 #include "frame/status/Partitions.h"
+#include "frame/status/Requests.h"
 #include "frame/status/Testing.h"
 #include "operations/Operation.h"
 #include "support/EraseScene.h"
@@ -121,6 +122,7 @@ const MethodRow kMethods[] = {
     {"Format",           &NvmeSpec, {},                        {4, 97, 45,   4, 152, 252, 188, 13, 13, 128}},
     {"DriveSelfTest",    &SataSpec, {{"SelfTest", "short"}},   {4, 97, 45, 255,   0, 252, 188,  0,  0,   0}, {97}},
     {"StandbyImmediate", &SataSpec, {},                        {4, 97, 45, 255,   0, 252, 188,  0,  0,   0}, {97}},
+    {"FirmwareUpdate",   &SataSpec, {},                        {4, 97, 45, 301, 301, 301, 301, 301, 301, 301}, {45, 97}},  // no image
     {"ReadScan",         &SataSpec, {{"full", "True"}},        {4, 97, 45,   0,   0,   0, 188,  0,  0,   0}, {45, 97}},
 };
 // clang-format on
@@ -253,6 +255,18 @@ TEST(Refusals, OfOneMethodByItsOwnObstacle) {
     };
     EXPECT_EQ(std::ranges::count_if(scene.drive.Journal(), isAsleep),
               isFrozen && !row.name.ends_with("awake"));
+  }
+}
+
+TEST(Refusals, OfEachMethodWithoutADrive) {
+  const std::map<std::string_view, StatusCode> kOthers = {
+      {"FirmwareUpdate", Status::InvalidArguments}, {"SmartParser", Status::NotRun}};
+  for (const auto& row : GetDriveMethods()) {
+    const auto name = row.method->name;
+    const auto other = kOthers.find(name);
+    const auto code = other == kOthers.end() ? StatusCode(Status::NoDeviceSelected) : other->second;
+    JobContext context;
+    EXPECT_EQ(Testing::CallMethod(context, name, {}, {}), code) << name;
   }
 }
 
