@@ -104,6 +104,7 @@ TEST(HealthOfMany, SortsTheWorstFirstAndTellsOfThoseThatAreNotAsked) {
               HasSubstr("4 drives: 1 failing, 1 nearly worn out, 1 without a verdict."));
   EXPECT_EQ(outcome.sideResult, 912 + 11);
   EXPECT_TRUE(held.Journal().empty());
+  EXPECT_THAT(RunToolLine({"-health", "-json"}).output, HasSubstr("\"Findings\": 11\n"));
   close(holder);
   EXPECT_EQ(RunToolLine({"-drive_serial", "GOOD", "-health"}).sideResult, 0);
   EXPECT_EQ(RunToolLine({"-health", "best", "file"}).code, 73);
