@@ -160,21 +160,24 @@ TEST_F(DriveJobs, NotifyOfWhatThePassFinds) {
     if (reply.IsEmpty()) reply = host_.Receive(job);
     for (; !reply.IsEmpty(); reply = host_.Receive(job)) {
       told.push_back(reply.Attribute("ObjectPath") + " " + reply.Attribute("NotificationType") +
-                     " " + reply.Notified());
+                     reply.Attribute("NotificationStatus") + " " + reply.Notified());
     }
     return std::ranges::find(told, what) != told.end();
   };
-  EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.SATA1 0 SecurityFrozen=True"); }));
-  EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.SATA1 1 SmartHealth=100"); }));
-  EXPECT_TRUE(Eventually([&] {
-    return isTold("MorvuSSD.SATA1 0 DriveVerdict=FAILING: an attribute is beyond its threshold");
-  }));
-  EXPECT_TRUE(Eventually([&] {
-    return isTold(
-        "MorvuSSD.NVME1 0 DriveVerdict=FAILING: critical warning 0x01, available spare below its "
-        "threshold");
-  }));
-  EXPECT_TRUE(Eventually([&] { return isTold("MorvuSSD.NVME1 2 Temperature=41"); }));
+  for (const auto* what : {
+           "MorvuSSD.SATA1 01 SecurityFrozen=True",
+           "MorvuSSD.SATA1 01 DriveVerdict=FAILING: an attribute is beyond its threshold",
+           "MorvuSSD.SATA1 10 SmartHealth=100",
+           "MorvuSSD.SATA1 10 SmartLife=99",
+           "MorvuSSD.SATA1 20 Temperature=28",
+           "MorvuSSD.NVME1 01 DriveVerdict=FAILING: critical warning 0x01, available spare below "
+           "its threshold",
+           "MorvuSSD.NVME1 10 SmartHealth=100",
+           "MorvuSSD.NVME1 10 SmartLife=100",
+           "MorvuSSD.NVME1 20 Temperature=41",
+       }) {
+    EXPECT_TRUE(Eventually([&] { return isTold(what); })) << what;
+  }
   host_.StopNotifications();
 }
 
