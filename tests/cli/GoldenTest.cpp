@@ -442,6 +442,16 @@ TEST(JsonDocument, TellsValuesWithTheirTypes) {
   EXPECT_NE(smart.find(R"("feature": "smart")"), smart.npos) << smart;
 }
 
+// A drive that does not answer is none of 0 bytes that is healthy.
+TEST(JsonDocument, HoldsNothingThatIsOnlyAssumed) {
+  const auto told =
+      RunAsJson({.name = "", .arguments = {"-drive_index", "1"}, .shape = Silence}).text;
+  EXPECT_NE(told.find(R"("answers": false)"), told.npos) << told;
+  for (const auto* name : {"PhysicalSize", "SectorSize", "OpalState", "DeviceStatus"}) {
+    EXPECT_EQ(told.find(name), told.npos) << told;
+  }
+}
+
 // docs/json.md shows what the tool prints of these drives.
 TEST(JsonDocument, StandsInTheManual) {
   auto manual = ReadFile(MORVU_JSON_DOCUMENT);
