@@ -19,7 +19,6 @@ struct DriveWithWorkload : EraseScene {
       : EraseScene(spec) {
     AddWorkload(drive.State(), minutes, wear);
   }
-  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
   LineOutcome Call(const std::string& word = {}) {
     std::vector<std::string> words = {"-drive_serial", drive.State().serial, "-endurance_analyzer"};
     if (!word.empty()) words.push_back(word);

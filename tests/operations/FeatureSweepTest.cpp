@@ -36,16 +36,9 @@ using Testing::SweptRun;
 constexpr std::string_view kImage = "IMAGE";    // stands for the path of a firmware image
 constexpr std::string_view kOutput = "OUTPUT";  // and for that of a file to be written
 
-// Its revision has logs of its own for the Event Log and the NLog.
 Simulator::DriveSpec ScsiSpec() {
   auto spec = SataSpec();
   spec.kind = Simulator::Kind::Scsi;
-  return spec;
-}
-
-Simulator::DriveSpec LogSpec() {
-  auto spec = SataSpec();
-  spec.firmware = "D2010370";
   return spec;
 }
 

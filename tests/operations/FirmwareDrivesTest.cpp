@@ -29,13 +29,6 @@ std::ptrdiff_t Count(const Simulator::SimulatedDrive& drive, int opcode) {
   return std::ranges::count(drive.Opcodes(), opcode);
 }
 
-std::string TextOf(const XmlMessaging::Object& object, std::string_view name) {
-  for (const auto& property : object.properties) {
-    if (property->GetAttribute("name") == name) return property->value;
-  }
-  return "none";
-}
-
 // A host's call of the method, and what its reply says.
 struct Call {
   Call(const DeviceManagement::SelectedDevices& devices, const std::string& file,
@@ -59,7 +52,7 @@ struct Call {
     std::vector<std::string> texts;
     for (const auto& list : reply.lists) {
       EXPECT_EQ(list->GetAttribute("name"), "FirmwareUpdate");
-      for (const auto& object : list->objects) texts.push_back(TextOf(*object, name));
+      for (const auto& object : list->objects) texts.push_back(GetText(*object, name));
     }
     return texts;
   }

@@ -20,6 +20,7 @@
 namespace Morvu {
 namespace {
 
+using EraseTesting::LogSpec;
 using EraseTesting::NvmeSpec;
 using EraseTesting::SataSpec;
 using Simulator::Fault;
@@ -41,12 +42,8 @@ void PrintTo(const Sight& sight, std::ostream* out) {
 }
 
 Sight ReadSight(const Object& job) {
-  const auto text = [&](std::string_view name) {
-    const auto found = std::ranges::find_if(
-        job.properties, [&](const auto& each) { return each->GetAttribute("name") == name; });
-    return found == job.properties.end() ? std::string() : (*found)->value;
-  };
-  return {text("JobState"), text("ErrorCode"), text("PercentComplete")};
+  return {Testing::GetText(job, "JobState"), Testing::GetText(job, "ErrorCode"),
+          Testing::GetText(job, "PercentComplete")};
 }
 
 // One message of the job, and its entry in the list at that moment.
@@ -166,12 +163,6 @@ void CheckTruth(const WatchedJob& job, std::string_view what) {
 }
 
 // ---- Every method ----
-
-Simulator::DriveSpec LogSpec() {
-  auto spec = SataSpec();
-  spec.firmware = "D2010370";
-  return spec;
-}
 
 struct JobScene {
   std::string_view name;

@@ -35,7 +35,6 @@ namespace Properties = DeviceManagement::Properties;
 class RefusalScene : public EraseScene {
  public:
   using EraseScene::EraseScene;
-  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
 
   template <typename Value>
   void Has(const PropertyEntry& entry, Value value) {
@@ -164,10 +163,6 @@ struct OwnObstacle {
   Simulator::DriveSpec (*spec)() = &SataSpec;
   bool isHidden = false;  // in the drive's description
 };
-
-Simulator::DriveSpec SasSpec() {
-  return {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1", .sectors = 512};
-}
 
 void SetPasswordBehindAPartition(RefusalScene& scene) {
   scene.drive.AddPartition();

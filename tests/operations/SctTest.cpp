@@ -13,6 +13,7 @@
 namespace Morvu {
 namespace {
 
+using EraseTesting::LogSpec;
 using EraseTesting::NvmeSpec;
 using Simulator::Fault;
 using ::testing::ElementsAre;
@@ -22,13 +23,6 @@ using ::testing::Not;
 using Testing::SettingScene;
 
 constexpr std::uint8_t kSmart = 0xB0, kReadLog = 0xD5, kWriteLog = 0xD6, kReturnStatus = 0xDA;
-
-// Of the family, with firmware that counts its saves.
-Simulator::DriveSpec SctSpec() {
-  auto spec = EraseTesting::SataSpec();
-  spec.firmware = "D2010370";
-  return spec;
-}
 
 using Words = std::vector<std::uint16_t>;
 
@@ -71,7 +65,7 @@ StatusCode Carry(SettingScene& scene, const std::string& name, const std::string
 class SctRuns : public ::testing::TestWithParam<SctRun> {};
 
 TEST_P(SctRuns, WriteTheirKeySectors) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.ClearJournal();
   EXPECT_EQ(Carry(scene, GetParam().name, GetParam().text), Status::Completed);
   EXPECT_EQ(Keys(scene), GetParam().keys);
@@ -131,7 +125,7 @@ void PrintTo(const SctRefusal& refusal, std::ostream* out) {
 class SctRefusals : public ::testing::TestWithParam<SctRefusal> {};
 
 TEST_P(SctRefusals, SendNothing) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.ClearJournal();
   EXPECT_EQ(Carry(scene, GetParam().name, GetParam().text), GetParam().code);
   for (const auto& sent : scene.Commands(kSmart)) {
@@ -179,7 +173,7 @@ INSTANTIATE_TEST_SUITE_P(Sct, SctRefusals, ::testing::Values(
 // ---- Values ----
 
 TEST(Sct, TellsValuesOfSixteenBits) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   auto& sct = scene.drive.State().ata.sct;
   sct.readTimer = 0x1234;
   sct.writeTimer = 0;
@@ -203,14 +197,14 @@ TEST(Sct, TellsValuesOfSixteenBits) {
 
 // A get whose registers do not come back has no value; a set needs none.
 TEST(Sct, TakesNoValueFromRegistersThatDidNotComeBack) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.Inject(Fault::RawSense(0x00, {}).OnOpcode(kSmart).OnFeature(kWriteLog));
   EXPECT_EQ(scene.GetText("WriteCacheState"), "status 130");
   EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
 }
 
 TEST(Sct, IsForTheProductsThatHaveIt) {
-  auto spec = SctSpec();
+  auto spec = LogSpec();
   spec.model = "MORVU SSDSC2CF240F3";
   SettingScene other(spec);
   EXPECT_EQ(other.GetText("WriteCacheState"), "none");
@@ -234,7 +228,7 @@ TEST(Sct, IsNotForNvme) {
 // ---- Refusals by the drive ----
 
 TEST(Sct, TellsInWordsWhyADriveRefused) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedFeature = 0x0001;
   EXPECT_EQ(scene.Set("WriteCacheState", "2"), Status::SmartWriteLogFailed);
   const std::string words =
@@ -248,7 +242,7 @@ TEST(Sct, TellsInWordsWhyADriveRefused) {
 
 // A status that is another action's says nothing of this one.
 TEST(Sct, TellsNoOtherActionsStatus) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedFeature = 0x0001;
   EXPECT_EQ(scene.Set("WriteCacheState", "2"), Status::SmartWriteLogFailed);
   scene.drive.Inject(Fault::HostError(1).OnOpcode(kSmart).OnFeature(kWriteLog));
@@ -257,7 +251,7 @@ TEST(Sct, TellsNoOtherActionsStatus) {
 }
 
 TEST(Sct, EndsWithTheFirstFailureOfTwoReads) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   const auto fails = [&](std::uint32_t n) {
     scene.drive.Inject(
         Fault::AtaError().OnOpcode(kSmart).OnFeature(kWriteLog).OnCommand(n).Times(1));
@@ -276,7 +270,7 @@ TEST(Sct, EndsWithTheFirstFailureOfTwoReads) {
 // ---- What lasts ----
 
 TEST(Sct, KeepsWhatIsNotVolatile) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   EXPECT_EQ(scene.Line({"-wc_state", "3"}).code, Status::Completed);
   EXPECT_EQ(scene.Line({"-temp_logging_interval", "9", "-volatile"}).code, Status::Completed);
   EXPECT_EQ(scene.Set("ReadErrorRecoveryTimer", "70"), Status::Completed);
@@ -288,7 +282,7 @@ TEST(Sct, KeepsWhatIsNotVolatile) {
 }
 
 TEST(Sct, ShowsAtTheNextGetThatADriveForgot) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.forgets = 1;
   EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
   EXPECT_EQ(scene.GetText("WriteCacheState"), "1");
@@ -297,7 +291,7 @@ TEST(Sct, ShowsAtTheNextGetThatADriveForgot) {
 // ---- PHY settings ----
 
 TEST(Sct, TellsThatAPhySettingNeedsAPowerCycle) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   EXPECT_EQ(scene.GetText("PhyConfig"), "0 (Default Enterprise Settings)");
   EXPECT_EQ(scene.Set("PhyConfig", "1"), Status::Completed);
   EXPECT_EQ(scene.request->GetAttribute("powercycle"), "True");
@@ -314,7 +308,7 @@ TEST(Sct, TellsThatAPhySettingNeedsAPowerCycle) {
 }
 
 TEST(Sct, WaitsForALinkThatIsAway) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.linkAwayMs = 5000;
   EXPECT_THAT(scene.Line({"-set_phy_speed", "3"}).output,
               HasSubstr("Successfully set drive's PHY Speed to 3\nPlease power cycle the drive.\n"
@@ -327,7 +321,7 @@ TEST(Sct, WaitsForALinkThatIsAway) {
 
 // Who answers behind the reset may be another drive.
 TEST(Sct, ShowsNothingOfAnotherDrive) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.Inject(Fault::GarbageData(Simulator::Garbage::Random).OnOpcode(0xEC));
   EXPECT_EQ(scene.Set("PhyConfig", "1"), Status::Completed);
   EXPECT_EQ(scene.request->GetAttribute("shows"), "");
@@ -335,13 +329,13 @@ TEST(Sct, ShowsNothingOfAnotherDrive) {
 }
 
 TEST(Sct, ForgivesACominitThatFails) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedAction = 0xC100;
   EXPECT_EQ(scene.Set("SSCEnabled", "false"), Status::Completed);
 }
 
 TEST(Sct, SaysThatAPhySettingFailed) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedAction = 0xC004;
   const auto line = scene.Line({"-set_phy_speed", "3"});
   EXPECT_EQ(line.code, Status::SmartWriteLogFailed);
@@ -357,7 +351,7 @@ class ClockingProducts : public ::testing::TestWithParam<Clocking> {};
 
 // A product outside the family, whose firmware decides, and whose action needs no COMINIT.
 TEST_P(ClockingProducts, GoByTheirFirmware) {
-  auto spec = SctSpec();
+  auto spec = LogSpec();
   spec.model = "MORVU SSDSC2CF240F3";
   spec.firmware = GetParam().firmware;
   SettingScene scene(spec);
@@ -387,7 +381,7 @@ void PrintTo(const SavesLeft& saves, std::ostream* out) { *out << saves.count; }
 class RemainingSctSaves : public ::testing::TestWithParam<SavesLeft> {};
 
 TEST_P(RemainingSctSaves, DecideWhetherASettingIsMade) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   const auto spoil = [&] {
     scene.drive.State().ata.sct.savesLeft = static_cast<std::uint16_t>(GetParam().count);
     if (GetParam().count < 0) {
@@ -422,7 +416,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "Error: Failed to read the remaining number of SCT saves."}));
 
 TEST(Sct, MakesAVolatileSettingWithoutSaves) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.savesLeft = 0;
   EXPECT_EQ(CheckRemainingSaves(*scene.device(), false).code, Status::ReadyToRun);
   EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
@@ -435,7 +429,7 @@ struct CountingFirmware {
 class SavesByFirmware : public ::testing::TestWithParam<CountingFirmware> {};
 
 TEST_P(SavesByFirmware, AreCountedByNewerOnes) {
-  auto spec = SctSpec();
+  auto spec = LogSpec();
   spec.model = GetParam().model;
   spec.serial = GetParam().serial;
   spec.firmware = GetParam().firmware;
@@ -460,7 +454,7 @@ INSTANTIATE_TEST_SUITE_P(Sct, SavesByFirmware, ::testing::Values(
 
 // A status sector that is none tells no count.
 TEST(Sct, TakesNoCountFromASectorThatDidNotCome) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.Inject(Fault::GarbageData(Simulator::Garbage::Ones).OnOpcode(kSmart));
   EXPECT_EQ(GetRemainingSaves(*scene.device()), -1);
 }
@@ -477,7 +471,7 @@ void AnswerSectors(SettingScene& scene, std::uint8_t count) {
 }
 
 TEST(SctDataTable, ReadsAsMuchAsThereIsRoomFor) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   AnswerSectors(scene, 5);
   scene.drive.ClearJournal();
   SCT_Data_Tables table(scene.device(), 2, NoReporter());
@@ -488,7 +482,7 @@ TEST(SctDataTable, ReadsAsMuchAsThereIsRoomFor) {
 }
 
 TEST(SctDataTable, MayBeEmptyOrFail) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   AnswerSectors(scene, 0);
   SCT_Data_Tables empty(scene.device(), 2, NoReporter());
   EXPECT_TRUE(empty.Execute());

@@ -33,6 +33,16 @@ inline Simulator::DriveSpec NvmeSpec() {
           .sectors = 512};
 }
 
+inline Simulator::DriveSpec SasSpec() {
+  return {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1", .sectors = 512};
+}
+// Its revision has logs of its own for the Event Log and the NLog, and counts its SCT saves.
+inline Simulator::DriveSpec LogSpec() {
+  auto spec = SataSpec();
+  spec.firmware = "D2010370";
+  return spec;
+}
+
 // Gives the drive its timed workload attributes: minutes and media wear.
 inline void AddWorkload(Simulator::DriveState& state, std::uint64_t minutes, std::uint64_t wear) {
   auto& attributes =
@@ -100,6 +110,8 @@ class EraseScene : public DriveScene {
     DriveScene::Prepare();
     if (device() != nullptr && shape) shape(*device());
   }
+
+  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
 
   // To the last byte.
   bool IsUntouched() { return drive.ReadMedium(0, content.size()) == content; }
