@@ -177,15 +177,6 @@ TEST(EraseReads, StandOutsideOfTheSecureErasesCommands) {
   EXPECT_EQ(std::ranges::count(opcodes, kReadDma), 10);
 }
 
-TEST(EraseReads, AreNotSentWhenTheEraseIsRefused) {
-  MethodScene scene(SataSpec(), "SecureErase");
-  scene.drive.AddPartition();
-  const auto run = RunScene(scene, nullptr, 0);
-  EXPECT_EQ(run.code, 13);
-  EXPECT_TRUE(std::ranges::none_of(
-      run.commands, [](const auto& command) { return command.Opcode() == kReadDma; }));
-}
-
 // Addresses behind 128 GiB do not fit the 28-bit command.
 TEST(EraseReads, ReachTheEndOfALargeDrive) {
   Simulator::TestFleet fleet;
@@ -240,18 +231,6 @@ TEST(SanitizeEnd, WithoutTheWordOfTheDriveIsLoggedAndTold) {
       "The drive does not say that the sanitize was completed without error.";
   EXPECT_TRUE(log.Has("WARNING", kText));
   EXPECT_TRUE(Holds(scene.GetWarnings(), kText));
-}
-
-// A layer that drops the upper half of the count has not said so.
-TEST(SanitizeEnd, IsNotDoubtedWhereTheLayerCutsTheAnswer) {
-  using Simulator::SenseFormat;
-  for (const auto format : {SenseFormat::Descriptor, SenseFormat::FixedSat3}) {
-    MethodScene scene(SataSpec(), "Sanitize", {{"SanitizeType", "block"}});
-    scene.drive.State().senseFormat = format;
-    scene.Prepare();
-    EXPECT_EQ(scene.Run(NoReporter()), 0);
-    EXPECT_EQ(scene.GetWarnings(), "");
-  }
 }
 
 // ---- The password ----

@@ -150,22 +150,6 @@ TEST(Format, RefusesASettingThatIsNone) {
   }
 }
 
-TEST(Format, TheLineChecksItsArguments) {
-  LineScene scene(SataSpec(), {}, "");
-  const std::vector<std::string> kLines[] = {
-      {"-format", "-force"},                                                     // no drive
-      {"-drive_index", "0", "-format", "2", "-force"},                           // NVMe only
-      {"-drive_index", "0", "-format", "x", "-force"},                           // no number
-      {"-drive_index", "0", "-format", "256", "-force"},                         // not 0
-      {"-drive_index", "0", "-format", "0", "y", "-force"},                      // no number
-      {"-drive_index", "0", "-format", "0", "0", "0", "0", "0", "0", "-force"},  // six
-  };
-  for (const auto& line : kLines) EXPECT_EQ(RunLine(line).code, 73) << Join(line, " ");
-  EXPECT_TRUE(scene.IsUntouched());
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-format", "0", "7", "7", "7", "1", "-force"}).code, 0);
-  EXPECT_TRUE(scene.IsErased());
-}
-
 // ---- The drive methods ----
 
 TEST(Format, DeleteKeepsTheLayoutOfANvmeDrive) {

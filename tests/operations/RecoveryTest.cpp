@@ -160,6 +160,7 @@ void SanitizeFails() {
   scene.drive.State().ata.sanitize.willFail = 1;
   EXPECT_EQ(RunWith(scene, Fault::Delay(0)), Status::SanitizeUnsuccessful);
   EXPECT_TRUE(scene.drive.State().ata.sanitize.failed);
+  EXPECT_TRUE(scene.IsUntouched());
   // And once more, as the page says.
   EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_TRUE(scene.IsErased());

@@ -269,18 +269,6 @@ TEST(Sct, EndsWithTheFirstFailureOfTwoReads) {
 
 // ---- What lasts ----
 
-TEST(Sct, KeepsWhatIsNotVolatile) {
-  SettingScene scene(LogSpec());
-  EXPECT_EQ(scene.Line({"-wc_state", "3"}).code, Status::Completed);
-  EXPECT_EQ(scene.Line({"-temp_logging_interval", "9", "-volatile"}).code, Status::Completed);
-  EXPECT_EQ(scene.Set("ReadErrorRecoveryTimer", "70"), Status::Completed);
-  EXPECT_EQ(scene.GetText("TempLoggingInterval"), "9");
-  scene.drive.PowerCycle();
-  EXPECT_EQ(scene.GetText("WriteCacheState"), "3");
-  EXPECT_EQ(scene.GetText("TempLoggingInterval"), "1");
-  EXPECT_EQ(scene.GetText("ReadErrorRecoveryTimer"), "0");
-}
-
 TEST(Sct, ShowsAtTheNextGetThatADriveForgot) {
   SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.forgets = 1;

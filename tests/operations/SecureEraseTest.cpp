@@ -70,15 +70,6 @@ TEST(SecureErase, PausesBeforePrepareAndBeforeErase) {
   EXPECT_GE(scene.fleet.Now() - start, 2000u);
 }
 
-TEST(SecureErase, GivesTheEraseTwoHours) {
-  MethodErase scene;
-  scene.Prepare();
-  scene.drive.Inject(Fault::Hang().OnOpcode(kErase));
-  const auto start = scene.fleet.Now();
-  EXPECT_EQ(scene.Run(NoReporter()), Status::EraseUnitFailed);
-  EXPECT_GE(scene.fleet.Now() - start, 7'200'000u);
-}
-
 // ---- Faults ----
 
 // What docs/recovery.md tells the owner of a drive to do.

@@ -15,6 +15,7 @@ using EraseTesting::SataSpec;
 using Simulator::Fault;
 using Simulator::FeatureScope;
 using ::testing::HasSubstr;
+using Testing::LineOutcome;
 using Testing::SettingScene;
 
 constexpr int kSetFeatures = 0x09;
@@ -65,13 +66,6 @@ TEST(SetFeature, ShowsAtTheNextGetThatADriveForgot) {
   EXPECT_EQ(scene.GetText("TempThreshold"), "70");
 }
 
-TEST(SetFeature, LastsUntilTheNextReset) {
-  SettingScene scene(NvmeSpec());
-  EXPECT_EQ(scene.Set("TempThreshold", "40"), Status::Completed);
-  scene.drive.PowerCycle();
-  EXPECT_EQ(scene.GetText("TempThreshold"), "70");
-}
-
 TEST(SetFeature, RefusesWhatIsNoNvmeDriveOfOurs) {
   SettingScene sata(SataSpec());
   EXPECT_EQ(sata.Set("TempThreshold", "40"), Status::NotSupportedByDrive);
@@ -87,61 +81,40 @@ TEST(SetFeature, RefusesAForeignDrive) {
 }
 
 struct Threshold {
+  bool isLine;  // degrees; of a property whole ones
   std::string text;
   std::uint32_t kelvin;  // 0: refused
 };
 void PrintTo(const Threshold& threshold, std::ostream* out) { *out << threshold.text; }
+class Thresholds : public ::testing::TestWithParam<Threshold> {};
 
-class ThresholdTexts : public ::testing::TestWithParam<Threshold> {
- protected:
-  // What reached the drive: nothing for a text that is refused.
-  void Check(SettingScene& scene, StatusCode code) {
-    const auto sent = scene.Commands(kSetFeatures);
-    if (GetParam().kelvin == 0) {
-      EXPECT_EQ(code, Status::InvalidArguments);
-      EXPECT_TRUE(sent.empty());
-    } else {
-      EXPECT_EQ(code, Status::Completed);
-      ASSERT_EQ(sent.size(), 1U);
-      EXPECT_EQ(sent[0].Cdw(11), GetParam().kelvin);
-    }
+TEST_P(Thresholds, ReachTheDriveInKelvinOrNotAtAll) {
+  const auto& [isLine, text, kelvin] = GetParam();
+  SettingScene scene(NvmeSpec());
+  LineOutcome outcome;
+  if (isLine) {
+    outcome = scene.Line({"-set_temp_threshold", text});
+  } else {
+    outcome.code = scene.Set("TempThreshold", text);
   }
-};
-
-class ThresholdProperties : public ThresholdTexts {};
-TEST_P(ThresholdProperties, AreWholeDegrees) {
-  SettingScene scene(NvmeSpec());
-  Check(scene, scene.Set("TempThreshold", GetParam().text));
+  const auto sent = scene.Commands(kSetFeatures);
+  EXPECT_EQ(outcome.code, kelvin == 0 ? Status::InvalidArguments : Status::Completed);
+  ASSERT_EQ(sent.size(), kelvin == 0 ? 0U : 1U);
+  EXPECT_EQ(sent.empty() ? 0 : sent[0].Cdw(11), kelvin);
+  const auto told =
+      outcome.output.find("Invalid value for threshold. Value must be between 0 and 75.");
+  EXPECT_EQ(told != std::string::npos, isLine && kelvin == 0);
 }
-INSTANTIATE_TEST_SUITE_P(SetFeature, ThresholdProperties,
-                         ::testing::Values(Threshold{"0", 273}, Threshold{"75", 348},
-                                           Threshold{"76", 0}, Threshold{"65536", 0},
-                                           Threshold{"-1", 0}, Threshold{"1e9", 0},
-                                           Threshold{"", 0}, Threshold{"4.5", 0},
-                                           Threshold{" 5", 0}));
-
-class ThresholdLines : public ThresholdTexts {};
-TEST_P(ThresholdLines, AreDegrees) {
-  SettingScene scene(NvmeSpec());
-  const auto outcome = scene.Line({"-set_temp_threshold", GetParam().text});
-  Check(scene, outcome.code);
-  EXPECT_EQ(outcome.output.find("Invalid value for threshold. Value must be between 0 and 75.") !=
-                std::string::npos,
-            GetParam().kelvin == 0);
-}
-INSTANTIATE_TEST_SUITE_P(SetFeature, ThresholdLines,
-                         ::testing::Values(Threshold{"0", 273}, Threshold{"75", 348},
-                                           Threshold{"74.9", 347}, Threshold{"75.5", 0},
-                                           Threshold{"76", 0}, Threshold{"nan", 0},
-                                           Threshold{"inf", 0}, Threshold{"0x40", 0},
-                                           Threshold{"", 0}, Threshold{".", 0},
-                                           Threshold{"1.2.3", 0}, Threshold{"1e1", 0}));
-
-TEST(SetFeature, NeedsADriveThatWasChosen) {
-  SettingScene scene(NvmeSpec());
-  EXPECT_EQ(Testing::RunToolLine({"-set_temp_threshold", "40"}).code, Status::InvalidArguments);
-  EXPECT_TRUE(scene.Commands(kSetFeatures).empty());
-}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(SetFeature, Thresholds, ::testing::Values(
+    Threshold{false, "0", 273}, Threshold{false, "75", 348}, Threshold{false, "76", 0},
+    Threshold{false, "65536", 0}, Threshold{false, "-1", 0}, Threshold{false, "1e9", 0},
+    Threshold{false, "", 0}, Threshold{false, "4.5", 0}, Threshold{false, " 5", 0},
+    Threshold{true, "0", 273}, Threshold{true, "75", 348}, Threshold{true, "74.9", 347},
+    Threshold{true, "75.5", 0}, Threshold{true, "76", 0}, Threshold{true, "nan", 0},
+    Threshold{true, "inf", 0}, Threshold{true, "0x40", 0}, Threshold{true, "", 0},
+    Threshold{true, ".", 0}, Threshold{true, "1.2.3", 0}, Threshold{true, "1e1", 0}));
+// clang-format on
 
 }  // namespace
 }  // namespace Morvu
