@@ -16,11 +16,6 @@ using namespace EraseTesting;
 using namespace Testing;
 using Simulator::Fault;
 
-// ACS-3's opcodes; NVMe 1.0, figure 32.
-constexpr int kSetPassword = 0xF1, kPrepare = 0xF3, kEraseUnit = 0xF4, kDisable = 0xF6;
-constexpr int kIdentify = 0xEC, kReadDma = 0xC8, kSanitize = 0xB4, kFormatNvm = 0x80;
-constexpr std::uint8_t kBlockErase = 0x12, kSanitizeStatus = 0x00;
-
 // The command ends well, and nothing was done.
 const Fault kIdleAta = Fault::AtaError(0x50, 0x00);
 const Fault kIdleNvme = Fault::NvmeStatus(0);

@@ -16,10 +16,6 @@ using namespace EraseTesting;
 using namespace Testing;
 using Simulator::Fault;
 
-// SMART subcommands and ACS-3's opcodes.
-constexpr int kReadData = 0xD0, kExecute = 0xD4;
-constexpr int kSmart = 0xB0, kStandby = 0xE0, kCheckPower = 0xE5;
-
 const Simulator::JournalEntry& FindStart(const std::vector<Simulator::JournalEntry>& commands) {
   const auto found = std::ranges::find_if(commands, [](const auto& command) {
     return command.Opcode() == kSmart && (command.Features() & 0xFF) == kExecute;
