@@ -12,6 +12,7 @@
 #include "frame/status/Commands.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Erase.h"
+#include "frame/status/Firmware.h"
 #include "frame/status/Health.h"
 #include "frame/status/NvmeStatus.h"
 #include "frame/status/Testing.h"
@@ -33,7 +34,8 @@ using Testing::SweptRun;
 
 // ---- Scenes ----
 
-constexpr std::string_view kImage = "IMAGE";    // stands for the path of a firmware image
+constexpr std::string_view kImage = "IMAGE";  // stands for the path of a firmware image
+constexpr std::string_view kNewRevision = "NEW2";
 constexpr std::string_view kOutput = "OUTPUT";  // and for that of a file to be written
 
 Simulator::DriveSpec ScsiSpec() {
@@ -52,6 +54,10 @@ Simulator::DriveSpec LsiFrameSpec() {
   auto spec = LsiSpec();
   spec.senseFormat = Simulator::SenseFormat::None;
   return spec;
+}
+
+Simulator::DriveSpec DunmereSpec() {
+  return {.model = "MORVU SSDSA2DM200G3", .serial = "CVDM1234", .sectors = 512};
 }
 
 // How a method or an option is run well.
@@ -113,7 +119,28 @@ const FeatureScene kScenes[] = {
      .spec = &LsiFrameSpec,
      .parameters = {{"file", std::string(kImage)}},
      .canCancel = true},
+    {.name = "FirmwareUpdate",
+     .label = "Dunmere",
+     .spec = &DunmereSpec,
+     .parameters = {{"file", std::string(kImage)}},
+     .canCancel = true},
+    {.name = "FirmwareUpdate",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .parameters = {{"file", std::string(kImage)}}},
+    {.name = "FirmwareUpdate",
+     .label = "Sas",
+     .spec = &SasSpec,
+     .parameters = {{"file", std::string(kImage)}}},
     {.name = "-firmware_update", .words = {std::string(kImage), "-force"}, .canCancel = true},
+    {.name = "-firmware_update",
+     .label = "Nvme",
+     .spec = &NvmeSpec,
+     .words = {std::string(kImage), "-force"}},
+    {.name = "-firmware_update",
+     .label = "Sas",
+     .spec = &SasSpec,
+     .words = {std::string(kImage), "-force"}},
     {.name = "ReadScan", .label = "Sata", .parameters = {{"full", "True"}}, .canCancel = true},
     {.name = "ReadScan",
      .label = "Nvme",
@@ -208,6 +235,9 @@ std::vector<FeatureScene> ListScenes() {
   return scenes;
 }
 
+bool IsFirmware(const FeatureScene& scene) {
+  return scene.name == "FirmwareUpdate" || scene.name == "-firmware_update";
+}
 bool IsOption(const FeatureScene& scene) { return scene.name.starts_with('-'); }
 
 void PrintTo(const FeatureScene& scene, std::ostream* out) { *out << scene.name << scene.label; }
@@ -216,7 +246,8 @@ void PrintTo(const FeatureScene& scene, std::ostream* out) { *out << scene.name 
 class FeatureRunScene : public EraseScene {
  public:
   explicit FeatureRunScene(const FeatureScene& scene) : EraseScene(scene.spec()), scene_(scene) {
-    const auto image = Testing::MakeSimulatedImage("NEW2", 140'000);
+    const auto image = Testing::MakeSimulatedImage(
+        std::string(kNewRevision), scene.spec().kind == Simulator::Kind::Ata ? 140'000 : 10'000);
     EXPECT_TRUE(SaveBinary(ImagePath(), image, false));
     // A GiB stays free, and all of it is tested that is more.
     constexpr std::uint64_t kBytes = (std::uint64_t{1025} << 20) / 3 * 4 / 2048 * 2048;
@@ -244,6 +275,12 @@ class FeatureRunScene : public EraseScene {
     return outcome.code;
   }
 
+  // The revision that the drive runs, or is to run after its next reset.
+  std::string GetRevision() {
+    const auto& state = drive.State();
+    const bool waits = state.kind == Simulator::Kind::Nvme && state.nvme.nextSlot != 0;
+    return waits ? state.nvme.slots[state.nvme.nextSlot - 1] : state.firmware;
+  }
   bool HasFile() const { return std::filesystem::exists(OutputPath()); }
 
   std::string output;
@@ -264,6 +301,9 @@ class FeatureRunScene : public EraseScene {
 
 constexpr int kNvmeLog = 0x02, kNvmeIdentify = 0x06, kNvmeRead = 0x02;
 constexpr int kSmartLog = 0xCA;
+constexpr int kDownload = 0x92, kNvmeActivate = 0x10, kNvmeDownload = 0x11, kInquiry = 0x12,
+              kWriteBuffer = 0x3B;
+constexpr int kSmartEnable = 0xD8, kSmartDisable = 0xD9;
 
 // A command that takes the data.
 bool Takes(const JournalEntry& command) {
@@ -274,6 +314,24 @@ bool Takes(const JournalEntry& command) {
             (feature == kBlockErase || feature == kCryptoScramble));
   }
   return command.ioctl == Simulator::Ioctl::NvmeAdmin && command.Opcode() == kFormatNvm;
+}
+
+// A command that brings the image, or activates it; not the block that Dunmere drives want once
+// more.
+bool BringsImage(const JournalEntry& command) {
+  if (command.IsAta()) return command.AtaOpcode() == kDownload && command.Features() == 0x03;
+  if (command.ioctl == Simulator::Ioctl::NvmeAdmin) {
+    return command.Opcode() == kNvmeDownload || command.Opcode() == kNvmeActivate;
+  }
+  return command.Opcode() == kWriteBuffer;
+}
+
+// IDENTIFY DEVICE, INQUIRY, and of NVMe that of the controller.
+bool IsIdentify(const JournalEntry& command) {
+  if (command.ioctl == Simulator::Ioctl::NvmeAdmin) {
+    return command.Opcode() == kNvmeIdentify && command.Cdw(10) == 1;
+  }
+  return command.AtaOpcode() == kIdentify || command.Opcode() == kInquiry;
 }
 
 // One was carried out.
@@ -315,6 +373,9 @@ void CheckEnd(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun&
     EXPECT_EQ(security.back(), kDisable);
     EXPECT_EQ(std::ranges::count(security, kSetPassword), 1);
   }
+  if (run.code == Status::Completed && IsFirmware(scene)) {
+    EXPECT_EQ(drive.GetRevision(), kNewRevision);
+  }
   if (run.code != Status::Completed) {
     EXPECT_FALSE(drive.HasFile()) << run.code;
   }
@@ -326,7 +387,8 @@ void CheckEnd(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun&
 
 // ---- What the end of a run is called ----
 
-// Where a command stands: before the first that takes the data, or behind it.
+// Where a command stands: before the first that takes the data or brings the image, or behind the
+// last.
 enum class Place { Any, Before, At, Behind };
 
 constexpr int kAnyOpcode = -1, kAnyFeature = -1;
@@ -340,7 +402,7 @@ struct FaultCode {
 };
 
 constexpr std::nullopt_t kNone = std::nullopt;
-constexpr auto kAny = Place::Any, kBefore = Place::Before, kBehind = Place::Behind;
+constexpr auto kAny = Place::Any, kBefore = Place::Before, kAt = Place::At, kBehind = Place::Behind;
 
 // The first row that fits holds. Behind an erase that was carried out the drive is but looked at.
 // clang-format off
@@ -371,6 +433,15 @@ const FaultCode kFaultCodes[] = {
     {"Delete",           kEraseUnit, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
     {"Delete",           kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
     {"-format",          kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
+    {"FirmwareUpdate",   kStandby,       kAnyFeature,     kBefore, Status::StandbyFailed,             kNone},
+    {"FirmwareUpdate",   kSmart,         kSmartDisable,   kBefore, Status::SmartDisableFailed,        kNone},
+    {"FirmwareUpdate",   kAnyOpcode,     kAnyFeature,     kAt,     Status::FirmwareUpdateFailed,      kNone},
+    {"FirmwareUpdate",   kIdentify,      kAnyFeature,     kBehind, Status::Completed,                 Status::NoCommunication},
+    {"FirmwareUpdate",   kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 kNone},
+    {"-firmware_update", kStandby,       kAnyFeature,     kBefore, Status::StandbyFailed,             kNone},
+    {"-firmware_update", kSmart,         kSmartDisable,   kBefore, Status::SmartDisableFailed,        kNone},
+    {"-firmware_update", kAnyOpcode,     kAnyFeature,     kAt,     Status::FirmwareUpdateFailed,      kNone},
+    {"-firmware_update", kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 kNone},
     {"DriveSelfTest",    kSmart,         kExecute,        kAny,    Status::SmartExecuteOfflineFailed, Status::SmartExecuteOfflineFailed},
     {"DriveSelfTest",    kSmart,         kReadData,       kAny,    kNone,                             Status::SmartDataFailed},
     {"DriveSelfTest",    kNop,           kAnyFeature,     kAny,    Status::Completed,                 Status::NoCommunication},
@@ -384,14 +455,20 @@ const FaultCode kFaultCodes[] = {
 };
 // clang-format on
 
+Place FindPlace(const FeatureScene& scene, const SweptRun& run) {
+  const auto isCore = IsFirmware(scene) ? &BringsImage : &Takes;
+  const auto first = std::ranges::find_if(run.good, isCore);
+  const auto last = std::find_if(run.good.rbegin(), run.good.rend(), isCore).base();
+  const auto met = run.good.begin() + static_cast<std::ptrdiff_t>(run.index) - 1;
+  return met < first ? kBefore : met >= last ? kBehind : kAt;
+}
+
 // The row of the command that a fault met; null where none is.
 const FaultCode* FindFaultCode(const FeatureScene& scene, const SweptRun& run) {
   const auto& command = run.Met();
   const auto feature =
       static_cast<int>((command.IsAta() ? command.Features() : command.Cdw(10)) & 0xFF);
-  const auto first = std::ranges::find_if(run.good, Takes);
-  const auto met = run.good.begin() + static_cast<std::ptrdiff_t>(run.index) - 1;
-  const auto place = met < first ? kBefore : met > first ? kBehind : Place::At;
+  const auto place = FindPlace(scene, run);
   const auto fits = [](int wanted, int value) { return wanted < 0 || wanted == value; };
   const auto* row = std::ranges::find_if(kFaultCodes, [&](const FaultCode& each) {
     return each.name == scene.name && fits(each.opcode, command.Opcode()) &&
@@ -403,6 +480,25 @@ const FaultCode* FindFaultCode(const FeatureScene& scene, const SweptRun& run) {
 void CheckCode(const std::optional<StatusCode>& expected, const SweptRun& run) {
   if (expected) {
     EXPECT_EQ(run.code, *expected);
+  }
+}
+
+// The drive keeps its firmware unless all of the new one came, and SMART is off only meanwhile. Of
+// a drive that answers no more, the last command that fails has the last word.
+void CheckFirmware(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun& run,
+                   bool isForGood) {
+  if (!IsFirmware(scene)) return;
+  const auto place = FindPlace(scene, run);
+  if (run.code != Status::Completed && !(isForGood && place == kBehind)) {
+    EXPECT_NE(drive.GetRevision(), kNewRevision);
+  }
+  if (isForGood && place == kAt) {
+    EXPECT_TRUE(run.code == Status::FirmwareUpdateFailed || run.code == Status::SmartEnableFailed)
+        << run.code;
+  }
+  const auto& state = drive.drive.State();
+  if (!isForGood && state.kind == Simulator::Kind::Ata && run.Met().Features() != kSmartEnable) {
+    EXPECT_TRUE(state.ata.smartEnabled);
   }
 }
 
@@ -431,13 +527,20 @@ TEST_P(FeatureSweep, EachCommandFails) {
   Sweep(Fault::Fail().Times(1), [](FeatureRunScene& drive, const SweptRun& run) {
     EXPECT_FALSE(HasPassword(drive)) << run.code;
     if (const auto* row = FindFaultCode(GetParam(), run)) CheckCode(row->failed, run);
+    CheckFirmware(GetParam(), drive, run, false);
   });
 }
 
 // A drive that is gone cannot be rid of the password.
 TEST_P(FeatureSweep, TheDriveVanishes) {
-  Sweep(Fault::Vanish(), [](FeatureRunScene&, const SweptRun& run) {
+  Sweep(Fault::Vanish(), [](FeatureRunScene& drive, const SweptRun& run) {
     if (const auto* row = FindFaultCode(GetParam(), run)) CheckCode(row->gone, run);
+    CheckFirmware(GetParam(), drive, run, true);
+    // One that took the image and did not say who it is afterwards has not been updated.
+    const auto met = run.good.begin() + static_cast<std::ptrdiff_t>(run.index) - 1;
+    if (IsFirmware(GetParam()) && std::any_of(met, run.good.end(), IsIdentify)) {
+      EXPECT_NE(run.code, Status::Completed);
+    }
   });
 }
 
@@ -446,16 +549,26 @@ TEST_P(FeatureSweep, EachAnswerIsLost) {
   const auto& scene = GetParam();
   const bool isListed =
       std::ranges::find(kFaultCodes, scene.name, &FaultCode::name) != std::end(kFaultCodes);
-  if (!isListed || scene.spec().kind != Simulator::Kind::Ata) return;
-  std::vector<Fault> faults = {Fault::HostError(0x07)};
+  const bool isAta = scene.spec().kind == Simulator::Kind::Ata;
+  if (!isListed || !(isAta || IsFirmware(scene))) return;
+  std::vector<Fault> faults;
+  if (isAta) faults.push_back(Fault::HostError(0x07));
   if (!scene.erases) faults.push_back(Fault::Hang());
   for (auto& fault : faults) {
     Sweep(fault.Times(1), [&](FeatureRunScene& drive, const SweptRun& run) {
       EXPECT_FALSE(HasPassword(drive)) << run.code;
       const auto* row = FindFaultCode(scene, run);
       if (row != nullptr) CheckCode(row->opcode == kNop ? row->gone : row->failed, run);
+      CheckFirmware(scene, drive, run, false);
     });
   }
+}
+
+TEST_P(FeatureSweep, EveryCommandFailsFromThereOn) {
+  if (!IsFirmware(GetParam())) return;
+  Sweep(Fault::Fail(), [](FeatureRunScene& drive, const SweptRun& run) {
+    CheckFirmware(GetParam(), drive, run, true);
+  });
 }
 
 // By a host's request, or by Ctrl-C: while the drive is being changed it asks to stop, and

@@ -201,17 +201,6 @@ TEST_P(SubsystemTest, FailsAsOne) {
   EXPECT_THAT(call.Told("ErrorCode"), ElementsAre("19", "19", "19"));
 }
 
-TEST_P(SubsystemTest, IsUpdatedOnceByTheWalkOverAllDrivesToo) {
-  auto other = NvmeSpec();
-  other.serial = "CVFT9999";
-  ModulesScene scene({Spec(), other}, {"NEW2"});
-  const auto call = scene.Run();
-  EXPECT_EQ(call.code, Status::Completed);
-  EXPECT_THAT(call.Told("ErrorCode"), ElementsAre("0", "0", "0", "0"));
-  for (const auto& drive : scene.drives) EXPECT_EQ(Count(drive, kNvmeActivate), 1);
-  call.CheckPercents();
-}
-
 INSTANTIATE_TEST_SUITE_P(Controllers, SubsystemTest, testing::Values(1u, 2u));
 
 // ---- Faults at every command of a run over two drives, or two namespaces, with two images ----

@@ -24,59 +24,48 @@ struct Recording {
   std::unique_ptr<XmlMessaging::Message> message;
 };
 
-TEST(Recording, HoldsEachCommandAndNoPassword) {
-  LineScene scene(SataSpec(), {});
-  const auto path = scene.fleet.Folder() + "/record.xml";
-  const auto outcome =
-      RunLine({"-drive_serial", "BTWL1234", "-secure_erase", "-force", "-record", path});
-  EXPECT_EQ(outcome.code, 0) << outcome.output;
-  EXPECT_THAT(outcome.output, HasSubstr("recorded in "));
-  const Recording recording(path);
-  ASSERT_NE(recording.message, nullptr) << recording.text;
-  EXPECT_EQ(recording.message->GetAttribute("name"), "Recording");
-  EXPECT_EQ(recording.message->GetAttribute("Begin").size(), 22u);
-  EXPECT_EQ(recording.message->GetAttribute("End").size(), 22u);
-  EXPECT_EQ(recording.message->GetAttribute("End").find('-'), 2u);
-  EXPECT_EQ(Testing::GetText(*recording.message->objects.at(0), "SerialNumber"), "BTWL1234");
-  EXPECT_EQ(Testing::GetText(*recording.message->objects.at(0), "CommandSet"), "ATA");
-  std::size_t passwords = 0, identities = 0;
-  for (const auto& command : recording.GetCommands()) {
-    EXPECT_EQ(command->GetAttribute("CommandSet"), "ATA");
-    EXPECT_EQ(Testing::GetText(*command, "tf_len"), "16");
-    const auto opcode = Testing::GetText(*command, "tf").substr(12, 2);
-    const auto data = Testing::GetText(*command, "data");
-    if (opcode == "EC") {
-      ++identities;
-      EXPECT_EQ(data.size(), 1024u);
+TEST(Recording, HoldsEachCommandAndPasswordsWhereTheyAreAskedFor) {
+  for (const bool withPasswords : {false, true}) {
+    LineScene scene(SataSpec(), {});
+    const auto path = scene.fleet.Folder() + "/record.xml";
+    std::vector<std::string> words = {"-drive_serial", "BTWL1234", "-secure_erase",
+                                      "-force",        "-record",  path};
+    if (withPasswords) words.emplace_back("-with_passwords");
+    const auto outcome = RunLine(words);
+    EXPECT_EQ(outcome.code, 0) << outcome.output;
+    const auto warned = outcome.output.find("Passwords and keys stand in the recording");
+    EXPECT_EQ(warned != std::string::npos, withPasswords);
+    EXPECT_THAT(outcome.output, HasSubstr("recorded in "));
+    const Recording recording(path);
+    ASSERT_NE(recording.message, nullptr) << recording.text;
+    EXPECT_EQ(recording.message->GetAttribute("name"), "Recording");
+    EXPECT_EQ(recording.message->GetAttribute("Begin").size(), 22u);
+    EXPECT_EQ(recording.message->GetAttribute("End").size(), 22u);
+    EXPECT_EQ(recording.message->GetAttribute("End").find('-'), 2u);
+    EXPECT_EQ(Testing::GetText(*recording.message->objects.at(0), "SerialNumber"), "BTWL1234");
+    EXPECT_EQ(Testing::GetText(*recording.message->objects.at(0), "CommandSet"), "ATA");
+    std::size_t passwords = 0, identities = 0;
+    for (const auto& command : recording.GetCommands()) {
+      EXPECT_EQ(command->GetAttribute("CommandSet"), "ATA");
+      EXPECT_EQ(Testing::GetText(*command, "tf_len"), "16");
+      const auto opcode = Testing::GetText(*command, "tf").substr(12, 2);
+      const auto data = Testing::GetText(*command, "data");
+      if (opcode == "EC") {
+        ++identities;
+        EXPECT_EQ(data.size(), 1024u);
+      }
+      if (opcode == "F1" || opcode == "F4") {
+        ++passwords;
+        EXPECT_EQ(data.size(), withPasswords ? 1024u : 0u);
+      }
     }
-    if (opcode == "F1" || opcode == "F4") {
-      ++passwords;
-      EXPECT_EQ(data, "");
-    }
+    EXPECT_EQ(passwords, 2u);
+    EXPECT_GE(identities, 1u);
+    struct stat file {};
+    EXPECT_EQ(stat(path.c_str(), &file), 0);
+    EXPECT_EQ(file.st_mode & 0777u, 0600u);
+    EXPECT_TRUE(scene.IsErased());
   }
-  EXPECT_EQ(passwords, 2u);
-  EXPECT_GE(identities, 1u);
-  struct stat file {};
-  EXPECT_EQ(stat(path.c_str(), &file), 0);
-  EXPECT_EQ(file.st_mode & 0777u, 0600u);
-  EXPECT_TRUE(scene.IsErased());
-}
-
-TEST(Recording, HoldsPasswordsWhereTheyAreAskedFor) {
-  LineScene scene(SataSpec(), {});
-  const auto path = scene.fleet.Folder() + "/record.xml";
-  const auto outcome = RunLine(
-      {"-drive_serial", "BTWL1234", "-secure_erase", "-force", "-record", path, "-with_passwords"});
-  EXPECT_THAT(outcome.output, HasSubstr("Passwords and keys stand in the recording"));
-  const Recording recording(path);
-  ASSERT_NE(recording.message, nullptr);
-  std::size_t passwords = 0;
-  for (const auto& command : recording.GetCommands()) {
-    if (Testing::GetText(*command, "tf").substr(12, 2) != "F4") continue;
-    ++passwords;
-    EXPECT_EQ(Testing::GetText(*command, "data").size(), 1024u);
-  }
-  EXPECT_EQ(passwords, 1u);
 }
 
 TEST(Recording, OverwritesNothingAndRefusesWhereItCannotBe) {
