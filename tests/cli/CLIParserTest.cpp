@@ -111,14 +111,6 @@ TEST_F(CLIParserTest, RefusesAnUnsupportedParameter) {
   EXPECT_FALSE(parser_.HasOption("-flag"));
 }
 
-TEST_F(CLIParserTest, CarriesTenThousandArguments) {
-  std::vector<const char*> arguments(10000, "7");
-  arguments[0] = "-number";
-  EXPECT_EQ(Parse(arguments), 0);
-  EXPECT_EQ(parser_.GetArguments("-number").size(), 9999u);
-  EXPECT_EQ(Parse(std::vector<const char*>(10000, "\xff\x1b[31m")), 905);
-}
-
 struct TypedAnswer {
   std::string_view input;
   bool reading;

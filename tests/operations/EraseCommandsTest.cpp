@@ -83,40 +83,6 @@ void UnlockAgain(MethodErase& scene) {
   EXPECT_EQ(ata->ataSecurityDisablePassword(block), 0);
 }
 
-// Nothing works any more from some command on, the cleaning up neither.
-TEST(SecureEraseFaults, EveryCommandFailsFromThereOn) {
-  SweepFaults<MethodErase>(Fault::Fail(), [](MethodErase& scene, const SweptRun& run) {
-    const auto wasSent = [&](int opcode) {
-      return std::ranges::any_of(run.commands, [&](const JournalEntry& command) {
-        return command.Opcode() == opcode && command.Succeeded();
-      });
-    };
-    const auto isAnswer = [](const JournalEntry& command) {
-      return command.Opcode() == kIdentify && command.Succeeded();
-    };
-    // A drive that does not say who it is gets no password.
-    if (std::ranges::count_if(run.commands, isAnswer) < 4) {
-      EXPECT_EQ(run.code, Status::NoCommunication);
-      EXPECT_EQ(std::ranges::count(GetOpcodes(run.commands), kSetPassword), 0);
-      EXPECT_TRUE(scene.IsUntouched());
-      return;
-    }
-    const auto expected = !wasSent(kSetPassword) ? Status::SetPasswordFailed
-                          : !wasSent(kPrepare)   ? Status::ErasePrepareFailed
-                          : !wasSent(kEraseUnit) ? Status::EraseUnitFailed
-                                                 : Status::Completed;
-    EXPECT_EQ(run.code, expected);
-    EXPECT_EQ(GetOpcodes(run.commands).back(), kDisable);
-    const bool isLocked = scene.drive.State().ata.security.enabled != 0;
-    EXPECT_EQ(isLocked, wasSent(kSetPassword) && !wasSent(kEraseUnit));
-    if (isLocked) {
-      UnlockAgain(scene);
-    }
-    EXPECT_FALSE(scene.drive.State().ata.security.enabled);
-    EXPECT_TRUE(wasSent(kEraseUnit) ? scene.IsErased() : scene.IsUntouched());
-  });
-}
-
 TEST(SecureEraseFaults, ACancelLeavesTheDriveAsItWas) {
   std::size_t runs = 0;
   SweepCancels<MethodErase>([&](MethodErase& scene, const SweptRun& run) {

@@ -342,13 +342,8 @@ TEST(ErasePermit, WithoutOneNothingIsErased) {
 
 // ---- The security state ----
 
-struct EraseSecurity : ::testing::Test {
-  struct Scene : MethodScene {
-    Scene() : MethodScene(SataSpec(), "SecureErase") {}
-  } scene;
-};
-
-TEST_F(EraseSecurity, APasswordThatWasSetSinceTheScanIsNotOverwritten) {
+TEST(EraseSecurity, APasswordThatWasSetSinceTheScanIsNotOverwritten) {
+  MethodScene scene(SataSpec(), "SecureErase");
   scene.Prepare();
   auto& security = scene.drive.State().ata.security;
   security.enabled = 1;

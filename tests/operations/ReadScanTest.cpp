@@ -151,35 +151,33 @@ TEST(ReadScan, NamesABadBlockBehind28BitsAndWhatCannotBeTold) {
       EXPECT_EQ(scene.findings.failed->second, bad);
     }
   }
-  // Where the registers hold no address, or one outside of the read, block by block is read.
-  for (const auto& error : {Fault::AtaError(0x51, 0x04), Fault::AtaError(0x51, 0x40, 999'999)}) {
-    PlanScene scene(With(SataSpec(), 5000), {.kind = PlanKind::Custom, .first = 10, .last = 2000});
-    scene.drive.AddBadSectors(77);
-    auto fault = error;
-    fault.OnOpcode(0xC8).OnCommand(2).Times(1);
-    const auto run = RunScene(scene, &fault, 0);
-    EXPECT_EQ(run.code, 82);
-    EXPECT_EQ(scene.findings.failed, std::make_pair(std::uint64_t{77}, std::uint64_t{77}));
-    EXPECT_LE(run.commands.size(), 80u);
-  }
-  // No block fails by itself: the whole read is named.
-  PlanScene scene(With(SataSpec(), 5000), {.kind = PlanKind::Custom, .first = 10, .last = 2000});
-  auto fault = Fault::AtaError(0x51, 0x04).OnOpcode(0xC8).OnCommand(2).Times(1);
-  EXPECT_EQ(RunScene(scene, &fault, 0).code, 82);
-  EXPECT_EQ(scene.findings.failed, std::make_pair(std::uint64_t{10}, std::uint64_t{265}));
-}
-
-// The INFORMATION field of a layer that hands no registers on.
-TEST(ReadScan, TakesTheAddressOfAMediumErrorsSense) {
+  // Where the registers hold no address, or one outside of the read, block by block is read; where
+  // no block fails by itself the whole read is named. A layer that hands no registers on has the
+  // address in the INFORMATION field of a medium error's sense.
   const std::vector<std::uint8_t> fixed = {0xF0, 0, 3, 0,    0, 0, 99, 10, 0,
                                            0,    0, 0, 0x11, 4, 0, 0,  0,  0};
   const std::vector<std::uint8_t> descriptor = {0x72, 3, 0x11, 0, 0, 0, 0, 12, 0, 10,
                                                 0x80, 0, 0,    0, 0, 0, 0, 0,  0, 99};
-  for (const auto& sense : {fixed, descriptor}) {
+  struct Row {
+    Fault fault;
+    bool isBad;  // block 77
+    std::uint64_t first, last;
+  };
+  const Row kRows[] = {{Fault::AtaError(0x51, 0x04), true, 77, 77},
+                       {Fault::AtaError(0x51, 0x40, 999'999), true, 77, 77},
+                       {Fault::AtaError(0x51, 0x04), false, 10, 265},
+                       {Fault::RawSense(0x02, fixed), false, 99, 99},
+                       {Fault::RawSense(0x02, descriptor), false, 99, 99}};
+  for (auto row : kRows) {
     PlanScene scene(With(SataSpec(), 5000), {.kind = PlanKind::Custom, .first = 10, .last = 2000});
-    auto fault = Fault::RawSense(0x02, sense).OnOpcode(0xC8).OnCommand(2).Times(1);
-    EXPECT_EQ(RunScene(scene, &fault, 0).code, 82);
-    EXPECT_EQ(scene.findings.failed, std::make_pair(std::uint64_t{99}, std::uint64_t{99}));
+    if (row.isBad) scene.drive.AddBadSectors(77);
+    const auto fault = row.fault.OnOpcode(0xC8).OnCommand(2).Times(1);
+    const auto run = RunScene(scene, &fault, 0);
+    EXPECT_EQ(run.code, 82);
+    EXPECT_EQ(scene.findings.failed, std::make_pair(row.first, row.last));
+    if (row.isBad) {
+      EXPECT_LE(run.commands.size(), 80u);
+    }
   }
 }
 
