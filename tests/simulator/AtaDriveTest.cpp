@@ -5,27 +5,6 @@
 namespace Simulator {
 namespace {
 
-TEST(AtaDrive, IdentifiesItself) {
-  TestFleet fleet;
-  auto drive = fleet.Add(
-      {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1", .firmware = "D2010370", .sectors = 5000});
-  const Handle handle(drive.Node());
-  const auto answer = PioIn(handle, {0xEC, 0, 1});
-  ASSERT_EQ(0, answer.result);
-  EXPECT_EQ("MORVU SSDSC2BB480G4", Swapped(answer.data, 54, 40));
-  EXPECT_EQ("BTWL1", Swapped(answer.data, 20, 20));
-  EXPECT_EQ("D2010370", Swapped(answer.data, 46, 8));
-  EXPECT_EQ(5000, answer.data[120] | answer.data[121] << 8);
-  std::uint8_t sum = 0;
-  for (const auto byte : answer.data) sum = static_cast<std::uint8_t>(sum + byte);
-  EXPECT_EQ(0, sum);
-  const auto journal = drive.Journal();
-  ASSERT_EQ(1u, journal.size());
-  EXPECT_EQ(0xEC, journal[0].AtaOpcode());
-  EXPECT_EQ(512u, journal[0].transferLength);
-  EXPECT_EQ(5000u, journal[0].timeoutMs);
-}
-
 TEST(AtaDrive, AbortsNopAndUnknownCommands) {
   TestFleet fleet;
   const Handle handle(fleet.Add({}).Node());
@@ -126,19 +105,6 @@ TEST(AtaDrive, SetsItsMaximumOnlyDirectlyBehindReadNativeMax) {
   EXPECT_EQ(4999u, NonData(handle, {0x27, 0, 0, 0, true}).Lba());
   EXPECT_EQ(0x50, NonData(handle, {0x37, 0, 1, 999, true}).AtaStatus());
   EXPECT_EQ(0x51, PioIn(handle, {0x24, 0, 1, 1000, true}).AtaStatus());
-}
-
-TEST(AtaDrive, RunsASelfTestOverTheFleetsTime) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
-  drive.State().ata.selfTest.shortMs = 100000;
-  drive.State().ata.selfTest.nextResult = 7;
-  const Handle handle(drive.Node());
-  NonData(handle, {0xB0, 0xD4, 0, 0xC24F01});
-  fleet.AdvanceClock(std::chrono::seconds(65));
-  EXPECT_EQ(0xF3, PioIn(handle, {0xB0, 0xD0, 1, 0xC24F00}).data[363]);
-  fleet.AdvanceClock(std::chrono::seconds(40));
-  EXPECT_EQ(0x70, PioIn(handle, {0xB0, 0xD0, 1, 0xC24F00}).data[363]);
 }
 
 TEST(AtaDrive, SanitizesOverTimeAndAnswersLittleMeanwhile) {

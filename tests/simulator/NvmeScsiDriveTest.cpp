@@ -62,22 +62,6 @@ TEST(NvmeDrive, TakesFirmwareIntoASlotAndRunsItAfterAReset) {
   EXPECT_EQ("NEW2", GetText(drive.State().firmware));
 }
 
-TEST(NvmeDrive, ReadsAndWritesByTheIoRecordOfThisWidth) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.kind = Kind::Nvme, .sectors = 1000});
-  const Handle node(drive.Node());
-  Bytes data(1024, 0x42);
-  nvme_user_io io{};
-  io.opcode = 1;
-  io.nblocks = 1;
-  io.slba = 998;
-  io.addr = reinterpret_cast<std::uintptr_t>(data.data());
-  EXPECT_EQ(0, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
-  EXPECT_EQ(data, drive.ReadMedium(998 * 512, 1024));
-  io.slba = 999;
-  EXPECT_EQ(kDoNotRetry | 0x080, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
-}
-
 TEST(NvmeDrive, NumbersNodesAsTheyCome) {
   TestFleet fleet;
   auto drive = fleet.Add({.kind = Kind::Nvme, .sectors = 1000, .nsids = {2, 3}});
