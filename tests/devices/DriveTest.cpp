@@ -53,17 +53,6 @@ TEST(DriveTest, TellsTheDrivesOwnErrorAsItsStatus) {
   EXPECT_EQ(error, manager.GetDrives().at(0)->GetString(Properties::DeviceStatus));
 }
 
-TEST(DriveTest, ANullCommandSetChangesNothing) {
-  TestFleet fleet;
-  fleet.Add({});
-  AdapterManager manager;
-  manager.Scan({});
-  auto& drive = *manager.GetDrives().at(0);
-  drive.AddCommandSet(nullptr);
-  EXPECT_TRUE(drive.HasCommandSet(Protocol::Ata));
-  EXPECT_FALSE(drive.HasCommandSet(Protocol::Tcg));
-}
-
 TEST(DriveTest, ACloneHasItsOwnOpenPathAndContent) {
   TestFleet fleet;
   fleet.Add({.serial = "SATA1"});
@@ -110,17 +99,6 @@ TEST(DriveTest, TellsTheLastCommandOfAnNvmeDriveToo) {
   simulated.Inject(Simulator::Fault::IoctlError(EIO));
   EXPECT_EQ(-EIO, nvme->nvmeGetFeatures(0x04, 0, 0, {}));
   EXPECT_EQ(-EIO, drive->GetLastOsError());
-}
-
-TEST(DriveTest, ACloneHasClonesOfTheMembers) {
-  Drive volume;
-  auto member = std::make_unique<Drive>();
-  member->AddProperty(Properties::SerialNumber, "MEMBER");
-  volume.GetChildren().push_back(std::move(member));
-  const auto clone = volume.Clone();
-  ASSERT_EQ(1u, clone->AsDrive()->GetChildren().size());
-  EXPECT_NE(volume.GetChildren()[0].get(), clone->AsDrive()->GetChildren()[0].get());
-  EXPECT_EQ("MEMBER", clone->AsDrive()->GetChildren()[0]->GetString(Properties::SerialNumber));
 }
 
 // A RAID driver lets ATA commands through and no NOP.

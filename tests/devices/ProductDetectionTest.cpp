@@ -132,18 +132,7 @@ TEST(Products, HaveTheirTraits) {
       {&Product::hasNvmeAttributes,
        {"Caldrome", "Tovarik", "Aldwreth", "Wyndrake", "Ruskaven"},
        {"Caldrome X8", "Vorsham", "Ostrane"}},
-      {&Product::hasThreeTemperatures,
-       {"Fennimoor", "Ickmoor", "Nolvaine", "Drennick", "DrennickRefresh", "DrennickRefresh535"},
-       {"DrennickRefresh2", "Harnsey", "Sorvane"}},
-      {&Product::hidesWorkload, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
       {&Product::hidesLife, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
-      {&Product::tellsOpal,
-       {"Nolvaine", "Drennick", "DrennickRefresh"},
-       {"DrennickRefresh2", "DrennickRefresh535"}},
-      {&Product::hasRemoteErase, {"Drennick", "DrennickRefresh"}, {"Nolvaine", "DrennickRefresh2"}},
-      {&Product::needsIdentify,
-       {"Tarnwell", "Wistle Brook", "Sedgwold Brook", "Yarrowick 2"},
-       {"Tarnwell Refresh", "Tessaly Brook", "Yarrowick", "Yarrowick SLC"}},
       {&Product::takesFirstBlockTwice, {"Dunmere"}, {"Ruskaven", "Yarrowick"}},
   };
   for (const auto& each : kCases) {

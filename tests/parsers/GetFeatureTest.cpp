@@ -172,25 +172,6 @@ TEST(FeatureProperties, AreReadFromTheirFeatureAlone) {
   }
 }
 
-TEST(GetFeature, ReadsEachFeatureOnceAListing) {
-  SettingScene scene(NvmeSpec());
-  scene.drive.ClearJournal();
-  JobContext context;
-  for (const auto& row : GetDriveProperties()) row.Describe(&context, scene.device());
-  std::vector<std::uint32_t> ids;
-  for (const auto& sent : scene.Commands(kGetFeatures)) ids.push_back(sent.Cdw(10) & 0xFF);
-  std::ranges::sort(ids);
-  EXPECT_EQ(std::ranges::adjacent_find(ids), ids.end());
-  EXPECT_GE(ids.size(), 8U);
-}
-
-TEST(GetFeature, LeavesItsPropertiesOutOfASataDrive) {
-  SettingScene scene(SataSpec());
-  scene.drive.ClearJournal();
-  EXPECT_EQ(scene.Get("ArbitrationBurst"), nullptr);
-  EXPECT_EQ(scene.drive.Journal().size(), 0U);
-}
-
 // ---- Method and option ----
 
 TEST(GetFeature, MethodGivesTheTablesThatTheDriveTells) {

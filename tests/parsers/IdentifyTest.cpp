@@ -190,12 +190,6 @@ TEST(Identify, OptionRefusesWhatItCannotShow) {
   EXPECT_EQ(sas.Line({"-identify"}).code, Status::NotSupportedByDrive);
 }
 
-TEST(Identify, RefusesARaidVolume) {
-  SettingScene scene(SataSpec());
-  scene.device()->AddProperty(Properties::RAID, true);
-  EXPECT_EQ(IdentifyParser(scene.device()).GetErrorCode(), Status::RaidVolume);
-}
-
 // Behind the SATA layer nothing but the drive's checksum tells it.
 TEST(Identify, WarnsOfDataThatCameShort) {
   for (const std::uint32_t length : {100U, 300U, 511U}) {
