@@ -27,8 +27,7 @@ TEST(DiscoveryTest, FindsWhatAMixedHostHas) {
   fleet.Add({.kind = Kind::Nvme, .serial = "CVFT1", .namespaces = 2});
   fleet.Add({.kind = Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1"});
 
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
 
   const auto& drives = manager.GetDrives();
   ASSERT_THAT(PathsOf(drives), ElementsAre("/dev/nvme0n1", "/dev/nvme0n2", "/dev/sg0", "/dev/sg1"));
@@ -65,8 +64,7 @@ TEST(DiscoveryTest, EachNamespaceGoesToItsOwnController) {
   TestFleet fleet;
   for (int i = 0; i <= 10; ++i) fleet.Add({.kind = Kind::Nvme});
 
-  AdapterManager manager;
-  manager.Scan({});
+  Scanned manager;
 
   ASSERT_EQ(11u, manager.GetDrives().size());
   for (const auto* drive : manager.GetDrives()) {
@@ -82,8 +80,7 @@ TEST(DiscoveryTest, AControllerWithoutNamespacesIsADriveItself) {
   TestFleet fleet;
   fleet.Add({.kind = Kind::Nvme, .serial = "CVFT1", .namespaces = 0});
 
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
 
   ASSERT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/nvme0"));
   auto& drive = *manager.GetDrives()[0];
@@ -104,8 +101,7 @@ TEST(DiscoveryTest, AsksForANamespaceByItsIdentifierWhateverItsNode) {
   TestFleet fleet;
   auto drive = fleet.Add({.kind = Kind::Nvme, .nsids = {2, 3}});
   drive.State().nvme.namespaces[2].bytes = 512 * 4096;
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
   const auto* second = FindDrive(manager, "/dev/nvme0n2");
   ASSERT_NE(nullptr, second);
   EXPECT_EQ(2u, second->GetUInt(Properties::Lun));
@@ -122,8 +118,7 @@ TEST(DiscoveryTest, ADriveWithTwoControllersIsListedOnce) {
   const std::vector<std::string> expected = {"/dev/nvme0n1", "/dev/nvme0n2", "/dev/nvme2",
                                              "/dev/nvme32n1"};
   EXPECT_EQ(expected, ScanPaths());
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
   EXPECT_EQ("/dev/nvme4", FindDrive(manager, "/dev/nvme32n1")
                               ->GetCommandSet(Protocol::Nvme)
                               ->GetPath()
@@ -146,8 +141,7 @@ TEST(DiscoveryTest, ASasDriveIsKnownByWhatTheKernelRead) {
   fleet.Add({.kind = Kind::Scsi, .serial = "", .wwn = 0x5000C500AAAA0001});
   fleet.Add({.kind = Kind::Scsi, .serial = "", .wwn = 0x5000C500AAAA0002});
   fleet.Add({.kind = Kind::Scsi, .serial = ""});
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
   const auto drives = manager.GetDrives();
   ASSERT_EQ(4u, drives.size());
   EXPECT_EQ("LONGSERIALNUMBER1", drives[0]->GetString(Properties::SerialNumber));
@@ -165,8 +159,7 @@ TEST(DiscoveryTest, AScanWritesNothingAndOpensNothingForWriting) {
   fleet.Add({.kind = Kind::Scsi});
   fleet.Add({.kind = Kind::Nvme, .namespaces = 2}).AddPartition(1 << 20);
   {
-    AdapterManager manager;
-    manager.Scan({.identify = true, .findLogical = true});
+    Scanned manager({.identify = true, .findLogical = true});
     ASSERT_EQ(4u, manager.GetDrives().size());
     for (const auto* drive : manager.GetDrives()) EXPECT_TRUE(drive->Clone()->TestConnection());
   }
@@ -180,8 +173,7 @@ TEST(DiscoveryTest, AsksOnlyTheNodesThatAreWanted) {
                                                    fleet.Add({.kind = Kind::Scsi})};
   fleet.Add({.serial = "WANTED"});
   fleet.Add({.kind = Kind::Nvme, .serial = "SPACE", .namespaces = 2});
-  AdapterManager manager;
-  manager.Scan({.identify = true, .onlyNodes = {"/dev/sg2"}});
+  Scanned manager({.identify = true, .onlyNodes = {"/dev/sg2"}});
   ASSERT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/sg2"));
   EXPECT_EQ("WANTED", manager.GetDrives()[0]->GetString(Properties::SerialNumber));
   EXPECT_EQ(5u, manager.GetDrives()[0]->GetUInt(Properties::Index));
@@ -218,8 +210,7 @@ TEST(DiscoveryTest, PublishesWhatPassesTheFilter) {
   fleet.Add({.model = "VM0080MHYA"});
   fleet.Add({.model = "ANOTHER MAKER'S SSD"});
   const ScanOptions identify{.identify = true};
-  AdapterManager manager;
-  manager.Scan(identify);
+  Scanned manager(identify);
   const auto product = FindDrive(manager, "/dev/sg0")->GetString(Properties::Product);
   ASSERT_FALSE(product.empty());
 
@@ -244,8 +235,7 @@ TEST(DiscoveryTest, MarksADriveBehindAnUnreachableDriver) {
   fleet.Add({.kind = Kind::Scsi, .model = "VO0400KMVCD"});
   for (auto* drive : {&ata, &scsi}) drive->Inject(Fault::HostError(1));
 
-  AdapterManager manager;
-  manager.Scan({.identify = true, .includeProducts = {"none of these"}});
+  Scanned manager({.identify = true, .includeProducts = {"none of these"}});
 
   std::vector<std::uint64_t> errors;
   for (const auto* drive : manager.GetDrives()) {
@@ -260,8 +250,7 @@ TEST(DiscoveryTest, MarksASataDriveThatAnswersNothing) {
   TestFleet fleet;
   auto silent = fleet.Add({.model = kSataModel});
   silent.Inject(Fault::HostError(1).Times(0));
-  AdapterManager manager;
-  manager.Scan({.identify = true, .includeProducts = {"none of these"}});
+  Scanned manager({.identify = true, .includeProducts = {"none of these"}});
   ASSERT_EQ(1u, manager.GetDrives().size());
   const auto& drive = *manager.GetDrives()[0];
   EXPECT_EQ(286u, drive.GetUInt(Properties::DriverCommunicationError));
@@ -290,8 +279,7 @@ TEST(DiscoveryTest, FindsThePartitionsOfEachDrive) {
     fleet.Drive(node).AddPartition(kPartitionSize, "/data");
   }
 
-  AdapterManager manager;
-  manager.Scan({.findLogical = true});
+  Scanned manager({.findLogical = true});
 
   EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/sg0")), IsEmpty());
   EXPECT_THAT(PartitionsOf(*FindDrive(manager, "/dev/sg1")), ElementsAre("/dev/sdb1", "/dev/sdb2"));
@@ -326,8 +314,7 @@ TEST_P(RootTest, MarksThePartitionOfTheOperatingSystem) {
   third.AddPartition(kPartitionSize, "/more");
   fleet.SetRoot(GetParam().root);
 
-  AdapterManager manager;
-  manager.Scan({.findLogical = true});
+  Scanned manager({.findLogical = true});
 
   std::vector<std::string> marked;
   for (const auto* drive : manager.GetDrives()) {

@@ -200,8 +200,7 @@ TEST(SlowDrivesTest, HoldUpNoLookAtAnother) {
   fleet.Add({.serial = "SLOW"});
   fleet.Add({.serial = "WANTED"});
   const HeldDrive held(fleet, "sg0");
-  AdapterManager manager;
-  manager.Scan({.identify = true, .onlyNodes = DeviceManagement::FindNodesBySerial("WANTED")});
+  Scanned manager({.identify = true, .onlyNodes = DeviceManagement::FindNodesBySerial("WANTED")});
   EXPECT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/sg1"));
 }
 
@@ -219,8 +218,7 @@ TEST_P(ScanFaultTest, CostsTheDriveAndNotTheScan) {
     auto bad = fleet.Add({.kind = kind, .serial = "BAD"});
     fleet.Add({.kind = kind, .serial = "GOOD"});
     const auto findsGood = [] {
-      AdapterManager manager;
-      manager.Scan({.identify = true});
+      Scanned manager({.identify = true});
       return std::ranges::any_of(manager.GetDrives(), [](const Device* drive) {
         return drive->GetString(Properties::SerialNumber) == "GOOD" &&
                drive->GetUInt(Properties::PhysicalSize) != 0;
