@@ -44,13 +44,6 @@ TEST(ProductTable, EachModelOfEachRowIsReached) {
   }
 }
 
-TEST(ProductTable, NoRowHoldsAModelTwice) {
-  for (const auto& row : GetProductRows()) {
-    const auto models = row.Models();
-    EXPECT_EQ(models.size(), std::set(models.begin(), models.end()).size()) << models[0];
-  }
-}
-
 TEST(ProductTable, AModelIsOneProductWhateverItsSerialNumber) {
   std::map<std::string_view, std::pair<std::string_view, std::string_view>> seen;
   for (const auto& row : GetProductRows()) {
