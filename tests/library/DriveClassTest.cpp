@@ -89,6 +89,18 @@ TEST_F(DriveClass, ListsADriveThatAnswersNothing) {
   EXPECT_EQ("MORVU SSDSC2BB48", PropertyText(*reply.Listed().front(), "ModelNumber"));
 }
 
+// Of several blanks none is left out: the name of one drive must not become another's.
+TEST_F(DriveClass, SelectsASerialNumberAsItWasSpelled) {
+  const std::pair<std::string, std::string> kSpelled[] = {
+      {"BTWL 1", "BTWL 1"}, {"BTWL  1", "BTWL  1"}, {"BTWL  <", "BTWL  &lt;"}};
+  for (const auto& [serial, key] : kSpelled) AddSata(serial);
+  Scan();
+  for (const auto& [serial, key] : kSpelled) {
+    const auto text = Ask(KeyObject("SerialNumber", " " + key + "\n")).Text();
+    EXPECT_NE(text.find("uniqueId=\"" + key + "\""), text.npos) << text;
+  }
+}
+
 TEST_F(DriveClass, KeepsItsListUntilTheNextScan) {
   AddSata("BTWL000000000480QG");
   EXPECT_EQ(0u, Ask("").Listed().size());
