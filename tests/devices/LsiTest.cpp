@@ -396,6 +396,15 @@ TEST_F(LsiTest, AMemberIsHeldWithItsVolume) {
     EXPECT_EQ(kept->GetString(Properties::SerialNumber), "BTWL1");
     EXPECT_TRUE(kept->GetBool(Properties::RAIDMember));
   }
+  {
+    // Made a member while it is worked on.
+    const DriveHold held(*Find("LSI_0_2"), DriveHold::Kind::Sequence);
+    const auto second = fleet.AddVolume({"LSI_0_2"});
+    scan_->Scan(kScan);
+    EXPECT_TRUE(IsMember("LSI_0_2"));
+    EXPECT_THAT(Find("LSI_0_2")->GetVolumeNodes(), ElementsAre(second));
+    EXPECT_EQ(Find("LSI_0_2")->GetString(Properties::SerialNumber), "BTWL3");
+  }
   EXPECT_TRUE(hold("LSI_0_0"));
   // Another process has it.
   const auto lock = fleet.Folder() + "/run/morvu-LSI_0_2.lock";

@@ -193,7 +193,7 @@ std::vector<std::uint32_t> Adapter_LSI::ListControllers() const {
 
 void Adapter_LSI::ScanDrives(const ScanOptions& options, const SystemFacts& facts) {
   MORVU_LOG(kLogInfo, "ScanDrives", "Scanning for drives");
-  FindVolumes();
+  volumes_ = FindVolumes();
   SyncDrives(FindPhysical(options, facts), options);
 }
 
@@ -234,28 +234,29 @@ Adapter::Devices Adapter_LSI::FindPhysical(const ScanOptions& options, const Sys
 // ---- Volumes ----
 
 // Asked in every scan: what is not known of a drive's volumes keeps it from being erased.
-void Adapter_LSI::FindVolumes() {
-  volumes_ = {};
+Adapter_LSI::Volumes Adapter_LSI::FindVolumes() const {
+  Volumes volumes;
   MORVU_LOG(kLogInfo, "FindLogical", "Looking for logical drives");
-  if (!GetLogicalPhysicalMapping()) {
-    volumes_.isWhole = false;
+  if (!GetLogicalPhysicalMapping(volumes)) {
+    volumes.isWhole = false;
     MORVU_LOG(kLogError, "FindLogical", "Failed to get logical drive list");
-    return;
+    return volumes;
   }
   MORVU_LOG(kLogInfo, "FindLogical",
-            "Retrieved list of logical drives: " + std::to_string(volumes_.members.size()));
-  if (volumes_.members.empty()) {
+            "Retrieved list of logical drives: " + std::to_string(volumes.members.size()));
+  if (volumes.members.empty()) {
     MORVU_LOG(kLogInfo, "FindLogical", "No logical drives found. Stopping logical scan");
-    return;
+    return volumes;
   }
-  if (!GetLogicalOSPhysicalMapping()) volumes_.isWhole = false;
-  for (const auto& [volume, members] : volumes_.members) {
+  if (!GetLogicalOSPhysicalMapping(volumes)) volumes.isWhole = false;
+  for (const auto& [volume, members] : volumes.members) {
     MORVU_LOG(kLogInfo, "FindLogical",
               "Logical index: " + std::to_string(volume) + ". Physical: " + JoinNumbers(members));
   }
+  return volumes;
 }
 
-bool Adapter_LSI::GetLogicalPhysicalMapping() {
+bool Adapter_LSI::GetLogicalPhysicalMapping(Volumes& volumes) const {
   LibBlock block(LibCalls::VolumesOfDrives);
   if (!library_.Call(LibCalls::VolumesOfDrives, {.controller = controllerId_}, block)) {
     MORVU_LOG(kLogError, "GetLogicalPhysicalMapping",
@@ -263,7 +264,7 @@ bool Adapter_LSI::GetLogicalPhysicalMapping() {
     return false;
   }
   MORVU_LOG(kLogInfo, "GetLogicalPhysicalMapping", "Retrieved physical to logical distribution");
-  if (IsCutShort(block, DriveVolumesRecord::List)) volumes_.isWhole = false;
+  if (IsCutShort(block, DriveVolumesRecord::List)) volumes.isWhole = false;
   std::set<std::uint16_t> seen;
   for (const auto record : block.GetRecords(DriveVolumesRecord::List)) {
     const auto device = Get16(record, DriveVolumesRecord::Device);
@@ -274,19 +275,19 @@ bool Adapter_LSI::GetLogicalPhysicalMapping() {
     }
     const auto told = Get16(record, DriveVolumesRecord::Count);
     const auto count = std::min(told, DriveVolumesRecord::kMostVolumes);
-    if (told > count) volumes_.isWhole = false;
+    if (told > count) volumes.isWhole = false;
     for (std::uint16_t i = 0; i < count; ++i) {
       const auto volume = ReadLittle16(record, DriveVolumesRecord::Volumes + 2u * i);
-      volumes_.members[volume].insert(device);
+      volumes.members[volume].insert(device);
     }
   }
   return true;
 }
 
 // False when a volume could not be asked about.
-bool Adapter_LSI::GetLogicalOSPhysicalMapping() {
+bool Adapter_LSI::GetLogicalOSPhysicalMapping(Volumes& volumes) const {
   bool isWhole = true;
-  for (auto& [volume, members] : volumes_.members) {
+  for (auto& [volume, members] : volumes.members) {
     LibBlock block(LibCalls::Members);
     if (!library_.Call(LibCalls::Members, {.controller = controllerId_, .volume = volume}, block)) {
       MORVU_LOG(kLogError, "GetLogicalOSPhysicalMapping",
@@ -302,12 +303,17 @@ bool Adapter_LSI::GetLogicalOSPhysicalMapping() {
     }
     const auto number = static_cast<std::uint32_t>(block.Get(MembersBlock::GenericNumber));
     if (number == MembersBlock::kNoDisk) continue;
-    volumes_.genericNumbers[volume] = number;
+    volumes.genericNumbers[volume] = number;
     MORVU_LOG(kLogInfo, "GetLogicalOSPhysicalMapping",
               "Logical index: " + std::to_string(volume) +
                   ". OS physical drive #: " + std::to_string(number));
   }
   return isWhole;
+}
+
+bool Adapter_LSI::MayBeMember(const Device& drive) const {
+  const auto* member = dynamic_cast<const Drive_LSI*>(&drive);
+  return member != nullptr && FindVolumes().IsMember(member->GetDeviceId());
 }
 
 void Adapter_LSI::TakeDisks(Adapter& generic, const ScanOptions& options,
