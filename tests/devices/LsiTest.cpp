@@ -205,7 +205,13 @@ TEST_P(LsiPath, WhatIsNoAnswerIsAFailure) {
     if (!Simulator::IsLibraryFault(by)) continue;
     fleet.SetLibraryFaults({by});
     ByteVector data(512, 0x77);
-    EXPECT_NE(ata->Send(AtaRow::ReadDmaExt, {.count = 1}, data), Status::Completed) << by;
+    EXPECT_EQ(ata->Send(AtaRow::ReadDmaExt, {.count = 1}, data),
+              by.starts_with("ata-") || by == "scsi-ones" ? Status::AtaCommandFailed
+                                                          : Status::ScsiCommandFailed)
+        << by;
+    EXPECT_EQ(device->GetPath().GetOutcome().reached,
+              by == "scsi-ones" ? Reached::Device : Reached::Transport)
+        << by;
     // Of a CHECK CONDITION the data may be the drive's all the same.
     EXPECT_TRUE(by == "scsi-ones" || data == ByteVector(512, 0x77)) << by;
     EXPECT_EQ(ata->GetAnswer().known, 0) << by;
@@ -215,6 +221,7 @@ TEST_P(LsiPath, WhatIsNoAnswerIsAFailure) {
   for (const auto& fault : {Fault::IoctlError(ENODEV), Fault::Hang(), Fault::HostError(1)}) {
     drive.Inject(fault);
     EXPECT_NE(ata->ataCheckPowerMode(), Status::Completed);
+    EXPECT_EQ(device->GetPath().GetOutcome().reached, Reached::Transport);
     EXPECT_EQ(ata->GetAnswer().known, 0);
     drive.ClearFaults();
   }

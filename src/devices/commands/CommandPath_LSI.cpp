@@ -97,14 +97,16 @@ Outcome CommandPath_LSI_ATA::SendOpcodeCore(const Command& command) {
   const bool ended = library_.Call(LibCalls::Ata, drive_.GetTarget(), block);
   Outcome outcome;
   outcome.kind = CommandKind::Ata;
-  outcome.reached = Reached::Device;
+  outcome.reached = Reached::Transport;
+  outcome.lost = Status::AtaCommandFailed;
   // The frame of a command that did not end may be an earlier one's.
   if (ended) {
     outcome.registers = ReadFrame(block.From(AtaBlock::Answer), (command.flags & kExt48) != 0);
   }
-  if (outcome.registers.known != 0 && !IsAtaFailure(outcome.registers)) {
-    outcome.reached = Reached::Done;
-    CopyBack(block.From(AtaBlock::Data), command);
+  if (outcome.registers.known != 0) {
+    const bool isFailure = IsAtaFailure(outcome.registers);
+    outcome.reached = isFailure ? Reached::Device : Reached::Done;
+    if (!isFailure) CopyBack(block.From(AtaBlock::Data), command);
   }
   KeepAtaImages(command.record, outcome.registers);
   return outcome;
