@@ -328,6 +328,9 @@ TEST_F(LsiTest, ADiskOfTheSystemBecomesTheVolumeOfItsMembers) {
   EXPECT_EQ(List(filtered).size(), 6u);
   filtered.includeProducts = {"Another"};
   EXPECT_TRUE(List(filtered).empty());
+  fleet.Drive("LSI_1_1").Inject(Fault::Vanish());  // who knows what it is?
+  EXPECT_EQ(List({.identify = true, .morvuOnly = true, .scanLsi = true}).size(), 4u);
+  fleet.Drive("LSI_1_1").ClearFaults();
 
   // Scans that keep objects, and then the adapters go.
   auto keeping = kScan;

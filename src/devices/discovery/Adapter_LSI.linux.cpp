@@ -371,15 +371,18 @@ void Adapter_LSI::BecomeVolume(Drive& disk, std::uint16_t volume) const {
   for (const auto* entry : kControllerProperties) {
     if (const auto* value = properties_.Find(*entry)) disk.GetProperties().Add(*value);
   }
+  const auto& members = volumes_.members.at(volume);
   bool areAllMorvu = true;
   for (const auto& drive : drives_) {
     const auto* member = dynamic_cast<const Drive_LSI*>(drive.get());
-    if (member == nullptr || !volumes_.members.at(volume).contains(member->GetDeviceId())) continue;
+    if (member == nullptr || !members.contains(member->GetDeviceId())) continue;
     areAllMorvu = areAllMorvu && member->GetBool(Properties::Morvu);
     disk.GetChildren().push_back(member->Clone());
   }
   disk.AddProperty(Properties::RAID, true);
-  disk.AddProperty(Properties::Morvu, areAllMorvu && !disk.GetChildren().empty());
+  // Of a member that is hidden, or does not answer, nobody knows what it is.
+  const bool areAllSeen = !members.empty() && disk.GetChildren().size() == members.size();
+  disk.AddProperty(Properties::Morvu, areAllMorvu && areAllSeen);
   // A logical volume is no product.
   disk.GetProperties().Remove(Properties::Product);
   disk.GetProperties().Remove(Properties::ProductFamily);
