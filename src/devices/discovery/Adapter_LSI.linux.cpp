@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/discovery/DriveRest.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/DriveHold.h"
@@ -109,7 +111,13 @@ bool AskDrive(Drive_LSI& drive, const ScanOptions& options, const SystemFacts& f
                 std::to_string(location.slot) + ", connector " +
                 std::to_string(location.connector) + ", SAS address " +
                 ToHexNumber(location.sasAddress, 16));
+  // Who it is nobody else can tell, and IDENTIFY DEVICE wakes no drive.
+  drive.SetOptions(options);
+  auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata);
+  const auto rest = options.letsSleep && ata != nullptr ? AskForRest(*ata) : Rest::Awake;
+  drive.SetAsleep(rest == Rest::Asleep);
   if (options.identify) UpdateProperties(drive);
+  if (rest == Rest::Unknown) drive.SetPath(CreateBasePath(drive.GetProperties(), true));
   return true;
 }
 
