@@ -416,6 +416,15 @@ TEST_F(LsiTest, AMemberIsHeldWithItsVolume) {
     EXPECT_EQ(Find("LSI_0_2")->GetString(Properties::SerialNumber), "BTWL3");
   }
   EXPECT_TRUE(hold("LSI_0_0"));
+  {
+    fleet.Add(Sata("BTWL4"));
+    fleet.Add(Sata("BTWL5"));
+    fleet.AddVolume({"LSI_0_3", "LSI_0_4"}, false);  // no disk of the system's
+    List();
+    const DriveHold held(*Find("LSI_0_3"), DriveHold::Kind::Sequence);
+    EXPECT_TRUE(held.IsTaken());
+    EXPECT_FALSE(hold("LSI_0_4"));
+  }
   // Another process has it.
   const auto lock = fleet.Folder() + "/run/morvu-LSI_0_2.lock";
   const FileHandle file = OpenFile(lock, O_RDONLY);

@@ -72,6 +72,10 @@ std::string LsiDrive::GetName() const {
   return "LSI_" + std::to_string(controller) + "_" + std::to_string(device);
 }
 
+std::string LsiDrive::GetVolumeName(std::uint16_t volume) const {
+  return "LSI_" + std::to_string(controller) + "_volume_" + std::to_string(volume);
+}
+
 CommandPath_LSI_ATA::CommandPath_LSI_ATA(LsiDrive drive)
     : CommandPath_LSI(std::move(drive), Transport::Ata, "ATA", kAtaTimeout) {}
 

@@ -129,10 +129,13 @@ bool Adapter_LSI::Volumes::IsMember(std::uint16_t device) const {
   });
 }
 
-std::vector<std::string> Adapter_LSI::Volumes::FindNodes(std::uint16_t device) const {
+std::vector<std::string> Adapter_LSI::Volumes::FindNodes(const LsiDrive& drive) const {
   std::vector<std::string> nodes;
-  for (const auto& [volume, number] : genericNumbers) {
-    if (members.at(volume).contains(device)) nodes.push_back("/dev/sg" + std::to_string(number));
+  for (const auto& [volume, devices] : members) {
+    if (!devices.contains(drive.device)) continue;
+    const auto number = genericNumbers.find(volume);
+    nodes.push_back(number != genericNumbers.end() ? "/dev/sg" + std::to_string(number->second)
+                                                   : drive.GetVolumeName(volume));
   }
   return nodes;
 }
@@ -232,7 +235,7 @@ Adapter::Devices Adapter_LSI::FindPhysical(const ScanOptions& options, const Sys
   AskSideBySide(drives.size(), [&](std::size_t i) {
     auto& drive = *drives[i];
     drive.AddProperty(Properties::RAIDMember, volumes_.IsMember(drive.GetDeviceId()));
-    drive.SetVolumeNodes(volumes_.FindNodes(drive.GetDeviceId()));
+    drive.SetVolumeNodes(volumes_.FindNodes(drive.GetDrive()));
     if (!AskDrive(drive, options, facts)) drives[i].reset();
   });
   std::erase(drives, nullptr);
