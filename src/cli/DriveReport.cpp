@@ -21,6 +21,15 @@ constexpr const PropertyEntry* kAlwaysShown[] = {&Properties::Index, &Properties
                                                  &Properties::SerialNumber, &Properties::Firmware,
                                                  &Properties::DevicePath};
 
+// What a scan writes down of a drive that has not even told its size: no more than assumed.
+constexpr const PropertyEntry* kAssumed[] = {&Properties::PhysicalSize, &Properties::SectorSize,
+                                             &Properties::OpalState, &Properties::DeviceStatus};
+
+bool IsAssumed(const Device& device, const PropertyEntry& entry) {
+  return !device.GetProperties().Has(Properties::MaximumLBA) &&
+         std::ranges::any_of(kAssumed, [&](const auto* each) { return each->name == entry.name; });
+}
+
 bool IsShown(const Report::Drive& drive, const PropertyEntry& entry) {
   return std::ranges::any_of(drive.properties, [&](const DeviceProperty& property) {
     return property.GetName() == entry.name;
@@ -29,7 +38,7 @@ bool IsShown(const Report::Drive& drive, const PropertyEntry& entry) {
 
 void AddKept(Report::Drive& drive, const Device& device, const PropertyEntry& entry) {
   const auto* property = device.GetProperties().Find(entry);
-  if (property == nullptr || IsShown(drive, entry)) return;
+  if (property == nullptr || IsShown(drive, entry) || IsAssumed(device, entry)) return;
   auto value = property->Resolve();
   if (value.HasValue()) drive.properties.push_back(std::move(value));
 }

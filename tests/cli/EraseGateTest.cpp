@@ -2,11 +2,8 @@
 // reaches the drive then.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <string>
 #include <vector>
 
@@ -17,7 +14,6 @@ namespace Morvu {
 namespace {
 
 using namespace EraseTesting;
-using Simulator::Fault;
 using ::testing::HasSubstr;
 
 // Two drives, both full of data; "B" is the second one's serial number.
@@ -147,44 +143,6 @@ TEST_F(EraseGate, ErasesNothingWhenItsOutputCannotBeWritten) {
             Status::FileNotWritten);
   EXPECT_TRUE(AreUntouched());
 }
-
-// ---- Signals ----
-
-// Runs the line in a process of its own, which gets the signal at the command with this
-// opcode; how it ended.
-int RunInAProcess(Simulator::SimulatedDrive& drive, int signal, int opcode) {
-  drive.Inject(Fault::Signal(signal).OnOpcode(static_cast<std::uint8_t>(opcode)).Times(1));
-  const pid_t child = fork();
-  if (child == 0) {
-    std::signal(signal, SIG_DFL);
-    (void)RunLine({"-drive_serial", "A", "-secure_erase", "-force"});
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  drive.ClearFaults();
-  return status;
-}
-
-struct SentSignal {
-  int signal;
-  bool stops;
-};
-class HeldSignal : public EraseGate, public ::testing::WithParamInterface<SentSignal> {};
-
-// It comes while the drive has the password: that is taken off first, and then the tool
-// ends by the signal, as a loop in a shell expects of it.
-TEST_P(HeldSignal, EndsTheToolOnceThePasswordIsOff) {
-  constexpr int kSetPassword = 0xF1;
-  const auto status = RunInAProcess(drives[0], GetParam().signal, kSetPassword);
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == GetParam().signal) << status;
-  EXPECT_FALSE(drives[0].State().ata.security.enabled);
-  EXPECT_EQ(AreUntouched(), GetParam().stops);
-}
-INSTANTIATE_TEST_SUITE_P(Signals, HeldSignal,
-                         ::testing::Values(SentSignal{SIGINT, true}, SentSignal{SIGTERM, true},
-                                           SentSignal{SIGHUP, true}, SentSignal{SIGQUIT, true},
-                                           SentSignal{SIGPIPE, false}, SentSignal{SIGXFSZ, false}));
 
 }  // namespace
 }  // namespace Morvu

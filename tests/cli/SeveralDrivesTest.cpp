@@ -145,11 +145,13 @@ TEST_F(Rack, ADoubtfulLineIsRefusedBeforeTheFeatureBegins) {
   auto one = Add("ONE");
   Add("TWIN");
   Add("TWIN");
+  Add(" ");  // tells none
   std::vector<Refused> lines = {
+      {{"", "-smart"}, 115, "no drive has the serial number"},
       {{"ONE", "NONE", "-smart"}, 115, "no drive has the serial number NONE"},
       {{"ONE", "TWIN", "-smart"}, 73, "several drives have the serial number TWIN"},
       {{"ONE", "ONE", "-smart"}, 73, "stands twice"},
-      {{"-smart"}, 73, ""},
+      {{"-smart"}, 73, "names no drive"},
       {{"all", "-drive_index", "0", "-smart"}, 73, "another selection"},
       {{"all", "-smart", "-health"}, 73, "one feature"},
       {{"all", "-smart", "-bogus"}, 73, "not understood"},

@@ -284,20 +284,6 @@ TEST_P(EraseQuestions, TheDiskIsClaimedToTheEnd) {
   EXPECT_TRUE(watcher.isClaimed);
 }
 
-// ---- Asking is not acting ----
-
-TEST_P(EraseQuestions, ADescriptionSendsAFrozenDriveNothingThatChangesIt) {
-  drive().State().ata.security.frozen = 1;
-  drive().State().ata.sanitize.frozen = 1;
-  scene_.Prepare();
-  drive().ClearJournal();
-  (void)Testing::DescribeMethod(GetParam().method, scene_.device());
-  for (const auto& command : drive().Journal()) {
-    EXPECT_NE(command.Opcode(), 0xE0) << command.Text();
-  }
-  EXPECT_TRUE(scene_.fleet.Events().empty());
-}
-
 INSTANTIATE_TEST_SUITE_P(Families, ErasePermits, ::testing::ValuesIn(kFamilies),
                          [](const auto& test) { return std::string(test.param.name); });
 INSTANTIATE_TEST_SUITE_P(Families, EraseQuestions, ::testing::ValuesIn(kFamilies),

@@ -1,16 +1,10 @@
 // Format: the settings, Format NVM, and the erases that stand in for it.
 #include <algorithm>
-#include <cerrno>
 
-#include "devices/properties/AdapterProperties.h"
-#include "devices/properties/BasicProperties.h"
 #include "devices/properties/NamespaceProperties.h"
-#include "devices/properties/SecurityProperties.h"
 #include "frame/Text.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Erase.h"
-#include "frame/status/NvmeStatus.h"
-#include "frame/status/Partitions.h"
 #include "operations/erase/Format.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
@@ -20,14 +14,11 @@ namespace {
 
 using namespace EraseTesting;
 using namespace Testing;
-using DeviceManagement::Device;
-using Simulator::Fault;
-using Simulator::JournalEntry;
 namespace Properties = DeviceManagement::Properties;
 
 // Opcodes: NVMe 1.0, figure 32; ACS-3.
 constexpr int kFormatNvm = 0x80;
-constexpr int kSetPassword = 0xF1, kErase = 0xF4, kSanitize = 0xB4;
+constexpr int kSetPassword = 0xF1, kErase = 0xF4;
 
 // Where a drive of these tests can protect its data: all types, in either place.
 constexpr std::uint8_t kAllProtection = 0x1F;
@@ -177,13 +168,6 @@ TEST(Format, TheLineChecksItsArguments) {
 
 // ---- The drive methods ----
 
-TEST(Format, TheMethodIsForNvmeAlone) {
-  MethodScene scene(SataSpec(), "Format");
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), Status::NotSupportedByDrive);
-  EXPECT_TRUE(scene.IsUntouched());
-}
-
 TEST(Format, DeleteKeepsTheLayoutOfANvmeDrive) {
   for (const bool crypto : {true, false}) {
     MethodDelete scene(NvmeSpec(), {{"Crypto", crypto ? "True" : "False"}});
@@ -220,37 +204,6 @@ TEST(Format, AFrozenSataDriveIsSanitized) {
   EXPECT_EQ(run.code, 0);
   EXPECT_EQ(std::ranges::count(GetOpcodes(run.commands), kSetPassword), 0);
   EXPECT_TRUE(scene.IsErased());
-
-  MethodDelete stuck(SataSpec());
-  stuck.drive.State().ata.security.frozen = 1;
-  stuck.shape = [](Device& device) { device.AddProperty(Properties::SanitizeSupported, false); };
-  stuck.Prepare();
-  EXPECT_EQ(stuck.Run(NoReporter()), Status::SecurityFrozen);
-  EXPECT_TRUE(stuck.IsUntouched());
-}
-
-// The owner's password stands behind the partition in the table of refusals; force
-// answers for the partition alone.
-TEST(Format, ForceDoesNotOverrideAPassword) {
-  MethodDelete scene(SataSpec(), {{"force", "True"}});
-  scene.drive.AddPartition();
-  scene.drive.State().ata.security.enabled = 1;
-  const auto run = RunScene(scene, nullptr, 0);
-  EXPECT_EQ(run.code, Status::EraseSecurityEnabled);
-  EXPECT_EQ(std::ranges::count(GetOpcodes(run.commands), kSetPassword), 0);
-  EXPECT_TRUE(scene.IsUntouched());
-}
-
-TEST(Format, APartitionRefusesUnlessForced) {
-  for (const auto& spec : {SataSpec(), NvmeSpec()}) {
-    for (const bool force : {false, true}) {
-      MethodDelete scene(spec, {{"force", force ? "True" : "False"}});
-      scene.shape = [](Device& device) { device.GetPartitions().emplace_back("/dev/sda1"); };
-      scene.Prepare();
-      EXPECT_EQ(scene.Run(NoReporter()), force ? 0 : 13);
-      EXPECT_TRUE(force ? scene.IsErased() : scene.IsUntouched());
-    }
-  }
 }
 
 // Its number is no namespace's, and a namespace that has no node is not formatted blindly.
@@ -266,115 +219,6 @@ TEST(Format, RefusesAControllerWithoutNamespaces) {
   const auto outcome = RunLine({"-drive_path", "/dev/nvme1", "-format", "1", "-force"});
   EXPECT_EQ(outcome.code, Status::NotSupportedByDrive) << outcome.output;
   for (const auto& entry : controller.Journal()) EXPECT_NE(entry.Opcode(), kFormatNvm);
-}
-
-TEST(Format, UnknownPartitionsRefuse) {
-  for (const auto& spec : {SataSpec(), NvmeSpec()}) {
-    MethodDelete scene(spec);
-    scene.Prepare();
-    HidePartitions(scene);
-    EXPECT_EQ(scene.Run(NoReporter()), 128);
-    EXPECT_TRUE(scene.IsUntouched());
-  }
-}
-
-TEST(Format, RefusesByItsTable) {
-  const std::pair<std::int32_t, std::function<void(Device&)>> kRows[] = {
-      {97, [](Device& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](Device& d) { d.AddProperty(Properties::Morvu, false); }},
-      {255, [](Device& d) { d.AddProperty(Properties::RAIDMember, true); }},
-      {152, [](Device& d) { d.AddProperty(Properties::StorageSpaceMember, true); }},
-      {252, [](Device& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-  };
-  for (const auto& [code, shape] : kRows) {
-    MethodDelete scene(SataSpec(), {{"force", "True"}});
-    scene.shape = shape;
-    scene.Prepare();
-    EXPECT_EQ(scene.Run(NoReporter()), code);
-    EXPECT_TRUE(scene.IsUntouched());
-    const auto object = Testing::DescribeMethod("Delete", scene.device());
-    EXPECT_EQ(object == nullptr, code == 97 || code == 45) << code;
-  }
-  // Behind the row stand others that tell of the same drive something else.
-  MethodFormat faulty;
-  faulty.shape = [](Device& device) {
-    device.GetPath().SetDeviceFault(true);
-    device.AddProperty(Properties::ErrorString, "ASSERT");
-  };
-  faulty.Prepare();
-  EXPECT_EQ(faulty.Run(NoReporter()), 188);
-  EXPECT_TRUE(faulty.IsUntouched());
-  MethodDelete sas(
-      {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "S7A00001", .sectors = 512});
-  sas.shape = [](Device& device) { device.AddProperty(Properties::Morvu, true); };
-  sas.Prepare();
-  EXPECT_EQ(sas.Run(NoReporter()), Status::NotSupportedByDrive);
-}
-
-// ---- Faults ----
-
-struct NvmeDelete : MethodDelete {
-  NvmeDelete() : MethodDelete(NvmeSpec()) {}
-};
-struct SataDelete : MethodDelete {
-  SataDelete() : MethodDelete(SataSpec()) {}
-};
-struct LineFormat : LineScene {
-  LineFormat() : LineScene(NvmeSpec(), {"-format", "2"}) {}
-};
-
-bool WasErased(const std::vector<JournalEntry>& commands, int opcode) {
-  return std::ranges::any_of(commands, [&](const auto& command) {
-    return command.Opcode() == opcode && command.Succeeded();
-  });
-}
-
-// Before the format a drive that is lost is not formatted; behind it the drive is but looked at.
-StatusCode LostAt(const SweptRun& run) {
-  const bool wasErased = WasErased(run.commands, kFormatNvm);
-  return wasErased ? Status::Completed : Status::NoCommunication;
-}
-
-TEST(FormatFaults, EachNvmeCommandFails) {
-  SweepFaults<NvmeDelete>(Fault::Fail().Times(1), [](NvmeDelete& scene, const SweptRun& run) {
-    const bool isFormat = run.Met().Opcode() == kFormatNvm;
-    if (IsLook(run.Met())) {
-      EXPECT_EQ(run.code, 0);  // a read of the medium, which proves nothing then
-    } else {
-      EXPECT_EQ(run.code, isFormat ? FromNvmeStatus(6) : LostAt(run));
-    }
-    EXPECT_TRUE(run.code == 0 ? scene.IsErased() : scene.IsUntouched());
-    if (isFormat) {
-      EXPECT_EQ(run.percents.back(), 100);
-    }
-  });
-}
-
-TEST(FormatFaults, TheNvmeDriveVanishes) {
-  SweepFaults<NvmeDelete>(Fault::Vanish(), [](NvmeDelete& scene, const SweptRun& run) {
-    const bool wasErased = WasErased(run.commands, kFormatNvm);
-    const bool isRead = IsLook(run.Met()) || run.Met().Opcode() == kFormatNvm;
-    EXPECT_EQ(run.code, isRead && !wasErased ? StatusCode(-ENODEV) : LostAt(run));
-    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
-  });
-}
-
-TEST(FormatFaults, EachCommandOfTheLineFails) {
-  SweepFaults<LineFormat>(Fault::Fail().Times(1), [](LineFormat& scene, const SweptRun& run) {
-    const bool wasErased = WasErased(run.commands, kFormatNvm);
-    EXPECT_EQ(run.code == 0, wasErased) << scene.outcome.output;
-    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
-  });
-}
-
-// The erase that stands in for a format has faults of its own, which come through.
-TEST(FormatFaults, EachSataCommandFails) {
-  SweepFaults<SataDelete>(Fault::Fail().Times(1), [](SataDelete& scene, const SweptRun& run) {
-    const bool wasErased = WasErased(run.commands, kErase);
-    EXPECT_EQ(run.code == 0, wasErased);
-    EXPECT_TRUE(wasErased ? scene.IsErased() : scene.IsUntouched());
-    EXPECT_FALSE(scene.drive.State().ata.security.enabled);
-  });
 }
 
 }  // namespace

@@ -317,32 +317,6 @@ TEST(ReadScan, WhatReadsNothingIsNoSuccess) {
   EXPECT_THAT(bad.outcome.output, HasSubstr("Failed reading LBA 300."));
 }
 
-TEST(ReadScan, RefusesDrivesWhoseSizeOrDiskIsNotKnown) {
-  struct Row {
-    Simulator::DriveSpec spec;
-    std::function<void(FullScan&)> shape;
-    int code;
-  };
-  const Row kRows[] = {
-      {SataSpec(), [](auto& s) { s.device()->GetProperties().Remove(Properties::MaximumLBA); }, 4},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::MaximumLBA, 1); }, 4},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::SectorSize, 520); }, 4},
-      {NvmeSpec(), [](auto& s) { s.device()->AddProperty(Properties::SectorSize, 131072); }, 4},
-      {NvmeSpec(), [](auto& s) { s.device()->AddProperty(Properties::SerialNumber, "OTHER"); }, 4},
-      {SasSpec(), [](auto& s) { HidePartitions(s); }, 4},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::RAID, true); }, 97},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::Morvu, false); }, 45},
-  };
-  for (const auto& row : kRows) {
-    FullScan scene(row.spec);
-    scene.Prepare();
-    row.shape(scene);
-    scene.drive.ClearJournal();
-    EXPECT_EQ(scene.Run(NoReporter()), row.code) << &row - kRows;
-    EXPECT_TRUE(ListReads(scene.drive.Journal(), 512, false).empty()) << &row - kRows;
-  }
-}
-
 TEST(ReadScan, TellsWhyADriveReadsNothing) {
   LineScene locked(SataSpec(), {"-read_scan", "full"});
   locked.drive.State().ata.security.enabled = 1;
@@ -398,14 +372,6 @@ TEST(ReadScan, KeepsSequencesOffAndLetsOthersRead) {
   const DeviceManagement::DriveHold hold(*scene.device(),
                                          DeviceManagement::DriveHold::Kind::Sequence);
   EXPECT_EQ(scene.Run(NoReporter()), 180);
-}
-
-TEST(ReadScan, ItsDescriptionSendsNothing) {
-  FullScan scene(SataSpec());
-  scene.Prepare();
-  scene.drive.ClearJournal();
-  EXPECT_NE(Testing::DescribeMethod("ReadScan", scene.device()), nullptr);
-  EXPECT_TRUE(scene.drive.Journal().empty());
 }
 
 }  // namespace

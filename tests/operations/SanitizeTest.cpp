@@ -1,11 +1,7 @@
 // Sanitize: the watching of a drive that erases itself.
 #include <algorithm>
 
-#include "devices/properties/AdapterProperties.h"
-#include "devices/properties/BasicProperties.h"
-#include "devices/properties/SecurityProperties.h"
 #include "frame/status/Erase.h"
-#include "frame/status/Testing.h"
 #include "operations/erase/Sanitize.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
@@ -15,13 +11,11 @@ namespace {
 
 using namespace EraseTesting;
 using namespace Testing;
-using DeviceManagement::Device;
 using Simulator::Fault;
 using Simulator::JournalEntry;
-namespace Properties = DeviceManagement::Properties;
 
 // ACS-3's opcode, and its features.
-constexpr int kSanitize = 0xB4, kStandby = 0xE0;
+constexpr int kSanitize = 0xB4;
 constexpr int kStatus = 0x00, kCrypto = 0x11, kBlock = 0x12;
 
 struct MethodSanitize : MethodScene {
@@ -141,16 +135,6 @@ TEST(Sanitize, IsSentOnceWithoutRegisters) {
   }
 }
 
-TEST(Sanitize, TellsAFrozenDrive) {
-  MethodSanitize scene;
-  scene.drive.State().ata.sanitize.frozen = 1;
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), Status::SanitizeFrozen);
-  scene.drive.State().ata.sanitize.frozen = 0;
-  EXPECT_EQ(scene.Run(NoReporter()), 0);
-  EXPECT_TRUE(scene.IsErased());
-}
-
 TEST(Sanitize, TellsWhyItFailed) {
   MethodSanitize failing;
   failing.drive.State().ata.sanitize.willFail = 1;
@@ -173,90 +157,6 @@ TEST(Sanitize, TellsTheReasonOfTheDrive) {
   }
 }
 
-struct RefusalCase {
-  StatusCode code;
-  const char* what;
-  std::string type = "block";
-  std::function<void(Device&)> shape;
-};
-
-template <typename Value>
-std::function<void(Device&)> Has(const PropertyEntry& entry, Value value) {
-  return [&entry, value](Device& device) { device.AddProperty(entry, value); };
-}
-
-TEST(Sanitize, RefusesByItsTable) {
-  const RefusalCase kRows[] = {
-      {97, "RAID volume", "block", Has(Properties::RAID, true)},
-      {45, "other make", "block", Has(Properties::Morvu, false)},
-      {255, "RAID member", "block", Has(Properties::RAIDMember, true)},
-      {296, "no sanitize", "block", Has(Properties::SanitizeSupported, false)},
-      {291, "no crypto", "crypto", Has(Properties::SanitizeCryptoScrambleSupported, false)},
-      {291, "no block", "block", Has(Properties::SanitizeBlockEraseSupported, false)},
-      {152, "storage space", "block", Has(Properties::StorageSpaceMember, true)},
-      {252, "failure", "block", Has(Properties::ErrorString, "ASSERT")},
-      {291, "type", "overwrite", [](Device&) {}},
-      {291, "no type", "", [](Device&) {}},
-  };
-  for (const auto& row : kRows) {
-    SCOPED_TRACE(row.what);
-    MethodSanitize scene(row.type);
-    scene.shape = row.shape;
-    const auto run = RunScene(scene, nullptr, 0);
-    EXPECT_EQ(run.code, row.code);
-    EXPECT_TRUE(scene.IsUntouched());
-    EXPECT_FALSE(scene.IsRunning());
-  }
-}
-
-TEST(Sanitize, RefusesADriveWithAFault) {
-  MethodSanitize scene;
-  scene.Prepare();
-  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(scene.Run(NoReporter()), 188);
-  EXPECT_TRUE(scene.IsUntouched());
-  EXPECT_FALSE(scene.IsRunning());
-}
-
-TEST(Sanitize, IsForAtaDrivesAlone) {
-  MethodScene scene(NvmeSpec(), "Sanitize", {{"SanitizeType", "block"}});
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), 3);
-  EXPECT_TRUE(scene.IsUntouched());
-}
-
-TEST(Sanitize, AFrozenDriveIsPutInStandbyAndRefused) {
-  MethodSanitize scene("block", {{"force", "True"}});
-  scene.drive.State().ata.sanitize.frozen = 1;
-  const auto run = RunScene(scene, nullptr, 0);
-  EXPECT_EQ(run.code, Status::SanitizeFrozen);
-  EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Standby);
-
-  MethodSanitize awake("block", {{"force", "True"}});
-  awake.drive.State().ata.sanitize.frozen = 1;
-  awake.Prepare();
-  awake.drive.Inject(Fault::Fail().OnOpcode(kStandby));
-  EXPECT_EQ(awake.Run(NoReporter()), Status::StandbyFailed);
-}
-
-TEST(Sanitize, APartitionRefusesUnlessForced) {
-  for (const bool force : {false, true}) {
-    MethodSanitize scene("crypto", {{"force", force ? "True" : "False"}});
-    scene.drive.AddPartition();
-    scene.Prepare();
-    EXPECT_EQ(scene.Run(NoReporter()), force ? 0 : 13);
-    EXPECT_TRUE(force ? scene.IsErased() : scene.IsUntouched());
-  }
-}
-
-TEST(Sanitize, UnknownPartitionsRefuse) {
-  MethodSanitize scene("crypto");
-  scene.Prepare();
-  HidePartitions(scene);
-  EXPECT_EQ(scene.Run(NoReporter()), 128);
-  EXPECT_TRUE(scene.IsUntouched());
-}
-
 TEST(Sanitize, ACancelEndsTheWatchingNotTheSanitize) {
   std::size_t runs = 0;
   SweepCancels<MethodSanitize>([&](MethodSanitize& scene, const SweptRun& run) {
@@ -270,38 +170,6 @@ TEST(Sanitize, ACancelEndsTheWatchingNotTheSanitize) {
   EXPECT_EQ(runs, 11u);
 }
 
-TEST(Sanitize, EachCommandFails) {
-  SweepFaults<MethodSanitize>(Fault::Fail().Times(1), [](MethodSanitize& scene,
-                                                         const SweptRun& run) {
-    const auto& met = run.Met();
-    // A freeze that cannot be read is none.
-    const bool isWatch = IsFeature(met, kStatus) && CountOf(run.commands, kBlock) == 1;
-    if (IsFeature(met, kBlock)) {
-      EXPECT_EQ(run.code, Status::SanitizeUnsuccessful);
-      EXPECT_TRUE(scene.IsUntouched());
-      EXPECT_FALSE(scene.IsRunning());
-    } else if (met.Opcode() == 0xEC && CountOf(run.commands, kBlock) == 0) {
-      EXPECT_EQ(run.code, Status::NoCommunication);
-      EXPECT_TRUE(scene.IsUntouched());
-    } else {
-      const bool before = CountOf({run.good.begin(), run.good.begin() + run.index}, kBlock) == 0;
-      EXPECT_EQ(run.code, isWatch && !before ? Status::SanitizeReasonNotReported : 0);
-    }
-  });
-}
-
-TEST(Sanitize, TheDriveVanishes) {
-  SweepFaults<MethodSanitize>(Fault::Vanish(), [](MethodSanitize& scene, const SweptRun& run) {
-    EXPECT_EQ(run.code == 0, IsLook(run.Met()) && scene.IsErased());
-    if (CountOf(run.commands, kBlock) == 0) {
-      EXPECT_TRUE(scene.IsUntouched());
-    }
-    if (IsFeature(run.Met(), kBlock)) {
-      EXPECT_EQ(run.code, Status::SanitizeUnsuccessful);
-    }
-  });
-}
-
 TEST(Sanitize, TheLineAsksFirst) {
   LineScene scene(SataSpec(), {"-sanitize", "block"}, "n\n");
   EXPECT_EQ(scene.Run(), Status::CanceledByUser);
@@ -311,15 +179,6 @@ TEST(Sanitize, TheLineAsksFirst) {
   EXPECT_TRUE(scene.IsUntouched());
   EXPECT_EQ(RunLine({"-drive_index", "0", "-sanitize", "crypto"}, "Y\n").code, 0);
   EXPECT_TRUE(scene.IsErased());
-}
-
-TEST(Sanitize, IsDescribedByItsFamily) {
-  const auto object = Testing::DescribeMethod("Sanitize", nullptr);
-  EXPECT_EQ(object->GetAttribute("name"), "Sanitize");
-  EXPECT_EQ(object->GetAttribute("prompt"), "True");
-  ASSERT_EQ(object->properties.size(), 2u);
-  EXPECT_EQ(object->properties[0]->GetAttribute("required"), "True");
-  EXPECT_EQ(object->properties[1]->GetAttribute("type"), "boolean");
 }
 
 }  // namespace

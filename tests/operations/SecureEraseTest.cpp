@@ -1,20 +1,8 @@
 // Secure erase: the order of its commands, and what becomes of the password.
-#include <pthread.h>
-#include <signal.h>
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
-#include <chrono>
-#include <thread>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/properties/AdapterProperties.h"
-#include "devices/properties/BasicProperties.h"
-#include "devices/properties/ScanProperties.h"
-#include "devices/properties/SecurityProperties.h"
 #include "frame/status/Erase.h"
-#include "frame/status/Partitions.h"
 #include "operations/erase/SecureErase.h"
 #include "support/EraseScene.h"
 #include "support/Sweep.h"
@@ -25,10 +13,8 @@ namespace {
 using namespace EraseTesting;
 using namespace Testing;
 using DeviceManagement::CommandSet_ATA;
-using DeviceManagement::Device;
 using Simulator::Fault;
 using Simulator::JournalEntry;
-namespace Properties = DeviceManagement::Properties;
 
 // ACS-3's opcodes.
 constexpr int kIdentify = 0xEC, kStandby = 0xE0, kSetPassword = 0xF1, kUnlock = 0xF2,
@@ -44,10 +30,6 @@ Bytes PasswordBlock(bool enhanced) {
 struct MethodErase : MethodScene {
   explicit MethodErase(MethodParameters parameters = {})
       : MethodScene(SataSpec(), "SecureErase", std::move(parameters)) {}
-};
-
-struct LineErase : LineScene {
-  LineErase() : LineScene(SataSpec(), {"-secure_erase"}) {}
 };
 
 // The very next command, whatever it is.
@@ -97,125 +79,6 @@ TEST(SecureErase, GivesTheEraseTwoHours) {
   EXPECT_GE(scene.fleet.Now() - start, 7'200'000u);
 }
 
-// ---- Refusals ----
-
-struct RefusalCase {
-  StatusCode code;
-  const char* what;
-  std::function<void(MethodScene&)> shapeDrive;
-  std::function<void(Device&)> shapeDevice;
-  MethodParameters parameters;
-};
-
-void PrintTo(const RefusalCase& row, std::ostream* out) { *out << row.what; }
-
-template <typename Value>
-std::function<void(Device&)> Has(const PropertyEntry& entry, Value value) {
-  return [&entry, value](Device& device) { device.AddProperty(entry, value); };
-}
-const auto kAsItIs = [](auto&) {};
-
-class SecureEraseRefusal : public ::testing::TestWithParam<RefusalCase> {};
-
-// Each row of the table refuses, and a refused drive keeps every byte.
-TEST_P(SecureEraseRefusal, LeavesTheDriveAsItWas) {
-  MethodErase scene(GetParam().parameters);
-  scene.shape = GetParam().shapeDevice;
-  scene.Prepare();
-  GetParam().shapeDrive(scene);
-  EXPECT_EQ(scene.Run(NoReporter()), GetParam().code);
-  EXPECT_TRUE(scene.IsUntouched());
-  EXPECT_EQ(std::ranges::count(scene.drive.Opcodes(), kSetPassword), 0);
-}
-
-const MethodParameters kForced = {{"force", "True"}};
-const RefusalCase kRefusals[] = {
-    {4, "vanished", [](MethodScene& scene) { scene.drive.State().vanished = 1; }, kAsItIs, {}},
-    {97, "RAID volume", kAsItIs, Has(Properties::RAID, true), {}},
-    {45, "other make", kAsItIs, Has(Properties::Morvu, false), {}},
-    {255, "RAID member", kAsItIs, Has(Properties::RAIDMember, true), {}},
-    {152, "storage space", kAsItIs, Has(Properties::StorageSpaceMember, true), {}},
-    {188,
-     "device fault",
-     [](MethodScene& scene) { scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00)); },
-     kAsItIs,
-     {}},
-    {284, "no security", kAsItIs, Has(Properties::SecuritySupported, false), {}},
-    {285, "Opal activated", kAsItIs, Has(Properties::OpalState, "Opal Activated"), {}},
-    {285, "Opal session", kAsItIs, Has(Properties::OpalState, "Session Started"), {}},
-    {285, "Opal unknown", kAsItIs, Has(Properties::OpalState, "Unknown"), {}},
-    {13, "partition", [](MethodScene& scene) { scene.drive.AddPartition(); }, kAsItIs, {}},
-    {128, "unknown partitions", [](MethodScene& scene) { HidePartitions(scene); }, kAsItIs, {}},
-    {13,
-     "partition of the scan",
-     kAsItIs,
-     [](Device& device) { device.GetPartitions().emplace_back("/dev/sda1"); },
-     {}},
-    {13,
-     "partition, no",
-     [](MethodScene& scene) { scene.drive.AddPartition(); },
-     kAsItIs,
-     {{"force", "no"}}},
-    {149, "security on", kAsItIs, Has(Properties::SecurityEnabled, true), {}},
-    {149, "security on behind a partition",
-     [](MethodScene& scene) {
-       scene.drive.AddPartition();
-       scene.drive.State().ata.security.enabled = 1;
-     },
-     kAsItIs, kForced},
-    {12, "frozen", kAsItIs, Has(Properties::SecurityFrozen, true), kForced},
-    {179,
-     "frozen, no standby",
-     [](MethodScene& scene) { scene.drive.Inject(Fault::Fail().OnOpcode(kStandby)); },
-     Has(Properties::SecurityFrozen, true),
-     {}},
-};
-INSTANTIATE_TEST_SUITE_P(Rows, SecureEraseRefusal, ::testing::ValuesIn(kRefusals),
-                         [](const auto& test) {
-                           std::string name = test.param.what;
-                           std::erase_if(name, [](char c) { return std::isalnum(c) == 0; });
-                           return name;
-                         });
-
-TEST(SecureErase, RunsWhereNothingRefuses) {
-  const auto runs = [](std::function<void(Device&)> shape) {
-    MethodErase scene;
-    scene.shape = std::move(shape);
-    scene.Prepare();
-    return scene.Run(NoReporter());
-  };
-  EXPECT_EQ(runs(Has(Properties::OpalState, "Opal Ready")), 0);
-  EXPECT_EQ(runs(Has(Properties::OpalState, "No Opal")), 0);
-  // A drive that reports a failure need not tell that it knows security.
-  EXPECT_EQ(runs([](Device& device) {
-              device.AddProperty(Properties::SecuritySupported, false);
-              device.AddProperty(Properties::ErrorString, "ASSERT");
-            }),
-            0);
-}
-
-TEST(SecureErase, APartitionedDriveIsErasedWhenForced) {
-  MethodErase scene(kForced);
-  scene.drive.AddPartition(1 << 20, "/data");
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), 0);
-  EXPECT_TRUE(scene.IsErased());
-}
-
-TEST(SecureErase, IsDescribedWithTheCodeOfTheDrive) {
-  MethodErase scene;
-  scene.Prepare();
-  scene.device()->AddProperty(Properties::SecurityEnabled, true);
-  const auto object = Testing::DescribeMethod("SecureErase", scene.device());
-  ASSERT_NE(object, nullptr);
-  const auto lists = object->Find("List", "type", "status", 2);
-  ASSERT_EQ(lists.size(), 1u);
-  EXPECT_NE(object->ToText().find(">149</Property>"), std::string::npos) << object->ToText();
-  scene.device()->AddProperty(Properties::RAID, true);
-  EXPECT_EQ(Testing::DescribeMethod("SecureErase", scene.device()), nullptr);
-  EXPECT_TRUE(Testing::DescribeMethod("SecureErase", nullptr)->lists.empty());
-}
-
 // ---- Faults ----
 
 // What docs/recovery.md tells the owner of a drive to do.
@@ -226,74 +89,6 @@ void UnlockAgain(MethodErase& scene) {
   auto block = PasswordBlock(false);
   EXPECT_EQ(ata->ataSecurityUnlock(block), 0);
   EXPECT_EQ(ata->ataSecurityDisablePassword(block), 0);
-}
-
-// How the drive stands after a run in which one command met a fault.
-template <typename Scene>
-void CheckAfterFault(Scene& scene, const SweptRun& run) {
-  const auto reached = [&](int opcode) {
-    return std::ranges::any_of(run.commands, [&](const auto& command) {
-      return command.Opcode() == opcode && command.Succeeded();
-    });
-  };
-  const auto& security = scene.drive.State().ata.security;
-  EXPECT_TRUE(reached(kErase) ? scene.IsErased() : scene.IsUntouched());
-  // A set password is tried to be taken off, whatever went wrong behind it.
-  const auto opcodes = GetOpcodes(run.commands);
-  if (std::ranges::count(opcodes, kSetPassword) != 0) {
-    ASSERT_GE(opcodes.size(), 2u);
-    EXPECT_EQ(opcodes[opcodes.size() - 2], kUnlock);
-    EXPECT_EQ(opcodes.back(), kDisable);
-  }
-  // One that failed to disable it is told once more.
-  if (scene.drive.State().vanished == 0) {
-    EXPECT_FALSE(security.enabled);
-  }
-}
-
-// The opcode of the command that the fault met; -1 for the look at the password behind the erase.
-int MetOpcode(const SweptRun& run) {
-  const int met = run.Met().Opcode();
-  const auto opcodes = GetOpcodes(run.commands);
-  const bool isLook = met == kIdentify && std::ranges::count(opcodes, kSetPassword) != 0;
-  return isLook ? -1 : met;
-}
-
-StatusCode ExpectedCode(int met, StatusCode otherwise) {
-  switch (met) {
-    case kIdentify:
-      return Status::NoCommunication;
-    case kSetPassword:
-      return Status::SetPasswordFailed;
-    case kPrepare:
-      return Status::ErasePrepareFailed;
-    case kErase:
-      return Status::EraseUnitFailed;
-    default:
-      return otherwise;
-  }
-}
-
-TEST(SecureEraseFaults, EachCommandFailsByTheMethod) {
-  SweepFaults<MethodErase>(Fault::Fail().Times(1), [](MethodErase& scene, const SweptRun& run) {
-    EXPECT_EQ(run.code, ExpectedCode(MetOpcode(run), 0));
-    CheckAfterFault(scene, run);
-  });
-}
-
-TEST(SecureEraseFaults, EachCommandFailsByTheLine) {
-  SweepFaults<LineErase>(Fault::Fail().Times(1), [](LineErase& scene, const SweptRun& run) {
-    const auto& security = scene.drive.State().ata.security;
-    if (run.code != 0) {
-      EXPECT_NE(scene.outcome.output.find("rror"), std::string::npos);
-    }
-    EXPECT_FALSE(security.enabled);
-    const int met = run.Met().Opcode();
-    if (met != kIdentify) {
-      EXPECT_EQ(run.code, ExpectedCode(met, run.code));
-    }
-    EXPECT_TRUE(run.code == 0 ? scene.IsErased() : scene.IsUntouched());
-  });
 }
 
 // Nothing works any more from some command on, the cleaning up neither.
@@ -330,39 +125,6 @@ TEST(SecureEraseFaults, EveryCommandFailsFromThereOn) {
   });
 }
 
-// The adapter fails: no answer of the drive comes back.
-TEST(SecureEraseFaults, TheAdapterFailsAtEachCommand) {
-  SweepFaults<MethodErase>(
-      Fault::HostError(0x07).Times(1), [](MethodErase& scene, const SweptRun& run) {
-        const bool isTest = run.Met().Opcode() == 0;
-        EXPECT_EQ(run.code, ExpectedCode(MetOpcode(run), isTest ? Status::NoCommunication : 0));
-        CheckAfterFault(scene, run);
-      });
-}
-
-TEST(SecureEraseFaults, TheDriveVanishesAtEachCommand) {
-  SweepFaults<MethodErase>(Fault::Vanish(), [](MethodErase& scene, const SweptRun& run) {
-    const int met = MetOpcode(run);
-    const bool isErased = std::ranges::any_of(run.commands, [](const JournalEntry& command) {
-      return command.Opcode() == kErase && command.Succeeded();
-    });
-    if (met == 0 || met == kIdentify) {
-      EXPECT_EQ(run.code, Status::NoCommunication);
-    }
-    if (met == kSetPassword) {
-      EXPECT_EQ(run.code, Status::SetPasswordFailed);
-    }
-    if (isErased) {
-      EXPECT_EQ(run.code, 0);
-    }
-    EXPECT_TRUE(isErased ? scene.IsErased() : scene.IsUntouched());
-    // Nothing is sent twice, and the password is tried to be taken off to the last.
-    if (std::ranges::count(GetOpcodes(run.commands), kSetPassword) != 0) {
-      EXPECT_EQ(GetOpcodes(run.commands).back(), kDisable);
-    }
-  });
-}
-
 TEST(SecureEraseFaults, ACancelLeavesTheDriveAsItWas) {
   std::size_t runs = 0;
   SweepCancels<MethodErase>([&](MethodErase& scene, const SweptRun& run) {
@@ -380,56 +142,7 @@ TEST(SecureEraseFaults, ACancelLeavesTheDriveAsItWas) {
   EXPECT_EQ(runs, 3u);
 }
 
-// Signals the thread once the drive has the password. The drive takes its time then:
-// rests of less than a tenth of a second are real.
-void PressCtrlC(LineErase& scene, pthread_t tool) {
-  for (int i = 0; i < 20'000 && scene.drive.State().ata.security.enabled == 0; ++i) {
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  pthread_kill(tool, SIGINT);
-}
-
-// Ctrl-C while the drive has the password asks to stop, and ends the tool no sooner.
-TEST(SecureEraseFaults, CtrlCOnTheLineLeavesTheDriveAsItWas) {
-  if (MORVU_IS_EMULATED) GTEST_SKIP() << "signals end in another thread's storage";
-  struct sigaction harmless {
-  }, before{};
-  harmless.sa_handler = [](int) {};
-  sigaction(SIGINT, &harmless, &before);
-  LineErase scene;
-  scene.drive.Inject(Fault::Delay(95).OnOpcode(kStandby));
-  scene.drive.Inject(Fault::Delay(95).OnOpcode(kPrepare));
-  std::thread user(PressCtrlC, std::ref(scene), pthread_self());
-  const auto code = scene.Run();
-  user.join();
-  sigaction(SIGINT, &before, nullptr);
-
-  EXPECT_EQ(code, Status::Canceled);
-  EXPECT_TRUE(scene.IsUntouched());
-  EXPECT_FALSE(scene.drive.State().ata.security.enabled);
-  const auto opcodes = GetOpcodes(scene.drive.Journal());
-  EXPECT_EQ(opcodes.back(), kDisable);
-  EXPECT_EQ(std::ranges::count(opcodes, kErase), 0);
-  EXPECT_NE(scene.outcome.output.find("Canceled."), std::string::npos) << scene.outcome.output;
-}
-
 // ---- The process dies ----
-
-// The process is killed at the n-th command. False when the run has none.
-bool KillAt(MethodErase& scene, Fault fault, std::uint32_t n) {
-  scene.Prepare();
-  scene.drive.ClearJournal();
-  scene.drive.Inject(fault.OnCommand(n));
-  const pid_t child = fork();
-  if (child == 0) {
-    (void)scene.Run(NoReporter());
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  scene.drive.ClearFaults();
-  return WIFSIGNALED(status);
-}
 
 TEST(SecureEraseFaults, AKilledRunLeavesADriveThatThePasswordUnlocks) {
   for (const bool afterwards : {false, true}) {
@@ -440,7 +153,10 @@ TEST(SecureEraseFaults, AKilledRunLeavesADriveThatThePasswordUnlocks) {
       MethodErase scene;
       SCOPED_TRACE(std::string(afterwards ? "after" : "before") + " command " +
                    std::to_string(++n));
-      wasKilled = KillAt(scene, afterwards ? Fault::KillAfter() : Fault::KillBefore(), n);
+      scene.Prepare();
+      scene.drive.ClearJournal();
+      auto fault = afterwards ? Fault::KillAfter() : Fault::KillBefore();
+      wasKilled = RunKilled(scene, fault.OnCommand(n));
       const auto& security = scene.drive.State().ata.security;
       const bool wasLocked = security.enabled != 0;
       if (wasLocked) {

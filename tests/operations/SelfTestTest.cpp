@@ -1,8 +1,6 @@
 // Self test and standby.
 #include <algorithm>
 
-#include "devices/properties/BasicProperties.h"
-#include "devices/properties/IdentityProperties.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Health.h"
 #include "frame/status/Testing.h"
@@ -17,7 +15,6 @@ namespace {
 using namespace EraseTesting;
 using namespace Testing;
 using Simulator::Fault;
-namespace Properties = DeviceManagement::Properties;
 
 // SMART subcommands and ACS-3's opcodes.
 constexpr int kReadData = 0xD0, kExecute = 0xD4;
@@ -169,26 +166,6 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(run("long", "slow"), Status::InvalidArguments);
   EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);
   EXPECT_FALSE(scene.IsRunning());
-
-  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
-      {4, [&](auto&) { scene.drive.State().vanished = 1; }},
-      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
-      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
-      {302, [](auto& d) { d.AddProperty(Properties::SMARTSelfTestSupported, false); }},
-      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-  };
-  for (const auto& [code, shape] : kRows) {
-    const auto clone = device.Clone();
-    shape(*clone);
-    EXPECT_EQ(DriveSelfTest::Runner(*clone, "short", "offline", face), code);
-    scene.drive.State().vanished = 0;
-  }
-  const auto faulty = device.Clone();
-  faulty->GetPath().SetDeviceFault(true);
-  // The test of the connection, which comes first, reads the status anew.
-  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(DriveSelfTest::Runner(*faulty, "short", "offline", face), 188);
 }
 
 // A SATA layer does not say that a sector came short; what is missing is no good result.
@@ -234,19 +211,6 @@ TEST(DriveSelfTest, EachCommandFails) {
       // The watching ends with a status that cannot be read; the next one tells.
       const bool wasOver = run.index + 1 == run.good.size();
       EXPECT_EQ(run.code, wasOver ? 0 : Status::SelfTestFailed);
-    }
-    EXPECT_TRUE(scene.IsUntouched());
-  });
-}
-
-TEST(DriveSelfTest, TheDriveVanishes) {
-  SweepFaults<BriefTest>(Fault::Vanish(), [](BriefTest& scene, const SweptRun& run) {
-    const bool isStart = (run.Met().Features() & 0xFF) == kExecute;
-    if (run.Met().Opcode() == 0) {
-      EXPECT_EQ(run.code, Status::NoCommunication);
-    }
-    if (run.Met().Opcode() == kSmart) {
-      EXPECT_EQ(run.code, isStart ? Status::SmartExecuteOfflineFailed : Status::SmartDataFailed);
     }
     EXPECT_TRUE(scene.IsUntouched());
   });
@@ -310,53 +274,6 @@ TEST(StandbyImmediate, SeesADriveThatStaysAwake) {
           << static_cast<int>(format);
     }
   }
-}
-
-TEST(StandbyImmediate, EachCommandFails) {
-  for (const auto& fault : {Fault::Fail().Times(1), Fault::Vanish()}) {
-    SweepFaults<MethodStandby>(fault, [&](MethodStandby& scene, const SweptRun& run) {
-      const bool vanishes = scene.drive.State().vanished != 0 ||
-                            fault.Slot().action == Simulator::FaultAction::Vanish;
-      switch (run.Met().Opcode()) {
-        case kStandby:
-          EXPECT_EQ(run.code, Status::StandbyFailed);
-          break;
-        case kCheckPower:
-          EXPECT_EQ(run.code, Status::CheckPowerModeFailed);
-          break;
-        default:
-          EXPECT_EQ(run.code, vanishes ? Status::NoCommunication : 0);
-      }
-    });
-  }
-}
-
-TEST(StandbyImmediate, RefusesByItsTable) {
-  MethodStandby scene;
-  scene.Prepare();
-  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
-      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
-      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
-      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-  };
-  for (const auto& [code, shape] : kRows) {
-    const auto clone = scene.device()->Clone();
-    shape(*clone);
-    EXPECT_EQ(CallMethod(*clone, "StandbyImmediate"), code);
-  }
-  // The test of the connection, which comes first, reads the status.
-  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(CallMethod(*scene.device(), "StandbyImmediate"), 188);
-  EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Active);
-}
-
-TEST(StandbyImmediate, ADriveWithoutAtaHasNoSuchMethod) {
-  MethodScene scene(NvmeSpec(), "StandbyImmediate");
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), Status::NotSupportedByDrive);
-  EXPECT_EQ(Testing::DescribeMethod("StandbyImmediate", scene.device()), nullptr);
-  EXPECT_EQ(Testing::DescribeMethod("DriveSelfTest", scene.device()), nullptr);
 }
 
 }  // namespace

@@ -82,6 +82,20 @@ void GivesUpWaiting() {
       .Cancel();
 }
 
+// The number of a job that has ended may be another's: it is neither canceled nor waited for.
+void EndsOnce() {
+  const auto job = [] {
+    const morvu::Library library;
+    auto started = library.Start("<Message subject='MorvuJob'/>");
+    CHECK(started.WaitFor(std::chrono::milliseconds::max()).has_value());
+    [[maybe_unused]] const auto moved = std::move(started);
+    return started;  // NOLINT(bugprone-use-after-move): a job stays one
+  }();
+  CHECK(CodeOf([&] { job.Cancel(); }) == 0);
+  CHECK(!job.Next(std::chrono::hours(1)));
+  CHECK(CodeOf([&] { (void)job.Wait(); }) == MORVU_STATUS_NO_MESSAGE);
+}
+
 }  // namespace
 
 int main() {
@@ -89,6 +103,7 @@ int main() {
   SharesOneLibrary();
   TellsFailures();
   GivesUpWaiting();
+  EndsOnce();
   // A library that was unloaded loads again.
   const auto reply = morvu::Library().Call("<Message subject='supported functionality'/>");
   std::cout << reply.Text() << "\n";

@@ -2,6 +2,9 @@
 // method, as a job calls it, or by the command line with its scan.
 #pragma once
 
+#include <sys/wait.h>
+#include <unistd.h>
+
 #include <algorithm>
 #include <filesystem>
 #include <functional>
@@ -130,6 +133,21 @@ class MethodScene : public EraseScene {
   std::string_view name_;
   MethodParameters parameters_;
 };
+
+// Runs the method in a process that the fault kills, before its command or behind it; whether it
+// was killed.
+inline bool RunKilled(MethodScene& scene, const Simulator::Fault& fault) {
+  scene.drive.Inject(fault);
+  const pid_t child = fork();
+  if (child == 0) {
+    (void)scene.Run(NoReporter());
+    _exit(0);
+  }
+  int status = 0;
+  waitpid(child, &status, 0);
+  scene.drive.ClearFaults();
+  return WIFSIGNALED(status);
+}
 
 // The system cannot be asked for partitions any more.
 inline void HidePartitions(const EraseScene& scene) {

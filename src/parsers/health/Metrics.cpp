@@ -47,18 +47,17 @@ Value Ratio(const std::optional<std::uint64_t>& percent) {
 }
 Value Flag(bool value) { return value ? "1" : "0"; }
 
+// A RAID volume is no drive that could answer; its members are.
+Value IsUp(const DriveHealth& health) {
+  if (health.access == Access::Volume) return {};
+  return Flag(health.access == Access::Answered);
+}
 Value IsFailing(const DriveHealth& health) {
   if (health.verdict.kind == DriveVerdict::Kind::Unknown ||
       health.verdict.kind == DriveVerdict::Kind::SmartOff) {
     return {};
   }
   return Flag(health.verdict.IsFailing());
-}
-// A volume is no drive, and is not asked.
-template <Access Wanted>
-Value Is(const DriveHealth& health) {
-  if (health.access == Access::Volume) return {};
-  return Flag(health.access == Wanted);
 }
 Value TestIs(const DriveHealth& health, SelfTestEnd end) {
   if (!health.selfTest) return {};
@@ -75,9 +74,9 @@ struct MetricRow {
 };
 // clang-format off
 constexpr MetricRow kMetrics[] = {
-    {"morvu_drive_up",                      "gauge",   "Whether the drive was asked and answered.",                            Is<Access::Answered>},
-    {"morvu_drive_asleep",                  "gauge",   "Whether the drive is in standby; it is let sleep.",                    Is<Access::Asleep>},
-    {"morvu_drive_in_use",                  "gauge",   "Whether another program or job works on the drive.",                   Is<Access::InUse>},
+    {"morvu_drive_up",                      "gauge",   "Whether the drive was asked and answered.",                            IsUp},
+    {"morvu_drive_asleep",                  "gauge",   "Whether the drive is in standby; it is let sleep.",                    [](const DriveHealth& h) { return Flag(h.access == Access::Asleep); }},
+    {"morvu_drive_in_use",                  "gauge",   "Whether another program or job works on the drive.",                   [](const DriveHealth& h) { return Flag(h.access == Access::InUse); }},
     {"morvu_drive_failing",                 "gauge",   "The drive's own verdict: 1 when it expects to fail.",                  IsFailing},
     {"morvu_drive_life_remaining_ratio",    "gauge",   "What remains of the planned life.",                                    [](const DriveHealth& h) { return Ratio(h.lifeLeftPercent); }},
     {"morvu_drive_wear_ratio",              "gauge",   "What is used of the planned life; goes on beyond 1.",                  [](const DriveHealth& h) { return Ratio(h.wearPercent); }},
