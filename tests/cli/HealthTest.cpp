@@ -52,6 +52,8 @@ const Case kCases[] = {
     {"media",       kNvme, [](DriveState& s) { s.nvme.health[160] = 3; }, "C .*3 ", 4},
     {"huge",        kNvme, [](DriveState& s) { s.nvme.health[136] = 1; }, "0 .* - .* - .*FW01", 0},
     {"waits",       kNvme, [](DriveState& s) { std::strcpy(s.nvme.slots[1], "FW02"); s.nvme.nextSlot = 2; }, "FW01 .*FW02", 0},
+    {"waits_there", kNvme, [](DriveState& s) { std::strcpy(s.nvme.slots[0], "FW02"); s.nvme.nextSlot = 1; }, "FW01 .*FW02", 0},
+    {"same_slot",   kNvme, [](DriveState& s) { s.nvme.nextSlot = 1; }, "FW01 .*-", 0},
     {"sas",         kScsi, [](DriveState&) {}, "Passed .*99% .*28 C .*0 .*1234 .*- .*FW01", 0},
     {"predicts",    kScsi, [](DriveState& s) { s.scsi.predictsFailure = 1; s.scsi.selfTestResult = 0; }, "FAILING .*No fault", 1},
     {"sas_faults",  kScsi, [](DriveState& s) { s.scsi.selfTestResult = 6; s.scsi.mediaErrors = 2; }, "2 .*Failed", 4},
