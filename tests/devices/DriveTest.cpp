@@ -188,23 +188,6 @@ TEST(CheckPartitionsTest, WhatCannotBeAskedIsNotNone) {
   EXPECT_EQ(128, FindDrive(manager, "/dev/nvme0n1")->CheckPartitions());
 }
 
-// The way a language's `ls` quotes names, or a PATH without its tools, changed answers once.
-TEST(CheckPartitionsTest, TheEnvironmentChangesNoAnswer) {
-  TestFleet fleet;
-  fleet.Add({}).AddPartition(1 << 20);
-  AdapterManager manager;
-  const std::string path = getenv("PATH");
-  setenv("QUOTING_STYLE", "c", 1);
-  setenv("PATH", "/nowhere", 1);
-  manager.Scan({.findLogical = true});
-  const auto listed = manager.GetDrives().size();
-  const auto code = listed == 0 ? 0 : manager.GetDrives()[0]->CheckPartitions();
-  unsetenv("QUOTING_STYLE");
-  setenv("PATH", path.c_str(), 1);
-  EXPECT_EQ(1u, listed);
-  EXPECT_EQ(13, code);
-}
-
 // ---- Output ----
 
 class DriveOutputTest : public testing::Test {
