@@ -82,6 +82,18 @@ TEST_F(DriveClass, ListsTheProductsThatAreShownAlone) {
   EXPECT_EQ("BTWL402600K4480QGN", PropertyText(*reply.Listed().front(), "SerialNumber"));
 }
 
+// Of several blanks none is left out: the name of one drive must not become another's.
+TEST_F(DriveClass, SelectsASerialNumberAsItWasSpelled) {
+  const std::pair<std::string, std::string> kSpelled[] = {
+      {"BTWL 1", "BTWL 1"}, {"BTWL  1", "BTWL  1"}, {"BTWL  <", "BTWL  &lt;"}};
+  for (const auto& [serial, key] : kSpelled) AddSata(serial);
+  Scan();
+  for (const auto& [serial, key] : kSpelled) {
+    const auto text = Ask(KeyObject("SerialNumber", " " + key + "\n")).Text();
+    EXPECT_NE(text.find("uniqueId=\"" + key + "\""), text.npos) << text;
+  }
+}
+
 TEST_F(DriveClass, KeepsItsListUntilTheNextScan) {
   auto drive = AddSata("BTWL000000000480QG");
   EXPECT_EQ(0u, Ask("").Listed().size());
@@ -154,7 +166,7 @@ TEST_F(DriveClass, EndsRequestsWithTheirCodeAndSendsNothingForThoseThatItRefuses
       {"<Property direction='i' name='SerialNumber' powercycle='True'>X</Property>", 73},
       {"<Property direction='i' name='NoSuchProperty'>red</Property>", 272},
       {"<Property direction='io' name='NoSuchProperty'>red</Property>", 272},
-      {"<Property direction='i' name='maximumlba'>native</Property>", 272},
+      {"<Property direction='i' name='maximumlba'>native</Property><!--NoSuch-->", 272},
       {"<Property direction='i' name='MaximumLBA'>native</Property><Property name='PhySpeed'/>",
        73},
   };
@@ -187,7 +199,7 @@ TEST_F(DriveClass, EndsRequestsWithTheirCodeAndSendsNothingForThoseThatItRefuses
 TEST_F(DriveClass, ShowsThePropertiesThatAreNamed) {
   AddSata();
   const auto reply = Scan(
-      "<Object name='cimProperties'><Property name='serialnumber'/><Property name='Colour'/>"
+      "<Object name='cimProperties'><Property name='serialnumber'/><Property name='NoSuchColour'/>"
       "<Property name='MaximumLBA'/></Object>"
       "<Object name='cimProperties'><Property name='SMARTEnabled'/><Property name='Bootloader'/>"
       "</Object>");
@@ -197,7 +209,7 @@ TEST_F(DriveClass, ShowsThePropertiesThatAreNamed) {
     if (tag == "Property") shown += AttributeText(property, "name") + "=" + property.data() + ";";
   }
   EXPECT_EQ(
-      "SerialNumber=BTWL402600K4480QGN;Colour=Property does not exist.;MaximumLBA=937703088;"
+      "SerialNumber=BTWL402600K4480QGN;NoSuchColour=Property does not exist.;MaximumLBA=937703088;"
       "SMARTEnabled=True;",
       shown);
 }

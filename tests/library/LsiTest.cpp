@@ -90,7 +90,14 @@ TEST_F(LsiHost, NeitherAVolumeNorAMemberIsErased) {
   fleet_.SetLibraryFaults({});
   const auto list = host.Call(kScan);
   EXPECT_EQ(Erase(host, "Index", "0"), 97);
-  for (const char* member : {"LSI_0_0", "LSI_0_1"}) {
+  // The controller takes a drive for a volume, or cannot be asked, once the host has its list.
+  fleet_.Drive("LSI_0_2").ClearJournal();
+  fleet_.SetLibraryFaults({"volumes-fail"});
+  EXPECT_EQ(Erase(host, "SerialNumber", "BTWL0003"), 255);
+  fleet_.SetLibraryFaults({});
+  fleet_.AddVolume({"LSI_0_2"}, false);
+  EXPECT_EQ(Erase(host, "SerialNumber", "BTWL0003"), 255);
+  for (const char* member : {"LSI_0_0", "LSI_0_1", "LSI_0_2"}) {
     for (const auto& command : fleet_.Drive(member).Journal()) {
       EXPECT_TRUE(command.AtaOpcode() != 0xF1 && command.AtaOpcode() != 0xF4) << command.Text();
     }
