@@ -6,34 +6,12 @@
 namespace Morvu::Testing {
 namespace {
 
-using DeviceManagement::NvmeSpace;
 using DeviceManagement::SystemFacts;
 using Simulator::Fault;
 using Simulator::Kind;
 using Simulator::TestFleet;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
-
-std::vector<std::string> SpacesOf(const SystemFacts& facts) {
-  std::vector<std::string> texts;
-  for (const auto& space : facts.GetNvmeSpaces().value()) {
-    auto text = space.path + " " + std::to_string(space.identifier.value_or(0));
-    for (const auto& controller : space.controllers) text += " " + controller;
-    texts.push_back(text);
-  }
-  return texts;
-}
-
-TEST(SystemFactsTest, TellsNamespacesByTheKernelAndNotByTheirNames) {
-  TestFleet fleet;
-  fleet.Add({.kind = Kind::Nvme, .serial = "A", .nsids = {2, 3}});
-  fleet.Add({.kind = Kind::Nvme, .serial = "B", .controllers = 2});
-  fleet.Add({.kind = Kind::Nvme, .serial = "C", .subsystem = 7});
-  EXPECT_THAT(SpacesOf(SystemFacts::Read()),
-              ElementsAre("/dev/nvme0n1 2 /dev/nvme0", "/dev/nvme0n2 3 /dev/nvme0",
-                          "/dev/nvme1n1 1 /dev/nvme1 /dev/nvme2", "/dev/nvme7n1 1 /dev/nvme3"));
-}
 
 TEST(SystemFactsTest, KnowsSerialNumbersWithoutAskingADrive) {
   TestFleet fleet;

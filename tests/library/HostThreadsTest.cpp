@@ -89,14 +89,6 @@ TEST_F(ExitingCallback, EndsTheHostsOwnThread) {
   ExpectThatUnloadReturns();
 }
 
-TEST_F(ExitingCallback, EndsAJobsThread) {
-  Host host;
-  exits = true;
-  EXPECT_FALSE(host.Await(host.Send(kListJobs)).IsEmpty());
-  EXPECT_FALSE(host.Call(kListJobs).IsEmpty());
-  ExpectThatUnloadReturns();
-}
-
 TEST_F(ExitingCallback, LeavesNoJobThatRunsForEver) {
   Simulator::TestFleet fleet;
   fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});

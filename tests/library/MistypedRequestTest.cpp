@@ -106,10 +106,10 @@ const Slip kSlips[] = {
 // clang-format on
 
 TEST_F(MistypedRequests, SendNothingToAnyDrive) {
-  sata_.ClearJournal();
-  nvme_.ClearJournal();
   for (const auto& slip : kSlips) {
     SCOPED_TRACE(slip.what);
+    sata_.ClearJournal();
+    nvme_.ClearJournal();
     const auto reply = Ask(slip.content, slip.root);
     EXPECT_EQ(slip.code, reply.ErrorCode());
     EXPECT_THAT(reply.Attribute("reason"), HasSubstr(slip.reason));

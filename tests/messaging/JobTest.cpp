@@ -4,8 +4,8 @@
 #include <signal.h>
 
 #include <atomic>
-#include <condition_variable>
 #include <locale>
+#include <semaphore>
 #include <set>
 #include <thread>
 
@@ -274,31 +274,14 @@ TEST_F(Jobs, StayForTheirTimeAfterTheirEnd) {
 
 // ---- Jobs that run while the test looks ----
 
-class Gate {
- public:
-  void Open() {
-    std::lock_guard lock(mutex_);
-    isOpen_ = true;
-    changed_.notify_all();
-  }
-  void Wait() {
-    std::unique_lock lock(mutex_);
-    changed_.wait(lock, [this] { return isOpen_; });
-  }
-
- private:
-  std::mutex mutex_;
-  std::condition_variable changed_;
-  bool isOpen_ = false;
-};
-
+using Gate = std::counting_semaphore<>;
 std::unique_ptr<Gate> entered, go;
 
 constexpr auto kPatience = 60s;
 
 std::unique_ptr<Message> WaitForCancel(JobContext& context) {
   context.services->SetTimeBeforeRemoval(JobDuration::zero());
-  entered->Open();
+  entered->release();
   // A cancel that is lost must fail the test and not hold it for ever.
   const auto end = std::chrono::steady_clock::now() + kPatience;
   while (!context.reporter->IsCancelRequested() && std::chrono::steady_clock::now() < end) {
@@ -311,9 +294,9 @@ std::unique_ptr<Message> WaitForCancel(JobContext& context) {
 
 TEST_F(Jobs, StayWhileTheyRunAndEndWhenCanceled) {
   JobManager manager(Environment());
-  entered = std::make_unique<Gate>();
+  entered = std::make_unique<Gate>(0);
   const auto id = Run(manager, &WaitForCancel, "<Message subject='W'/>", false);
-  entered->Wait();
+  entered->acquire();
   Advance(24h);
   manager.Sweep();
   manager.CancelJob(id + 1);
@@ -329,11 +312,11 @@ TEST_F(Jobs, StayWhileTheyRunAndEndWhenCanceled) {
 }
 
 TEST_F(Jobs, AreCanceledAndAwaitedWhenTheManagerGoes) {
-  entered = std::make_unique<Gate>();
+  entered = std::make_unique<Gate>(0);
   {
     JobManager manager(Environment());
     for (int i = 0; i < 3; ++i) Run(manager, &WaitForCancel, "<Message subject='W'/>", false);
-    entered->Wait();
+    entered->acquire();
   }
   ASSERT_EQ(3u, posts.size());
   for (const auto& post : posts) EXPECT_EQ("2", TextOf(*post.message->objects.back(), "ErrorCode"));
@@ -417,12 +400,12 @@ TEST_F(Jobs, TakeNoIdentifierWhoseMessagesStillWait) {
 }
 
 TEST_F(Jobs, HaveNoStartTimeWhileTheyScan) {
-  entered = std::make_unique<Gate>();
-  go = std::make_unique<Gate>();
+  entered = std::make_unique<Gate>(0);
+  go = std::make_unique<Gate>(0);
   struct : NoJobServices {
     void Rescan(const Message&) override {
-      entered->Open();
-      go->Wait();
+      entered->release();
+      go->acquire();
     }
   } services;
   JobContext context;
@@ -431,12 +414,12 @@ TEST_F(Jobs, HaveNoStartTimeWhileTheyScan) {
   Job job(context, &Succeed, environment);
   job.Accept(Message::Parse("<Message subject='S' scan='True'/>"));
   ASSERT_TRUE(job.StartThread());
-  entered->Wait();
+  entered->acquire();
   const auto object = job.ToXmlObject();
   EXPECT_EQ("not-a-date-time", TextOf(*object, "StartTime"));
   EXPECT_EQ("not-a-date-time", TextOf(*object, "ElapsedTime"));
   EXPECT_EQ("74", TextOf(*object, "ErrorCode"));
-  go->Open();
+  go->release();
   job.Join();
   EXPECT_EQ("19700112134640.000000+000", TextOf(LastObject(), "StartTime"));
 }

@@ -41,18 +41,14 @@ class Tool : public testing::Test {
     fleet_ = testing::TempDir() + "simdrives-" + std::to_string(getpid());
     std::filesystem::remove_all(fleet_);
     ASSERT_EQ(0, Simdrives("make FLEET").code);
-    ASSERT_EQ(
-        "/dev/sg0\n",
-        Simdrives(
-            "add FLEET --kind ata --model 'MORVU SATA' --serial ATA1 --firmware AAAA0001 --size 1G")
-            .text);
-    ASSERT_EQ("/dev/nvme0n1\n", Simdrives("add FLEET --kind nvme --model 'MORVU NVME' --serial "
-                                          "NVME1 --firmware BBBB0001 --size 1G")
-                                    .text);
-    ASSERT_EQ(
-        "/dev/sg1\n",
-        Simdrives("add FLEET --kind scsi --model SAS --serial SCSI1 --firmware C001 --size 1G")
-            .text);
+    const std::pair<const char*, const char*> kDrives[] = {
+        {"ata --model 'MORVU SATA' --serial ATA1 --firmware AAAA0001", "/dev/sg0\n"},
+        {"nvme --model 'MORVU NVME' --serial NVME1 --firmware BBBB0001", "/dev/nvme0n1\n"},
+        {"scsi --model SAS --serial SCSI1 --firmware C001", "/dev/sg1\n"},
+    };
+    for (const auto& [words, node] : kDrives) {
+      ASSERT_EQ(node, Simdrives("add FLEET --size 1G --kind " + std::string(words)).text);
+    }
   }
   void TearDown() override { std::filesystem::remove_all(fleet_); }
 
