@@ -127,7 +127,9 @@ class LogPage {
                                  static_cast<std::uint8_t>(code), 0x03,
                                  static_cast<std::uint8_t>(width)};
     bytes_.insert(bytes_.end(), std::begin(head), std::end(head));
-    for (auto left = width; left-- > 0;) AddByte(static_cast<std::uint8_t>(value >> (8 * left)));
+    for (auto left = width; left-- > 0;) {
+      AddByte(left < sizeof value ? static_cast<std::uint8_t>(value >> (8 * left)) : 0);
+    }
   }
   void AddByte(std::uint8_t byte) { bytes_.push_back(byte); }
   const std::vector<std::uint8_t>& Finish() {
@@ -150,7 +152,7 @@ constexpr std::uint64_t kBytesWritten = 123'456'789'000, kMinutes = 1234 * 60;
 constexpr LogPageRow kLogPages[] = {
     {0x00, nullptr},  // the list of these
     {0x02, [](const ScsiState&, LogPage& page) { page.AddParameter(5, kBytesWritten, 8); page.AddParameter(6, 0, 8); }},
-    {0x03, [](const ScsiState& scsi, LogPage& page) { page.AddParameter(6, scsi.mediaErrors, 8); }},
+    {0x03, [](const ScsiState& scsi, LogPage& page) { page.AddParameter(6, scsi.mediaErrors, 10); }},
     {0x0D, [](const ScsiState&, LogPage& page) { page.AddParameter(0, 28, 2); page.AddParameter(1, 70, 2); }},
     {0x10, [](const ScsiState& scsi, LogPage& page) {
        // Byte 0: the test's code, short, and its result.

@@ -21,6 +21,18 @@ constexpr const PropertyEntry* kAlwaysShown[] = {&Properties::Index, &Properties
                                                  &Properties::SerialNumber, &Properties::Firmware,
                                                  &Properties::DevicePath};
 
+// What a scan writes down of a drive that has not even told its size: no more than assumed.
+constexpr const PropertyEntry* kAssumed[] = {&Properties::PhysicalSize, &Properties::SectorSize,
+                                             &Properties::OpalState};
+
+bool IsAssumed(const Device& device, const PropertyEntry& entry) {
+  const auto& told = device.GetProperties();
+  if (told.Has(Properties::MaximumLBA)) return false;
+  // A controller without a namespace tells its state all the same.
+  if (entry.name == Properties::DeviceStatus.name) return !told.Has(Properties::ErrorString);
+  return std::ranges::any_of(kAssumed, [&](const auto* each) { return each->name == entry.name; });
+}
+
 bool IsShown(const Report::Drive& drive, const PropertyEntry& entry) {
   return std::ranges::any_of(drive.properties, [&](const DeviceProperty& property) {
     return property.GetName() == entry.name;
@@ -29,7 +41,7 @@ bool IsShown(const Report::Drive& drive, const PropertyEntry& entry) {
 
 void AddKept(Report::Drive& drive, const Device& device, const PropertyEntry& entry) {
   const auto* property = device.GetProperties().Find(entry);
-  if (property == nullptr || IsShown(drive, entry)) return;
+  if (property == nullptr || IsShown(drive, entry) || IsAssumed(device, entry)) return;
   auto value = property->Resolve();
   if (value.HasValue()) drive.properties.push_back(std::move(value));
 }

@@ -1,12 +1,9 @@
-// Lines with an option that destroys data: what is doubtful about them, and that nothing
-// reaches the drive then.
+// Lines with an option that destroys data, or works on one drive: what is doubtful about them,
+// and that nothing reaches the drive then.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
-#include <sys/wait.h>
-#include <unistd.h>
 
 #include <algorithm>
-#include <csignal>
 #include <string>
 #include <vector>
 
@@ -17,7 +14,6 @@ namespace Morvu {
 namespace {
 
 using namespace EraseTesting;
-using Simulator::Fault;
 using ::testing::HasSubstr;
 
 // Two drives, both full of data; "B" is the second one's serial number.
@@ -64,6 +60,7 @@ TEST_P(RefusedErase, ErasesNothing) {
   const auto outcome = RunLine(GetParam().words, "y\n");
   EXPECT_EQ(outcome.code, GetParam().code);
   EXPECT_TRUE(AreUntouched());
+  for (auto& drive : drives) EXPECT_EQ(drive.State().ata.selfTest.running, 0);
   EXPECT_THAT(outcome.output, HasSubstr(GetParam().reason));
 }
 
@@ -71,6 +68,7 @@ constexpr std::string_view kDoubtful = "is not";
 constexpr std::string_view kAlone = "must be the only";
 constexpr std::string_view kSelect = "select the drive with";
 constexpr std::string_view kSeveral = "more than one";
+constexpr std::string_view kInvalid = "Invalid arguments";
 
 const Refused kRefused[] = {
     // A second feature, wherever it stands.
@@ -81,10 +79,17 @@ const Refused kRefused[] = {
     // Two drives, by two options or by one that stands twice.
     {{"-drive_index", "0", "-drive_serial", "B", "-secure_erase", "-force"}, 73, kSeveral},
     {{"-drive_serial", "A", "-secure_erase", "-force", "-drive_serial", "B"}, 73, kDoubtful},
-    {{"-drive_index", "0", "1", "-secure_erase", "-force"}, 73, "Invalid arguments"},
+    {{"-drive_index", "0", "1", "-secure_erase", "-force"}, 73, kInvalid},
     // None.
     {{"-secure_erase", "-force"}, 73, kSelect},
     {{"-sanitize", "block", "-force"}, 73, kSelect},
+    {{"-self_test", "short"}, 73, kSelect},
+    {{"-standby_immediate"}, 73, kSelect},
+    {{"-set_temp_threshold", "40"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test", "short", "offline", "now"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test", "short", "slow"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test", "long"}, 168, ""},
     {{"-format", "-force"}, 73, kSelect},
     // Words that were not understood.
     {{"-drive_serial", "A", "-secure_erase", "now", "-force"}, 73, kDoubtful},
@@ -95,6 +100,11 @@ const Refused kRefused[] = {
     {{"-drive_serial", "A", "-format", "-froce", "-force"}, 73, kDoubtful},
     {{"-drive_serial", "A", "B", "-secure_erase", "-force"}, 73, kDoubtful},
     {{"-drive_serial", "A", "-format", "0", "-format", "1", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-format", "2", "-force"}, 73, "Supported values are: 0, and 1"},
+    {{"-drive_serial", "A", "-format", "x", "-force"}, 73, kInvalid},
+    {{"-drive_serial", "A", "-format", "256", "-force"}, 73, kInvalid},
+    {{"-drive_serial", "A", "-format", "0", "y", "-force"}, 73, kInvalid},
+    {{"-drive_serial", "A", "-sanitize", "all", "-force"}, 291, ""},
     {{"-drive_serial", "A", "-format", "0", "0", "0", "0", "0", "0", "-force"}, 73, "Too many"},
 };
 INSTANTIATE_TEST_SUITE_P(Lines, RefusedErase, ::testing::ValuesIn(kRefused));
@@ -147,44 +157,6 @@ TEST_F(EraseGate, ErasesNothingWhenItsOutputCannotBeWritten) {
             Status::FileNotWritten);
   EXPECT_TRUE(AreUntouched());
 }
-
-// ---- Signals ----
-
-// Runs the line in a process of its own, which gets the signal at the command with this
-// opcode; how it ended.
-int RunInAProcess(Simulator::SimulatedDrive& drive, int signal, int opcode) {
-  drive.Inject(Fault::Signal(signal).OnOpcode(static_cast<std::uint8_t>(opcode)).Times(1));
-  const pid_t child = fork();
-  if (child == 0) {
-    std::signal(signal, SIG_DFL);
-    (void)RunLine({"-drive_serial", "A", "-secure_erase", "-force"});
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  drive.ClearFaults();
-  return status;
-}
-
-struct SentSignal {
-  int signal;
-  bool stops;
-};
-class HeldSignal : public EraseGate, public ::testing::WithParamInterface<SentSignal> {};
-
-// It comes while the drive has the password: that is taken off first, and then the tool
-// ends by the signal, as a loop in a shell expects of it.
-TEST_P(HeldSignal, EndsTheToolOnceThePasswordIsOff) {
-  constexpr int kSetPassword = 0xF1;
-  const auto status = RunInAProcess(drives[0], GetParam().signal, kSetPassword);
-  EXPECT_TRUE(WIFSIGNALED(status) && WTERMSIG(status) == GetParam().signal) << status;
-  EXPECT_FALSE(drives[0].State().ata.security.enabled);
-  EXPECT_EQ(AreUntouched(), GetParam().stops);
-}
-INSTANTIATE_TEST_SUITE_P(Signals, HeldSignal,
-                         ::testing::Values(SentSignal{SIGINT, true}, SentSignal{SIGTERM, true},
-                                           SentSignal{SIGHUP, true}, SentSignal{SIGQUIT, true},
-                                           SentSignal{SIGPIPE, false}, SentSignal{SIGXFSZ, false}));
 
 }  // namespace
 }  // namespace Morvu

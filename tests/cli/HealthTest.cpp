@@ -45,12 +45,16 @@ const Case kCases[] = {
     {"cold",        kAta,  [](DriveState& s) { Find(s, 0xBE).raw = 0xFB; }, "-5 C", 0},
     {"hours",       kAta,  [](DriveState& s) { Find(s, 0x09).raw = 0x0100'0000'0005; }, "0 .*5 .*No fault", 0},
     {"statistics",  kAta,  [](DriveState& s) { s.ata.hasStatistics = 1; Find(s, 0xBB).raw = 9; }, "28 C .*9 ", 4},
+    // What the standard's page says outweighs an attribute that has not moved.
+    {"statistics_life", kAta, [](DriveState& s) { s.ata.hasStatistics = 1; Find(s, 0xE8) = Find(s, 0xE9); Find(s, 0xE9).value = 5; }, "Passed .* 5%", 2},
     {"nvme",        kNvme, [](DriveState&) {}, "Passed .*99% .*28 C .*0 .*1234 .*- .*FW01 .*-", 0},
     {"warning",     kNvme, [](DriveState& s) { s.nvme.health[0] = 4; }, "FAILING", 1},
     {"used",        kNvme, [](DriveState& s) { s.nvme.health[5] = 130; }, "Passed .* 0%", 2},
     {"no_spare",    kNvme, [](DriveState& s) { s.nvme.health[3] = 4; }, "Passed .* 99%", 2},
     {"media",       kNvme, [](DriveState& s) { s.nvme.health[160] = 3; }, "C .*3 ", 4},
     {"huge",        kNvme, [](DriveState& s) { s.nvme.health[136] = 1; }, "0 .* - .* - .*FW01", 0},
+    {"many_errors", kNvme, [](DriveState& s) { s.nvme.health[168] = 1; }, "28 C .* 18446744073709551615 .*1234", 4},
+    {"no_sensor",   kNvme, [](DriveState& s) { s.nvme.health[1] = s.nvme.health[2] = 0; }, "99% .* - .* 0 .*1234", 0},
     {"waits",       kNvme, [](DriveState& s) { std::strcpy(s.nvme.slots[1], "FW02"); s.nvme.nextSlot = 2; }, "FW01 .*FW02", 0},
     {"waits_there", kNvme, [](DriveState& s) { std::strcpy(s.nvme.slots[0], "FW02"); s.nvme.nextSlot = 1; }, "FW01 .*FW02", 0},
     {"same_slot",   kNvme, [](DriveState& s) { s.nvme.nextSlot = 1; }, "FW01 .*-", 0},
@@ -102,6 +106,7 @@ TEST(HealthOfMany, SortsTheWorstFirstAndTellsOfThoseThatAreNotAsked) {
               HasSubstr("4 drives: 1 failing, 1 nearly worn out, 1 without a verdict."));
   EXPECT_EQ(outcome.sideResult, 912 + 11);
   EXPECT_TRUE(held.Journal().empty());
+  EXPECT_THAT(RunToolLine({"-health", "-json"}).output, HasSubstr("\"Findings\": 11\n"));
   close(holder);
   EXPECT_EQ(RunToolLine({"-drive_serial", "GOOD", "-health"}).sideResult, 0);
   EXPECT_EQ(RunToolLine({"-health", "best", "file"}).code, 73);

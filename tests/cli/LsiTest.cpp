@@ -11,6 +11,7 @@ namespace Morvu {
 namespace {
 
 using ::testing::HasSubstr;
+using ::testing::Not;
 using Testing::RunToolLine;
 using Words = std::vector<std::string>;
 
@@ -53,6 +54,15 @@ TEST_F(LsiLine, SelectsAndRefuses) {
   EXPECT_EQ(fleet.Drive("LSI_0_0").ReadMedium(0, 512), content);
   EXPECT_EQ(fleet.Drive("LSI_0_1").ReadMedium(0, 512), content);
   EXPECT_EQ(fleet.Drive("LSI_0_2").ReadMedium(0, 512), std::vector<std::uint8_t>(512));
+}
+
+// No alert for a drive that does not answer may come of a volume.
+TEST_F(LsiLine, AVolumeIsNoDriveThatIsSilent) {
+  const auto text = RunToolLine({"-lsi", "-metrics"}).output;
+  EXPECT_THAT(text, HasSubstr("morvu_drive_info{device=\"" + disk + "\""));
+  EXPECT_THAT(text, Not(HasSubstr("morvu_drive_up{device=\"" + disk + "\"")));
+  EXPECT_THAT(text, HasSubstr("morvu_drive_up{device=\"LSI_0_0\",serial=\"BTWL1\"} 1"));
+  EXPECT_EQ(RunToolLine({"-lsi", "-health"}).sideResult, 0);
 }
 
 TEST_F(LsiLine, TellsWhoseDataAreOnAMemberBeforeItTakesFirmware) {

@@ -27,13 +27,10 @@ class Erases : public ::testing::Test {
     drive_.WriteMedium(0, content_);
   }
 
-  static std::string Method(std::string_view name, std::string_view parameters = {}) {
-    return "<Message cimClass='MorvuSSD'><Object cimClass='MorvuSSD'><Property name='SerialNumber' "
-           "key='True'>" +
-           std::string(kSerial) + "</Property></Object><Object type='method' name='" +
-           std::string(name) + "'>" + std::string(parameters) + "</Object></Message>";
+  Reply Run(std::string_view method, std::string_view parameters = {}) {
+    return host_.Ask(Drive(kSerial) + Method(method, parameters));
   }
-  void Scan() { host_.Call("<Message cimClass='MorvuSSD' scan='True'/>"); }
+  void Scan() { host_.Call(kScan); }
   bool WasSent(int opcode) const {
     const auto opcodes = drive_.Opcodes();
     return std::ranges::find(opcodes, opcode) != opcodes.end();
@@ -49,31 +46,28 @@ TEST_F(Erases, APartitionRefusesUnlessTheHostForces) {
   drive_.AddPartition();
   Scan();
   for (const auto* method : {"SecureErase", "Delete"}) {
-    EXPECT_EQ(host_.Call(Method(method)).ErrorCode(), 13) << method;
-    EXPECT_EQ(host_.Call(Method(method, "<Property name='force'>false</Property>")).ErrorCode(),
-              13);
+    EXPECT_EQ(Run(method).ErrorCode(), 13) << method;
+    EXPECT_EQ(Run(method, Parameter("force", "false")).ErrorCode(), 13);
   }
   EXPECT_FALSE(WasSent(kSetPassword));
   EXPECT_EQ(drive_.ReadMedium(0, content_.size()), content_);
 
-  const auto forced = Method("SecureErase", "<Property name='force'>True</Property>");
-  EXPECT_EQ(host_.Call(forced).ErrorCode(), 0);
+  EXPECT_EQ(Run("SecureErase", Parameter("force", "True")).ErrorCode(), 0);
   EXPECT_TRUE(WasSent(kEraseUnit));
   EXPECT_FALSE(drive_.State().ata.security.enabled);
   EXPECT_EQ(drive_.ReadMedium(0, content_.size()), std::vector<std::uint8_t>(content_.size()));
 }
 
 TEST_F(Erases, RefuseADriveWithoutAName) {
-  const auto call = [&](std::string method) {
-    const auto key = std::string(kSerial) + '<';
-    return host_.Call(method.replace(method.find(key), key.size(), "0<")).ErrorCode();
+  const auto call = [&](std::string_view method) {
+    return host_.Ask(Drive("0") + Method(method)).ErrorCode();
   };
   drive_.TakeNames();
   Scan();
   for (const auto* method : {"SecureErase", "Delete", "Sanitize"}) {
-    EXPECT_EQ(call(Method(method)), 245) << method;
+    EXPECT_EQ(call(method), 245) << method;
   }
-  EXPECT_EQ(call(Method("StandbyImmediate")), 0);
+  EXPECT_EQ(call("StandbyImmediate"), 0);
   EXPECT_FALSE(WasSent(kSetPassword));
   EXPECT_EQ(drive_.ReadMedium(0, content_.size()), content_);
 }
@@ -83,9 +77,7 @@ TEST_F(Erases, AMethodTakesOneDrive) {
   Scan();
   for (const auto* method :
        {"SecureErase", "Delete", "Format", "DriveSelfTest", "StandbyImmediate"}) {
-    const auto request = "<Message cimClass='MorvuSSD'><Object type='method' name='" +
-                         std::string(method) + "'/></Message>";
-    EXPECT_EQ(host_.Call(request).ErrorCode(), 245) << method;
+    EXPECT_EQ(host_.Ask(Method(method)).ErrorCode(), 245) << method;
   }
   EXPECT_FALSE(WasSent(kSetPassword));
 }
@@ -93,17 +85,13 @@ TEST_F(Erases, AMethodTakesOneDrive) {
 TEST_F(Erases, ACancelByMessageEndsTheWaitForASelfTest) {
   drive_.State().ata.selfTest.extendedMs = 2'000'000'000;
   Scan();
-  const auto job = host_.Send(Method("DriveSelfTest"));
+  const auto job = host_.Send(Host::Request(Drive(kSerial) + Method("DriveSelfTest")));
   for (int i = 0; i < 10'000 && !WasSent(kSmart); ++i) {
     std::this_thread::sleep_for(std::chrono::milliseconds(1));
   }
   ASSERT_TRUE(WasSent(kSmart));
-  const auto cancel = host_.Send(
-      "<Message subject='MorvuJob' type='cancel' identifier='" + std::to_string(job) + "'/>", true);
-  EXPECT_TRUE(host_.Receive(cancel).IsEmpty());
-  auto reply = host_.Await(job);
-  while (reply.Job("JobState") != "7") reply = host_.Await(job);
-  EXPECT_EQ(reply.ErrorCode(), 2);
+  host_.Cancel(job);
+  EXPECT_EQ(host_.AwaitEnd(job).ErrorCode(), 2);
   EXPECT_EQ(drive_.ReadMedium(0, content_.size()), content_);
 }
 

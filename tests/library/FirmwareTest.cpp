@@ -29,16 +29,13 @@ TEST(FirmwareUpdate, ReportsItsProgressAndTheDrivesNewRevision) {
   const std::string shown =
       "<Object name='cimProperties'><Property name='Firmware'/>"
       "<Property name='FirmwareUpdateAvailable'/></Object>";
-  const auto before = host.Call("<Message subject='MorvuSSD' scan='True'>" + shown + "</Message>");
+  const auto before = host.Ask(shown, "scan='True'");
   ASSERT_EQ(before.Listed().size(), 1u);
   EXPECT_EQ(PropertyText(*before.Listed()[0], "Firmware"), "D2010370");
   EXPECT_EQ(PropertyText(*before.Listed()[0], "FirmwareUpdateAvailable"), "");
 
-  const auto job = host.Send(
-      "<Message subject='MorvuSSD'><Object cimClass='MorvuSSD'>"
-      "<Property name='SerialNumber' key='True'>BTWL402600K4480QGN</Property></Object>"
-      "<Object type='method' name='FirmwareUpdate'><Property name='file'>" +
-      path + "</Property></Object></Message>");
+  const auto job = host.Send(Host::Request(Drive("BTWL402600K4480QGN") +
+                                           Method("FirmwareUpdate", Parameter("file", path))));
   int percent = 0;
   auto reply = host.Await(job);
   for (; reply.Job("JobState") != "7"; reply = host.Await(job)) {
@@ -49,7 +46,7 @@ TEST(FirmwareUpdate, ReportsItsProgressAndTheDrivesNewRevision) {
   EXPECT_EQ(reply.Job("PercentComplete"), "100");
   EXPECT_STREQ(drive.State().firmware, "D2010380");
 
-  const auto after = host.Call("<Message subject='MorvuSSD' scan='True'>" + shown + "</Message>");
+  const auto after = host.Ask(shown, "scan='True'");
   EXPECT_EQ(PropertyText(*after.Listed()[0], "Firmware"), "D2010380");
 }
 
@@ -60,15 +57,12 @@ TEST(FirmwareUpdate, ARefusedImageIsToldByTheJob) {
   const auto path = fleet.Folder() + "/image.bin";
   std::ofstream(path, std::ios::binary) << ImageBytes("D2010380", 300'000);
   Host host;
-  host.Call("<Message subject='MorvuSSD' scan='True'/>");
+  host.Call(kScan);
   const auto update = [&](const std::string& file) {
-    return host
-        .Call("<Message subject='MorvuSSD'><Object type='method' name='FirmwareUpdate'>" + file +
-              "</Object></Message>")
-        .ErrorCode();
+    return host.Ask(Method("FirmwareUpdate", file)).ErrorCode();
   };
-  EXPECT_EQ(update("<Property name='file'>" + path + "</Property>"), 19);
-  EXPECT_EQ(update("<Property name='file'>/absent</Property>"), 10);
+  EXPECT_EQ(update(Parameter("file", path)), 19);
+  EXPECT_EQ(update(Parameter("file", "/absent")), 10);
   EXPECT_EQ(update(""), 301);
   EXPECT_STREQ(drive.State().firmware, "D2010370");
 }

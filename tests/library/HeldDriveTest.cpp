@@ -16,21 +16,12 @@
 namespace MorvuHost {
 namespace {
 
-constexpr std::string_view kScanOfHeld = "<Message cimClass='MorvuSSD' scan='True'/>";
 constexpr std::string_view kMethods = "<Message cimClass='MorvuSSD' includeMethods='True'/>";
 constexpr int kSmartOpcode = 0xB0;
 
 class HeldDrives : public ::testing::Test {
  protected:
-  static std::string Call(std::string_view content) {
-    return "<Message cimClass='MorvuSSD'><Object cimClass='MorvuSSD'><Property name='SerialNumber' "
-           "key='True'>SATA1</Property></Object>" +
-           std::string(content) + "</Message>";
-  }
-  static std::string Method(std::string_view name, std::string_view parameters = {}) {
-    return Call("<Object type='method' name='" + std::string(name) + "'>" +
-                std::string(parameters) + "</Object>");
-  }
+  int CodeOf(const std::string& content) { return host_.Ask(Drive("SATA1") + content).ErrorCode(); }
   const Reply::Tree& Row(const Reply& reply, std::string_view serial) {
     for (const auto* row : reply.Listed()) {
       if (AttributeText(*row, "uniqueId") == serial) return *row;
@@ -51,15 +42,15 @@ class HeldDrives : public ::testing::Test {
 TEST_F(HeldDrives, AJobsDriveIsAskedNothingByOthers) {
   sata_.State().ata.selfTest.extendedMs = 2'000'000'000;
   sata_.AddPartition(1 << 20, "/data");
-  host_.Call(kScanOfHeld);
+  host_.Call(kScan);
   sata_.ClearJournal();
-  const auto job = host_.Send(Method("DriveSelfTest"));
+  const auto job = host_.Send(Host::Request(Drive("SATA1") + Method("DriveSelfTest")));
   const auto isAtWork = [&] { return std::ranges::count(sata_.Opcodes(), kSmartOpcode) > 0; };
   while (!isAtWork()) std::this_thread::sleep_for(std::chrono::milliseconds(1));
   const auto sent = sata_.Journal().size();
   const auto reads = sata_.State().rawReads;
 
-  for (const auto request : {kScanOfHeld, kMethods}) {
+  for (const auto request : {kScan, kMethods}) {
     const auto list = host_.Call(request);
     EXPECT_EQ(list.ErrorCode(), 0);
     ASSERT_EQ(list.Listed().size(), 2u);
@@ -71,39 +62,34 @@ TEST_F(HeldDrives, AJobsDriveIsAskedNothingByOthers) {
   }
   for (const auto* method : {"SecureErase", "Delete", "DriveSelfTest", "StandbyImmediate",
                              "FirmwareUpdate", "SmartParser"}) {
-    EXPECT_EQ(host_.Call(Method(method)).ErrorCode(), 180) << method;
+    EXPECT_EQ(CodeOf(Method(method)), 180) << method;
   }
-  EXPECT_EQ(
-      host_.Call(Method("Sanitize", "<Property name='SanitizeType'>block</Property>")).ErrorCode(),
-      180);
-  EXPECT_EQ(host_.Call(Call("<Property direction='io' name='PhyConfig'>0</Property>")).ErrorCode(),
-            180);
+  EXPECT_EQ(CodeOf(Method("Sanitize", Parameter("SanitizeType", "block"))), 180);
+  EXPECT_EQ(CodeOf("<Property direction='io' name='PhyConfig'>0</Property>"), 180);
   const auto smart = host_.Call("<Message subject='SMARTAttribute'/>");
   EXPECT_EQ(smart.ErrorCode(), 0);  // of the other drive
 
   const auto journal = sata_.Journal();
   for (auto at = sent; at < journal.size(); ++at) EXPECT_EQ(journal[at].Opcode(), kSmartOpcode);
   EXPECT_EQ(sata_.State().rawReads, reads);
-  host_.Send("<Message subject='MorvuJob' type='cancel' identifier='" + std::to_string(job) + "'/>",
-             true);
-  auto reply = host_.Await(job);
-  while (reply.Job("JobState") != "7") reply = host_.Await(job);
-  EXPECT_EQ(AttributeText(Row(host_.Call(kScanOfHeld), "SATA1"), "busy"), "");
+  host_.Cancel(job);
+  host_.AwaitEnd(job);
+  EXPECT_EQ(AttributeText(Row(host_.Call(kScan), "SATA1"), "busy"), "");
 }
 
 // A host that starts while another program has the drive.
 TEST_F(HeldDrives, AFreshHostListsADriveOfAnotherProgram) {
   const int file = open((fleet_.Folder() + "/dev/sda").c_str(), O_RDONLY | O_CLOEXEC);
   ASSERT_EQ(flock(file, LOCK_EX | LOCK_NB), 0);
-  const auto list = host_.Call(kScanOfHeld);
+  const auto list = host_.Call(kScan);
   const auto& row = Row(list, "SATA1");
   EXPECT_EQ(AttributeText(row, "busy"), "True");
   EXPECT_EQ(AttributeText(row, "busyJob"), "");
   EXPECT_EQ(PropertyText(row, "DriverCommunicationError"), "180");
-  EXPECT_EQ(host_.Call(Method("SecureErase")).ErrorCode(), 180);
+  EXPECT_EQ(CodeOf(Method("SecureErase")), 180);
   EXPECT_TRUE(sata_.Journal().empty());
   close(file);
-  EXPECT_EQ(AttributeText(Row(host_.Call(kScanOfHeld), "SATA1"), "busy"), "");
+  EXPECT_EQ(AttributeText(Row(host_.Call(kScan), "SATA1"), "busy"), "");
 }
 
 }  // namespace

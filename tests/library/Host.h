@@ -11,8 +11,9 @@
 
 namespace MorvuHost {
 
-// Asks for the list of jobs.
+// Asks for the list of jobs, and for a scan and the list of the drives.
 inline constexpr std::string_view kListJobs = "<Message subject='MorvuJob'/>";
+inline constexpr std::string_view kScan = "<Message cimClass='MorvuSSD' scan='True'/>";
 
 using Callback = void (*)(std::uint64_t job);
 
@@ -61,6 +62,12 @@ class Reply {
 std::string PropertyText(const Reply::Tree& element, std::string_view name);
 std::string AttributeText(const Reply::Tree& element, std::string_view name);
 
+// The parts of a request: the Object that names a drive by a key, a method and a parameter of it.
+std::string KeyObject(std::string_view name, std::string_view value);
+inline std::string Drive(std::string_view serial) { return KeyObject("SerialNumber", serial); }
+std::string Method(std::string_view name, std::string_view content = {});
+std::string Parameter(std::string_view name, std::string_view text);
+
 // A loaded library, unloaded at the end.
 class Host {
  public:
@@ -75,8 +82,16 @@ class Host {
   Reply Receive(std::uint64_t job);
   // Waits for the job's next message.
   Reply Await(std::uint64_t job);
+  // Waits for the message that tells the job's end.
+  Reply AwaitEnd(std::uint64_t job);
   // Runs a request to its end, and gives its reply.
   Reply Call(std::string_view request) { return Receive(Send(request, true)); }
+  // The same, of a request of this content to the class of the drives.
+  Reply Ask(std::string_view content, std::string_view attributes = {}) {
+    return Call(Request(content, attributes));
+  }
+  static std::string Request(std::string_view content, std::string_view attributes = {});
+  void Cancel(std::uint64_t job);
   // Starts the notification service and runs its pass over the drives that the Objects
   // in `drives` name, which must have something to tell. The job under which it is, and its first
   // message.

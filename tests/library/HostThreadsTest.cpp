@@ -20,7 +20,6 @@ namespace MorvuHost {
 namespace {
 
 constexpr auto kLongEnough = std::chrono::seconds(60);
-constexpr std::string_view kScanDrives = "<Message cimClass='MorvuSSD' scan='True'/>";
 
 // Runs `body` on a plain thread. Whether the thread was canceled.
 bool RunOnThread(const std::function<void()>& body) {
@@ -102,9 +101,9 @@ TEST_F(ExitingCallback, LeavesNoJobThatRunsForEver) {
   Simulator::TestFleet fleet;
   fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
   Host host;
-  host.Call(kScanDrives);
+  host.Call(kScan);
   exits = true;
-  const auto job = host.Send(kScanDrives);
+  const auto job = host.Send(kScan);
   host.Await(job);
   const auto end = std::chrono::steady_clock::now() + kLongEnough;
   std::string listed;

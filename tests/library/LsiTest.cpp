@@ -11,8 +11,6 @@
 namespace MorvuHost {
 namespace {
 
-constexpr std::string_view kScanAll = "<Message cimClass='MorvuSSD' scan='True'/>";
-
 class LsiHost : public ::testing::Test {
  protected:
   LsiHost() {
@@ -43,13 +41,8 @@ class LsiHost : public ::testing::Test {
     return drives;
   }
 
-  int Erase(Host& host, std::string_view key, std::string_view value) {
-    return host
-        .Call(
-            "<Message cimClass='MorvuSSD'><Object cimClass='MorvuSSD'><Property key='True' name='" +
-            std::string(key) + "'>" + std::string(value) +
-            "</Property></Object><Object type='method' name='SecureErase'/></Message>")
-        .ErrorCode();
+  static int Erase(Host& host, std::string_view key, std::string_view value) {
+    return host.Ask(KeyObject(key, value) + Method("SecureErase")).ErrorCode();
   }
 
   Simulator::TestFleet fleet_;
@@ -60,13 +53,13 @@ TEST_F(LsiHost, AreListedWhenAHostAsksForThem) {
   const auto before = Simulator::GetAdapterRecord();
   {
     Host host;
-    EXPECT_TRUE(ReadDrives(host.Call(kScanAll)).empty());
+    EXPECT_TRUE(ReadDrives(host.Call(kScan)).empty());
     Library().EnableLSIAdapter();
     const std::map<std::string, std::vector<std::string>> kAll = {
         {disk_, {"LSI_0_0", "LSI_0_1"}}, {"LSI_0_0", {}}, {"LSI_0_1", {}}, {"LSI_0_2", {}}};
-    EXPECT_EQ(ReadDrives(host.Call(kScanAll)), kAll);
+    EXPECT_EQ(ReadDrives(host.Call(kScan)), kAll);
     Library().DisableLSIAdapter();
-    EXPECT_TRUE(ReadDrives(host.Call(kScanAll)).empty());
+    EXPECT_TRUE(ReadDrives(host.Call(kScan)).empty());
     EXPECT_EQ(Simulator::GetAdapterRecord().ended, before.ended + 1);
 
     // The adapter's library in a place that the host names.
@@ -75,7 +68,7 @@ TEST_F(LsiHost, AreListedWhenAHostAsksForThem) {
                                    "name='LSIAdapterPaths'><Property name='path'>/opt/vendor/"
                                    "libLSI.AdapterAPI.so.4.02</Property></Object></Message>")),
               kAll);
-    EXPECT_EQ(ReadDrives(host.Call(kScanAll)), kAll);
+    EXPECT_EQ(ReadDrives(host.Call(kScan)), kAll);
   }
   const auto after = Simulator::GetAdapterRecord();
   EXPECT_EQ(after.begun - before.begun, after.ended - before.ended);
@@ -89,15 +82,22 @@ TEST_F(LsiHost, NeitherAVolumeNorAMemberIsErased) {
   // the library does not say.
   for (const auto& faults : {std::vector<std::string>{}, {"volumes-fail"}, {"members-fail"}}) {
     fleet_.SetLibraryFaults(faults);
-    host.Call(kScanAll);
+    host.Call(kScan);
     EXPECT_EQ(Erase(host, "SerialNumber", "BTWL0001"), 255);
     EXPECT_EQ(Erase(host, "SerialNumber", "BTWL0002"), 255);
     EXPECT_EQ(Erase(host, "SerialNumber", "BTWL0003"), faults.empty() ? 0 : 255);
   }
   fleet_.SetLibraryFaults({});
-  const auto list = host.Call(kScanAll);
+  const auto list = host.Call(kScan);
   EXPECT_EQ(Erase(host, "Index", "0"), 97);
-  for (const char* member : {"LSI_0_0", "LSI_0_1"}) {
+  // The controller takes a drive for a volume, or cannot be asked, once the host has its list.
+  fleet_.Drive("LSI_0_2").ClearJournal();
+  fleet_.SetLibraryFaults({"volumes-fail"});
+  EXPECT_EQ(Erase(host, "SerialNumber", "BTWL0003"), 255);
+  fleet_.SetLibraryFaults({});
+  fleet_.AddVolume({"LSI_0_2"}, false);
+  EXPECT_EQ(Erase(host, "SerialNumber", "BTWL0003"), 255);
+  for (const char* member : {"LSI_0_0", "LSI_0_1", "LSI_0_2"}) {
     for (const auto& command : fleet_.Drive(member).Journal()) {
       EXPECT_TRUE(command.AtaOpcode() != 0xF1 && command.AtaOpcode() != 0xF4) << command.Text();
     }

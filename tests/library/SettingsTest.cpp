@@ -28,25 +28,18 @@ class Settings : public ::testing::Test {
   Settings() {
     sata_ = fleet_.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1", .firmware = "D2010370"});
     nvme_ = fleet_.Add({.kind = Kind::Nvme, .model = "MORVU SSDPE2MD800G4", .serial = "CVFT1"});
-    host_.Call("<Message cimClass='MorvuSSD' scan='True'/>");
+    host_.Call(kScan);
     sata_.ClearJournal();
     nvme_.ClearJournal();
   }
 
-  static std::string Key(const std::string& serial) {
-    return "<Object cimClass='MorvuSSD'><Property name='SerialNumber' key='True'>" + serial +
-           "</Property></Object>";
-  }
-  Reply Ask(const std::string& content) {
-    return host_.Call("<Message cimClass='MorvuSSD'>" + content + "</Message>");
-  }
   Reply Read(const std::string& serial, const std::string& property) {
-    return Ask(Key(serial) + "<Object name='cimProperties'><Property name='" + property +
-               "'/></Object>");
+    return host_.Ask(Drive(serial) + "<Object name='cimProperties'><Property name='" + property +
+                     "'/></Object>");
   }
   Reply Write(const std::string& serial, const std::string& property, const std::string& text) {
-    return Ask(Key(serial) + "<Property direction='io' name='" + property + "'>" + text +
-               "</Property>");
+    return host_.Ask(Drive(serial) + "<Property direction='io' name='" + property + "'>" + text +
+                     "</Property>");
   }
 
   // How often each SCT setting was asked for, by the first three words of the key sector;
@@ -100,7 +93,7 @@ TEST_F(Settings, AreAskedForByTheirOwnCommandsAlone) {
 // Nine gets of a SATA drive, nine of an NVMe drive, and the native maximum of both, each once,
 // behind one test of the connection: nothing is set.
 TEST_F(Settings, OfAPlainListAreAskedForOnce) {
-  EXPECT_EQ(Ask("").Listed().size(), 2U);
+  EXPECT_EQ(host_.Ask("").Listed().size(), 2U);
   EXPECT_THAT(SctKeys(sata_),
               ElementsAre(Pair("3.2.1", 1), Pair("3.2.2", 1), Pair("4.2.1", 1), Pair("4.2.3", 1),
                           Pair("4.2.53248", 1), Pair("4.2.53249", 1), Pair("4.2.53251", 1),
@@ -115,7 +108,7 @@ TEST_F(Settings, OfAPlainListAreAskedForOnce) {
 // A command that does not come through ends what was known of the connection.
 TEST_F(Settings, OfADriveThatGoesDuringAListAreFailuresOfTheConnection) {
   sata_.Inject(Fault::Vanish().OnOpcode(kReadMaxExt));
-  const auto reply = Ask("");
+  const auto reply = host_.Ask("");
   const auto text = reply.Text();
   const auto at = text.find("name=\"WriteCacheState\"");
   ASSERT_NE(at, text.npos);
@@ -141,7 +134,7 @@ TEST_F(Settings, TellWhatALoweredMaximumLeft) {
   EXPECT_EQ(reply.Attribute("shows"), std::to_string(sata_.State().ata.maxLba));
   sata_.AddPartition();
   sata_.PowerCycle();
-  host_.Call("<Message cimClass='MorvuSSD' scan='True'/>");
+  host_.Call(kScan);
   EXPECT_EQ(Write("BTWL1", "MaximumLBA", "native").ErrorCode(), 13);
 }
 
@@ -169,24 +162,13 @@ TEST_F(Settings, TellWhyADriveRefused) {
 
 // What the host itself wrote into the answers' attributes is none.
 TEST_F(Settings, TellNothingThatTheHostSaid) {
-  const auto reply = Ask(Key("BTWL1") +
-                         "<Property direction='io' name='WriteCacheState' powercycle='True' "
-                         "status='4' detail='y'>2</Property>");
+  const auto reply = host_.Ask(Drive("BTWL1") +
+                               "<Property direction='io' name='WriteCacheState' powercycle='True' "
+                               "status='4' detail='y'>2</Property>");
   EXPECT_EQ(reply.ErrorCode(), 0);
   for (const auto* name : {"powercycle", "status", "detail"}) {
     EXPECT_EQ(reply.Attribute(name), "") << name;
   }
-}
-
-TEST_F(Settings, AreAllTablesOfTheMethod) {
-  const auto reply = Ask(Key("CVFT1") + "<Object type='method' name='GetFeatureNVMe'/>");
-  EXPECT_EQ(reply.ErrorCode(), 0);
-  EXPECT_EQ(FeatureIds(nvme_).size(), 12U);
-  EXPECT_THAT(reply.Text(), HasSubstr("name=\"Volatile Write Cache\""));
-  nvme_.Inject(Fault::NvmeStatus(0x002).OnOpcode(kGetFeatures).OnFeature(5));
-  const auto failed = Ask(Key("CVFT1") + "<Object type='method' name='GetFeatureNVMe'/>");
-  EXPECT_EQ(failed.ErrorCode(), 2);
-  EXPECT_EQ(failed.Job("NVMeStatus"), "NVMe status 0x002 (Invalid Field in Command)");
 }
 
 }  // namespace

@@ -1,93 +1,12 @@
-// The records of the families: what they declare to hosts and users agrees with what was
-// told, and the arguments of their calls.
+// The records of the families, and the arguments of their calls.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <set>
 
-#include "frame/Text.h"
-#include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/Features.h"
-#include "messaging/drive_class/MorvuSSD.h"
 
 namespace Morvu {
 namespace {
-
-// ---- Methods ----
-
-struct ToldMethod {
-  std::string_view name, displayName, category, targetType, marks, tableName, description,
-      parameters;
-};
-constexpr ToldMethod kToldMethods[] = {
-#include "messaging/ToldMethods.inc"
-};
-
-// What a family declares without having been told among the others.
-constexpr ToldMethod kMoreMethods[] = {
-    {"Sanitize", "Sanitize", "advanced", "device", "P", "", "",
-     "SanitizeType:string*,force:boolean"},
-};
-
-std::string DescribeParameters(const XmlMessaging::Object& method) {
-  std::string text;
-  for (const auto& parameter : method.properties) {
-    if (!text.empty()) text += ',';
-    text += parameter->GetAttribute("name") + ':' + parameter->GetAttribute("type");
-    if (parameter->GetAttribute("required") == BoolText(true)) text += '*';
-    EXPECT_EQ(parameter->GetAttribute("direction"), "i");
-  }
-  return text;
-}
-
-std::string DescribeMarks(const CimMethod& method, const XmlMessaging::Object& object) {
-  std::string marks;
-  if (object.GetAttribute("prompt") == BoolText(true)) marks += 'P';
-  if (object.GetAttribute("cancelSupported") == BoolText(false)) marks += 'N';
-  if (method.hasStatus) marks += 'S';
-  if (!object.lists.empty()) marks += 'T';
-  return marks;
-}
-
-const ToldMethod* FindTold(std::span<const ToldMethod> table, std::string_view name) {
-  const auto row = std::ranges::find(table, name, &ToldMethod::name);
-  return row == table.end() ? nullptr : &*row;
-}
-
-TEST(DriveMethods, AreDescribedAsTheyWereTold) {
-  for (const auto& row : GetDriveMethods()) {
-    const auto& method = *row.method;
-    SCOPED_TRACE(method.name);
-    const auto* told = FindTold(kToldMethods, method.name);
-    if (told == nullptr) told = FindTold(kMoreMethods, method.name);
-    ASSERT_NE(told, nullptr);
-    const auto object = method.Describe(nullptr);
-    EXPECT_EQ(object->GetAttribute("type"), "method");
-    EXPECT_EQ(object->GetAttribute("name"), told->name);
-    EXPECT_EQ(object->GetAttribute("displayName"), told->displayName);
-    EXPECT_EQ(object->GetAttribute("category"), told->category);
-    EXPECT_EQ(object->GetAttribute("targetType"), told->targetType);
-    EXPECT_EQ(object->GetAttribute("description"), told->description);
-    EXPECT_EQ(DescribeMarks(method, *object), told->marks);
-    EXPECT_EQ(DescribeParameters(*object), told->parameters);
-    EXPECT_EQ(method.tableName, told->tableName);
-    EXPECT_EQ(FindDriveMethod(method.name), &row);
-    // What is hidden by a code needs a code.
-    EXPECT_TRUE(method.assess != nullptr || (method.hiddenCodes.empty() && !method.hasStatus));
-  }
-  EXPECT_EQ(FindDriveMethod("Explode"), nullptr);
-}
-
-TEST(DriveMethods, AreThoseThatWereToldInByteOrder) {
-  std::vector<std::string_view> names, told;
-  for (const auto& row : GetDriveMethods()) names.push_back(row.method->name);
-  for (const auto& row : kToldMethods) told.push_back(row.name);
-  for (const auto& row : kMoreMethods) told.push_back(row.name);
-  std::ranges::sort(told);
-  EXPECT_EQ(names, told);
-}
-
-// ---- Records ----
 
 TEST(FeatureRecords, AreWholeAndBearNamesOfTheirOwn) {
   std::set<std::string_view> records, options;
@@ -100,6 +19,8 @@ TEST(FeatureRecords, AreWholeAndBearNamesOfTheirOwn) {
     for (const auto& method : feature->methods) {
       EXPECT_NE(method.run, nullptr) << method.name;
       EXPECT_TRUE(method.prompt || !feature->destroys) << method.name;
+      // What is hidden by a code needs a code.
+      EXPECT_TRUE(method.assess != nullptr || (method.hiddenCodes.empty() && !method.hasStatus));
     }
     for (const auto& option : feature->options) {
       EXPECT_TRUE(options.insert(option.name).second) << option.name;
@@ -148,25 +69,19 @@ TEST(CallArguments, AreReadFromTheirTexts) {
   EXPECT_FALSE(arguments.GetFlag("absent"));
 }
 
-struct Number {
-  std::string text;
-  std::optional<std::uint8_t> value;
-};
-class CallNumbers : public ::testing::TestWithParam<Number> {};
-
-TEST_P(CallNumbers, AreNumbersOrNone) {
-  CallArguments arguments;
-  arguments.Set("number", GetParam().text);
-  EXPECT_EQ(arguments.GetNumber<std::uint8_t>("number"), GetParam().value) << GetParam().text;
-  EXPECT_EQ(arguments.GetNumber<std::uint8_t>("absent"), 0);
-}
-
 // What is out of range must not become a good setting.
-INSTANTIATE_TEST_SUITE_P(FeatureRecords, CallNumbers,
-                         ::testing::Values(Number{"7", 7}, Number{"007", 7}, Number{"255", 255},
-                                           Number{"256", 255}, Number{"99999999999999999999", 255},
-                                           Number{"", {}}, Number{"-1", {}}, Number{"seven", {}},
-                                           Number{"1x", {}}, Number{" 1", {}}));
+TEST(CallArguments, OfNumbersAreNumbersOrNone) {
+  const std::pair<std::string, std::optional<std::uint8_t>> kNumbers[] = {
+      {"7", 7}, {"007", 7}, {"255", 255},  {"256", 255}, {"99999999999999999999", 255},
+      {"", {}}, {"-1", {}}, {"seven", {}}, {"1x", {}},   {" 1", {}},
+  };
+  for (const auto& [text, value] : kNumbers) {
+    CallArguments arguments;
+    arguments.Set("number", text);
+    EXPECT_EQ(arguments.GetNumber<std::uint8_t>("number"), value) << text;
+    EXPECT_EQ(arguments.GetNumber<std::uint8_t>("absent"), 0);
+  }
+}
 
 }  // namespace
 }  // namespace Morvu

@@ -3,10 +3,18 @@
 // out, and nothing is left behind. The list of the records is the list of what is swept: a
 // new family stands here by itself, and one that destroys has to have its scenes below.
 #include <algorithm>
+#include <cerrno>
 #include <memory>
+#include <optional>
 #include <string>
 #include <vector>
 
+#include "frame/status/Commands.h"
+#include "frame/status/Drives.h"
+#include "frame/status/Erase.h"
+#include "frame/status/Health.h"
+#include "frame/status/NvmeStatus.h"
+#include "frame/status/Testing.h"
 #include "gtest/gtest.h"
 #include "messaging/drive_class/Features.h"
 #include "support/EraseScene.h"
@@ -18,6 +26,7 @@ namespace {
 
 using namespace EraseTesting;
 using Simulator::Fault;
+using Simulator::JournalEntry;
 using Testing::SweepCancels;
 using Testing::SweepFaults;
 using Testing::SweptRun;
@@ -27,16 +36,9 @@ using Testing::SweptRun;
 constexpr std::string_view kImage = "IMAGE";    // stands for the path of a firmware image
 constexpr std::string_view kOutput = "OUTPUT";  // and for that of a file to be written
 
-// Its revision has logs of its own for the Event Log and the NLog.
 Simulator::DriveSpec ScsiSpec() {
   auto spec = SataSpec();
   spec.kind = Simulator::Kind::Scsi;
-  return spec;
-}
-
-Simulator::DriveSpec LogSpec() {
-  auto spec = SataSpec();
-  spec.firmware = "D2010370";
   return spec;
 }
 
@@ -260,23 +262,30 @@ class FeatureRunScene : public EraseScene {
 
 // ---- What holds after every run ----
 
-constexpr int kSecurityErase = 0xF4;
-constexpr int kSanitize = 0xB4;
-constexpr int kBlockErase = 0x12, kCryptoScramble = 0x11;  // its Features register
-constexpr int kFormatNvm = 0x80;
+constexpr int kNvmeLog = 0x02, kNvmeIdentify = 0x06, kNvmeRead = 0x02;
+constexpr int kSmartLog = 0xCA;
 
-// A command that takes the data was carried out.
-bool TookData(const std::vector<Simulator::JournalEntry>& commands) {
-  return std::ranges::any_of(commands, [](const Simulator::JournalEntry& command) {
-    if (!command.Succeeded()) return false;
-    const auto feature = command.Features() & 0xFF;
-    if (command.IsAta()) {
-      return command.AtaOpcode() == kSecurityErase ||
-             (command.AtaOpcode() == kSanitize &&
-              (feature == kBlockErase || feature == kCryptoScramble));
-    }
-    return command.ioctl == Simulator::Ioctl::NvmeAdmin && command.Opcode() == kFormatNvm;
-  });
+// A command that takes the data.
+bool Takes(const JournalEntry& command) {
+  const auto feature = command.Features() & 0xFF;
+  if (command.IsAta()) {
+    return command.AtaOpcode() == kEraseUnit ||
+           (command.AtaOpcode() == kSanitize &&
+            (feature == kBlockErase || feature == kCryptoScramble));
+  }
+  return command.ioctl == Simulator::Ioctl::NvmeAdmin && command.Opcode() == kFormatNvm;
+}
+
+// One was carried out.
+bool TookData(const std::vector<JournalEntry>& commands) {
+  return std::ranges::any_of(
+      commands, [](const auto& command) { return command.Succeeded() && Takes(command); });
+}
+
+std::vector<int> ListSecurity(const std::vector<JournalEntry>& commands) {
+  auto opcodes = GetOpcodes(commands);
+  std::erase_if(opcodes, [](int opcode) { return opcode < kSetPassword || opcode > kDisable; });
+  return opcodes;
 }
 
 void CheckEnd(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun& run) {
@@ -289,7 +298,22 @@ void CheckEnd(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun&
   }
   if (run.code == Status::Completed && scene.erases) {
     EXPECT_TRUE(tookData);
+  }
+  // A sanitize may still be at work when its watching ends.
+  if (tookData && (run.code == Status::Completed || !drive.drive.State().ata.sanitize.running)) {
     EXPECT_TRUE(drive.IsErased());
+  }
+  // Whoever watches the percents of a format sees its end.
+  if (scene.erases && scene.spec == &NvmeSpec && !run.percents.empty()) {
+    EXPECT_EQ(run.percents.back(), 100);
+  }
+  // A password that was set is tried to be taken off to the last, whatever went wrong behind it.
+  const auto security = ListSecurity(run.commands);
+  if (std::ranges::count(security, kSetPassword) != 0) {
+    ASSERT_GE(security.size(), 3u);
+    EXPECT_EQ(security[security.size() - 2], kUnlock);
+    EXPECT_EQ(security.back(), kDisable);
+    EXPECT_EQ(std::ranges::count(security, kSetPassword), 1);
   }
   if (run.code != Status::Completed) {
     EXPECT_FALSE(drive.HasFile()) << run.code;
@@ -297,6 +321,88 @@ void CheckEnd(const FeatureScene& scene, FeatureRunScene& drive, const SweptRun&
   if (IsOption(scene) && !(scene.printsNoEnd && run.code == Status::Completed)) {
     const auto told = CLIParser::WrapText(GetStatusText(run.code));
     EXPECT_NE(drive.output.find(told), std::string::npos) << run.code;
+  }
+}
+
+// ---- What the end of a run is called ----
+
+// Where a command stands: before the first that takes the data, or behind it.
+enum class Place { Any, Before, At, Behind };
+
+constexpr int kAnyOpcode = -1, kAnyFeature = -1;
+
+// The code of a run in which this command fails, and of one in which the drive vanishes at it.
+struct FaultCode {
+  std::string_view name;
+  int opcode, feature;
+  Place place;
+  std::optional<StatusCode> failed, gone;  // none: nothing is told of the code alone
+};
+
+constexpr std::nullopt_t kNone = std::nullopt;
+constexpr auto kAny = Place::Any, kBefore = Place::Before, kBehind = Place::Behind;
+
+// The first row that fits holds. Behind an erase that was carried out the drive is but looked at.
+// clang-format off
+const FaultCode kFaultCodes[] = {
+    {"SecureErase",      kSetPassword,   kAnyFeature,     kAny,    Status::SetPasswordFailed,         Status::SetPasswordFailed},
+    {"SecureErase",      kPrepare,       kAnyFeature,     kAny,    Status::ErasePrepareFailed,        Status::ErasePrepareFailed},
+    {"SecureErase",      kEraseUnit, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
+    {"SecureErase",      kIdentify,      kAnyFeature,     kBefore, Status::NoCommunication,           Status::NoCommunication},
+    {"SecureErase",      kNop,           kAnyFeature,     kBefore, Status::Completed,                 Status::NoCommunication},
+    {"SecureErase",      kAnyOpcode,     kAnyFeature,     kBefore, Status::Completed,                 kNone},
+    {"SecureErase",      kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
+    {"-secure_erase",    kSetPassword,   kAnyFeature,     kAny,    Status::SetPasswordFailed,         Status::SetPasswordFailed},
+    {"-secure_erase",    kPrepare,       kAnyFeature,     kAny,    Status::ErasePrepareFailed,        Status::ErasePrepareFailed},
+    {"-secure_erase",    kEraseUnit, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
+    {"-secure_erase",    kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
+    {"Sanitize",         kSanitize,      kBlockErase,     kAny,    Status::SanitizeUnsuccessful,      Status::SanitizeUnsuccessful},
+    {"Sanitize",         kSanitize,      kSanitizeStatus, kBehind, Status::SanitizeReasonNotReported, Status::SanitizeReasonNotReported},
+    {"Sanitize",         kIdentify,      kAnyFeature,     kBefore, Status::NoCommunication,           Status::NoCommunication},
+    {"Sanitize",         kNop,           kAnyFeature,     kBefore, Status::Completed,                 Status::NoCommunication},
+    {"Sanitize",         kAnyOpcode,     kAnyFeature,     kBefore, Status::Completed,                 kNone},
+    {"Sanitize",         kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
+    {"Format",           kFormatNvm,     kAnyFeature,     kAny,    FromNvmeStatus(6),                 StatusCode::FromValue(-ENODEV)},
+    {"Format",           kNvmeIdentify,  kAnyFeature,     kBefore, Status::NoCommunication,           Status::NoCommunication},
+    {"Format",           kNvmeRead,      kAnyFeature,     kBefore, Status::Completed,                 StatusCode::FromValue(-ENODEV)},
+    {"Format",           kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
+    {"Delete",           kFormatNvm,     kAnyFeature,     kAny,    FromNvmeStatus(6),                 StatusCode::FromValue(-ENODEV)},
+    {"Delete",           kSetPassword,   kAnyFeature,     kAny,    Status::SetPasswordFailed,         Status::SetPasswordFailed},
+    {"Delete",           kEraseUnit, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
+    {"Delete",           kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
+    {"-format",          kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
+    {"DriveSelfTest",    kSmart,         kExecute,        kAny,    Status::SmartExecuteOfflineFailed, Status::SmartExecuteOfflineFailed},
+    {"DriveSelfTest",    kSmart,         kReadData,       kAny,    kNone,                             Status::SmartDataFailed},
+    {"DriveSelfTest",    kNop,           kAnyFeature,     kAny,    Status::Completed,                 Status::NoCommunication},
+    {"StandbyImmediate", kStandby,       kAnyFeature,     kAny,    Status::StandbyFailed,             Status::StandbyFailed},
+    {"StandbyImmediate", kCheckPower,    kAnyFeature,     kAny,    Status::CheckPowerModeFailed,      Status::CheckPowerModeFailed},
+    {"StandbyImmediate", kNop,           kAnyFeature,     kAny,    Status::Completed,                 Status::NoCommunication},
+    {"-smart",           kSmart,         kReadData,       kAny,    Status::SmartDataFailed,           kNone},
+    {"-smart",           kSmart,         kReadThresholds, kAny,    Status::SmartThresholdsFailed,     kNone},
+    {"-smart",           kNvmeLog,       kSmartLog,       kAny,    Status::SmartDataFailed,           kNone},
+    {"-smart",           kReadDma,       kAnyFeature,     kAny,    Status::Completed,                 kNone},
+};
+// clang-format on
+
+// The row of the command that a fault met; null where none is.
+const FaultCode* FindFaultCode(const FeatureScene& scene, const SweptRun& run) {
+  const auto& command = run.Met();
+  const auto feature =
+      static_cast<int>((command.IsAta() ? command.Features() : command.Cdw(10)) & 0xFF);
+  const auto first = std::ranges::find_if(run.good, Takes);
+  const auto met = run.good.begin() + static_cast<std::ptrdiff_t>(run.index) - 1;
+  const auto place = met < first ? kBefore : met > first ? kBehind : Place::At;
+  const auto fits = [](int wanted, int value) { return wanted < 0 || wanted == value; };
+  const auto* row = std::ranges::find_if(kFaultCodes, [&](const FaultCode& each) {
+    return each.name == scene.name && fits(each.opcode, command.Opcode()) &&
+           fits(each.feature, feature) && (each.place == kAny || each.place == place);
+  });
+  return row == std::end(kFaultCodes) ? nullptr : row;
+}
+
+void CheckCode(const std::optional<StatusCode>& expected, const SweptRun& run) {
+  if (expected) {
+    EXPECT_EQ(run.code, *expected);
   }
 }
 
@@ -324,12 +430,32 @@ class FeatureSweep : public ::testing::TestWithParam<FeatureScene> {
 TEST_P(FeatureSweep, EachCommandFails) {
   Sweep(Fault::Fail().Times(1), [](FeatureRunScene& drive, const SweptRun& run) {
     EXPECT_FALSE(HasPassword(drive)) << run.code;
+    if (const auto* row = FindFaultCode(GetParam(), run)) CheckCode(row->failed, run);
   });
 }
 
 // A drive that is gone cannot be rid of the password.
 TEST_P(FeatureSweep, TheDriveVanishes) {
-  Sweep(Fault::Vanish(), [](FeatureRunScene&, const SweptRun&) {});
+  Sweep(Fault::Vanish(), [](FeatureRunScene&, const SweptRun& run) {
+    if (const auto* row = FindFaultCode(GetParam(), run)) CheckCode(row->gone, run);
+  });
+}
+
+// No answer of the drive comes back. Where the connection is tested that is no drive.
+TEST_P(FeatureSweep, EachAnswerIsLost) {
+  const auto& scene = GetParam();
+  const bool isListed =
+      std::ranges::find(kFaultCodes, scene.name, &FaultCode::name) != std::end(kFaultCodes);
+  if (!isListed || scene.spec().kind != Simulator::Kind::Ata) return;
+  std::vector<Fault> faults = {Fault::HostError(0x07)};
+  if (!scene.erases) faults.push_back(Fault::Hang());
+  for (auto& fault : faults) {
+    Sweep(fault.Times(1), [&](FeatureRunScene& drive, const SweptRun& run) {
+      EXPECT_FALSE(HasPassword(drive)) << run.code;
+      const auto* row = FindFaultCode(scene, run);
+      if (row != nullptr) CheckCode(row->opcode == kNop ? row->gone : row->failed, run);
+    });
+  }
 }
 
 // By a host's request, or by Ctrl-C: while the drive is being changed it asks to stop, and

@@ -48,16 +48,6 @@ std::vector<Span> ListReads(const std::vector<Simulator::JournalEntry>& journal,
   return reads;
 }
 
-std::string GetFigure(const MethodScene& scene, std::string_view name) {
-  for (const auto& property : scene.reply.properties) {
-    if (property->GetAttribute("name") == name) return property->value;
-  }
-  return "none";
-}
-
-Simulator::DriveSpec SasSpec() {
-  return {.kind = Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1", .sectors = 512};
-}
 Simulator::DriveSpec With(Simulator::DriveSpec spec, std::uint64_t sectors,
                           std::uint32_t size = 512) {
   spec.sectors = sectors;
@@ -107,10 +97,10 @@ TEST(ReadScan, AFullScanReadsEachBlockOnceToTheLastOne) {
       next = read.lba + read.count;
     }
     EXPECT_EQ(next, spec.sectors);
-    EXPECT_EQ(GetFigure(scene, "BlocksRead"), std::to_string(spec.sectors));
-    EXPECT_EQ(GetFigure(scene, "FirstLBA"), "0");
-    EXPECT_EQ(GetFigure(scene, "LastLBA"), std::to_string(spec.sectors - 1));
-    EXPECT_EQ(GetFigure(scene, "FailingLBA"), "none");
+    EXPECT_EQ(GetText(scene.reply, "BlocksRead"), std::to_string(spec.sectors));
+    EXPECT_EQ(GetText(scene.reply, "FirstLBA"), "0");
+    EXPECT_EQ(GetText(scene.reply, "LastLBA"), std::to_string(spec.sectors - 1));
+    EXPECT_EQ(GetText(scene.reply, "FailingLBA"), "none");
     EXPECT_TRUE(std::ranges::is_sorted(run.percents));
     EXPECT_EQ(run.percents.back(), 100);
     EXPECT_TRUE(scene.IsUntouched());
@@ -140,7 +130,7 @@ TEST(ReadScan, NamesTheFirstBadBlockWhateverTheLayerTells) {
       scene.drive.AddBadSectors(bad, std::min<std::uint64_t>(3, spec.sectors - bad));
       scene.reply.properties.clear();
       EXPECT_EQ(scene.Run(NoReporter()), 82);
-      EXPECT_EQ(GetFigure(scene, "FailingLBA"), std::to_string(bad));
+      EXPECT_EQ(GetText(scene.reply, "FailingLBA"), std::to_string(bad));
     }
   }
 }
@@ -317,32 +307,6 @@ TEST(ReadScan, WhatReadsNothingIsNoSuccess) {
   EXPECT_THAT(bad.outcome.output, HasSubstr("Failed reading LBA 300."));
 }
 
-TEST(ReadScan, RefusesDrivesWhoseSizeOrDiskIsNotKnown) {
-  struct Row {
-    Simulator::DriveSpec spec;
-    std::function<void(FullScan&)> shape;
-    int code;
-  };
-  const Row kRows[] = {
-      {SataSpec(), [](auto& s) { s.device()->GetProperties().Remove(Properties::MaximumLBA); }, 4},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::MaximumLBA, 1); }, 4},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::SectorSize, 520); }, 4},
-      {NvmeSpec(), [](auto& s) { s.device()->AddProperty(Properties::SectorSize, 131072); }, 4},
-      {NvmeSpec(), [](auto& s) { s.device()->AddProperty(Properties::SerialNumber, "OTHER"); }, 4},
-      {SasSpec(), [](auto& s) { HidePartitions(s); }, 4},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::RAID, true); }, 97},
-      {SataSpec(), [](auto& s) { s.device()->AddProperty(Properties::Morvu, false); }, 45},
-  };
-  for (const auto& row : kRows) {
-    FullScan scene(row.spec);
-    scene.Prepare();
-    row.shape(scene);
-    scene.drive.ClearJournal();
-    EXPECT_EQ(scene.Run(NoReporter()), row.code) << &row - kRows;
-    EXPECT_TRUE(ListReads(scene.drive.Journal(), 512, false).empty()) << &row - kRows;
-  }
-}
-
 TEST(ReadScan, TellsWhyADriveReadsNothing) {
   LineScene locked(SataSpec(), {"-read_scan", "full"});
   locked.drive.State().ata.security.enabled = 1;
@@ -398,14 +362,6 @@ TEST(ReadScan, KeepsSequencesOffAndLetsOthersRead) {
   const DeviceManagement::DriveHold hold(*scene.device(),
                                          DeviceManagement::DriveHold::Kind::Sequence);
   EXPECT_EQ(scene.Run(NoReporter()), 180);
-}
-
-TEST(ReadScan, ItsDescriptionSendsNothing) {
-  FullScan scene(SataSpec());
-  scene.Prepare();
-  scene.drive.ClearJournal();
-  EXPECT_NE(Testing::DescribeMethod("ReadScan", scene.device()), nullptr);
-  EXPECT_TRUE(scene.drive.Journal().empty());
 }
 
 }  // namespace

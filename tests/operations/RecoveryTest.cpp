@@ -1,8 +1,5 @@
 // docs/recovery.md tells what a drive is like after each end of an erase. Each row of its table
 // has its run here.
-#include <sys/wait.h>
-#include <unistd.h>
-
 #include <algorithm>
 #include <fstream>
 #include <functional>
@@ -26,11 +23,6 @@ using namespace Testing;
 using Simulator::Fault;
 namespace Properties = DeviceManagement::Properties;
 
-// ACS-3's opcodes; NVMe 1.0, figure 32.
-constexpr int kSetPassword = 0xF1, kPrepare = 0xF3, kEraseUnit = 0xF4, kDisable = 0xF6,
-              kSanitize = 0xB4, kFormatNvm = 0x80;
-constexpr std::uint8_t kBlockErase = 0x12;
-
 MethodScene MakeErase() { return {SataSpec(), "SecureErase"}; }
 MethodScene MakeSanitize() { return {SataSpec(), "Sanitize", {{"SanitizeType", "block"}}}; }
 MethodScene MakeFormat() { return {NvmeSpec(), "Format", {{"SecureEraseSetting", "1"}}}; }
@@ -49,21 +41,6 @@ void ExpectAsItWas(MethodScene& scene) {
   EXPECT_FALSE(HasPassword(scene));
   EXPECT_FALSE(scene.drive.State().ata.sanitize.running);
   EXPECT_EQ(scene.GetWarnings(), "");
-}
-
-// A run that is killed at the command, before it or behind it.
-void Kill(MethodScene& scene, Fault fault) {
-  scene.Prepare();
-  scene.drive.Inject(fault);
-  const pid_t child = fork();
-  if (child == 0) {
-    (void)scene.Run(NoReporter());
-    _exit(0);
-  }
-  int status = 0;
-  waitpid(child, &status, 0);
-  EXPECT_TRUE(WIFSIGNALED(status));
-  scene.drive.ClearFaults();
 }
 
 void EraseEndsWell() {
@@ -131,7 +108,8 @@ void EraseMeetsASignal() {
 
 void EraseDies() {
   auto scene = MakeErase();
-  Kill(scene, Fault::KillAfter().OnOpcode(kSetPassword));
+  scene.Prepare();
+  EXPECT_TRUE(RunKilled(scene, Fault::KillAfter().OnOpcode(kSetPassword)));
   EXPECT_TRUE(HasPassword(scene));
   EXPECT_TRUE(scene.IsUntouched());
 }
@@ -160,7 +138,8 @@ void SanitizeGoesOn() {
   EXPECT_TRUE(scene.drive.State().ata.sanitize.running);
   auto killed = MakeSanitize();
   killed.drive.State().ata.sanitize.durationMs = 3'600'000;
-  Kill(killed, Fault::KillAfter().OnOpcode(kSanitize).OnFeature(kBlockErase));
+  killed.Prepare();
+  EXPECT_TRUE(RunKilled(killed, Fault::KillAfter().OnOpcode(kSanitize).OnFeature(kBlockErase)));
   EXPECT_TRUE(killed.drive.State().ata.sanitize.running);
 }
 
@@ -176,6 +155,7 @@ void SanitizeFails() {
   scene.drive.State().ata.sanitize.willFail = 1;
   EXPECT_EQ(RunWith(scene, Fault::Delay(0)), Status::SanitizeUnsuccessful);
   EXPECT_TRUE(scene.drive.State().ata.sanitize.failed);
+  EXPECT_TRUE(scene.IsUntouched());
   // And once more, as the page says.
   EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_TRUE(scene.IsErased());

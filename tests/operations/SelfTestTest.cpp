@@ -1,8 +1,6 @@
 // Self test and standby.
 #include <algorithm>
 
-#include "devices/properties/BasicProperties.h"
-#include "devices/properties/IdentityProperties.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Health.h"
 #include "frame/status/Testing.h"
@@ -17,11 +15,6 @@ namespace {
 using namespace EraseTesting;
 using namespace Testing;
 using Simulator::Fault;
-namespace Properties = DeviceManagement::Properties;
-
-// SMART subcommands and ACS-3's opcodes.
-constexpr int kReadData = 0xD0, kExecute = 0xD4;
-constexpr int kSmart = 0xB0, kStandby = 0xE0, kCheckPower = 0xE5;
 
 const Simulator::JournalEntry& FindStart(const std::vector<Simulator::JournalEntry>& commands) {
   const auto found = std::ranges::find_if(commands, [](const auto& command) {
@@ -34,8 +27,8 @@ const Simulator::JournalEntry& FindStart(const std::vector<Simulator::JournalEnt
 
 // A self-test of thirty seconds by the method.
 struct MethodTest : MethodScene {
-  explicit MethodTest(const std::string& test = "short")
-      : MethodScene(SataSpec(), "DriveSelfTest", {{"SelfTest", test}}) {
+  explicit MethodTest(MethodParameters parameters = {{"SelfTest", "short"}})
+      : MethodScene(SataSpec(), "DriveSelfTest", std::move(parameters)) {
     auto& state = drive.State().ata.selfTest;
     state.shortMs = state.extendedMs = state.conveyanceMs = 30'000;
   }
@@ -43,10 +36,13 @@ struct MethodTest : MethodScene {
 };
 
 TEST(DriveSelfTest, TheMethodWaitsForTheEndAndFollowsTheDrive) {
-  const std::pair<const char*, int> kTests[] = {{"short", 1}, {"extended", 2}, {"conveyance", 3}};
-  for (const auto& [name, subcommand] : kTests) {
-    SCOPED_TRACE(name);
-    MethodTest scene(name);
+  const std::pair<MethodParameters, int> kTests[] = {{{{"SelfTest", "short"}}, 1},
+                                                     {{{"SelfTest", "extended"}}, 2},
+                                                     {{{"SelfTest", "conveyance"}}, 3},
+                                                     {{}, 2}};
+  for (const auto& [parameters, subcommand] : kTests) {
+    SCOPED_TRACE(subcommand);
+    MethodTest scene(parameters);
     const auto run = RunScene(scene, nullptr, 0);
     EXPECT_EQ(run.code, 0);
     const auto& start = FindStart(run.commands);
@@ -58,13 +54,6 @@ TEST(DriveSelfTest, TheMethodWaitsForTheEndAndFollowsTheDrive) {
     EXPECT_GE(run.questions, 30u);
     EXPECT_FALSE(scene.IsRunning());
   }
-}
-
-TEST(DriveSelfTest, TheMethodRunsTheExtendedTestByDefault) {
-  MethodScene scene(SataSpec(), "DriveSelfTest");
-  const auto run = RunScene(scene, nullptr, 0);
-  EXPECT_EQ(run.code, 0);
-  EXPECT_EQ(FindStart(run.commands).Lba() & 0xFF, 2u);
 }
 
 // The byte that the drive tells, and what is made of it.
@@ -86,23 +75,13 @@ TEST_P(SelfTestStatus, IsReported) {
   EXPECT_EQ(test.ReportSelfTestStatus(table), GetParam().isOver);
   EXPECT_EQ(test.GetPercent(), GetParam().percent);
   EXPECT_EQ(test.GetErrorCode(), 0);
+  // A verdict against the drive, and nothing else, is a warning.
+  const int state = GetParam().byte >> 4;
+  EXPECT_EQ(test.GetRemarks().empty(), state < 3 || state > 8);
   EXPECT_NE(table.ToText().find(GetParam().line), std::string::npos) << table.ToText();
   if (!GetParam().isOver) {
     const auto progress = "Progress = " + std::to_string(GetParam().percent) + "%";
     EXPECT_NE(table.ToText().find(progress), std::string::npos) << table.ToText();
-  }
-}
-
-// A verdict against the drive, and nothing else, is a warning.
-TEST(DriveSelfTest, WarnsOfAFailedTest) {
-  MethodTest scene;
-  scene.Prepare();
-  for (int state = 0; state < 16; ++state) {
-    scene.drive.State().ata.selfTest.status = static_cast<std::uint8_t>(state << 4);
-    DriveSelfTest test(scene.device(), 0, SelfTestMode::Offline, NoReporter());
-    ResultTable table;
-    test.ReportSelfTestStatus(table);
-    EXPECT_EQ(test.GetRemarks().empty(), state < 3 || state > 8) << state;
   }
 }
 
@@ -111,6 +90,9 @@ const StatusCase kStatuses[] = {
     {0x13, "aborted by the host.", true, 70},
     {0x25, "interrupted by the host", true, 50},
     {0x30, "fatal error", true, 100},
+    {0x40, "", true, 100},
+    {0x50, "", true, 100},
+    {0x60, "", true, 100},
     {0x70, "read element of the test failed.", true, 100},
     {0x80, "handling damage.", true, 100},
     {0x90, "Reserved status.", true, 100},
@@ -169,26 +151,6 @@ TEST(DriveSelfTest, RefusesWhatItDoesNotKnow) {
   EXPECT_EQ(run("long", "slow"), Status::InvalidArguments);
   EXPECT_EQ(run("Short", ""), Status::InvalidSelfTest);
   EXPECT_FALSE(scene.IsRunning());
-
-  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
-      {4, [&](auto&) { scene.drive.State().vanished = 1; }},
-      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
-      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
-      {302, [](auto& d) { d.AddProperty(Properties::SMARTSelfTestSupported, false); }},
-      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-  };
-  for (const auto& [code, shape] : kRows) {
-    const auto clone = device.Clone();
-    shape(*clone);
-    EXPECT_EQ(DriveSelfTest::Runner(*clone, "short", "offline", face), code);
-    scene.drive.State().vanished = 0;
-  }
-  const auto faulty = device.Clone();
-  faulty->GetPath().SetDeviceFault(true);
-  // The test of the connection, which comes first, reads the status anew.
-  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(DriveSelfTest::Runner(*faulty, "short", "offline", face), 188);
 }
 
 // A SATA layer does not say that a sector came short; what is missing is no good result.
@@ -239,19 +201,6 @@ TEST(DriveSelfTest, EachCommandFails) {
   });
 }
 
-TEST(DriveSelfTest, TheDriveVanishes) {
-  SweepFaults<BriefTest>(Fault::Vanish(), [](BriefTest& scene, const SweptRun& run) {
-    const bool isStart = (run.Met().Features() & 0xFF) == kExecute;
-    if (run.Met().Opcode() == 0) {
-      EXPECT_EQ(run.code, Status::NoCommunication);
-    }
-    if (run.Met().Opcode() == kSmart) {
-      EXPECT_EQ(run.code, isStart ? Status::SmartExecuteOfflineFailed : Status::SmartDataFailed);
-    }
-    EXPECT_TRUE(scene.IsUntouched());
-  });
-}
-
 TEST(DriveSelfTest, TheLineStartsATestAndAsksForItsStatus) {
   LineScene scene(SataSpec(), {"-self_test", "extended"}, "");
   scene.drive.State().ata.selfTest.extendedMs = 1000'000;
@@ -268,16 +217,6 @@ TEST(DriveSelfTest, TheLineStartsATestAndAsksForItsStatus) {
   EXPECT_EQ(scene.drive.State().ata.selfTest.running, 0);
   scene.drive.State().ata.selfTest.nextResult = 4;
   EXPECT_EQ(RunLine({"-drive_serial", "BTWL1234", "-self_test", "short", "captive"}).code, 120);
-}
-
-TEST(DriveSelfTest, TheLineNeedsADriveAndAnAction) {
-  LineScene scene(SataSpec(), {}, "");
-  EXPECT_EQ(RunLine({"-self_test", "short"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "short", "offline", "now"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "short", "slow"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "long"}).code, 168);
-  EXPECT_EQ(scene.drive.State().ata.selfTest.running, 0);
 }
 
 // ---- Standby ----
@@ -310,53 +249,6 @@ TEST(StandbyImmediate, SeesADriveThatStaysAwake) {
           << static_cast<int>(format);
     }
   }
-}
-
-TEST(StandbyImmediate, EachCommandFails) {
-  for (const auto& fault : {Fault::Fail().Times(1), Fault::Vanish()}) {
-    SweepFaults<MethodStandby>(fault, [&](MethodStandby& scene, const SweptRun& run) {
-      const bool vanishes = scene.drive.State().vanished != 0 ||
-                            fault.Slot().action == Simulator::FaultAction::Vanish;
-      switch (run.Met().Opcode()) {
-        case kStandby:
-          EXPECT_EQ(run.code, Status::StandbyFailed);
-          break;
-        case kCheckPower:
-          EXPECT_EQ(run.code, Status::CheckPowerModeFailed);
-          break;
-        default:
-          EXPECT_EQ(run.code, vanishes ? Status::NoCommunication : 0);
-      }
-    });
-  }
-}
-
-TEST(StandbyImmediate, RefusesByItsTable) {
-  MethodStandby scene;
-  scene.Prepare();
-  const std::pair<std::int32_t, std::function<void(DeviceManagement::Device&)>> kRows[] = {
-      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
-      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
-      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-  };
-  for (const auto& [code, shape] : kRows) {
-    const auto clone = scene.device()->Clone();
-    shape(*clone);
-    EXPECT_EQ(CallMethod(*clone, "StandbyImmediate"), code);
-  }
-  // The test of the connection, which comes first, reads the status.
-  scene.drive.Inject(Fault::AtaError(0x71, 0x04).OnOpcode(0x00));
-  EXPECT_EQ(CallMethod(*scene.device(), "StandbyImmediate"), 188);
-  EXPECT_EQ(scene.drive.State().ata.powerMode, Simulator::PowerMode::Active);
-}
-
-TEST(StandbyImmediate, ADriveWithoutAtaHasNoSuchMethod) {
-  MethodScene scene(NvmeSpec(), "StandbyImmediate");
-  scene.Prepare();
-  EXPECT_EQ(scene.Run(NoReporter()), Status::NotSupportedByDrive);
-  EXPECT_EQ(Testing::DescribeMethod("StandbyImmediate", scene.device()), nullptr);
-  EXPECT_EQ(Testing::DescribeMethod("DriveSelfTest", scene.device()), nullptr);
 }
 
 }  // namespace

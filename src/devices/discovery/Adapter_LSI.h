@@ -27,6 +27,7 @@ class Adapter_LSI final : public Adapter {
   // Takes the disks that are volumes of this controller over. A drive of which the system has a
   // node besides stays once: a member here, any other there.
   void TakeDisks(Adapter& generic, const ScanOptions& options, const SystemFacts& facts) override;
+  bool MayBeMember(const Device& drive) const override;
   std::unique_ptr<Device> Clone() const override;
 
  private:
@@ -39,7 +40,7 @@ class Adapter_LSI final : public Adapter {
     std::map<std::uint16_t, std::uint32_t> genericNumbers;     // volume -> N of /dev/sgN
 
     bool IsMember(std::uint16_t device) const;
-    std::vector<std::string> FindNodes(std::uint16_t device) const;
+    std::vector<std::string> FindNodes(const LsiDrive& drive) const;
   };
 
   std::shared_ptr<Adapter_LSI> CreateAdapter(const std::string& path,
@@ -48,9 +49,9 @@ class Adapter_LSI final : public Adapter {
   std::vector<std::uint32_t> ListControllers() const;
   Devices FindPhysical(const ScanOptions& options, const SystemFacts& facts);
   std::vector<std::unique_ptr<Drive_LSI>> ListPhysical() const;
-  bool GetLogicalPhysicalMapping();
-  bool GetLogicalOSPhysicalMapping();
-  void FindVolumes();
+  bool GetLogicalPhysicalMapping(Volumes& volumes) const;
+  bool GetLogicalOSPhysicalMapping(Volumes& volumes) const;
+  Volumes FindVolumes() const;
   void DropTwice(Adapter& generic);
   void FindLogical(Adapter& generic, const SystemFacts& facts);
   void BecomeVolume(Drive& disk, std::uint16_t volume) const;

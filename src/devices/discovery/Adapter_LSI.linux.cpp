@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/discovery/DriveRest.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/DriveHold.h"
@@ -109,7 +111,13 @@ bool AskDrive(Drive_LSI& drive, const ScanOptions& options, const SystemFacts& f
                 std::to_string(location.slot) + ", connector " +
                 std::to_string(location.connector) + ", SAS address " +
                 ToHexNumber(location.sasAddress, 16));
+  // Who it is nobody else can tell, and IDENTIFY DEVICE wakes no drive.
+  drive.SetOptions(options);
+  auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata);
+  const auto rest = options.letsSleep && ata != nullptr ? AskForRest(*ata) : Rest::Awake;
+  drive.SetAsleep(rest == Rest::Asleep);
   if (options.identify) UpdateProperties(drive);
+  if (rest == Rest::Unknown) drive.SetPath(CreateBasePath(drive.GetProperties(), true));
   return true;
 }
 
@@ -121,10 +129,13 @@ bool Adapter_LSI::Volumes::IsMember(std::uint16_t device) const {
   });
 }
 
-std::vector<std::string> Adapter_LSI::Volumes::FindNodes(std::uint16_t device) const {
+std::vector<std::string> Adapter_LSI::Volumes::FindNodes(const LsiDrive& drive) const {
   std::vector<std::string> nodes;
-  for (const auto& [volume, number] : genericNumbers) {
-    if (members.at(volume).contains(device)) nodes.push_back("/dev/sg" + std::to_string(number));
+  for (const auto& [volume, devices] : members) {
+    if (!devices.contains(drive.device)) continue;
+    const auto number = genericNumbers.find(volume);
+    nodes.push_back(number != genericNumbers.end() ? "/dev/sg" + std::to_string(number->second)
+                                                   : drive.GetVolumeName(volume));
   }
   return nodes;
 }
@@ -193,7 +204,7 @@ std::vector<std::uint32_t> Adapter_LSI::ListControllers() const {
 
 void Adapter_LSI::ScanDrives(const ScanOptions& options, const SystemFacts& facts) {
   MORVU_LOG(kLogInfo, "ScanDrives", "Scanning for drives");
-  FindVolumes();
+  volumes_ = FindVolumes();
   SyncDrives(FindPhysical(options, facts), options);
 }
 
@@ -224,7 +235,7 @@ Adapter::Devices Adapter_LSI::FindPhysical(const ScanOptions& options, const Sys
   AskSideBySide(drives.size(), [&](std::size_t i) {
     auto& drive = *drives[i];
     drive.AddProperty(Properties::RAIDMember, volumes_.IsMember(drive.GetDeviceId()));
-    drive.SetVolumeNodes(volumes_.FindNodes(drive.GetDeviceId()));
+    drive.SetVolumeNodes(volumes_.FindNodes(drive.GetDrive()));
     if (!AskDrive(drive, options, facts)) drives[i].reset();
   });
   std::erase(drives, nullptr);
@@ -234,28 +245,29 @@ Adapter::Devices Adapter_LSI::FindPhysical(const ScanOptions& options, const Sys
 // ---- Volumes ----
 
 // Asked in every scan: what is not known of a drive's volumes keeps it from being erased.
-void Adapter_LSI::FindVolumes() {
-  volumes_ = {};
+Adapter_LSI::Volumes Adapter_LSI::FindVolumes() const {
+  Volumes volumes;
   MORVU_LOG(kLogInfo, "FindLogical", "Looking for logical drives");
-  if (!GetLogicalPhysicalMapping()) {
-    volumes_.isWhole = false;
+  if (!GetLogicalPhysicalMapping(volumes)) {
+    volumes.isWhole = false;
     MORVU_LOG(kLogError, "FindLogical", "Failed to get logical drive list");
-    return;
+    return volumes;
   }
   MORVU_LOG(kLogInfo, "FindLogical",
-            "Retrieved list of logical drives: " + std::to_string(volumes_.members.size()));
-  if (volumes_.members.empty()) {
+            "Retrieved list of logical drives: " + std::to_string(volumes.members.size()));
+  if (volumes.members.empty()) {
     MORVU_LOG(kLogInfo, "FindLogical", "No logical drives found. Stopping logical scan");
-    return;
+    return volumes;
   }
-  if (!GetLogicalOSPhysicalMapping()) volumes_.isWhole = false;
-  for (const auto& [volume, members] : volumes_.members) {
+  if (!GetLogicalOSPhysicalMapping(volumes)) volumes.isWhole = false;
+  for (const auto& [volume, members] : volumes.members) {
     MORVU_LOG(kLogInfo, "FindLogical",
               "Logical index: " + std::to_string(volume) + ". Physical: " + JoinNumbers(members));
   }
+  return volumes;
 }
 
-bool Adapter_LSI::GetLogicalPhysicalMapping() {
+bool Adapter_LSI::GetLogicalPhysicalMapping(Volumes& volumes) const {
   LibBlock block(LibCalls::VolumesOfDrives);
   if (!library_.Call(LibCalls::VolumesOfDrives, {.controller = controllerId_}, block)) {
     MORVU_LOG(kLogError, "GetLogicalPhysicalMapping",
@@ -263,7 +275,7 @@ bool Adapter_LSI::GetLogicalPhysicalMapping() {
     return false;
   }
   MORVU_LOG(kLogInfo, "GetLogicalPhysicalMapping", "Retrieved physical to logical distribution");
-  if (IsCutShort(block, DriveVolumesRecord::List)) volumes_.isWhole = false;
+  if (IsCutShort(block, DriveVolumesRecord::List)) volumes.isWhole = false;
   std::set<std::uint16_t> seen;
   for (const auto record : block.GetRecords(DriveVolumesRecord::List)) {
     const auto device = Get16(record, DriveVolumesRecord::Device);
@@ -274,19 +286,19 @@ bool Adapter_LSI::GetLogicalPhysicalMapping() {
     }
     const auto told = Get16(record, DriveVolumesRecord::Count);
     const auto count = std::min(told, DriveVolumesRecord::kMostVolumes);
-    if (told > count) volumes_.isWhole = false;
+    if (told > count) volumes.isWhole = false;
     for (std::uint16_t i = 0; i < count; ++i) {
       const auto volume = ReadLittle16(record, DriveVolumesRecord::Volumes + 2u * i);
-      volumes_.members[volume].insert(device);
+      volumes.members[volume].insert(device);
     }
   }
   return true;
 }
 
 // False when a volume could not be asked about.
-bool Adapter_LSI::GetLogicalOSPhysicalMapping() {
+bool Adapter_LSI::GetLogicalOSPhysicalMapping(Volumes& volumes) const {
   bool isWhole = true;
-  for (auto& [volume, members] : volumes_.members) {
+  for (auto& [volume, members] : volumes.members) {
     LibBlock block(LibCalls::Members);
     if (!library_.Call(LibCalls::Members, {.controller = controllerId_, .volume = volume}, block)) {
       MORVU_LOG(kLogError, "GetLogicalOSPhysicalMapping",
@@ -302,12 +314,17 @@ bool Adapter_LSI::GetLogicalOSPhysicalMapping() {
     }
     const auto number = static_cast<std::uint32_t>(block.Get(MembersBlock::GenericNumber));
     if (number == MembersBlock::kNoDisk) continue;
-    volumes_.genericNumbers[volume] = number;
+    volumes.genericNumbers[volume] = number;
     MORVU_LOG(kLogInfo, "GetLogicalOSPhysicalMapping",
               "Logical index: " + std::to_string(volume) +
                   ". OS physical drive #: " + std::to_string(number));
   }
   return isWhole;
+}
+
+bool Adapter_LSI::MayBeMember(const Device& drive) const {
+  const auto* member = dynamic_cast<const Drive_LSI*>(&drive);
+  return member != nullptr && FindVolumes().IsMember(member->GetDeviceId());
 }
 
 void Adapter_LSI::TakeDisks(Adapter& generic, const ScanOptions& options,
@@ -365,15 +382,18 @@ void Adapter_LSI::BecomeVolume(Drive& disk, std::uint16_t volume) const {
   for (const auto* entry : kControllerProperties) {
     if (const auto* value = properties_.Find(*entry)) disk.GetProperties().Add(*value);
   }
+  const auto& members = volumes_.members.at(volume);
   bool areAllMorvu = true;
   for (const auto& drive : drives_) {
     const auto* member = dynamic_cast<const Drive_LSI*>(drive.get());
-    if (member == nullptr || !volumes_.members.at(volume).contains(member->GetDeviceId())) continue;
+    if (member == nullptr || !members.contains(member->GetDeviceId())) continue;
     areAllMorvu = areAllMorvu && member->GetBool(Properties::Morvu);
     disk.GetChildren().push_back(member->Clone());
   }
   disk.AddProperty(Properties::RAID, true);
-  disk.AddProperty(Properties::Morvu, areAllMorvu && !disk.GetChildren().empty());
+  // Of a member that is hidden, or does not answer, nobody knows what it is.
+  const bool areAllSeen = !members.empty() && disk.GetChildren().size() == members.size();
+  disk.AddProperty(Properties::Morvu, areAllMorvu && areAllSeen);
   // A logical volume is no product.
   disk.GetProperties().Remove(Properties::Product);
   disk.GetProperties().Remove(Properties::ProductFamily);

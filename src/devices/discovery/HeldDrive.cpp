@@ -2,6 +2,7 @@
 
 #include "devices/identification/ProductDetection.h"
 #include "devices/model/Drive.h"
+#include "devices/model/Drive_LSI.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"
 #include "devices/properties/ScanProperties.h"
@@ -32,9 +33,17 @@ void DescribeHeldDrive(Device& drive, const SystemFacts& facts) {
 }
 
 void TakeKnown(Device& held, const Device& known) {
+  // A disk that became a volume, or is one no more, is not what was known.
+  if (held.GetBool(Properties::RAID) != known.GetBool(Properties::RAID)) return;
   const auto partitions = held.GetPartitions();
+  const bool isMember = held.GetBool(Properties::RAIDMember);
+  const auto volumeNodes = held.GetVolumeNodes();
   held.CopyFrom(known);
   held.GetPartitions() = partitions;
+  if (auto* drive = dynamic_cast<Drive_LSI*>(&held)) {
+    drive->AddProperty(Properties::RAIDMember, isMember);
+    drive->SetVolumeNodes(volumeNodes);
+  }
 }
 
 }  // namespace Morvu::DeviceManagement

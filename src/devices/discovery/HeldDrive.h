@@ -15,7 +15,7 @@ void DescribeHeldDrive(Device& drive, const SystemFacts& facts);
 void DescribeUnasked(Device& drive, const SystemFacts& facts);
 
 // What an earlier scan knew of the drive takes the place of the little that the kernel tells;
-// the partitions are what the system shows now.
+// the partitions are what the system shows now, the membership in volumes what the controller says.
 void TakeKnown(Device& held, const Device& known);
 
 }  // namespace Morvu::DeviceManagement

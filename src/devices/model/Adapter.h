@@ -23,6 +23,9 @@ class Adapter : public Device {
   // Takes over, in the same scan, what of the operating system's own disks is this adapter's.
   virtual void TakeDisks(Adapter& /*generic*/, const ScanOptions& /*options*/,
                          const SystemFacts& /*facts*/) {}
+  // Whether a drive of the adapter's is, or may be, a member of a volume by now, whatever the scan
+  // has found. Any thread may ask.
+  virtual bool MayBeMember(const Device& /*drive*/) const { return false; }
   // Makes the drives of a newer look at the same adapter this one's: in place of the old
   // objects, or merged into them, as `options.replaceObjects` says. No drive is asked.
   void TakeDrives(Adapter& newer, const ScanOptions& options) {

@@ -4,9 +4,11 @@
 #include <optional>
 
 #include "devices/commands/CommandSet.h"
+#include "devices/model/Adapter.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/IdentityProperties.h"
 #include "frame/Logger.h"
+#include "frame/status/Drives.h"
 #include "frame/status/Partitions.h"
 
 namespace Morvu {
@@ -36,6 +38,7 @@ ErasePermit::ErasePermit(Device& device, bool isSecure) : device_(device), code_
 
 StatusCode ErasePermit::Ask(bool isSecure) {
   if (const auto code = AskIdentity(); code != Status::ReadyToRun) return code;
+  if (const auto code = AskAdapter(); code != Status::ReadyToRun) return code;
   if (const auto code = OpenNodes(isSecure); code != Status::ReadyToRun) return code;
   RereadPartitions();
   auto use = ReadDiskUse(GetNodes());
@@ -63,6 +66,14 @@ StatusCode ErasePermit::AskIdentity() {
   }
   identity_ = std::move(*told);
   return Status::ReadyToRun;
+}
+
+// The scan may be long ago.
+StatusCode ErasePermit::AskAdapter() {
+  const auto* adapter = dynamic_cast<const Adapter*>(device_.GetParent());
+  if (adapter == nullptr || !adapter->MayBeMember(device_)) return Status::ReadyToRun;
+  return Refuse(Status::RaidMemberRefused,
+                "the drive is, or may be, a member of a RAID volume now");
 }
 
 StatusCode ErasePermit::OpenNodes(bool isSecure) {

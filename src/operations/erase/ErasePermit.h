@@ -16,10 +16,11 @@ namespace Morvu {
 
 class ErasePermit {
  public:
-  // Asks, in this order: which drive the device's path leads to; an exclusive open of the block
-  // nodes of all that the erase reaches; the partitions, read anew from the disk; mounts and loop
-  // devices; which drive those very descriptors lead to. The device gets the security state that
-  // the drive tells now. No node is opened a second time. The drive is held by the caller.
+  // Asks, in this order: which drive the device's path leads to; its RAID controller, if it has
+  // one, whether the drive is a volume's; an exclusive open of the block nodes of all that the
+  // erase reaches; the partitions, read anew from the disk; mounts and loop devices; which drive
+  // those very descriptors lead to. The device gets the security state that the drive tells now. No
+  // node is opened a second time. The drive is held by the caller.
   //
   // `isSecure`: of an NVMe drive whose secure erase takes all namespaces, all are asked.
   ErasePermit(DeviceManagement::Device& device, bool isSecure);
@@ -27,7 +28,7 @@ class ErasePermit {
   ErasePermit& operator=(const ErasePermit&) = delete;
 
   // 1 for a disk that nobody uses, 13 for one in use. Any other code is no permit: 4 for
-  // another drive or none, 128 when the system could not be asked.
+  // another drive or none, 255 for a member of a volume, 128 when the system could not be asked.
   StatusCode GetCode() const { return code_; }
   // Why there is none, for a person.
   const std::string& GetReason() const { return reason_; }
@@ -49,6 +50,7 @@ class ErasePermit {
  private:
   StatusCode Ask(bool isSecure);
   StatusCode AskIdentity();
+  StatusCode AskAdapter();
   StatusCode OpenNodes(bool isSecure);
   void RereadPartitions();
   StatusCode AskByNodes();

@@ -193,7 +193,9 @@ StatusCode RunOption(const FeatureCall& call) {
   const auto file = isSorted ? call.arguments.GetText(kFileArgument) : first;
   auto rows = ReadHealthRows(call.devices);
   if (isSorted) SortWorstFirst(rows);
-  for (const auto& row : rows) call.face.NoteFindings(FindHealthFindings(row.health));
+  std::uint32_t findings = 0;
+  for (const auto& row : rows) findings |= FindHealthFindings(row.health);
+  call.face.NoteFindings(findings);
   if (file.empty()) {
     call.face.Say();
     call.face.Show(TabulateHealth(rows, call.face.IsForPrograms()));

@@ -1,6 +1,9 @@
 // What drives of each kind tell of their health. The caller holds the drive, which answers.
 #pragma once
 
+#include <cstdint>
+#include <limits>
+
 #include "parsers/health/DriveHealth.h"
 
 namespace Morvu {
@@ -18,6 +21,9 @@ void Read(const DeviceManagement::Device& device, DeviceManagement::CommandSet_A
 void Read(const DeviceManagement::Device& device, DeviceManagement::CommandSet_NVME& nvme,
           DriveHealth& health);
 void Read(DeviceManagement::CommandSet_SCSI& scsi, DriveHealth& health);
+
+// Stands for counts of errors that 64 bits do not hold: they are errors all the same.
+inline constexpr auto kMostErrors = std::numeric_limits<std::uint64_t>::max();
 
 // What is left of a drive that is worn so far.
 constexpr std::uint64_t LifeLeft(std::uint64_t wearPercent) {

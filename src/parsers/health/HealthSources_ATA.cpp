@@ -106,7 +106,7 @@ constexpr StatisticRow kStatistics[] = {
     {1, {24, 6}, [](DriveHealth& h, std::uint64_t v, const Device& device) { h.bytesWritten = v * device.GetUInt(Properties::SectorSize); }},
     {4, { 8, 4}, [](DriveHealth& h, std::uint64_t v, const Device&) { h.mediaErrors = v; }},
     {5, { 8, 1}, [](DriveHealth& h, std::uint64_t v, const Device&) { h.temperatureCelsius = static_cast<std::int8_t>(v); }},
-    {7, { 8, 1}, [](DriveHealth& h, std::uint64_t v, const Device&) { h.wearPercent = v; }},
+    {7, { 8, 1}, [](DriveHealth& h, std::uint64_t v, const Device&) { h.wearPercent = v; h.lifeLeftPercent = LifeLeft(v); }},
 };
 // clang-format on
 

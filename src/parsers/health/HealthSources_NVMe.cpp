@@ -29,8 +29,10 @@ std::optional<std::uint64_t> ReadCounter(ByteView page, const PagePlace& place,
 
 void TakeHealth(ByteView log, DriveHealth& health) {
   constexpr std::int64_t kZeroCelsius = 273;  // Kelvin
-  health.temperatureCelsius =
-      static_cast<std::int64_t>(ReadField(log, NvmeHealth::kTemperature)) - kZeroCelsius;
+  // Controllers without a sensor tell the absolute zero.
+  if (const auto kelvin = ReadField(log, NvmeHealth::kTemperature); kelvin != 0) {
+    health.temperatureCelsius = static_cast<std::int64_t>(kelvin) - kZeroCelsius;
+  }
   health.sparePercent = ReadField(log, NvmeHealth::kSpare);
   health.spareThresholdPercent = ReadField(log, NvmeHealth::kSpareThreshold);
   health.wearPercent = ReadField(log, NvmeHealth::kPercentageUsed);
@@ -38,7 +40,7 @@ void TakeHealth(ByteView log, DriveHealth& health) {
   health.bytesWritten = ReadCounter(log, NvmeHealth::kDataUnitsWritten, kDataUnit);
   health.powerOnHours = ReadCounter(log, NvmeHealth::kPowerOnHours);
   health.unsafeShutdowns = ReadCounter(log, NvmeHealth::kUnsafeShutdowns);
-  health.mediaErrors = ReadCounter(log, NvmeHealth::kMediaErrors);
+  health.mediaErrors = ReadCounter(log, NvmeHealth::kMediaErrors).value_or(kMostErrors);
 }
 
 // The revision in the slot that the next reset activates (NVMe 1.0, 5.10.1.3). That may be the

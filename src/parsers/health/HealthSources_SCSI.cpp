@@ -1,6 +1,7 @@
 #include <algorithm>
 
 #include "devices/commands/CommandSet_SCSI.h"
+#include "messaging/PageTable.h"
 #include "parsers/health/HealthSources.h"
 #include "parsers/smart/ScsiLog.h"
 
@@ -18,12 +19,16 @@ struct ParameterRow {
   void (*take)(DriveHealth& health, ByteView value);
 };
 
-std::uint64_t Number(ByteView value) {
-  return ReadBig(value, 0, std::min<std::size_t>(value.size(), 8));
+// A counter, whose length the drive chooses; nothing where 64 bits do not hold it.
+std::optional<std::uint64_t> Number(ByteView value) {
+  const auto last = std::min<std::size_t>(value.size(), 8);
+  if (!IsZero(value.first(value.size() - last))) return {};
+  return ReadBig(value, value.size() - last, last);
 }
 
 void AddErrors(DriveHealth& health, ByteView value) {
-  health.mediaErrors = health.mediaErrors.value_or(0) + Number(value);
+  const auto known = health.mediaErrors.value_or(0);
+  health.mediaErrors = known + std::min(Number(value).value_or(kMostErrors), kMostErrors - known);
 }
 
 void TakeTemperature(DriveHealth& health, ByteView value) {

@@ -47,6 +47,11 @@ Value Ratio(const std::optional<std::uint64_t>& percent) {
 }
 Value Flag(bool value) { return value ? "1" : "0"; }
 
+// A RAID volume is no drive that could answer; its members are.
+Value IsUp(const DriveHealth& health) {
+  if (health.access == Access::Volume) return {};
+  return Flag(health.access == Access::Answered);
+}
 Value IsFailing(const DriveHealth& health) {
   if (health.verdict.kind == DriveVerdict::Kind::Unknown ||
       health.verdict.kind == DriveVerdict::Kind::SmartOff) {
@@ -69,7 +74,7 @@ struct MetricRow {
 };
 // clang-format off
 constexpr MetricRow kMetrics[] = {
-    {"morvu_drive_up",                      "gauge",   "Whether the drive was asked and answered.",                            [](const DriveHealth& h) { return Flag(h.access == Access::Answered); }},
+    {"morvu_drive_up",                      "gauge",   "Whether the drive was asked and answered.",                            IsUp},
     {"morvu_drive_asleep",                  "gauge",   "Whether the drive is in standby; it is let sleep.",                    [](const DriveHealth& h) { return Flag(h.access == Access::Asleep); }},
     {"morvu_drive_in_use",                  "gauge",   "Whether another program or job works on the drive.",                   [](const DriveHealth& h) { return Flag(h.access == Access::InUse); }},
     {"morvu_drive_failing",                 "gauge",   "The drive's own verdict: 1 when it expects to fail.",                  IsFailing},
