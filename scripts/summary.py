@@ -14,13 +14,15 @@ COLUMNS = ("passed", "failed", "skipped")
 
 
 def skip_reason(case):
-    """GoogleTest prints the reason in a line behind the place of the skip."""
+    """GoogleTest prints the reason in a line behind the place of the skip; what ends with the number
+    for a skip says it last."""
     output = case.findtext("system-out") or ""
     found = re.search(r": Skipped\n(.+)", output)
     if found:
         return found.group(1).strip()
     skipped = case.find("skipped")
-    return skipped.get("message", "") if skipped is not None else case.get("status", "")
+    message = skipped.get("message", "") if skipped is not None else case.get("status", "")
+    return (output.strip().splitlines() or [message])[-1] if "SKIP_RETURN_CODE" in message else message
 
 
 def read_junit(path):

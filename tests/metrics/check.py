@@ -97,6 +97,7 @@ class Metrics(unittest.TestCase):
         for path in sorted((SOURCE / "host/systemd").iterdir()):
             text = path.read_text().replace("@CMAKE_INSTALL_FULL_SBINDIR@", str(pathlib.Path(TOOL).resolve().parent))
             text = text.replace("@MORVU_TEXTFILE_FOLDER@", str(self.file.parent))
+            text = text.replace("@MORVU_SYSTEMD_ARCHITECTURE@", "native")
             text = text.replace("man:morvussd(8)", "man:true(1)")
             units.append(self.folder / path.name.removesuffix(".in"))
             units[-1].write_text(text)
