@@ -15,7 +15,7 @@ namespace Morvu {
 struct SettingReading {
   StatusCode code = Status::NotRun;  // 0 when the drive has told its value
   std::string text{};
-  std::string detail{};  // what the drive itself said of a failure
+  std::string detail{};  // what there is to say of the value, or the drive said of a failure
 };
 
 // The run's remarks, for the attribute "detail".
