@@ -24,6 +24,8 @@ class Pager {
   Pager(const Pager&) = delete;
   Pager& operator=(const Pager&) = delete;
 
+  bool IsOpen() const { return pager_ != nullptr; }
+
  private:
   std::FILE* pager_ = nullptr;
   int terminal_ = -1;  // standard output as it was

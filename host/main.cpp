@@ -31,7 +31,7 @@ int Run(int argc, char** argv) {
   if (argc == 2 && IsHelp(argv[1])) pager.emplace();
   const auto code = cli.runCLI(argc, argv);
   // Output that nobody could read is no good end, but of a pager that was left early.
-  if (!std::cout.flush() && !pager) {
+  if (!std::cout.flush() && !(pager && pager->IsOpen())) {
     std::cerr << "morvussd: cannot write to standard output\n";
     return MorvuTool::ToExitStatus(Morvu::Status::FileNotWritten, 0);
   }

@@ -23,6 +23,7 @@
 #include <cstdlib>
 #include <functional>
 #include <map>
+#include <memory>
 #include <mutex>
 #include <optional>
 #include <stdexcept>
@@ -164,8 +165,15 @@ struct Element {
   // attribute "status" then says why.
   std::optional<std::string> Property(std::string_view name) const {
     const auto* property = Find("Property", name);
-    if (property == nullptr || !property->Attribute("status").empty()) return {};
+    if (property == nullptr || !property->IsTold()) return {};
     return property->text;
+  }
+  // Of a Property: whether it holds what the drive tells. A status stands beside values too, and an
+  // unknown number is the largest one.
+  bool IsTold() const {
+    if (text.empty()) return Attribute("status").empty();
+    const auto type = Attribute("type").substr(0, 4);
+    return text != "18446744073709551615" || (type != "uint" && type != "sint");
   }
 };
 
@@ -319,6 +327,8 @@ class Message {
   const std::string& Text() const { return text_; }
   const Element& Root() const { return root_; }
 
+  // Whether it bears a job's state; of one that does not, what follows throws Error.
+  bool IsOfAJob() const { return root_.Find("Object", "Morvu Job") != nullptr; }
   // 0 to 100.
   int Percent() const { return Number("PercentComplete"); }
   // True for the job's last message, which holds its result: the reply.
@@ -382,39 +392,46 @@ class JobError : public Error {
   Message reply_;
 };
 
-// An operation that runs. Made by Library::Start, which must outlive it.
+// An operation that runs. Made by Library::Start, which must outlive it. Copies are the same job,
+// and so is one that was moved from.
 class Job {
  public:
   explicit Job(std::uint64_t id) : id_(id) {}
+  Job(const Job&) = default;
+  Job& operator=(const Job&) = default;
 
   std::uint64_t Id() const { return id_; }
 
   // Asks the operation to stop. It does at its next safe point and ends in 2, or runs to its end
-  // if it has none; either way it has a reply.
+  // if it has none; either way it has a reply. Does nothing once the reply was received.
   void Cancel() const {
     Request request("MorvuJob");
     request.Attribute("type", "cancel").Attribute("identifier", std::to_string(id_));
     const auto text = request.Text();
     std::uint64_t canceling = 0;
+    const std::lock_guard<std::mutex> lock(end_->mutex);
+    if (end_->isReceived) return;
     const auto status =
         ::SendXMLMessage(text.data(), static_cast<std::uint32_t>(text.size()), &canceling, true);
     if (status != MORVU_STATUS_COMPLETED) throw Error(status);
   }
 
-  // The job's next message; nothing when none comes in time. A percentage that was not fetched
-  // gives way to the next.
+  // The job's next message; nothing when none comes in time, and behind the reply. A percentage
+  // that was not fetched gives way to the next.
   std::optional<Message> Next(std::chrono::milliseconds patience) const {
-    return NextUntil(std::chrono::steady_clock::now() + patience);
+    return NextUntil(After(patience));
   }
 
   // Waits for the end; nothing when it does not come in time: the job then runs on. Calls
-  // `onProgress` for each percentage, on this thread. Throws JobError when the result is not 0.
+  // `onProgress` for each percentage, on this thread. Throws JobError when the result is not 0, and
+  // Error 243 when the reply was received before.
   std::optional<Message> WaitFor(std::chrono::milliseconds patience,
                                  const std::function<void(int percent)>& onProgress = {}) const {
-    const auto end = std::chrono::steady_clock::now() + patience;
+    const auto end = After(patience);
     while (auto message = NextUntil(end)) {
       if (auto reply = Judge(std::move(*message), onProgress)) return reply;
     }
+    if (HasEnded()) throw Error(MORVU_STATUS_NO_MESSAGE);
     return {};
   }
   // The same, for as long as it takes.
@@ -425,6 +442,23 @@ class Job {
   }
 
  private:
+  // The job's number may be another job's as soon as the reply was received.
+  struct End {
+    std::mutex mutex;
+    bool isReceived = false;
+  };
+
+  // No clock counts the longest patience.
+  static std::chrono::steady_clock::time_point After(std::chrono::milliseconds patience) {
+    constexpr std::chrono::milliseconds kLongest = std::chrono::hours(24 * 365);
+    return std::chrono::steady_clock::now() + (patience < kLongest ? patience : kLongest);
+  }
+
+  bool HasEnded() const {
+    const std::lock_guard<std::mutex> lock(end_->mutex);
+    return end_->isReceived;
+  }
+
   static std::optional<Message> Judge(Message message,
                                       const std::function<void(int percent)>& onProgress) {
     if (message.IsLast()) {
@@ -440,14 +474,25 @@ class Job {
     for (;;) {
       // Counted before the look: what arrives between look and wait is not slept through.
       const auto seen = arrivals.Count();
-      if (auto text = Receive()) return Message(std::move(*text));
+      if (auto message = Receive()) return message;
+      if (HasEnded()) return {};
       std::unique_lock<std::mutex> lock(arrivals.countMutex);
       if (!arrivals.changed.wait_until(lock, end, [&] { return arrivals.count != seen; }))
         return {};
     }
   }
 
-  std::optional<std::string> Receive() const {
+  std::optional<Message> Receive() const {
+    const std::lock_guard<std::mutex> lock(end_->mutex);
+    if (end_->isReceived) return {};
+    auto text = ReceiveText();
+    if (!text) return {};
+    Message message(std::move(*text));
+    end_->isReceived = message.IsOfAJob() && message.IsLast();
+    return message;
+  }
+
+  std::optional<std::string> ReceiveText() const {
     std::string text;
     for (;;) {
       auto size = static_cast<std::uint32_t>(text.size());
@@ -463,6 +508,7 @@ class Job {
   }
 
   std::uint64_t id_;
+  std::shared_ptr<End> end_ = std::make_shared<End>();
 };
 
 // The loaded library.

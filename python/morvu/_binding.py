@@ -10,7 +10,7 @@ import contextlib
 import ctypes
 import os
 import threading
-from typing import Dict, Iterator, Optional
+from typing import Callable, Dict, Iterator, Optional, Union
 
 from ._errors import LoadError, StatusError
 from ._status import Status
@@ -22,6 +22,20 @@ VERSION = 10200400
 MAJOR = 10000000
 
 
+def wait_through(wait: Callable[[], object]) -> None:
+    """Waits to the end, and raises what a signal raised meanwhile afterwards: in the middle it would
+    leave work undone that keeps a drive whole."""
+    interrupt: Union[KeyboardInterrupt, SystemExit, None] = None
+    while True:
+        try:
+            wait()
+            break
+        except (KeyboardInterrupt, SystemExit) as caught:
+            interrupt = caught
+    if interrupt is not None:
+        raise interrupt
+
+
 class Binding:
     """A library that is loaded in this process. Load and Unload overlap no other call."""
 
@@ -31,6 +45,9 @@ class Binding:
         self._users = 0  # guarded by _changed, as the two below
         self._calls = 0
         self._pid = 0
+        self.loads = 0  # how often; a job ends with the load that it began in
+        # Another thread may hold it at the fork, and has no life in the child to let it go.
+        os.register_at_fork(after_in_child=self._renew_lock)
         self.notifying = threading.Lock()  # held by the one notification service of a process
         pointer = ctypes.POINTER
         functions.Load.restype = ctypes.c_int32
@@ -46,12 +63,16 @@ class Binding:
         functions.ReceiveXMLMessage.argtypes = [
             ctypes.c_uint64, ctypes.c_char_p, pointer(ctypes.c_uint32)]
 
+    def _renew_lock(self) -> None:
+        self._changed = threading.Condition()
+
     def load(self) -> None:
         """Once for each user."""
         with self._changed:
             if self._users == 0:
                 check(self._functions.Load())
                 self._pid = os.getpid()
+                self.loads += 1
             self._users += 1
 
     def unload(self) -> None:
@@ -61,13 +82,16 @@ class Binding:
             # A forked child has the parent's jobs without their threads.
             if self._users > 0 or self._pid != os.getpid():
                 return
-            self._changed.wait_for(lambda: self._calls == 0)
-            self._functions.Unload()
+            try:
+                wait_through(lambda: self._changed.wait_for(lambda: self._calls == 0))
+            finally:
+                self._functions.Unload()
 
     @contextlib.contextmanager
-    def _call(self) -> Iterator[ctypes.CDLL]:
+    def _call(self, load: Optional[int] = None) -> Iterator[ctypes.CDLL]:
         with self._changed:
-            if self._users == 0 or self._pid != os.getpid():
+            is_over = load is not None and load != self.loads
+            if self._users == 0 or self._pid != os.getpid() or is_over:
                 raise StatusError(Status.NOT_INITIALIZED)
             self._calls += 1
         try:
@@ -77,19 +101,19 @@ class Binding:
                 self._calls -= 1
                 self._changed.notify_all()
 
-    def send(self, request: bytes, synchronous: bool = False) -> int:
-        """Starts a job; its identifier."""
+    def send(self, request: bytes, synchronous: bool = False, load: Optional[int] = None) -> int:
+        """Starts a job, in that load and no later one; its identifier."""
         job = ctypes.c_uint64()
-        with self._call() as functions:
+        with self._call(load) as functions:
             check(functions.SendXMLMessage(request, len(request), ctypes.byref(job), synchronous))
         return job.value
 
-    def receive(self, job: int) -> Optional[bytes]:
-        """The job's next message; None when none waits."""
+    def receive(self, job: int, load: Optional[int] = None) -> Optional[bytes]:
+        """The next message of a job of that load; None when none waits."""
         buffer = None
         size = ctypes.c_uint32(0)
         while True:
-            with self._call() as functions:
+            with self._call(load) as functions:
                 status = functions.ReceiveXMLMessage(job, buffer, ctypes.byref(size))
             if status == Status.NO_MESSAGE:
                 return None

@@ -11,7 +11,7 @@ from types import TracebackType
 from typing import Dict, Iterable, Iterator, List, Optional, Type, Union
 
 from . import _messages as messages
-from ._binding import LIBRARY_FILE, Binding, open_binding
+from ._binding import LIBRARY_FILE, Binding, open_binding, wait_through
 from ._errors import Error, JobTimeout, StatusError
 from ._messages import Message, Partition, Property, Reply, Value
 from ._status import Status
@@ -33,7 +33,10 @@ class Job:
     def __init__(self, binding: Binding, request: bytes) -> None:
         self._binding = binding
         self._reply: Optional[Reply] = None
-        self.id = binding.send(request)
+        # Its number may be another job's as soon as the reply was received, or the library unloaded.
+        self._lock = threading.RLock()  # a handler of a signal may cancel
+        self._load = binding.loads
+        self.id = binding.send(request, load=self._load)
 
     @property
     def reply(self) -> Optional[Reply]:
@@ -42,9 +45,12 @@ class Job:
 
     def cancel(self) -> None:
         """Asks the operation to stop: it does at its next safe point and ends in code 2, or runs to
-        its end if it has none."""
-        self._binding.send(messages.make_request(
-            {"subject": "MorvuJob", "type": "cancel", "identifier": str(self.id)}), True)
+        its end if it has none. Does nothing when it was seen to end."""
+        request = messages.make_request(
+            {"subject": "MorvuJob", "type": "cancel", "identifier": str(self.id)})
+        with self._lock:
+            if self._reply is None:
+                self._binding.send(request, True, self._load)
 
     def __iter__(self) -> Iterator[int]:
         return self.progress()
@@ -73,16 +79,24 @@ class Job:
     def _next(self, end: Optional[float]) -> Message:
         pause = FIRST_PAUSE
         while True:
-            text = self._binding.receive(self.id)
-            if text is not None:
-                message = Reply(text)
-                if message.is_last:
-                    self._reply = message
+            message = self._receive()
+            if message is not None:
                 return message
             if end is not None and time.monotonic() >= end:
                 raise JobTimeout(f"job {self.id} has not ended")
             time.sleep(pause if end is None else max(0.0, min(pause, end - time.monotonic())))
             pause = min(2 * pause, LONGEST_PAUSE)
+
+
+    def _receive(self) -> Optional[Message]:
+        with self._lock:
+            if self._reply is not None:  # another thread took it
+                return self._reply
+            text = self._binding.receive(self.id, self._load)
+            message = None if text is None else Reply(text)
+            if message is not None and message.is_last:
+                self._reply = message
+            return message
 
 
 def one_drive(reply: Reply, serial: str) -> ElementTree.Element:
@@ -273,12 +287,14 @@ class Notifications:
             # Before the stop: a pass without a service would become one itself.
             with self._pass_lock:
                 running = self._pass
-            if running is not None:
-                running.join()
-            self._binding.send(messages.make_request(
-                {"subject": "Notification"}, _switch("Enabled", False)), True)
-            while self._binding.receive(self._job) is not None:
-                pass
+            try:
+                if running is not None:
+                    wait_through(running.join)
+            finally:
+                self._binding.send(messages.make_request(
+                    {"subject": "Notification"}, _switch("Enabled", False)), True)
+                while self._binding.receive(self._job) is not None:
+                    pass
         except StatusError as error:
             if error.code != Status.NOT_INITIALIZED:
                 raise
@@ -338,10 +354,12 @@ class Library:
             if not self._is_open:
                 return
             self._is_open = False
-        atexit.unregister(self.close)
-        if self._notifications is not None:
-            self._notifications.close()
-        self._binding.unload()
+        try:
+            if self._notifications is not None:
+                self._notifications.close()
+        finally:
+            self._binding.unload()
+            atexit.unregister(self.close)
 
     def __enter__(self) -> Library:
         return self.open()
@@ -365,8 +383,9 @@ class Library:
 
     def drives(self, *, scan: bool = True, all_makes: bool = True,
                properties: Optional[Iterable[str]] = None, methods: bool = False) -> List[Drive]:
-        """The drives of the machine: of all makes or Morvu's alone, after a look for new ones or as the
-        last one found them, with all properties or with these, which asks drives for less."""
+        """Morvu's drives, and with `all_makes` those of whatever make that no command reaches: after a look
+        for new ones or as the last one found them, with all properties or with these, which asks drives
+        for less. Other makes' drives that answer are not listed."""
         subject = "Device" if all_makes else "MorvuSSD"
         attributes = {"cimClass": subject, "scan": str(scan), "includeMethods": str(methods)}
         choice = None if properties is None else messages.choice_element(properties)

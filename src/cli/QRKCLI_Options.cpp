@@ -208,7 +208,10 @@ StatusCode QRKCLI::PickBySerial(const CLIParameter& parameter) {
 
 StatusCode QRKCLI::PickSeveral(const CLIParameter& parameter) {
   const auto& serials = parameter.GetValues();
-  if (serials.empty()) return Status::InvalidArguments;
+  if (serials.empty()) {
+    PrintLine("Error: Nothing was done: -drives names no drive.");
+    return Status::InvalidArguments;
+  }
   const bool areAll = serials.size() == 1 && serials.front() == kAllDrives;
   std::map<std::string_view, std::size_t> found;
   for (const auto& serial : serials) {
@@ -224,7 +227,8 @@ StatusCode QRKCLI::PickSeveral(const CLIParameter& parameter) {
     if (areAll || wanted != found.end()) devices_.push_back(drive);
   }
   for (const auto& serial : serials) {
-    const auto count = found[serial];
+    // No name is nobody's, though drives that do not answer have none.
+    const auto count = serial.empty() ? 0 : found[serial];
     if (areAll || count == 1) continue;
     PrintLine("Error: Nothing was done: " +
               std::string(count == 0 ? "no drive has" : "several drives have") +

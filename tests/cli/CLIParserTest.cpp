@@ -98,6 +98,13 @@ TEST_F(CLIParserTest, TakesTheSecondMentionOfAnOption) {
   EXPECT_EQ(parser_.GetArguments("-number"), Values{});
 }
 
+TEST_F(CLIParserTest, HasNoHelpForAHiddenParameter) {
+  auto* text = parser_.FindParameter("-text");
+  EXPECT_NE(parser_.GetParameterHelp(*text), "");
+  text->SetHidden(true);
+  EXPECT_EQ(parser_.GetParameterHelp(*text), "");
+}
+
 TEST_F(CLIParserTest, RefusesAnUnsupportedParameter) {
   parser_.FindParameter("-flag")->SetSupported(false);
   EXPECT_EQ(Parse({"-flag"}), 905);
@@ -146,36 +153,6 @@ TEST_F(CLIParserTest, ReadsOneLineAQuestion) {
   EXPECT_FALSE(parser_.Confirm("First", ""));
   EXPECT_TRUE(parser_.Confirm("Second", ""));
   EXPECT_FALSE(parser_.Confirm("Third", ""));
-}
-
-TEST_F(CLIParserTest, HelpsInTheToldShape) {
-  CLIParameter parameter("-scan", OptionKind::Texts, OptionCategory::Feature,
-                         "Scan a drive's data.", "-drive_index 1 -scan");
-  parameter.AddDescription("WARNING! This takes long.");
-  parameter.AddArgument("(Optional) How to scan. Supported values are:", "[kind]");
-  parameter.AddArgument("fast = the first blocks", "[kind]");
-  parameter.AddArgument("(Optional) A number of blocks, which must not be larger than the drive.",
-                        "[block_count]");
-  EXPECT_EQ(parser_.GetParameterHelp(parameter),
-            "-scan [kind] [block_count]\n"
-            "Description                                                                \n"
-            "---------------------------------------------------------------------------\n"
-            "Scan a drive's data.                                                       \n"
-            "WARNING! This takes long.                                                  \n"
-            "\n"
-            "Arguments                                                                \n"
-            "-------------------------------------------------------------------------\n"
-            "[kind]         -  (Optional) How to scan. Supported values are:          \n"
-            "                  fast = the first blocks                                \n"
-            "[block_count]  -  (Optional) A number of blocks, which must not be larger\n"
-            "                  than the drive.                                        \n"
-            "\n"
-            "Example                                                                    \n"
-            "---------------------------------------------------------------------------\n"
-            "tool -drive_index 1 -scan                                                  \n"
-            "\n");
-  parameter.SetHidden(true);
-  EXPECT_EQ(parser_.GetParameterHelp(parameter), "");
 }
 
 TEST(WrapText, FoldsAtBlanksAndCountsWhatIsSeen) {

@@ -1,10 +1,13 @@
-// Whole runs of morvussd on a simulated fleet, compared with the files in golden/.
+// Whole runs of morvussd on a simulated fleet, compared with the files in golden/; of what it asks
+// and tells when it erases or tests a drive golden/erase holds what stands behind the drive's
+// information.
 // To write them anew from what the tool prints now, and then read the difference:
 //
 //   MORVU_UPDATE_GOLDEN=1 build/x86_64/tests/cli_tests --gtest_filter='*Golden*'
 #include <gtest/gtest.h>
 #include <unistd.h>
 
+#include <algorithm>
 #include <cstdlib>
 #include <filesystem>
 #include <fstream>
@@ -15,6 +18,7 @@
 #include "ExitStatus.h"
 #include "TestFleet.h"
 #include "Tool.h"
+#include "frame/Text.h"
 #include "messaging/drive_class/Features.h"
 #include "support/JsonDocuments.h"
 
@@ -27,7 +31,7 @@ using Simulator::SimulatedDrive;
 using Simulator::TestFleet;
 
 // What a run finds.
-enum class Host { Mixed, Dell, Emc, Empty };
+enum class Host { Mixed, Dell, Emc, Empty, Sata, Nvme };
 
 struct Drives {
   SimulatedDrive sata, scsi, nvme;
@@ -39,7 +43,10 @@ struct GoldenRun {
   Host host = Host::Mixed;
   void (*shape)(Drives& drives) = nullptr;
   std::string_view file = "";  // written by the run, and recorded behind its output
+  std::string_view answer = "";
 };
+
+bool IsErase(const GoldenRun& run) { return run.name.starts_with("erase/"); }
 
 void PrintTo(const GoldenRun& run, std::ostream* out) { *out << run.name; }
 
@@ -100,7 +107,15 @@ Drives AddDrives(TestFleet& fleet, Host host) {
   if (host == Host::Mixed) return AddMixed(fleet);
   if (host == Host::Dell) return AddOem(fleet, "MORVU SSDSC2BB480G4T");
   if (host == Host::Emc) return AddOem(fleet, "MORVU SSDSC2BB480G4E");
-  return {};
+  Drives drives;
+  if (host == Host::Sata) {
+    drives.sata = fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1234"});
+    drives.sata.State().ata.selfTest.extendedMs = 3600'000;
+  } else if (host == Host::Nvme) {
+    drives.nvme =
+        fleet.Add({.kind = Kind::Nvme, .model = "MORVU SSDPEDMD400G4", .serial = "BTWL1234"});
+  }
+  return drives;
 }
 
 // ---- Runs ----
@@ -120,6 +135,11 @@ class Scene {
   Scene(const Scene&) = delete;
   Scene& operator=(const Scene&) = delete;
 
+  // Of the only drive.
+  std::vector<std::uint8_t> ListOpcodes(Host host) const {
+    return (host == Host::Nvme ? drives_.nvme : drives_.sata).Opcodes();
+  }
+
  private:
   TestFleet fleet_;
   Drives drives_;
@@ -132,27 +152,34 @@ std::string ReadFile(const std::string& path) {
   return text.str();
 }
 
-// The exit status of the line.
-int RunTool(const std::vector<std::string>& arguments, std::ostream& out) {
+struct Ended {
+  Morvu::StatusCode code;
+  int exitStatus;
+};
+
+Ended RunTool(const std::vector<std::string>& arguments, std::ostream& out,
+              std::string_view answer = "") {
   std::vector<const char*> argv = {"morvussd"};
   for (const auto& argument : arguments) argv.push_back(argument.c_str());
-  std::istringstream in;
+  std::istringstream in{std::string(answer)};
   Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
   const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
-  return ToExitStatus(code, cli.GetSideResult());
+  return {code, ToExitStatus(code, cli.GetSideResult())};
 }
 
 // The command line, what it printed, the exit status, and the file that it wrote.
 std::string Record(const GoldenRun& run) {
   const Scene scene(run);
+  std::string record = "$ morvussd";
+  for (const auto& argument : run.arguments) record += ' ' + (argument.empty() ? "''" : argument);
   std::ostringstream out;
-  out << "$ morvussd";
-  for (const auto& argument : run.arguments) out << ' ' << (argument.empty() ? "''" : argument);
-  out << '\n';
-  const int exitStatus = RunTool(run.arguments, out);
-  out << "exit status " << exitStatus << '\n';
-  if (!run.file.empty()) out << "$ cat " << run.file << '\n' << ReadFile(std::string(run.file));
-  return out.str();
+  const int exitStatus = RunTool(run.arguments, out, run.answer).exitStatus;
+  auto text = out.str();
+  const auto information = text.rfind("\n\n\n");
+  if (IsErase(run) && information != text.npos) text.erase(0, information + 3);
+  record += '\n' + text + "exit status " + std::to_string(exitStatus) + '\n';
+  if (run.file.empty()) return record;
+  return record + "$ cat " + std::string(run.file) + '\n' + ReadFile(std::string(run.file));
 }
 
 class Golden : public ::testing::TestWithParam<GoldenRun> {};
@@ -242,8 +269,77 @@ const GoldenRun kRuns[] = {
     {.name = "smart_silent", .arguments = {"-drive_path", "/dev/sg0", "-smart"}, .shape = Silence},
     {.name = "smart_no_drives", .arguments = {"-smart"}, .host = Host::Empty},
 };
-INSTANTIATE_TEST_SUITE_P(Runs, Golden, ::testing::ValuesIn(kRuns),
-                         [](const auto& test) { return std::string(test.param.name); });
+void AddPartition(Drives& drives) { drives.sata.AddPartition(); }
+void Freeze(Drives& drives) { drives.sata.State().ata.security.frozen = 1; }
+void FreezeSanitize(Drives& drives) { drives.sata.State().ata.sanitize.frozen = 1; }
+void FailErase(Drives& drives) { drives.sata.Inject(Fault::Fail().OnOpcode(0xF4)); }
+void FailFormat(Drives& drives) { drives.nvme.Inject(Fault::NvmeStatus(0x10A).OnOpcode(0x80)); }
+void FailStandby(Drives& drives) { drives.sata.Inject(Fault::Fail().OnOpcode(0xE0)); }
+void FailSelfTest(Drives& drives) { drives.sata.State().ata.selfTest.status = 0x70; }
+void StayAwake(Drives& drives) { drives.sata.State().ata.standbyStaysActive = 1; }
+
+struct EraseRun {
+  std::string_view name;
+  std::vector<std::string> arguments;
+  std::string_view answer = "";
+  bool isNvme = false;
+  void (*shape)(Drives& drives) = nullptr;
+};
+
+// clang-format off
+const EraseRun kEraseRuns[] = {
+    {"erase/secure_erase",           {"-secure_erase"}, "y\n"},
+    {"erase/secure_erase_no",        {"-secure_erase"}, "n\n"},
+    {"erase/secure_erase_end",       {"-secure_erase"}, ""},
+    {"erase/secure_erase_partition", {"-secure_erase"}, "Y\n", false, AddPartition},
+    {"erase/secure_erase_force",     {"-secure_erase", "-force"}, "", false, AddPartition},
+    {"erase/secure_erase_frozen",    {"-secure_erase"}, "y\n", false, Freeze},
+    {"erase/secure_erase_failed",    {"-secure_erase"}, "y\n", false, FailErase},
+    {"erase/secure_erase_nvme",      {"-secure_erase"}, "y\n", true},
+    {"erase/sanitize_block",         {"-sanitize", "block"}, "y\n"},
+    {"erase/sanitize_partition_no",  {"-sanitize", "crypto"}, "n\n", false, AddPartition},
+    {"erase/sanitize_type",          {"-sanitize", "all"}, "y\n"},
+    {"erase/sanitize_frozen",        {"-sanitize", "block"}, "y\n", false, FreezeSanitize},
+    {"erase/format_sata",            {"-format"}, "y\n"},
+    {"erase/format_nvme",            {"-format", "2"}, "y\n", true},
+    {"erase/format_partition",       {"-format", "1"}, "n\n", false, AddPartition},
+    {"erase/format_force",           {"-format", "-force"}, "", true},
+    {"erase/format_settings",        {"-format", "3", "1", "4", "1", "2"}, "y\n", true},
+    {"erase/format_settings_sata",   {"-format", "2"}, "y\n"},
+    {"erase/format_word",            {"-format", "crypto"}, "y\n", true},
+    {"erase/format_failed",          {"-format"}, "y\n", true, FailFormat},
+    {"erase/self_test",              {"-self_test", "extended"}},
+    {"erase/self_test_captive",      {"-self_test", "short", "captive"}},
+    {"erase/self_test_status",       {"-self_test", "status"}},
+    {"erase/self_test_failed",       {"-self_test", "status"}, "", false, FailSelfTest},
+    {"erase/self_test_unreadable",   {"-self_test", "status"}, "", false, FailSmartRead},
+    {"erase/self_test_unknown",      {"-self_test", "long"}},
+    {"erase/standby",                {"-standby_immediate"}},
+    {"erase/standby_failed",         {"-standby_immediate"}, "", false, FailStandby},
+    {"erase/standby_awake",          {"-standby_immediate"}, "", false, StayAwake},
+    {"erase/standby_nvme",           {"-standby_immediate"}, "", true},
+};
+// clang-format on
+
+std::vector<GoldenRun> ListEraseRuns() {
+  std::vector<GoldenRun> runs;
+  for (const auto& run : kEraseRuns) {
+    runs.push_back({.name = run.name,
+                    .arguments = {"-drive_serial", "BTWL1234"},
+                    .host = run.isNvme ? Host::Nvme : Host::Sata,
+                    .shape = run.shape,
+                    .answer = run.answer});
+    auto& words = runs.back().arguments;
+    words.insert(words.end(), run.arguments.begin(), run.arguments.end());
+  }
+  return runs;
+}
+
+std::string NameOf(const ::testing::TestParamInfo<GoldenRun>& test) {
+  return Morvu::ReplaceAll(std::string(test.param.name), "/", "_");
+}
+INSTANTIATE_TEST_SUITE_P(Runs, Golden, ::testing::ValuesIn(kRuns), NameOf);
+INSTANTIATE_TEST_SUITE_P(EraseRuns, Golden, ::testing::ValuesIn(ListEraseRuns()), NameOf);
 
 // ---- The same runs, and more, as data ----
 
@@ -277,21 +373,23 @@ const GoldenRun kJsonRuns[] = {
 struct Told {
   std::string text;
   int exitStatus;
+  std::vector<std::uint8_t> opcodes;  // of the only drive
 };
 
-Told RunAsJson(const GoldenRun& run) {
+Told Tell(const GoldenRun& run, const std::vector<std::string>& more = {"-json"}) {
   const Scene scene(run);
   auto arguments = run.arguments;
-  arguments.emplace_back("-json");
+  arguments.insert(arguments.end(), more.begin(), more.end());
   std::ostringstream out;
-  const int exitStatus = RunTool(arguments, out);
-  return {out.str(), exitStatus};
+  const int exitStatus = RunTool(arguments, out, run.answer).exitStatus;
+  return {out.str(), exitStatus,
+          IsErase(run) ? scene.ListOpcodes(run.host) : std::vector<std::uint8_t>()};
 }
 
 TEST(JsonDocument, OfEachRunKeepsToTheSchema) {
   Morvu::Testing::JsonDocuments documents;
   const auto add = [&](const GoldenRun& run) {
-    const auto told = RunAsJson(run);
+    const auto told = Tell(run);
     documents.Add(run.name, told.text);
     return told.exitStatus;
   };
@@ -304,22 +402,49 @@ TEST(JsonDocument, OfEachRunKeepsToTheSchema) {
   documents.ExpectValid();
 }
 
+// Whoever would be asked at the prompt is refused without -force, whatever stands in the input.
+TEST(JsonDocument, OfAnEraseAsksNobodyAndKeepsToTheSchema) {
+  constexpr std::uint8_t kErasing[] = {0xF1, 0xF4, 0x80};
+  Morvu::Testing::JsonDocuments documents;
+  for (const auto& run : ListEraseRuns()) {
+    const auto told = Tell(run);
+    documents.Add(run.name, told.text);
+    auto refused = run;
+    refused.answer = "";
+    EXPECT_EQ(told.exitStatus, Tell(refused, {}).exitStatus) << run.name;
+    if (run.arguments.back() == "-force") continue;
+    for (const auto opcode : told.opcodes) {
+      EXPECT_EQ(std::ranges::count(kErasing, opcode), 0) << run.name << ": " << int{opcode};
+    }
+    documents.Add(run.name, Tell(run, {"-json", "-force"}).text);
+  }
+  documents.ExpectValid();
+}
+
+// The disk is full: what cannot be told is not begun.
+TEST(JsonDocument, NeedsAnOutputThatTakesIt) {
+  TestFleet fleet;
+  const auto drive = fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1234"});
+  std::ofstream full("/dev/full");
+  EXPECT_EQ(RunTool({"-drive_index", "0", "-secure_erase", "-force", "-json"}, full).code, 122);
+  EXPECT_EQ(std::ranges::count(drive.Opcodes(), 0xF4), 0);
+}
+
 // A description tells more than what the list knows.
 TEST(JsonDocument, TellsValuesWithTheirTypes) {
-  const auto told = RunAsJson({.name = "", .arguments = {"-drive_index", "1"}}).text;
+  const auto told = Tell({.name = "", .arguments = {"-drive_index", "1"}}).text;
   for (const auto* part : {R"("SerialNumber": "BTWL402600K4480QGN")", R"("MaximumLBA": 937703088)",
                            R"("SMARTEnabled": true)", R"("NativeMaxLBA": 937703087)",
                            R"("isFailing": false)", R"("path": "/dev/sda1")", R"("sizeBytes": )"}) {
     EXPECT_NE(told.find(part), told.npos) << part << "\n" << told;
   }
-  const auto smart = RunAsJson({.name = "", .arguments = {"-drive_index", "1", "-smart"}}).text;
+  const auto smart = Tell({.name = "", .arguments = {"-drive_index", "1", "-smart"}}).text;
   EXPECT_NE(smart.find(R"("feature": "smart")"), smart.npos) << smart;
 }
 
 // A drive that does not answer is none of 0 bytes that is healthy.
 TEST(JsonDocument, HoldsNothingThatIsOnlyAssumed) {
-  const auto told =
-      RunAsJson({.name = "", .arguments = {"-drive_index", "1"}, .shape = Silence}).text;
+  const auto told = Tell({.name = "", .arguments = {"-drive_index", "1"}, .shape = Silence}).text;
   EXPECT_NE(told.find(R"("answers": false)"), told.npos) << told;
   for (const auto* name : {"PhysicalSize", "SectorSize", "OpalState", "DeviceStatus"}) {
     EXPECT_EQ(told.find(name), told.npos) << told;
@@ -339,7 +464,7 @@ TEST(JsonDocument, StandsInTheManual) {
     for (std::string word; words >> word;) run.arguments.push_back(word);
     run.arguments.pop_back();  // -json
     const auto length = manual.find("```", end) - end - 1;
-    const auto text = RunAsJson(run).text;
+    const auto text = Tell(run).text;
     if (isRenewal) {
       manual.replace(end + 1, length, text);
     } else {
@@ -353,13 +478,9 @@ TEST(JsonDocument, StandsInTheManual) {
 // ---- Lines that no file should hold ----
 
 Morvu::StatusCode RunLine(const std::vector<std::string>& arguments, std::string& printed) {
-  TestFleet fleet;
-  std::vector<const char*> argv = {"morvussd"};
-  for (const auto& argument : arguments) argv.push_back(argument.c_str());
-  std::istringstream in;
+  const TestFleet fleet;
   std::ostringstream out;
-  Morvu::QRKCLI cli(Morvu::GetFeatures(), GetToolConfig(), {in, out});
-  const auto code = cli.runCLI(static_cast<int>(argv.size()), argv.data());
+  const auto code = RunTool(arguments, out).code;
   printed = out.str();
   return code;
 }

@@ -14,7 +14,9 @@
 #include <thread>
 
 #include "Terminal.h"
+#include "frame/Files.h"
 #include "support/EraseScene.h"
+#include "support/SimulatedImage.h"
 
 namespace Morvu {
 namespace {
@@ -88,6 +90,37 @@ TEST(ProgressLine, IsRenewedWithoutAReport) {
   while (questions < 3) std::this_thread::sleep_for(10ms);
   const ProgressLine::Gap gap(line);
   EXPECT_THAT(out.str(), MatchesRegex("\r.\\[Kerase  0:0.*"));
+}
+
+struct LongRun {
+  std::vector<std::string> words;
+  bool isNvme = false;
+};
+
+// Its percents, without a word of the family for it.
+TEST(ProgressLine, IsThereForEachLongRun) {
+  const LongRun kRuns[] = {{{"-secure_erase"}},
+                           {{"-sanitize", "block"}},
+                           {{"-format"}, true},
+                           {{"-self_test", "short", "captiveOffline"}},
+                           {{"-firmware_update", "IMAGE"}}};
+  for (auto run : kRuns) {
+    Simulator::TestFleet fleet;
+    fleet.Add(run.isNvme ? EraseTesting::NvmeSpec() : EraseTesting::SataSpec());
+    const auto image = fleet.Folder() + "/image";
+    ASSERT_TRUE(SaveBinary(image, Testing::MakeSimulatedImage("NEW2", 140'000), false));
+    const auto name = run.words.front().substr(1);
+    std::ranges::replace(run.words, "IMAGE", image);
+    run.words.insert(run.words.begin(), {"-drive_index", "0", "-force"});
+    std::istringstream in;
+    std::ostringstream out, terminal;
+    ProgressLine progress(terminal, 0ms);
+    EXPECT_EQ(Testing::RunToolLine(run.words, CLIStreams{in, out, false, progress}).code, 0);
+    EXPECT_THAT(terminal.str(), HasSubstr("Looking for drives  0:0"));
+    EXPECT_THAT(terminal.str(), ::testing::ContainsRegex("\\[K" + name + "  [0-9]+ %  0:0"));
+    EXPECT_THAT(terminal.str(), EndsWith(kErase));
+    EXPECT_THAT(out.str(), Not(HasSubstr(kErase)));
+  }
 }
 
 // ---- Terminals and pipes ----

@@ -1,6 +1,9 @@
 // Which drives a line that selects one asks: that one.
+#include <fcntl.h>
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
+#include <sys/file.h>
+#include <unistd.h>
 
 #include <filesystem>
 
@@ -91,6 +94,32 @@ TEST_F(SelectionTest, WaitsForNoOtherDrive) {
     const auto* value = std::string_view(option) == "-drive_path" ? "/dev/sg1" : "SATA1";
     EXPECT_EQ(0, RunToolLine({option, value}).code);
   }
+}
+
+// One that another program works on.
+TEST(Selection, AHeldDriveKeepsItsRowAndGetsNothing) {
+  Simulator::TestFleet fleet;
+  auto held = fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA1"});
+  fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SATA2"});
+  const int file = open((fleet.Folder() + "/dev/sda").c_str(), O_RDONLY | O_CLOEXEC);
+  ASSERT_EQ(flock(file, LOCK_EX | LOCK_NB), 0);
+
+  const auto list = RunToolLine({"-drive_list"});
+  EXPECT_THAT(list.output, testing::ContainsRegex("SATA1(.|\n)*In Use:(.|\n)*SATA2"));
+  EXPECT_THAT(RunToolLine({"-drive_index", "1"}).output, HasSubstr("SATA2"));
+  EXPECT_THAT(RunToolLine({"-drive_serial", "SATA1"}).output, HasSubstr("works on the drive"));
+  const std::vector<std::vector<std::string>> lines = {
+      {"-secure_erase", "-force"}, {"-sanitize", "block", "-force"}, {"-format", "-force"},
+      {"-standby_immediate"},      {"-self_test", "short"},          {"-smart"}};
+  for (const auto& words : lines) {
+    auto line = words;
+    line.insert(line.begin(), {"-drive_serial", "SATA1"});
+    const auto outcome = RunToolLine(line);
+    EXPECT_EQ(outcome.code, 180) << words.front();
+    EXPECT_THAT(outcome.output, HasSubstr("Only one session")) << words.front();
+  }
+  EXPECT_TRUE(held.Journal().empty());
+  close(file);
 }
 
 }  // namespace

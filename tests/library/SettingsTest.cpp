@@ -171,16 +171,5 @@ TEST_F(Settings, TellNothingThatTheHostSaid) {
   }
 }
 
-TEST_F(Settings, AreAllTablesOfTheMethod) {
-  const auto reply = host_.Ask(Drive("CVFT1") + Method("GetFeatureNVMe"));
-  EXPECT_EQ(reply.ErrorCode(), 0);
-  EXPECT_EQ(FeatureIds(nvme_).size(), 12U);
-  EXPECT_THAT(reply.Text(), HasSubstr("name=\"Volatile Write Cache\""));
-  nvme_.Inject(Fault::NvmeStatus(0x002).OnOpcode(kGetFeatures).OnFeature(5));
-  const auto failed = host_.Ask(Drive("CVFT1") + Method("GetFeatureNVMe"));
-  EXPECT_EQ(failed.ErrorCode(), 2);
-  EXPECT_EQ(failed.Job("NVMeStatus"), "NVMe status 0x002 (Invalid Field in Command)");
-}
-
 }  // namespace
 }  // namespace MorvuHost

@@ -104,43 +104,6 @@ TEST_F(Smart, SubjectReadsAllDrives) {
   EXPECT_EQ(reply.Listed().size(), 18U + 8U);
 }
 
-// A notification in one line, and its value.
-std::pair<std::string, std::string> Describe(const Reply& message) {
-  const auto quoted = [&](std::string_view attribute) {
-    const auto at = message.Text().find(attribute) + attribute.size();
-    return message.Text().substr(at, message.Text().find('"', at) - at);
-  };
-  return {message.Attribute("ObjectPath") + " " + message.Attribute("NotificationType") + " " +
-              message.Attribute("NotificationStatus") + " " + quoted("Property displayName=\""),
-          quoted("value=\"")};
-}
-
-TEST_F(Smart, PassOverTheDrivesPostsTheirValues) {
-  std::vector<std::uint8_t> statistics(512);
-  statistics[0] = 31;
-  nvme_.SetLog(0xC5, statistics);
-  // The one that comes first becomes the service, the other runs the pass.
-  constexpr std::string_view kPass =
-      "<Message subject='Notification'><Property name='scan'>True</Property></Message>";
-  const std::uint64_t jobs[] = {host_.Send(kPass), host_.Send(kPass)};
-  std::map<std::string, std::string> values;
-  for (int i = 0; i < 60'000 && values.size() < 6; ++i) {
-    for (const auto job : jobs) {
-      for (auto message = host_.Receive(job); !message.IsEmpty(); message = host_.Receive(job)) {
-        if (message.Attribute("NotificationType") != "0") values.insert(Describe(message));
-      }
-    }
-    std::this_thread::sleep_for(std::chrono::milliseconds(1));
-  }
-  host_.Call("<Message subject='Notification'><Property name='Enabled'>False</Property></Message>");
-  EXPECT_THAT(values, ElementsAre(Pair("MorvuSSD.BTWL1 1 0 Smart Health", "100"),
-                                  Pair("MorvuSSD.BTWL1 1 0 Smart Life", "99"),
-                                  Pair("MorvuSSD.BTWL1 2 0 Temperature", "28"),
-                                  Pair("MorvuSSD.CVFT1 1 0 Smart Health", "100"),
-                                  Pair("MorvuSSD.CVFT1 1 0 Smart Life", "100"),
-                                  Pair("MorvuSSD.CVFT1 2 0 Temperature", "31")));
-}
-
 TEST(SmartWithoutDrives, IsNotRunOrFindsNoDevice) {
   Simulator::TestFleet fleet;
   Host host;

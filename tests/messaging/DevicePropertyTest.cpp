@@ -19,33 +19,49 @@ constexpr PropertyEntry kBytes{"Bytes", "Bytes", PropertyKind::BytePointer};
 
 constexpr std::uint8_t kThreeBytes[] = {0x01, 0xAB, 0xFF};
 
-struct Value {
-  DeviceProperty property;
-  std::uint32_t size;
-  std::string text;
-};
-
-class DevicePropertyText : public ::testing::TestWithParam<Value> {};
-
-TEST_P(DevicePropertyText, IsTheWireForm) {
-  const auto& [property, size, text] = GetParam();
-  EXPECT_EQ(text, property.ToText());
-  EXPECT_EQ(size, property.GetSize());
-  const auto element = property.ToXml();
-  EXPECT_EQ(text, element->GetAttribute("value"));
-  EXPECT_EQ(std::to_string(size), element->GetAttribute("size"));
-  EXPECT_EQ(text, DeviceProperty::FromXml(*element).ToText());
+// Written with the word of its kind, and read again by it.
+TEST(DeviceProperty, HasATypedForm) {
+  using enum PropertyKind;
+  struct Form {
+    DeviceProperty property;
+    std::string_view type, text;
+    std::uint32_t size;
+  };
+  const auto of = [](PropertyKind kind, auto... value) {
+    return DeviceProperty(PropertyEntry{"Name", "Display name", kind}, value...);
+  };
+  const Form kForms[] = {
+      {of(String, "ABC"), "string", "ABC", 4},
+      {of(String, ""), "string", "", 1},
+      {of(String), "string", "", 0},
+      {of(Sint16, -2), "sint16", "-2", 2},
+      {of(Sint32, -2), "sint32", "-2", 4},
+      {of(Sint32, std::int64_t{1} << 31), "sint32", "-2147483648", 4},
+      {of(Sint64, INT64_MIN), "sint64", "-9223372036854775808", 8},
+      {of(Uint16, 0x12345u), "uint16", "9029", 2},
+      {of(Uint32, 4294967295u), "uint32", "4294967295", 4},
+      {of(Uint64, UINT64_MAX), "uint64", "18446744073709551615", 8},
+      {of(Uint64), "uint64", "0", 0},
+      {of(Boolean, true), "boolean", "True", 1},
+      {of(Boolean, false), "boolean", "False", 1},
+      {of(Boolean), "boolean", "False", 0},
+      {of(BytePointer, ByteView(kThreeBytes)), "bytepointer", "01ABFF", 3},
+      {of(ListUint64, ByteView(kThreeBytes)), "list_uint64", "01ABFF", 3},
+  };
+  for (const auto& [property, type, text, size] : kForms) {
+    SCOPED_TRACE(std::string(type) + " " + std::string(text));
+    EXPECT_EQ(text, property.ToText());
+    EXPECT_EQ(size, property.GetSize());
+    const auto element = property.ToXml();
+    EXPECT_EQ("Name", element->GetAttribute("name"));
+    EXPECT_EQ("Display name", element->GetAttribute("displayName"));
+    EXPECT_EQ(type, element->GetAttribute("type"));
+    EXPECT_EQ(text, element->GetAttribute("value"));
+    EXPECT_EQ(std::to_string(size), element->GetAttribute("size"));
+    EXPECT_EQ("", element->value);
+    EXPECT_EQ(text, DeviceProperty::FromXml(*element).ToText());
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    Kinds, DevicePropertyText,
-    ::testing::Values(Value{{kText, "ABC"}, 4, "ABC"}, Value{{kText, ""}, 1, ""},
-                      Value{DeviceProperty(kText), 0, ""}, Value{{kFlag, true}, 1, "True"},
-                      Value{DeviceProperty(kFlag), 0, "False"}, Value{{kSigned, -1}, 4, "-1"},
-                      Value{{kSigned, std::int64_t{1} << 31}, 4, "-2147483648"},
-                      Value{{kWord, std::uint32_t{0x12345}}, 2, "9029"},
-                      Value{{kLong, ~std::uint64_t{0}}, 8, "18446744073709551615"},
-                      Value{{kBytes, ByteView(kThreeBytes)}, 3, "01ABFF"}));
 
 std::int32_t produced = 0;
 DeviceProperty Produce(const void*) { return {kSigned, ++produced}; }
@@ -97,6 +113,13 @@ TEST(DynamicProperty, OfACloneAsksTheClone) {
 
 // ---- Values of another kind ----
 
+TEST(DeviceProperty, WidensWithItsSignAndIsOfNoOtherKind) {
+  const DeviceProperty property(kSigned, -2);
+  EXPECT_EQ(-2, property.AsSigned());
+  EXPECT_EQ("", property.AsString());
+  EXPECT_EQ(0u, DeviceProperty(kText, "7").AsUnsigned());
+}
+
 TEST(DeviceProperty, RefusesAValueOfAnotherKind) {
   const DeviceProperty refused[] = {
       {kWord, "500"},
@@ -119,23 +142,44 @@ TEST(DeviceProperty, RefusesAValueOfAnotherKind) {
   }
 }
 
-TEST(DeviceProperty, TakesNumbersAloneForNumbers) {
+TEST(DeviceProperty, IsReadByItsTypeAndNumbersFromNumbersAlone) {
   const auto read = [](std::string_view type, std::string_view value) {
     XmlMessaging::Property element;
     element.SetAttribute("name", "A");
     element.SetAttribute("type", type);
     element.SetAttribute("value", value);
-    const auto property = DeviceProperty::FromXml(element);
-    return property.HasValue() ? property.ToText() : "refused";
+    return DeviceProperty::FromXml(element);
   };
   for (const auto* text : {"", "abc", "12 ", "0x12", "--1", "-", "99999999999999999999"}) {
-    EXPECT_EQ("refused", read("uint16", text)) << text;
-    EXPECT_EQ("refused", read("sint64", text)) << text;
+    EXPECT_FALSE(read("uint16", text).HasValue()) << text;
+    EXPECT_FALSE(read("sint64", text).HasValue()) << text;
   }
-  EXPECT_EQ("refused", read("uint16", "-5"));
-  EXPECT_EQ("-5", read("sint16", "-5"));
-  EXPECT_EQ("-9223372036854775808", read("sint64", "-9223372036854775808"));
-  EXPECT_EQ("4464", read("uint16", "70000"));
+  EXPECT_FALSE(read("uint16", "-5").HasValue());
+  EXPECT_EQ("0", read("uint16", "-5").ToText());
+  struct Wire {
+    std::string_view type, value;
+    PropertyKind kind;
+    std::string_view text;
+  };
+  constexpr Wire kWires[] = {
+      {"boolean", "True", PropertyKind::Boolean, "True"},
+      {"boolean", "true", PropertyKind::Boolean, "False"},
+      {"sint16", "-5", PropertyKind::Sint16, "-5"},
+      {"sint64", "-9223372036854775808", PropertyKind::Sint64, "-9223372036854775808"},
+      {"uint16", "70000", PropertyKind::Uint16, "4464"},
+      {"uint32", "5", PropertyKind::Uint32, "5"},
+      {"uint64", "18446744073709551615", PropertyKind::Uint64, "18446744073709551615"},
+      {"bytepointer", "AB01", PropertyKind::BytePointer, "AB01"},
+      {"no such type", "x", PropertyKind::String, "x"},
+      {"", "", PropertyKind::String, ""},
+  };
+  for (const auto& [type, value, kind, text] : kWires) {
+    const auto property = read(type, value);
+    EXPECT_EQ("A", property.GetName());
+    EXPECT_EQ(kind, property.GetKind()) << type;
+    EXPECT_TRUE(property.HasValue()) << type;
+    EXPECT_EQ(text, property.ToText()) << type;
+  }
 }
 
 TEST(GenericProperty, DescribesWithoutADevice) {

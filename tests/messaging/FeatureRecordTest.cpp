@@ -1,13 +1,9 @@
 // The records of the families, and the arguments of their calls.
 #include <gmock/gmock.h>
 
-#include <algorithm>
 #include <set>
 
-#include "frame/Text.h"
-#include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/Features.h"
-#include "messaging/drive_class/MorvuSSD.h"
 
 namespace Morvu {
 namespace {
@@ -73,25 +69,19 @@ TEST(CallArguments, AreReadFromTheirTexts) {
   EXPECT_FALSE(arguments.GetFlag("absent"));
 }
 
-struct Number {
-  std::string text;
-  std::optional<std::uint8_t> value;
-};
-class CallNumbers : public ::testing::TestWithParam<Number> {};
-
-TEST_P(CallNumbers, AreNumbersOrNone) {
-  CallArguments arguments;
-  arguments.Set("number", GetParam().text);
-  EXPECT_EQ(arguments.GetNumber<std::uint8_t>("number"), GetParam().value) << GetParam().text;
-  EXPECT_EQ(arguments.GetNumber<std::uint8_t>("absent"), 0);
-}
-
 // What is out of range must not become a good setting.
-INSTANTIATE_TEST_SUITE_P(FeatureRecords, CallNumbers,
-                         ::testing::Values(Number{"7", 7}, Number{"007", 7}, Number{"255", 255},
-                                           Number{"256", 255}, Number{"99999999999999999999", 255},
-                                           Number{"", {}}, Number{"-1", {}}, Number{"seven", {}},
-                                           Number{"1x", {}}, Number{" 1", {}}));
+TEST(CallArguments, OfNumbersAreNumbersOrNone) {
+  const std::pair<std::string, std::optional<std::uint8_t>> kNumbers[] = {
+      {"7", 7}, {"007", 7}, {"255", 255},  {"256", 255}, {"99999999999999999999", 255},
+      {"", {}}, {"-1", {}}, {"seven", {}}, {"1x", {}},   {" 1", {}},
+  };
+  for (const auto& [text, value] : kNumbers) {
+    CallArguments arguments;
+    arguments.Set("number", text);
+    EXPECT_EQ(arguments.GetNumber<std::uint8_t>("number"), value) << text;
+    EXPECT_EQ(arguments.GetNumber<std::uint8_t>("absent"), 0);
+  }
+}
 
 }  // namespace
 }  // namespace Morvu

@@ -143,24 +143,18 @@ TEST_F(Jobs, PostTheirReplyWithTheirObjectLast) {
   EXPECT_FALSE(posts[0].keepAll);
   EXPECT_EQ(std::to_string(id), posts[0].message->GetAttribute("identifier"));
   ASSERT_EQ(2u, posts[0].message->objects.size());
-  EXPECT_EQ(
-      "<?xml version=\"1.0\" encoding=\"utf-8\"?>\n"
-      "<Object cimClass=\"MorvuJob\" name=\"Morvu Job\">"
-      "<Property key=\"True\" name=\"InstanceID\" type=\"string\">" +
-          std::to_string(id) +
-          "</Property>"
-          "<Property name=\"Name\" type=\"string\">S</Property>"
-          "<Property displayName=\"Progress\" name=\"PercentComplete\" "
-          "type=\"uint8\">100</Property>"
-          "<Property displayName=\"JobState\" name=\"JobState\" type=\"uint16\">7</Property>"
-          "<Property displayName=\"ErrorCode\" name=\"ErrorCode\" type=\"uint8\">0</Property>"
-          "<Property displayName=\"StartTime\" name=\"StartTime\" type=\"datetime\">"
-          "19700112134640.000000+000</Property>"
-          "<Property displayName=\"ElapsedTime\" name=\"ElapsedTime\" type=\"datetime\">"
-          "00000000000000.000000+000</Property>"
-          "<Property displayName=\"TimeBeforeRemoval\" name=\"TimeBeforeRemoval\" "
-          "type=\"datetime\">00000000000500.000000+000</Property></Object>",
-      LastObject().ToText());
+  const std::pair<const char*, std::string> kTold[] = {
+      {"InstanceID", std::to_string(id)},
+      {"Name", "S"},
+      {"PercentComplete", "100"},
+      {"JobState", "7"},
+      {"ErrorCode", "0"},
+      {"StartTime", "19700112134640.000000+000"},
+      {"ElapsedTime", "00000000000000.000000+000"},
+      {"TimeBeforeRemoval", "00000000000500.000000+000"},
+  };
+  EXPECT_EQ(std::size(kTold), LastObject().properties.size());
+  for (const auto& [name, text] : kTold) EXPECT_EQ(text, TextOf(LastObject(), name)) << name;
 }
 
 std::unique_ptr<Message> SayNothing(JobContext&) { return nullptr; }
@@ -192,7 +186,7 @@ std::unique_ptr<Message> Progress(JobContext& context) {
   context.reporter->SetDetail("5 MB/s");
   context.reporter->SetPercent(50);
   context.Report(100, FeatureState::Failed, Status::Canceled);
-  return context.request->GetAttribute("silent").empty() ? std::make_unique<Message>() : nullptr;
+  return std::make_unique<Message>();
 }
 
 TEST_F(Jobs, TellTheirProgressWhenAskedTo) {
@@ -217,14 +211,6 @@ TEST_F(Jobs, TellTheirProgressWhenAskedTo) {
   EXPECT_EQ("", posts[2].message->GetAttribute("detail"));
 }
 
-TEST_F(Jobs, TellTheirEndByProgressWhenThereIsNoReply) {
-  JobManager manager(Environment());
-  Run(manager, &Progress, "<Message subject='S' silent='True'/>");
-  ASSERT_EQ(3u, posts.size());
-  EXPECT_EQ("7", TextOf(LastObject(), "JobState"));
-  EXPECT_EQ("MorvuJob", posts.back().message->GetAttribute("cimClass"));
-}
-
 // What the list shows of its only job: state, code, percent.
 std::vector<std::string> shown;
 void Look(const JobManager& manager) {
@@ -235,13 +221,12 @@ void Look(const JobManager& manager) {
 }
 
 // Told as by a family that ends each of its drives, and as by one that fails.
-template <const StatusCode& Code>
 std::unique_ptr<Message> ReportTwice(JobContext& context) {
   context.services->SetNotifyProgress(true);
   Look(*context.manager);
   context.Report(50, FeatureState::Finished, Status::Completed);
   Look(*context.manager);
-  context.Report(100, FeatureState::Failed, Code);
+  context.Report(100, FeatureState::Failed, Status::Canceled);
   Look(*context.manager);
   return context.request->GetAttribute("silent").empty() ? std::make_unique<Message>() : nullptr;
 }
@@ -251,13 +236,14 @@ TEST_F(Jobs, ShowTheirResultWithTheirReplyAndNotBefore) {
     JobManager manager(Environment());
     shown.clear();
     beforePost = [&] { Look(manager); };
-    Run(manager, &ReportTwice<Status::Canceled>,
-        "<Message subject='S' silent='" + std::string(silent) + "'/>");
+    Run(manager, &ReportTwice, "<Message subject='S' silent='" + std::string(silent) + "'/>");
     Look(manager);
     EXPECT_EQ((std::vector<std::string>{"4 74 0", "4 74 50", "4 74 100", "4 74 100", "7 2 100"}),
               shown);
     EXPECT_EQ("7", TextOf(LastObject(), "JobState"));
     EXPECT_EQ("2", TextOf(LastObject(), "ErrorCode"));
+    // Without a reply the progress tells the end.
+    EXPECT_EQ(*silent == '\0' ? "" : "MorvuJob", posts.back().message->GetAttribute("cimClass"));
   }
 }
 
@@ -453,36 +439,6 @@ TEST_F(Jobs, HaveNoStartTimeWhileTheyScan) {
   go->Open();
   job.Join();
   EXPECT_EQ("19700112134640.000000+000", TextOf(LastObject(), "StartTime"));
-}
-
-TEST_F(Jobs, ListThemselvesWithoutTheHiddenOnes) {
-  JobManager manager(Environment());
-  Run(manager, &Succeed, "<Message subject='A'/>");
-  Run(manager, &Hide, "<Message subject='B'/>");
-  Run(manager, &Succeed, "<Message subject='C'/>");
-  Run(manager, &HandleMorvuJob, "<Message subject='MorvuJob'/>");
-  const auto& reply = *posts.back().message;
-  EXPECT_EQ("MorvuJob", reply.GetAttribute("cimClass"));
-  ASSERT_EQ(1u, reply.lists.size());
-  const auto& list = *reply.lists[0];
-  EXPECT_EQ("Job list", list.GetAttribute("name"));
-  EXPECT_EQ("o", list.GetAttribute("direction"));
-  ASSERT_EQ(2u, list.objects.size());
-  EXPECT_EQ("A", TextOf(*list.objects[0], "Name"));
-  EXPECT_EQ("C", TextOf(*list.objects[1], "Name"));
-}
-
-TEST_F(Jobs, DescribeTheirClass) {
-  Message reply;
-  std::vector<std::string> names;
-  DeclareMorvuJob(reply, names);
-  EXPECT_EQ(std::vector<std::string>{"MorvuJob"}, names);
-  const auto& subject = *reply.subjects.at(0);
-  EXPECT_EQ("Morvu Job", subject.GetAttribute("name"));
-  EXPECT_EQ("Returns a list of running or completed jobs", subject.GetAttribute("description"));
-  const auto& object = *subject.lists.at(0)->objects.at(0);
-  EXPECT_EQ(8u, object.properties.size());
-  for (const auto& property : object.properties) EXPECT_EQ("", property->value);
 }
 
 }  // namespace

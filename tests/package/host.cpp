@@ -32,12 +32,16 @@ void ReadsWhatIsWhole() {
       "<Object name=\"Morvu Job\"><Property name=\"ErrorCode\">2</Property>"
       "<Property name=\"NVMeStatus\">NVMe status 0x002</Property></Object>"
       "<List name=\"S\"><Object a=\"&quot;&amp;&apos;\"><Property name=\"P\" "
-      "status=\"180\"/></Object>"
+      "status=\"180\"/><Property name=\"Told\" status=\"0\">7</Property><Property name=\"Empty\"/>"
+      "<Property name=\"Number\" type=\"uint64\">18446744073709551615</Property></Object>"
       "</List></Message>");
   CHECK(message.Warnings() == std::vector<std::string>{" <1>"});
   CHECK(message.Code() == 2 && message.ResultText() == "NVMe status 0x002" && !message.IsGood());
   CHECK(message.Drives().at(0)->Attribute("a") == "\"&'");
   CHECK(!message.Drives().at(0)->Property("P"));  // there, and not told
+  const auto* drive = message.Drives().at(0);
+  CHECK(drive->Property("Told").value_or("") == "7");  // good, and told
+  CHECK(!drive->Property("Number") && drive->Property("Empty").value_or("x").empty());
   CHECK(CodeOf([&] { (void)message.IsLast(); }) != 0);
   for (const char* text : {"", "<", "text", "<a>", "<a></b>", "<a b=>", "<a b=\"1", "<a/>x", "<a b",
                            "<a>&</a>", "<a>&;</a>", "<a>&nbsp;</a>", "<a>&#0;</a>", "<a>&#;</a>"}) {
@@ -82,6 +86,20 @@ void GivesUpWaiting() {
       .Cancel();
 }
 
+// The number of a job that has ended may be another's: it is neither canceled nor waited for.
+void EndsOnce() {
+  const auto job = [] {
+    const morvu::Library library;
+    auto started = library.Start("<Message subject='MorvuJob'/>");
+    CHECK(started.WaitFor(std::chrono::milliseconds::max()).has_value());
+    [[maybe_unused]] const auto moved = std::move(started);
+    return started;  // NOLINT(bugprone-use-after-move): a job stays one
+  }();
+  CHECK(CodeOf([&] { job.Cancel(); }) == 0);
+  CHECK(!job.Next(std::chrono::hours(1)));
+  CHECK(CodeOf([&] { (void)job.Wait(); }) == MORVU_STATUS_NO_MESSAGE);
+}
+
 }  // namespace
 
 int main() {
@@ -89,6 +107,7 @@ int main() {
   SharesOneLibrary();
   TellsFailures();
   GivesUpWaiting();
+  EndsOnce();
   // A library that was unloaded loads again.
   const auto reply = morvu::Library().Call("<Message subject='supported functionality'/>");
   std::cout << reply.Text() << "\n";

@@ -284,40 +284,6 @@ TEST(SmartParser, WritesTheDriveAndItsAttributesAsATree) {
   EXPECT_EQ(temperature.get<std::string>("breakdown.field.value"), "28");
 }
 
-// Whether a run that meets a failed command must go on to its end, or with which
-// code it must stop. The connection tests allow for refusals.
-void CheckAtaRun(const AtaScene& scene, const SweptRun& run) {
-  const auto& met = run.Met();
-  const bool isSmart = met.AtaOpcode() == kSmart;
-  if (isSmart && met.Features() == kReadData) {
-    EXPECT_EQ(run.code, Status::SmartDataFailed);
-  } else if (isSmart) {
-    EXPECT_EQ(run.code, Status::SmartThresholdsFailed);
-  } else if (met.AtaOpcode() == kReadDma) {
-    EXPECT_EQ(run.code, Status::Completed);
-  } else {
-    EXPECT_THAT(run.code, ::testing::AnyOf(Status::Completed, Status::NoCommunication));
-  }
-  EXPECT_EQ(scene.parser->GetState() == FeatureState::Finished, run.code == Status::Completed);
-  if (run.code != Status::Completed) {
-    EXPECT_THAT(scene.parser->GetAttributes(), IsEmpty());
-    EXPECT_THAT(scene.parser->GetTable().GetRows(), IsEmpty());
-  }
-}
-
-TEST(SmartParser, TellsWhichCommandFailed) {
-  SweepFaults<AtaScene>(Fault::Fail().Times(1), CheckAtaRun);
-}
-TEST(SmartParser, TellsWhichCommandTimedOut) {
-  SweepFaults<AtaScene>(Fault::Hang().Times(1), CheckAtaRun);
-}
-TEST(SmartParser, SurvivesADriveThatVanishes) {
-  SweepFaults<AtaScene>(Fault::Vanish(), [](AtaScene&, const SweptRun& run) {
-    EXPECT_THAT(run.code, ::testing::AnyOf(Status::NoCommunication, Status::SmartDataFailed,
-                                           Status::SmartThresholdsFailed));
-  });
-}
-
 TEST(SmartParser, SurvivesGarbage) {
   for (const auto garbage :
        {Simulator::Garbage::Zeros, Simulator::Garbage::Ones, Simulator::Garbage::Random}) {
@@ -387,16 +353,6 @@ TEST(SmartParser, AsksForNoNamespaceWithoutALogicalUnit) {
   EXPECT_EQ(scene.drive.Journal().back().NvmeNamespace(), 0U);
 }
 
-TEST(SmartParser, TellsWhenTheNvmeLogFailed) {
-  SweepFaults<NvmeScene>(Fault::Fail().Times(1), [](NvmeScene&, const SweptRun& run) {
-    if (run.Met().Opcode() == 0x02) {
-      EXPECT_EQ(run.code, Status::SmartDataFailed);
-    } else {
-      EXPECT_THAT(run.code, ::testing::AnyOf(Status::Completed, Status::NoCommunication));
-    }
-  });
-}
-
 TEST(SmartParser, LeavesTheCodeOfAListWithoutAnEnd) {
   NvmeScene scene;
   auto fault = Fault::GarbageData(Simulator::Garbage::Ones).OnOpcode(0x02);
@@ -447,48 +403,6 @@ TEST(SmartParser, RefusesOtherProductsAndTransports) {
   EXPECT_EQ(SmartParser(nullptr).GetErrorCode(), Status::NoCommunication);
 }
 
-// ---- What the host and the notification service get ----
-
-struct Posted {
-  std::uint32_t type;
-  std::string path, name, value;
-};
-
-struct Posts : NoJobServices {
-  void PostNotification(const Notification& notification) override {
-    posted.push_back({notification.type, notification.objectPath, notification.value.GetName(),
-                      notification.value.ToText()});
-  }
-  std::vector<Posted> posted;
-};
-
-TEST(Smart, GivesTablesAndPostsDriveValues) {
-  AtaScene scene;
-  scene.Prepare();
-  scene.device()->AddProperty(Properties::Product, "Fennimoor");
-  SelectedDevices devices;
-  devices.devices.push_back(scene.device()->Clone());
-  XmlMessaging::Message reply;
-  JobContext context;
-  context.reply = &reply;
-  Posts posts;
-  context.services = &posts;
-  EXPECT_EQ(Smart::ReadDrives(context, devices.GetDevices()), 0);
-  const auto& posted = posts.posted;
-  ASSERT_EQ(posted.size(), 3U);
-  const std::string path = "MorvuSSD.BTWL402600K4480QGN";
-  EXPECT_THAT(posted[0].name + posted[1].name + posted[2].name, "SmartHealthSmartLifeTemperature");
-  EXPECT_THAT(posted[0].value + " " + posted[1].value + " " + posted[2].value, "100 99 28");
-  EXPECT_THAT((std::vector{posted[0].type, posted[1].type, posted[2].type}), ElementsAre(1, 1, 2));
-  for (const auto& each : posted) EXPECT_EQ(each.path, path);
-
-  ASSERT_EQ(reply.lists.size(), 1U);
-  EXPECT_EQ(reply.lists[0]->GetAttribute("uniqueId"), "BTWL402600K4480QGN");
-  EXPECT_EQ(reply.lists[0]->GetAttribute("cimClass"), "SMARTAttribute");
-  ASSERT_EQ(reply.lists[0]->objects.size(), 18U);
-  EXPECT_EQ(reply.lists[0]->objects[17]->GetAttribute("row"), "17");
-}
-
 TEST(Smart, TellsTheLastDrivesCodeUnlessOneWasGood) {
   AtaScene scene;
   scene.Prepare();
@@ -504,16 +418,6 @@ TEST(Smart, TellsTheLastDrivesCodeUnlessOneWasGood) {
   EXPECT_EQ(read({true, false}), 0);
   EXPECT_EQ(read({false, true}), 0);
   EXPECT_EQ(read({false}), Status::RaidVolume);
-}
-
-TEST(Smart, TellsARequestForNothingFromOneForDrivesThatAreNotThere) {
-  XmlMessaging::Message request;
-  JobContext context;
-  context.request = &request;
-  EXPECT_EQ(Smart::ReadDrives(context, {}), Status::NotRun);
-  request.objects.push_back(std::make_unique<XmlMessaging::Object>());
-  request.objects.back()->SetAttribute("cimClass", "MorvuSSD");
-  EXPECT_EQ(Smart::ReadDrives(context, {}), Status::NoDeviceSelected);
 }
 
 }  // namespace

@@ -5,8 +5,10 @@
 
 import contextlib
 import io
+import os
 import pathlib
 import re
+import signal
 import subprocess
 import sys
 import threading
@@ -14,7 +16,7 @@ import unittest
 from unittest import mock
 
 import morvu
-from morvu import Library, _messages
+from morvu import Library, _binding, _messages
 
 NVME, PARTITIONED, FREE = "CVFT4174000E400BGN", "BTWL407301AB480QGN", "BTTV252600CD200GGN"
 PATIENCE = 60
@@ -37,10 +39,44 @@ class Load(unittest.TestCase):
             with Library() as other:
                 self.assertEqual(3, len(other.drives()))
             self.assertEqual(0, job.wait(PATIENCE).code)
-        for call in (library.drives, job.cancel, library.notifications):
+            left = library.start("<Message subject='MorvuJob'/>")
+        for call in (library.drives, left.cancel, library.notifications):
             with self.assertRaises(morvu.StatusError) as caught:
                 call()
             self.assertEqual(morvu.Status.NOT_INITIALIZED, caught.exception.code)
+        # Its number may be that of a new job by then.
+        with library, self.assertRaises(morvu.StatusError):
+            left.wait(PATIENCE)
+
+    def test_an_interrupt_while_it_closes_leaves_nothing_open(self):
+        library = Library().open()
+        library._notifications = mock.Mock()
+        library._notifications.close.side_effect = KeyboardInterrupt
+        self.assertRaises(KeyboardInterrupt, library.close)
+        with self.assertRaises(morvu.StatusError):
+            library._binding.receive(1)
+        wait = mock.Mock(side_effect=[KeyboardInterrupt, None])
+        self.assertRaises(KeyboardInterrupt, _binding.wait_through, wait)
+        self.assertEqual(2, wait.call_count)
+
+    def test_a_forked_child_ends_whatever_its_parent_was_at(self):
+        held, free = threading.Event(), threading.Event()
+
+        def hold():
+            with library._binding._changed:
+                held.set()
+                free.wait(PATIENCE)
+
+        with Library() as library:
+            threading.Thread(target=hold).start()
+            held.wait(PATIENCE)
+            child = os.fork()
+            if child == 0:
+                signal.alarm(5)
+                library.close()
+                os._exit(0)
+            free.set()
+            self.assertEqual(0, os.waitpid(child, 0)[1])
 
     def test_the_interpreters_end_leaves_no_drive_in_the_middle(self):
         # It ends when the erase has set its password.
@@ -65,6 +101,7 @@ class Values(unittest.TestCase):
         for kind, text, value in (
                 ("uint64", "18446744073709551614", 18446744073709551614), ("sint32", "-1", -1),
                 ("boolean", "False", False), ("boolean", "", None), ("uint16", "", None),
+                ("uint16", "18446744073709551615", None),
                 ("uint16", "1 (Client)", "1 (Client)"), ("string", "", ""), ("uint8", "-1", "-1"),
                 ("binary", "AQI=", b"\x01\x02")):
             self.assertEqual(value, _messages.to_value(kind, text), (kind, text))
@@ -117,6 +154,10 @@ class OnDrives(unittest.TestCase):
         threading.Thread(target=job.cancel).start()
         self.assert_code(morvu.Status.CANCELED, job.wait, PATIENCE)
         self.assertEqual(morvu.Status.CANCELED, job.reply.code)
+        # A job that has ended may have its number no longer.
+        with mock.patch.object(self.host._binding, "send") as send:
+            job.cancel()
+        send.assert_not_called()
         percents = list(drive.start("SecureErase").progress(PATIENCE))
         self.assertEqual((sorted(set(percents)), 100), (percents, percents[-1]))
 
