@@ -93,8 +93,9 @@ StatusCode RunAndRecord(QRKCLI& cli, Face& face, SelectedDrives devices,
   const bool isWhole = recording.End();
   for (const auto& file : recording.GetFiles()) face.Say("The commands are recorded in " + file);
   if (holdsAll) face.Warn("Passwords and keys stand in the recording: show it to nobody else.");
-  if (!isWhole) face.Warn("The recording could not be written to its end.");
-  return code;
+  if (isWhole) return code;
+  face.Warn("The recording could not be written to its end.");
+  return code == Status::Completed ? Status::FileNotWritten : code;
 }
 
 Prompt::Prompt(QRKCLI& cli, std::string_view what, const DeviceManagement::Device* drive)

@@ -25,6 +25,7 @@ std::unique_ptr<XmlMessaging::Property> DescribeSetting(
   if (reading.code == Status::NotSupportedByDrive) return nullptr;
   if (reading.code == Status::Completed) {
     element->value = reading.text;
+    if (!reading.detail.empty()) element->SetAttribute("detail", reading.detail);
     return element;
   }
   element->SetAttribute("status", std::to_string(ToToldNumber(reading.code)));

@@ -107,10 +107,16 @@ TEST(DataIntegrity, TellsWhatTheMediumDidToTheData) {
                    static_cast<off64_t>(transfer.offset));
   };
   const auto loses = [](const FileTransfer& transfer) -> ssize_t {
-    return static_cast<ssize_t>(transfer.size);
+    return transfer.offset == 0 ? static_cast<ssize_t>(transfer.size) : transfer.proceed();
   };
   const auto cuts = [](const FileTransfer& transfer) -> ssize_t {
     return ftruncate(transfer.descriptor, 4096);
+  };
+  // To a length that is no multiple of what a direct read goes on by.
+  const auto cutsShort = [](const FileTransfer& transfer) {
+    const auto name = "/proc/self/fd/" + std::to_string(transfer.descriptor);
+    EXPECT_EQ(truncate(name.c_str(), 8192 + 512), 0);
+    return transfer.proceed();
   };
   const Row kRows[] = {
       {"the disk is full", Kind::Write, fails(ENOSPC), 8},
@@ -123,6 +129,7 @@ TEST(DataIntegrity, TellsWhatTheMediumDidToTheData) {
       {"a bit differs on the medium", Kind::Read, changes, 11},
       {"reads come from another place", Kind::Read, aliases, 11},
       {"reads are short", Kind::Read, shortens, 0},
+      {"another cuts the file while it is read", Kind::Read, cutsShort, 10},
   };
   for (const auto& row : kRows) {
     SCOPED_TRACE(row.name);
@@ -192,6 +199,21 @@ TEST(DataIntegrity, TellsEachPartitionAtThePrompt) {
   EXPECT_THAT(scene.outcome.output, HasSubstr("Partition Result: "));
 }
 
+// Changed data are what the tool ends with, whatever partition cannot be tested beside.
+TEST(DataIntegrity, NoRefusedPartitionHidesChangedData) {
+  for (const bool isFirst : {true, false}) {
+    LineScene scene(SataSpec(), {"-data_integrity"});
+    if (!isFirst) scene.drive.AddPartition(kMiB);
+    scene.drive.AddPartition(WithRoom(kGiB + 3 * kMiB));
+    if (isFirst) scene.drive.AddPartition(kMiB);
+    TestFleet::OnFileTransfer([](const FileTransfer& transfer) {
+      const auto isLost = transfer.kind == FileTransfer::Kind::Write && transfer.offset == 0;
+      return isLost ? static_cast<ssize_t>(transfer.size) : transfer.proceed();
+    });
+    EXPECT_EQ(scene.Run(), 11) << scene.outcome.output;
+  }
+}
+
 TEST(DataIntegrity, NeverWritesToTheFolderOfAnotherFileSystem) {
   // The mount fails, or is gone when the files are to be written.
   PartitionScene scene("unknown");
@@ -247,6 +269,20 @@ TEST(DataIntegrity, CleansUpBehindAKilledRun) {
   EXPECT_TRUE(std::filesystem::exists(scene.folder + "/other"));
   EXPECT_FALSE(std::filesystem::exists(scene.folder + name + "7}==--.bin"));
   EXPECT_TRUE(DeviceManagement::ReadMountTable().value().empty());
+
+  // The mount of another partition, and a killed list's.
+  const auto other = scene.drive.AddPartition(kMiB, {}, "ext4");
+  const std::pair<std::string, std::string> kLeft[] = {
+      {"nosuid,nodev,noexec", other},
+      {"ro,nosuid,nodev,noexec", other},
+      {"ro,nosuid,nodev,noexec", scene.partition},
+  };
+  for (const auto& [options, partition] : kLeft) {
+    RunSystem("mkdir -p " + std::string(kTestFolder));
+    RunSystem("mount -o " + options + " " + partition + " " + std::string(kTestFolder));
+    EXPECT_EQ(scene.Run(NoReporter()), 0);
+    EXPECT_TRUE(DeviceManagement::ReadMountTable().value().empty());
+  }
 }
 
 TEST(DataIntegrity, ACancelLeavesNothing) {

@@ -120,6 +120,9 @@ TEST(Endurance, IsAskedWhereARequestNamesItAndResetByItsProperty) {
   named->AddProperty("EnduranceAnalyzer", "");
   request.objects.push_back(std::move(named));
   EXPECT_EQ(row.Describe(&context, scene.device())->value, "0.01 Years");
+  AddWorkload(scene.drive.State(), 59, 1024);
+  EXPECT_THAT(row.Describe(&context, scene.device())->GetAttribute("detail"),
+              HasSubstr("59 minutes only"));
   XmlMessaging::Property wish("EnduranceAnalyzer", "begin");
   EXPECT_EQ(row.Apply(wish, *scene.device()), 73);
   wish.value = "Reset";

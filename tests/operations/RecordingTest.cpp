@@ -82,6 +82,14 @@ TEST(Recording, OverwritesNothingAndRefusesWhereItCannotBe) {
   EXPECT_EQ(run(folder + "/link.xml"), 0);
   EXPECT_FALSE(std::filesystem::exists(folder + "/target"));
   EXPECT_EQ(run(folder + "/none/file.xml"), 122);
+  Simulator::TestFleet::OnFileTransfer([](const Simulator::FileTransfer& transfer) {
+    if (transfer.kind == Simulator::FileTransfer::Kind::Read || transfer.offset == 0) {
+      return transfer.proceed();
+    }
+    errno = ENOSPC;
+    return ssize_t{-1};
+  });
+  EXPECT_EQ(run(folder + "/full.xml"), 122);
 }
 
 TEST(Recording, IsTheDevicesAndEndsWithIt) {

@@ -52,35 +52,48 @@ bool PartitionMount::Mount() {
 StatusCode PartitionMount::MountInTurn() {
   const auto mounts = ReadMountTable();
   if (!mounts) return Status::NoCommunication;
+  DeviceManagement::Mount mount;
   if (const auto* found = FindMountPoint(*mounts, folder_)) {
-    const bool isOurs = IsMountOf(*found, partition_);
-    // A killed run's. What a person has mounted without these is left at the end.
+    if (const auto code = LockRoot(mount); code != Status::Completed) return code;
+    // A killed run's, as nobody has its lock. What a person has mounted without these is left.
     const bool isLeft = found->options.find(kOptions) != found->options.npos;
-    const auto code = TakeRoot();
-    if (code == Status::Completed && isOurs && isLeft) {
-      mount_ = std::make_unique<FolderMount>(folder_);
-    }
-    return code;
+    if (isLeft) mount_ = std::make_unique<FolderMount>(folder_);
+    // A list's that was killed cannot be written to.
+    const bool isReadOnly = isLeft && found->options.starts_with("ro,");
+    if (!isReadOnly && TakeRoot(mount)) return Status::Completed;
+    if (!isLeft) return Status::NoCommunication;
+    root_ = FileHandle();
+    mount_.reset();
   }
   mount_ = std::make_unique<FolderMount>(partition_, folder_, "-o " + std::string(kOptions));
-  const auto code = mount_->IsMounted() ? TakeRoot() : Status::NoCommunication;
+  auto code = mount_->IsMounted() ? LockRoot(mount) : Status::NoCommunication;
+  if (code == Status::Completed && !TakeRoot(mount)) code = Status::NoCommunication;
   if (code != Status::Completed) mount_.reset();
   return code;
 }
 
-StatusCode PartitionMount::TakeRoot() {
+StatusCode PartitionMount::LockRoot(DeviceManagement::Mount& mount) {
   auto root = OpenFile(folder_, O_RDONLY | O_DIRECTORY | O_NOFOLLOW);
   if (!root.IsOpen()) return Status::NoCommunication;
   // The lock of a run that is at work; it goes with its process.
-  if (flock(root.Get(), LOCK_EX | LOCK_NB) != 0 && errno == EWOULDBLOCK) return Status::DriveHeld;
-  const auto mount = ReadMountOfHandle(root.Get());
-  if (!mount || mount->point != folder_ || !IsMountOf(*mount, partition_)) {
-    MORVU_LOG(kLogError, "TakeRoot", folder_ + " is not a mount of " + partition_ + ".");
-    return Status::NoCommunication;
+  if (flock(root.Get(), LOCK_EX | LOCK_NB) != 0) {
+    return errno == EWOULDBLOCK ? Status::DriveHeld : Status::NoCommunication;
   }
-  type_ = mount->type;
+  const auto told = ReadMountOfHandle(root.Get());
+  if (!told || told->point != folder_) return Status::NoCommunication;
+  mount = *told;
   root_ = std::move(root);
   return Status::Completed;
+}
+
+bool PartitionMount::TakeRoot(const DeviceManagement::Mount& mount) {
+  if (IsMountOf(mount, partition_)) {
+    type_ = mount.type;
+    return true;
+  }
+  MORVU_LOG(kLogError, "TakeRoot", folder_ + " is not a mount of " + partition_ + ".");
+  root_ = FileHandle();
+  return false;
 }
 
 bool PartitionMount::IsMounted() const { return status_ == Status::Completed; }

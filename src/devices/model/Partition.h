@@ -13,6 +13,7 @@
 namespace Morvu::DeviceManagement {
 
 class FolderMount;
+struct Mount;
 
 // The space of a partition's file system, and its type; -1 and empty when unknown.
 struct PartitionSpace : FileSystemSpace {
@@ -50,7 +51,7 @@ class Partition {
 
 // Keeps a partition mounted on a folder, for test files to be written there, one run at a time
 // on the machine. A folder on which another has mounted something is left alone; the mount that a
-// killed run has left is taken over.
+// killed run has left is taken over, or ended where it is of another partition.
 class PartitionMount {
  public:
   explicit PartitionMount(std::string partition, std::string_view folder = kTestFolder);
@@ -73,7 +74,10 @@ class PartitionMount {
 
  private:
   StatusCode MountInTurn();
-  StatusCode TakeRoot();
+  // 180 while another has it; `mount` is what the folder is the root of.
+  StatusCode LockRoot(DeviceManagement::Mount& mount);
+  // False, and it is closed again, where it is not this partition's.
+  bool TakeRoot(const DeviceManagement::Mount& mount);
 
   std::string partition_;
   std::string folder_;

@@ -327,9 +327,11 @@ std::size_t DataIntegrity::ReadPiece(const FileHandle& file, std::uint64_t offse
     if (count < 0 && errno == EINTR) continue;
     if (count <= 0) return at;
     const auto end = at + static_cast<std::size_t>(count);
-    // A short direct read goes on from the last whole block of it.
-    at = end == size ? end : std::max(at, end / kStampEvery * kStampEvery);
-    if (end < kStampEvery) return end;
+    // A short direct read goes on from the last whole block of it; one without any is the file's
+    // end, which another process has put there.
+    const auto whole = end == size ? end : end / kStampEvery * kStampEvery;
+    if (whole <= at) return end;
+    at = whole;
   }
   return at;
 }
@@ -390,7 +392,14 @@ constexpr ArgumentDeclaration kArguments[] = {
 constexpr std::string_view kExamples[] = {"-drive_index 1 -data_integrity",
                                           "-drive_index 1 -data_integrity full"};
 
-// A person's test goes over all partitions of the drive; the first code that is not good counts.
+// A drive that lost data: of several partitions, no refusal of another may hide it.
+bool HasFoundFault(StatusCode code) {
+  constexpr StatusCode kFaults[] = {Status::DataMismatch, Status::FileNotRead,
+                                    Status::FileNotOpened};
+  return std::ranges::count(kFaults, code) > 0;
+}
+
+// A person's test goes over all partitions of the drive; the last code that is not good counts.
 StatusCode RunDataIntegrity(const FeatureCall& call) {
   const auto type = call.arguments.GetText(kType, kFast);
   if (type != kFull && type != kFast) return Status::InvalidArguments;
@@ -410,7 +419,9 @@ StatusCode RunDataIntegrity(const FeatureCall& call) {
     const auto code = DataIntegrity::Runner(device, &partitions[i], type == kFull, call.face, part);
     if (partitions.size() > 1) call.face.Say("Partition Result: " + GetStatusText(code));
     if (code == Status::Canceled) return code;
-    if (overall == Status::Completed) overall = code;
+    if (code != Status::Completed && (HasFoundFault(code) || !HasFoundFault(overall))) {
+      overall = code;
+    }
   }
   return overall;
 }

@@ -3,6 +3,7 @@
 #include <algorithm>
 #include <array>
 #include <cstdio>
+#include <limits>
 
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/commands/CommandSet_NVME.h"
@@ -110,7 +111,9 @@ bool ReadScan::Prepare() {
   const auto blocks = DeviceManagement::CountBlocks(*device_);
   const auto blockSize = DeviceManagement::GetBlockSize(*device_);
   constexpr std::uint64_t kLeast = 2;  // block 0, and one to scan
-  if (!blocks || !blockSize || *blocks < kLeast) {
+  // Behind what an offset in bytes holds another block would be read in the place of the one meant.
+  constexpr std::uint64_t kMostBytes = std::numeric_limits<off64_t>::max();
+  if (!blocks || !blockSize || *blocks < kLeast || *blocks > kMostBytes / *blockSize) {
     Note("The drive does not tell a size that could be scanned.");
     return Fail(Status::NoCommunication);
   }
@@ -142,8 +145,12 @@ bool ReadScan::Prepare() {
 bool ReadScan::Scan(BlockReader& reader) {
   if (IsCancelRequested()) return Cancel();
   if (ReadSome(reader, 0, 1) == 0) return false;
-  // It tells whether the drive can be read at all, and is of a full scan's range alone.
-  if (plan_.kind != ReadScanPlan::Kind::Full) findings_.blocks = 0;
+  // It tells whether the drive can be read at all, and is of a full scan's range alone. That it
+  // took long, out of standby, tells nothing of the others.
+  if (plan_.kind != ReadScanPlan::Kind::Full) {
+    findings_ = {};
+    begin_ = shown_ = Clock::now();
+  }
   return plan_.kind == ReadScanPlan::Kind::Random ? ExecuteRandom(reader) : ExecuteCustom(reader);
 }
 
@@ -184,11 +191,13 @@ std::uint32_t ReadScan::ReadSome(BlockReader& reader, std::uint64_t lba, std::ui
       Cancel();
       return 0;
     }
-    blockCount_ = LowerCount(count);
+    // One that was short of itself, of block 0 or at the drive's end, tells nothing of longer ones.
+    const bool isWhole = count == blockCount_;
+    count = std::min(count, LowerCount(count));
+    if (isWhole) blockCount_ = count;
     MORVU_LOG(kLogWarning, "ReadSome",
               "A read was lost on the way to or from the drive; from here on " +
                   std::to_string(blockCount_) + " blocks are read at a time.");
-    count = std::min(count, blockCount_);
     read = ReadTimed(reader, lba, count);
   }
   if (read.end != BlockRead::End::Good) {
