@@ -16,8 +16,16 @@ from morvu import Library
 
 
 def erase(drive, enhanced, force, cancel_at):
-    """Follows the job to its reply, however often it is interrupted; the code that it ended in."""
+    """Erases it, however often it is interrupted; the code that it ended in."""
     job = drive.start("SecureErase", EnhancedErase=enhanced, force=force)
+    code = follow(job, cancel_at)
+    # What the code does not tell: data that may still be there, a password that may be left.
+    for warning in job.reply.warnings:
+        print(f"WARNING! {warning}")
+    return code
+
+
+def follow(job, cancel_at):
     while True:
         try:
             for percent in job:

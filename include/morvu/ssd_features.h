@@ -14,7 +14,8 @@
  *     end.
  *  5. No function throws, and none fails on a null pointer.
  *  6. Each job leaves a message, its reply, which stays until it is received or the
- *     library is unloaded: a host that never receives fills its memory.
+ *     library is unloaded: a host that never receives fills its memory. From then on
+ *     its identifier may be another job's: cancel by it no more.
  *  7. A thread of the host that is canceled (pthread_cancel) inside a call ends when the
  *     call has returned. A process may return from main while jobs run.
  */

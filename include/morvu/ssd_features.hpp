@@ -165,8 +165,15 @@ struct Element {
   // attribute "status" then says why.
   std::optional<std::string> Property(std::string_view name) const {
     const auto* property = Find("Property", name);
-    if (property == nullptr || !property->Attribute("status").empty()) return {};
+    if (property == nullptr || !property->IsTold()) return {};
     return property->text;
+  }
+  // Of a Property: whether it holds what the drive tells. A status stands beside values too, and an
+  // unknown number is the largest one.
+  bool IsTold() const {
+    if (text.empty()) return Attribute("status").empty();
+    const auto type = Attribute("type").substr(0, 4);
+    return text != "18446744073709551615" || (type != "uint" && type != "sint");
   }
 };
 

@@ -383,8 +383,9 @@ class Library:
 
     def drives(self, *, scan: bool = True, all_makes: bool = True,
                properties: Optional[Iterable[str]] = None, methods: bool = False) -> List[Drive]:
-        """The drives of the machine: of all makes or Morvu's alone, after a look for new ones or as the
-        last one found them, with all properties or with these, which asks drives for less."""
+        """Morvu's drives, and with `all_makes` those of whatever make that no command reaches: after a look
+        for new ones or as the last one found them, with all properties or with these, which asks drives
+        for less. Other makes' drives that answer are not listed."""
         subject = "Device" if all_makes else "MorvuSSD"
         attributes = {"cimClass": subject, "scan": str(scan), "includeMethods": str(methods)}
         choice = None if properties is None else messages.choice_element(properties)

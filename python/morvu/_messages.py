@@ -21,6 +21,9 @@ def to_text(value: Union[str, int, bool]) -> str:
     return str(value)
 
 
+UNKNOWN_NUMBER = "18446744073709551615"
+
+
 def to_value(kind: str, text: str) -> Optional[Value]:
     """A text by its "type"; None for a number that is not told. A number with words behind it, as
     "0 (Default Enterprise Settings)", stays a text."""
@@ -29,7 +32,7 @@ def to_value(kind: str, text: str) -> Optional[Value]:
     if kind == "binary":
         return base64.b64decode(text)
     if kind.startswith(("uint", "sint")):
-        if not text:
+        if text in ("", UNKNOWN_NUMBER):
             return None
         digits = text[1:] if kind.startswith("sint") and text[0] == "-" else text
         return int(text) if digits.isascii() and digits.isdigit() else text

@@ -23,11 +23,14 @@ constexpr const PropertyEntry* kAlwaysShown[] = {&Properties::Index, &Properties
 
 // What a scan writes down of a drive that has not even told its size: no more than assumed.
 constexpr const PropertyEntry* kAssumed[] = {&Properties::PhysicalSize, &Properties::SectorSize,
-                                             &Properties::OpalState, &Properties::DeviceStatus};
+                                             &Properties::OpalState};
 
 bool IsAssumed(const Device& device, const PropertyEntry& entry) {
-  return !device.GetProperties().Has(Properties::MaximumLBA) &&
-         std::ranges::any_of(kAssumed, [&](const auto* each) { return each->name == entry.name; });
+  const auto& told = device.GetProperties();
+  if (told.Has(Properties::MaximumLBA)) return false;
+  // A controller without a namespace tells its state all the same.
+  if (entry.name == Properties::DeviceStatus.name) return !told.Has(Properties::ErrorString);
+  return std::ranges::any_of(kAssumed, [&](const auto* each) { return each->name == entry.name; });
 }
 
 bool IsShown(const Report::Drive& drive, const PropertyEntry& entry) {

@@ -7,6 +7,8 @@
 #include <cstring>
 #include <sstream>
 
+#include "frame/Text.h"
+
 namespace Morvu::XmlMessaging {
 namespace {
 
@@ -272,8 +274,12 @@ bool Skip(const Tree::value_type& child, const Element& parent, Skipped& skipped
   return false;
 }
 
+// Without the blanks around it. Those inside stay: Boost's own trimming makes one of several, and
+// so of one drive's serial number another's.
+std::string TextOf(const Tree& node) { return Trim(node.data()); }
+
 void NoteText(const Tree& node, const Element& element, Skipped& skipped) {
-  if (!node.data().empty()) skipped.push_back({"text of " + element.GetName(), {}});
+  if (!TextOf(node).empty()) skipped.push_back({"text of " + element.GetName(), {}});
 }
 
 template <typename Child>
@@ -291,7 +297,7 @@ template <>
 std::unique_ptr<Property> Read<Property>(const Tree& node, Skipped& skipped) {
   auto property = std::make_unique<Property>();
   ReadAttributes(node, *property, skipped);
-  property->value = node.data();
+  property->value = TextOf(node);
   for (const auto& child : node) Skip(child, *property, skipped);
   return property;
 }
@@ -359,7 +365,7 @@ bool ReadTree(std::string_view text, Tree& tree) {
   if (!NestingScan(text).IsWithinLimit()) return false;
   try {
     std::istringstream in{std::string(text)};
-    xml::read_xml(in, tree, xml::trim_whitespace | xml::no_comments);
+    xml::read_xml(in, tree, xml::no_comments);
     return true;
   } catch (const std::exception&) {
     return false;

@@ -444,8 +444,7 @@ TEST(JsonDocument, TellsValuesWithTheirTypes) {
 
 // A drive that does not answer is none of 0 bytes that is healthy.
 TEST(JsonDocument, HoldsNothingThatIsOnlyAssumed) {
-  const auto told =
-      RunAsJson({.name = "", .arguments = {"-drive_index", "1"}, .shape = Silence}).text;
+  const auto told = Tell({.name = "", .arguments = {"-drive_index", "1"}, .shape = Silence}).text;
   EXPECT_NE(told.find(R"("answers": false)"), told.npos) << told;
   for (const auto* name : {"PhysicalSize", "SectorSize", "OpalState", "DeviceStatus"}) {
     EXPECT_EQ(told.find(name), told.npos) << told;

@@ -21,12 +21,6 @@ struct Case {
   std::string_view written;
 };
 
-class Reading : public ::testing::TestWithParam<Case> {};
-
-TEST_P(Reading, KeepsWhatTheWireHolds) {
-  EXPECT_EQ(GetParam().written, RoundTrip(GetParam().read));
-}
-
 const Case kCases[] = {
     {"", "null"},
     {"<?xml version='1.0'?>", "null"},
@@ -58,14 +52,18 @@ const Case kCases[] = {
      "<Message><Property>a</Property></Message>"},
     {"<Message><Object><Subject/></Object></Message>", "<Message><Object/></Message>"},
     {"<Message><!-- <Object/> --><Property>  two  words </Property></Message>",
-     "<Message><Property>two words</Property></Message>"},
+     "<Message><Property>two  words</Property></Message>"},
     {"<Message a='&lt;&gt;&amp;&quot;'><Property>&lt;&gt;&amp;\"</Property></Message>",
      "<Message a=\"&lt;&gt;&amp;&quot;\"><Property>&lt;&gt;&amp;&quot;</Property></Message>"},
     {"<Message a='x/>y'><Property><![CDATA[<Object>]]></Property></Message>",
      "<Message a=\"x/&gt;y\"><Property>&lt;Object&gt;</Property></Message>"},
     {"<Message><Object\n\tn = \"1\" /></Message>", "<Message><Object n=\"1\"/></Message>"},
 };
-INSTANTIATE_TEST_SUITE_P(Texts, Reading, ::testing::ValuesIn(kCases));
+TEST(Reading, KeepsWhatTheWireHolds) {
+  for (const auto& row : kCases) {
+    EXPECT_EQ(row.written, RoundTrip(row.read));
+  }
+}
 
 // ---- Depth: what the reader would recurse into is refused before it ----
 
@@ -149,7 +147,7 @@ TEST(Elements, WriteOnlyWhatAReaderTakes) {
   const auto read = Message::Parse(message.ToText());
   ASSERT_NE(nullptr, read);
   EXPECT_EQ("bell?", read->GetAttribute("a"));
-  EXPECT_EQ("tab \xC3\xA4 ? ?", read->properties.at(0)->value);
+  EXPECT_EQ("tab\t \xC3\xA4 ? ?", read->properties.at(0)->value);
 }
 
 TEST(Elements, WriteWellFormedUtf8) {

@@ -32,12 +32,16 @@ void ReadsWhatIsWhole() {
       "<Object name=\"Morvu Job\"><Property name=\"ErrorCode\">2</Property>"
       "<Property name=\"NVMeStatus\">NVMe status 0x002</Property></Object>"
       "<List name=\"S\"><Object a=\"&quot;&amp;&apos;\"><Property name=\"P\" "
-      "status=\"180\"/></Object>"
+      "status=\"180\"/><Property name=\"Told\" status=\"0\">7</Property><Property name=\"Empty\"/>"
+      "<Property name=\"Number\" type=\"uint64\">18446744073709551615</Property></Object>"
       "</List></Message>");
   CHECK(message.Warnings() == std::vector<std::string>{" <1>"});
   CHECK(message.Code() == 2 && message.ResultText() == "NVMe status 0x002" && !message.IsGood());
   CHECK(message.Drives().at(0)->Attribute("a") == "\"&'");
   CHECK(!message.Drives().at(0)->Property("P"));  // there, and not told
+  const auto* drive = message.Drives().at(0);
+  CHECK(drive->Property("Told").value_or("") == "7");  // good, and told
+  CHECK(!drive->Property("Number") && drive->Property("Empty").value_or("x").empty());
   CHECK(CodeOf([&] { (void)message.IsLast(); }) != 0);
   for (const char* text : {"", "<", "text", "<a>", "<a></b>", "<a b=>", "<a b=\"1", "<a/>x", "<a b",
                            "<a>&</a>", "<a>&;</a>", "<a>&nbsp;</a>", "<a>&#0;</a>", "<a>&#;</a>"}) {

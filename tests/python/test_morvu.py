@@ -101,6 +101,7 @@ class Values(unittest.TestCase):
         for kind, text, value in (
                 ("uint64", "18446744073709551614", 18446744073709551614), ("sint32", "-1", -1),
                 ("boolean", "False", False), ("boolean", "", None), ("uint16", "", None),
+                ("uint16", "18446744073709551615", None),
                 ("uint16", "1 (Client)", "1 (Client)"), ("string", "", ""), ("uint8", "-1", "-1"),
                 ("binary", "AQI=", b"\x01\x02")):
             self.assertEqual(value, _messages.to_value(kind, text), (kind, text))
