@@ -5,6 +5,7 @@
 #include <unistd.h>
 
 #include <algorithm>
+#include <cstring>
 #include <filesystem>
 #include <set>
 #include <sstream>
@@ -303,12 +304,15 @@ TEST_F(LsiTest, ADiskOfTheSystemBecomesTheVolumeOfItsMembers) {
   hidden.isHidden = true;
   fleet.Add(hidden);
   const auto disk = fleet.AddVolume({"LSI_1_0", "LSI_1_1"});
+  std::strcpy(fleet.Drive(disk).State().model, "MORVU SSDSC2BB480G4");  // some carry a member's
   const auto partition = fleet.Drive(disk).AddPartition();
 
   EXPECT_THAT(List(), ElementsAre("LSI_0_0", "LSI_0_1", disk, "LSI_1_0", "LSI_1_1", other.Node()));
   auto* volume = Find(disk)->AsDrive();
   EXPECT_TRUE(volume->GetBool(Properties::RAID));
   EXPECT_TRUE(volume->GetBool(Properties::Morvu));
+  EXPECT_EQ(volume->GetString(Properties::Product), "");
+  EXPECT_EQ(volume->GetUInt(Properties::DriverCommunicationError), 0u);
   EXPECT_FALSE(volume->GetBool(Properties::RAIDMember));
   EXPECT_EQ(volume->GetString(Properties::DriverManufacturer), "LSI API");
   ASSERT_EQ(volume->GetPartitions().size(), 1u);

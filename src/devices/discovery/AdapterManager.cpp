@@ -67,7 +67,8 @@ bool IsOnSameNode(const Device& left, const Device& right) {
 }
 
 void CheckDriver(Device& drive) {
-  if (IsHeldDrive(drive) || drive.IsAsleep()) return;
+  // A volume may bear the model of a drive that is in it, and is none.
+  if (IsHeldDrive(drive) || drive.IsAsleep() || drive.GetBool(Properties::RAID)) return;
   const auto protocol = drive.GetString(Properties::ProductProtocol);
   const auto check = std::ranges::find(kDriverChecks, protocol, &DriverCheck::productProtocol);
   if (check == std::end(kDriverChecks)) return;
