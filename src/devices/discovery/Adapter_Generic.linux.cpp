@@ -6,6 +6,7 @@
 #include "devices/commands/CommandPath_NVME.h"
 #include "devices/commands/CommandSet_ATA.h"
 #include "devices/discovery/HeldDrive.h"
+#include "devices/discovery/Rest.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
@@ -66,24 +67,14 @@ void CompleteIdentity(Device& drive, const SystemFacts& facts) {
   if (name != 0) drive.AddProperty(Properties::WWID, name);
 }
 
-enum class Rest { Awake, Asleep, Unknown };
-
-// CHECK POWER MODE wakes no drive (ACS-3, 7.3). It is the first command: a drive behind the SATA
-// layer is known by the vendor that the layer gives it (SAT-3, 8.1.2).
+// The first command: a drive behind the SATA layer is known by the vendor that the layer gives it
+// (SAT-3, 8.1.2).
 Rest AskForRest(const Device& drive, const GenericDevice& shown) {
   constexpr std::string_view kSataVendor = "ATA";
-  constexpr std::uint8_t kStandbyZ = 0x00, kStandbyY = 0x01;
   if (shown.vendor != kSataVendor) return Rest::Awake;
   CommandPath_ATA_SCSI path(drive.GetString(Properties::DevicePath));
   CommandSet_ATA ata(drive.GetProperties(), path);
-  if (ata.ataCheckPowerMode() != Status::Completed) {
-    // A drive without power management refuses, and is awake.
-    const auto& answer = ata.GetAnswer();
-    const bool isRefused = answer.Has(AtaAnswer::kLow) && (answer.status & AtaStatus::Error) != 0;
-    return isRefused ? Rest::Awake : Rest::Unknown;
-  }
-  const auto mode = static_cast<std::uint8_t>(ata.GetAnswer().count);
-  return mode == kStandbyZ || mode == kStandbyY ? Rest::Asleep : Rest::Awake;
+  return AskForRest(ata);
 }
 
 void AskGenericDrive(Device& drive, const GenericDevice& shown, const ScanOptions& options,

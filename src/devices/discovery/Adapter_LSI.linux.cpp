@@ -5,6 +5,8 @@
 #include <algorithm>
 #include <iterator>
 
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/discovery/Rest.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/DriveHold.h"
@@ -97,9 +99,15 @@ bool AskDrive(Drive_LSI& drive, const ScanOptions& options, const SystemFacts& f
     drive.AddProperty(Properties::DriverCommunicationError, Status::DriveHeld.Value());
     return true;
   }
+  if (options.letsSleep) drive.SetOptions(options);
   if (!drive.Initialize()) {
     MORVU_LOG(kLogWarning, "FindPhysical", "Throwing out drive. Unable to talk to it");
     return false;
+  }
+  auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata);
+  if (options.letsSleep && ata != nullptr && AskForRest(*ata) == Rest::Asleep) {
+    drive.SetAsleep(true);
+    return true;
   }
   MORVU_LOG(kLogInfo, "FindPhysical",
             "Setup drive communication. Physical: " + std::to_string(drive.GetDeviceId()));
