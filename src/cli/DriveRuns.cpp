@@ -226,6 +226,26 @@ std::vector<Drives> GroupDrives(SelectedDrives devices, bool isSequence) {
   return groups;
 }
 
+using Lane = std::vector<std::size_t>;
+
+// The groups whose runs go one after another: members of one volume, which a sequence holds with
+// it.
+std::vector<Lane> FindLanes(const std::vector<Drives>& groups, bool isSequence) {
+  std::vector<Lane> lanes;
+  std::map<std::string, std::size_t> known;
+  for (std::size_t i = 0; i < groups.size(); ++i) {
+    const auto volumes =
+        isSequence ? groups[i].front()->GetVolumeNodes() : std::vector<std::string>();
+    const auto joined =
+        std::ranges::find_if(volumes, [&](const auto& volume) { return known.contains(volume); });
+    const auto place = joined == volumes.end() ? lanes.size() : known.at(*joined);
+    if (place == lanes.size()) lanes.emplace_back();
+    lanes[place].push_back(i);
+    for (const auto& volume : volumes) known.emplace(volume, place);
+  }
+  return lanes;
+}
+
 // Prints runs that have ended as soon as all before them have.
 class Turns {
  public:
@@ -301,6 +321,7 @@ StatusCode RunOnDrives(QRKCLI& cli, const FeatureRecord& feature, const OptionDe
   }
 
   const auto groups = GroupDrives(devices, feature.isSequence);
+  const auto lanes = FindLanes(groups, feature.isSequence);
   Progress progress(cli, groups.size());
   if (feature.onSeveral == OnSeveral::AskFirst) progress.HoldSignals();
   std::map<std::string, int> serials;
@@ -315,9 +336,19 @@ StatusCode RunOnDrives(QRKCLI& cli, const FeatureRecord& feature, const OptionDe
   ProgressLine::Run line(cli.GetProgress(), option.name.substr(1));
   Prompt prompt(cli);
   const auto result = RunAndRecord(cli, prompt, devices, [&] {
-    DeviceManagement::AskSideBySide(runs.size(), [&](std::size_t i) {
-      runs[i]->Finish(RunGroup(feature, option, arguments, *runs[i]));
-      turns.End(runs, i);
+    DeviceManagement::AskSideBySide(lanes.size(), [&](std::size_t lane) {
+      bool isVolumeWhole = true;
+      for (const auto i : lanes[lane]) {
+        auto& run = *runs[i];
+        if (isVolumeWhole) {
+          run.Finish(RunGroup(feature, option, arguments, run));
+        } else {
+          run.Say("Nothing was done: another member of its volume did not end well.");
+          run.Finish(Status::NotRun);
+        }
+        isVolumeWhole = isVolumeWhole && RankOf(run.GetWorst()) < 2;
+        turns.End(runs, i);
+      }
     });
     cli.PrintLine();
     cli.PrintLine(Summarize(runs));

@@ -1,5 +1,5 @@
-// Lines with an option that destroys data: what is doubtful about them, and that nothing
-// reaches the drive then.
+// Lines with an option that destroys data, or works on one drive: what is doubtful about them,
+// and that nothing reaches the drive then.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -60,6 +60,7 @@ TEST_P(RefusedErase, ErasesNothing) {
   const auto outcome = RunLine(GetParam().words, "y\n");
   EXPECT_EQ(outcome.code, GetParam().code);
   EXPECT_TRUE(AreUntouched());
+  for (auto& drive : drives) EXPECT_EQ(drive.State().ata.selfTest.running, 0);
   EXPECT_THAT(outcome.output, HasSubstr(GetParam().reason));
 }
 
@@ -67,6 +68,7 @@ constexpr std::string_view kDoubtful = "is not";
 constexpr std::string_view kAlone = "must be the only";
 constexpr std::string_view kSelect = "select the drive with";
 constexpr std::string_view kSeveral = "more than one";
+constexpr std::string_view kInvalid = "Invalid arguments";
 
 const Refused kRefused[] = {
     // A second feature, wherever it stands.
@@ -77,10 +79,17 @@ const Refused kRefused[] = {
     // Two drives, by two options or by one that stands twice.
     {{"-drive_index", "0", "-drive_serial", "B", "-secure_erase", "-force"}, 73, kSeveral},
     {{"-drive_serial", "A", "-secure_erase", "-force", "-drive_serial", "B"}, 73, kDoubtful},
-    {{"-drive_index", "0", "1", "-secure_erase", "-force"}, 73, "Invalid arguments"},
+    {{"-drive_index", "0", "1", "-secure_erase", "-force"}, 73, kInvalid},
     // None.
     {{"-secure_erase", "-force"}, 73, kSelect},
     {{"-sanitize", "block", "-force"}, 73, kSelect},
+    {{"-self_test", "short"}, 73, kSelect},
+    {{"-standby_immediate"}, 73, kSelect},
+    {{"-set_temp_threshold", "40"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test", "short", "offline", "now"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test", "short", "slow"}, 73, ""},
+    {{"-drive_serial", "A", "-self_test", "long"}, 168, ""},
     {{"-format", "-force"}, 73, kSelect},
     // Words that were not understood.
     {{"-drive_serial", "A", "-secure_erase", "now", "-force"}, 73, kDoubtful},
@@ -91,6 +100,11 @@ const Refused kRefused[] = {
     {{"-drive_serial", "A", "-format", "-froce", "-force"}, 73, kDoubtful},
     {{"-drive_serial", "A", "B", "-secure_erase", "-force"}, 73, kDoubtful},
     {{"-drive_serial", "A", "-format", "0", "-format", "1", "-force"}, 73, kDoubtful},
+    {{"-drive_serial", "A", "-format", "2", "-force"}, 73, "Supported values are: 0, and 1"},
+    {{"-drive_serial", "A", "-format", "x", "-force"}, 73, kInvalid},
+    {{"-drive_serial", "A", "-format", "256", "-force"}, 73, kInvalid},
+    {{"-drive_serial", "A", "-format", "0", "y", "-force"}, 73, kInvalid},
+    {{"-drive_serial", "A", "-sanitize", "all", "-force"}, 291, ""},
     {{"-drive_serial", "A", "-format", "0", "0", "0", "0", "0", "0", "-force"}, 73, "Too many"},
 };
 INSTANTIATE_TEST_SUITE_P(Lines, RefusedErase, ::testing::ValuesIn(kRefused));

@@ -56,6 +56,8 @@ const Case kCases[] = {
     {"many_errors", kNvme, [](DriveState& s) { s.nvme.health[168] = 1; }, "28 C .* 18446744073709551615 .*1234", 4},
     {"no_sensor",   kNvme, [](DriveState& s) { s.nvme.health[1] = s.nvme.health[2] = 0; }, "99% .* - .* 0 .*1234", 0},
     {"waits",       kNvme, [](DriveState& s) { std::strcpy(s.nvme.slots[1], "FW02"); s.nvme.nextSlot = 2; }, "FW01 .*FW02", 0},
+    {"waits_there", kNvme, [](DriveState& s) { std::strcpy(s.nvme.slots[0], "FW02"); s.nvme.nextSlot = 1; }, "FW01 .*FW02", 0},
+    {"same_slot",   kNvme, [](DriveState& s) { s.nvme.nextSlot = 1; }, "FW01 .*-", 0},
     {"sas",         kScsi, [](DriveState&) {}, "Passed .*99% .*28 C .*0 .*1234 .*- .*FW01", 0},
     {"predicts",    kScsi, [](DriveState& s) { s.scsi.predictsFailure = 1; s.scsi.selfTestResult = 0; }, "FAILING .*No fault", 1},
     {"sas_faults",  kScsi, [](DriveState& s) { s.scsi.selfTestResult = 6; s.scsi.mediaErrors = 2; }, "2 .*Failed", 4},

@@ -56,15 +56,6 @@ TEST_F(LsiLine, SelectsAndRefuses) {
   EXPECT_EQ(fleet.Drive("LSI_0_2").ReadMedium(0, 512), std::vector<std::uint8_t>(512));
 }
 
-TEST_F(LsiLine, ADriveThatSleepsIsNotWokenForMetrics) {
-  auto sleeper = fleet.Drive("LSI_0_2");
-  sleeper.State().ata.powerMode = Simulator::PowerMode::Standby;
-  const auto text = RunToolLine({"-lsi", "-metrics"}).output;
-  EXPECT_THAT(text, HasSubstr("morvu_drive_asleep{device=\"LSI_0_2\",serial=\"\"} 1"));
-  EXPECT_THAT(text, HasSubstr("morvu_drive_up{device=\"LSI_0_0\",serial=\"BTWL1\"} 1"));
-  EXPECT_EQ(sleeper.State().ata.wakeUps, 0);
-}
-
 // No alert for a drive that does not answer may come of a volume.
 TEST_F(LsiLine, AVolumeIsNoDriveThatIsSilent) {
   const auto text = RunToolLine({"-lsi", "-metrics"}).output;

@@ -51,6 +51,24 @@ TEST_F(Metrics, ASleepingDriveIsAskedWhetherItSleepsAndNothingElse) {
   EXPECT_EQ(sleeper.State().ata.wakeUps, 1);
 }
 
+// Behind a RAID controller too, where the kernel does not know who the drive is; and a volume,
+// which is no drive, is never a silent one.
+TEST_F(Metrics, BehindAControllerADriveIsLetSleepAndAVolumeIsNotMissed) {
+  for (const bool passesThrough : {true, false}) {
+    const auto controller = fleet.AddController(passesThrough);
+    auto sleeper =
+        fleet.Add({.model = "MORVU SSDSC2BB480G4", .serial = "SLEEPER", .controller = controller});
+    const auto name = "LSI_" + std::to_string(controller) + "_0";
+    const auto disk = fleet.AddVolume({name});
+    sleeper.State().ata.powerMode = Simulator::PowerMode::Standby;
+    const auto text = RunToolLine({"-lsi", "-metrics"}).output;
+    EXPECT_EQ(sleeper.State().ata.wakeUps, 0);
+    EXPECT_THAT(text, HasSubstr("asleep{device=\"" + name + "\",serial=\"SLEEPER\"} 1\n"));
+    EXPECT_THAT(text, HasSubstr("info{device=\"" + disk + "\""));
+    EXPECT_THAT(text, Not(HasSubstr("up{device=\"" + disk + "\"")));
+  }
+}
+
 TEST_F(Metrics, ADriveWhoseRestIsNotKnownIsLeftAlone) {
   auto drive = fleet.Add({.serial = "MUTE", .senseFormat = Simulator::SenseFormat::None});
   const auto text = RunToolLine({"-metrics"}).output;

@@ -44,16 +44,6 @@ TEST(Prompt, ShowsTheHelpForWhatHandsType) {
   }
 }
 
-TEST(Prompt, SaysWhichOptionSelectsADrive) {
-  TestFleet fleet;
-  fleet.Add(PromptSpec());
-  for (const auto* option : {"-self_test", "-standby_immediate", "-secure_erase"}) {
-    const auto outcome = RunToolLine({option});
-    EXPECT_EQ(outcome.code, 73) << option;
-    EXPECT_THAT(outcome.output, HasSubstr("-drive_serial")) << option;
-  }
-}
-
 // A run that takes hours must not keep back what came before it.
 TEST(Prompt, WritesWhatIsThereBeforeAFeatureBegins) {
   TestFleet fleet;

@@ -110,6 +110,30 @@ TEST_F(Rack, AControllersFirmwareIsSentOnce) {
   EXPECT_THAT(outcome.output, HasSubstr("2 drives: 2 ended well"));
 }
 
+// Members of a volume take their firmware one after another, and none does after one that did not.
+TEST_F(Rack, AVolumeLosesOneMemberAtATime) {
+  fleet.AddController();
+  const auto add = [&](const char* serial) {
+    return fleet.Add({.model = std::string(kModel), .serial = serial, .controller = 0});
+  };
+  std::vector<SimulatedDrive> members = {add("M1"), add("M2"), add("M3")};
+  fleet.AddVolume({"LSI_0_0", "LSI_0_1", "LSI_0_2"}, false);
+  const auto update = [&] {
+    return RunToolLine(
+        {"-lsi", "-drives", "M1", "M2", "M3", "-firmware_update", MakeImage(), "-force"});
+  };
+  auto outcome = update();
+  EXPECT_EQ(outcome.code, 0) << outcome.output;
+  EXPECT_THAT(outcome.output, HasSubstr("3 drives: 3 ended well"));
+
+  constexpr std::uint8_t kDownload = 0x92;
+  members[1].Inject(Fault::AtaError().OnOpcode(kDownload).Times(1));
+  members[2].ClearJournal();
+  outcome = update();
+  EXPECT_THAT(outcome.output, HasSubstr("3 drives: 1 ended well, 2 did not."));
+  EXPECT_EQ(std::ranges::count(members[2].Opcodes(), kDownload), 0);
+}
+
 // A line that is refused, its code, and words of the reason.
 struct Refused {
   std::vector<std::string> words;

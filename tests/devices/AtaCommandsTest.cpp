@@ -2,9 +2,6 @@
 #include <gmock/gmock.h>
 
 #include "NodeCommands.h"
-#include "devices/commands/CommandPath_ATA_SCSI.h"
-#include "devices/commands/CommandSet_ATA.h"
-#include "devices/properties/BasicProperties.h"
 #include "devices/properties/DriverProperties.h"
 #include "frame/status/Commands.h"
 #include "frame/status/Testing.h"
@@ -35,18 +32,11 @@ constexpr AtaCommand kRawNonData = {"ataNonData",
                                     AtaRow::kPaths,
                                     AtaAdapterForm::Block,
                                     0};
-constexpr AtaCommand kRawForced = {"ataNonData",
-                                   7,
-                                   0,
-                                   AtaRow::kNone,
-                                   AtaRow::k28,
-                                   AtaCount::Given,
-                                   AtaData::None,
-                                   0,
-                                   AtaRow::kNothing,
-                                   AtaRow::kPaths,
-                                   AtaAdapterForm::Same,
-                                   0};
+constexpr AtaCommand kRawForced = [] {
+  auto command = kRawNonData;
+  command.adapter = AtaAdapterForm::Same;
+  return command;
+}();
 
 // The time-outs that commands bring with them; all others have the path's.
 struct TimeoutRow {
@@ -97,8 +87,8 @@ constexpr NonDataRow kNonDataRows[] = {
 static_assert(std::size(kRows) == 54);
 static_assert(std::size(kNonDataRows) == 49);
 
-struct AtaCommands : ::testing::Test, NodeUnderTest<CommandPath_ATA_SCSI> {
-  AtaCommands() : NodeUnderTest({.model = "MORVU SSDSC2BB480G4"}), set(properties, path) {
+struct AtaCommands : ::testing::Test, AtaNode {
+  AtaCommands() : AtaNode({.model = "MORVU SSDSC2BB480G4"}) {
     drive.Inject(Fault::AtaError(0x51, 0x04));  // so that it keeps its state
   }
 
@@ -112,8 +102,6 @@ struct AtaCommands : ::testing::Test, NodeUnderTest<CommandPath_ATA_SCSI> {
     EXPECT_EQ(length, entry.transferLength);
     EXPECT_EQ(TimeoutOf(entry.AtaOpcode()), entry.timeoutMs);
   }
-
-  CommandSet_ATA set;
 };
 
 TEST_F(AtaCommands, ReachTheNodeAsTheStandardHasThem) {

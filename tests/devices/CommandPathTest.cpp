@@ -9,15 +9,9 @@
 
 #include "CountAllocations.h"
 #include "NodeCommands.h"
-#include "devices/commands/CommandPath.h"
-#include "devices/commands/CommandPath_ATA_SCSI.h"
-#include "devices/commands/CommandPath_NVME.h"
-#include "devices/commands/CommandPath_SCSI.h"
-#include "devices/commands/CommandSet_ATA.h"
-#include "devices/commands/CommandSet_NVME.h"
 #include "devices/properties/BasicProperties.h"
-#include "frame/Logger.h"
 #include "frame/status/Commands.h"
+#include "support/LogLines.h"
 
 namespace Morvu::DeviceManagement {
 namespace {
@@ -128,7 +122,7 @@ TEST(CommandPath, IsNotMadeWhereNothingAnswers) {
 // ---- Whether a device answers ----
 
 TEST(TestDevice, AskedOfAnAtaDriveIsARefusedNop) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
+  AtaNode node;
   EXPECT_TRUE(node.path.TestDevice());
   EXPECT_THAT(node.TakeCommand().command,
               ElementsAre(0xA1, 0x08, 0x2E, 0, 0, 0, 0, 0, 0, 0x00, 0, 0));
@@ -146,14 +140,14 @@ TEST(TestDevice, OfAnAtaDriveLooksAtStatusAndError) {
       {0x41, 0x10, true}, {0xD0, 0x00, false},
   };
   for (const auto& row : kCases) {
-    NodeUnderTest<CommandPath_ATA_SCSI> node({});
+    AtaNode node;
     node.drive.Inject(Fault::AtaError(static_cast<std::uint8_t>(row.status), row.error));
     EXPECT_EQ(row.answers, node.path.TestDevice()) << row.status << ' ' << int{row.error};
   }
 }
 
 TEST(TestDevice, OfAScsiDriveIsARequestSense) {
-  NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
+  ScsiNode node;
   EXPECT_TRUE(node.path.TestDevice());
   const auto entry = node.TakeCommand();
   EXPECT_THAT(entry.command, ElementsAre(0x03, 0, 0, 0, 0xFF, 0));
@@ -161,7 +155,7 @@ TEST(TestDevice, OfAScsiDriveIsARequestSense) {
 }
 
 TEST(TestDevice, OfAScsiDriveTakesFixedSenseOnly) {
-  NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
+  ScsiNode node;
   node.drive.Inject(Fault::ScsiError(0x02, 0x06, 0x29).Times(1));  // UNIT ATTENTION
   EXPECT_TRUE(node.path.TestDevice());
   node.drive.Inject(Fault::ScsiError(0x08).Times(1));  // BUSY
@@ -174,14 +168,14 @@ TEST(TestDevice, OfAScsiDriveTakesFixedSenseOnly) {
 }
 
 TEST(TestDevice, OfAnotherKindOfDriveFails) {
-  EXPECT_FALSE(NodeUnderTest<CommandPath_ATA_SCSI>({.kind = Kind::Scsi}).path.TestDevice());
-  EXPECT_FALSE(NodeUnderTest<CommandPath_ATA_SCSI>({.kind = Kind::Nvme}).path.TestDevice());
-  EXPECT_FALSE(NodeUnderTest<CommandPath_SCSI>({.kind = Kind::Nvme}).path.TestDevice());
-  EXPECT_FALSE(NodeUnderTest<CommandPath_NVME>({.kind = Kind::Ata}).path.TestDevice());
+  EXPECT_FALSE(AtaNode({.kind = Kind::Scsi}).path.TestDevice());
+  EXPECT_FALSE(AtaNode({.kind = Kind::Nvme}).path.TestDevice());
+  EXPECT_FALSE(ScsiNode({.kind = Kind::Nvme}).path.TestDevice());
+  EXPECT_FALSE(NvmeNode({.kind = Kind::Ata}).path.TestDevice());
 }
 
 TEST(TestDevice, OfAnNvmeDriveIsAnIdentify) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
+  NvmeNode node;
   EXPECT_TRUE(node.path.TestDevice());
   const auto entry = node.TakeCommand();
   EXPECT_EQ(0x06, entry.Opcode());
@@ -196,11 +190,10 @@ TEST(TestDevice, OfAnNvmeDriveIsAnIdentify) {
 
 class AtaAnswers : public ::testing::TestWithParam<SenseFormat> {
  protected:
-  AtaAnswers()
-      : node({.sectors = 0x1234567, .senseFormat = GetParam()}), set(node.properties, node.path) {}
+  AtaAnswers() : node({.sectors = 0x1234567, .senseFormat = GetParam()}) {}
 
-  NodeUnderTest<CommandPath_ATA_SCSI> node;
-  CommandSet_ATA set;
+  AtaNode node;
+  CommandSet_ATA& set = node.set;
 };
 
 INSTANTIATE_TEST_SUITE_P(Sense, AtaAnswers,
@@ -265,7 +258,7 @@ TEST_P(AtaAnswers, DoNotTakeStaleDataForAReadThatWasRefused) {
 }
 
 TEST(AtaAnswer, WithoutRegistersLeavesTheImageAsItWent) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
+  AtaNode node;
   node.drive.Inject(Fault::ScsiError(0x02, 0x05, 0x24).Times(1));  // the SCSI layer's refusal
   const TaskFile command = {1, 2, 3, 4, 5, 0x40, 0xE7, 0, 9, 10, 11, 12, 13};
   EXPECT_EQ(Status::AtaCommandFailed, node.path.SendOpcode({.record = command, .flags = kNoData}));
@@ -276,18 +269,16 @@ TEST(AtaAnswer, WithoutRegistersLeavesTheImageAsItWent) {
 }
 
 TEST(AtaAnswer, OfACallThatFailedIsTheCallsResult) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
-  CommandSet_ATA set(node.properties, node.path);
+  AtaNode node;
   node.drive.Inject(Fault::IoctlError(EIO).Times(1));
-  EXPECT_EQ(-EIO, set.Send(AtaRow::FlushCache));
+  EXPECT_EQ(-EIO, node.set.Send(AtaRow::FlushCache));
   EXPECT_EQ(-EIO, node.path.GetLastOsError());
-  EXPECT_EQ(Status::Completed, set.Send(AtaRow::FlushCache));
+  EXPECT_EQ(Status::Completed, node.set.Send(AtaRow::FlushCache));
   EXPECT_EQ(0, node.path.GetLastOsError());
 }
 
 TEST(AtaAnswer, RefusedByTheTransportIsNoAtaFailure) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
-  CommandSet_ATA set(node.properties, node.path);
+  AtaNode node;
   const Fault kFaults[] = {
       Fault::ScsiError(0x08), Fault::ScsiError(0x18), Fault::ScsiError(0x22),
       Fault::ScsiError(0x28), Fault::ScsiError(0x30), Fault::ScsiError(0x40),
@@ -295,12 +286,12 @@ TEST(AtaAnswer, RefusedByTheTransportIsNoAtaFailure) {
   };
   for (auto fault : kFaults) {
     node.drive.Inject(fault.Times(1));
-    EXPECT_EQ(Status::ScsiCommandFailed, set.Send(AtaRow::FlushCache));
+    EXPECT_EQ(Status::ScsiCommandFailed, node.set.Send(AtaRow::FlushCache));
   }
 }
 
 TEST(ScsiAnswer, InvalidOpcodeInDescriptorSenseIsAFailure) {
-  NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
+  ScsiNode node;
   node.drive.State().scsi.descriptorSense = 1;
   const Bytes cdb = {0xC0, 0, 0, 0, 0, 0};
   EXPECT_EQ(Status::ScsiCommandFailed, node.path.SendOpcode({.record = cdb, .flags = kNoData}));
@@ -311,29 +302,27 @@ TEST(ScsiAnswer, InvalidOpcodeInDescriptorSenseIsAFailure) {
 // ---- What the kernel is told ----
 
 TEST(CommandPath, HandsItsTimeoutToTheKernel) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
-  CommandSet_ATA set(node.properties, node.path);
+  AtaNode node;
   {
     const TimeoutGuard guard(node.path, 3600s);
-    (void)set.Send(AtaRow::FlushCache);
+    (void)node.set.Send(AtaRow::FlushCache);
     EXPECT_EQ(3600000u, node.TakeCommand().timeoutMs);
   }
-  (void)set.Send(AtaRow::FlushCache);
+  (void)node.set.Send(AtaRow::FlushCache);
   EXPECT_EQ(5000u, node.TakeCommand().timeoutMs);
-  (void)set.ataStandbyImmediate();  // brings its own
+  (void)node.set.ataStandbyImmediate();  // brings its own
   EXPECT_EQ(20000u, node.TakeCommand().timeoutMs);
 }
 
 TEST(CommandPath, NvmeLeavesTheTimeoutToTheKernel) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
-  CommandSet_NVME set(node.properties, node.path);
+  NvmeNode node;
   const TimeoutGuard guard(node.path, 3600s);
-  (void)set.nvmeGetFeatures(0x04, 0, 0, {});
+  (void)node.set.nvmeGetFeatures(0x04, 0, 0, {});
   EXPECT_EQ(0u, node.TakeCommand().timeoutMs);
 }
 
 TEST(CommandPath, NvmeSendsIoByItsOwnRecord) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
+  NvmeNode node;
   nvme_user_io io{};
   io.opcode = 0x01;
   io.nblocks = 1;
@@ -350,7 +339,7 @@ TEST(CommandPath, NvmeSendsIoByItsOwnRecord) {
 }
 
 TEST(CommandPath, NvmeRefusesARecordOfUnknownLength) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
+  NvmeNode node;
   for (const std::size_t length : {0, 16, 43, 64, 71, 80}) {
     const Bytes record(length);
     EXPECT_EQ(Status::BufferTooSmall, node.path.SendOpcode({.record = record}));
@@ -361,7 +350,7 @@ TEST(CommandPath, NvmeRefusesARecordOfUnknownLength) {
 // ---- Images and log ----
 
 TEST(CommandPath, KeepsWhatItSentAndWhatCameBack) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
+  AtaNode node;
   const TaskFile command = {0, 1, 0, 0, 0, 0x40, 0xE5, 0, 9, 10, 11, 12, 13};
   EXPECT_EQ(Status::Completed, node.path.SendOpcode({.record = command, .flags = kNoData}));
   const auto zeros = [](int count) {
@@ -374,9 +363,8 @@ TEST(CommandPath, KeepsWhatItSentAndWhatCameBack) {
 }
 
 TEST(CommandPath, NvmeKeepsTheQueueEntry) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
-  CommandSet_NVME set(node.properties, node.path);
-  (void)set.Send(
+  NvmeNode node;
+  (void)node.set.Send(
       NvmeRow::SetFeatures,
       {.nsid = 0x11223344, .featureId = 0x04, .value11 = 0xA1A2A3A4, .value12 = 0xB1B2B3B4});
   const ByteView sent(node.path.GetSentBuffer());
@@ -400,20 +388,11 @@ TEST(HexDump, ShowsBytesAndText) {
   EXPECT_EQ("", HexDump({}));
 }
 
-class KeepingLogger : public Logger {
- public:
-  KeepingLogger() : Logger("") { SetCurrentLogger(this); }
-  ~KeepingLogger() override { SetCurrentLogger(nullptr); }
-  void Write(const LogRecord& record) override { records.push_back(record); }
-  std::vector<LogRecord> records;
-};
-
 TEST(CommandLog, HasTwoLinesForEachCommand) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
-  CommandSet_ATA set(node.properties, node.path);
-  KeepingLogger logger;
+  AtaNode node;
+  Testing::LogLines logger;
   SetLogLevel(kLogInfo);
-  (void)set.ataCheckPowerMode();
+  (void)node.set.ataCheckPowerMode();
   ASSERT_EQ(2u, logger.records.size());
   EXPECT_EQ("CommandPath", logger.records[0].file);
   EXPECT_EQ("LogCommand", logger.records[0].function);
@@ -423,9 +402,9 @@ TEST(CommandLog, HasTwoLinesForEachCommand) {
 }
 
 TEST(CommandLog, TellsAnNvmeCommandAsText) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
+  NvmeNode node;
   CommandSet_NVME set(node.properties, node.path);
-  KeepingLogger logger;
+  Testing::LogLines logger;
   SetLogLevel(kLogDebug);
   (void)set.Send(NvmeRow::Flush, {.nsid = 1, .cdw2 = 0xA0B0C0D0});
   ASSERT_EQ(3u, logger.records.size());
@@ -454,12 +433,11 @@ TEST(CommandLog, TellsAnNvmeCommandAsText) {
 }
 
 TEST(CommandLog, TellsAFailedCall) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
-  CommandSet_ATA set(node.properties, node.path);
-  KeepingLogger logger;
+  AtaNode node;
+  Testing::LogLines logger;
   SetLogLevel(kLogError);
   node.drive.Inject(Fault::IoctlError(EIO).Times(1));
-  (void)set.Send(AtaRow::FlushCache);
+  (void)node.set.Send(AtaRow::FlushCache);
   ASSERT_EQ(1u, logger.records.size());
   EXPECT_EQ("SendOpcodeCore", logger.records[0].function);
   EXPECT_EQ("ioctl failed: -5", logger.records[0].message);
@@ -469,28 +447,21 @@ TEST(CommandLog, TellsAFailedCall) {
 TEST(CommandLog, OfANodeThatIsLookedForHoldsNoError) {
   Simulator::TestFleet fleet;
   const auto drive = fleet.Add({.kind = Kind::Nvme});
-  KeepingLogger logger;
+  Testing::LogLines logger;
   SetLogLevel(kLogError);
   EXPECT_NE(nullptr, CreateCommandPath(OnNode(drive.Node())));
   EXPECT_TRUE(logger.records.empty());
 }
 
 TEST(CommandPath, AllocatesNothingForACommand) {
-  NodeUnderTest<CommandPath_ATA_SCSI> ata({});
-  CommandSet_ATA set(ata.properties, ata.path);
+  AtaNode ata;
+  NvmeNode nvme;
   Bytes data(512);
-  (void)set.Send(AtaRow::ReadDmaExt, {.count = 1}, data);  // the simulator opens its medium
+  (void)ata.set.Send(AtaRow::ReadDmaExt, {.count = 1}, data);  // the simulator opens its medium
   const auto before = CountAllocations();
-  EXPECT_EQ(Status::Completed, set.Send(AtaRow::ReadDmaExt, {.count = 1}, data));
-  EXPECT_EQ(Status::Completed, set.Send(AtaRow::FlushCache));
-  EXPECT_EQ(before, CountAllocations());
-}
-
-TEST(CommandPath, AllocatesNothingForAnNvmeCommand) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
-  CommandSet_NVME set(node.properties, node.path);
-  const auto before = CountAllocations();
-  EXPECT_EQ(Status::Completed, set.nvmeGetFeatures(0x04, 0, 0, {}));
+  EXPECT_EQ(Status::Completed, ata.set.Send(AtaRow::ReadDmaExt, {.count = 1}, data));
+  EXPECT_EQ(Status::Completed, ata.set.Send(AtaRow::FlushCache));
+  EXPECT_EQ(Status::Completed, nvme.set.nvmeGetFeatures(0x04, 0, 0, {}));
   EXPECT_EQ(before, CountAllocations());
 }
 

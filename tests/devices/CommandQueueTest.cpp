@@ -4,6 +4,8 @@
 #include <algorithm>
 #include <array>
 #include <atomic>
+#include <functional>
+#include <thread>
 
 #include "TestFleet.h"
 #include "devices/commands/CommandPath_ATA_SCSI.h"
@@ -83,6 +85,7 @@ TEST(Transfers, KeepTheErrorOfTheDiskApartFromTheWayToIt) {
 struct Seen {
   std::atomic<int> cleaned = 0, completed = 0, failed = 0, wrong = 0;
   CommandPath* stops = nullptr;
+  std::function<void()> goesOn{};  // from the completion
 };
 Seen* seen = nullptr;  // the running test's
 
@@ -96,6 +99,7 @@ TransferNotification Notify() {
     // Of a read that failed nothing is shown, least of all what the slot read before.
     if (told->data[0] != (isGood ? told->reply[0] : 0)) ++seen->wrong;
     ++seen->completed;
+    if (seen->goesOn) seen->goesOn();
     if (seen->stops != nullptr) seen->stops->StopWorkers();
   };
   return notification;
@@ -167,6 +171,20 @@ TEST_F(CommandQueueTest, EndsWithTransfersInFlightAndByItsOwnCallback) {
   path.StopWorkers();
   EXPECT_TRUE(path.WorkersIdle());
   EXPECT_GE(seen_.completed, 21);
+}
+
+// Each end queues the next reads, with no slot free but the one that it stands in.
+TEST_F(CommandQueueTest, ACallbackQueuesTheNextOne) {
+  CommandPath_SCSI path(drive_.Node());
+  EXPECT_TRUE(path.CreateWorkers(2, 2));
+  seen_.goesOn = [&] {
+    for (int i = 0; i < 2 && seen_.completed <= 10; ++i) EXPECT_EQ(Queue(path, 3), 0);
+  };
+  for (std::uint64_t lba = 0; lba < 2; ++lba) EXPECT_EQ(Queue(path, lba), 0);
+  while (!path.WorkersIdle()) std::this_thread::yield();
+  path.StopWorkers();
+  EXPECT_GE(seen_.completed, 11);
+  EXPECT_EQ(seen_.wrong, 0);
 }
 
 }  // namespace

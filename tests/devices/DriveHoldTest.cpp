@@ -163,8 +163,7 @@ TEST_F(DriveHolds, AFreshScanKeepsTheRowOfAHeldDrive) {
   const ForeignLock sata(fleet_, "/dev/sda", LOCK_EX);
   const ForeignLock nvme(fleet_, "/dev/nvme0n1", LOCK_EX);
   for (auto* drive : {&sata_, &nvme_}) drive->ClearJournal();
-  AdapterManager fresh;
-  fresh.Scan(options);
+  Scanned fresh(options);
   EXPECT_EQ(PathsOf(fresh.GetDrives()), free);
   EXPECT_THAT(sata_.Opcodes(), IsEmpty());
   EXPECT_THAT(nvme_.Opcodes(), IsEmpty());
@@ -184,8 +183,7 @@ TEST_F(DriveHolds, AForeignHeldDiskStaysHidden) {
   options.includeProducts = {"Vorsham"};
   auto foreign = fleet_.Add({.model = "ACME DISK", .serial = "X1"});
   const ForeignLock lock(fleet_, "/dev/sdc", LOCK_EX);
-  AdapterManager fresh;
-  fresh.Scan(options);
+  Scanned fresh(options);
   for (const auto& path : PathsOf(fresh.GetDrives())) EXPECT_NE(path, foreign.Node());
 }
 

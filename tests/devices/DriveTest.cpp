@@ -48,28 +48,15 @@ TEST(DriveTest, TellsTheDrivesOwnErrorAsItsStatus) {
   auto simulated = fleet.Add({.kind = Kind::Nvme});
   const std::string_view error = "ASSERT_1";
   std::ranges::copy(error, simulated.State().nvme.controller + 3076);
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
   EXPECT_EQ(error, manager.GetDrives().at(0)->GetString(Properties::DeviceStatus));
-}
-
-TEST(DriveTest, ANullCommandSetChangesNothing) {
-  TestFleet fleet;
-  fleet.Add({});
-  AdapterManager manager;
-  manager.Scan({});
-  auto& drive = *manager.GetDrives().at(0);
-  drive.AddCommandSet(nullptr);
-  EXPECT_TRUE(drive.HasCommandSet(Protocol::Ata));
-  EXPECT_FALSE(drive.HasCommandSet(Protocol::Tcg));
 }
 
 TEST(DriveTest, ACloneHasItsOwnOpenPathAndContent) {
   TestFleet fleet;
   fleet.Add({.serial = "SATA1"});
   fleet.Add({.kind = Kind::Nvme, .serial = "NVME1", .namespaces = 2});
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
 
   for (auto* drive : manager.GetDrives()) {
     drive->SetTimeout(std::chrono::seconds(77));
@@ -99,8 +86,7 @@ TEST(DriveTest, ACloneHasItsOwnOpenPathAndContent) {
 TEST(DriveTest, TellsTheLastCommandOfAnNvmeDriveToo) {
   TestFleet fleet;
   auto simulated = fleet.Add({.kind = Kind::Nvme, .serial = "NVME1"});
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
   const auto drive = FindDrive(manager, "/dev/nvme0n1")->Clone();
   auto* nvme = drive->GetCommandSetAs<DeviceManagement::CommandSet_NVME>(Protocol::Nvme);
   ASSERT_NE(nullptr, nvme);
@@ -112,24 +98,12 @@ TEST(DriveTest, TellsTheLastCommandOfAnNvmeDriveToo) {
   EXPECT_EQ(-EIO, drive->GetLastOsError());
 }
 
-TEST(DriveTest, ACloneHasClonesOfTheMembers) {
-  Drive volume;
-  auto member = std::make_unique<Drive>();
-  member->AddProperty(Properties::SerialNumber, "MEMBER");
-  volume.GetChildren().push_back(std::move(member));
-  const auto clone = volume.Clone();
-  ASSERT_EQ(1u, clone->AsDrive()->GetChildren().size());
-  EXPECT_NE(volume.GetChildren()[0].get(), clone->AsDrive()->GetChildren()[0].get());
-  EXPECT_EQ("MEMBER", clone->AsDrive()->GetChildren()[0]->GetString(Properties::SerialNumber));
-}
-
 // A RAID driver lets ATA commands through and no NOP.
 TEST(DriveTest, AMemberOfAnArrayIsTestedByItsIdentify) {
   TestFleet fleet;
   auto simulated = fleet.Add({});
   fleet.Add({.kind = Kind::Scsi});
-  AdapterManager manager;
-  manager.Scan({.identify = true});
+  Scanned manager({.identify = true});
   auto& drive = *FindDrive(manager, "/dev/sg0");
   auto& scsi = *FindDrive(manager, "/dev/sg1");
   for (auto* member : {&drive, &scsi}) member->AddProperty(Properties::RAIDMember, true);
@@ -151,8 +125,7 @@ TEST(CheckPartitionsTest, AsksAboutThisDriveAlone) {
   for (const char* node : {"/dev/sg1", "/dev/sg11", "/dev/sg27", "/dev/nvme0n11"}) {
     fleet.Drive(node).AddPartition(1 << 20);
   }
-  AdapterManager manager;
-  manager.Scan({});
+  Scanned manager;
   const auto check = [&](std::string_view node) {
     return FindDrive(manager, node)->CheckPartitions();
   };
@@ -202,8 +175,7 @@ TEST(CheckPartitionsTest, WhatCannotBeAskedIsNotNone) {
   TestFleet fleet;
   fleet.Add({});
   fleet.Add({.kind = Kind::Nvme});
-  AdapterManager manager;
-  manager.Scan({});
+  Scanned manager;
   for (const char* node : {"/dev/sg0", "/dev/nvme0n1"}) {
     auto& drive = *FindDrive(manager, node);
     EXPECT_EQ(14, drive.CheckPartitions());

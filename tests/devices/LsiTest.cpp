@@ -205,7 +205,13 @@ TEST_P(LsiPath, WhatIsNoAnswerIsAFailure) {
     if (!Simulator::IsLibraryFault(by)) continue;
     fleet.SetLibraryFaults({by});
     ByteVector data(512, 0x77);
-    EXPECT_NE(ata->Send(AtaRow::ReadDmaExt, {.count = 1}, data), Status::Completed) << by;
+    EXPECT_EQ(ata->Send(AtaRow::ReadDmaExt, {.count = 1}, data),
+              by.starts_with("ata-") || by == "scsi-ones" ? Status::AtaCommandFailed
+                                                          : Status::ScsiCommandFailed)
+        << by;
+    EXPECT_EQ(device->GetPath().GetOutcome().reached,
+              by == "scsi-ones" ? Reached::Device : Reached::Transport)
+        << by;
     // Of a CHECK CONDITION the data may be the drive's all the same.
     EXPECT_TRUE(by == "scsi-ones" || data == ByteVector(512, 0x77)) << by;
     EXPECT_EQ(ata->GetAnswer().known, 0) << by;
@@ -215,6 +221,7 @@ TEST_P(LsiPath, WhatIsNoAnswerIsAFailure) {
   for (const auto& fault : {Fault::IoctlError(ENODEV), Fault::Hang(), Fault::HostError(1)}) {
     drive.Inject(fault);
     EXPECT_NE(ata->ataCheckPowerMode(), Status::Completed);
+    EXPECT_EQ(device->GetPath().GetOutcome().reached, Reached::Transport);
     EXPECT_EQ(ata->GetAnswer().known, 0);
     drive.ClearFaults();
   }
@@ -321,6 +328,9 @@ TEST_F(LsiTest, ADiskOfTheSystemBecomesTheVolumeOfItsMembers) {
   EXPECT_EQ(List(filtered).size(), 6u);
   filtered.includeProducts = {"Another"};
   EXPECT_TRUE(List(filtered).empty());
+  fleet.Drive("LSI_1_1").Inject(Fault::Vanish());  // who knows what it is?
+  EXPECT_EQ(List({.identify = true, .morvuOnly = true, .scanLsi = true}).size(), 4u);
+  fleet.Drive("LSI_1_1").ClearFaults();
 
   // Scans that keep objects, and then the adapters go.
   auto keeping = kScan;
@@ -406,6 +416,15 @@ TEST_F(LsiTest, AMemberIsHeldWithItsVolume) {
     EXPECT_EQ(Find("LSI_0_2")->GetString(Properties::SerialNumber), "BTWL3");
   }
   EXPECT_TRUE(hold("LSI_0_0"));
+  {
+    fleet.Add(Sata("BTWL4"));
+    fleet.Add(Sata("BTWL5"));
+    fleet.AddVolume({"LSI_0_3", "LSI_0_4"}, false);  // no disk of the system's
+    List();
+    const DriveHold held(*Find("LSI_0_3"), DriveHold::Kind::Sequence);
+    EXPECT_TRUE(held.IsTaken());
+    EXPECT_FALSE(hold("LSI_0_4"));
+  }
   // Another process has it.
   const auto lock = fleet.Folder() + "/run/morvu-LSI_0_2.lock";
   const FileHandle file = OpenFile(lock, O_RDONLY);

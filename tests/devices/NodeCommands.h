@@ -8,7 +8,12 @@
 #include <vector>
 
 #include "TestFleet.h"
-#include "devices/commands/CommandPath.h"
+#include "devices/commands/CommandPath_ATA_SCSI.h"
+#include "devices/commands/CommandPath_NVME.h"
+#include "devices/commands/CommandPath_SCSI.h"
+#include "devices/commands/CommandSet_ATA.h"
+#include "devices/commands/CommandSet_NVME.h"
+#include "devices/commands/CommandSet_SCSI.h"
 #include "devices/properties/BasicProperties.h"
 #include "devices/properties/PropertyList.h"
 
@@ -22,7 +27,7 @@ inline ByteSpan LargeBuffer() {
   return buffer;
 }
 
-template <typename Path>
+template <typename Path, typename Set>
 struct NodeUnderTest {
   explicit NodeUnderTest(const Simulator::DriveSpec& spec)
       : drive(fleet.Add(spec)), path(drive.Node()) {
@@ -41,6 +46,19 @@ struct NodeUnderTest {
   Simulator::SimulatedDrive drive;
   PropertyList properties;
   Path path;
+  Set set{properties, path};
+};
+
+struct AtaNode : NodeUnderTest<CommandPath_ATA_SCSI, CommandSet_ATA> {
+  explicit AtaNode(const Simulator::DriveSpec& spec = {}) : NodeUnderTest(spec) {}
+};
+struct NvmeNode : NodeUnderTest<CommandPath_NVME, CommandSet_NVME> {
+  explicit NvmeNode(const Simulator::DriveSpec& spec = {.kind = Simulator::Kind::Nvme})
+      : NodeUnderTest(spec) {}
+};
+struct ScsiNode : NodeUnderTest<CommandPath_SCSI, CommandSet_SCSI> {
+  explicit ScsiNode(const Simulator::DriveSpec& spec = {.kind = Simulator::Kind::Scsi})
+      : NodeUnderTest(spec) {}
 };
 
 }  // namespace Morvu::DeviceManagement

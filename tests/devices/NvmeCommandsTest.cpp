@@ -4,8 +4,6 @@
 #include <cstring>
 
 #include "NodeCommands.h"
-#include "devices/commands/CommandPath_NVME.h"
-#include "devices/commands/CommandSet_NVME.h"
 #include "frame/status/NvmeStatus.h"
 #include "frame/status/Testing.h"
 
@@ -68,12 +66,8 @@ Bytes ToRecord(const Row& row, const std::uint8_t* data) {
   return record;
 }
 
-struct NvmeCommands : ::testing::Test, NodeUnderTest<CommandPath_NVME> {
-  NvmeCommands()
-      : NodeUnderTest({.kind = Kind::Nvme, .model = "MORVU SSDPE2MD800G4"}),
-        set(properties, path) {}
-
-  CommandSet_NVME set;
+struct NvmeCommands : ::testing::Test, NvmeNode {
+  NvmeCommands() : NvmeNode({.kind = Kind::Nvme, .model = "MORVU SSDPE2MD800G4"}) {}
 };
 
 TEST_F(NvmeCommands, ReachTheNodeAsTheStandardHasThem) {

@@ -6,12 +6,6 @@
 #include <random>
 
 #include "NodeCommands.h"
-#include "devices/commands/CommandPath_ATA_SCSI.h"
-#include "devices/commands/CommandPath_NVME.h"
-#include "devices/commands/CommandPath_SCSI.h"
-#include "devices/commands/CommandSet_ATA.h"
-#include "devices/commands/CommandSet_NVME.h"
-#include "devices/commands/CommandSet_SCSI.h"
 #include "frame/status/Commands.h"
 #include "frame/status/NvmeStatus.h"
 
@@ -65,56 +59,52 @@ const SenseCase kSenses[] = {
 TEST(AtaOutcome, IsToldBySenseAndRegisters) {
   for (const auto& row : kSenses) {
     SCOPED_TRACE(row.name);
-    NodeUnderTest<CommandPath_ATA_SCSI> node({});
-    CommandSet_ATA set(node.properties, node.path);
+    AtaNode node;
     node.drive.Inject(Fault::RawSense(kCheck, row.sense));
     Bytes data(512);
-    EXPECT_EQ(row.pioIn, set.ataIdentifyDevice(data));
-    EXPECT_EQ(row.nonData, set.Send(AtaRow::FlushCache));
-    EXPECT_EQ(row.isAnswered, set.GetAnswer().known != 0);
+    EXPECT_EQ(row.pioIn, node.set.ataIdentifyDevice(data));
+    EXPECT_EQ(row.nonData, node.set.Send(AtaRow::FlushCache));
+    EXPECT_EQ(row.isAnswered, node.set.GetAnswer().known != 0);
     // A command that is there for its answer has failed without one.
     const auto mode = row.nonData == 0 && !row.isAnswered ? Status::AtaCommandFailed : row.nonData;
-    EXPECT_EQ(mode, set.ataCheckPowerMode());
+    EXPECT_EQ(mode, node.set.ataCheckPowerMode());
   }
 }
 
 // Layers that do not hand registers back: what was carried out is good, what was asked is
 // not known.
 TEST(AtaOutcome, WithoutRegistersTellsNoAnswer) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({.senseFormat = SenseFormat::None});
-  CommandSet_ATA set(node.properties, node.path);
+  AtaNode node({.senseFormat = SenseFormat::None});
   Bytes data(512);
-  EXPECT_EQ(Status::Completed, set.ataIdentifyDevice(data));
-  EXPECT_EQ(Status::Completed, set.ataStandbyImmediate());
-  EXPECT_EQ(Status::AtaCommandFailed, set.ataCheckPowerMode());
-  EXPECT_EQ(Status::AtaCommandFailed, set.ataReadNativeMaxAddressExt());
-  EXPECT_EQ(Status::AtaCommandFailed, set.ataSanitizeStatus(0));
+  EXPECT_EQ(Status::Completed, node.set.ataIdentifyDevice(data));
+  EXPECT_EQ(Status::Completed, node.set.ataStandbyImmediate());
+  EXPECT_EQ(Status::AtaCommandFailed, node.set.ataCheckPowerMode());
+  EXPECT_EQ(Status::AtaCommandFailed, node.set.ataReadNativeMaxAddressExt());
+  EXPECT_EQ(Status::AtaCommandFailed, node.set.ataSanitizeStatus(0));
   EXPECT_EQ(Reached::Done, node.path.GetOutcome().reached);
 }
 
 TEST(AtaOutcome, OfATimeOutIsAFailureInEachFormat) {
   for (const auto format :
        {SenseFormat::Descriptor, SenseFormat::FixedSat3, SenseFormat::FixedOldKernel}) {
-    NodeUnderTest<CommandPath_ATA_SCSI> node({.senseFormat = format});
-    CommandSet_ATA set(node.properties, node.path);
+    AtaNode node({.senseFormat = format});
     node.drive.Inject(Fault::Hang());
     Bytes data(512);
-    EXPECT_EQ(Status::AtaCommandFailed, set.ataIdentifyDevice(data));
-    EXPECT_EQ(Status::AtaCommandFailed, set.ataSecurityEraseUnit(data));
-    EXPECT_EQ(Status::AtaCommandFailed, set.ataSanitizeBlockErase(0));
+    EXPECT_EQ(Status::AtaCommandFailed, node.set.ataIdentifyDevice(data));
+    EXPECT_EQ(Status::AtaCommandFailed, node.set.ataSecurityEraseUnit(data));
+    EXPECT_EQ(Status::AtaCommandFailed, node.set.ataSanitizeBlockErase(0));
     EXPECT_EQ(3u, node.drive.Journal().size());
   }
 }
 
 // A removed drive: no error but the adapter's, and the data of an earlier command.
 TEST(AtaOutcome, OfADriveThatWentAwayIsAFailure) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
-  CommandSet_ATA set(node.properties, node.path);
+  AtaNode node;
   node.drive.State().staleData = 1;
   Bytes data(512), second(512);
-  ASSERT_EQ(Status::Completed, set.ataIdentifyDevice(data));
+  ASSERT_EQ(Status::Completed, node.set.ataIdentifyDevice(data));
   node.drive.Inject(Fault::HostError(0x07).Times(1));
-  EXPECT_EQ(Status::ScsiCommandFailed, set.ataIdentifyDevice(second));
+  EXPECT_EQ(Status::ScsiCommandFailed, node.set.ataIdentifyDevice(second));
   EXPECT_EQ(data, second);
 }
 
@@ -171,8 +161,7 @@ bool IsUnendedRead(const Bytes& sense) {
 }
 
 TEST(AtaOutcome, AFailingKeyIsNeverGood) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({.journal = false});
-  CommandSet_ATA set(node.properties, node.path);
+  AtaNode node({.journal = false});
   RandomSense random;
   Bytes data(512);
   int good = 0, unended = 0;
@@ -180,9 +169,9 @@ TEST(AtaOutcome, AFailingKeyIsNeverGood) {
     const auto sense = random.Next();
     const bool isPioIn = random.Pick(2) == 0;
     node.drive.Inject(Fault::RawSense(random.Pick(4) == 0 ? 0 : kCheck, sense).Times(2));
-    const auto code = isPioIn               ? set.ataIdentifyDevice(data)
-                      : random.Pick(2) == 0 ? set.ataReadDma(data, 0, 1)
-                                            : set.Send(AtaRow::FlushCache);
+    const auto code = isPioIn               ? node.set.ataIdentifyDevice(data)
+                      : random.Pick(2) == 0 ? node.set.ataReadDma(data, 0, 1)
+                                            : node.set.Send(AtaRow::FlushCache);
     node.drive.ClearFaults();
     if (code != 0 || !HasFailingKey(sense)) {
       good += code == 0;
@@ -196,14 +185,13 @@ TEST(AtaOutcome, AFailingKeyIsNeverGood) {
 }
 
 TEST(ScsiOutcome, AFailingKeyIsNeverGood) {
-  NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi, .journal = false});
-  CommandSet_SCSI set(node.properties, node.path);
+  ScsiNode node({.kind = Kind::Scsi, .journal = false});
   RandomSense random;
   int good = 0;
   for (int i = 0; i < 10'000; ++i) {
     const auto sense = random.Next();
     node.drive.Inject(Fault::RawSense(random.Pick(4) == 0 ? 0 : kCheck, sense).Times(2));
-    const auto code = set.Send(ScsiRow::TestUnitReady);
+    const auto code = node.set.Send(ScsiRow::TestUnitReady);
     node.drive.ClearFaults();
     if (code != 0) continue;
     ASSERT_FALSE(HasFailingKey(sense)) << HexDump(sense);
@@ -215,20 +203,18 @@ TEST(ScsiOutcome, AFailingKeyIsNeverGood) {
 // ---- SCSI ----
 
 TEST(ScsiOutcome, OfEachStatusThatDoesNoWorkIsAFailure) {
-  NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
-  CommandSet_SCSI set(node.properties, node.path);
+  ScsiNode node;
   for (const std::uint8_t status : {0x02, 0x08, 0x18, 0x22, 0x28, 0x30, 0x40}) {
     node.drive.Inject(Fault::RawSense(status, {}).Times(1));
-    EXPECT_EQ(Status::ScsiCommandFailed, set.Send(ScsiRow::TestUnitReady)) << int{status};
+    EXPECT_EQ(Status::ScsiCommandFailed, node.set.Send(ScsiRow::TestUnitReady)) << int{status};
   }
   node.drive.Inject(Fault::RawSense(0x04, {}).Times(1));  // CONDITION MET
-  EXPECT_EQ(Status::Completed, set.Send(ScsiRow::TestUnitReady));
+  EXPECT_EQ(Status::Completed, node.set.Send(ScsiRow::TestUnitReady));
 }
 
 // A read that changes nothing is repeated once behind a UNIT ATTENTION, a write is not.
 TEST(ScsiOutcome, OfAUnitAttentionIsAskedOnceMore) {
-  NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
-  CommandSet_SCSI set(node.properties, node.path);
+  ScsiNode node;
   Bytes data(512);
   const auto attention = Fault::ScsiError(kCheck, 0x06, 0x29);
   const auto sent = [&](std::uint32_t times, auto send) {
@@ -239,10 +225,10 @@ TEST(ScsiOutcome, OfAUnitAttentionIsAskedOnceMore) {
     node.drive.ClearFaults();
     return std::pair(code.Value(), node.drive.Journal().size());
   };
-  const auto read = [&] { return set.scsiReadCapacity10(data); };
+  const auto read = [&] { return node.set.scsiReadCapacity10(data); };
   EXPECT_EQ(std::pair(0, std::size_t{2}), sent(1, read));
   EXPECT_EQ(std::pair(131, std::size_t{2}), sent(2, read));
-  const auto write = [&] { return set.Send(ScsiRow::Write10, {.count = 1}, data); };
+  const auto write = [&] { return node.set.Send(ScsiRow::Write10, {.count = 1}, data); };
   EXPECT_EQ(std::pair(131, std::size_t{1}), sent(1, write));
 }
 
@@ -264,17 +250,16 @@ TEST(ScsiOutcome, OfAReadThatBringsTooLittleIsAFailure) {
       {ScsiRow::ReadCapacity16, {.length = 32, .blocks = 1}, 0, 131},
   };
   for (const auto& read : kReads) {
-    NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
-    CommandSet_SCSI set(node.properties, node.path);
+    ScsiNode node;
     node.drive.Inject(Fault::ShortData(read.given));
     Bytes data(512);
-    EXPECT_EQ(read.code, set.Send(read.row, read.arguments, data))
+    EXPECT_EQ(read.code, node.set.Send(read.row, read.arguments, data))
         << read.row.name << ' ' << read.given;
   }
 }
 
 TEST(ScsiOutcome, LeftoverSenseIsNoDevice) {
-  NodeUnderTest<CommandPath_SCSI> node({.kind = Kind::Scsi});
+  ScsiNode node;
   const Bytes leftover = {0x70, 0, 0x06, 0, 0, 0, 0, 10, 0, 0, 0, 0, 0x29, 0x00};
   node.drive.Inject(Fault::RawSense(kCheck, leftover).WithHostStatus(0x01).Times(1));
   EXPECT_FALSE(node.path.TestDevice());
@@ -285,35 +270,32 @@ TEST(ScsiOutcome, LeftoverSenseIsNoDevice) {
 // ---- NVMe ----
 
 TEST(NvmeOutcome, ComesWithoutTheFlagsOfTheStatus) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
-  CommandSet_NVME set(node.properties, node.path);
+  NvmeNode node;
   node.drive.Inject(Fault::NvmeStatus(0x002).Times(1));
-  EXPECT_EQ(FromNvmeStatus(0x002), set.nvmeGetFeatures(0x04, 0, 0, {}));
+  EXPECT_EQ(FromNvmeStatus(0x002), node.set.nvmeGetFeatures(0x04, 0, 0, {}));
   EXPECT_TRUE(node.path.GetOutcome().doNotRetry);
   node.drive.Inject(Fault::NvmeStatus(0x2286).Times(1));
-  EXPECT_EQ(FromNvmeStatus(0x286), set.nvmeGetFeatures(0x04, 0, 0, {}));
+  EXPECT_EQ(FromNvmeStatus(0x286), node.set.nvmeGetFeatures(0x04, 0, 0, {}));
   EXPECT_TRUE(node.path.GetOutcome().more);
   node.drive.Inject(Fault::NvmeStatus(0x4000).Times(1));  // flags alone name no error
-  EXPECT_EQ(Status::NvmeCommandFailed, set.nvmeGetFeatures(0x04, 0, 0, {}));
+  EXPECT_EQ(Status::NvmeCommandFailed, node.set.nvmeGetFeatures(0x04, 0, 0, {}));
 }
 
 // The kernel ends a command that it gave up on with EINTR, without any signal.
 TEST(NvmeOutcome, OfATimeOutIsNotSentAgain) {
-  NodeUnderTest<CommandPath_NVME> node({.kind = Kind::Nvme});
-  CommandSet_NVME set(node.properties, node.path);
+  NvmeNode node;
   node.drive.Inject(Fault::Hang());
-  EXPECT_EQ(-EINTR, set.nvmeFormatNVM({.nsid = 1}));
+  EXPECT_EQ(-EINTR, node.set.nvmeFormatNVM({.nsid = 1}));
   EXPECT_EQ(1u, node.drive.Journal().size());
 }
 
 // ---- Time-outs and signals ----
 
 TEST(Outcome, TheLongestTimeOutDoesNotWrap) {
-  NodeUnderTest<CommandPath_ATA_SCSI> node({});
-  CommandSet_ATA set(node.properties, node.path);
+  AtaNode node;
   for (const auto seconds : {4294967s, 4294968s, 100'000'000'000s}) {
     node.path.SetTimeout(seconds);
-    (void)set.Send(AtaRow::FlushCache);
+    (void)node.set.Send(AtaRow::FlushCache);
     EXPECT_GE(node.TakeCommand().timeoutMs, 4294967000u);
   }
 }
@@ -326,13 +308,12 @@ TEST(Outcome, SignalsWaitForTheEndOfACommand) {
   }, before{};
   action.sa_handler = [](int) { signalsTaken = signalsTaken + 1; };
   for (const int flags : {0, SA_RESTART}) {
-    NodeUnderTest<CommandPath_ATA_SCSI> node({});
-    CommandSet_ATA set(node.properties, node.path);
+    AtaNode node;
     action.sa_flags = flags;
     sigaction(SIGALRM, &action, &before);
     signalsTaken = 0;
     node.drive.Inject(Fault::Signal(SIGALRM).Times(1));
-    EXPECT_EQ(Status::Completed, set.Send(AtaRow::FlushCache));
+    EXPECT_EQ(Status::Completed, node.set.Send(AtaRow::FlushCache));
     EXPECT_EQ(1, signalsTaken);
     EXPECT_EQ(1u, node.drive.Journal().size());
     sigaction(SIGALRM, &before, nullptr);

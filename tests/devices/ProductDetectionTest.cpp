@@ -44,13 +44,6 @@ TEST(ProductTable, EachModelOfEachRowIsReached) {
   }
 }
 
-TEST(ProductTable, NoRowHoldsAModelTwice) {
-  for (const auto& row : GetProductRows()) {
-    const auto models = row.Models();
-    EXPECT_EQ(models.size(), std::set(models.begin(), models.end()).size()) << models[0];
-  }
-}
-
 TEST(ProductTable, AModelIsOneProductWhateverItsSerialNumber) {
   std::map<std::string_view, std::pair<std::string_view, std::string_view>> seen;
   for (const auto& row : GetProductRows()) {
@@ -132,18 +125,7 @@ TEST(Products, HaveTheirTraits) {
       {&Product::hasNvmeAttributes,
        {"Caldrome", "Tovarik", "Aldwreth", "Wyndrake", "Ruskaven"},
        {"Caldrome X8", "Vorsham", "Ostrane"}},
-      {&Product::hasThreeTemperatures,
-       {"Fennimoor", "Ickmoor", "Nolvaine", "Drennick", "DrennickRefresh", "DrennickRefresh535"},
-       {"DrennickRefresh2", "Harnsey", "Sorvane"}},
-      {&Product::hidesWorkload, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
       {&Product::hidesLife, {"Yarrowick", "Yarrowick SLC"}, {"Yarrowick 2", "Dunmere"}},
-      {&Product::tellsOpal,
-       {"Nolvaine", "Drennick", "DrennickRefresh"},
-       {"DrennickRefresh2", "DrennickRefresh535"}},
-      {&Product::hasRemoteErase, {"Drennick", "DrennickRefresh"}, {"Nolvaine", "DrennickRefresh2"}},
-      {&Product::needsIdentify,
-       {"Tarnwell", "Wistle Brook", "Sedgwold Brook", "Yarrowick 2"},
-       {"Tarnwell Refresh", "Tessaly Brook", "Yarrowick", "Yarrowick SLC"}},
       {&Product::takesFirstBlockTwice, {"Dunmere"}, {"Ruskaven", "Yarrowick"}},
   };
   for (const auto& each : kCases) {

@@ -34,6 +34,13 @@ std::vector<std::string> NamesOf(const std::vector<ScanDifference::PartitionChan
   return names;
 }
 
+void ExpectNoChange(const ScanDifference& difference) {
+  EXPECT_THAT(SerialsOf(difference.addedDrives), IsEmpty());
+  EXPECT_THAT(SerialsOf(difference.removedDrives), IsEmpty());
+  EXPECT_THAT(NamesOf(difference.addedPartitions), IsEmpty());
+  EXPECT_THAT(NamesOf(difference.removedPartitions), IsEmpty());
+}
+
 class RescanTest : public testing::Test {
  protected:
   RescanTest()
@@ -55,14 +62,6 @@ class RescanTest : public testing::Test {
   AdapterManager manager_;
 };
 
-TEST_F(RescanTest, TellsNothingWhenNothingChanged) {
-  const auto difference = Rescan();
-  EXPECT_THAT(SerialsOf(difference.addedDrives), IsEmpty());
-  EXPECT_THAT(SerialsOf(difference.removedDrives), IsEmpty());
-  EXPECT_THAT(NamesOf(difference.addedPartitions), IsEmpty());
-  EXPECT_THAT(NamesOf(difference.removedPartitions), IsEmpty());
-}
-
 TEST_F(RescanTest, TellsDrivesThatCameAndWent) {
   Pull(fleet_, "sg0");
   fleet_.Add({.kind = Kind::Nvme, .serial = "NVME2"});
@@ -73,15 +72,12 @@ TEST_F(RescanTest, TellsDrivesThatCameAndWent) {
 
 // Two nodes, one drive: each node has the partitions under names of its own.
 TEST_F(RescanTest, ADriveWithTwoPortsIsNoChange) {
+  ExpectNoChange(Rescan());
   for (int i = 0; i < 2; ++i) {
     fleet_.Add({.kind = Kind::Scsi, .serial = "DUAL"}).AddPartition(1 << 20, "/dual");
   }
   manager_.Scan(kIdentify);
-  const auto difference = Rescan();
-  EXPECT_THAT(SerialsOf(difference.addedDrives), IsEmpty());
-  EXPECT_THAT(SerialsOf(difference.removedDrives), IsEmpty());
-  EXPECT_THAT(NamesOf(difference.addedPartitions), IsEmpty());
-  EXPECT_THAT(NamesOf(difference.removedPartitions), IsEmpty());
+  ExpectNoChange(Rescan());
 }
 
 // The namespaces of a controller share its serial number.
@@ -204,8 +200,7 @@ TEST(SlowDrivesTest, HoldUpNoLookAtAnother) {
   fleet.Add({.serial = "SLOW"});
   fleet.Add({.serial = "WANTED"});
   const HeldDrive held(fleet, "sg0");
-  AdapterManager manager;
-  manager.Scan({.identify = true, .onlyNodes = DeviceManagement::FindNodesBySerial("WANTED")});
+  Scanned manager({.identify = true, .onlyNodes = DeviceManagement::FindNodesBySerial("WANTED")});
   EXPECT_THAT(PathsOf(manager.GetDrives()), ElementsAre("/dev/sg1"));
 }
 
@@ -223,8 +218,7 @@ TEST_P(ScanFaultTest, CostsTheDriveAndNotTheScan) {
     auto bad = fleet.Add({.kind = kind, .serial = "BAD"});
     fleet.Add({.kind = kind, .serial = "GOOD"});
     const auto findsGood = [] {
-      AdapterManager manager;
-      manager.Scan({.identify = true});
+      Scanned manager({.identify = true});
       return std::ranges::any_of(manager.GetDrives(), [](const Device* drive) {
         return drive->GetString(Properties::SerialNumber) == "GOOD" &&
                drive->GetUInt(Properties::PhysicalSize) != 0;

@@ -28,10 +28,13 @@ inline std::vector<std::string> PathsOf(const std::vector<Device*>& drives) {
   return paths;
 }
 
+// What a scan finds of the machine.
+struct Scanned : AdapterManager {
+  explicit Scanned(const ScanOptions& options = {}) { Scan(options); }
+};
+
 inline std::vector<std::string> ScanPaths(const ScanOptions& options = {}) {
-  AdapterManager manager;
-  manager.Scan(options);
-  return PathsOf(manager.GetDrives());
+  return PathsOf(Scanned(options).GetDrives());
 }
 
 // Null, and a failure, when the scan did not list the node.

@@ -2,8 +2,6 @@
 #include <gmock/gmock.h>
 
 #include "NodeCommands.h"
-#include "devices/commands/CommandPath_SCSI.h"
-#include "devices/commands/CommandSet_SCSI.h"
 #include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
@@ -41,11 +39,8 @@ constexpr Row kRows[] = {
 };
 static_assert(std::size(kRows) == 45);
 
-struct ScsiCommands : ::testing::Test, NodeUnderTest<CommandPath_SCSI> {
-  ScsiCommands()
-      : NodeUnderTest({.kind = Kind::Scsi, .model = "SSD400SAS"}), set(properties, path) {}
-
-  CommandSet_SCSI set;
+struct ScsiCommands : ::testing::Test, ScsiNode {
+  ScsiCommands() : ScsiNode({.kind = Kind::Scsi, .model = "SSD400SAS"}) {}
 };
 
 TEST_F(ScsiCommands, ReachTheNodeAsTheStandardHasThem) {

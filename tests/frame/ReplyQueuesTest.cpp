@@ -5,7 +5,6 @@
 #include <future>
 
 #include "frame/border/ReplyQueues.h"
-#include "frame/border/SubjectMap.h"
 
 namespace Morvu {
 namespace {
@@ -74,26 +73,6 @@ TEST(ReplyQueues, HoldNoMoreThanTheText) {
     queues.Append(std::unique_ptr<Message>(static_cast<Message*>(clone.release())), job, false);
   }
   EXPECT_LT(mallinfo2().uordblks - before, kJobs * (size + size / 10));
-}
-
-TEST(SubjectMap, HasSixSubjects) {
-  SubjectMap subjects;
-  const auto reply = BuildSupportedFunctionality(subjects);
-  EXPECT_EQ(6u, subjects.GetSize());
-  for (const auto* name : {"supported functionality", "MorvuSSD", "Device", "MorvuJob",
-                           "Notification", "SMARTAttribute"}) {
-    EXPECT_NE(nullptr, subjects.Find(name)) << name;
-  }
-  EXPECT_EQ(subjects.Find("MorvuSSD"), subjects.Find("Device"));
-  EXPECT_EQ(nullptr, subjects.Find("morvussd"));
-  EXPECT_EQ("supported functionality", reply->GetAttribute("subject"));
-  std::vector<std::string> classes;
-  for (const auto& subject : reply->subjects) {
-    classes.push_back(subject->GetAttribute("cimClass"));
-  }
-  EXPECT_EQ((std::vector<std::string>{"MorvuSSD", "Device", "MorvuJob", "Notification",
-                                      "SMARTAttribute"}),
-            classes);
 }
 
 // Who learns of the reply by what `whenThere` does finds it.

@@ -90,13 +90,6 @@ std::string Nested(int depth) {
   return text + "</Message>";
 }
 
-// An element whose name holds a quote, which hides what follows from a hasty reader.
-std::string NestedBehindQuote(int depth) {
-  std::string text = "<Message'>";
-  for (int i = 0; i < depth; ++i) text += "<a>";
-  return text;
-}
-
 TEST(Border, TellsTextsThatNameNoSubject) {
   using namespace std::string_literals;
   Host host;
@@ -116,7 +109,6 @@ TEST(Border, TellsTextsThatNameNoSubject) {
       std::string(10 << 20, '<'),
       std::string(10 << 20, '\xFF'),
       Nested(100'000),
-      NestedBehindQuote(100'000),
   };
   for (const auto& text : texts) EXPECT_EQ(244, Send(text)) << text.substr(0, 60);
 }

@@ -77,21 +77,6 @@ TEST_F(DriveJobs, ReadPartitionsWholeThoughManyDo) {
   for (const auto& event : fleet_.Events()) EXPECT_FALSE(event.starts_with("write")) << event;
 }
 
-TEST_F(DriveJobs, SeeNoDrivesBeforeAScan) {
-  EXPECT_TRUE(host_.Call(kList).Listed().empty());
-  EXPECT_TRUE(sata_.Journal().empty());
-}
-
-TEST_F(DriveJobs, FindTheDrivesOfTheMachine) {
-  const auto reply = host_.Call(kScan);
-  EXPECT_EQ(0, reply.ErrorCode());
-  EXPECT_EQ((std::vector<std::string>{"NVME1", "SATA1"}), Serials(reply));
-  EXPECT_EQ("MorvuSSD", reply.Attribute("subject"));
-  EXPECT_FALSE(sata_.Journal().empty());
-  EXPECT_FALSE(nvme_.Journal().empty());
-  EXPECT_EQ(Serials(reply), Serials(host_.Call(kList)));
-}
-
 TEST_F(DriveJobs, EndInOneReplyThatHoldsAll) {
   const auto job = host_.Send(kScan);
   // A message that tells the end is the reply.

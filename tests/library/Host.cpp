@@ -48,7 +48,7 @@ class KeptMessages {
   void KeepRequest(std::string_view request, std::uint64_t job) {
     const std::string suite =
         ::testing::UnitTest::GetInstance()->current_test_info()->test_suite_name();
-    for (const char* word : {"Slips", "Mistyped", "Border"}) {
+    for (const char* word : {"Mistyped", "Border"}) {
       if (suite.find(word) != suite.npos) return;
     }
     if (folder_ == nullptr || request.find("NoSuch") != request.npos) return;

@@ -33,14 +33,6 @@ struct Rendering {
   std::string text;
 };
 
-void PrintTo(const Rendering& rendering, std::ostream* out) { *out << rendering.what; }
-
-class Rendered : public ::testing::TestWithParam<Rendering> {};
-
-TEST_P(Rendered, AsText) {
-  EXPECT_EQ(GetParam().text, GetParam().table.ToText(GetParam().indented, GetParam().framed));
-}
-
 ResultTable WithWidth(ResultTable table, std::size_t column, std::int64_t width) {
   table.SetColumnWidth(column, width);
   return table;
@@ -54,66 +46,70 @@ ResultTable Grouped() {
   return table;
 }
 
-INSTANTIATE_TEST_SUITE_P(
-    ResultTable, Rendered,
-    ::testing::Values(
-        Rendering{"header and row without a frame", FromText("'A'~'Long'\n1~2"), false, false,
-                  "A  Long\n"
-                  "-------\n"
-                  "1  2   "},
-        Rendering{"frame", FromText("'A'~'Long'\n1~2"), false, true,
-                  "------------\n"
-                  "| A | Long |\n"
-                  "------------\n"
-                  "| 1 | 2    |\n"
-                  "------------"},
-        Rendering{"indented", FromText("'A'\n1"), true, true,
-                  "   -----\n"
-                  "   | A |\n"
-                  "   -----\n"
-                  "   | 1 |\n"
-                  "   -----"},
-        Rendering{"groups, underlined behind the first column", Grouped(), false, true,
-                  "---------------\n"
-                  "| ID | Value  |\n"
-                  "---------------\n"
-                  "| 05 | 12     |\n"
-                  "    -----------\n"
-                  "|    | detail |\n"
-                  "---------------"},
-        Rendering{"ragged", FromText("a~b~c\nd", false), false, true,
-                  "-------------\n"
-                  "| a | b | c |\n"
-                  "| d |   |   |\n"
-                  "-------------"},
-        // A fixed width wraps and never cuts a word.
-        Rendering{"wrapped", WithWidth(FromText("one two three~x", false), 0, 7), false, false,
-                  "one two  x\n"
-                  "three     "},
-        Rendering{"longer word than the width",
-                  WithWidth(FromText("incompressible a b\nshort words here", false), 0, 10), false,
-                  false,
-                  "incompressible\n"
-                  "a b           \n"
-                  "short words   \n"
-                  "here          "},
-        Rendering{"marks take no width", FromText("<c:RED>ab</c>~x\nabc~y", false), false, false,
-                  "<c:RED>ab</c>   x\n"
-                  "abc  y"},
-        Rendering{"marks without a blank part no word",
-                  WithWidth(FromText("ab<c:RED>cd</c>ef <c:RED>g</c>h", false), 0, 2), false, false,
-                  "ab<c:RED>cd</c>ef\n"
-                  "<c:RED>g</c>h    "},
-        Rendering{"blank rows", FromText("\n\n\nx", false), false, false,
-                  " \n"
-                  " \n"
-                  " \n"
-                  "x"},
-        Rendering{"nothing but blank rows", FromText("''\n\n\n\n"), false, false, "\n\n\n\n"},
-        Rendering{"colour of wrapped words", WithWidth(FromText("<c:RED>ab cd</c>", false), 0, 2),
-                  false, false,
-                  "<c:RED>ab</c>\n"
-                  "<c:RED>cd</c>"}));
+TEST(Rendered, AsText) {
+  const Rendering kRows[] = {
+      {"header and row without a frame", FromText("'A'~'Long'\n1~2"), false, false,
+       "A  Long\n"
+       "-------\n"
+       "1  2   "},
+      {"frame", FromText("'A'~'Long'\n1~2"), false, true,
+       "------------\n"
+       "| A | Long |\n"
+       "------------\n"
+       "| 1 | 2    |\n"
+       "------------"},
+      {"indented", FromText("'A'\n1"), true, true,
+       "   -----\n"
+       "   | A |\n"
+       "   -----\n"
+       "   | 1 |\n"
+       "   -----"},
+      {"groups, underlined behind the first column", Grouped(), false, true,
+       "---------------\n"
+       "| ID | Value  |\n"
+       "---------------\n"
+       "| 05 | 12     |\n"
+       "    -----------\n"
+       "|    | detail |\n"
+       "---------------"},
+      {"ragged", FromText("a~b~c\nd", false), false, true,
+       "-------------\n"
+       "| a | b | c |\n"
+       "| d |   |   |\n"
+       "-------------"},
+      // A fixed width wraps and never cuts a word.
+      {"wrapped", WithWidth(FromText("one two three~x", false), 0, 7), false, false,
+       "one two  x\n"
+       "three     "},
+      {"longer word than the width",
+       WithWidth(FromText("incompressible a b\nshort words here", false), 0, 10), false, false,
+       "incompressible\n"
+       "a b           \n"
+       "short words   \n"
+       "here          "},
+      {"marks take no width", FromText("<c:RED>ab</c>~x\nabc~y", false), false, false,
+       "<c:RED>ab</c>   x\n"
+       "abc  y"},
+      {"marks without a blank part no word",
+       WithWidth(FromText("ab<c:RED>cd</c>ef <c:RED>g</c>h", false), 0, 2), false, false,
+       "ab<c:RED>cd</c>ef\n"
+       "<c:RED>g</c>h    "},
+      {"blank rows", FromText("\n\n\nx", false), false, false,
+       " \n"
+       " \n"
+       " \n"
+       "x"},
+      {"nothing but blank rows", FromText("''\n\n\n\n"), false, false, "\n\n\n\n"},
+      {"colour of wrapped words", WithWidth(FromText("<c:RED>ab cd</c>", false), 0, 2), false,
+       false,
+       "<c:RED>ab</c>\n"
+       "<c:RED>cd</c>"},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.what);
+    EXPECT_EQ(row.text, row.table.ToText(row.indented, row.framed));
+  }
+}
 
 TEST(ResultTable, SeparatesCells) {
   ResultTable table;

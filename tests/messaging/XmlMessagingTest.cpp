@@ -21,12 +21,6 @@ struct Case {
   std::string_view written;
 };
 
-class Reading : public ::testing::TestWithParam<Case> {};
-
-TEST_P(Reading, KeepsWhatTheWireHolds) {
-  EXPECT_EQ(GetParam().written, RoundTrip(GetParam().read));
-}
-
 const Case kCases[] = {
     {"", "null"},
     {"<?xml version='1.0'?>", "null"},
@@ -65,7 +59,11 @@ const Case kCases[] = {
      "<Message a=\"x/&gt;y\"><Property>&lt;Object&gt;</Property></Message>"},
     {"<Message><Object\n\tn = \"1\" /></Message>", "<Message><Object n=\"1\"/></Message>"},
 };
-INSTANTIATE_TEST_SUITE_P(Texts, Reading, ::testing::ValuesIn(kCases));
+TEST(Reading, KeepsWhatTheWireHolds) {
+  for (const auto& row : kCases) {
+    EXPECT_EQ(row.written, RoundTrip(row.read));
+  }
+}
 
 // ---- Depth: what the reader would recurse into is refused before it ----
 

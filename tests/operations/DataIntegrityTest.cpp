@@ -40,12 +40,6 @@ struct PartitionScene : EraseScene {
     return EraseTesting::CallMethod(*device(), "DataIntegrity", {{"full", full}}, reporter, &reply,
                                     names);
   }
-  std::string GetReply(std::string_view name) const {
-    for (const auto& property : reply.properties) {
-      if (property->GetAttribute("name") == name) return property->value;
-    }
-    return {};
-  }
   // Nothing is mounted, and neither a file nor the folder is there.
   bool IsClean() const { return !std::filesystem::exists(folder); }
 
@@ -73,7 +67,7 @@ TEST(DataIntegrity, WritesReadsFromTheMediumAndLeavesNothing) {
     const auto run = RunScene(scene, nullptr, 0);
     EXPECT_EQ(run.code, 0);
     EXPECT_EQ(areDirect, isDirectType);
-    EXPECT_EQ(scene.GetReply("BytesTested"), std::to_string(written));
+    EXPECT_EQ(GetText(scene.reply, "BytesTested"), std::to_string(written));
     EXPECT_GE(written, 3 * kMiB);
     EXPECT_TRUE(std::ranges::is_sorted(run.percents));
     EXPECT_EQ(run.percents.back(), 100);

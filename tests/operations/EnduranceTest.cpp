@@ -19,7 +19,6 @@ struct DriveWithWorkload : EraseScene {
       : EraseScene(spec) {
     AddWorkload(drive.State(), minutes, wear);
   }
-  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
   LineOutcome Call(const std::string& word = {}) {
     std::vector<std::string> words = {"-drive_serial", drive.State().serial, "-endurance_analyzer"};
     if (!word.empty()) words.push_back(word);
@@ -84,36 +83,22 @@ TEST(Endurance, ResetsTheCountersAndSaysSoWhateverComesBehind) {
 }
 
 TEST(Endurance, RefusesWhatDoesNotCount) {
-  using Shape = void (*)(DeviceManagement::Device&);
-  const std::pair<int, Shape> kRows[] = {
-      {97, [](auto& d) { d.AddProperty(Properties::RAID, true); }},
-      {45, [](auto& d) { d.AddProperty(Properties::Morvu, false); }},
-      {113, [](auto& d) { d.AddProperty(Properties::Product, "Plinthway"); }},
-      {114,
-       [](auto& d) {
-         d.AddProperty(Properties::Product, "Tarnwell");
-         d.AddProperty(Properties::Firmware, "4PC102M");
-       }},
-      {114,
-       [](auto& d) {
-         d.AddProperty(Properties::Product, "Tarnwell");
-         d.AddProperty(Properties::Firmware, "4P");
-       }},
-      {1,
-       [](auto& d) {
-         d.AddProperty(Properties::Product, "Tarnwell");
-         d.AddProperty(Properties::Firmware, "4PC102M0");
-       }},
-      {252, [](auto& d) { d.AddProperty(Properties::ErrorString, "ASSERT"); }},
-      {255, [](auto& d) { d.AddProperty(Properties::RAIDMember, true); }},
-  };
   DriveWithWorkload scene(SataSpec(), 60, 1024);
   scene.Prepare();
-  for (const auto& [code, shape] : kRows) {
+  const auto code = [&](const PropertyEntry& entry, auto value, std::string_view firmware = {}) {
     const auto clone = scene.device()->Clone();
-    shape(*clone);
-    EXPECT_EQ(EnduranceAnalyzer(clone.get()).GetErrorCode(), code);
-  }
+    clone->AddProperty(entry, value);
+    if (!firmware.empty()) clone->AddProperty(Properties::Firmware, firmware);
+    return EnduranceAnalyzer(clone.get()).GetErrorCode();
+  };
+  EXPECT_EQ(code(Properties::RAID, true), 97);
+  EXPECT_EQ(code(Properties::Morvu, false), 45);
+  EXPECT_EQ(code(Properties::ErrorString, "ASSERT"), 252);
+  EXPECT_EQ(code(Properties::RAIDMember, true), 255);
+  EXPECT_EQ(code(Properties::Product, "Plinthway"), 113);
+  EXPECT_EQ(code(Properties::Product, "Tarnwell", "4PC102M"), 114);
+  EXPECT_EQ(code(Properties::Product, "Tarnwell", "4P"), 114);
+  EXPECT_EQ(code(Properties::Product, "Tarnwell", "4PC102M0"), 1);
   DriveWithWorkload without(SataSpec(), 0, 0);
   std::ranges::fill(without.drive.State().ata.attributes, Simulator::SmartAttribute{});
   EXPECT_EQ(without.Call().code, 113);

@@ -16,11 +16,6 @@ using namespace EraseTesting;
 using namespace Testing;
 using Simulator::Fault;
 
-// ACS-3's opcodes; NVMe 1.0, figure 32.
-constexpr int kSetPassword = 0xF1, kPrepare = 0xF3, kEraseUnit = 0xF4, kDisable = 0xF6;
-constexpr int kIdentify = 0xEC, kReadDma = 0xC8, kSanitize = 0xB4, kFormatNvm = 0x80;
-constexpr std::uint8_t kBlockErase = 0x12, kSanitizeStatus = 0x00;
-
 // The command ends well, and nothing was done.
 const Fault kIdleAta = Fault::AtaError(0x50, 0x00);
 const Fault kIdleNvme = Fault::NvmeStatus(0);
@@ -177,15 +172,6 @@ TEST(EraseReads, StandOutsideOfTheSecureErasesCommands) {
   EXPECT_EQ(std::ranges::count(opcodes, kReadDma), 10);
 }
 
-TEST(EraseReads, AreNotSentWhenTheEraseIsRefused) {
-  MethodScene scene(SataSpec(), "SecureErase");
-  scene.drive.AddPartition();
-  const auto run = RunScene(scene, nullptr, 0);
-  EXPECT_EQ(run.code, 13);
-  EXPECT_TRUE(std::ranges::none_of(
-      run.commands, [](const auto& command) { return command.Opcode() == kReadDma; }));
-}
-
 // Addresses behind 128 GiB do not fit the 28-bit command.
 TEST(EraseReads, ReachTheEndOfALargeDrive) {
   Simulator::TestFleet fleet;
@@ -240,18 +226,6 @@ TEST(SanitizeEnd, WithoutTheWordOfTheDriveIsLoggedAndTold) {
       "The drive does not say that the sanitize was completed without error.";
   EXPECT_TRUE(log.Has("WARNING", kText));
   EXPECT_TRUE(Holds(scene.GetWarnings(), kText));
-}
-
-// A layer that drops the upper half of the count has not said so.
-TEST(SanitizeEnd, IsNotDoubtedWhereTheLayerCutsTheAnswer) {
-  using Simulator::SenseFormat;
-  for (const auto format : {SenseFormat::Descriptor, SenseFormat::FixedSat3}) {
-    MethodScene scene(SataSpec(), "Sanitize", {{"SanitizeType", "block"}});
-    scene.drive.State().senseFormat = format;
-    scene.Prepare();
-    EXPECT_EQ(scene.Run(NoReporter()), 0);
-    EXPECT_EQ(scene.GetWarnings(), "");
-  }
 }
 
 // ---- The password ----

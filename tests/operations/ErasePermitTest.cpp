@@ -44,11 +44,6 @@ class ErasePermits : public ::testing::TestWithParam<Family> {
  protected:
   ErasePermits() : scene_(GetParam().spec()) { scene_.Prepare(); }
 
-  struct BareScene : EraseScene {
-    using EraseScene::EraseScene;
-    StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
-  };
-
   StatusCode Call(bool force = false) {
     auto parameters = GetParam().parameters;
     if (force) parameters.emplace_back("force", "True");
@@ -73,7 +68,7 @@ class ErasePermits : public ::testing::TestWithParam<Family> {
     std::ranges::copy(kOther, drive().State().nvme.controller + 4);
   }
 
-  BareScene scene_;
+  EraseScene scene_;
 };
 
 // ---- The drive that was chosen ----
@@ -291,14 +286,9 @@ INSTANTIATE_TEST_SUITE_P(Families, EraseQuestions, ::testing::ValuesIn(kFamilies
 
 // ---- One transport's own ----
 
-struct BareScene : EraseScene {
-  using EraseScene::EraseScene;
-  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
-};
-
 // The generic node is the chosen drive's, the disk's node leads to another one by now.
 TEST(ErasePermit, ADiskNodeThatLeadsToAnotherDriveRefuses) {
-  BareScene scene(SataSpec());
+  EraseScene scene(SataSpec());
   auto spec = SataSpec();
   spec.serial = "OTHER1";
   scene.fleet.Add(spec);
@@ -319,7 +309,7 @@ TEST(ErasePermit, AFormatThatTakesAllNamespacesAsksWhoUsesEach) {
   for (const bool takesAll : {false, true}) {
     auto spec = NvmeSpec();
     spec.namespaces = 2;
-    BareScene scene(spec);
+    EraseScene scene(spec);
     scene.drive.State().nvme.controller[524] = takesAll ? 0x06 : 0x04;
     scene.Prepare();
     scene.fleet.Drive("/dev/nvme0n2").AddPartition(1 << 20, "/data");
@@ -333,7 +323,7 @@ TEST(ErasePermit, AFormatThatTakesAllNamespacesAsksWhoUsesEach) {
 }
 
 TEST(ErasePermit, ATableThatCannotBeReadRefusesUnlessForced) {
-  BareScene scene(SataSpec());
+  EraseScene scene(SataSpec());
   scene.Prepare();
   scene.drive.AddBadSectors(0);
   EXPECT_EQ(CallMethod(*scene.device(), "SecureErase"), Status::PartitionCheckFailed);
@@ -341,7 +331,7 @@ TEST(ErasePermit, ATableThatCannotBeReadRefusesUnlessForced) {
 }
 
 TEST(ErasePermit, WithoutOneNothingIsErased) {
-  BareScene scene(SataSpec());
+  EraseScene scene(SataSpec());
   scene.Prepare();
   SecureErase erase(scene.device(), nullptr, false, NoReporter());
   EXPECT_EQ(erase.GetErrorCode(), Status::ReadyToRun);

@@ -36,16 +36,9 @@ using Testing::SweptRun;
 constexpr std::string_view kImage = "IMAGE";    // stands for the path of a firmware image
 constexpr std::string_view kOutput = "OUTPUT";  // and for that of a file to be written
 
-// Its revision has logs of its own for the Event Log and the NLog.
 Simulator::DriveSpec ScsiSpec() {
   auto spec = SataSpec();
   spec.kind = Simulator::Kind::Scsi;
-  return spec;
-}
-
-Simulator::DriveSpec LogSpec() {
-  auto spec = SataSpec();
-  spec.firmware = "D2010370";
   return spec;
 }
 
@@ -269,22 +262,14 @@ class FeatureRunScene : public EraseScene {
 
 // ---- What holds after every run ----
 
-// ACS-3's opcodes and SMART's features; NVMe 1.0, figures 32 and 57.
-constexpr int kSetPassword = 0xF1, kUnlock = 0xF2, kPrepare = 0xF3, kSecurityErase = 0xF4,
-              kDisable = 0xF6;
-constexpr int kNop = 0x00, kReadDma = 0xC8, kStandby = 0xE0, kCheckPower = 0xE5, kIdentify = 0xEC;
-constexpr int kSmart = 0xB0, kReadData = 0xD0, kReadThresholds = 0xD1, kExecute = 0xD4;
-constexpr int kSanitize = 0xB4;
-constexpr int kBlockErase = 0x12, kCryptoScramble = 0x11,
-              kSanitizeStatus = 0x00;  // its Features register
-constexpr int kNvmeLog = 0x02, kNvmeIdentify = 0x06, kFormatNvm = 0x80, kNvmeRead = 0x02;
+constexpr int kNvmeLog = 0x02, kNvmeIdentify = 0x06, kNvmeRead = 0x02;
 constexpr int kSmartLog = 0xCA;
 
 // A command that takes the data.
 bool Takes(const JournalEntry& command) {
   const auto feature = command.Features() & 0xFF;
   if (command.IsAta()) {
-    return command.AtaOpcode() == kSecurityErase ||
+    return command.AtaOpcode() == kEraseUnit ||
            (command.AtaOpcode() == kSanitize &&
             (feature == kBlockErase || feature == kCryptoScramble));
   }
@@ -362,14 +347,14 @@ constexpr auto kAny = Place::Any, kBefore = Place::Before, kBehind = Place::Behi
 const FaultCode kFaultCodes[] = {
     {"SecureErase",      kSetPassword,   kAnyFeature,     kAny,    Status::SetPasswordFailed,         Status::SetPasswordFailed},
     {"SecureErase",      kPrepare,       kAnyFeature,     kAny,    Status::ErasePrepareFailed,        Status::ErasePrepareFailed},
-    {"SecureErase",      kSecurityErase, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
+    {"SecureErase",      kEraseUnit, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
     {"SecureErase",      kIdentify,      kAnyFeature,     kBefore, Status::NoCommunication,           Status::NoCommunication},
     {"SecureErase",      kNop,           kAnyFeature,     kBefore, Status::Completed,                 Status::NoCommunication},
     {"SecureErase",      kAnyOpcode,     kAnyFeature,     kBefore, Status::Completed,                 kNone},
     {"SecureErase",      kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
     {"-secure_erase",    kSetPassword,   kAnyFeature,     kAny,    Status::SetPasswordFailed,         Status::SetPasswordFailed},
     {"-secure_erase",    kPrepare,       kAnyFeature,     kAny,    Status::ErasePrepareFailed,        Status::ErasePrepareFailed},
-    {"-secure_erase",    kSecurityErase, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
+    {"-secure_erase",    kEraseUnit, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
     {"-secure_erase",    kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
     {"Sanitize",         kSanitize,      kBlockErase,     kAny,    Status::SanitizeUnsuccessful,      Status::SanitizeUnsuccessful},
     {"Sanitize",         kSanitize,      kSanitizeStatus, kBehind, Status::SanitizeReasonNotReported, Status::SanitizeReasonNotReported},
@@ -383,7 +368,7 @@ const FaultCode kFaultCodes[] = {
     {"Format",           kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
     {"Delete",           kFormatNvm,     kAnyFeature,     kAny,    FromNvmeStatus(6),                 StatusCode::FromValue(-ENODEV)},
     {"Delete",           kSetPassword,   kAnyFeature,     kAny,    Status::SetPasswordFailed,         Status::SetPasswordFailed},
-    {"Delete",           kSecurityErase, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
+    {"Delete",           kEraseUnit, kAnyFeature,     kAny,    Status::EraseUnitFailed,           Status::EraseUnitFailed},
     {"Delete",           kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
     {"-format",          kAnyOpcode,     kAnyFeature,     kBehind, Status::Completed,                 Status::Completed},
     {"DriveSelfTest",    kSmart,         kExecute,        kAny,    Status::SmartExecuteOfflineFailed, Status::SmartExecuteOfflineFailed},

@@ -337,20 +337,5 @@ TEST_F(FirmwareModuleTest, ImagesComeWholeOrNotAtAll) {
   EXPECT_EQ(fetch("binary.size=0\n"), ByteVector());
 }
 
-TEST(AttributeCollection, PassesThroughItsXml) {
-  DeviceManagement::PropertyList attributes;
-  attributes.Add(DeviceProperty(FirmwareMapping::Status, std::uint64_t{1} << 63));
-  attributes.Add(DeviceProperty(FirmwareMapping::Package, "a~b"));
-  attributes.Add(DeviceProperty(Properties::Morvu, true));
-  attributes.Add(DeviceProperty(Properties::Index, -1));
-  const auto read = ReadAttributeCollection(WriteAttributeCollection(attributes));
-  ASSERT_TRUE(read);
-  EXPECT_EQ(read->GetUnsigned(FirmwareMapping::Status), std::uint64_t{1} << 63);
-  EXPECT_EQ(read->GetString(FirmwareMapping::Package), "a~b");
-  EXPECT_TRUE(read->GetBool(Properties::Morvu));
-  EXPECT_EQ(read->GetSigned(Properties::Index), -1);
-  EXPECT_EQ(WriteAttributeCollection(*read), WriteAttributeCollection(attributes));
-}
-
 }  // namespace
 }  // namespace Morvu

@@ -20,6 +20,7 @@
 namespace Morvu {
 namespace {
 
+using EraseTesting::LogSpec;
 using EraseTesting::NvmeSpec;
 using EraseTesting::SataSpec;
 using Simulator::Fault;
@@ -41,12 +42,8 @@ void PrintTo(const Sight& sight, std::ostream* out) {
 }
 
 Sight ReadSight(const Object& job) {
-  const auto text = [&](std::string_view name) {
-    const auto found = std::ranges::find_if(
-        job.properties, [&](const auto& each) { return each->GetAttribute("name") == name; });
-    return found == job.properties.end() ? std::string() : (*found)->value;
-  };
-  return {text("JobState"), text("ErrorCode"), text("PercentComplete")};
+  return {Testing::GetText(job, "JobState"), Testing::GetText(job, "ErrorCode"),
+          Testing::GetText(job, "PercentComplete")};
 }
 
 // One message of the job, and its entry in the list at that moment.
@@ -166,12 +163,6 @@ void CheckTruth(const WatchedJob& job, std::string_view what) {
 }
 
 // ---- Every method ----
-
-Simulator::DriveSpec LogSpec() {
-  auto spec = SataSpec();
-  spec.firmware = "D2010370";
-  return spec;
-}
 
 struct JobScene {
   std::string_view name;
@@ -319,9 +310,6 @@ class SeveralUpdates : public ::testing::Test {
     };
   }
 
-  // Of a drive since then: whether it was asked anything.
-  static bool WasAsked(const Simulator::SimulatedDrive& drive) { return !drive.Opcodes().empty(); }
-
   std::vector<std::string> ListRevisions() {
     std::vector<std::string> revisions;
     for (auto& drive : drives_) revisions.emplace_back(drive.State().firmware);
@@ -347,38 +335,14 @@ TEST_F(SeveralUpdates, AreToldToTheEndOfTheLast) {
   for (std::size_t quarter = 1; quarter <= 4; ++quarter) EXPECT_GE(told[quarter], 3) << quarter;
 }
 
-struct Canceling {
-  std::size_t drives, images;
-  int percent;
-  Revisions revisions;
-};
-
-// What is done is done; nothing else begins.
-TEST(CanceledUpdates, LeaveTheNextDrivesAndImagesAlone) {
-  const Canceling kCancels[] = {
-      {3, 1, 30, {"NEW1", "OLD", "OLD"}},   // the first drive has its image
-      {3, 1, 63, {"NEW1", "NEW1", "OLD"}},  // and the second
-      {1, 2, 45, {"NEW1"}},                 // the first image is installed
-      {3, 1, 1, {"OLD", "OLD", "OLD"}},     // in the middle of the first
-  };
-  for (const auto& cancel : kCancels) {
-    SCOPED_TRACE(cancel.percent);
-    class Updates : public SeveralUpdates {
-     public:
-      void TestBody() override {}
-      void Check(const Canceling& row) {
-        Prepare(row.drives, row.images);
-        CancelAt(row.percent);
-        Run();
-        EXPECT_EQ(job_.lastSight.code, "2");
-        EXPECT_EQ(ListRevisions(), row.revisions);
-        for (std::size_t i = 1; i < drives_.size(); ++i) {
-          EXPECT_EQ(WasAsked(drives_[i]), row.revisions[i] != "OLD") << i;
-        }
-      }
-    };
-    Updates().Check(cancel);
-  }
+// What is done is done; nothing else begins. FirmwareDrives cancels at every other moment.
+TEST_F(SeveralUpdates, AreToldToBeCanceledAndTheNextDrivesAreLeftAlone) {
+  Prepare(3, 1);
+  CancelAt(30);  // the first drive has its image
+  Run();
+  EXPECT_EQ(job_.lastSight.code, "2");
+  EXPECT_EQ(ListRevisions(), (Revisions{"NEW1", "OLD", "OLD"}));
+  for (const std::size_t next : {1, 2}) EXPECT_TRUE(drives_[next].Opcodes().empty()) << next;
 }
 
 }  // namespace

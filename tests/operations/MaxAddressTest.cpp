@@ -25,14 +25,12 @@ using Testing::SweepFaults;
 using Testing::SweptRun;
 
 constexpr int kReadMaxExt = 0x27, kReadMax = 0xF8, kSetMaxExt = 0x37, kSetMax = 0xF9;
-constexpr int kEraseUnit = 0xF4, kFormatNvm = 0x80, kIdentify = 0xEC;
 constexpr int kNvmeSetFeatures = 0x09, kNvmeGetFeatures = 0x0A;
 constexpr std::uint64_t kNative = 4'000'000;
 
 Simulator::DriveSpec Sata() {
-  auto spec = SataSpec();
+  auto spec = LogSpec();
   spec.sectors = kNative + 1;
-  spec.firmware = "D2010370";
   return spec;
 }
 // 4,000,008 sectors of 512 bytes, or as many bytes in blocks of 4096.

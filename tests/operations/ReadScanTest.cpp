@@ -48,16 +48,6 @@ std::vector<Span> ListReads(const std::vector<Simulator::JournalEntry>& journal,
   return reads;
 }
 
-std::string GetFigure(const MethodScene& scene, std::string_view name) {
-  for (const auto& property : scene.reply.properties) {
-    if (property->GetAttribute("name") == name) return property->value;
-  }
-  return "none";
-}
-
-Simulator::DriveSpec SasSpec() {
-  return {.kind = Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1", .sectors = 512};
-}
 Simulator::DriveSpec With(Simulator::DriveSpec spec, std::uint64_t sectors,
                           std::uint32_t size = 512) {
   spec.sectors = sectors;
@@ -107,10 +97,10 @@ TEST(ReadScan, AFullScanReadsEachBlockOnceToTheLastOne) {
       next = read.lba + read.count;
     }
     EXPECT_EQ(next, spec.sectors);
-    EXPECT_EQ(GetFigure(scene, "BlocksRead"), std::to_string(spec.sectors));
-    EXPECT_EQ(GetFigure(scene, "FirstLBA"), "0");
-    EXPECT_EQ(GetFigure(scene, "LastLBA"), std::to_string(spec.sectors - 1));
-    EXPECT_EQ(GetFigure(scene, "FailingLBA"), "none");
+    EXPECT_EQ(GetText(scene.reply, "BlocksRead"), std::to_string(spec.sectors));
+    EXPECT_EQ(GetText(scene.reply, "FirstLBA"), "0");
+    EXPECT_EQ(GetText(scene.reply, "LastLBA"), std::to_string(spec.sectors - 1));
+    EXPECT_EQ(GetText(scene.reply, "FailingLBA"), "none");
     EXPECT_TRUE(std::ranges::is_sorted(run.percents));
     EXPECT_EQ(run.percents.back(), 100);
     EXPECT_TRUE(scene.IsUntouched());
@@ -140,7 +130,7 @@ TEST(ReadScan, NamesTheFirstBadBlockWhateverTheLayerTells) {
       scene.drive.AddBadSectors(bad, std::min<std::uint64_t>(3, spec.sectors - bad));
       scene.reply.properties.clear();
       EXPECT_EQ(scene.Run(NoReporter()), 82);
-      EXPECT_EQ(GetFigure(scene, "FailingLBA"), std::to_string(bad));
+      EXPECT_EQ(GetText(scene.reply, "FailingLBA"), std::to_string(bad));
     }
   }
 }

@@ -16,13 +16,6 @@ using namespace EraseTesting;
 using testing::HasSubstr;
 namespace Properties = DeviceManagement::Properties;
 
-std::string GetProperty(const XmlMessaging::Object& object, std::string_view name) {
-  for (const auto& property : object.properties) {
-    if (property->GetAttribute("name") == name) return property->value;
-  }
-  return "none";
-}
-
 struct Recording {
   explicit Recording(const std::string& path)
       : text(ReadFileText(path)), message(XmlMessaging::Message::Parse(text)) {}
@@ -44,14 +37,14 @@ TEST(Recording, HoldsEachCommandAndNoPassword) {
   EXPECT_EQ(recording.message->GetAttribute("Begin").size(), 22u);
   EXPECT_EQ(recording.message->GetAttribute("End").size(), 22u);
   EXPECT_EQ(recording.message->GetAttribute("End").find('-'), 2u);
-  EXPECT_EQ(GetProperty(*recording.message->objects.at(0), "SerialNumber"), "BTWL1234");
-  EXPECT_EQ(GetProperty(*recording.message->objects.at(0), "CommandSet"), "ATA");
+  EXPECT_EQ(Testing::GetText(*recording.message->objects.at(0), "SerialNumber"), "BTWL1234");
+  EXPECT_EQ(Testing::GetText(*recording.message->objects.at(0), "CommandSet"), "ATA");
   std::size_t passwords = 0, identities = 0;
   for (const auto& command : recording.GetCommands()) {
     EXPECT_EQ(command->GetAttribute("CommandSet"), "ATA");
-    EXPECT_EQ(GetProperty(*command, "tf_len"), "16");
-    const auto opcode = GetProperty(*command, "tf").substr(12, 2);
-    const auto data = GetProperty(*command, "data");
+    EXPECT_EQ(Testing::GetText(*command, "tf_len"), "16");
+    const auto opcode = Testing::GetText(*command, "tf").substr(12, 2);
+    const auto data = Testing::GetText(*command, "data");
     if (opcode == "EC") {
       ++identities;
       EXPECT_EQ(data.size(), 1024u);
@@ -79,9 +72,9 @@ TEST(Recording, HoldsPasswordsWhereTheyAreAskedFor) {
   ASSERT_NE(recording.message, nullptr);
   std::size_t passwords = 0;
   for (const auto& command : recording.GetCommands()) {
-    if (GetProperty(*command, "tf").substr(12, 2) != "F4") continue;
+    if (Testing::GetText(*command, "tf").substr(12, 2) != "F4") continue;
     ++passwords;
-    EXPECT_EQ(GetProperty(*command, "data").size(), 1024u);
+    EXPECT_EQ(Testing::GetText(*command, "data").size(), 1024u);
   }
   EXPECT_EQ(passwords, 1u);
 }
@@ -102,14 +95,9 @@ TEST(Recording, OverwritesNothingAndRefusesWhereItCannotBe) {
   EXPECT_EQ(run(folder + "/none/file.xml"), 122);
 }
 
-struct RecordedDrive : DriveScene {
-  using DriveScene::DriveScene;
-  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
-};
-
 TEST(Recording, IsTheDevicesAndEndsWithIt) {
   for (const auto& spec : {SataSpec(), NvmeSpec()}) {
-    RecordedDrive scene(spec);
+    EraseScene scene(spec);
     scene.Prepare();
     const auto path = scene.fleet.Folder() + "/record.xml";
     {
@@ -128,7 +116,7 @@ TEST(Recording, IsTheDevicesAndEndsWithIt) {
 }
 
 TEST(Recording, EndsWithANoteBeforeItFillsTheDisk) {
-  RecordedDrive scene(SataSpec());
+  EraseScene scene(SataSpec());
   const auto path = scene.fleet.Folder() + "/record.xml";
   auto recorder = DeviceManagement::CommandRecorder::Create(path, {}, 3000);
   ASSERT_NE(recorder, nullptr);
@@ -144,8 +132,8 @@ TEST(Recording, EndsWithANoteBeforeItFillsTheDisk) {
   const auto& commands = recording.GetCommands();
   EXPECT_LT(commands.size(), 10u);
   EXPECT_EQ(commands.back()->GetAttribute("name"), "Note");
-  EXPECT_EQ(GetProperty(*commands[0], "data").size(), 1024u);
-  EXPECT_EQ(GetProperty(*commands[1], "data"), "") << "of a read that failed";
+  EXPECT_EQ(Testing::GetText(*commands[0], "data").size(), 1024u);
+  EXPECT_EQ(Testing::GetText(*commands[1], "data"), "") << "of a read that failed";
 }
 
 }  // namespace

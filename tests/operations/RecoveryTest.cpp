@@ -23,11 +23,6 @@ using namespace Testing;
 using Simulator::Fault;
 namespace Properties = DeviceManagement::Properties;
 
-// ACS-3's opcodes; NVMe 1.0, figure 32.
-constexpr int kSetPassword = 0xF1, kPrepare = 0xF3, kEraseUnit = 0xF4, kDisable = 0xF6,
-              kSanitize = 0xB4, kFormatNvm = 0x80;
-constexpr std::uint8_t kBlockErase = 0x12;
-
 MethodScene MakeErase() { return {SataSpec(), "SecureErase"}; }
 MethodScene MakeSanitize() { return {SataSpec(), "Sanitize", {{"SanitizeType", "block"}}}; }
 MethodScene MakeFormat() { return {NvmeSpec(), "Format", {{"SecureEraseSetting", "1"}}}; }
@@ -160,6 +155,7 @@ void SanitizeFails() {
   scene.drive.State().ata.sanitize.willFail = 1;
   EXPECT_EQ(RunWith(scene, Fault::Delay(0)), Status::SanitizeUnsuccessful);
   EXPECT_TRUE(scene.drive.State().ata.sanitize.failed);
+  EXPECT_TRUE(scene.IsUntouched());
   // And once more, as the page says.
   EXPECT_EQ(scene.Run(NoReporter()), 0);
   EXPECT_TRUE(scene.IsErased());

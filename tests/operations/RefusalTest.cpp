@@ -5,7 +5,7 @@
 
 #include <algorithm>
 #include <array>
-#include <functional>
+#include <map>
 #include <string>
 #include <vector>
 
@@ -17,6 +17,7 @@
 #include "frame/status/Drives.h"
 #include "frame/status/Erase.h"
 #include "frame/status/Partitions.h"
+#include "frame/status/Requests.h"
 #include "frame/status/Testing.h"
 #include "operations/Operation.h"
 #include "support/EraseScene.h"
@@ -34,7 +35,6 @@ namespace Properties = DeviceManagement::Properties;
 class RefusalScene : public EraseScene {
  public:
   using EraseScene::EraseScene;
-  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
 
   template <typename Value>
   void Has(const PropertyEntry& entry, Value value) {
@@ -60,7 +60,7 @@ bool Changes(const JournalEntry& command) {
 }
 
 bool IsRead(const JournalEntry& command) {
-  return command.IsRaw() ||
+  return command.IsRaw() || command.ioctl == Simulator::Ioctl::NvmeIo ||
          (command.IsAta() && (command.AtaOpcode() == 0xC8 || command.AtaOpcode() == 0x25));
 }
 
@@ -121,6 +121,7 @@ const MethodRow kMethods[] = {
     {"Format",           &NvmeSpec, {},                        {4, 97, 45,   4, 152, 252, 188, 13, 13, 128}},
     {"DriveSelfTest",    &SataSpec, {{"SelfTest", "short"}},   {4, 97, 45, 255,   0, 252, 188,  0,  0,   0}, {97}},
     {"StandbyImmediate", &SataSpec, {},                        {4, 97, 45, 255,   0, 252, 188,  0,  0,   0}, {97}},
+    {"FirmwareUpdate",   &SataSpec, {},                        {4, 97, 45, 301, 301, 301, 301, 301, 301, 301}, {45, 97}},  // no image
     {"ReadScan",         &SataSpec, {{"full", "True"}},        {4, 97, 45,   0,   0,   0, 188,  0,  0,   0}, {45, 97}},
 };
 // clang-format on
@@ -140,7 +141,9 @@ TEST(Refusals, OfEachMethodAtEachObstacle) {
       EXPECT_EQ(CallMethod(*scene.device(), row.method, row.parameters), code);
       if (code == 0) continue;
       EXPECT_TRUE(scene.IsUntouched());
-      EXPECT_TRUE(std::ranges::none_of(scene.drive.Journal(), Changes));
+      for (const auto& command : scene.drive.Journal()) {
+        EXPECT_FALSE(Changes(command) || IsRead(command)) << command.Text();
+      }
       // To force is to answer for partitions, and for nothing else.
       auto forced = row.parameters;
       forced.emplace_back("force", "True");
@@ -162,10 +165,6 @@ struct OwnObstacle {
   Simulator::DriveSpec (*spec)() = &SataSpec;
   bool isHidden = false;  // in the drive's description
 };
-
-Simulator::DriveSpec SasSpec() {
-  return {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1", .sectors = 512};
-}
 
 void SetPasswordBehindAPartition(RefusalScene& scene) {
   scene.drive.AddPartition();
@@ -253,6 +252,18 @@ TEST(Refusals, OfOneMethodByItsOwnObstacle) {
     };
     EXPECT_EQ(std::ranges::count_if(scene.drive.Journal(), isAsleep),
               isFrozen && !row.name.ends_with("awake"));
+  }
+}
+
+TEST(Refusals, OfEachMethodWithoutADrive) {
+  const std::map<std::string_view, StatusCode> kOthers = {
+      {"FirmwareUpdate", Status::InvalidArguments}, {"SmartParser", Status::NotRun}};
+  for (const auto& row : GetDriveMethods()) {
+    const auto name = row.method->name;
+    const auto other = kOthers.find(name);
+    const auto code = other == kOthers.end() ? StatusCode(Status::NoDeviceSelected) : other->second;
+    JobContext context;
+    EXPECT_EQ(Testing::CallMethod(context, name, {}, {}), code) << name;
   }
 }
 

@@ -16,10 +16,6 @@ using namespace EraseTesting;
 using namespace Testing;
 using Simulator::Fault;
 
-// SMART subcommands and ACS-3's opcodes.
-constexpr int kReadData = 0xD0, kExecute = 0xD4;
-constexpr int kSmart = 0xB0, kStandby = 0xE0, kCheckPower = 0xE5;
-
 const Simulator::JournalEntry& FindStart(const std::vector<Simulator::JournalEntry>& commands) {
   const auto found = std::ranges::find_if(commands, [](const auto& command) {
     return command.Opcode() == kSmart && (command.Features() & 0xFF) == kExecute;
@@ -31,8 +27,8 @@ const Simulator::JournalEntry& FindStart(const std::vector<Simulator::JournalEnt
 
 // A self-test of thirty seconds by the method.
 struct MethodTest : MethodScene {
-  explicit MethodTest(const std::string& test = "short")
-      : MethodScene(SataSpec(), "DriveSelfTest", {{"SelfTest", test}}) {
+  explicit MethodTest(MethodParameters parameters = {{"SelfTest", "short"}})
+      : MethodScene(SataSpec(), "DriveSelfTest", std::move(parameters)) {
     auto& state = drive.State().ata.selfTest;
     state.shortMs = state.extendedMs = state.conveyanceMs = 30'000;
   }
@@ -40,10 +36,13 @@ struct MethodTest : MethodScene {
 };
 
 TEST(DriveSelfTest, TheMethodWaitsForTheEndAndFollowsTheDrive) {
-  const std::pair<const char*, int> kTests[] = {{"short", 1}, {"extended", 2}, {"conveyance", 3}};
-  for (const auto& [name, subcommand] : kTests) {
-    SCOPED_TRACE(name);
-    MethodTest scene(name);
+  const std::pair<MethodParameters, int> kTests[] = {{{{"SelfTest", "short"}}, 1},
+                                                     {{{"SelfTest", "extended"}}, 2},
+                                                     {{{"SelfTest", "conveyance"}}, 3},
+                                                     {{}, 2}};
+  for (const auto& [parameters, subcommand] : kTests) {
+    SCOPED_TRACE(subcommand);
+    MethodTest scene(parameters);
     const auto run = RunScene(scene, nullptr, 0);
     EXPECT_EQ(run.code, 0);
     const auto& start = FindStart(run.commands);
@@ -55,13 +54,6 @@ TEST(DriveSelfTest, TheMethodWaitsForTheEndAndFollowsTheDrive) {
     EXPECT_GE(run.questions, 30u);
     EXPECT_FALSE(scene.IsRunning());
   }
-}
-
-TEST(DriveSelfTest, TheMethodRunsTheExtendedTestByDefault) {
-  MethodScene scene(SataSpec(), "DriveSelfTest");
-  const auto run = RunScene(scene, nullptr, 0);
-  EXPECT_EQ(run.code, 0);
-  EXPECT_EQ(FindStart(run.commands).Lba() & 0xFF, 2u);
 }
 
 // The byte that the drive tells, and what is made of it.
@@ -83,23 +75,13 @@ TEST_P(SelfTestStatus, IsReported) {
   EXPECT_EQ(test.ReportSelfTestStatus(table), GetParam().isOver);
   EXPECT_EQ(test.GetPercent(), GetParam().percent);
   EXPECT_EQ(test.GetErrorCode(), 0);
+  // A verdict against the drive, and nothing else, is a warning.
+  const int state = GetParam().byte >> 4;
+  EXPECT_EQ(test.GetRemarks().empty(), state < 3 || state > 8);
   EXPECT_NE(table.ToText().find(GetParam().line), std::string::npos) << table.ToText();
   if (!GetParam().isOver) {
     const auto progress = "Progress = " + std::to_string(GetParam().percent) + "%";
     EXPECT_NE(table.ToText().find(progress), std::string::npos) << table.ToText();
-  }
-}
-
-// A verdict against the drive, and nothing else, is a warning.
-TEST(DriveSelfTest, WarnsOfAFailedTest) {
-  MethodTest scene;
-  scene.Prepare();
-  for (int state = 0; state < 16; ++state) {
-    scene.drive.State().ata.selfTest.status = static_cast<std::uint8_t>(state << 4);
-    DriveSelfTest test(scene.device(), 0, SelfTestMode::Offline, NoReporter());
-    ResultTable table;
-    test.ReportSelfTestStatus(table);
-    EXPECT_EQ(test.GetRemarks().empty(), state < 3 || state > 8) << state;
   }
 }
 
@@ -108,6 +90,9 @@ const StatusCase kStatuses[] = {
     {0x13, "aborted by the host.", true, 70},
     {0x25, "interrupted by the host", true, 50},
     {0x30, "fatal error", true, 100},
+    {0x40, "", true, 100},
+    {0x50, "", true, 100},
+    {0x60, "", true, 100},
     {0x70, "read element of the test failed.", true, 100},
     {0x80, "handling damage.", true, 100},
     {0x90, "Reserved status.", true, 100},
@@ -232,16 +217,6 @@ TEST(DriveSelfTest, TheLineStartsATestAndAsksForItsStatus) {
   EXPECT_EQ(scene.drive.State().ata.selfTest.running, 0);
   scene.drive.State().ata.selfTest.nextResult = 4;
   EXPECT_EQ(RunLine({"-drive_serial", "BTWL1234", "-self_test", "short", "captive"}).code, 120);
-}
-
-TEST(DriveSelfTest, TheLineNeedsADriveAndAnAction) {
-  LineScene scene(SataSpec(), {}, "");
-  EXPECT_EQ(RunLine({"-self_test", "short"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "short", "offline", "now"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "short", "slow"}).code, 73);
-  EXPECT_EQ(RunLine({"-drive_index", "0", "-self_test", "long"}).code, 168);
-  EXPECT_EQ(scene.drive.State().ata.selfTest.running, 0);
 }
 
 // ---- Standby ----

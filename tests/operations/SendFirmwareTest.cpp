@@ -9,6 +9,7 @@
 #include "devices/properties/ProductProperties.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Firmware.h"
+#include "frame/status/Requests.h"
 #include "support/FirmwareScene.h"
 #include "support/Sweep.h"
 
@@ -219,32 +220,39 @@ TEST_P(NvmeDownloadTest, SendsPagesAndActivates) {
 INSTANTIATE_TEST_SUITE_P(Images, NvmeDownloadTest,
                          testing::Values(29, 32, 4095, 4096, 4097, 4100, 20'001));
 
-TEST(SendFirmwareNvme, WaitsUntilTheControllerAnswers) {
-  // The first identify behind the activation, and then every one.
-  for (const bool comesBack : {true, false}) {
+TEST(SendFirmwareNvme, WaitsUntilTheControllerAnswersOrItsTimeIsOver) {
+  using Simulator::Fault;
+  struct Row {
+    Fault fault;  // of the identifies behind the activation
+    std::uint32_t times;
+    StatusCode code;
+    std::uint32_t least, most;  // of the wait, in milliseconds
+    std::size_t tries;          // at least
+  };
+  const Row kRows[] = {
+      {Fault::Fail(), 3, Status::Completed, 3'000, 10'000, 4},
+      {Fault::Fail(), 0, Status::FirmwareUpdateFailed, 200'000, 400'000, 201},
+      // Each lasts as long as the kernel waits, a minute; the wait ends by the clock.
+      {Fault::Hang(), 0, Status::FirmwareUpdateFailed, 200'000, 400'000, 1},
+  };
+  for (auto row : kRows) {
     FirmwareScene scene(NvmeSpec(), 5000);
     scene.Prepare();
     FirmwareUpdate update(scene.device(), false, scene.ImagePath(), NoReporter());
-    auto fault = Simulator::Fault::Fail().OnOpcode(0x06, Simulator::CommandClass::NvmeAdmin);
+    ASSERT_EQ(update.GetErrorCode(), Status::ReadyToRun);
     // Initialize has asked the drive already; Execute asks once before the transfer.
     scene.drive.ClearJournal();
-    scene.device()->TestConnection();
+    ASSERT_TRUE(scene.device()->TestConnection());
     const auto perTest = static_cast<std::uint32_t>(Pick(scene.drive.Journal(), {0x06}).size());
-    scene.drive.Inject(fault.OnCommand(perTest + 1).Times(comesBack ? 3 : 0));
+    row.fault.OnOpcode(0x06, Simulator::CommandClass::NvmeAdmin).OnCommand(perTest + 1);
+    scene.drive.Inject(row.fault.Times(row.times));
     scene.drive.ClearJournal();
     const auto before = scene.fleet.Now();
     update.Execute();
-    const auto waited = scene.fleet.Now() - before;
-    const auto tries = Pick(scene.drive.Journal(), {0x06}).size();
-    if (comesBack) {
-      EXPECT_EQ(update.GetErrorCode(), Status::Completed);
-      EXPECT_GE(waited, 3'000u);
-      EXPECT_LT(waited, 10'000u);
-    } else {
-      EXPECT_EQ(update.GetErrorCode(), Status::FirmwareUpdateFailed);
-      EXPECT_GE(waited, 200'000u);
-      EXPECT_GE(tries, 201u);
-    }
+    EXPECT_EQ(update.GetErrorCode(), row.code);
+    EXPECT_GE(scene.fleet.Now() - before, row.least);
+    EXPECT_LT(scene.fleet.Now() - before, row.most);
+    EXPECT_GE(Pick(scene.drive.Journal(), {0x06}).size(), row.tries);
   }
 }
 

@@ -32,17 +32,6 @@ struct Judged {
   Kind kind;
   std::string text;
 };
-void PrintTo(const Judged& judged, std::ostream* out) { *out << judged.label; }
-class Verdicts : public ::testing::TestWithParam<Judged> {};
-
-TEST_P(Verdicts, AreTheDrivesOwn) {
-  SettingScene scene(GetParam().spec);
-  GetParam().shape(scene.drive.State());
-  scene.drive.Inject(GetParam().fault);
-  const auto verdict = ReadVerdict(*scene.device());
-  EXPECT_EQ(verdict.kind, GetParam().kind);
-  EXPECT_EQ(verdict.text, GetParam().text);
-}
 
 Simulator::DriveSpec SasSpec() {
   return {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1"};
@@ -60,30 +49,41 @@ constexpr auto kFailsBehind = [](DriveState& state) {
 constexpr std::string_view kBeyond = "FAILING: an attribute is beyond its threshold";
 constexpr std::string_view kNoAnswer = "Unknown: the drive's answer did not come";
 
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(DriveVerdict, Verdicts, ::testing::Values(
-    Judged{"Sata", SataSpec(), kSoundDrive, kNoFault, Kind::Passed, "Passed"},
-    Judged{"SataFails", SataSpec(), kFails, kNoFault, Kind::Failing, std::string(kBeyond)},
-    Judged{"Sat3", SataSpec(), kFailsBehind<SenseFormat::FixedSat3>, kNoFault, Kind::Failing, std::string(kBeyond)},
-    Judged{"OldKernel", SataSpec(), kFailsBehind<SenseFormat::FixedOldKernel>, kNoFault, Kind::Failing, std::string(kBeyond)},
+TEST(Verdicts, AreTheDrivesOwn) {
+  // clang-format off
+  const Judged kRows[] = {
+    {"Sata", SataSpec(), kSoundDrive, kNoFault, Kind::Passed, "Passed"},
+    {"SataFails", SataSpec(), kFails, kNoFault, Kind::Failing, std::string(kBeyond)},
+    {"Sat3", SataSpec(), kFailsBehind<SenseFormat::FixedSat3>, kNoFault, Kind::Failing, std::string(kBeyond)},
+    {"OldKernel", SataSpec(), kFailsBehind<SenseFormat::FixedOldKernel>, kNoFault, Kind::Failing, std::string(kBeyond)},
     // What hands no registers back passes nobody.
-    Judged{"NoRegisters", SataSpec(), kFailsBehind<SenseFormat::None>, kNoFault, Kind::Unknown, std::string(kNoAnswer)},
-    Judged{"Refused", SataSpec(), kSoundDrive, kStatusRefused, Kind::Unknown, std::string(kNoAnswer)},
-    Judged{"SmartOff", SataSpec(), [](DriveState& state) { state.ata.smartEnabled = 0; }, kNoFault,
+    {"NoRegisters", SataSpec(), kFailsBehind<SenseFormat::None>, kNoFault, Kind::Unknown, std::string(kNoAnswer)},
+    {"Refused", SataSpec(), kSoundDrive, kStatusRefused, Kind::Unknown, std::string(kNoAnswer)},
+    {"SmartOff", SataSpec(), [](DriveState& state) { state.ata.smartEnabled = 0; }, kNoFault,
            Kind::SmartOff, "Unknown: SMART is turned off"},
-    Judged{"Nvme", NvmeSpec(), kSoundDrive, kNoFault, Kind::Passed, "Passed"},
-    Judged{"NvmeFails", NvmeSpec(), [](DriveState& state) { state.nvme.health[0] = 0x0D; }, kNoFault, Kind::Failing,
+    {"Nvme", NvmeSpec(), kSoundDrive, kNoFault, Kind::Passed, "Passed"},
+    {"NvmeFails", NvmeSpec(), [](DriveState& state) { state.nvme.health[0] = 0x0D; }, kNoFault, Kind::Failing,
            "FAILING: critical warning 0x0D, available spare below its threshold, reliability degraded, media read-only"},
-    Judged{"NvmeReserved", NvmeSpec(), [](DriveState& state) { state.nvme.health[0] = 0x80; }, kNoFault, Kind::Failing,
+    {"NvmeReserved", NvmeSpec(), [](DriveState& state) { state.nvme.health[0] = 0x80; }, kNoFault, Kind::Failing,
            "FAILING: critical warning 0x80"},
-    Judged{"NvmeRefused", NvmeSpec(), kSoundDrive, Fault::NvmeStatus(0x109).OnOpcode(kHealthOpcode), Kind::Unknown, std::string(kNoAnswer)},
-    Judged{"NvmeEmpty", NvmeSpec(), kSoundDrive, Fault::GarbageData(Simulator::Garbage::Zeros).OnOpcode(kHealthOpcode), Kind::Unknown, std::string(kNoAnswer)},
-    Judged{"Sas", SasSpec(), kSoundDrive, kNoFault, Kind::Passed, "Passed"},
-    Judged{"SasFails", SasSpec(), [](DriveState& state) { state.scsi.predictsFailure = 1; }, kNoFault, Kind::Failing,
+    {"NvmeRefused", NvmeSpec(), kSoundDrive, Fault::NvmeStatus(0x109).OnOpcode(kHealthOpcode), Kind::Unknown, std::string(kNoAnswer)},
+    {"NvmeEmpty", NvmeSpec(), kSoundDrive, Fault::GarbageData(Simulator::Garbage::Zeros).OnOpcode(kHealthOpcode), Kind::Unknown, std::string(kNoAnswer)},
+    {"Sas", SasSpec(), kSoundDrive, kNoFault, Kind::Passed, "Passed"},
+    {"SasFails", SasSpec(), [](DriveState& state) { state.scsi.predictsFailure = 1; }, kNoFault, Kind::Failing,
            "FAILING: a failure predicted, 5Dh/00h"},
-    Judged{"SasRefused", SasSpec(), kSoundDrive, Fault::Fail().OnOpcode(0x4D), Kind::Unknown, "Unknown"}),
-    [](const auto& test) { return test.param.label; });
-// clang-format on
+    {"SasRefused", SasSpec(), kSoundDrive, Fault::Fail().OnOpcode(0x4D), Kind::Unknown, "Unknown"},
+  };
+  // clang-format on
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.label);
+    SettingScene scene(row.spec);
+    row.shape(scene.drive.State());
+    scene.drive.Inject(row.fault);
+    const auto verdict = ReadVerdict(*scene.device());
+    EXPECT_EQ(verdict.kind, row.kind);
+    EXPECT_EQ(verdict.text, row.text);
+  }
+}
 
 std::string PropertiesOf(const XmlMessaging::Message& reply) {
   std::string text;

@@ -18,8 +18,6 @@ struct ControlTable {
   std::uint16_t state, options;
   std::string rows;
 };
-void PrintTo(const ControlTable& table, std::ostream* out) { *out << table.words.front(); }
-class ControlTables : public ::testing::TestWithParam<ControlTable> {};
 
 // Rows with single blanks, without frames.
 std::string Squeeze(std::string_view text) {
@@ -33,29 +31,32 @@ std::string Squeeze(std::string_view text) {
   return squeezed;
 }
 
-TEST_P(ControlTables, ShowStateAndFlag) {
-  SettingScene scene(EraseTesting::SataSpec());
-  auto& feature = scene.drive.State().ata.sct.features[GetParam().feature];
-  feature.state = GetParam().state;
-  feature.options = GetParam().options;
-  const auto line = scene.Line(GetParam().words);
-  EXPECT_EQ(line.code, Status::Completed);
-  EXPECT_THAT(Squeeze(line.GetFeatureOutput()), HasSubstr(GetParam().rows));
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(FeatureControl, ControlTables, ::testing::Values(
-    ControlTable{{"-wc_state"}, 0, 2, 1,
+TEST(ControlTables, ShowStateAndFlag) {
+  // clang-format off
+  const ControlTable kRows[] = {
+    {{"-wc_state"}, 0, 2, 1,
         "Write Cache State 2\n Option Flag: Non-volatile bit 1\n"},
-    ControlTable{{"-temp_logging_interval"}, 2, 65535, 0,
+    {{"-temp_logging_interval"}, 2, 65535, 0,
         "Temperature Logging interval 65535 minute(s)\n Option Flag: Non-volatile bit 0\n"},
-    ControlTable{{"-pli_test_time_interval"}, 3, 3, 1,
+    {{"-pli_test_time_interval"}, 3, 3, 1,
         "PLI Cap Test Time Interval 1440 minute(s)\n Option Flag: Non-volatile bit 1\n"},
-    ControlTable{{"-pg_mode"}, 4, 0, 0, "0 (Unconstrained."},
-    ControlTable{{"-pg_mode"}, 4, 1, 0, "1 (Typical)\n"},
-    ControlTable{{"-pg_mode"}, 4, 2, 0, "2 (Low)\n"},
-    ControlTable{{"-pg_mode"}, 4, 7, 0, "7 (Unknown)\n"}));
-// clang-format on
+    {{"-pg_mode"}, 4, 0, 0, "0 (Unconstrained."},
+    {{"-pg_mode"}, 4, 1, 0, "1 (Typical)\n"},
+    {{"-pg_mode"}, 4, 2, 0, "2 (Low)\n"},
+    {{"-pg_mode"}, 4, 7, 0, "7 (Unknown)\n"},
+  };
+  // clang-format on
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.words.front());
+    SettingScene scene(EraseTesting::SataSpec());
+    auto& feature = scene.drive.State().ata.sct.features[row.feature];
+    feature.state = row.state;
+    feature.options = row.options;
+    const auto line = scene.Line(row.words);
+    EXPECT_EQ(line.code, Status::Completed);
+    EXPECT_THAT(Squeeze(line.GetFeatureOutput()), HasSubstr(row.rows));
+  }
+}
 
 TEST(FeatureControl, ShowsTheModeInOneRow) {
   SettingScene scene(EraseTesting::SataSpec());

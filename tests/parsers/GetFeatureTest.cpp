@@ -29,58 +29,59 @@ struct FeatureTable {
   std::string_view title;
   std::string_view rows;  // behind the header
 };
-void PrintTo(const FeatureTable& table, std::ostream* out) { *out << table.title; }
-class FeatureTables : public ::testing::TestWithParam<FeatureTable> {};
 
-TEST_P(FeatureTables, ShowWhatTheDriveTells) {
-  SettingScene scene(NvmeSpec());
-  scene.drive.State().nvme.features[GetParam().id].value = GetParam().value;
-  scene.drive.ClearJournal();
-  GetFeature_NVMe get(scene.device(), *FindNvmeFeature(GetParam().id));
-  ASSERT_EQ(get.GetErrorCode(), Status::ReadyToRun);
-  EXPECT_TRUE(get.Execute());
-  EXPECT_EQ(get.GetErrorCode(), Status::Completed);
-  EXPECT_EQ(get.GetTitle(), GetParam().title);
-  EXPECT_EQ(get.GetTable().ToSeparated(), "'Field','Value'\n" + std::string(GetParam().rows));
-  const auto sent = scene.Commands(kGetFeatures);
-  ASSERT_EQ(sent.size(), 1U);
-  EXPECT_EQ(sent[0].NvmeNamespace(), 0U);
-  EXPECT_EQ(sent[0].Cdw(10), GetParam().id);
-  EXPECT_EQ(sent[0].Cdw(11), 0U);
-  EXPECT_EQ(sent[0].transferLength, GetParam().id == 194 ? 64U : 0U);
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(GetFeature, FeatureTables, ::testing::Values(
-    FeatureTable{1, 0x04030205, "Arbitration",
+TEST(FeatureTables, ShowWhatTheDriveTells) {
+  // clang-format off
+  const FeatureTable kRows[] = {
+    {1, 0x04030205, "Arbitration",
         "Raw Value,0x04030205\nArbitration Burst,5\nLow Priority Weight,2\n"
         "Medium Priority Weight,3\nHigh Priority Weight,4"},
-    FeatureTable{1, 0xFFFFFFFF, "Arbitration",
+    {1, 0xFFFFFFFF, "Arbitration",
         "Raw Value,0xFFFFFFFF\nArbitration Burst,7\nLow Priority Weight,255\n"
         "Medium Priority Weight,255\nHigh Priority Weight,255"},
-    FeatureTable{2, 0x0000003F, "Power Management", "Raw Value,0x0000003F\nPower State,31"},
-    FeatureTable{4, 0x00010157, "Temperature Threshold",
+    {2, 0x0000003F, "Power Management", "Raw Value,0x0000003F\nPower State,31"},
+    {4, 0x00010157, "Temperature Threshold",
         "Raw Value,0x00010157\nTemperature Threshold,70 degree C"},
-    FeatureTable{4, 0, "Temperature Threshold",
+    {4, 0, "Temperature Threshold",
         "Raw Value,0x00000000\nTemperature Threshold,65263 degree C"},
-    FeatureTable{5, 0x00010007, "Error Recovery",
+    {5, 0x00010007, "Error Recovery",
         "Raw Value,0x00010007\nTime Limited Error Recovery (100 ms),7"},
-    FeatureTable{6, 3, "Volatile Write Cache",
+    {6, 3, "Volatile Write Cache",
         "Raw Value,0x00000003\nVolatile Write Cache Enable,1"},
-    FeatureTable{7, 0x001F0007, "Number of Queues",
+    {7, 0x001F0007, "Number of Queues",
         "Raw Value,0x001F0007\nNumber of IO Completion Queues Requested,31\n"
         "Number of IO Submission Queues Requested,7"},
-    FeatureTable{8, 0x00000A05, "Interrupt Coalescing",
+    {8, 0x00000A05, "Interrupt Coalescing",
         "Raw Value,0x00000A05\nAggregation Threshold,5\nAggregation Time,10"},
-    FeatureTable{9, 0x00010003, "Interrupt Vector Config",
+    {9, 0x00010003, "Interrupt Vector Config",
         "Raw Value,0x00010003\nInterrupt Vector,3\nCoalescing Disable,1"},
-    FeatureTable{10, 1, "Write Atomicity", "Raw Value,0x00000001\nDisable Normal,1"},
-    FeatureTable{11, 0x0000011F, "Async Event Config",
+    {10, 1, "Write Atomicity", "Raw Value,0x00000001\nDisable Normal,1"},
+    {11, 0x0000011F, "Async Event Config",
         "Raw Value,0x0000011F\nSMART / Health Critical Warnings,31"},
-    FeatureTable{194, 0, "Native Max LBA", "Native Max LBA,0x1FF"},
-    FeatureTable{198, 1, "Power Governor", "Power Governor Setting,1 (20W)"},
-    FeatureTable{198, 0x103, "Power Governor", "Power Governor Setting,3 (Unknown)"}));
-// clang-format on
+    {194, 0, "Native Max LBA", "Native Max LBA,0x1FF"},
+    {198, 1, "Power Governor", "Power Governor Setting,1 (20W)"},
+    {198, 0x103, "Power Governor", "Power Governor Setting,3 (Unknown)"},
+  };
+  // clang-format on
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.title);
+    SettingScene scene(NvmeSpec());
+    scene.drive.State().nvme.features[row.id].value = row.value;
+    scene.drive.ClearJournal();
+    GetFeature_NVMe get(scene.device(), *FindNvmeFeature(row.id));
+    ASSERT_EQ(get.GetErrorCode(), Status::ReadyToRun);
+    EXPECT_TRUE(get.Execute());
+    EXPECT_EQ(get.GetErrorCode(), Status::Completed);
+    EXPECT_EQ(get.GetTitle(), row.title);
+    EXPECT_EQ(get.GetTable().ToSeparated(), "'Field','Value'\n" + std::string(row.rows));
+    const auto sent = scene.Commands(kGetFeatures);
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].NvmeNamespace(), 0U);
+    EXPECT_EQ(sent[0].Cdw(10), row.id);
+    EXPECT_EQ(sent[0].Cdw(11), 0U);
+    EXPECT_EQ(sent[0].transferLength, row.id == 194 ? 64U : 0U);
+  }
+}
 
 // Eight bytes of data, in sectors of 512; the family with sectors of 4,096 counts otherwise.
 TEST(GetFeature, ShiftsTheNativeMaximumOfLargeSectors) {
@@ -100,31 +101,30 @@ struct AimedFeature {
   std::uint16_t fault;  // that meets the first command
   std::vector<std::uint32_t> namespaces;
 };
-class FeatureNamespaces : public ::testing::TestWithParam<AimedFeature> {};
-
 // Namespace 3 has the first node: what the kernel calls it counts.
-TEST_P(FeatureNamespaces, AreTriedOnceMore) {
-  auto spec = NvmeSpec();
-  spec.nsids = {3};
-  SettingScene scene(spec);
-  scene.drive.State().nvme.features[5].scope = GetParam().scope;
-  scene.drive.ClearJournal();
-  if (GetParam().fault != 0) scene.drive.Inject(Fault::NvmeStatus(GetParam().fault).Times(1));
-  GetFeature_NVMe get(scene.device(), *FindNvmeFeature(5));
-  get.Execute();
-  const bool isRetried = GetParam().namespaces.size() == 2;
-  EXPECT_EQ(get.GetErrorCode() == Status::Completed, GetParam().fault == 0 || isRetried);
-  std::vector<std::uint32_t> namespaces;
-  for (const auto& sent : scene.Commands(kGetFeatures)) namespaces.push_back(sent.NvmeNamespace());
-  EXPECT_EQ(namespaces, GetParam().namespaces);
+TEST(FeatureNamespaces, AreTriedOnceMore) {
+  const AimedFeature kRows[] = {
+      {FeatureScope::Any, 0, {0}},          {FeatureScope::Controller, 0, {0}},
+      {FeatureScope::Namespace, 0, {0, 3}}, {FeatureScope::Any, 0x10F, {0, 3}},
+      {FeatureScope::Any, 0x002, {0}},
+  };
+  for (const auto& row : kRows) {
+    auto spec = NvmeSpec();
+    spec.nsids = {3};
+    SettingScene scene(spec);
+    scene.drive.State().nvme.features[5].scope = row.scope;
+    scene.drive.ClearJournal();
+    if (row.fault != 0) scene.drive.Inject(Fault::NvmeStatus(row.fault).Times(1));
+    GetFeature_NVMe get(scene.device(), *FindNvmeFeature(5));
+    get.Execute();
+    const bool isRetried = row.namespaces.size() == 2;
+    EXPECT_EQ(get.GetErrorCode() == Status::Completed, row.fault == 0 || isRetried);
+    std::vector<std::uint32_t> namespaces;
+    for (const auto& sent : scene.Commands(kGetFeatures))
+      namespaces.push_back(sent.NvmeNamespace());
+    EXPECT_EQ(namespaces, row.namespaces);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(GetFeature, FeatureNamespaces,
-                         ::testing::Values(AimedFeature{FeatureScope::Any, 0, {0}},
-                                           AimedFeature{FeatureScope::Controller, 0, {0}},
-                                           AimedFeature{FeatureScope::Namespace, 0, {0, 3}},
-                                           AimedFeature{FeatureScope::Any, 0x10F, {0, 3}},
-                                           AimedFeature{FeatureScope::Any, 0x002, {0}}));
 
 // ---- Properties ----
 
@@ -134,60 +134,42 @@ struct FeatureProperty {
   std::uint32_t value;
   std::string_view text;
 };
-void PrintTo(const FeatureProperty& property, std::ostream* out) { *out << property.name; }
-class FeatureProperties : public ::testing::TestWithParam<FeatureProperty> {};
 
-TEST_P(FeatureProperties, AreReadFromTheirFeatureAlone) {
-  SettingScene scene(NvmeSpec());
-  scene.drive.State().nvme.features[GetParam().id].value = GetParam().value;
-  scene.drive.ClearJournal();
-  EXPECT_EQ(scene.GetText(GetParam().name), GetParam().text);
-  const auto sent = scene.drive.Journal();
-  ASSERT_EQ(sent.size(), 1U);
-  EXPECT_EQ(sent[0].Opcode(), kGetFeatures);
-  EXPECT_EQ(sent[0].Cdw(10), GetParam().id);
+TEST(FeatureProperties, AreReadFromTheirFeatureAlone) {
+  // clang-format off
+  const FeatureProperty kRows[] = {
+    {"ArbitrationBurst",                1, 0x04030205, "5"},
+    {"LowPriorityWeightArbitration",    1, 0x04030205, "2"},
+    {"MediumPriorityWeightArbitration", 1, 0x04030205, "3"},
+    {"HighPriorityWeightArbitration",   1, 0x04030205, "4"},
+    {"NVMePowerState",                  2, 2,          "2"},
+    {"TempThreshold",                   4, 0x0157,     "70"},
+    {"TimeLimitedErrorRecovery",        5, 9,          "9"},
+    {"IOCompletionQueuesRequested",     7, 0x001F0007, "31"},
+    {"IOSubmissionQueuesRequested",     7, 0x001F0007, "7"},
+    {"AggregationThreshold",            8, 0x00000A05, "5"},
+    {"Aggregation Time",                8, 0x00000A05, "10"},
+    {"WriteAtomicityDisableNormal",     10, 1,         "1"},
+    {"AsynchronousEventConfiguration",  11, 0x1F,      "31"},
+  };
+  // clang-format on
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.name);
+    SettingScene scene(NvmeSpec());
+    scene.drive.State().nvme.features[row.id].value = row.value;
+    scene.drive.ClearJournal();
+    EXPECT_EQ(scene.GetText(row.name), row.text);
+    const auto sent = scene.drive.Journal();
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].Opcode(), kGetFeatures);
+    EXPECT_EQ(sent[0].Cdw(10), row.id);
 
-  scene.drive.Inject(Fault::NvmeStatus(0x002).OnOpcode(kGetFeatures));
-  const auto failed = scene.Get(GetParam().name);
-  EXPECT_EQ(failed->value, "");
-  EXPECT_EQ(failed->GetAttribute("status"), "2");
-  EXPECT_EQ(failed->GetAttribute("detail"), "NVMe status 0x002 (Invalid Field in Command)");
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(GetFeature, FeatureProperties, ::testing::Values(
-    FeatureProperty{"ArbitrationBurst",                1, 0x04030205, "5"},
-    FeatureProperty{"LowPriorityWeightArbitration",    1, 0x04030205, "2"},
-    FeatureProperty{"MediumPriorityWeightArbitration", 1, 0x04030205, "3"},
-    FeatureProperty{"HighPriorityWeightArbitration",   1, 0x04030205, "4"},
-    FeatureProperty{"NVMePowerState",                  2, 2,          "2"},
-    FeatureProperty{"TempThreshold",                   4, 0x0157,     "70"},
-    FeatureProperty{"TimeLimitedErrorRecovery",        5, 9,          "9"},
-    FeatureProperty{"IOCompletionQueuesRequested",     7, 0x001F0007, "31"},
-    FeatureProperty{"IOSubmissionQueuesRequested",     7, 0x001F0007, "7"},
-    FeatureProperty{"AggregationThreshold",            8, 0x00000A05, "5"},
-    FeatureProperty{"Aggregation Time",                8, 0x00000A05, "10"},
-    FeatureProperty{"WriteAtomicityDisableNormal",     10, 1,         "1"},
-    FeatureProperty{"AsynchronousEventConfiguration",  11, 0x1F,      "31"}));
-// clang-format on
-
-TEST(GetFeature, ReadsEachFeatureOnceAListing) {
-  SettingScene scene(NvmeSpec());
-  scene.drive.ClearJournal();
-  JobContext context;
-  for (const auto& row : GetDriveProperties()) row.Describe(&context, scene.device());
-  std::vector<std::uint32_t> ids;
-  for (const auto& sent : scene.Commands(kGetFeatures)) ids.push_back(sent.Cdw(10) & 0xFF);
-  std::ranges::sort(ids);
-  EXPECT_EQ(std::ranges::adjacent_find(ids), ids.end());
-  EXPECT_GE(ids.size(), 8U);
-}
-
-TEST(GetFeature, LeavesItsPropertiesOutOfASataDrive) {
-  SettingScene scene(SataSpec());
-  scene.drive.ClearJournal();
-  EXPECT_EQ(scene.Get("ArbitrationBurst"), nullptr);
-  EXPECT_EQ(scene.drive.Journal().size(), 0U);
+    scene.drive.Inject(Fault::NvmeStatus(0x002).OnOpcode(kGetFeatures));
+    const auto failed = scene.Get(row.name);
+    EXPECT_EQ(failed->value, "");
+    EXPECT_EQ(failed->GetAttribute("status"), "2");
+    EXPECT_EQ(failed->GetAttribute("detail"), "NVMe status 0x002 (Invalid Field in Command)");
+  }
 }
 
 // ---- Method and option ----
@@ -220,29 +202,26 @@ struct FeatureLine {
   std::string id;
   StatusCode code;
 };
-class FeatureLines : public ::testing::TestWithParam<FeatureLine> {};
-
-TEST_P(FeatureLines, ReadWhatTheyNameOrNothing) {
-  SettingScene scene(NvmeSpec());
-  scene.drive.ClearJournal();
-  std::vector<std::string> words = {"-get_feature"};
-  if (!GetParam().id.empty()) words.push_back(GetParam().id);
-  EXPECT_EQ(scene.Line(words).code, GetParam().code);
-  std::size_t reads = 0;
-  for (const auto& sent : scene.Commands(kGetFeatures)) reads += (sent.Cdw(10) & 0xFF) != 0xC2;
-  EXPECT_EQ(reads, GetParam().code == Status::Completed ? 1U : 0U);
+TEST(FeatureLines, ReadWhatTheyNameOrNothing) {
+  const FeatureLine kRows[] = {
+      {"1", Status::Completed},          {"198", Status::Completed},
+      {"6", Status::InvalidFeatureId},   {"3", Status::InvalidFeatureId},
+      {"257", Status::InvalidFeatureId}, {"99999999999999999999", Status::InvalidFeatureId},
+      {"0x1", Status::InvalidArguments}, {"one", Status::InvalidArguments},
+      {"", Status::InvalidArguments},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.id);
+    SettingScene scene(NvmeSpec());
+    scene.drive.ClearJournal();
+    std::vector<std::string> words = {"-get_feature"};
+    if (!row.id.empty()) words.push_back(row.id);
+    EXPECT_EQ(scene.Line(words).code, row.code);
+    std::size_t reads = 0;
+    for (const auto& sent : scene.Commands(kGetFeatures)) reads += (sent.Cdw(10) & 0xFF) != 0xC2;
+    EXPECT_EQ(reads, row.code == Status::Completed ? 1U : 0U);
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(
-    GetFeature, FeatureLines,
-    ::testing::Values(FeatureLine{"1", Status::Completed}, FeatureLine{"198", Status::Completed},
-                      FeatureLine{"6", Status::InvalidFeatureId},
-                      FeatureLine{"3", Status::InvalidFeatureId},
-                      FeatureLine{"257", Status::InvalidFeatureId},
-                      FeatureLine{"99999999999999999999", Status::InvalidFeatureId},
-                      FeatureLine{"0x1", Status::InvalidArguments},
-                      FeatureLine{"one", Status::InvalidArguments},
-                      FeatureLine{"", Status::InvalidArguments}));
 
 TEST(GetFeature, OptionShowsTheTableOrTheStatus) {
   SettingScene scene(NvmeSpec());

@@ -41,60 +41,48 @@ struct WordRow {
   std::vector<std::pair<int, std::uint16_t>> words;
   std::string row;
 };
-class IdentifyWords : public ::testing::TestWithParam<WordRow> {};
-
-TEST_P(IdentifyWords, AreShownAsTheStandardLaysThemOut) {
-  SettingScene scene(SataSpec());
-  for (const auto& [word, value] : GetParam().words) {
-    scene.drive.State().ata.identify[word] = value;
-  }
-  EXPECT_THAT(TableOf(scene), HasSubstr("\n" + GetParam().row + "\n"));
-}
-
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(Identify, IdentifyWords, ::testing::Values(
-    WordRow{{{0, 0x7F87}}, "0~General Configuration~7F87\n~    Bit 15 - ATA Device Identifier~0\n"
+TEST(IdentifyWords, AreShownAsTheStandardLaysThemOut) {
+  // clang-format off
+  const WordRow kRows[] = {
+    {{{0, 0x7F87}}, "0~General Configuration~7F87\n~    Bit 15 - ATA Device Identifier~0\n"
         "~    Bit 14:8 - Retired~7F\n~    Bit 7:6 - Obsolete~2\n~    Bit 5:3 - Retired~0\n"
         "~    Bit 2 - Response Incomplete~1\n~    Bit 1 - Retired~1\n~    Bit 0 - Reserved~1\n"
         "1~Obsolete~3FFF"},
-    WordRow{{{7, 0x1234}, {8, 0xABCD}}, "7-8~Reserved For CFA~ABCD1234"},
-    WordRow{{{70, 1}, {74, 0xBEEF}}, "70-74~Reserved~0001000000000000BEEF"},
-    WordRow{{{69, 0xC000}}, "~    Bit 14 - Deterministic Data In Trimmed LBA Ranges Supported~1"},
-    WordRow{{{222, 0x1080}}, "~    Bit 15:12 - Transport Type~1\n~    Bit 11:8 - Reserved~0\n"
+    {{{7, 0x1234}, {8, 0xABCD}}, "7-8~Reserved For CFA~ABCD1234"},
+    {{{70, 1}, {74, 0xBEEF}}, "70-74~Reserved~0001000000000000BEEF"},
+    {{{69, 0xC000}}, "~    Bit 14 - Deterministic Data In Trimmed LBA Ranges Supported~1"},
+    {{{222, 0x1080}}, "~    Bit 15:12 - Transport Type~1\n~    Bit 11:8 - Reserved~0\n"
         "~    Bit 7 - SATA 3.2~1"},
-    WordRow{{{206, 0x0020}}, "~    Bit 5 - SCT Data Tables Supported~1"},
-    WordRow{{{108, 0x5000}, {109, 1}, {110, 2}, {111, 3}}, "108-111~World Wide Name~5000000100020003"},
-    WordRow{{{234, 1}, {235, 0xFFFF}},
+    {{{206, 0x0020}}, "~    Bit 5 - SCT Data Tables Supported~1"},
+    {{{108, 0x5000}, {109, 1}, {110, 2}, {111, 3}}, "108-111~World Wide Name~5000000100020003"},
+    {{{234, 1}, {235, 0xFFFF}},
         "234~Minimum Number Of Blocks Per DOWNLOAD MICROCODE Mode 3~0001\n"
-        "235~Maximum Number Of Blocks Per DOWNLOAD MICROCODE Mode 3~FFFF"}));
-// clang-format on
+        "235~Maximum Number Of Blocks Per DOWNLOAD MICROCODE Mode 3~FFFF"},
+  };
+  // clang-format on
+  for (const auto& row : kRows) {
+    SettingScene scene(SataSpec());
+    for (const auto& [word, value] : row.words) {
+      scene.drive.State().ata.identify[word] = value;
+    }
+    EXPECT_THAT(TableOf(scene), HasSubstr("\n" + row.row + "\n"));
+  }
+}
 
 struct ByteRow {
   IdentifyTarget target;
   std::vector<std::pair<int, int>> bytes;  // of the controller's data
   std::string row;
 };
-class IdentifyBytes : public ::testing::TestWithParam<ByteRow> {};
-
-TEST_P(IdentifyBytes, AreShownAsTheStandardLaysThemOut) {
-  SettingScene scene(NvmeSpec());
-  auto& nvme = scene.drive.State().nvme;
-  for (const auto& [at, byte] : GetParam().bytes) {
-    nvme.controller[at] = static_cast<std::uint8_t>(byte);
-  }
-  nvme.namespaces[0].endToEnd = 0x1F;
-  nvme.namespaces[0].protection = 0x0A;
-  EXPECT_THAT(TableOf(scene, GetParam().target), HasSubstr("\n" + GetParam().row + "\n"));
-}
-
-// clang-format off
 constexpr auto kOfController = IdentifyTarget::Controller, kOfDrive = IdentifyTarget::Drive;
-INSTANTIATE_TEST_SUITE_P(Identify, IdentifyBytes, ::testing::Values(
-    ByteRow{kOfController, {{0, 0x86}, {1, 0x80}, {3, 1}, {72, 7}},
+TEST(IdentifyBytes, AreShownAsTheStandardLaysThemOut) {
+  // clang-format off
+  const ByteRow kRows[] = {
+    {kOfController, {{0, 0x86}, {1, 0x80}, {3, 1}, {72, 7}},
         "0-1~PCI Vendor ID (VID)~0x8086\n2-3~PCI Subsystem Vendor ID (SSVID)~0x100\n"
         "4-23~Serial Number~CVFT1234\n24-63~Model Number~MORVU SSDPEDMD400G4\n"
         "64-71~Firmware Revision~SIM10001\n72~Recommended Arbitration Burst (RAB)~0x07"},
-    ByteRow{kOfController, {{263, 1}, {2080, 0x34}, {2081, 0x12}, {2094, 0x1F}},
+    {kOfController, {{263, 1}, {2080, 0x34}, {2081, 0x12}, {2094, 0x1F}},
         "2080-2111~Power State 1 Descriptor~\n~    Bit 125-255: Reserved~\n"
         "~    Bit 120-124: Relative Write Latency~0x0\n~    Bit 117-119: Reserved~\n"
         "~    Bit 112-116: Relative Write Throughput~0x1F\n~    Bit 109-111: Reserved~\n"
@@ -104,27 +92,39 @@ INSTANTIATE_TEST_SUITE_P(Identify, IdentifyBytes, ::testing::Values(
         "~    Bit 0-15: Maximum Power~0x1234\n3075~Stripe Size~"
         "0x0 (Driver assisted striping not supported by FW)"},
     // There is room for 32.
-    ByteRow{kOfController, {{263, 255}}, "263~Number of Power States Support (NPSS)~0xFF"},
-    ByteRow{kOfController, {{263, 255}, {3040, 9}}, "~    Bit 0-15: Maximum Power~0x9\n"
+    {kOfController, {{263, 255}}, "263~Number of Power States Support (NPSS)~0xFF"},
+    {kOfController, {{263, 255}, {3040, 9}}, "~    Bit 0-15: Maximum Power~0x9\n"
         "3075~Stripe Size~0x0 (Driver assisted striping not supported by FW)"},
-    ByteRow{kOfController, {{3075, 5}}, "3075~Stripe Size~0x5 (128 KiB of user data)"},
-    ByteRow{kOfController, {{3075, 9}}, "3075~Stripe Size~0x9 (Unknown)"},
-    ByteRow{kOfController, {{3077, ' '}}, "3076-3095~Standardized Failure Mode String~Healthy"},
+    {kOfController, {{3075, 5}}, "3075~Stripe Size~0x5 (128 KiB of user data)"},
+    {kOfController, {{3075, 9}}, "3075~Stripe Size~0x9 (Unknown)"},
+    {kOfController, {{3077, ' '}}, "3076-3095~Standardized Failure Mode String~Healthy"},
     // A row stays a row, and colours nothing.
-    ByteRow{kOfController, {{3076, '~'}, {3077, '\n'}, {3078, '\''}, {3079, ','}, {3080, 0xFF}, {3081, 'x'}},
+    {kOfController, {{3076, '~'}, {3077, '\n'}, {3078, '\''}, {3079, ','}, {3080, 0xFF}, {3081, 'x'}},
         "3076-3095~Standardized Failure Mode String~\"~ ', x\""},
-    ByteRow{kOfDrive, {}, "0-7~Namespace Size~0x00000200\n8-15~Namespace Capacity~0x00000200"},
-    ByteRow{kOfDrive, {}, "29~End-to-end Data Protection Type Settings (DPS)~0xA\n"
+    {kOfDrive, {}, "0-7~Namespace Size~0x00000200\n8-15~Namespace Capacity~0x00000200"},
+    {kOfDrive, {}, "29~End-to-end Data Protection Type Settings (DPS)~0xA\n"
         "~    Bit 4-7: Reserved~0x0\n~    Bit 3: Protection Information Transfer~"
         "0x1 (Transferred as the first eight bytes of metadata.)\n~    Bit 2-0: Protection Type "
         "Information~0x2 (Protection Information is enabled, Type 2)"},
-    ByteRow{kOfDrive, {}, "140-143~ LBA Format 3 Support~0xC0008\n~    Bit 31-26: Reserved~0x0\n"
+    {kOfDrive, {}, "140-143~ LBA Format 3 Support~0xC0008\n~    Bit 31-26: Reserved~0x0\n"
         "~    Bit 25-24: Relative Performance~0x0 (Best performance)\n"
         "~    Bit 23-16: LBA Data Size~0xC\n~    Bit 15-0: Metadata Size~0x8"},
-    ByteRow{kOfDrive, {}, "192-195~ LBA Format 16 Support~0x0\n~    Bit 31-26: Reserved~0x0\n"
+    {kOfDrive, {}, "192-195~ LBA Format 16 Support~0x0\n~    Bit 31-26: Reserved~0x0\n"
         "~    Bit 25-24: Relative Performance~0x0 (Best performance)\n"
-        "~    Bit 23-16: LBA Data Size~0x0\n~    Bit 15-0: Metadata Size~0x0"}));
-// clang-format on
+        "~    Bit 23-16: LBA Data Size~0x0\n~    Bit 15-0: Metadata Size~0x0"},
+  };
+  // clang-format on
+  for (const auto& row : kRows) {
+    SettingScene scene(NvmeSpec());
+    auto& nvme = scene.drive.State().nvme;
+    for (const auto& [at, byte] : row.bytes) {
+      nvme.controller[at] = static_cast<std::uint8_t>(byte);
+    }
+    nvme.namespaces[0].endToEnd = 0x1F;
+    nvme.namespaces[0].protection = 0x0A;
+    EXPECT_THAT(TableOf(scene, row.target), HasSubstr("\n" + row.row + "\n"));
+  }
+}
 
 // ---- Reading ----
 
@@ -160,29 +160,25 @@ struct FailedRead {
   Fault fault;
   bool isFirstSaved = false;  // the controller's table
 };
-class IdentifyFailures : public ::testing::TestWithParam<FailedRead> {};
-
-TEST_P(IdentifyFailures, EndWithTheirCodeAndWithoutTheTable) {
-  SettingScene scene(GetParam().spec);
-  scene.drive.Inject(GetParam().fault);
-  const auto file = scene.fleet.Folder() + "/identify.csv";
-  EXPECT_EQ(CallMethod(*scene.device(), "IdentifyParser", {{"file", file}}),
-            Status::IdentifyFailed);
-  EXPECT_EQ(GetFileSize(file).has_value(), GetParam().isFirstSaved);
-  EXPECT_THAT(ReadFileText(file), Not(HasSubstr("Namespace Size")));
-}
-
 // The drive's values are read anew before its table is: the second command.
-INSTANTIATE_TEST_SUITE_P(
-    Identify, IdentifyFailures,
-    ::testing::Values(
-        FailedRead{SataSpec(), Fault::AtaError().OnOpcode(kAtaIdentify).OnCommand(2)},
-        FailedRead{SataSpec(),
-                   Fault::GarbageData(Garbage::Zeros).OnOpcode(kAtaIdentify).OnCommand(2)},
-        FailedRead{NvmeSpec(), Fault::NvmeStatus(0x002).OnOpcode(kNvmeIdentify).OnFeature(1)},
-        FailedRead{NvmeSpec(),
-                   Fault::NvmeStatus(0x002).OnOpcode(kNvmeIdentify).OnFeature(0).OnCommand(2),
-                   true}));
+TEST(IdentifyFailures, EndWithTheirCodeAndWithoutTheTable) {
+  const FailedRead kRows[] = {
+      {SataSpec(), Fault::AtaError().OnOpcode(kAtaIdentify).OnCommand(2)},
+      {SataSpec(), Fault::GarbageData(Garbage::Zeros).OnOpcode(kAtaIdentify).OnCommand(2)},
+      {NvmeSpec(), Fault::NvmeStatus(0x002).OnOpcode(kNvmeIdentify).OnFeature(1)},
+      {NvmeSpec(), Fault::NvmeStatus(0x002).OnOpcode(kNvmeIdentify).OnFeature(0).OnCommand(2),
+       true},
+  };
+  for (const auto& row : kRows) {
+    SettingScene scene(row.spec);
+    scene.drive.Inject(row.fault);
+    const auto file = scene.fleet.Folder() + "/identify.csv";
+    EXPECT_EQ(CallMethod(*scene.device(), "IdentifyParser", {{"file", file}}),
+              Status::IdentifyFailed);
+    EXPECT_EQ(GetFileSize(file).has_value(), row.isFirstSaved);
+    EXPECT_THAT(ReadFileText(file), Not(HasSubstr("Namespace Size")));
+  }
+}
 
 TEST(Identify, OptionRefusesWhatItCannotShow) {
   {
@@ -192,12 +188,6 @@ TEST(Identify, OptionRefusesWhatItCannotShow) {
   }
   SettingScene sas({.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1"});
   EXPECT_EQ(sas.Line({"-identify"}).code, Status::NotSupportedByDrive);
-}
-
-TEST(Identify, RefusesARaidVolume) {
-  SettingScene scene(SataSpec());
-  scene.device()->AddProperty(Properties::RAID, true);
-  EXPECT_EQ(IdentifyParser(scene.device()).GetErrorCode(), Status::RaidVolume);
 }
 
 // Behind the SATA layer nothing but the drive's checksum tells it.

@@ -29,43 +29,11 @@ struct LogTable {
   std::vector<std::uint8_t> bytes;  // at the page's beginning
   std::string rows;                 // the file, or its last lines
 };
-void PrintTo(const LogTable& table, std::ostream* out) { *out << table.id; }
-class LogTables : public ::testing::TestWithParam<LogTable> {};
 
 std::vector<std::uint8_t> Counting(std::size_t size) {
   std::vector<std::uint8_t> bytes(size);
   std::iota(bytes.begin(), bytes.end(), std::uint8_t{1});
   return bytes;
-}
-
-// As a file, and in the reply.
-TEST_P(LogTables, ShowWhatTheDriveTells) {
-  auto spec = NvmeSpec();
-  spec.nsids = {3};
-  SettingScene scene(spec);
-  auto page = GetParam().bytes;
-  page.resize(4096);
-  scene.drive.SetLog(static_cast<std::uint8_t>(std::stoi(GetParam().id)), page);
-  scene.drive.State().nvme.controller[261] |= 1;  // a health log for each namespace
-  scene.drive.ClearJournal();
-  const auto file = scene.fleet.Folder() + "/log.csv";
-  EXPECT_EQ(
-      CallMethod(*scene.device(), "NVMeLogParser", {{"LogID", GetParam().id}, {"file", file}}),
-      Status::Completed);
-  EXPECT_THAT(ReadFileText(file), ::testing::EndsWith(GetParam().rows + "\n"));
-  const auto sent = scene.Commands(kGetLog);
-  ASSERT_EQ(sent.size(), 1U);
-  EXPECT_EQ(sent[0].Cdw(10), 0x00800000U | std::stoul(GetParam().id));
-  EXPECT_EQ(sent[0].NvmeNamespace(), 3U);
-  EXPECT_EQ(sent[0].transferLength, 516U);
-
-  XmlMessaging::Message reply;
-  EXPECT_EQ(CallMethod(*scene.device(), "NVMeLogParser", {{"LogID", GetParam().id}}, NoReporter(),
-                       &reply),
-            Status::Completed);
-  ASSERT_EQ(reply.lists.size(), 1U);
-  EXPECT_EQ(reply.lists[0]->GetAttribute("name"), GetParam().name);
-  EXPECT_EQ(scene.Line({"-get_log", GetParam().id}).code, Status::Completed);
 }
 
 // Entries 2 and 4 of the error log.
@@ -100,9 +68,11 @@ std::vector<std::uint8_t> WornHealth() {
   return page;
 }
 
-// clang-format off
-INSTANTIATE_TEST_SUITE_P(NvmeLog, LogTables, ::testing::Values(
-    LogTable{"1", "Error Information (Log ID = 1)", ErrorLog(),
+// As a file, and in the reply.
+TEST(LogTables, ShowWhatTheDriveTells) {
+  // clang-format off
+  const LogTable kRows[] = {
+    {"1", "Error Information (Log ID = 1)", ErrorLog(),
         "'Field','Value'\nError Info Log Entry,1\nError Count Identifier,578437695752307201\n"
         "Submission Queue ID,2569\nCommand ID,3083\nStatus Field,3597\nParameter Error Location:,\n"
         "- Byte in command that contained the error,15\n"
@@ -112,9 +82,9 @@ INSTANTIATE_TEST_SUITE_P(NvmeLog, LogTables, ::testing::Values(
         "Parameter Error Location:,\n- Byte in command that contained the error,0\n"
         "- Bit in command that contained the error,0\nLBA,0\nNamespace,0\n"
         "Vendor Specific Log Page,0"},
-    LogTable{"1", "Error Information (Log ID = 1)", {},
+    {"1", "Error Information (Log ID = 1)", {},
         "'Notification'\nNo error logs found on selected drive."},
-    LogTable{"2", "SMART / Health Information (Log ID = 2)", WornHealth(),
+    {"2", "SMART / Health Information (Log ID = 2)", WornHealth(),
         "'Field','Value'\nCritical Warnings,0x15\n"
         "Available Spare Space has fallen below the threshold,1\n"
         "Temperature has exceeded a critical threshold,0\nDevice reliability has degraded,1\n"
@@ -132,15 +102,15 @@ INSTANTIATE_TEST_SUITE_P(NvmeLog, LogTables, ::testing::Values(
         "Unsafe Shutdowns,0xA09F9E9D9C9B9A999897969594939291\n"
         "Media Errors,0xB0AFAEADACABAAA9A8A7A6A5A4A3A2A1\n"
         "Number of Error Info Log Entries,0xC0BFBEBDBCBBBAB9B8B7B6B5B4B3B2B1"},
-    LogTable{"3", "Firmware Slot Information (Log ID = 3)", Slots(),
+    {"3", "Firmware Slot Information (Log ID = 3)", Slots(),
         "'Field','Value'\nActive Firmware Slot,33 (slot 1; slot 2 after the next reset)\n"
         "Firmware Rev Slot 1,8DV?c:X>\nFirmware Rev Slot 2,\"A,\"\nFirmware Rev Slot 3,\n"
         "Firmware Rev Slot 4,\nFirmware Rev Slot 5,\nFirmware Rev Slot 6,\nFirmware Rev Slot 7,"},
-    LogTable{"196", "", Counting(16),
+    {"196", "", Counting(16),
         "'Endurance Manager Statistics','Values'\nVersion,513\nEnabled Bit,3\n"
         "Endurance Throttle Active Bit,4\nTarget Total Drive Life Days,134678021\n"
         "Total NAND Cycle Limit,202050057\nTotal Power On Hours while EM is enabled,269422093"},
-    LogTable{"197", "Temperature Statistics (Log ID = 197)", Counting(112),
+    {"197", "Temperature Statistics (Log ID = 197)", Counting(112),
         "Current Temperature,578437695752307201\n"
         "Overtemp shutdown Flag for Last Drive Overheat,1157159078456920585\n"
         "Overtemp shutdown Flag for Life Drive Overheat,1735880461161533969\n"
@@ -148,11 +118,41 @@ INSTANTIATE_TEST_SUITE_P(NvmeLog, LogTables, ::testing::Values(
         "Maximum operating temperature,6365651522798441041\n"
         "Minimum operating temperature,7523094288207667809\n"
         "Estimated offset in Celsius,8101815670912281193"},
-    LogTable{"202", "SMART Attributes (Log ID = 202)", Attributes(1),
+    {"202", "SMART Attributes (Log ID = 202)", Attributes(1),
         "'ID','Description','Normalized','Raw'\nAB,Program Fail Count,99,0xFF0000001234"},
-    LogTable{"202", "SMART Attributes (Log ID = 202)", Attributes(43),
-        "AB,Program Fail Count,99,0xFF0000001234"}));
-// clang-format on
+    {"202", "SMART Attributes (Log ID = 202)", Attributes(43),
+        "AB,Program Fail Count,99,0xFF0000001234"},
+  };
+  // clang-format on
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.id);
+    auto spec = NvmeSpec();
+    spec.nsids = {3};
+    SettingScene scene(spec);
+    auto page = row.bytes;
+    page.resize(4096);
+    scene.drive.SetLog(static_cast<std::uint8_t>(std::stoi(row.id)), page);
+    scene.drive.State().nvme.controller[261] |= 1;  // a health log for each namespace
+    scene.drive.ClearJournal();
+    const auto file = scene.fleet.Folder() + "/log.csv";
+    EXPECT_EQ(CallMethod(*scene.device(), "NVMeLogParser", {{"LogID", row.id}, {"file", file}}),
+              Status::Completed);
+    EXPECT_THAT(ReadFileText(file), ::testing::EndsWith(row.rows + "\n"));
+    const auto sent = scene.Commands(kGetLog);
+    ASSERT_EQ(sent.size(), 1U);
+    EXPECT_EQ(sent[0].Cdw(10), 0x00800000U | std::stoul(row.id));
+    EXPECT_EQ(sent[0].NvmeNamespace(), 3U);
+    EXPECT_EQ(sent[0].transferLength, 516U);
+
+    XmlMessaging::Message reply;
+    EXPECT_EQ(
+        CallMethod(*scene.device(), "NVMeLogParser", {{"LogID", row.id}}, NoReporter(), &reply),
+        Status::Completed);
+    ASSERT_EQ(reply.lists.size(), 1U);
+    EXPECT_EQ(reply.lists[0]->GetAttribute("name"), row.name);
+    EXPECT_EQ(scene.Line({"-get_log", row.id}).code, Status::Completed);
+  }
+}
 
 // A refusal would stand in the drive's error log.
 TEST(NvmeLog, AsksTheControllerWhereItKeepsNoneForANamespace) {
@@ -172,30 +172,26 @@ struct RefusedLog {
   std::string id;
   StatusCode code;
 };
-class RefusedLogs : public ::testing::TestWithParam<RefusedLog> {};
-
-TEST_P(RefusedLogs, SendNothingOnEitherFace) {
-  SettingScene scene(NvmeSpec());
-  scene.drive.ClearJournal();
-  const auto file = scene.fleet.Folder() + "/log.csv";
-  EXPECT_EQ(scene.Line({"-get_log", GetParam().id}).code, GetParam().code);
-  EXPECT_EQ(
-      CallMethod(*scene.device(), "NVMeLogParser", {{"LogID", GetParam().id}, {"file", file}}),
-      GetParam().code);
-  // The drive's information reads a part of the health log for its verdict.
-  for (const auto& sent : scene.Commands(kGetLog)) EXPECT_NE(sent.Cdw(10) >> 16, 0x80U);
-  EXPECT_FALSE(GetFileSize(file));
+TEST(RefusedLogs, SendNothingOnEitherFace) {
+  const RefusedLog kRows[] = {
+      {"0", Status::InvalidLogId},          {"4", Status::InvalidLogId},
+      {"258", Status::InvalidLogId},        {"65538", Status::InvalidLogId},
+      {"4294967298", Status::InvalidLogId}, {"18446744073709551618", Status::InvalidLogId},
+      {"2x", Status::InvalidArguments},     {"0x2", Status::InvalidArguments},
+  };
+  for (const auto& row : kRows) {
+    SCOPED_TRACE(row.id);
+    SettingScene scene(NvmeSpec());
+    scene.drive.ClearJournal();
+    const auto file = scene.fleet.Folder() + "/log.csv";
+    EXPECT_EQ(scene.Line({"-get_log", row.id}).code, row.code);
+    EXPECT_EQ(CallMethod(*scene.device(), "NVMeLogParser", {{"LogID", row.id}, {"file", file}}),
+              row.code);
+    // The drive's information reads a part of the health log for its verdict.
+    for (const auto& sent : scene.Commands(kGetLog)) EXPECT_NE(sent.Cdw(10) >> 16, 0x80U);
+    EXPECT_FALSE(GetFileSize(file));
+  }
 }
-
-INSTANTIATE_TEST_SUITE_P(NvmeLog, RefusedLogs,
-                         ::testing::Values(RefusedLog{"0", Status::InvalidLogId},
-                                           RefusedLog{"4", Status::InvalidLogId},
-                                           RefusedLog{"258", Status::InvalidLogId},
-                                           RefusedLog{"65538", Status::InvalidLogId},
-                                           RefusedLog{"4294967298", Status::InvalidLogId},
-                                           RefusedLog{"18446744073709551618", Status::InvalidLogId},
-                                           RefusedLog{"2x", Status::InvalidArguments},
-                                           RefusedLog{"0x2", Status::InvalidArguments}));
 
 TEST(NvmeLog, TellsWhatTheDriveSaidOfALogThatItLacks) {
   SettingScene scene(NvmeSpec());

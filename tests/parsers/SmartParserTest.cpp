@@ -353,16 +353,6 @@ TEST(SmartParser, AsksForNoNamespaceWithoutALogicalUnit) {
   EXPECT_EQ(scene.drive.Journal().back().NvmeNamespace(), 0U);
 }
 
-TEST(SmartParser, TellsWhenTheNvmeLogFailed) {
-  SweepFaults<NvmeScene>(Fault::Fail().Times(1), [](NvmeScene&, const SweptRun& run) {
-    if (run.Met().Opcode() == 0x02) {
-      EXPECT_EQ(run.code, Status::SmartDataFailed);
-    } else {
-      EXPECT_THAT(run.code, ::testing::AnyOf(Status::Completed, Status::NoCommunication));
-    }
-  });
-}
-
 TEST(SmartParser, LeavesTheCodeOfAListWithoutAnEnd) {
   NvmeScene scene;
   auto fault = Fault::GarbageData(Simulator::Garbage::Ones).OnOpcode(0x02);

@@ -5,30 +5,10 @@
 namespace Simulator {
 namespace {
 
-TEST(AtaDrive, IdentifiesItself) {
-  TestFleet fleet;
-  auto drive = fleet.Add(
-      {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1", .firmware = "D2010370", .sectors = 5000});
-  const Handle handle(drive.Node());
-  const auto answer = PioIn(handle, {0xEC, 0, 1});
-  ASSERT_EQ(0, answer.result);
-  EXPECT_EQ("MORVU SSDSC2BB480G4", Swapped(answer.data, 54, 40));
-  EXPECT_EQ("BTWL1", Swapped(answer.data, 20, 20));
-  EXPECT_EQ("D2010370", Swapped(answer.data, 46, 8));
-  EXPECT_EQ(5000, answer.data[120] | answer.data[121] << 8);
-  std::uint8_t sum = 0;
-  for (const auto byte : answer.data) sum = static_cast<std::uint8_t>(sum + byte);
-  EXPECT_EQ(0, sum);
-  const auto journal = drive.Journal();
-  ASSERT_EQ(1u, journal.size());
-  EXPECT_EQ(0xEC, journal[0].AtaOpcode());
-  EXPECT_EQ(512u, journal[0].transferLength);
-  EXPECT_EQ(5000u, journal[0].timeoutMs);
-}
+using AtaDrive = OneDrive;
 
-TEST(AtaDrive, AbortsNopAndUnknownCommands) {
-  TestFleet fleet;
-  const Handle handle(fleet.Add({}).Node());
+TEST_F(AtaDrive, AbortsNopAndUnknownCommands) {
+  Attach();
   for (const std::uint8_t command : {0x00, 0xFF, 0x60}) {
     const auto answer = PioIn(handle, {command});
     EXPECT_EQ(0x51, answer.AtaStatus());
@@ -36,10 +16,8 @@ TEST(AtaDrive, AbortsNopAndUnknownCommands) {
   }
 }
 
-TEST(AtaDrive, ReadsBackWhatIsWrittenAndRefusesTheSectorBehindTheLast) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.sectors = 1000});
-  const Handle handle(drive.Node());
+TEST_F(AtaDrive, ReadsBackWhatIsWrittenAndRefusesTheSectorBehindTheLast) {
+  Attach({.sectors = 1000});
   Bytes data(512, 0xA5);
   PioOut(handle, {0x34, 0, 1, 999, true}, data);
   EXPECT_EQ(data, PioIn(handle, {0x24, 0, 1, 999, true}).data);
@@ -50,8 +28,7 @@ TEST(AtaDrive, ReadsBackWhatIsWrittenAndRefusesTheSectorBehindTheLast) {
   EXPECT_EQ(0, beyond.resid);  // a SATA layer tells none
 }
 
-TEST(AtaDrive, GivesRegistersInEachSenseFormat) {
-  TestFleet fleet;
+TEST_F(AtaDrive, GivesRegistersInEachSenseFormat) {
   const Handle sat3(fleet.Add({.senseFormat = SenseFormat::FixedSat3}).Node());
   auto answer = NonData(sat3, {0xE5, 0, 1});
   EXPECT_EQ(0x70, answer.sense[0]);
@@ -71,11 +48,9 @@ TEST(AtaDrive, GivesRegistersInEachSenseFormat) {
   EXPECT_EQ(0x51, answer.sense[9]);
 }
 
-TEST(AtaDrive, ErasesOnlyWithThePasswordAndDirectlyBehindPrepare) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.sectors = 1000});
+TEST_F(AtaDrive, ErasesOnlyWithThePasswordAndDirectlyBehindPrepare) {
+  Attach({.sectors = 1000});
   drive.WriteMedium(0, Bytes(512, 1));
-  const Handle handle(drive.Node());
   Bytes password(512), wrong(512);
   std::memcpy(&password[2], "secret", 6);
   std::memcpy(&wrong[2], "guess", 5);
@@ -99,10 +74,8 @@ TEST(AtaDrive, ErasesOnlyWithThePasswordAndDirectlyBehindPrepare) {
   EXPECT_EQ(0, drive.State().ata.security.enabled);
 }
 
-TEST(AtaDrive, LocksAtPowerOnAndCountsWrongPasswords) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
-  const Handle handle(drive.Node());
+TEST_F(AtaDrive, LocksAtPowerOnAndCountsWrongPasswords) {
+  Attach();
   Bytes password(512), wrong(512);
   std::memcpy(&password[2], "secret", 6);
   PioOut(handle, {0xF1}, password);
@@ -118,35 +91,18 @@ TEST(AtaDrive, LocksAtPowerOnAndCountsWrongPasswords) {
   EXPECT_EQ(0x51, PioOut(handle, {0xF1}, password).AtaStatus());  // frozen
 }
 
-TEST(AtaDrive, SetsItsMaximumOnlyDirectlyBehindReadNativeMax) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.sectors = 5000});
-  const Handle handle(drive.Node());
+TEST_F(AtaDrive, SetsItsMaximumOnlyDirectlyBehindReadNativeMax) {
+  Attach({.sectors = 5000});
   EXPECT_EQ(0x51, NonData(handle, {0x37, 0, 1, 999, true}).AtaStatus());
   EXPECT_EQ(4999u, NonData(handle, {0x27, 0, 0, 0, true}).Lba());
   EXPECT_EQ(0x50, NonData(handle, {0x37, 0, 1, 999, true}).AtaStatus());
   EXPECT_EQ(0x51, PioIn(handle, {0x24, 0, 1, 1000, true}).AtaStatus());
 }
 
-TEST(AtaDrive, RunsASelfTestOverTheFleetsTime) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
-  drive.State().ata.selfTest.shortMs = 100000;
-  drive.State().ata.selfTest.nextResult = 7;
-  const Handle handle(drive.Node());
-  NonData(handle, {0xB0, 0xD4, 0, 0xC24F01});
-  fleet.AdvanceClock(std::chrono::seconds(65));
-  EXPECT_EQ(0xF3, PioIn(handle, {0xB0, 0xD0, 1, 0xC24F00}).data[363]);
-  fleet.AdvanceClock(std::chrono::seconds(40));
-  EXPECT_EQ(0x70, PioIn(handle, {0xB0, 0xD0, 1, 0xC24F00}).data[363]);
-}
-
-TEST(AtaDrive, SanitizesOverTimeAndAnswersLittleMeanwhile) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.sectors = 1000});
+TEST_F(AtaDrive, SanitizesOverTimeAndAnswersLittleMeanwhile) {
+  Attach({.sectors = 1000});
   drive.WriteMedium(0, Bytes(512, 1));
   drive.State().ata.sanitize.durationMs = 100000;
-  const Handle handle(drive.Node());
   EXPECT_EQ(0x51, NonData(handle, {0xB4, 0x12, 0, 0x12345678, true}).AtaStatus());
   EXPECT_EQ(0x50, NonData(handle, {0xB4, 0x12, 0, 0x426B4572, true}).AtaStatus());
   fleet.AdvanceClock(std::chrono::seconds(50));
@@ -168,10 +124,8 @@ Answer Download(const Handle& handle, const Bytes& image, std::size_t block, std
   return PioOut(handle, {0x92, mode, blocks, static_cast<std::uint64_t>(block) << 8}, piece);
 }
 
-TEST(AtaDrive, TakesFirmwareInSegmentsWithoutAGap) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.firmware = "OLD00001"});
-  const Handle handle(drive.Node());
+TEST_F(AtaDrive, TakesFirmwareInSegmentsWithoutAGap) {
+  Attach({.firmware = "OLD00001"});
   const auto image = Image("NEW00002", 4 * 512);
   EXPECT_EQ(0x50, Download(handle, image, 0, 2, 3).AtaStatus());
   EXPECT_EQ(0x51, Download(handle, image, 3, 1, 3).AtaStatus());  // block 2 is left out
@@ -199,10 +153,8 @@ Bytes Key(std::initializer_list<std::uint16_t> words) {
 
 constexpr std::uint64_t kSctStatus = 0xC24FE0, kSctData = 0xC24FE1;
 
-TEST(AtaDrive, SetsAndGetsBySct) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
-  const Handle handle(drive.Node());
+TEST_F(AtaDrive, SetsAndGetsBySct) {
+  Attach();
   const auto send = [&](std::initializer_list<std::uint16_t> words) {
     return PioOut(handle, {0xB0, 0xD6, 1, kSctStatus}, Key(words));
   };
@@ -234,10 +186,8 @@ TEST(AtaDrive, SetsAndGetsBySct) {
   EXPECT_EQ(2, PioIn(handle, {0xEC, 0, 1}).data[2 * 138]);
 }
 
-TEST(AtaDrive, TurnsTheWriteCacheOnAndOffBySct) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
-  const Handle handle(drive.Node());
+TEST_F(AtaDrive, TurnsTheWriteCacheOnAndOffBySct) {
+  Attach();
   const auto isOn = [&] { return (PioIn(handle, {0xEC, 0, 1}).data[2 * 85] & 0x20) != 0; };
   const auto set = [&](std::uint16_t state) {
     PioOut(handle, {0xB0, 0xD6, 1, kSctStatus}, Key({4, 1, 1, state, 1}));
@@ -251,15 +201,13 @@ TEST(AtaDrive, TurnsTheWriteCacheOnAndOffBySct) {
   EXPECT_FALSE(isOn());
 }
 
-TEST(AtaDrive, ReadsLogsByPageAndVendorLogsAsAStream) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
+TEST_F(AtaDrive, ReadsLogsByPageAndVendorLogsAsAStream) {
+  Attach();
   Bytes content(4 * 512);
   for (std::size_t i = 0; i < content.size(); ++i)
     content[i] = static_cast<std::uint8_t>(i / 512 + 1);
   drive.SetLog(0x80, content);
   drive.SetLog(0xDE, content);
-  const Handle handle(drive.Node());
   const auto log = [&](std::uint8_t address, std::uint8_t page, std::uint8_t blocks) {
     return PioIn(handle, {0x2F, 0, blocks, static_cast<std::uint64_t>(page) << 8 | address, true},
                  blocks);

@@ -29,11 +29,11 @@ std::uint8_t SelfTestStatus(const Handle& handle) {
   return PioIn(handle, {.command = 0xB0, .features = 0xD0, .count = 1, .lba = 0xC24F00}).data[363];
 }
 
-TEST(Clock, AWaitPassesForTheDrivesAlone) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
+using Clock = OneDrive;
+
+TEST_F(Clock, AWaitPassesForTheDrivesAlone) {
+  Attach();
   drive.State().ata.selfTest.extendedMs = 3600 * 1000;
-  const Handle handle(drive.Node());
   NonData(handle, {.command = 0xB0, .features = 0xD4, .lba = 0xC24F02});
   const auto took = Elapsed([&] {
     EXPECT_EQ(0xF9, SelfTestStatus(handle));
@@ -45,8 +45,7 @@ TEST(Clock, AWaitPassesForTheDrivesAlone) {
   EXPECT_LT(took, 60'000u);
 }
 
-TEST(Clock, APollersRestAndWaitsInRealTimeAreSlept) {
-  TestFleet fleet;
+TEST_F(Clock, APollersRestAndWaitsInRealTimeAreSlept) {
   const auto before = fleet.Now();
   EXPECT_GE(Elapsed([] { Wait(0, 20); }), 20u);
   fleet.SkipWaits(false);

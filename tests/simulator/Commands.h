@@ -14,6 +14,7 @@
 #include <vector>
 
 #include "TestFleet.h"
+#include "gtest/gtest.h"
 
 namespace Simulator {
 
@@ -21,14 +22,32 @@ using Bytes = std::vector<std::uint8_t>;
 
 class Handle {
  public:
+  Handle() = default;
   explicit Handle(const std::string& node) : descriptor_(open(node.c_str(), O_RDWR | O_NONBLOCK)) {}
   ~Handle() {
     if (descriptor_ >= 0) close(descriptor_);
   }
+  Handle& operator=(Handle&& other) noexcept {
+    std::swap(descriptor_, other.descriptor_);
+    return *this;
+  }
   int Get() const { return descriptor_; }
 
  private:
-  int descriptor_;
+  int descriptor_ = -1;
+};
+
+// A fleet of one drive, whose node is open.
+class OneDrive : public testing::Test {
+ protected:
+  void Attach(const DriveSpec& spec = {}) {
+    drive = fleet.Add(spec);
+    handle = Handle(drive.Node());
+  }
+
+  TestFleet fleet;
+  SimulatedDrive drive;
+  Handle handle;
 };
 
 struct Answer {

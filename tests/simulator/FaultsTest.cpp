@@ -14,10 +14,10 @@ namespace {
 
 Bytes Tail(const Bytes& bytes, std::size_t size) { return Bytes(bytes.end() - size, bytes.end()); }
 
-TEST(Faults, MeetTheCommandThatTheyAreSetFor) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
-  const Handle handle(drive.Node());
+using Faults = OneDrive;
+
+TEST_F(Faults, MeetTheCommandThatTheyAreSetFor) {
+  Attach();
   drive.Inject(Fault::AtaError(0x51, 0x40).OnOpcode(0xE5).OnCommand(2));
   EXPECT_EQ(0x50, NonData(handle, {0xE5}).AtaStatus());
   EXPECT_EQ(0x50, NonData(handle, {0xE0}).AtaStatus());
@@ -53,10 +53,8 @@ TEST(Faults, MeetTheCommandThatTheyAreSetFor) {
 std::atomic<int> taken = 0;
 
 // What a signal does to a wait, with and without SA_RESTART, and to a thread that blocks it.
-TEST(Faults, SignalsEndOrRepeatTheWaitForAGenericNode) {
-  TestFleet fleet;
-  auto drive = fleet.Add({});
-  const Handle handle(drive.Node());
+TEST_F(Faults, SignalsEndOrRepeatTheWaitForAGenericNode) {
+  Attach();
   struct sigaction action {
   }, before{};
   action.sa_handler = [](int) { ++taken; };
@@ -84,8 +82,7 @@ TEST(Faults, SignalsEndOrRepeatTheWaitForAGenericNode) {
   sigaction(SIGUSR1, &before, nullptr);
 }
 
-TEST(Faults, StateAndJournalOutliveAKilledProcess) {
-  TestFleet fleet;
+TEST_F(Faults, StateAndJournalOutliveAKilledProcess) {
   auto drive = fleet.Add({});
   drive.Inject(Fault::KillAfter().OnOpcode(0xF1));
   const pid_t child = fork();
@@ -104,11 +101,9 @@ TEST(Faults, StateAndJournalOutliveAKilledProcess) {
   EXPECT_EQ(0x50, NonData(handle, {0xE5}).AtaStatus());  // the lock is free
 }
 
-TEST(Faults, BadSectorsMeetEveryWayOfReading) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.sectors = 1000});
+TEST_F(Faults, BadSectorsMeetEveryWayOfReading) {
+  Attach({.sectors = 1000});
   drive.AddBadSectors(500, 2);
-  const Handle handle(drive.Node());
   EXPECT_EQ(0x40, PioIn(handle, {0x24, 0, 8, 494, true}, 8).AtaError());
   EXPECT_EQ(0x50, PioIn(handle, {0x24, 0, 6, 494, true}, 6).AtaStatus());
   EXPECT_EQ(0x40, NonData(handle, {0x42, 0, 1, 501, true}).AtaError());
@@ -132,8 +127,7 @@ TEST(Faults, BadSectorsMeetEveryWayOfReading) {
 }
 
 // What is no disk has no bytes: a generic node takes what is written for a command.
-TEST(Faults, ACharacterNodeTransfersNoBytes) {
-  TestFleet fleet;
+TEST_F(Faults, ACharacterNodeTransfersNoBytes) {
   auto sata = fleet.Add({.sectors = 1000});
   fleet.Add({.kind = Simulator::Kind::Nvme});
   Bytes data(42);
@@ -155,11 +149,9 @@ TEST(Faults, ACharacterNodeTransfersNoBytes) {
   EXPECT_EQ(EINVAL, errno);
 }
 
-TEST(Faults, ARefusedReadMayHandBackAnEarlierCommandsData) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.sectors = 1000});
+TEST_F(Faults, ARefusedReadMayHandBackAnEarlierCommandsData) {
+  Attach({.sectors = 1000});
   drive.State().staleData = 1;
-  const Handle handle(drive.Node());
   const auto identify = PioIn(handle, {0xEC, 0, 1});
   const auto refused = PioIn(handle, {0x24, 0, 1, 1000, true});
   EXPECT_EQ(0x51, refused.AtaStatus());
@@ -169,8 +161,7 @@ TEST(Faults, ARefusedReadMayHandBackAnEarlierCommandsData) {
 }
 
 // Each thread and each process sends its share; none is lost, none is done twice.
-TEST(Faults, ThreadsAndProcessesShareADrive) {
-  TestFleet fleet;
+TEST_F(Faults, ThreadsAndProcessesShareADrive) {
   auto drive = fleet.Add({});
   constexpr int kEach = 300;
   const auto work = [&] {

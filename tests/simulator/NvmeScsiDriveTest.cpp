@@ -62,22 +62,6 @@ TEST(NvmeDrive, TakesFirmwareIntoASlotAndRunsItAfterAReset) {
   EXPECT_EQ("NEW2", GetText(drive.State().firmware));
 }
 
-TEST(NvmeDrive, ReadsAndWritesByTheIoRecordOfThisWidth) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.kind = Kind::Nvme, .sectors = 1000});
-  const Handle node(drive.Node());
-  Bytes data(1024, 0x42);
-  nvme_user_io io{};
-  io.opcode = 1;
-  io.nblocks = 1;
-  io.slba = 998;
-  io.addr = reinterpret_cast<std::uintptr_t>(data.data());
-  EXPECT_EQ(0, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
-  EXPECT_EQ(data, drive.ReadMedium(998 * 512, 1024));
-  io.slba = 999;
-  EXPECT_EQ(kDoNotRetry | 0x080, ioctl(node.Get(), NVME_IOCTL_SUBMIT_IO, &io));
-}
-
 TEST(NvmeDrive, NumbersNodesAsTheyCome) {
   TestFleet fleet;
   auto drive = fleet.Add({.kind = Kind::Nvme, .sectors = 1000, .nsids = {2, 3}});
@@ -94,10 +78,10 @@ TEST(NvmeDrive, NumbersNodesAsTheyCome) {
   EXPECT_EQ(0, drive.ReadMedium(0, 1)[0]);
 }
 
-TEST(ScsiDrive, TakesAPieceOfAnImageOnlyAtItsPlace) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.kind = Kind::Scsi, .firmware = "OLD1"});
-  const Handle handle(drive.Node());
+using ScsiDrive = OneDrive;
+
+TEST_F(ScsiDrive, TakesAPieceOfAnImageOnlyAtItsPlace) {
+  Attach({.kind = Kind::Scsi, .firmware = "OLD1"});
   const auto image = Image("NEW2", 2048);
   const auto send = [&](std::uint8_t offset, std::size_t from) {
     const Bytes piece(image.begin() + from, image.begin() + from + 1024);
@@ -110,14 +94,12 @@ TEST(ScsiDrive, TakesAPieceOfAnImageOnlyAtItsPlace) {
   EXPECT_EQ("NEW2", GetText(drive.State().firmware));
 }
 
-TEST(ScsiDrive, AnswersInquiryAndRefusesAtaPassThrough) {
-  TestFleet fleet;
-  auto drive = fleet.Add({.kind = Kind::Scsi,
-                          .model = "SSD400 SAS",
-                          .serial = "SER12345",
-                          .firmware = "A001",
-                          .sectors = 800});
-  const Handle handle(drive.Node());
+TEST_F(ScsiDrive, AnswersInquiryAndRefusesAtaPassThrough) {
+  Attach({.kind = Kind::Scsi,
+          .model = "SSD400 SAS",
+          .serial = "SER12345",
+          .firmware = "A001",
+          .sectors = 800});
   const auto inquiry = Send(handle, {0x12, 0, 0, 0, 255, 0}, SG_DXFER_FROM_DEV, Bytes(512));
   EXPECT_EQ(0, inquiry.status);
   EXPECT_EQ(0, std::memcmp(&inquiry.data[8], "MORVU   SSD400 SAS      A001SER12345", 36));

@@ -23,6 +23,14 @@ using Testing::DriveScene;
 using Testing::LineOutcome;
 using Testing::MethodParameters;
 
+// ACS-3's opcodes, the features of SANITIZE DEVICE and of SMART; NVMe 1.0, figure 32.
+inline constexpr int kNop = 0x00, kSmart = 0xB0, kSanitize = 0xB4, kReadDma = 0xC8, kStandby = 0xE0,
+                     kCheckPower = 0xE5, kIdentify = 0xEC, kSetPassword = 0xF1, kUnlock = 0xF2,
+                     kPrepare = 0xF3, kEraseUnit = 0xF4, kDisable = 0xF6;
+inline constexpr int kSanitizeStatus = 0x00, kCryptoScramble = 0x11, kBlockErase = 0x12;
+inline constexpr int kReadData = 0xD0, kReadThresholds = 0xD1, kExecute = 0xD4;
+inline constexpr int kFormatNvm = 0x80;
+
 inline Simulator::DriveSpec SataSpec() {
   return {.model = "MORVU SSDSC2BB480G4", .serial = "BTWL1234", .sectors = 512};
 }
@@ -31,6 +39,16 @@ inline Simulator::DriveSpec NvmeSpec() {
           .model = "MORVU SSDPEDMD400G4",
           .serial = "CVFT1234",
           .sectors = 512};
+}
+
+inline Simulator::DriveSpec SasSpec() {
+  return {.kind = Simulator::Kind::Scsi, .model = "SSD400SAS", .serial = "SAS1", .sectors = 512};
+}
+// Its revision has logs of its own for the Event Log and the NLog, and counts its SCT saves.
+inline Simulator::DriveSpec LogSpec() {
+  auto spec = SataSpec();
+  spec.firmware = "D2010370";
+  return spec;
 }
 
 // Gives the drive its timed workload attributes: minutes and media wear.
@@ -100,6 +118,8 @@ class EraseScene : public DriveScene {
     DriveScene::Prepare();
     if (device() != nullptr && shape) shape(*device());
   }
+
+  StatusCode Run(ProgressReporter&) override { return Status::NotRun; }
 
   // To the last byte.
   bool IsUntouched() { return drive.ReadMedium(0, content.size()) == content; }

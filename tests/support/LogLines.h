@@ -2,6 +2,7 @@
 #pragma once
 
 #include <string>
+#include <vector>
 
 #include "frame/Logger.h"
 
@@ -16,6 +17,7 @@ class LogLines : public Logger {
   ~LogLines() override { SetCurrentLogger(nullptr); }
 
   void Write(const LogRecord& record) override {
+    records.push_back(record);
     text_ += record.message + "\n";
     const auto level = record.levelName.substr(0, record.levelName.find(' '));
     levels_ += level + ' ' + record.message + '\n';
@@ -25,6 +27,8 @@ class LogLines : public Logger {
     return levels_.find(std::string(level).append(" ").append(beginning)) != levels_.npos;
   }
   const std::string& GetText() const { return text_; }
+
+  std::vector<LogRecord> records;
 
  private:
   std::string text_;

@@ -20,6 +20,15 @@ inline std::unique_ptr<XmlMessaging::Object> DescribeMethod(std::string_view nam
   return FindDriveMethod(name)->method->Describe(device);
 }
 
+// The value of the first property of this name; "none" without one.
+template <typename Element>
+std::string GetText(const Element& element, std::string_view name) {
+  for (const auto& property : element.properties) {
+    if (property->GetAttribute("name") == name) return property->value;
+  }
+  return "none";
+}
+
 inline StatusCode CallMethod(JobContext& context, std::string_view name,
                              const MethodParameters& parameters,
                              const DeviceManagement::SelectedDevices& devices) {

@@ -72,6 +72,10 @@ std::string LsiDrive::GetName() const {
   return "LSI_" + std::to_string(controller) + "_" + std::to_string(device);
 }
 
+std::string LsiDrive::GetVolumeName(std::uint16_t volume) const {
+  return "LSI_" + std::to_string(controller) + "_volume_" + std::to_string(volume);
+}
+
 CommandPath_LSI_ATA::CommandPath_LSI_ATA(LsiDrive drive)
     : CommandPath_LSI(std::move(drive), Transport::Ata, "ATA", kAtaTimeout) {}
 
@@ -97,14 +101,16 @@ Outcome CommandPath_LSI_ATA::SendOpcodeCore(const Command& command) {
   const bool ended = library_.Call(LibCalls::Ata, drive_.GetTarget(), block);
   Outcome outcome;
   outcome.kind = CommandKind::Ata;
-  outcome.reached = Reached::Device;
+  outcome.reached = Reached::Transport;
+  outcome.lost = Status::AtaCommandFailed;
   // The frame of a command that did not end may be an earlier one's.
   if (ended) {
     outcome.registers = ReadFrame(block.From(AtaBlock::Answer), (command.flags & kExt48) != 0);
   }
-  if (outcome.registers.known != 0 && !IsAtaFailure(outcome.registers)) {
-    outcome.reached = Reached::Done;
-    CopyBack(block.From(AtaBlock::Data), command);
+  if (outcome.registers.known != 0) {
+    const bool isFailure = IsAtaFailure(outcome.registers);
+    outcome.reached = isFailure ? Reached::Device : Reached::Done;
+    if (!isFailure) CopyBack(block.From(AtaBlock::Data), command);
   }
   KeepAtaImages(command.record, outcome.registers);
   return outcome;

@@ -17,6 +17,8 @@ struct LsiDrive {
 
   // "LSI_0_12": a name, and no node.
   std::string GetName() const;
+  // "LSI_0_volume_1": what stands for a volume of the same controller that is no disk.
+  std::string GetVolumeName(std::uint16_t volume) const;
   LibTarget GetTarget() const { return {.controller = controller, .device = device}; }
 };
 

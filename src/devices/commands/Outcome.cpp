@@ -34,7 +34,7 @@ StatusCode ToStatus(const Outcome& outcome) {
     case Reached::CallFailed:
       return StatusCode::FromSystemError(outcome.osError);
     case Reached::Transport:
-      return Status::ScsiCommandFailed;
+      return outcome.lost;
     case Reached::Layer:
       return outcome.sense.Is(kInvalidOpcode) ? Status::ScsiCommandFailed : ToRefusal(outcome);
     case Reached::Device:

@@ -6,6 +6,7 @@
 
 #include "devices/commands/SenseData.h"
 #include "frame/StatusCode.h"
+#include "frame/status/Commands.h"
 
 namespace Morvu::DeviceManagement {
 
@@ -27,6 +28,7 @@ struct Outcome {
   CommandKind kind = CommandKind::Scsi;
   StatusCode refusal = Status::NotImplemented;  // of NotSent
   int osError = 0;                              // of CallFailed: an errno
+  StatusCode lost = Status::ScsiCommandFailed;  // of Transport
   Sense sense;
   AtaAnswer registers;
   std::uint16_t nvmeStatus = 0;  // SCT and SC (NVMe 1.0, 4.5.1)

@@ -5,8 +5,8 @@
 #include "devices/commands/CommandPath_ATA_SCSI.h"
 #include "devices/commands/CommandPath_NVME.h"
 #include "devices/commands/CommandSet_ATA.h"
+#include "devices/discovery/DriveRest.h"
 #include "devices/discovery/HeldDrive.h"
-#include "devices/discovery/Rest.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/Drive.h"
@@ -69,7 +69,7 @@ void CompleteIdentity(Device& drive, const SystemFacts& facts) {
 
 // The first command: a drive behind the SATA layer is known by the vendor that the layer gives it
 // (SAT-3, 8.1.2).
-Rest AskForRest(const Device& drive, const GenericDevice& shown) {
+Rest AskForGenericRest(const Device& drive, const GenericDevice& shown) {
   constexpr std::string_view kSataVendor = "ATA";
   if (shown.vendor != kSataVendor) return Rest::Awake;
   CommandPath_ATA_SCSI path(drive.GetString(Properties::DevicePath));
@@ -86,7 +86,7 @@ void AskGenericDrive(Device& drive, const GenericDevice& shown, const ScanOption
   }
   if (options.letsSleep) {
     drive.SetOptions(options);
-    if (const auto rest = AskForRest(drive, shown); rest != Rest::Awake) {
+    if (const auto rest = AskForGenericRest(drive, shown); rest != Rest::Awake) {
       drive.SetPath(CreateBasePath(drive.GetProperties(), true));
       drive.SetAsleep(rest == Rest::Asleep);
       return DescribeUnasked(drive, facts);

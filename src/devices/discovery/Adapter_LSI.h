@@ -40,7 +40,7 @@ class Adapter_LSI final : public Adapter {
     std::map<std::uint16_t, std::uint32_t> genericNumbers;     // volume -> N of /dev/sgN
 
     bool IsMember(std::uint16_t device) const;
-    std::vector<std::string> FindNodes(std::uint16_t device) const;
+    std::vector<std::string> FindNodes(const LsiDrive& drive) const;
   };
 
   std::shared_ptr<Adapter_LSI> CreateAdapter(const std::string& path,

@@ -6,7 +6,7 @@
 #include <iterator>
 
 #include "devices/commands/CommandSet_ATA.h"
-#include "devices/discovery/Rest.h"
+#include "devices/discovery/DriveRest.h"
 #include "devices/discovery/SideBySide.h"
 #include "devices/identification/DeviceIdentification.h"
 #include "devices/model/DriveHold.h"
@@ -99,15 +99,9 @@ bool AskDrive(Drive_LSI& drive, const ScanOptions& options, const SystemFacts& f
     drive.AddProperty(Properties::DriverCommunicationError, Status::DriveHeld.Value());
     return true;
   }
-  if (options.letsSleep) drive.SetOptions(options);
   if (!drive.Initialize()) {
     MORVU_LOG(kLogWarning, "FindPhysical", "Throwing out drive. Unable to talk to it");
     return false;
-  }
-  auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata);
-  if (options.letsSleep && ata != nullptr && AskForRest(*ata) == Rest::Asleep) {
-    drive.SetAsleep(true);
-    return true;
   }
   MORVU_LOG(kLogInfo, "FindPhysical",
             "Setup drive communication. Physical: " + std::to_string(drive.GetDeviceId()));
@@ -117,7 +111,13 @@ bool AskDrive(Drive_LSI& drive, const ScanOptions& options, const SystemFacts& f
                 std::to_string(location.slot) + ", connector " +
                 std::to_string(location.connector) + ", SAS address " +
                 ToHexNumber(location.sasAddress, 16));
+  // Who it is nobody else can tell, and IDENTIFY DEVICE wakes no drive.
+  drive.SetOptions(options);
+  auto* ata = drive.GetCommandSetAs<CommandSet_ATA>(Protocol::Ata);
+  const auto rest = options.letsSleep && ata != nullptr ? AskForRest(*ata) : Rest::Awake;
+  drive.SetAsleep(rest == Rest::Asleep);
   if (options.identify) UpdateProperties(drive);
+  if (rest == Rest::Unknown) drive.SetPath(CreateBasePath(drive.GetProperties(), true));
   return true;
 }
 
@@ -129,10 +129,13 @@ bool Adapter_LSI::Volumes::IsMember(std::uint16_t device) const {
   });
 }
 
-std::vector<std::string> Adapter_LSI::Volumes::FindNodes(std::uint16_t device) const {
+std::vector<std::string> Adapter_LSI::Volumes::FindNodes(const LsiDrive& drive) const {
   std::vector<std::string> nodes;
-  for (const auto& [volume, number] : genericNumbers) {
-    if (members.at(volume).contains(device)) nodes.push_back("/dev/sg" + std::to_string(number));
+  for (const auto& [volume, devices] : members) {
+    if (!devices.contains(drive.device)) continue;
+    const auto number = genericNumbers.find(volume);
+    nodes.push_back(number != genericNumbers.end() ? "/dev/sg" + std::to_string(number->second)
+                                                   : drive.GetVolumeName(volume));
   }
   return nodes;
 }
@@ -232,7 +235,7 @@ Adapter::Devices Adapter_LSI::FindPhysical(const ScanOptions& options, const Sys
   AskSideBySide(drives.size(), [&](std::size_t i) {
     auto& drive = *drives[i];
     drive.AddProperty(Properties::RAIDMember, volumes_.IsMember(drive.GetDeviceId()));
-    drive.SetVolumeNodes(volumes_.FindNodes(drive.GetDeviceId()));
+    drive.SetVolumeNodes(volumes_.FindNodes(drive.GetDrive()));
     if (!AskDrive(drive, options, facts)) drives[i].reset();
   });
   std::erase(drives, nullptr);
@@ -379,15 +382,18 @@ void Adapter_LSI::BecomeVolume(Drive& disk, std::uint16_t volume) const {
   for (const auto* entry : kControllerProperties) {
     if (const auto* value = properties_.Find(*entry)) disk.GetProperties().Add(*value);
   }
+  const auto& members = volumes_.members.at(volume);
   bool areAllMorvu = true;
   for (const auto& drive : drives_) {
     const auto* member = dynamic_cast<const Drive_LSI*>(drive.get());
-    if (member == nullptr || !volumes_.members.at(volume).contains(member->GetDeviceId())) continue;
+    if (member == nullptr || !members.contains(member->GetDeviceId())) continue;
     areAllMorvu = areAllMorvu && member->GetBool(Properties::Morvu);
     disk.GetChildren().push_back(member->Clone());
   }
   disk.AddProperty(Properties::RAID, true);
-  disk.AddProperty(Properties::Morvu, areAllMorvu && !disk.GetChildren().empty());
+  // Of a member that is hidden, or does not answer, nobody knows what it is.
+  const bool areAllSeen = !members.empty() && disk.GetChildren().size() == members.size();
+  disk.AddProperty(Properties::Morvu, areAllMorvu && areAllSeen);
   // A logical volume is no product.
   disk.GetProperties().Remove(Properties::Product);
   disk.GetProperties().Remove(Properties::ProductFamily);

@@ -24,13 +24,13 @@ bool IsHeldAndUnnamed(const Device& drive) {
 }
 
 bool Passes(Device& device, const ScanOptions& options) {
+  if (options.morvuOnly && !device.GetBool(Properties::Morvu)) return false;
   const auto* drive = device.AsDrive();
   // A volume is no product: it passes when all its members do.
   if (drive != nullptr && !drive->GetChildren().empty()) {
     return std::ranges::all_of(drive->GetChildren(),
                                [&](const auto& member) { return Passes(*member, options); });
   }
-  if (options.morvuOnly && !device.GetBool(Properties::Morvu)) return false;
   const auto product = device.GetString(Properties::Product);
   if (!options.includeProducts.empty()) {
     return HasDriverError(device) || IsHeldAndUnnamed(device) ||

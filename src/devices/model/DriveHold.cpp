@@ -123,20 +123,20 @@ bool WaitForLock(const BlockNode& node, DriveHold::Kind kind) {
   }
 }
 
-// The file by which processes keep off each other where a drive has no node.
+// The file by which processes keep off each other where a drive or a volume has no node.
 std::string MakeLockFile(const std::string& name) {
   auto path = "/run/morvu-" + name + ".lock";
   (void)OpenFile(path, O_RDONLY | O_CREAT | O_NOFOLLOW, 0600);
   return path;
 }
 
-// What is locked for a drive: all that a command to it can reach, and of a member the disks of
-// its volumes.
+// What is locked for a drive: all that a command to it can reach, and of a member its volumes.
 Keys FindLocked(const Device& device, const SystemFacts& facts) {
   const auto& path = device.GetPath().GetDevicePath();
   auto nodes = facts.FindWholeDisks(path).value_or(Names());
   if (!IsNodePath(path)) nodes.push_back(MakeLockFile(path));
   for (const auto& volume : device.GetVolumeNodes()) {
+    if (!IsNodePath(volume)) nodes.push_back(MakeLockFile(volume));
     const auto disks = facts.FindWholeDisks(volume).value_or(Names());
     nodes.insert(nodes.end(), disks.begin(), disks.end());
   }

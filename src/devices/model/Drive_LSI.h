@@ -27,11 +27,13 @@ class Drive_LSI final : public Drive {
   bool Initialize() override;
   std::unique_ptr<Device> Clone() const override;
   void CopyFrom(const Device& other) override;
+  // A volume of which the system has no disk is there by a name that is no node.
   std::vector<std::string> GetVolumeNodes() const override { return volumeNodes_; }
 
+  const LsiDrive& GetDrive() const { return drive_; }
   std::uint16_t GetDeviceId() const { return drive_.device; }
   const LsiLocation& GetLocation() const { return location_; }
-  // The nodes of the disks that the system has of the volumes that this drive is a member of.
+  // Of the volumes that this drive is a member of.
   void SetVolumeNodes(std::vector<std::string> nodes) { volumeNodes_ = std::move(nodes); }
 
  private:

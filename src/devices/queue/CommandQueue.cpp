@@ -128,10 +128,13 @@ class CommandQueue::State : public std::enable_shared_from_this<State> {
   bool Enqueue(std::unique_ptr<QueuedCommand> command) {
     std::unique_lock lock(mutex_);
     CommandQueueWorker* free = nullptr;
+    // A callback's own slot is free only behind it: it never waits for one.
+    const bool isCallback = callbackOf == this;
     changed_.wait(lock, [&] {
-      free = FindFree();
-      return free != nullptr || !HasSlots();
+      free = FindFree([](const auto& worker) { return worker.taken < worker.slots; });
+      return free != nullptr || isCallback || !HasSlots();
     });
+    if (free == nullptr) free = FindFree([](const auto& worker) { return worker.slots > 0; });
     if (free == nullptr) return false;
     ++free->taken;
     free->waiting.push_back(std::move(command));
@@ -171,11 +174,11 @@ class CommandQueue::State : public std::enable_shared_from_this<State> {
   }
 
   // With the lock held. Round robin over the workers.
-  CommandQueueWorker* FindFree() {
+  CommandQueueWorker* FindFree(bool (*isFit)(const CommandQueueWorker& worker)) {
     for (std::size_t i = 0; i < workers_.size(); ++i) {
       auto& worker = *workers_[next_];
       next_ = (next_ + 1) % workers_.size();
-      if (!worker.isStopping && worker.taken < worker.slots) return &worker;
+      if (!worker.isStopping && isFit(worker)) return &worker;
     }
     return nullptr;
   }

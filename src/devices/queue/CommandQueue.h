@@ -114,7 +114,8 @@ class CommandQueue {
   bool HasWorkers() const;
   std::vector<std::uint32_t> GetSlots() const;  // of each worker
 
-  // Waits for a free slot. False where no worker has one.
+  // Waits for a free slot, but for a callback, whose command waits behind those that are in the
+  // slots. False where no worker has one.
   bool Enqueue(std::unique_ptr<QueuedCommand> command);
 
  private:

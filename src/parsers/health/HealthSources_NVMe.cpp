@@ -2,6 +2,7 @@
 
 #include "devices/commands/CommandSet_NVME.h"
 #include "devices/model/Device.h"
+#include "devices/properties/BasicProperties.h"
 #include "messaging/PageTable.h"
 #include "parsers/health/HealthSources.h"
 #include "parsers/nvme/FeatureNamespace.h"
@@ -42,14 +43,15 @@ void TakeHealth(ByteView log, DriveHealth& health) {
   health.mediaErrors = ReadCounter(log, NvmeHealth::kMediaErrors).value_or(kMostErrors);
 }
 
-// The revision in the slot that the next reset activates (NVMe 1.0, 5.10.1.3).
-std::string FindWaitingFirmware(ByteView log) {
+// The revision in the slot that the next reset activates (NVMe 1.0, 5.10.1.3). That may be the
+// active slot, with another image than the one that was loaded from it.
+std::string FindWaitingFirmware(ByteView log, const std::string& running) {
   constexpr PagePlace kActive{0, 1, 0, 3}, kNext{0, 1, 4, 3};
   const auto text = [&](std::uint64_t slot) {
     return Form::PrintableText(log, {static_cast<std::uint16_t>(slot * 8), 8});
   };
   const auto next = ReadField(log, kNext);
-  if (next == 0 || next == ReadField(log, kActive)) return {};
+  if (next == 0 || (next == ReadField(log, kActive) && text(next) == running)) return {};
   return text(next);
 }
 
@@ -64,7 +66,8 @@ void Read(const Device& device, CommandSet_NVME& nvme, DriveHealth& health) {
   log.fill(0);
   if (ReadLogPage(device, nvme, FirmwareSlotInfoParser::kLogId, NvmeHealth::kNumd, log) ==
       Status::Completed) {
-    health.waitingFirmware = FindWaitingFirmware(log);
+    health.waitingFirmware =
+        FindWaitingFirmware(log, device.GetString(DeviceManagement::Properties::Firmware));
   }
 }
 

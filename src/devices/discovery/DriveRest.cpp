@@ -1,8 +1,5 @@
-#include "devices/discovery/Rest.h"
+#include "devices/discovery/DriveRest.h"
 
-#include <cstdint>
-
-#include "devices/commands/AtaCommands.h"
 #include "devices/commands/CommandSet_ATA.h"
 
 namespace Morvu::DeviceManagement {

@@ -1,4 +1,4 @@
-// Settings by SCT: the key sectors that reach the drive, what is refused before, what lasts.
+// Settings by SCT and by NVMe features: what reaches the drive, what is refused before, what lasts.
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
@@ -8,27 +8,25 @@
 #include "frame/status/Settings.h"
 #include "operations/settings/SCT.h"
 #include "operations/settings/SctSaves.h"
+#include "operations/settings/SetFeature.h"
 #include "support/SettingScene.h"
 
 namespace Morvu {
 namespace {
 
+using EraseTesting::LogSpec;
 using EraseTesting::NvmeSpec;
+using EraseTesting::SataSpec;
 using Simulator::Fault;
+using Simulator::FeatureScope;
 using ::testing::ElementsAre;
 using ::testing::HasSubstr;
 using ::testing::IsEmpty;
+using Testing::LineOutcome;
 using ::testing::Not;
 using Testing::SettingScene;
 
 constexpr std::uint8_t kSmart = 0xB0, kReadLog = 0xD5, kWriteLog = 0xD6, kReturnStatus = 0xDA;
-
-// Of the family, with firmware that counts its saves.
-Simulator::DriveSpec SctSpec() {
-  auto spec = EraseTesting::SataSpec();
-  spec.firmware = "D2010370";
-  return spec;
-}
 
 using Words = std::vector<std::uint16_t>;
 
@@ -71,7 +69,7 @@ StatusCode Carry(SettingScene& scene, const std::string& name, const std::string
 class SctRuns : public ::testing::TestWithParam<SctRun> {};
 
 TEST_P(SctRuns, WriteTheirKeySectors) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.ClearJournal();
   EXPECT_EQ(Carry(scene, GetParam().name, GetParam().text), Status::Completed);
   EXPECT_EQ(Keys(scene), GetParam().keys);
@@ -131,7 +129,7 @@ void PrintTo(const SctRefusal& refusal, std::ostream* out) {
 class SctRefusals : public ::testing::TestWithParam<SctRefusal> {};
 
 TEST_P(SctRefusals, SendNothing) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.ClearJournal();
   EXPECT_EQ(Carry(scene, GetParam().name, GetParam().text), GetParam().code);
   for (const auto& sent : scene.Commands(kSmart)) {
@@ -179,7 +177,7 @@ INSTANTIATE_TEST_SUITE_P(Sct, SctRefusals, ::testing::Values(
 // ---- Values ----
 
 TEST(Sct, TellsValuesOfSixteenBits) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   auto& sct = scene.drive.State().ata.sct;
   sct.readTimer = 0x1234;
   sct.writeTimer = 0;
@@ -203,14 +201,14 @@ TEST(Sct, TellsValuesOfSixteenBits) {
 
 // A get whose registers do not come back has no value; a set needs none.
 TEST(Sct, TakesNoValueFromRegistersThatDidNotComeBack) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.Inject(Fault::RawSense(0x00, {}).OnOpcode(kSmart).OnFeature(kWriteLog));
   EXPECT_EQ(scene.GetText("WriteCacheState"), "status 130");
   EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
 }
 
 TEST(Sct, IsForTheProductsThatHaveIt) {
-  auto spec = SctSpec();
+  auto spec = LogSpec();
   spec.model = "MORVU SSDSC2CF240F3";
   SettingScene other(spec);
   EXPECT_EQ(other.GetText("WriteCacheState"), "none");
@@ -234,7 +232,7 @@ TEST(Sct, IsNotForNvme) {
 // ---- Refusals by the drive ----
 
 TEST(Sct, TellsInWordsWhyADriveRefused) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedFeature = 0x0001;
   EXPECT_EQ(scene.Set("WriteCacheState", "2"), Status::SmartWriteLogFailed);
   const std::string words =
@@ -248,7 +246,7 @@ TEST(Sct, TellsInWordsWhyADriveRefused) {
 
 // A status that is another action's says nothing of this one.
 TEST(Sct, TellsNoOtherActionsStatus) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedFeature = 0x0001;
   EXPECT_EQ(scene.Set("WriteCacheState", "2"), Status::SmartWriteLogFailed);
   scene.drive.Inject(Fault::HostError(1).OnOpcode(kSmart).OnFeature(kWriteLog));
@@ -257,7 +255,7 @@ TEST(Sct, TellsNoOtherActionsStatus) {
 }
 
 TEST(Sct, EndsWithTheFirstFailureOfTwoReads) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   const auto fails = [&](std::uint32_t n) {
     scene.drive.Inject(
         Fault::AtaError().OnOpcode(kSmart).OnFeature(kWriteLog).OnCommand(n).Times(1));
@@ -275,20 +273,8 @@ TEST(Sct, EndsWithTheFirstFailureOfTwoReads) {
 
 // ---- What lasts ----
 
-TEST(Sct, KeepsWhatIsNotVolatile) {
-  SettingScene scene(SctSpec());
-  EXPECT_EQ(scene.Line({"-wc_state", "3"}).code, Status::Completed);
-  EXPECT_EQ(scene.Line({"-temp_logging_interval", "9", "-volatile"}).code, Status::Completed);
-  EXPECT_EQ(scene.Set("ReadErrorRecoveryTimer", "70"), Status::Completed);
-  EXPECT_EQ(scene.GetText("TempLoggingInterval"), "9");
-  scene.drive.PowerCycle();
-  EXPECT_EQ(scene.GetText("WriteCacheState"), "3");
-  EXPECT_EQ(scene.GetText("TempLoggingInterval"), "1");
-  EXPECT_EQ(scene.GetText("ReadErrorRecoveryTimer"), "0");
-}
-
 TEST(Sct, ShowsAtTheNextGetThatADriveForgot) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.forgets = 1;
   EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
   EXPECT_EQ(scene.GetText("WriteCacheState"), "1");
@@ -297,7 +283,7 @@ TEST(Sct, ShowsAtTheNextGetThatADriveForgot) {
 // ---- PHY settings ----
 
 TEST(Sct, TellsThatAPhySettingNeedsAPowerCycle) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   EXPECT_EQ(scene.GetText("PhyConfig"), "0 (Default Enterprise Settings)");
   EXPECT_EQ(scene.Set("PhyConfig", "1"), Status::Completed);
   EXPECT_EQ(scene.request->GetAttribute("powercycle"), "True");
@@ -314,7 +300,7 @@ TEST(Sct, TellsThatAPhySettingNeedsAPowerCycle) {
 }
 
 TEST(Sct, WaitsForALinkThatIsAway) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.linkAwayMs = 5000;
   EXPECT_THAT(scene.Line({"-set_phy_speed", "3"}).output,
               HasSubstr("Successfully set drive's PHY Speed to 3\nPlease power cycle the drive.\n"
@@ -327,7 +313,7 @@ TEST(Sct, WaitsForALinkThatIsAway) {
 
 // Who answers behind the reset may be another drive.
 TEST(Sct, ShowsNothingOfAnotherDrive) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.Inject(Fault::GarbageData(Simulator::Garbage::Random).OnOpcode(0xEC));
   EXPECT_EQ(scene.Set("PhyConfig", "1"), Status::Completed);
   EXPECT_EQ(scene.request->GetAttribute("shows"), "");
@@ -335,13 +321,13 @@ TEST(Sct, ShowsNothingOfAnotherDrive) {
 }
 
 TEST(Sct, ForgivesACominitThatFails) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedAction = 0xC100;
   EXPECT_EQ(scene.Set("SSCEnabled", "false"), Status::Completed);
 }
 
 TEST(Sct, SaysThatAPhySettingFailed) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.refusedAction = 0xC004;
   const auto line = scene.Line({"-set_phy_speed", "3"});
   EXPECT_EQ(line.code, Status::SmartWriteLogFailed);
@@ -357,7 +343,7 @@ class ClockingProducts : public ::testing::TestWithParam<Clocking> {};
 
 // A product outside the family, whose firmware decides, and whose action needs no COMINIT.
 TEST_P(ClockingProducts, GoByTheirFirmware) {
-  auto spec = SctSpec();
+  auto spec = LogSpec();
   spec.model = "MORVU SSDSC2CF240F3";
   spec.firmware = GetParam().firmware;
   SettingScene scene(spec);
@@ -387,7 +373,7 @@ void PrintTo(const SavesLeft& saves, std::ostream* out) { *out << saves.count; }
 class RemainingSctSaves : public ::testing::TestWithParam<SavesLeft> {};
 
 TEST_P(RemainingSctSaves, DecideWhetherASettingIsMade) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   const auto spoil = [&] {
     scene.drive.State().ata.sct.savesLeft = static_cast<std::uint16_t>(GetParam().count);
     if (GetParam().count < 0) {
@@ -422,7 +408,7 @@ INSTANTIATE_TEST_SUITE_P(
                   "Error: Failed to read the remaining number of SCT saves."}));
 
 TEST(Sct, MakesAVolatileSettingWithoutSaves) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.State().ata.sct.savesLeft = 0;
   EXPECT_EQ(CheckRemainingSaves(*scene.device(), false).code, Status::ReadyToRun);
   EXPECT_EQ(scene.Set("WriteCacheState", "3"), Status::Completed);
@@ -435,7 +421,7 @@ struct CountingFirmware {
 class SavesByFirmware : public ::testing::TestWithParam<CountingFirmware> {};
 
 TEST_P(SavesByFirmware, AreCountedByNewerOnes) {
-  auto spec = SctSpec();
+  auto spec = LogSpec();
   spec.model = GetParam().model;
   spec.serial = GetParam().serial;
   spec.firmware = GetParam().firmware;
@@ -460,7 +446,7 @@ INSTANTIATE_TEST_SUITE_P(Sct, SavesByFirmware, ::testing::Values(
 
 // A status sector that is none tells no count.
 TEST(Sct, TakesNoCountFromASectorThatDidNotCome) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   scene.drive.Inject(Fault::GarbageData(Simulator::Garbage::Ones).OnOpcode(kSmart));
   EXPECT_EQ(GetRemainingSaves(*scene.device()), -1);
 }
@@ -477,7 +463,7 @@ void AnswerSectors(SettingScene& scene, std::uint8_t count) {
 }
 
 TEST(SctDataTable, ReadsAsMuchAsThereIsRoomFor) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   AnswerSectors(scene, 5);
   scene.drive.ClearJournal();
   SCT_Data_Tables table(scene.device(), 2, NoReporter());
@@ -488,7 +474,7 @@ TEST(SctDataTable, ReadsAsMuchAsThereIsRoomFor) {
 }
 
 TEST(SctDataTable, MayBeEmptyOrFail) {
-  SettingScene scene(SctSpec());
+  SettingScene scene(LogSpec());
   AnswerSectors(scene, 0);
   SCT_Data_Tables empty(scene.device(), 2, NoReporter());
   EXPECT_TRUE(empty.Execute());
@@ -500,6 +486,106 @@ TEST(SctDataTable, MayBeEmptyOrFail) {
   EXPECT_EQ(unread.GetErrorCode(), Status::SmartReadLogFailed);
   EXPECT_EQ(unread.GetData().size(), 0U);
 }
+
+// ---- Features of an NVMe drive ----
+
+constexpr int kSetFeatures = 0x09;
+constexpr int kTempThreshold = 4;
+
+// Namespace 3 has the first node.
+Simulator::DriveSpec ThirdNamespace() {
+  auto spec = NvmeSpec();
+  spec.nsids = {3};
+  return spec;
+}
+
+TEST(SetFeature, NamesTheKernelsNamespace) {
+  SettingScene scene(ThirdNamespace());
+  EXPECT_EQ(scene.Set("TempThreshold", "75"), Status::Completed);
+  const auto sent = scene.Commands(kSetFeatures);
+  ASSERT_EQ(sent.size(), 1U);
+  EXPECT_EQ(sent[0].NvmeNamespace(), 3U);
+  EXPECT_EQ(sent[0].Cdw(10), 4U);
+  EXPECT_EQ(sent[0].Cdw(11), 348U);
+  EXPECT_EQ(sent[0].Cdw(12), 0U);
+  EXPECT_EQ(scene.GetText("TempThreshold"), "75");
+}
+
+TEST(SetFeature, IsSentOnceMoreForTheController) {
+  SettingScene scene(ThirdNamespace());
+  scene.drive.State().nvme.features[kTempThreshold].scope = FeatureScope::Controller;
+  EXPECT_EQ(scene.Set("TempThreshold", "0"), Status::Completed);
+  EXPECT_EQ(scene.Commands(kSetFeatures).size(), 2U);
+  EXPECT_EQ(scene.drive.State().nvme.features[kTempThreshold].value, 273U);
+}
+
+TEST(SetFeature, TellsTheStatusOfADriveThatRefuses) {
+  SettingScene scene(NvmeSpec());
+  scene.drive.State().nvme.features[kTempThreshold].changeable = 0;
+  EXPECT_EQ(scene.Set("TempThreshold", "40"), Status::SetFeatureFailed);
+  EXPECT_EQ(scene.request->GetAttribute("detail"), "NVMe status 0x10E (Feature Not Changeable)");
+  const auto outcome = scene.Line({"-set_temp_threshold", "40"});
+  EXPECT_EQ(outcome.code, Status::SetFeatureFailed);
+  EXPECT_THAT(outcome.output, HasSubstr("NVMe status 0x10E (Feature Not Changeable)"));
+}
+
+// What the drive took and forgot is seen at the next get.
+TEST(SetFeature, ShowsAtTheNextGetThatADriveForgot) {
+  SettingScene scene(NvmeSpec());
+  scene.drive.State().nvme.features[kTempThreshold].forgets = 1;
+  EXPECT_EQ(scene.Set("TempThreshold", "40"), Status::Completed);
+  EXPECT_EQ(scene.GetText("TempThreshold"), "70");
+}
+
+TEST(SetFeature, RefusesWhatIsNoNvmeDriveOfOurs) {
+  SettingScene sata(SataSpec());
+  EXPECT_EQ(sata.Set("TempThreshold", "40"), Status::NotSupportedByDrive);
+  EXPECT_EQ(sata.Line({"-set_temp_threshold", "40"}).code, Status::NotSupportedByDrive);
+}
+
+TEST(SetFeature, RefusesAForeignDrive) {
+  auto spec = NvmeSpec();
+  spec.model = "OTHER 1";
+  SettingScene scene(spec);
+  EXPECT_EQ(scene.Set("TempThreshold", "40"), Status::NotAMorvuDrive);
+  EXPECT_EQ(scene.GetText("TempThreshold"), "status 45");
+}
+
+struct Threshold {
+  bool isLine;  // degrees; of a property whole ones
+  std::string text;
+  std::uint32_t kelvin;  // 0: refused
+};
+void PrintTo(const Threshold& threshold, std::ostream* out) { *out << threshold.text; }
+class Thresholds : public ::testing::TestWithParam<Threshold> {};
+
+TEST_P(Thresholds, ReachTheDriveInKelvinOrNotAtAll) {
+  const auto& [isLine, text, kelvin] = GetParam();
+  SettingScene scene(NvmeSpec());
+  LineOutcome outcome;
+  if (isLine) {
+    outcome = scene.Line({"-set_temp_threshold", text});
+  } else {
+    outcome.code = scene.Set("TempThreshold", text);
+  }
+  const auto sent = scene.Commands(kSetFeatures);
+  EXPECT_EQ(outcome.code, kelvin == 0 ? Status::InvalidArguments : Status::Completed);
+  ASSERT_EQ(sent.size(), kelvin == 0 ? 0U : 1U);
+  EXPECT_EQ(sent.empty() ? 0 : sent[0].Cdw(11), kelvin);
+  const auto told =
+      outcome.output.find("Invalid value for threshold. Value must be between 0 and 75.");
+  EXPECT_EQ(told != std::string::npos, isLine && kelvin == 0);
+}
+// clang-format off
+INSTANTIATE_TEST_SUITE_P(SetFeature, Thresholds, ::testing::Values(
+    Threshold{false, "0", 273}, Threshold{false, "75", 348}, Threshold{false, "76", 0},
+    Threshold{false, "65536", 0}, Threshold{false, "-1", 0}, Threshold{false, "1e9", 0},
+    Threshold{false, "", 0}, Threshold{false, "4.5", 0}, Threshold{false, " 5", 0},
+    Threshold{true, "0", 273}, Threshold{true, "75", 348}, Threshold{true, "74.9", 347},
+    Threshold{true, "75.5", 0}, Threshold{true, "76", 0}, Threshold{true, "nan", 0},
+    Threshold{true, "inf", 0}, Threshold{true, "0x40", 0}, Threshold{true, "", 0},
+    Threshold{true, ".", 0}, Threshold{true, "1.2.3", 0}, Threshold{true, "1e1", 0}));
+// clang-format on
 
 }  // namespace
 }  // namespace Morvu
