@@ -10,7 +10,7 @@ import contextlib
 import ctypes
 import os
 import threading
-from typing import Callable, Dict, Iterator, Optional, Union
+from typing import Any, Callable, Dict, Iterator, List, Optional, Union
 
 from ._errors import LoadError, StatusError
 from ._status import Status
@@ -36,6 +36,17 @@ def wait_through(wait: Callable[[], object]) -> None:
         raise interrupt
 
 
+class Inbox:
+    """Where a job's messages arrive. One stays until it is taken: an interrupt between the library's
+    function and the reader would lose the job's end."""
+
+    def __init__(self) -> None:
+        self.buffer: Any = None
+
+    def take(self) -> None:
+        self.buffer = None
+
+
 class Binding:
     """A library that is loaded in this process. Load and Unload overlap no other call."""
 
@@ -43,7 +54,7 @@ class Binding:
         self._functions = functions
         self._changed = threading.Condition()
         self._users = 0  # guarded by _changed, as the two below
-        self._calls = 0
+        self._callers: List[int] = []  # the threads in a call
         self._pid = 0
         self.loads = 0  # how often; a job ends with the load that it began in
         # Another thread may hold it at the fork, and has no life in the child to let it go.
@@ -83,7 +94,9 @@ class Binding:
             if self._users > 0 or self._pid != os.getpid():
                 return
             try:
-                wait_through(lambda: self._changed.wait_for(lambda: self._calls == 0))
+                # This thread is in none, even if an interrupt kept it from saying so.
+                own = {threading.get_ident()}
+                wait_through(lambda: self._changed.wait_for(lambda: own.issuperset(self._callers)))
             finally:
                 self._functions.Unload()
 
@@ -93,12 +106,12 @@ class Binding:
             is_over = load is not None and load != self.loads
             if self._users == 0 or self._pid != os.getpid() or is_over:
                 raise StatusError(Status.NOT_INITIALIZED)
-            self._calls += 1
+            self._callers.append(threading.get_ident())
         try:
             yield self._functions
         finally:
             with self._changed:
-                self._calls -= 1
+                self._callers.remove(threading.get_ident())
                 self._changed.notify_all()
 
     def send(self, request: bytes, synchronous: bool = False, load: Optional[int] = None) -> int:
@@ -108,21 +121,21 @@ class Binding:
             check(functions.SendXMLMessage(request, len(request), ctypes.byref(job), synchronous))
         return job.value
 
-    def receive(self, job: int, load: Optional[int] = None) -> Optional[bytes]:
-        """The next message of a job of that load; None when none waits."""
-        buffer = None
-        size = ctypes.c_uint32(0)
-        while True:
+    def receive(self, job: int, inbox: Inbox, load: Optional[int] = None) -> Optional[bytes]:
+        """The next message of a job of that load, which stays in the inbox; None when none waits."""
+        while inbox.buffer is None or not inbox.buffer.value:
+            size = ctypes.c_uint32(0 if inbox.buffer is None else len(inbox.buffer))
             with self._call(load) as functions:
-                status = functions.ReceiveXMLMessage(job, buffer, ctypes.byref(size))
+                status = functions.ReceiveXMLMessage(job, inbox.buffer, ctypes.byref(size))
             if status == Status.NO_MESSAGE:
                 return None
             if status != Status.BUFFER_TOO_SMALL:
                 check(status)
-                assert buffer is not None
-                return buffer.value
-            # A newer message may take the place of this one: it is asked again until it fits.
-            buffer = ctypes.create_string_buffer(size.value)
+            else:
+                # A newer message may take the place of this one: it is asked again until it fits.
+                inbox.buffer = ctypes.create_string_buffer(size.value)
+        text: bytes = inbox.buffer.value
+        return text
 
     def set_lsi(self, scan: bool) -> None:
         with self._call() as functions:

@@ -11,7 +11,7 @@ from types import TracebackType
 from typing import Dict, Iterable, Iterator, List, Optional, Type, Union
 
 from . import _messages as messages
-from ._binding import LIBRARY_FILE, Binding, open_binding, wait_through
+from ._binding import LIBRARY_FILE, Binding, Inbox, open_binding, wait_through
 from ._errors import Error, JobTimeout, StatusError
 from ._messages import Message, Partition, Property, Reply, Value
 from ._status import Status
@@ -36,6 +36,7 @@ class Job:
         # Its number may be another job's as soon as the reply was received, or the library unloaded.
         self._lock = threading.RLock()  # a handler of a signal may cancel
         self._load = binding.loads
+        self._inbox = Inbox()
         self.id = binding.send(request, load=self._load)
 
     @property
@@ -92,10 +93,13 @@ class Job:
         with self._lock:
             if self._reply is not None:  # another thread took it
                 return self._reply
-            text = self._binding.receive(self.id, self._load)
-            message = None if text is None else Reply(text)
-            if message is not None and message.is_last:
+            text = self._binding.receive(self.id, self._inbox, self._load)
+            if text is None:
+                return None
+            message = Reply(text)
+            if message.is_last:
                 self._reply = message
+            self._inbox.take()
             return message
 
 
@@ -220,6 +224,7 @@ class Notifications:
             raise Error("a notification service runs already")
         self._binding = binding
         self._interval = interval
+        self._inbox = Inbox()
         self._closed = threading.Event()
         self._close_lock = threading.Lock()
         self._pass_lock = threading.Lock()  # no pass begins once it is closed
@@ -239,12 +244,13 @@ class Notifications:
         pause = FIRST_PAUSE
         while not self._closed.is_set():
             try:
-                text = self._binding.receive(self._job)
+                text = self._binding.receive(self._job, self._inbox)
             except StatusError:
                 if self._closed.is_set():
                     break
                 raise
             if text is not None:
+                self._inbox.take()
                 notification = Notification.read(Message(text))
                 if notification is not None:
                     return notification
@@ -293,8 +299,8 @@ class Notifications:
             finally:
                 self._binding.send(messages.make_request(
                     {"subject": "Notification"}, _switch("Enabled", False)), True)
-                while self._binding.receive(self._job) is not None:
-                    pass
+                while self._binding.receive(self._job, self._inbox) is not None:
+                    self._inbox.take()
         except StatusError as error:
             if error.code != Status.NOT_INITIALIZED:
                 raise

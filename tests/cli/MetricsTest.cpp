@@ -137,6 +137,9 @@ TEST_F(Metrics, AFileIsWholeAndForAllToRead) {
   ASSERT_EQ(stat(path.c_str(), &told), 0);
   EXPECT_EQ(told.st_mode & 07777, 0644U);
   EXPECT_THAT(ReadFileText(path), HasSubstr("morvu_drives 1\n"));
+  const auto chosen = RunToolLine({"-drive_serial", "S", "-metrics"}).output;
+  EXPECT_THAT(chosen, HasSubstr("morvu_drive_up{"));
+  EXPECT_THAT(chosen, Not(HasSubstr("morvu_drives")));
   // Nothing is left beside it, and one that cannot be written is an end of its own.
   EXPECT_EQ(std::distance(std::filesystem::directory_iterator(folder), {}), 1);
   const auto failed = RunToolLine({"-metrics", "/nowhere/morvussd.prom"});

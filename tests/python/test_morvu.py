@@ -54,7 +54,7 @@ class Load(unittest.TestCase):
         library._notifications.close.side_effect = KeyboardInterrupt
         self.assertRaises(KeyboardInterrupt, library.close)
         with self.assertRaises(morvu.StatusError):
-            library._binding.receive(1)
+            library._binding.set_lsi(True)
         wait = mock.Mock(side_effect=[KeyboardInterrupt, None])
         self.assertRaises(KeyboardInterrupt, _binding.wait_through, wait)
         self.assertEqual(2, wait.call_count)
@@ -160,6 +160,20 @@ class OnDrives(unittest.TestCase):
         send.assert_not_called()
         percents = list(drive.start("SecureErase").progress(PATIENCE))
         self.assertEqual((sorted(set(percents)), 100), (percents, percents[-1]))
+
+    def test_an_interrupt_loses_no_reply(self):
+        functions = self.host._binding._functions
+        receive = functions.ReceiveXMLMessage
+
+        def interrupted(*arguments):
+            if receive(*arguments) == morvu.Status.COMPLETED:
+                raise KeyboardInterrupt
+            return morvu.Status.BUFFER_TOO_SMALL if arguments[2]._obj.value else morvu.Status.NO_MESSAGE
+
+        job = self.host.start("<Message subject='MorvuJob'/>")
+        with mock.patch.object(functions, "ReceiveXMLMessage", interrupted):
+            self.assertRaises(KeyboardInterrupt, job.wait, PATIENCE)
+        self.assertEqual(0, job.wait(PATIENCE).code)
 
     def test_threads_ask_at_once(self):
         found, threads = [], []

@@ -148,7 +148,8 @@ void AddInfo(Text& text, std::span<const HealthRow> rows) {
   }
 }
 
-std::string MakeText(std::span<const HealthRow> rows, std::chrono::steady_clock::duration took) {
+std::string MakeText(std::span<const HealthRow> rows, const FeatureCall& call) {
+  const auto took = std::chrono::steady_clock::now() - call.begin;
   Text text;
   AddInfo(text, rows);
   for (const auto& row : kMetrics) {
@@ -157,7 +158,9 @@ std::string MakeText(std::span<const HealthRow> rows, std::chrono::steady_clock:
       if (const auto value = row.get(health)) text.Add(row.name, Name(*device), *value);
     }
   }
-  text.AddOne("morvu_drives", "Drives that the machine has.", std::to_string(rows.size()));
+  if (!call.areChosen) {  // who names some does not count them all
+    text.AddOne("morvu_drives", "Drives that the machine has.", std::to_string(rows.size()));
+  }
   text.AddOne("morvu_run_duration_seconds", "Time that this run took.",
               ToText(std::chrono::duration<double>(took).count()));
   text.AddOne("morvu_run_timestamp_seconds", "When this run was, since 1970.",
@@ -167,7 +170,7 @@ std::string MakeText(std::span<const HealthRow> rows, std::chrono::steady_clock:
 
 StatusCode RunOption(const FeatureCall& call) {
   const auto rows = ReadHealthRows(call.devices);
-  auto text = MakeText(rows, std::chrono::steady_clock::now() - call.begin);
+  auto text = MakeText(rows, call);
   if (const auto file = call.arguments.GetText(kFileArgument); !file.empty()) {
     return call.face.Publish(text, file) ? Status::Completed : Status::FileNotWritten;
   }
