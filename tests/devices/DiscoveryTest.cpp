@@ -12,7 +12,6 @@ namespace {
 using Simulator::Fault;
 using Simulator::Kind;
 using Simulator::TestFleet;
-using testing::Contains;
 using testing::ElementsAre;
 using testing::IsEmpty;
 

@@ -18,7 +18,6 @@ using DeviceManagement::DriveHold;
 using Simulator::Kind;
 using Simulator::SimulatedDrive;
 using Simulator::TestFleet;
-using testing::ElementsAre;
 using testing::IsEmpty;
 using HoldKind = DriveHold::Kind;
 

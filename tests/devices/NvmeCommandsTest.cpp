@@ -1,8 +1,6 @@
 // Every NVMe command, field for field as it reaches the node.
 #include <gmock/gmock.h>
 
-#include <cstring>
-
 #include "NodeCommands.h"
 #include "frame/status/NvmeStatus.h"
 #include "frame/status/Testing.h"

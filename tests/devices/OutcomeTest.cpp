@@ -12,7 +12,6 @@
 namespace Morvu::DeviceManagement {
 namespace {
 
-using Simulator::DriveSpec;
 using Simulator::Fault;
 using Simulator::Kind;
 using Simulator::SenseFormat;

@@ -7,7 +7,6 @@ namespace Morvu::Testing {
 namespace {
 
 using DeviceManagement::SystemFacts;
-using Simulator::Fault;
 using Simulator::Kind;
 using Simulator::TestFleet;
 using testing::ElementsAre;

@@ -1,7 +1,6 @@
 // Drives behind an LSI RAID controller, as a host has them.
 #include <gtest/gtest.h>
 
-#include <algorithm>
 #include <map>
 
 #include "AdapterCalls.h"

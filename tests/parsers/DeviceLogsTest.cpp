@@ -3,8 +3,6 @@
 #include <gmock/gmock.h>
 #include <gtest/gtest.h>
 
-#include <fstream>
-
 #include "VendorLogs.h"
 #include "devices/properties/AdapterProperties.h"
 #include "devices/properties/ProductProperties.h"

@@ -9,7 +9,6 @@
 #include "devices/properties/ProductProperties.h"
 #include "frame/status/Drives.h"
 #include "frame/status/Health.h"
-#include "frame/status/Requests.h"
 #include "messaging/XmlMessaging.h"
 #include "messaging/drive_class/MorvuSSD.h"
 #include "parsers/smart/Smart.h"
