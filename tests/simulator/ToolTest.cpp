@@ -58,20 +58,26 @@ class Tool : public testing::Test {
     return Shell(std::string(MORVU_SIMULATOR_TOOL) + " " + words);
   }
 
-  // A sanitizer's runtime cannot come behind a preloaded library of its own.
-  bool CanPreload() const {
+  // Why the machine's programs cannot be run on the fleet; empty when they can.
+  static std::string WhyNoPreload() {
 #if defined(__SANITIZE_ADDRESS__) || defined(__SANITIZE_THREAD__)
-    return false;
+    // Its runtime cannot come behind a preloaded library of its own.
+    return "a preload library of a sanitizer build is of no use";
 #else
-    return true;
+    // They are of 64 bits; the library of that width is the other build's.
+    const bool has = sizeof(void*) == 8 || std::filesystem::exists(MORVU_WIDE_PRELOAD);
+    return has ? "" : "needs the build x86_64 beside this one";
 #endif
   }
 
   std::string fleet_;
 };
 
-#define NEED_PROGRAM(name)                                                                  \
-  if (!CanPreload()) GTEST_SKIP() << "a preload library of a sanitizer build is of no use"; \
+#define NEED_PRELOAD() \
+  if (const auto why = WhyNoPreload(); !why.empty()) GTEST_SKIP() << why
+
+#define NEED_PROGRAM(name) \
+  NEED_PRELOAD();          \
   if (Shell("command -v " name).code != 0) GTEST_SKIP() << name " is not installed"
 
 TEST_F(Tool, PutsDrivesBehindControllers) {
@@ -123,7 +129,7 @@ TEST_F(Tool, RefusesWithACodeAndAReason) {
 }
 
 TEST_F(Tool, RunsAProgramWithItsExitCode) {
-  if (!CanPreload()) GTEST_SKIP() << "a preload library of a sanitizer build is of no use";
+  NEED_PRELOAD();
   EXPECT_EQ(7, Simdrives("run FLEET -- sh -c 'exit 7'").code);
   EXPECT_EQ("2097152\n", Simdrives("run FLEET -- cat /sys/class/block/sda/size").text);
 }
