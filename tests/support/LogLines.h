@@ -1,6 +1,7 @@
-// What is logged while this stands.
+// What is logged while this stands. Any thread may log; the test looks when none does.
 #pragma once
 
+#include <mutex>
 #include <string>
 #include <vector>
 
@@ -17,6 +18,7 @@ class LogLines : public Logger {
   ~LogLines() override { SetCurrentLogger(nullptr); }
 
   void Write(const LogRecord& record) override {
+    const std::lock_guard lock(mutex_);
     records.push_back(record);
     text_ += record.message + "\n";
     const auto level = record.levelName.substr(0, record.levelName.find(' '));
@@ -31,6 +33,7 @@ class LogLines : public Logger {
   std::vector<LogRecord> records;
 
  private:
+  std::mutex mutex_;
   std::string text_;
   std::string levels_;  // the same, each line behind its level
 };
