@@ -88,7 +88,6 @@ class Job:
             time.sleep(pause if end is None else max(0.0, min(pause, end - time.monotonic())))
             pause = min(2 * pause, LONGEST_PAUSE)
 
-
     def _receive(self) -> Optional[Message]:
         with self._lock:
             if self._reply is not None:  # another thread took it
